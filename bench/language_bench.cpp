@@ -1,0 +1,16 @@
+// A message lookup reads the language file afresh every time; this shows
+// what that costs with the delivered file.
+#include <benchmark/benchmark.h>
+
+#include "platform/system.h"
+#include "support/language.h"
+
+namespace {
+
+void BM_TestoMessaggio(benchmark::State& state) {
+    ombrix::Language lang(ombrix::platform::realSystem().programFolder(), ombrix::platform::kPathSeparator);
+    for (auto _ : state) benchmark::DoNotOptimize(lang.TestoMessaggio("0182"));
+}
+BENCHMARK(BM_TestoMessaggio);
+
+}  // namespace

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs everything the two builds and their tests need, from Debian's
+# packages, and fetches the SQLite amalgamation for the Windows build.
+# Safe to run again: it only does what is missing.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+
+packages=(
+  build-essential cmake ninja-build pkg-config git ca-certificates
+  libsqlite3-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
+  g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
+  wine64 xvfb xdotool imagemagick x11-utils
+  nodejs npm
+)
+
+as_root() { if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi; }
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}"
+  as_root apt-get update -qq
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+"$root/scripts/fetch-sqlite.sh" "${OMBRIX_SQLITE_CACHE:-$root/build/_deps/sqlite}"

@@ -1,0 +1,102 @@
+#pragma once
+// A small owner of one SQLite connection and its prepared statements. Values
+// are always bound, never pasted into statements. Failures come back as
+// results; nothing here throws.
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/value.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace ombrix::core {
+
+// Text columns of the store use this collation: case is ignored for ASCII
+// and accented letters alike, as the program has always compared text.
+inline constexpr const char* kTextCollation = "NOCASE_LATIN";
+
+class Statement {
+public:
+    Statement() = default;
+    Statement(Statement&&) noexcept;
+    Statement& operator=(Statement&&) noexcept;
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement();
+
+    [[nodiscard]] bool valid() const { return stmt_ != nullptr; }
+    // Binds 1-based parameters; Empty and Null bind as NULL.
+    bool bind(int index, const Value& value);
+    bool bindAll(const std::vector<Value>& values);
+    // True while a row is available; false at the end or on failure (see failed()).
+    [[nodiscard]] bool step();
+    [[nodiscard]] bool failed() const { return failed_; }
+    [[nodiscard]] int columnCount() const;
+    [[nodiscard]] std::string columnName(int column) const;
+    // Null for a NULL column.
+    [[nodiscard]] Value column(int column) const;
+    void reset();
+
+private:
+    friend class Database;
+    explicit Statement(sqlite3_stmt* stmt) : stmt_(stmt) {}
+    sqlite3_stmt* stmt_ = nullptr;
+    bool failed_ = false;
+};
+
+class Database {
+public:
+    Database() = default;
+    Database(Database&&) noexcept;
+    Database& operator=(Database&&) noexcept;
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+    ~Database();
+
+    enum class Mode { OpenExisting, CreateIfMissing };
+    // Opens a file (or ":memory:"), registering the store's text collation.
+    [[nodiscard]] bool open(const std::string& path, Mode mode = Mode::OpenExisting);
+    void close();
+    [[nodiscard]] bool isOpen() const { return db_ != nullptr; }
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+    [[nodiscard]] Statement prepare(std::string_view sql);
+    // Runs one or more statements without parameters.
+    bool exec(std::string_view sql);
+    // Runs one statement with bound values, stepping it to the end.
+    bool run(std::string_view sql, const std::vector<Value>& params = {});
+    // The first column of the first row; Empty when there is no row.
+    [[nodiscard]] Value scalar(std::string_view sql, const std::vector<Value>& params = {});
+    [[nodiscard]] int changes() const;
+    [[nodiscard]] const std::string& lastError() const { return lastError_; }
+
+private:
+    void noteError();
+    sqlite3* db_ = nullptr;
+    std::string path_;
+    std::string lastError_;
+};
+
+// Rolls back unless committed; never throws.
+class Transaction {
+public:
+    explicit Transaction(Database& db);
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    ~Transaction();
+    [[nodiscard]] bool active() const { return active_; }
+    bool commit();
+
+private:
+    Database& db_;
+    bool active_ = false;
+};
+
+// A name usable as a table or column name: letters, digits and "_".
+[[nodiscard]] bool isPlainIdentifier(std::string_view name);
+
+}  // namespace ombrix::core

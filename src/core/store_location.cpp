@@ -1,0 +1,75 @@
+#include "core/store_location.h"
+
+#include "core/settings_reg.h"
+#include "support/language.h"
+
+namespace ombrix::core {
+namespace {
+
+std::string perMachineRoot(StoreEnvironment& env) {
+    return joinPath(env.system.environment("HOMEDRIVE"), kProductFolder, env.separator);
+}
+
+std::string perMachineFolder(StoreEnvironment& env) {
+    return joinPath(perMachineRoot(env), kDatabaseFolderName, env.separator);
+}
+
+std::string programDatabaseFolder(StoreEnvironment& env) {
+    return joinPath(env.system.programFolder(), kDatabaseFolderName, env.separator);
+}
+
+}  // namespace
+
+std::string joinPath(std::string_view folder, std::string_view name, char separator) {
+    std::string path(folder);
+    if (path.empty() || path.back() != separator) path += separator;
+    path += name;
+    return path;
+}
+
+std::string ScegliCartellaDatabase(StoreEnvironment& env) {
+    std::string folder = GetSettingReg(env.registry, kProgramTitle, kStoreSection, kStoreKey);
+    if (!folder.empty()) return folder;
+    folder = programDatabaseFolder(env);
+    if (env.system.windowsMajorVersion() > 5) {
+        if (env.files.fileExists(joinPath(perMachineFolder(env), kDatabaseFileName, env.separator))) {
+            return perMachineFolder(env);
+        }
+        if (SpostaDatabase(env)) return perMachineFolder(env);
+    }
+    return folder;
+}
+
+bool SpostaDatabase(StoreEnvironment& env) {
+    // Without a home drive the per-machine folder would land on whatever
+    // drive is current; stay in the program folder instead.
+    if (env.system.environment("HOMEDRIVE").empty()) return false;
+    if (!env.files.createDirectory(perMachineRoot(env))) return false;
+    if (!env.files.createDirectory(perMachineFolder(env))) return false;
+    const std::string from = joinPath(programDatabaseFolder(env), kDatabaseFileName, env.separator);
+    const std::string to = joinPath(perMachineFolder(env), kDatabaseFileName, env.separator);
+    if (!env.files.copyFile(from, to)) return false;
+    env.files.removeFile(from);  // a copy left behind does no harm
+    return true;
+}
+
+bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
+                     std::string_view section, std::string_view key, DialogOwner owner) {
+    if (!env.files.fileExists(joinPath(folder, fileName, env.separator))) {
+        env.dialogs.messageBox({"0090", env.language.TestoMessaggio("0090"), env.language.TestoMessaggio("0091"),
+                                platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+        const char* prompt = owner == DialogOwner::MainForm ? "0092" : "0093";
+        if (auto chosen = env.dialogs.browseForFolder(env.language.TestoMessaggio(prompt))) folder = *chosen;
+    }
+    if (!db.open(joinPath(folder, fileName, env.separator))) return false;
+    SaveSettingReg(env.registry, kProgramTitle, section, key, folder);
+    return true;
+}
+
+bool ApriDatabase(StoreEnvironment& env, Store& store) {
+    if (store.connection.isOpen()) return true;
+    return CreaConnessione(env, store.folder, kDatabaseFileName, store.connection, kStoreSection, kStoreKey,
+                           DialogOwner::MainForm);
+}
+
+}  // namespace ombrix::core

@@ -1,0 +1,68 @@
+#pragma once
+// Where the store lives and how the shared connection is opened. The
+// delivered database sits in "DataBase" below the program folder; on
+// Windows 6 and later it is moved once to a per-machine folder on the home
+// drive, which ordinary users may write. The chosen folder is remembered in
+// the program's registry settings.
+
+#include <string>
+#include <string_view>
+
+#include "core/database.h"
+#include "platform/dialogs.h"
+#include "platform/filesystem.h"
+#include "platform/registry.h"
+#include "platform/system.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::core {
+
+inline constexpr std::string_view kDatabaseFileName = "DataBase.db";
+inline constexpr std::string_view kDatabaseFolderName = "DataBase";
+inline constexpr std::string_view kProductFolder = "Ombrix";
+inline constexpr std::string_view kStoreSection = "Opzioni";
+inline constexpr std::string_view kStoreKey = "DataBase";
+
+// What the store needs of the machine.
+struct StoreEnvironment {
+    platform::Registry& registry;
+    platform::FileSystem& files;
+    platform::System& system;
+    platform::Dialogs& dialogs;
+    Language& language;
+    char separator = platform::kPathSeparator;
+};
+
+// The process-wide store: its folder (no trailing separator) and the one
+// shared connection, opened once and kept.
+struct Store {
+    std::string folder;
+    Database connection;
+};
+
+// The folder for the store, chosen at start-up before the first open.
+[[nodiscard]] std::string ScegliCartellaDatabase(StoreEnvironment& env);
+
+// Moves the delivered database from the program folder to the per-machine
+// folder; existing folders are fine. False when the copy could not be made.
+bool SpostaDatabase(StoreEnvironment& env);
+
+// Whose window owns the folder browser: the main form or another form.
+enum class DialogOwner { MainForm, OtherForm };
+
+// Opens `db` on folder + fileName. A missing file is reported ("0090") and the
+// user may pick another folder, which replaces `folder`. On success the
+// folder is remembered under (section, key).
+bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
+                     std::string_view section, std::string_view key, DialogOwner owner);
+
+// Opens the shared connection unless it is open already.
+bool ApriDatabase(StoreEnvironment& env, Store& store);
+
+// folder, one separator (none added when the folder ends with one), name.
+[[nodiscard]] std::string joinPath(std::string_view folder, std::string_view name, char separator);
+
+}  // namespace ombrix::core

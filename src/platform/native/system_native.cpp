@@ -1,0 +1,34 @@
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/system.h"
+#include "support/files.h"
+
+namespace ombrix::platform {
+namespace {
+
+class NativeSystem final : public System {
+public:
+    int windowsMajorVersion() override { return 0; }
+    int windowsMinorVersion() override { return 0; }
+    std::string environment(std::string_view name) override {
+        const char* value = std::getenv(std::string(name).c_str());
+        return value ? value : "";
+    }
+    std::string programFolder() override {
+        std::error_code ec;
+        const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+        if (ec) return ".";
+        return pathToUtf8(exe.parent_path());
+    }
+};
+
+}  // namespace
+
+System& realSystem() {
+    static NativeSystem instance;
+    return instance;
+}
+
+}  // namespace ombrix::platform

@@ -1,0 +1,31 @@
+#pragma once
+// Facts about the machine and the running program.
+
+#include <string>
+#include <string_view>
+
+namespace ombrix::platform {
+
+class System {
+public:
+    virtual ~System() = default;
+    [[nodiscard]] virtual int windowsMajorVersion() = 0;
+    [[nodiscard]] virtual int windowsMinorVersion() = 0;
+    // Empty when the variable is not set.
+    [[nodiscard]] virtual std::string environment(std::string_view name) = 0;
+    // The folder of the running executable, without a trailing separator
+    // (except for a drive root such as "C:\").
+    [[nodiscard]] virtual std::string programFolder() = 0;
+};
+
+// The running machine. Natively the Windows version reads as 0.
+System& realSystem();
+
+// The separator this platform puts between folder and file names.
+#ifdef _WIN32
+inline constexpr char kPathSeparator = '\\';
+#else
+inline constexpr char kPathSeparator = '/';
+#endif
+
+}  // namespace ombrix::platform

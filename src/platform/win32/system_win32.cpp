@@ -1,0 +1,60 @@
+#include <windows.h>
+
+#include "platform/system.h"
+#include "platform/win32/wide.h"
+
+namespace ombrix::platform {
+namespace {
+
+// The true version: GetVersionEx lies to programs without a matching manifest.
+OSVERSIONINFOW realVersion() {
+    OSVERSIONINFOW info{};
+    info.dwOSVersionInfoSize = sizeof info;
+    using RtlGetVersionFn = LONG(WINAPI*)(OSVERSIONINFOW*);
+    if (HMODULE ntdll = GetModuleHandleW(L"ntdll.dll")) {
+        auto fn = reinterpret_cast<RtlGetVersionFn>(reinterpret_cast<void*>(GetProcAddress(ntdll, "RtlGetVersion")));
+        if (fn && fn(&info) == 0) return info;
+    }
+    return info;
+}
+
+class Win32System final : public System {
+public:
+    int windowsMajorVersion() override { return static_cast<int>(realVersion().dwMajorVersion); }
+    int windowsMinorVersion() override { return static_cast<int>(realVersion().dwMinorVersion); }
+    std::string environment(std::string_view name) override {
+        const std::wstring n = win32::toWide(name);
+        const DWORD size = GetEnvironmentVariableW(n.c_str(), nullptr, 0);
+        if (size == 0) return {};
+        std::wstring value(size, L'\0');
+        const DWORD got = GetEnvironmentVariableW(n.c_str(), value.data(), size);
+        value.resize(got);
+        return win32::fromWide(value);
+    }
+    std::string programFolder() override {
+        std::wstring path(MAX_PATH, L'\0');
+        while (true) {
+            const DWORD n = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+            if (n == 0) return ".";
+            if (n < path.size()) {
+                path.resize(n);
+                break;
+            }
+            path.resize(path.size() * 2);
+        }
+        const auto slash = path.find_last_of(L"\\/");
+        if (slash == std::wstring::npos) return ".";
+        // A drive root keeps its backslash ("C:\").
+        path.resize(slash == 2 && path[1] == L':' ? slash + 1 : slash);
+        return win32::fromWide(path);
+    }
+};
+
+}  // namespace
+
+System& realSystem() {
+    static Win32System instance;
+    return instance;
+}
+
+}  // namespace ombrix::platform

@@ -1,0 +1,44 @@
+#pragma once
+// Message texts and form texts from the language file beside the program.
+// The file is read afresh on every lookup: an administrator may edit it
+// while the program runs.
+
+#include <string>
+#include <string_view>
+
+#include "support/ini.h"
+
+namespace ombrix {
+
+class Language {
+public:
+    // `separator` is what the platform puts between folder and file names.
+    explicit Language(std::string programFolder, char separator, ini::ProfileReader reader = ini::systemProfileReader());
+
+    // The text of a four-digit message identifier; "" when it is missing.
+    [[nodiscard]] std::string TestoMessaggio(std::string_view id);
+
+    // The language file in use: folder, one separator, name, ".lng".
+    [[nodiscard]] std::string languageFilePath() const;
+    // A value of the language file, for the form translator.
+    [[nodiscard]] std::string formValue(const std::string& section, const std::string& key) const;
+
+    [[nodiscard]] const std::string& currentName() const { return currentName_; }
+    [[nodiscard]] const std::string& programFolder() const { return programFolder_; }
+
+private:
+    [[nodiscard]] std::string inProgramFolder(std::string_view fileName) const;
+
+    std::string programFolder_;
+    char separator_;
+    ini::ProfileReader reader_;
+    std::string currentName_ = "italian";
+};
+
+// The process-wide language of the running program; set once at start-up.
+void setProgramLanguage(Language* language);
+[[nodiscard]] Language* programLanguage();
+// Shorthand for programLanguage()->TestoMessaggio(id); "" before start-up.
+[[nodiscard]] std::string TestoMessaggio(std::string_view id);
+
+}  // namespace ombrix

@@ -1,0 +1,201 @@
+#include "support/text.h"
+
+#include <array>
+
+namespace ombrix {
+namespace {
+
+// 0x80-0x9F of Windows-1252; 0 marks the five bytes with no character.
+constexpr std::array<char16_t, 32> kHigh = {
+    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
+    0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+
+char32_t lowerCodePoint(char32_t c) {
+    if (c < 0x80) return (c >= 'A' && c <= 'Z') ? c + 32 : c;
+    if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return c + 32;
+    if (c >= 0x100 && c <= 0x17F) {
+        if (c == 0x130) return 'i';
+        if (c == 0x178) return 0xFF;
+        // Two runs where the capital sits on the odd code point.
+        if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E)) return (c % 2 == 1) ? c + 1 : c;
+        if (c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F) return c;
+        return (c % 2 == 0) ? c + 1 : c;
+    }
+    if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) return c + 32;
+    if (c == 0x386) return 0x3AC;
+    if (c >= 0x388 && c <= 0x38A) return c + 37;
+    if (c >= 0x410 && c <= 0x42F) return c + 32;
+    if (c >= 0x400 && c <= 0x40F) return c + 80;
+    return c;
+}
+
+}  // namespace
+
+void appendUtf8(std::string& out, char32_t cp) {
+    if (cp < 0x80) {
+        out += static_cast<char>(cp);
+    } else if (cp < 0x800) {
+        out += static_cast<char>(0xC0 | (cp >> 6));
+        out += static_cast<char>(0x80 | (cp & 0x3F));
+    } else if (cp < 0x10000) {
+        out += static_cast<char>(0xE0 | (cp >> 12));
+        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (cp & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (cp >> 18));
+        out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (cp & 0x3F));
+    }
+}
+
+char32_t decodeUtf8(std::string_view s, std::size_t& pos) {
+    const auto b0 = static_cast<unsigned char>(s[pos]);
+    auto cont = [&](std::size_t i) -> int {
+        if (pos + i >= s.size()) return -1;
+        const auto b = static_cast<unsigned char>(s[pos + i]);
+        return (b & 0xC0) == 0x80 ? (b & 0x3F) : -1;
+    };
+    if (b0 < 0x80) {
+        ++pos;
+        return b0;
+    }
+    int need = 0;
+    char32_t cp = 0;
+    if ((b0 & 0xE0) == 0xC0 && b0 >= 0xC2) {
+        need = 1;
+        cp = b0 & 0x1F;
+    } else if ((b0 & 0xF0) == 0xE0) {
+        need = 2;
+        cp = b0 & 0x0F;
+    } else if ((b0 & 0xF8) == 0xF0 && b0 <= 0xF4) {
+        need = 3;
+        cp = b0 & 0x07;
+    }
+    for (int i = 1; i <= need; ++i) {
+        const int c = cont(static_cast<std::size_t>(i));
+        if (c < 0) {
+            need = 0;
+            break;
+        }
+        cp = (cp << 6) | static_cast<char32_t>(c);
+    }
+    const bool overlong = (need == 2 && cp < 0x800) || (need == 3 && cp < 0x10000);
+    if (need == 0 || overlong || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
+        ++pos;
+        return b0;
+    }
+    pos += static_cast<std::size_t>(need) + 1;
+    return cp;
+}
+
+std::string cp1252ToUtf8(std::string_view bytes) {
+    std::string out;
+    out.reserve(bytes.size() + bytes.size() / 8);
+    for (const char ch : bytes) {
+        const auto b = static_cast<unsigned char>(ch);
+        if (b < 0x80) {
+            out += ch;
+        } else if (b < 0xA0) {
+            const char16_t u = kHigh[b - 0x80];
+            appendUtf8(out, u ? u : b);
+        } else {
+            appendUtf8(out, b);
+        }
+    }
+    return out;
+}
+
+std::string utf8ToCp1252(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    std::size_t pos = 0;
+    while (pos < utf8.size()) {
+        const std::size_t start = pos;
+        const char32_t cp = decodeUtf8(utf8, pos);
+        if (cp < 0x80) {
+            out += static_cast<char>(cp);
+            continue;
+        }
+        if (pos - start == 1) {  // a stray byte that is not UTF-8
+            out += '?';
+            continue;
+        }
+        if (cp >= 0xA0 && cp <= 0xFF) {
+            out += static_cast<char>(cp);
+            continue;
+        }
+        char mapped = '?';
+        for (std::size_t i = 0; i < kHigh.size(); ++i) {
+            if ((kHigh[i] != 0 && kHigh[i] == cp) || (kHigh[i] == 0 && cp == 0x80 + i)) {
+                mapped = static_cast<char>(0x80 + i);
+                break;
+            }
+        }
+        out += mapped;
+    }
+    return out;
+}
+
+std::string lowerText(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    std::size_t pos = 0;
+    while (pos < utf8.size()) {
+        const std::size_t start = pos;
+        const char32_t cp = decodeUtf8(utf8, pos);
+        if (pos - start == 1 && cp >= 0x80) {
+            out += utf8[start];  // invalid byte, kept
+            continue;
+        }
+        appendUtf8(out, lowerCodePoint(cp));
+    }
+    return out;
+}
+
+int compareNoCase(std::string_view a, std::string_view b) {
+    std::size_t i = 0, j = 0;
+    while (i < a.size() && j < b.size()) {
+        const auto ca = static_cast<unsigned char>(a[i]);
+        const auto cb = static_cast<unsigned char>(b[j]);
+        if (ca < 0x80 && cb < 0x80) {  // the common case, without decoding
+            const int la = (ca >= 'A' && ca <= 'Z') ? ca + 32 : ca;
+            const int lb = (cb >= 'A' && cb <= 'Z') ? cb + 32 : cb;
+            if (la != lb) return la < lb ? -1 : 1;
+            ++i;
+            ++j;
+            continue;
+        }
+        const char32_t x = lowerCodePoint(decodeUtf8(a, i));
+        const char32_t y = lowerCodePoint(decodeUtf8(b, j));
+        if (x != y) return x < y ? -1 : 1;
+    }
+    if (i < a.size()) return 1;
+    if (j < b.size()) return -1;
+    return 0;
+}
+
+std::string_view trimBlanks(std::string_view s) {
+    while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
+    while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
+    return s;
+}
+
+std::string replaceAll(std::string_view s, std::string_view from, std::string_view to) {
+    std::string out;
+    out.reserve(s.size());
+    std::size_t pos = 0;
+    while (true) {
+        const std::size_t hit = s.find(from, pos);
+        if (hit == std::string_view::npos) break;
+        out.append(s, pos, hit - pos);
+        out += to;
+        pos = hit + from.size();
+    }
+    out.append(s, pos);
+    return out;
+}
+
+}  // namespace ombrix

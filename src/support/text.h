@@ -1,0 +1,42 @@
+#pragma once
+// Text helpers shared by every subsystem. Strings are UTF-8 inside the
+// program; files that the program calls ANSI are Windows-1252.
+
+#include <string>
+#include <string_view>
+
+namespace ombrix {
+
+// Windows-1252 bytes to UTF-8. The five unassigned bytes map to the C1
+// controls of the same value, as Windows does.
+[[nodiscard]] std::string cp1252ToUtf8(std::string_view bytes);
+
+// UTF-8 to Windows-1252. Characters the code page lacks become '?'.
+[[nodiscard]] std::string utf8ToCp1252(std::string_view utf8);
+
+// Lower-cases the letters that Windows lowers for the Western languages:
+// ASCII, Latin-1, Latin Extended-A, Greek and Cyrillic capitals. Other code
+// points and invalid bytes are kept as they are.
+[[nodiscard]] std::string lowerText(std::string_view utf8);
+
+// Compares two UTF-8 texts as the store compares text: letter case is ignored
+// for the letters lowerText knows. Returns <0, 0 or >0.
+[[nodiscard]] int compareNoCase(std::string_view a, std::string_view b);
+[[nodiscard]] inline bool equalsNoCase(std::string_view a, std::string_view b) {
+    return compareNoCase(a, b) == 0;
+}
+
+// Removes leading and trailing blanks (spaces only, as the classic Trim does).
+[[nodiscard]] std::string_view trimBlanks(std::string_view s);
+
+// Replaces every occurrence of `from` (non-empty) with `to`.
+[[nodiscard]] std::string replaceAll(std::string_view s, std::string_view from, std::string_view to);
+
+// Appends the UTF-8 form of one code point.
+void appendUtf8(std::string& out, char32_t cp);
+
+// Decodes one code point at `pos` and advances it; an invalid byte is returned
+// as itself (0x80-0xFF) and counts as one byte.
+[[nodiscard]] char32_t decodeUtf8(std::string_view s, std::size_t& pos);
+
+}  // namespace ombrix

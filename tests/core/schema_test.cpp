@@ -1,0 +1,175 @@
+#include "core/schema.h"
+
+#include <gtest/gtest.h>
+
+#include "core/store.h"
+#include "fakes/fixtures.h"
+
+namespace ombrix::core {
+namespace {
+
+// Every column the upgrade may add, in the order it adds them.
+const std::pair<const char*, const char*> kAddedColumns[] = {
+    {"Profili", "Kiosk"},
+    {"Profili", "TastoStartDisabilitato"},
+    {"Profili", "UtilizzaBrowserInterno"},
+    {"Profili", "NascondiMessaggiNotifica"},
+    {"Opzioni", "LogSiti"},
+    {"Profili", "ProtezioneMassima"},
+    {"Opzioni", "FasceOrarie"},
+    {"Opzioni", "TastieraVirtuale"},
+    {"Profili", "ApriPaginaInizialeATuttoSchermo"},
+};
+
+std::vector<std::string> columnsOf(Database& db, const std::string& table) {
+    std::vector<std::string> names;
+    Statement q = db.prepare("SELECT name FROM pragma_table_info('" + table + "') ORDER BY cid;");
+    while (q.step()) names.push_back(q.column(0).toText());
+    return names;
+}
+
+TEST(SchemaChecks, ColumnAndTableExistence) {
+    Database db = test::oldestStore();
+    EXPECT_TRUE(VerificaEsistenzaCampo(db, "Sito", "SitiVietatiConsentiti"));
+    EXPECT_FALSE(VerificaEsistenzaCampo(db, "sito", "SitiVietatiConsentiti")) << "exact comparison";
+    EXPECT_FALSE(VerificaEsistenzaCampo(db, "Sito", "Profili"));
+    EXPECT_FALSE(VerificaEsistenzaCampo(db, "Kiosk", "Profili"));
+    EXPECT_TRUE(VerificaEsistenzaTabella(db, "Clienti"));
+    EXPECT_FALSE(VerificaEsistenzaTabella(db, "LogSiti"));
+    EXPECT_FALSE(VerificaEsistenzaTabella(db, "clienti"));
+}
+
+TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
+    Database db = test::oldestStore();
+    EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 100);
+    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db));
+
+    EXPECT_EQ(columnsOf(db, "Profili"),
+              (std::vector<std::string>{"IDProfilo", "Profilo", "StampantePredefinita", "PaginaPredefinita",
+                                        "BloccaDownload", "SitiProibiti", "Kiosk", "TastoStartDisabilitato",
+                                        "UtilizzaBrowserInterno", "NascondiMessaggiNotifica", "ProtezioneMassima",
+                                        "ApriPaginaInizialeATuttoSchermo"}));
+    EXPECT_EQ(columnsOf(db, "Opzioni"), (std::vector<std::string>{"IDProfiloInUso", "PasswordAdmin", "LogSiti",
+                                                                   "FasceOrarie", "TastieraVirtuale"}));
+    EXPECT_EQ(columnsOf(db, "LogSiti"), (std::vector<std::string>{"DataOra", "URL"}));
+    EXPECT_EQ(columnsOf(db, "Fasce").size(), 10u);
+    EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
+
+    // One Fasce row, all Null; old rows read the new switches as false.
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce;").toInteger(), 1);
+    EXPECT_TRUE(ReadField(db, "Fasce", "ProfiloFasceNonDefinite").isNull());
+    EXPECT_FALSE(ValoreNonNullo(ReadField(db, "Profili", "Kiosk", Condition{"IDProfilo = ?", {1}}), Value::boolean(false)).toBool());
+
+    // The widened table keeps rows, identifiers, order, text comparison and its index.
+    const auto sites = loadListRows(db, ListKind::Sites, 1);
+    ASSERT_EQ(sites.size(), 2u);
+    EXPECT_EQ(sites[0].text, ".example.com");
+    EXPECT_EQ(sites[1].text, "l'apostrofo.it");
+    EXPECT_EQ(sites[0].key, "_1");
+    EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, ".EXAMPLE.COM"), InsertResult::Duplicate);
+    EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, "nuovo.it"), InsertResult::Inserted);
+    EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).back().id, 4) << "identifiers keep counting";
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = 'SitiVietatiConsentitiProfilo';")
+                  .toInteger(),
+              1);
+    // A long entry fits the widened column as text.
+    EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, std::string(255, 'a')), InsertResult::Inserted);
+}
+
+TEST(Upgrade, SecondRunChangesNothing) {
+    Database db = test::oldestStore();
+    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce;").toInteger(), 1);
+}
+
+TEST(Upgrade, DeliveredDatabaseIsAlreadyCurrent) {
+    Database db = test::deliveredStore();
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
+    // One profile that enforces nothing, named by the options row.
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM Profili;").toInteger(), 1);
+    const Value inUse = ReadField(db, "Opzioni", "IDProfiloInUso", kOptionsRow);
+    EXPECT_EQ(ReadField(db, "Profili", "SitiProibiti", Condition{"IDProfilo = ?", {inUse}}).toInteger(), -1);
+    for (const char* sw : {"BloccaDownload", "Kiosk", "TastoStartDisabilitato", "UtilizzaBrowserInterno",
+                           "NascondiMessaggiNotifica", "ProtezioneMassima", "ApriPaginaInizialeATuttoSchermo"}) {
+        EXPECT_FALSE(ReadField(db, "Profili", sw, Condition{"IDProfilo = ?", {inUse}}).toBool()) << sw;
+    }
+    for (const char* list : {"ProcessiVietati", "NomiFinestreVietate", "SitiVietatiConsentiti", "Clienti", "LogSiti"}) {
+        EXPECT_EQ(db.scalar(std::string("SELECT count(*) FROM ") + list + ";").toInteger(), 0) << list;
+    }
+}
+
+// From every state in between: the file has the first k added columns and
+// tables already. Each later step is added once, and Sito is widened only
+// when Kiosk was missing.
+TEST(Upgrade, FromEveryIntermediateState) {
+    const char* statements[] = {
+        "ALTER TABLE Profili ADD Kiosk Bit",
+        "ALTER TABLE Profili ADD TastoStartDisabilitato Bit",
+        "ALTER TABLE Profili ADD UtilizzaBrowserInterno Bit",
+        "ALTER TABLE Profili ADD NascondiMessaggiNotifica Bit",
+        "ALTER TABLE Opzioni ADD LogSiti Bit",
+        "CREATE TABLE LogSiti(DataOra DateTime, URL Text(255))",
+        "ALTER TABLE Profili ADD ProtezioneMassima Bit",
+        "CREATE TABLE Fasce(Fascia1Dalle DateTime Null, Fascia1Alle DateTime Null, Fascia1Profilo Long Null, "
+        "Fascia2Dalle DateTime Null, Fascia2Alle DateTime Null, Fascia2Profilo Long Null, Fascia3Dalle DateTime "
+        "Null, Fascia3Alle DateTime Null, Fascia3Profilo Long Null, ProfiloFasceNonDefinite Long Null)",
+        "ALTER TABLE Opzioni ADD FasceOrarie Bit",
+        "ALTER TABLE Opzioni ADD TastieraVirtuale Bit",
+        "ALTER TABLE Profili ADD ApriPaginaInizialeATuttoSchermo Bit",
+    };
+    constexpr int kSteps = 11;
+    for (int done = 0; done <= kSteps; ++done) {
+        SCOPED_TRACE("steps already present: " + std::to_string(done));
+        Database db = test::oldestStore();
+        for (int i = 0; i < done; ++i) ASSERT_TRUE(db.exec(statements[i]));
+        EXPECT_EQ(AggiornaDBAVersioneCorrente(db), done < kSteps);
+        for (const auto& [table, column] : kAddedColumns) EXPECT_TRUE(VerificaEsistenzaCampo(db, column, table)) << column;
+        EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), done == 0 ? 255 : 100);
+        // A Fasce table made before this run is not seeded again.
+        EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce;").toInteger(), done >= 8 ? 0 : 1);
+        EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    }
+}
+
+TEST(Upgrade, AFailedStepIsLeftForTheNextStart) {
+    Database db = test::oldestStore();
+    // An index that holds the name makes the LogSiti creation fail on this run.
+    ASSERT_TRUE(db.exec("CREATE TABLE X(y); CREATE INDEX LogSiti ON X(y);"));
+    EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_FALSE(VerificaEsistenzaTabella(db, "LogSiti"));
+    EXPECT_TRUE(VerificaEsistenzaCampo(db, "ApriPaginaInizialeATuttoSchermo", "Profili")) << "later steps still run";
+    ASSERT_TRUE(db.exec("DROP INDEX LogSiti;"));
+    EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_TRUE(VerificaEsistenzaTabella(db, "LogSiti"));
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+}
+
+TEST(DeliveredDatabase, WrittenOnceNeverOverwritten) {
+    test::TempDir dir;
+    const std::string path = dir.file("DataBase.db");
+    std::string error;
+    ASSERT_TRUE(createDeliveredDatabase(path, &error)) << error;
+    Database db;
+    ASSERT_TRUE(db.open(path));
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    ASSERT_TRUE(UpdateField(db, "Opzioni", "PasswordAdmin", Value("x"), kOptionsRow));
+    db.close();
+    EXPECT_FALSE(createDeliveredDatabase(path, &error));
+    ASSERT_TRUE(db.open(path));
+    EXPECT_EQ(ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText(), "x") << "the existing file is untouched";
+    EXPECT_FALSE(createDeliveredDatabase(dir.file("no/such/folder/DataBase.db"), &error));
+}
+
+TEST(Database, RefusesFilesThatAreNotStores) {
+    test::TempDir dir;
+    test::writeFile(dir.file("junk.db"), std::string(4096, 'j'));
+    Database db;
+    EXPECT_FALSE(db.open(dir.file("junk.db")));
+    EXPECT_FALSE(db.isOpen());
+    EXPECT_FALSE(db.open(dir.file("missing.db")));
+}
+
+}  // namespace
+}  // namespace ombrix::core

@@ -1,0 +1,139 @@
+#include "core/store.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "support/language.h"
+
+namespace ombrix::core {
+namespace {
+
+class StoreTest : public ::testing::Test {
+protected:
+    Database db = test::deliveredStore();
+};
+
+TEST_F(StoreTest, ReadFieldReadsTheFirstMatchingRowOrNothing) {
+    EXPECT_EQ(ReadField(db, "Opzioni", "IDProfiloInUso", kOptionsRow).toInteger(), 1);
+    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {1}}).toText(), "Nessuna restrizione");
+    EXPECT_TRUE(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {99}}).isEmpty());
+    EXPECT_TRUE(ReadField(db, "Fasce", "Fascia1Dalle").isNull());
+    EXPECT_TRUE(ReadField(db, "Nope", "Profilo").isEmpty());
+    EXPECT_TRUE(ReadField(db, "Profili; DROP TABLE Profili", "Profilo").isEmpty());
+}
+
+TEST_F(StoreTest, UpdateFieldUpdatesButNeverInserts) {
+    EXPECT_TRUE(UpdateField(db, "Opzioni", "IDProfiloInUso", Value(7), kOptionsRow));
+    EXPECT_EQ(ReadField(db, "Opzioni", "IDProfiloInUso", kOptionsRow).toInteger(), 7);
+    EXPECT_TRUE(UpdateField(db, "Opzioni", "LogSiti", Value::boolean(true), kOptionsRow));
+    EXPECT_EQ(ReadField(db, "Opzioni", "LogSiti", kOptionsRow).toInteger(), -1);
+
+    ASSERT_TRUE(db.exec("DELETE FROM Opzioni;"));
+    EXPECT_FALSE(UpdateField(db, "Opzioni", "IDProfiloInUso", Value(3), kOptionsRow));
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM Opzioni;").toInteger(), 0);
+}
+
+TEST_F(StoreTest, UpdateFieldTouchesOnlyTheFirstOfSeveralRows) {
+    ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'a'), (3, 'a');"));
+    EXPECT_TRUE(UpdateField(db, "Profili", "Profilo", Value("b"), Condition{"Profilo = ?", {"A"}}));
+    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {2}}).toText(), "b");
+    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {3}}).toText(), "a");
+}
+
+TEST_F(StoreTest, TextComparesWithoutCaseForAccentedLettersToo) {
+    ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'CITTÀ');"));
+    EXPECT_EQ(ReadField(db, "Profili", "IDProfilo", Condition{"Profilo = ?", {"città"}}).toInteger(), 2);
+    EXPECT_TRUE(ReadField(db, "Profili", "IDProfilo", Condition{"Profilo = ?", {"citta"}}).isEmpty());
+}
+
+TEST_F(StoreTest, GeneraIdPadsAndSkipsTakenValues) {
+    ASSERT_TRUE(db.exec("DELETE FROM Profili;"));
+    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", ""), "000000000001") << "empty table: start";
+    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", "", 5), "000000000005");
+    ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo) VALUES (1), (2), (4);"));
+    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", ""), "000000000005") << "count 3 + 1 = 4 is taken";
+    ASSERT_TRUE(db.exec("DELETE FROM Profili WHERE IDProfilo = 4;"));
+    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", ""), "000000000003") << "gap below count + start stays unused";
+    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", "", 1, 4), "0003");
+    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", "", 1, 1), "3") << "no padding when already wide enough";
+}
+
+TEST_F(StoreTest, GeneraIdWithPrefixOnATextColumn) {
+    ASSERT_TRUE(db.exec("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'P00002'), (1, 'P00003');"));
+    EXPECT_EQ(GeneraID(db, "ProcessiVietati", "Processo", "P", 1, 6), "P00004");
+    ASSERT_TRUE(db.exec("UPDATE ProcessiVietati SET Processo = 'P00003' WHERE Processo = 'P00002';"));
+    ASSERT_TRUE(db.exec("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'P00004');"));
+    EXPECT_EQ(GeneraID(db, "ProcessiVietati", "Processo", "P", 1, 6), "P00005");
+    EXPECT_EQ(GeneraID(db, "Nope", "X", "P"), "");
+}
+
+TEST_F(StoreTest, InsertsRefuseDuplicatesAndEmptyValues) {
+    struct Case {
+        ListKind kind;
+        const char* first;
+        const char* again;  // the same value as the store compares it
+    } cases[] = {
+        {ListKind::Processes, "Notepad.exe", "NOTEPAD.EXE"},
+        {ListKind::WindowTitles, "Proprietà - Data e ora", "PROPRIETÀ - DATA E ORA"},
+        {ListKind::Sites, "l'esempio.it", "L'ESEMPIO.IT"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(insertListEntry(db, c.kind, 1, c.first), InsertResult::Inserted) << c.first;
+        EXPECT_EQ(insertListEntry(db, c.kind, 1, c.again), InsertResult::Duplicate) << c.again;
+        EXPECT_EQ(insertListEntry(db, c.kind, 2, c.again), InsertResult::Inserted) << "other profile";
+        EXPECT_EQ(insertListEntry(db, c.kind, 1, ""), InsertResult::EmptyValue);
+        const auto rows = loadListRows(db, c.kind, 1);
+        ASSERT_EQ(rows.size(), 1u);
+        EXPECT_EQ(rows[0].text, c.first) << "stored exactly as given, apostrophes included";
+    }
+    EXPECT_EQ(InserisciProcessoVietatoSilenzioso(db, 1, "calc.exe"), InsertResult::Inserted);
+    EXPECT_EQ(InserisciNomeFinestraVietataSilenzioso(db, 1, "Download"), InsertResult::Inserted);
+    EXPECT_EQ(InserisciSitoSilenzioso(db, 1, ".example.org"), InsertResult::Inserted);
+    EXPECT_EQ(InserisciSitoSilenzioso(db, 1, ".EXAMPLE.org"), InsertResult::Duplicate);
+}
+
+TEST_F(StoreTest, InteractiveInsertShowsTheListsMessageAndReloads) {
+    test::TempDir dir;
+    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=P\r\n0107=F\r\n0108=S\r\n");
+    Language lang(dir.path().string(), platform::kPathSeparator);
+    test::RecordingDialogs dialogs;
+    int reloads = 0;
+    auto reload = [&] { ++reloads; };
+    const std::pair<ListKind, const char*> kinds[] = {
+        {ListKind::Processes, "0106"}, {ListKind::WindowTitles, "0107"}, {ListKind::Sites, "0108"}};
+    for (const auto& [kind, id] : kinds) {
+        dialogs.shown.clear();
+        reloads = 0;
+        EXPECT_EQ(insertListEntryInteractive(db, dialogs, lang, kind, 1, "x", reload), InsertResult::Inserted);
+        EXPECT_EQ(reloads, 1);
+        EXPECT_TRUE(dialogs.shown.empty());
+        EXPECT_EQ(insertListEntryInteractive(db, dialogs, lang, kind, 1, "X", reload), InsertResult::Duplicate);
+        EXPECT_EQ(reloads, 1) << "no reload after a refusal";
+        ASSERT_EQ(dialogs.shown.size(), 1u);
+        EXPECT_EQ(dialogs.shown[0].messageId, id);
+        EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Exclamation);
+        EXPECT_EQ(insertListEntryInteractive(db, dialogs, lang, kind, 1, "", reload), InsertResult::EmptyValue);
+        EXPECT_EQ(dialogs.shown.size(), 1u) << "an empty value is silently not stored";
+    }
+}
+
+TEST_F(StoreTest, LoadersGiveRowsInStoreOrderWithUnderscoreKeys) {
+    for (const char* site : {"zeta.it", "alfa.it", "Media.it"}) {
+        ASSERT_EQ(insertListEntry(db, ListKind::Sites, 1, site), InsertResult::Inserted);
+    }
+    ASSERT_EQ(insertListEntry(db, ListKind::Sites, 2, "altro.it"), InsertResult::Inserted);
+    const auto rows = loadListRows(db, ListKind::Sites, 1);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0].text, "zeta.it");
+    EXPECT_EQ(rows[1].text, "alfa.it");
+    EXPECT_EQ(rows[2].text, "Media.it");
+    for (const auto& r : rows) EXPECT_EQ(r.key, "_" + std::to_string(r.id));
+    EXPECT_TRUE(loadListRows(db, ListKind::Processes, 1).empty());
+    EXPECT_STREQ(listTable(ListKind::Processes).headingMessage, "0304");
+    EXPECT_STREQ(listTable(ListKind::WindowTitles).headingMessage, "0305");
+    EXPECT_STREQ(listTable(ListKind::Sites).headingMessage, "0306");
+}
+
+}  // namespace
+}  // namespace ombrix::core

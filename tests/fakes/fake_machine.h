@@ -1,0 +1,89 @@
+#pragma once
+// Fakes of the machine for the native tests: a scripted file system, system
+// facts, and dialogs that record what was shown.
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/dialogs.h"
+#include "platform/filesystem.h"
+#include "platform/system.h"
+
+namespace ombrix::test {
+
+class FakeFileSystem final : public platform::FileSystem {
+public:
+    std::map<std::string, std::string> files;  // path -> contents
+    std::set<std::string> directories;
+    std::set<std::string> readOnlyDirectories;  // files cannot be made or removed inside
+    std::vector<std::string> calls;
+
+    bool fileExists(std::string_view path) override {
+        calls.push_back("exists " + std::string(path));
+        return files.count(std::string(path)) > 0;
+    }
+    bool createDirectory(std::string_view path) override {
+        calls.push_back("mkdir " + std::string(path));
+        if (blocked(path)) return directories.count(std::string(path)) > 0;
+        directories.insert(std::string(path));
+        return true;
+    }
+    bool copyFile(std::string_view from, std::string_view to) override {
+        calls.push_back("copy " + std::string(from) + " -> " + std::string(to));
+        const auto it = files.find(std::string(from));
+        if (it == files.end() || blocked(to)) return false;
+        files[std::string(to)] = it->second;
+        return true;
+    }
+    bool removeFile(std::string_view path) override {
+        calls.push_back("remove " + std::string(path));
+        if (blocked(path)) return false;
+        return files.erase(std::string(path)) > 0;
+    }
+
+private:
+    bool blocked(std::string_view path) const {
+        for (const auto& dir : readOnlyDirectories) {
+            if (std::string_view(path).substr(0, dir.size()) == dir) return true;
+        }
+        return false;
+    }
+};
+
+class FakeSystem final : public platform::System {
+public:
+    int major = 10;
+    int minor = 0;
+    std::map<std::string, std::string> env{{"HOMEDRIVE", "C:"}};
+    std::string folder = "C:\\Programmi\\Ombrix";
+
+    int windowsMajorVersion() override { return major; }
+    int windowsMinorVersion() override { return minor; }
+    std::string environment(std::string_view name) override {
+        const auto it = env.find(std::string(name));
+        return it == env.end() ? std::string() : it->second;
+    }
+    std::string programFolder() override { return folder; }
+};
+
+class RecordingDialogs final : public platform::Dialogs {
+public:
+    std::vector<platform::MessageBoxRequest> shown;
+    std::vector<std::string> prompts;
+    std::optional<std::string> folderAnswer;
+    platform::MessageAnswer answer = platform::MessageAnswer::Ok;
+
+    platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
+        shown.push_back(request);
+        return answer;
+    }
+    std::optional<std::string> browseForFolder(const std::string& prompt) override {
+        prompts.push_back(prompt);
+        return folderAnswer;
+    }
+};
+
+}  // namespace ombrix::test

@@ -1,0 +1,49 @@
+#include "fakes/fixtures.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <random>
+
+#include "core/schema.h"
+#include "support/files.h"
+
+namespace ombrix::test {
+
+TempDir::TempDir() {
+    static std::atomic<int> counter{0};
+    std::random_device rd;
+    path_ = std::filesystem::temp_directory_path() /
+            ("ombrix-test-" + std::to_string(rd()) + "-" + std::to_string(counter++));
+    std::filesystem::create_directories(path_);
+}
+
+TempDir::~TempDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+}
+
+std::string TempDir::file(std::string_view name) const { return pathToUtf8(path_ / pathFromUtf8(name)); }
+
+void writeFile(const std::string& path, std::string_view bytes) {
+    const auto p = pathFromUtf8(path);
+    std::filesystem::create_directories(p.parent_path());
+    std::ofstream out(p, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!out) ADD_FAILURE() << "cannot write " << path;
+}
+
+namespace {
+core::Database storeFrom(std::string_view sql) {
+    core::Database db;
+    EXPECT_TRUE(db.open(":memory:", core::Database::Mode::CreateIfMissing)) << db.lastError();
+    EXPECT_TRUE(db.exec(sql)) << db.lastError();
+    return db;
+}
+}  // namespace
+
+core::Database deliveredStore() { return storeFrom(core::deliveredSchemaSql()); }
+core::Database oldestStore() { return storeFrom(oldestSchemaSql()); }
+
+}  // namespace ombrix::test

@@ -1,0 +1,37 @@
+#pragma once
+// Test data and helpers shared by the test suites.
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "core/database.h"
+
+namespace ombrix::test {
+
+// The statements of the oldest store structure the program upgrades.
+std::string_view oldestSchemaSql();
+
+// A fresh folder under the temporary directory, removed with the object.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    // The UTF-8 path of a file inside the folder.
+    [[nodiscard]] std::string file(std::string_view name) const;
+
+private:
+    std::filesystem::path path_;
+};
+
+// Writes bytes to a file, creating folders as needed.
+void writeFile(const std::string& path, std::string_view bytes);
+
+// An in-memory store built from the delivered schema, or from the oldest one.
+core::Database deliveredStore();
+core::Database oldestStore();
+
+}  // namespace ombrix::test

@@ -1,0 +1,84 @@
+#include "support/language.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+
+#include "fakes/fixtures.h"
+#include "platform/system.h"
+#include "support/files.h"
+
+namespace ombrix {
+namespace {
+
+TEST(Language, ReadsTheItalianFileBesideTheProgram) {
+    test::TempDir dir;
+    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=Processo gi\xE0 presente\r\n");
+    Language lang(pathToUtf8(dir.path()), platform::kPathSeparator);
+    EXPECT_EQ(lang.TestoMessaggio("0106"), "Processo già presente");
+    EXPECT_EQ(lang.TestoMessaggio("0999"), "");
+    EXPECT_EQ(lang.currentName(), "italian");
+}
+
+TEST(Language, TheSettingsFileNeverChangesTheLanguage) {
+    test::TempDir dir;
+    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0001=uno\r\n");
+    test::writeFile(dir.file("english.lng"), "[Strings]\r\n0001=one\r\n");
+    test::writeFile(dir.file("LangSetting.ini"), "[Language]\r\nCurrentLanguage=english\r\n");
+    Language lang(pathToUtf8(dir.path()), platform::kPathSeparator);
+    EXPECT_EQ(lang.TestoMessaggio("0001"), "uno");
+}
+
+TEST(Language, OneSeparatorBetweenFolderAndFile) {
+    EXPECT_EQ(Language("C:\\", '\\').languageFilePath(), "C:\\italian.lng");
+    EXPECT_EQ(Language("C:\\Programmi\\Ombrix", '\\').languageFilePath(), "C:\\Programmi\\Ombrix\\italian.lng");
+    EXPECT_EQ(Language("/opt/ombrix/", '/').languageFilePath(), "/opt/ombrix/italian.lng");
+}
+
+TEST(Language, MissingFileGivesEmptyTexts) {
+    test::TempDir dir;
+    Language lang(pathToUtf8(dir.path()), platform::kPathSeparator);
+    EXPECT_EQ(lang.TestoMessaggio("0001"), "");
+    EXPECT_EQ(lang.formValue("frmOmbrix", "frmOmbrix.Caption"), "");
+}
+
+#ifndef _WIN32
+// The delivered language file must hold every message the code asks for, in
+// the file's own encoding and line ends.
+TEST(DeliveredLanguageFile, HoldsEveryIdentifierTheCodeUses) {
+    const std::string root = OMBRIX_SOURCE_DIR;
+    const auto bytes = readWholeFile(root + "/data/italian.lng");
+    ASSERT_TRUE(bytes) << "data/italian.lng is missing";
+    EXPECT_EQ(bytes->find("\r\n") != std::string::npos, true);
+    for (std::size_t i = 0; i < bytes->size(); ++i) {
+        if ((*bytes)[i] == '\n') {
+            ASSERT_TRUE(i > 0 && (*bytes)[i - 1] == '\r') << "bare LF at byte " << i;
+        }
+    }
+
+    Language lang(root + "/data", '/');
+    // A message identifier in code is a four-digit string literal.
+    const std::regex id(R"re("(0[0-9]{3})")re");
+    std::set<std::string> missing;
+    int seen = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root + "/src")) {
+        const auto ext = entry.path().extension();
+        if (ext != ".cpp" && ext != ".h") continue;
+        const auto text = readWholeFile(pathToUtf8(entry.path()));
+        ASSERT_TRUE(text);
+        for (std::sregex_iterator it(text->begin(), text->end(), id), end; it != end; ++it) {
+            ++seen;
+            const std::string identifier = (*it)[1].str();
+            if (lang.TestoMessaggio(identifier).empty()) missing.insert(entry.path().filename().string() + ": " + identifier);
+        }
+    }
+    EXPECT_GT(seen, 5);
+    for (const auto& m : missing) ADD_FAILURE() << "no text for " << m;
+}
+#endif
+
+}  // namespace
+}  // namespace ombrix

@@ -1,0 +1,74 @@
+#include "support/text.h"
+
+#include <gtest/gtest.h>
+
+namespace ombrix {
+namespace {
+
+TEST(Cp1252, DecodesEveryByteAndRoundTrips) {
+    std::string all;
+    for (int b = 1; b < 256; ++b) all += static_cast<char>(b);
+    const std::string utf8 = cp1252ToUtf8(all);
+    EXPECT_EQ(utf8ToCp1252(utf8), all);
+}
+
+TEST(Cp1252, KnownCharacters) {
+    struct Case {
+        std::string cp1252;
+        std::string utf8;
+    } cases[] = {
+        {"\x80", "\u20AC"},           // euro
+        {"\xE8", "\u00E8"},           // è
+        {"\xC8", "\u00C8"},           // È
+        {"\x93x\x94", "\u201Cx\u201D"},  // curly quotes
+        {"\x8A\x9A", "\u0160\u0161"},  // Š š
+        {"plain", "plain"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(cp1252ToUtf8(c.cp1252), c.utf8) << c.utf8;
+        EXPECT_EQ(utf8ToCp1252(c.utf8), c.cp1252) << c.utf8;
+    }
+}
+
+TEST(Cp1252, CharactersOutsideTheCodePageBecomeQuestionMarks) {
+    EXPECT_EQ(utf8ToCp1252("\u4E2D\u6587 ok"), "?? ok");
+    EXPECT_EQ(utf8ToCp1252("bad \xFF byte"), "bad ? byte");
+}
+
+TEST(LowerText, LowersAccentedLettersAsWindowsDoes) {
+    struct Case {
+        const char* in;
+        const char* out;
+    } cases[] = {
+        {"HTTP://WWW.Example.ORG/", "http://www.example.org/"},
+        {"ÀÈÉÌÒÙ", "àèéìòù"},
+        {"Œuvre Štěpán Ÿ", "œuvre štěpán ÿ"},
+        {"ÆØÅ×", "æøå×"},  // × is not a letter
+        {"ΑΒΓ Ключ", "αβγ ключ"},
+        {"ß already lower", "ß already lower"},
+        {"\xFF stray", "\xFF stray"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(lowerText(c.in), c.out) << c.in;
+}
+
+TEST(CompareNoCase, IgnoresCaseOfAsciiAndLatinLettersAlike) {
+    EXPECT_TRUE(equalsNoCase("È", "è"));
+    EXPECT_TRUE(equalsNoCase("Città", "CITTÀ"));
+    EXPECT_TRUE(equalsNoCase("Notepad.EXE", "notepad.exe"));
+    EXPECT_FALSE(equalsNoCase("e", "è"));
+    EXPECT_FALSE(equalsNoCase("abc", "abcd"));
+    EXPECT_LT(compareNoCase("abc", "ABD"), 0);
+    EXPECT_GT(compareNoCase("b", "A"), 0);
+    EXPECT_LT(compareNoCase("", "a"), 0);
+}
+
+TEST(Text, TrimAndReplace) {
+    EXPECT_EQ(trimBlanks("  a b  "), "a b");
+    EXPECT_EQ(trimBlanks("   "), "");
+    EXPECT_EQ(trimBlanks("\ta\t"), "\ta\t");  // only blanks, as Trim does
+    EXPECT_EQ(replaceAll("l'uno e l'altro", "'", "''"), "l''uno e l''altro");
+    EXPECT_EQ(replaceAll("aaa", "aa", "b"), "ba");
+}
+
+}  // namespace
+}  // namespace ombrix
