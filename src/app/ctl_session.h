@@ -1,0 +1,57 @@
+#pragma once
+// What every ombrixctl command shares: the streams, the machine, the
+// language texts, and the store, opened on demand.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/ctl.h"
+#include "core/store_location.h"
+#include <memory>
+
+#include "support/language.h"
+
+namespace ombrix::app {
+
+class Session {
+public:
+    Session(CtlEnvironment& env, std::optional<std::string> dbFile);
+    ~Session();
+
+    // Prints "<id>: <text>[ <detail>]" on standard error; returns kRefused.
+    int refuse(const char* id, const std::string& detail = {});
+    // Prints "ombrixctl: <text>" on standard error; returns kUsage.
+    int usage(const std::string& why);
+
+    // Opens the store: the file named by --db, else the folder the program
+    // uses. Reports why on standard error when it cannot.
+    [[nodiscard]] bool open();
+
+    core::Database& db() { return store_.connection; }
+    CtlEnvironment& env() { return env_; }
+    std::ostream& out() { return env_.out; }
+    std::ostream& err() { return env_.err; }
+    Language& language() { return language_; }
+
+private:
+    class ConsoleDialogs;
+    CtlEnvironment& env_;
+    Language language_;
+    std::unique_ptr<ConsoleDialogs> dialogs_;
+    std::optional<std::string> dbFile_;
+    core::Store store_;
+};
+
+// One command: its name, the line of usage text, and the handler that gets
+// the arguments after the name.
+struct CtlCommand {
+    const char* name;
+    const char* usage;
+    int (*run)(Session& session, const std::vector<std::string>& args);
+};
+
+// Commands by file; the dispatcher lists them in this order.
+const std::vector<CtlCommand>& storeCommands();
+
+}  // namespace ombrix::app

@@ -1,0 +1,54 @@
+// ombrixctl commands on the store itself: init, upgrade, profiles.
+#include <ostream>
+
+#include "app/ctl_session.h"
+#include "core/schema.h"
+
+namespace ombrix::app {
+namespace {
+
+int cmdInit(Session& s, const std::vector<std::string>& args) {
+    if (args.size() != 1) return s.usage("init takes one FILE");
+    if (s.env().files.fileExists(args[0])) {
+        s.err() << "ombrixctl: " << args[0] << " exists already; it is left as it is\n";
+        return kRefused;
+    }
+    std::string error;
+    if (!core::createDeliveredDatabase(args[0], &error)) {
+        s.err() << "ombrixctl: cannot write " << args[0] << ": " << error << "\n";
+        return kRefused;
+    }
+    return kOk;
+}
+
+int cmdUpgrade(Session& s, const std::vector<std::string>& args) {
+    if (!args.empty()) return s.usage("upgrade takes no arguments");
+    if (!s.open()) return kRefused;
+    s.out() << (core::AggiornaDBAVersioneCorrente(s.db()) ? "upgraded" : "up to date") << "\n";
+    return kOk;
+}
+
+int cmdProfiles(Session& s, const std::vector<std::string>& args) {
+    if (!args.empty()) return s.usage("profiles takes no arguments");
+    if (!s.open()) return kRefused;
+    core::Statement q = s.db().prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
+    while (q.step()) s.out() << q.column(0).toText() << "\t" << q.column(1).toText() << "\n";
+    if (!q.valid() || q.failed()) {
+        s.err() << "ombrixctl: cannot read the profiles: " << s.db().lastError() << "\n";
+        return kRefused;
+    }
+    return kOk;
+}
+
+}  // namespace
+
+const std::vector<CtlCommand>& storeCommands() {
+    static const std::vector<CtlCommand> commands = {
+        {"init", "init FILE     write the empty database to FILE (never overwrites)", &cmdInit},
+        {"upgrade", "upgrade       bring the database up to the current structure", &cmdUpgrade},
+        {"profiles", "profiles      list the profiles: identifier, a tab, the name", &cmdProfiles},
+    };
+    return commands;
+}
+
+}  // namespace ombrix::app

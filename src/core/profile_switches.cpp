@@ -1,0 +1,37 @@
+#include "core/profile_switches.h"
+
+#include "support/text.h"
+
+namespace ombrix::core {
+
+AppliedProfile readProfileSwitches(Database& db, long long profileId) {
+    AppliedProfile applied;
+    Statement q = db.prepare(
+        "SELECT Profili.StampantePredefinita, Profili.PaginaPredefinita, Profili.BloccaDownload, Profili.Kiosk, "
+        "Profili.TastoStartDisabilitato, Profili.UtilizzaBrowserInterno, Profili.NascondiMessaggiNotifica, "
+        "Profili.ProtezioneMassima, Profili.ApriPaginaInizialeATuttoSchermo FROM Profili "
+        "WHERE Profili.IDProfilo = ? ORDER BY rowid LIMIT 1;");
+    if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId))) || !q.step()) return applied;
+    auto text = [&](int c) { return ValoreNonNullo(q.column(c)).toText(); };
+    auto flag = [&](int c) { return ValoreNonNullo(q.column(c), Value::boolean(false)).toBool(); };
+    ProfileSwitches& s = applied.switches;
+    s.stampantePredefinita = text(0);
+    s.paginaPredefinita = text(1);
+    s.bloccaDownload = flag(2);
+    s.kiosk = flag(3);
+    s.tastoStartDisabilitato = flag(4);
+    s.utilizzaBrowserInterno = flag(5);
+    s.nascondiMessaggiNotifica = flag(6);
+    s.protezioneMassima = flag(7);
+    s.apriPaginaInizialeATuttoSchermo = flag(8);
+    applied.homePagePending = !trimBlanks(s.paginaPredefinita).empty();
+    return applied;
+}
+
+bool homePageIsProgram(const std::string& page) {
+    if (page.size() < 4) return false;
+    const std::string tail = lowerText(page.substr(page.size() - 4));
+    return tail == ".exe" || tail == ".bat";
+}
+
+}  // namespace ombrix::core

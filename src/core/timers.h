@@ -1,0 +1,55 @@
+#pragma once
+// The main form's timers. The controller and the enforcement switch them on
+// and off through Timers; the Win32 main window maps each to SetTimer, and
+// tests record the switches.
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace ombrix::core {
+
+enum class TimerId {
+    SitiVietatiConsentiti,  // timerSitiVietatiConsentiti: site list, 50 ms
+    KillTaskManager,        // tmrKillTaskManager: task manager, time slots, 100 ms
+    LogSitiVisitati,        // timerLogSitiVisitati: visited-sites log, 250 ms
+    ChiudiFinestre,         // tmrChiudiFinestre: forbidden windows, 300 ms
+    ProcessiVietati,        // tmrProcessiVietati: forbidden processes, 500 ms
+    LanciaPaginaIniziale,   // tmrLanciaPaginaIniziale: opens the home page once, 500 ms
+    MetroKiller,            // tmrMetroKiller: 3000 ms, one shot
+    NascondiDesktop,        // tmrNancondiDesktop: 3000 ms, one shot
+    AttesaDati,             // tmrAttesaDati: 6000 ms
+    Esci,                   // tmrEsci: the shutdown, 100 ms, one shot
+    Count
+};
+
+struct TimerSpec {
+    TimerId id;
+    std::string_view name;
+    std::uint32_t intervalMs;
+};
+
+inline constexpr std::array<TimerSpec, static_cast<std::size_t>(TimerId::Count)> kTimers = {{
+    {TimerId::SitiVietatiConsentiti, "timerSitiVietatiConsentiti", 50},
+    {TimerId::KillTaskManager, "tmrKillTaskManager", 100},
+    {TimerId::LogSitiVisitati, "timerLogSitiVisitati", 250},
+    {TimerId::ChiudiFinestre, "tmrChiudiFinestre", 300},
+    {TimerId::ProcessiVietati, "tmrProcessiVietati", 500},
+    {TimerId::LanciaPaginaIniziale, "tmrLanciaPaginaIniziale", 500},
+    {TimerId::MetroKiller, "tmrMetroKiller", 3000},
+    {TimerId::NascondiDesktop, "tmrNancondiDesktop", 3000},
+    {TimerId::AttesaDati, "tmrAttesaDati", 6000},
+    {TimerId::Esci, "tmrEsci", 100},
+}};
+
+[[nodiscard]] constexpr const TimerSpec& timerSpec(TimerId id) { return kTimers[static_cast<std::size_t>(id)]; }
+
+// All timers start disabled.
+class Timers {
+public:
+    virtual ~Timers() = default;
+    virtual void setEnabled(TimerId id, bool enabled) = 0;
+    [[nodiscard]] virtual bool isEnabled(TimerId id) const = 0;
+};
+
+}  // namespace ombrix::core

@@ -1,0 +1,38 @@
+#pragma once
+// What the enforcement sees of the external browsers: the address each one
+// shows, and the shell's browser windows. Every reader returns "" when the
+// browser is not running, its address cannot be read, or the user is typing
+// in the address bar.
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace ombrix::platform {
+
+class BrowserAddresses {
+public:
+    virtual ~BrowserAddresses() = default;
+    [[nodiscard]] virtual std::string IndirizzoChrome() = 0;
+    [[nodiscard]] virtual std::string IndirizzoEdge() = 0;
+    [[nodiscard]] virtual std::string IndirizzoFirefox() = 0;
+    // The shell's browser windows as "1§<address>|2§<address>|..." (only
+    // http and ftp addresses count).
+    [[nodiscard]] virtual std::string ElencoFinestreShell() = 0;
+};
+
+// One window of the shell's browser-window collection.
+struct ShellBrowserWindow {
+    std::string locationUrl;
+    std::string locationName;
+};
+
+class ShellBrowserWindows {
+public:
+    virtual ~ShellBrowserWindows() = default;
+    [[nodiscard]] virtual std::vector<ShellBrowserWindow> windows() = 0;
+    // Sends the window at this position of the last windows() list back one page.
+    virtual void goBack(std::size_t index) = 0;
+};
+
+}  // namespace ombrix::platform

@@ -1,0 +1,17 @@
+#pragma once
+// Starting programs and opening addresses with the shell.
+
+#include <string>
+
+namespace ombrix::platform {
+
+class Shell {
+public:
+    virtual ~Shell() = default;
+    // The shell's default action on an address or file (ShellExecute, no verb).
+    virtual bool open(const std::string& target, const std::string& workingFolder, int showCommand) = 0;
+    // Runs a command line with the given window style (the classic Shell call).
+    virtual bool run(const std::string& commandLine, int windowStyle) = 0;
+};
+
+}  // namespace ombrix::platform
