@@ -1,0 +1,353 @@
+#include "core/controller.h"
+
+#include "core/password.h"
+#include "core/schema.h"
+#include "core/settings_reg.h"
+#include "core/store.h"
+#include "support/language.h"
+#include "support/text.h"
+
+namespace ombrix::core {
+namespace {
+
+// A process that refuses to die must not hang the shutdown.
+constexpr int kKillAttempts = 50;
+
+}  // namespace
+
+Controller::Controller(Machine machine, Store& store) : m_(machine), store_(store) {}
+
+int Controller::killEveryInstance(const std::string& imageName) {
+    const std::string wanted = lowerText(imageName);
+    int result = 0;
+    for (const auto& p : m_.processes.snapshot()) {
+        if (lowerText(p.imageName) == wanted) result = m_.processes.terminate(p.id) ? 1 : 0;
+    }
+    return result;
+}
+
+void Controller::killUntilGone(const std::string& imageName) {
+    const std::string wanted = lowerText(imageName);
+    for (int attempt = 0; attempt < kKillAttempts; ++attempt) {
+        bool running = false;
+        for (const auto& p : m_.processes.snapshot()) running = running || lowerText(p.imageName) == wanted;
+        if (!running) return;
+        m_.pump.doEvents();
+        killEveryInstance(imageName);
+    }
+}
+
+void Controller::killTaskManager() { killEveryInstance("taskmgr.exe"); }
+
+bool Controller::ensureStore() { return ApriDatabase(m_.env, store_); }
+
+std::string Controller::programPath() const {
+    return joinPath(m_.env.system.programFolder(), std::string(kProgramExeName) + ".exe", m_.env.separator);
+}
+
+bool Controller::runKeyForCurrentUser() const {
+    return windowsMajor_ >= 7 || (windowsMajor_ == 6 && windowsMinor_ >= 2);
+}
+
+void Controller::trustMakerSite() {
+    std::string domain = kMakerSite;
+    if (domain.rfind("www.", 0) == 0) domain = domain.substr(4);
+    const std::string key = std::string(kZoneMapDomains) + domain + "\\www";
+    m_.env.registry.writeDword(platform::RegRoot::CurrentUser, key, "http", 2);
+    m_.env.registry.writeDword(platform::RegRoot::CurrentUser, key, "https", 2);
+}
+
+bool Controller::autostartEntryPresent() {
+    const std::string path = programPath();
+    const auto machine = m_.env.registry.readValue(platform::RegRoot::LocalMachine, kRunKey, kProgramTitle);
+    if (machine && equalsNoCase(*machine, path)) return true;
+    const auto user = m_.env.registry.readValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
+    return user && equalsNoCase(*user, path);
+}
+
+void Controller::refreshAutostart() {
+    // An entry left by an earlier install points at the old place: rewrite it.
+    const std::string path = programPath();
+    for (const auto root : {platform::RegRoot::LocalMachine, platform::RegRoot::CurrentUser}) {
+        const auto value = m_.env.registry.readValue(root, kRunKey, kProgramTitle);
+        if (value && !value->empty() && *value != path) m_.env.registry.writeString(root, kRunKey, kProgramTitle, path);
+    }
+}
+
+void Controller::fillProfileCombo() {
+    std::vector<ProfileItem> items;
+    int selected = -1;
+    Statement q = store_.connection.prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
+    while (q.step()) {
+        items.push_back({q.column(0).toInteger(), ValoreNonNullo(q.column(1)).toText()});
+        if (items.back().id == profileInUse_) selected = static_cast<int>(items.size()) - 1;
+    }
+    m_.view.fillProfiles(items, selected);
+}
+
+void Controller::applyProfile() {
+    const AppliedProfile applied = store_.connection.isOpen() ? readProfileSwitches(store_.connection, profileInUse_)
+                                                              : AppliedProfile{};
+    switches_ = applied.switches;
+    homePagePending_ = applied.homePagePending;
+    if (machineProfile_) machineProfile_->applyToMachine(switches_);
+    if (lists_) lists_->setProfile(profileInUse_, switches_);
+}
+
+void Controller::loadLists() {
+    if (!lists_) return;
+    lists_->CaricaSitiVietatiConsentiti(profileInUse_);
+    lists_->CaricaProcessiVietati();
+    lists_->CaricaFinestreVietate();
+}
+
+Controller::StartResult Controller::startUp() {
+    Language& lang = m_.env.language;
+    m_.view.applyIconAndLanguage();
+    killTaskManager();
+    if (machineProfile_) machineProfile_->DisattivaPresentazioneDesktop();
+    killTaskManager();
+    m_.view.showSplash();
+    if (m_.instance.anotherInstanceRunning()) return StartResult::AnotherInstance;
+    windowsMajor_ = m_.env.system.windowsMajorVersion();
+    windowsMinor_ = m_.env.system.windowsMinorVersion();
+    store_.folder = ScegliCartellaDatabase(m_.env);
+    killTaskManager();
+    trustMakerSite();
+    killTaskManager();
+    refreshAutostart();
+    killTaskManager();
+    if (machineProfile_) machineProfile_->rememberSettings();
+    killTaskManager();
+
+    if (ensureStore() && AggiornaDBAVersioneCorrente(store_.connection)) {
+        m_.env.dialogs.messageBox({"0151", lang.TestoMessaggio("0151"), std::string(kProgramTitle),
+                                   platform::MessageIcon::Information, platform::MessageButtons::Ok});
+    }
+    killTaskManager();
+    // A store without a password: the administrator chooses one before anything else.
+    if (store_.connection.isOpen() && !passwordIsSet()) m_.view.openOptions();
+    killTaskManager();
+    Database& db = store_.connection;
+    const auto option = [&](const char* column) { return ReadField(db, "Opzioni", column, kOptionsRow); };
+    m_.view.setVirtualKeyboardChecked(ValoreNonNullo(option("TastieraVirtuale"), Value::boolean(false)).toBool());
+    killTaskManager();
+    profileInUse_ = ValoreNonNullo(option("IDProfiloInUso"), Value(0)).toInteger();
+    timeSlotSwitch_ = ValoreNonNullo(option("FasceOrarie"), Value::boolean(false)).toBool();
+    killTaskManager();
+    fillProfileCombo();
+    killTaskManager();
+    applyProfile();
+    killTaskManager();
+    loadLists();
+    killTaskManager();
+    m_.view.hideOwnerWindow();
+    // No time-slot schedule exists yet, so only a pending home page minimises.
+    if (homePagePending_) {
+        m_.view.minimise();
+    } else {
+        m_.view.setTopmost(true);
+    }
+    killTaskManager();
+    m_.timers.setEnabled(TimerId::KillTaskManager, true);
+    logSwitch_ = ValoreNonNullo(option("LogSiti"), Value::boolean(false)).toBool();
+    m_.timers.setEnabled(TimerId::LogSitiVisitati, logSwitch_);
+    killTaskManager();
+    if (machineProfile_) machineProfile_->DisattivaTabsWarnOnCloseFirefox();
+    killTaskManager();
+    m_.view.closeSplashSoon();
+    return StartResult::Running;
+}
+
+long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
+    return ReadField(store_.connection, "Profili", "IDProfilo", Condition{"Profilo = ?", {Value(name)}}).toInteger();
+}
+
+void Controller::onProfileChosen(const std::string& name) {
+    m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
+    m_.timers.setEnabled(TimerId::ProcessiVietati, false);
+    homePagePending_ = false;
+    if (machineProfile_) {
+        machineProfile_->DisattivaPresentazioneDesktop();
+        machineProfile_->restoreStartButtonAndTaskbar();
+    }
+    if (lists_) lists_->forgetLastAddress();
+    ensureStore();
+    profileInUse_ = IDProfiloCorrenteDaNomeProfilo(name);
+    applyProfile();
+    loadLists();
+    UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
+                kOptionsRow);
+    if (homePagePending_) {
+        m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
+        homePagePending_ = false;
+    }
+}
+
+bool Controller::passwordIsSet() {
+    return !ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText().empty();
+}
+
+bool Controller::savePassword(const std::string& password, const std::string& confirmation) {
+    const std::string problem = newPasswordProblem(password, confirmation);
+    Language& lang = m_.env.language;
+    if (!problem.empty()) {
+        const std::string title = problem == "0143" ? lang.TestoMessaggio("0144") : std::string(kProgramTitle);
+        m_.env.dialogs.messageBox({problem, lang.TestoMessaggio(problem), title, platform::MessageIcon::Exclamation,
+                                   platform::MessageButtons::Ok});
+        return false;
+    }
+    if (!ensureStore()) return false;
+    return UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(password)), kOptionsRow);
+}
+
+bool Controller::login(const std::string& typed) {
+    if (!ensureStore()) return false;
+    const std::string stored =
+        ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
+    if (stored.empty()) {
+        // Nobody has chosen a password yet: that comes first.
+        m_.view.openOptions();
+        return false;
+    }
+    if (!passwordMatches(stored, typed)) return false;
+    // A password still kept as typed by an older version is hashed now.
+    if (!isPasswordHash(stored)) {
+        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(typed)), kOptionsRow);
+    }
+    administrator_ = true;
+    m_.view.setAdministratorMode(true);
+    m_.view.clearPassword();
+    m_.view.setAutostartChecked(autostartEntryPresent());
+    return true;
+}
+
+void Controller::lock() {
+    administrator_ = false;
+    m_.view.clearPassword();
+    m_.view.setAdministratorMode(false);
+}
+
+void Controller::onAutostartClicked(bool ticked) {
+    if (!administrator_) return;
+    const std::string path = programPath();
+    if (ticked) {
+        if (!m_.env.files.fileExists(path)) {
+            m_.view.setAutostartChecked(autostartEntryPresent());
+            return;
+        }
+        SaveSettingReg(m_.env.registry, "", kRunKey, kProgramTitle, path);
+        if (runKeyForCurrentUser()) {
+            m_.env.registry.writeString(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle, path);
+        }
+    } else {
+        m_.env.registry.deleteValue(platform::RegRoot::LocalMachine, kRunKey, kProgramTitle);
+        m_.env.registry.deleteValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
+    }
+    m_.view.setAutostartChecked(autostartEntryPresent());
+}
+
+void Controller::onVirtualKeyboardClicked(bool ticked) {
+    if (!administrator_) return;
+    ensureStore();
+    UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow);
+}
+
+void Controller::onTaskManagerClicked() {
+    if (!administrator_) return;
+    // The lock is the timer that keeps closing the task manager.
+    const bool locked = !m_.timers.isEnabled(TimerId::KillTaskManager);
+    m_.timers.setEnabled(TimerId::KillTaskManager, locked);
+    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(locked ? "0149" : "0150"));
+}
+
+void Controller::onOptionsClicked() {
+    if (!administrator_) return;
+    m_.view.openOptions();
+}
+
+void Controller::beforeProfileEditor() {
+    m_.timers.setEnabled(TimerId::ProcessiVietati, false);
+    m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
+    m_.timers.setEnabled(TimerId::ChiudiFinestre, false);
+}
+
+void Controller::afterProfileEditor() {
+    ensureStore();
+    fillProfileCombo();
+    applyProfile();
+    loadLists();
+    UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
+                kOptionsRow);
+}
+
+void Controller::beginShutdown() {
+    if (shuttingDown_) return;
+    shuttingDown_ = true;
+    m_.view.setTopmost(false);
+    m_.view.showClosingNotice();
+    m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
+    m_.timers.setEnabled(TimerId::ProcessiVietati, false);
+    if (machineProfile_) {
+        machineProfile_->DisattivaPresentazioneDesktop();
+        machineProfile_->restoreStartButtonAndTaskbar();
+    }
+    // No profile has the identifier 0: every switch reads off and every list
+    // is empty, which lifts everything the profile put on the machine.
+    if (lists_) lists_->clearInternalBrowser();
+    homePagePending_ = false;
+    profileInUse_ = 0;
+    applyProfile();
+    loadLists();
+    m_.timers.setEnabled(TimerId::Esci, true);
+}
+
+void Controller::tickEsci() {
+    m_.timers.setEnabled(TimerId::Esci, false);
+    if (closed_) return;
+    closed_ = true;
+    m_.view.setClosingNoticeTopmost();
+    // The misspelt name is asked for too, as it always has been.
+    killEveryInstance("iexplorer.exe");
+    killUntilGone("iexplore.exe");
+    killUntilGone("firefox.exe");
+    m_.view.unloadOtherForms();
+    m_.view.setTopmost(false);
+    store_.connection.close();
+    if (machineProfile_) {
+        machineProfile_->releaseKeyboardHook();
+        machineProfile_->RipristinaImpostazioni();
+    }
+    m_.view.endProgram();
+}
+
+bool Controller::refuseClose(CloseRequest request) {
+    switch (request) {
+        case CloseRequest::WindowsShutdown:
+            return false;
+        case CloseRequest::Program:
+            return !closed_;
+        case CloseRequest::ControlBox:
+            m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio("0163"));
+            m_.timers.setEnabled(TimerId::KillTaskManager, true);
+            lock();
+            return true;
+        case CloseRequest::Other:
+            return true;
+    }
+    return true;
+}
+
+void Controller::onMinimised() {
+    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio("0164"));
+    m_.timers.setEnabled(TimerId::KillTaskManager, true);
+    lock();
+}
+
+void Controller::VisualizzaMessaggio(const std::string& text, int kind) {
+    if (switches_.nascondiMessaggiNotifica || trimBlanks(text).empty()) return;
+    const char* heading = kind == 1 ? "0111" : kind == 2 ? "0112" : kind == 3 ? "0113" : "0114";
+    m_.view.showNotice(text, m_.env.language.TestoMessaggio(heading));
+}
+
+}  // namespace ombrix::core

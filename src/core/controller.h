@@ -1,0 +1,157 @@
+#pragma once
+// The controller of the running program: start-up, the profile in use, the
+// administrator controls and the shutdown. A plain object: the Win32 main
+// form forwards its events and timer ticks here, and tests drive it with
+// fakes of the machine.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/main_view.h"
+#include "core/profile_switches.h"
+#include "core/store_location.h"
+#include "core/timers.h"
+#include "platform/clock.h"
+#include "platform/instance.h"
+#include "platform/processes.h"
+
+namespace ombrix::core {
+
+// The lists of the profile in use and their timers (the enforcement).
+class ProfileLists {
+public:
+    virtual ~ProfileLists() = default;
+    // The profile just put in use and its switches.
+    virtual void setProfile(long long profileId, const ProfileSwitches& switches) = 0;
+    virtual void CaricaSitiVietatiConsentiti(long long profileId) = 0;
+    virtual void CaricaProcessiVietati() = 0;
+    virtual void CaricaFinestreVietate() = 0;
+    // Forgets the last address seen, so the next one is logged again.
+    virtual void forgetLastAddress() = 0;
+    // The internal browser is no longer to be used (shutdown).
+    virtual void clearInternalBrowser() {}
+};
+
+// What applying a profile changes on the machine, and giving it back.
+class MachineProfile {
+public:
+    virtual ~MachineProfile() = default;
+    virtual void DisattivaPresentazioneDesktop() = 0;
+    // Remembers printer, home pages and the Firefox folder, to give them back.
+    virtual void rememberSettings() = 0;
+    virtual void applyToMachine(const ProfileSwitches& switches) = 0;
+    virtual void restoreStartButtonAndTaskbar() = 0;
+    virtual void DisattivaTabsWarnOnCloseFirefox() = 0;
+    virtual void releaseKeyboardHook() = 0;
+    virtual void RipristinaImpostazioni() = 0;
+};
+
+// The registry places of the program outside its own settings.
+inline constexpr const char* kRunKey = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
+inline constexpr const char* kZoneMapDomains = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap\\Domains\\";
+// The maker's site, put in the browser's trusted zone at start-up.
+inline constexpr const char* kMakerSite = "www.ombrix.example";
+inline constexpr const char* kProgramExeName = "ombrix";
+
+class Controller {
+public:
+    struct Machine {
+        StoreEnvironment& env;  // registry, files, system, dialogs, language
+        Timers& timers;
+        MainView& view;
+        platform::Processes& processes;
+        platform::EventPump& pump;
+        platform::InstanceGuard& instance;
+    };
+
+    Controller(Machine machine, Store& store);
+
+    // Parts that arrive later plug in here; until then their calls are not made.
+    void setProfileLists(ProfileLists* lists) { lists_ = lists; }
+    void setMachineProfile(MachineProfile* machine) { machineProfile_ = machine; }
+
+    enum class StartResult { Running, AnotherInstance };
+    // The main form's load, in its fixed order.
+    StartResult startUp();
+
+    // cmbProfili click: `name` is the chosen item's text.
+    void onProfileChosen(const std::string& name);
+    [[nodiscard]] long long IDProfiloCorrenteDaNomeProfilo(const std::string& name);
+
+    // cmdLogin or Enter in txtPass. True when the administrator controls opened.
+    bool login(const std::string& typed);
+    [[nodiscard]] bool administrator() const { return administrator_; }
+    // Back to the locked layout (the form was hidden or minimised).
+    void lock();
+
+    void onAutostartClicked(bool ticked);
+    void onVirtualKeyboardClicked(bool ticked);
+    void onTaskManagerClicked();
+    // cmdPassword: the options form, then nothing else changes.
+    void onOptionsClicked();
+    // frmOpzioni's cmdSalva: true when the password was stored (the form
+    // closes); otherwise the reason was shown and the form stays open.
+    bool savePassword(const std::string& password, const std::string& confirmation);
+    [[nodiscard]] bool passwordIsSet();
+    // Around the profile editor.
+    void beforeProfileEditor();
+    void afterProfileEditor();
+
+    // cmdEsci / mnuEsci.
+    void beginShutdown();
+    // tmrEsci's tick: the closing routine, once.
+    void tickEsci();
+
+    // The form's query-unload: true when the close is refused (the program
+    // ends only through the shutdown, or when Windows shuts down).
+    enum class CloseRequest { ControlBox, WindowsShutdown, Program, Other };
+    [[nodiscard]] bool refuseClose(CloseRequest request);
+    void onMinimised();
+
+    // The enforcement's notice: kind 1, 2, 3 or other picks the heading.
+    void VisualizzaMessaggio(const std::string& text, int kind);
+
+    // State of the data model, for the forms and tests.
+    [[nodiscard]] long long profileInUse() const { return profileInUse_; }
+    [[nodiscard]] const ProfileSwitches& switches() const { return switches_; }
+    [[nodiscard]] bool homePagePending() const { return homePagePending_; }
+    [[nodiscard]] bool logSwitch() const { return logSwitch_; }
+    [[nodiscard]] bool timeSlotSwitch() const { return timeSlotSwitch_; }
+    [[nodiscard]] bool shuttingDown() const { return shuttingDown_; }
+    [[nodiscard]] int windowsMajor() const { return windowsMajor_; }
+    // The autostart entry's data: the program's full path.
+    [[nodiscard]] std::string programPath() const;
+    [[nodiscard]] bool autostartEntryPresent();
+
+private:
+    void killTaskManager();
+    void applyProfile();
+    void loadLists();
+    void fillProfileCombo();
+    void trustMakerSite();
+    void refreshAutostart();
+    bool ensureStore();
+    bool runKeyForCurrentUser() const;
+    int killEveryInstance(const std::string& imageName);
+    void killUntilGone(const std::string& imageName);
+
+    Machine m_;
+    Store& store_;
+    ProfileLists* lists_ = nullptr;
+    MachineProfile* machineProfile_ = nullptr;
+
+    long long profileInUse_ = 0;
+    ProfileSwitches switches_;
+    bool homePagePending_ = false;
+    bool logSwitch_ = false;
+    bool timeSlotSwitch_ = false;
+    bool administrator_ = false;
+    bool shuttingDown_ = false;
+    bool closed_ = false;
+    int windowsMajor_ = 0;
+    int windowsMinor_ = 0;
+};
+
+}  // namespace ombrix::core

@@ -1,0 +1,49 @@
+#pragma once
+// What the controller asks of the main form and its companion forms. The
+// Win32 main window implements it; tests record the calls.
+
+#include <string>
+#include <vector>
+
+namespace ombrix::core {
+
+struct ProfileItem {
+    long long id = 0;
+    std::string name;
+};
+
+class MainView {
+public:
+    virtual ~MainView() = default;
+
+    // Start-up.
+    virtual void applyIconAndLanguage() = 0;  // icon "AAA", the form translator
+    virtual void showSplash() = 0;
+    virtual void closeSplashSoon() = 0;  // the splash's own one-second timer
+    virtual void fillProfiles(const std::vector<ProfileItem>& profiles, int selected) = 0;
+    virtual void hideOwnerWindow() = 0;  // no task-bar button
+    virtual void minimise() = 0;
+    virtual void setTopmost(bool topmost) = 0;
+
+    // Administrator controls.
+    virtual void setAdministratorMode(bool unlocked) = 0;
+    virtual void clearPassword() = 0;
+    virtual void setAutostartChecked(bool checked) = 0;
+    virtual void setVirtualKeyboardChecked(bool checked) = 0;
+    virtual void setTaskManagerCaption(const std::string& caption) = 0;
+    // The options form, modal; true when a password was stored.
+    virtual bool openOptions() = 0;
+    // mnuApri: the form visible again, focus on the password box.
+    virtual void showAndFocusPassword() = 0;
+
+    // Notices.
+    virtual void showNotice(const std::string& text, const std::string& heading) = 0;
+
+    // Shutdown.
+    virtual void showClosingNotice() = 0;
+    virtual void setClosingNoticeTopmost() = 0;
+    virtual void unloadOtherForms() = 0;
+    virtual void endProgram() = 0;
+};
+
+}  // namespace ombrix::core

@@ -1,0 +1,19 @@
+#include "core/notices.h"
+
+namespace ombrix::core {
+
+long long NoticeCountdown::elapsedSeconds(std::uint64_t nowMs) const {
+    const std::uint64_t ms = nowMs >= loadedAtMs_ ? nowMs - loadedAtMs_ : 0;
+    return static_cast<long long>((ms + 500) / 1000);
+}
+
+std::string NoticeCountdown::caption(std::uint64_t nowMs) const {
+    return "OK (" + std::to_string(11 - elapsedSeconds(nowMs)) + ")";
+}
+
+std::string closingText(const std::string& text, int secondOfMinute) {
+    const int dots = ((secondOfMinute % 10) + 10) % 10;
+    return text + std::string(static_cast<std::size_t>(dots), '.');
+}
+
+}  // namespace ombrix::core

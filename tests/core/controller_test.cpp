@@ -1,0 +1,396 @@
+#include "core/controller.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "core/notices.h"
+#include "core/password.h"
+#include "core/schema.h"
+#include "core/settings_reg.h"
+#include "core/store.h"
+#include "fakes/fake_controller.h"
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "platform/file_registry.h"
+#include "support/files.h"
+#include "support/language.h"
+
+namespace ombrix::core {
+namespace {
+
+using platform::RegRoot;
+using test::Journal;
+
+class ControllerTest : public ::testing::Test {
+protected:
+    ControllerTest() {
+        system.folder = pathToUtf8(dir.path());
+        system.major = 5;  // the store stays beside the program
+        std::string lng = "[Strings]\r\n";
+        for (const char* id : {"0111", "0112", "0113", "0114", "0143", "0144", "0145", "0149", "0150", "0151", "0163",
+                               "0164"}) {
+            lng += std::string(id) + "=text " + id + "\r\n";
+        }
+        test::writeFile(dir.file("italian.lng"), lng);
+        std::filesystem::create_directories(dir.path() / "DataBase");
+        EXPECT_TRUE(createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
+        setPasswordInStore("segreta");
+    }
+
+    // Writes to the database file directly, as another program would.
+    void sql(const std::string& statement) {
+        Database db;
+        ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
+        ASSERT_TRUE(db.exec(statement)) << db.lastError();
+    }
+    void setPasswordInStore(const std::string& plain) {
+        Database db;
+        ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
+        ASSERT_TRUE(UpdateField(db, "Opzioni", "PasswordAdmin", Value(hashPassword(plain, "salt", 10)), kOptionsRow));
+    }
+
+    Controller& controller() {
+        if (!controller_) {
+            controller_ = std::make_unique<Controller>(
+                Controller::Machine{env, timers, view, processes, pump, instance}, store);
+            controller_->setProfileLists(&lists);
+        }
+        return *controller_;
+    }
+
+    test::TempDir dir;
+    Journal journal;
+    platform::FileRegistry registry;
+    test::FakeSystem system;
+    test::RecordingDialogs dialogs;
+    Language language{pathToUtf8(dir.path()), platform::kPathSeparator};
+    StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, language};
+    test::FakeTimers timers{journal};
+    test::FakeView view{journal};
+    test::FakeProcesses processes{journal};
+    test::FakePump pump;
+    test::FakeInstance instance;
+    test::FakeLists lists{journal};
+    Store store;
+    std::unique_ptr<Controller> controller_;
+};
+
+TEST_F(ControllerTest, StartUpRunsItsStepsInOrder) {
+    ASSERT_EQ(controller().startUp(), Controller::StartResult::Running);
+    const std::vector<std::string> order = {
+        "view language",     "view splash", "view profiles",  "lists profile 1",  "load sites 1",
+        "load processes",    "load windows", "view hide owner", "view topmost",     "tmrKillTaskManager on",
+        "timerLogSitiVisitati off", "view splash closes"};
+    int at = 0;
+    for (const auto& step : order) {
+        const int found = journal.find(step, at);
+        ASSERT_GE(found, at) << "missing or out of order: " << step;
+        at = found + 1;
+    }
+    EXPECT_TRUE(dialogs.shown.empty()) << "a current store starts without message 0151";
+    EXPECT_TRUE(store.connection.isOpen());
+    EXPECT_EQ(controller().profileInUse(), 1);
+    ASSERT_EQ(view.profiles.size(), 1u);
+    EXPECT_EQ(view.selected, 0);
+    EXPECT_EQ(journal.count("view options"), 0) << "a password is set";
+    // The maker's site is trusted, zone 2, for both schemes.
+    const std::string zone = std::string(kZoneMapDomains) + "ombrix.example\\www";
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, zone, "http"), "2");
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, zone, "https"), "2");
+}
+
+TEST_F(ControllerTest, TheTaskManagerIsClosedAfterEveryStep) {
+    processes.start("Taskmgr.exe", -1);  // reopened at once, every time
+    controller().startUp();
+    EXPECT_GE(journal.count("kill Taskmgr.exe"), 12);
+}
+
+TEST_F(ControllerTest, ASecondInstanceEndsBeforeTouchingAnything) {
+    instance.other = true;
+    EXPECT_EQ(controller().startUp(), Controller::StartResult::AnotherInstance);
+    EXPECT_FALSE(store.connection.isOpen());
+    EXPECT_EQ(journal.find("view profiles"), -1);
+    EXPECT_FALSE(registry.keyExists(RegRoot::CurrentUser, kZoneMapDomains));
+    EXPECT_TRUE(dialogs.shown.empty());
+}
+
+TEST_F(ControllerTest, AnUpgradedStoreIsAnnouncedOnce) {
+    std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db");
+    {
+        Database db;
+        ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db"), Database::Mode::CreateIfMissing));
+        ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
+    }
+    controller().startUp();
+    ASSERT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_EQ(dialogs.shown[0].messageId, "0151");
+    EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Information);
+
+    store.connection.close();
+    Journal again;
+    test::FakeView view2{again};
+    test::RecordingDialogs dialogs2;
+    StoreEnvironment env2{registry, platform::realFileSystem(), system, dialogs2, language};
+    Store store2;
+    Controller second(Controller::Machine{env2, timers, view2, processes, pump, instance}, store2);
+    second.startUp();
+    EXPECT_TRUE(dialogs2.shown.empty());
+}
+
+TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
+    sql("UPDATE Opzioni SET LogSiti = -1, TastieraVirtuale = -1;"
+        "UPDATE Profili SET PaginaPredefinita = 'http://scuola.example' WHERE IDProfilo = 1;");
+    controller().startUp();
+    EXPECT_TRUE(timers.isEnabled(TimerId::LogSitiVisitati));
+    EXPECT_TRUE(view.keyboardChecked);
+    EXPECT_TRUE(controller().homePagePending());
+    EXPECT_NE(journal.find("view minimise"), -1) << "a pending home page starts minimised";
+    EXPECT_EQ(journal.find("view topmost"), -1);
+}
+
+TEST_F(ControllerTest, AStoreWithoutPasswordAsksForOneFirst) {
+    sql("UPDATE Opzioni SET PasswordAdmin = NULL;");
+    view.onOptions = [&] { return controller().savePassword("Nuova1", "Nuova1"); };
+    controller().startUp();
+    EXPECT_EQ(journal.count("view options"), 1);
+    EXPECT_TRUE(controller().login("Nuova1"));
+}
+
+TEST_F(ControllerTest, ChoosingAProfileFromTheCombo) {
+    sql("INSERT INTO Profili (IDProfilo, Profilo, PaginaPredefinita, SitiProibiti) "
+        "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
+    controller().startUp();
+    journal.entries.clear();
+    controller().onProfileChosen("LABORATORIO");  // names compare without case
+    const std::vector<std::string> order = {"timerSitiVietatiConsentiti off", "tmrProcessiVietati off",
+                                            "forget last address", "lists profile 7", "load sites 7",
+                                            "load processes", "load windows", "tmrLanciaPaginaIniziale on"};
+    int at = 0;
+    for (const auto& step : order) {
+        const int found = journal.find(step, at);
+        ASSERT_GE(found, at) << "missing or out of order: " << step;
+        at = found + 1;
+    }
+    EXPECT_EQ(controller().profileInUse(), 7);
+    EXPECT_FALSE(controller().homePagePending()) << "handed to the home-page timer";
+    Database db;
+    ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
+    EXPECT_EQ(ReadField(db, "Opzioni", "IDProfiloInUso", kOptionsRow).toInteger(), 7);
+}
+
+TEST_F(ControllerTest, LoginComparesExactly) {
+    controller().startUp();
+    for (const char* wrong : {"Segreta", "segreta ", "", "SEGRETA"}) {
+        EXPECT_FALSE(controller().login(wrong)) << wrong;
+        EXPECT_FALSE(view.admin);
+    }
+    EXPECT_TRUE(controller().login("segreta"));
+    EXPECT_TRUE(view.admin);
+    EXPECT_NE(journal.find("view clear password"), -1);
+    controller().lock();
+    EXPECT_FALSE(view.admin);
+}
+
+TEST_F(ControllerTest, AnOldPlainPasswordIsHashedAtTheFirstLogin) {
+    sql("UPDATE Opzioni SET PasswordAdmin = 'vecchia';");
+    controller().startUp();
+    EXPECT_TRUE(controller().login("vecchia"));
+    Database db;
+    ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
+    const std::string stored = ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText();
+    EXPECT_TRUE(isPasswordHash(stored));
+    EXPECT_TRUE(passwordMatches(stored, "vecchia"));
+}
+
+TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {
+    controller().startUp();
+    EXPECT_FALSE(controller().savePassword("   ", "   "));
+    ASSERT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_EQ(dialogs.shown[0].messageId, "0143");
+    EXPECT_EQ(dialogs.shown[0].title, "text 0144");
+    EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Exclamation);
+    EXPECT_FALSE(controller().savePassword("abc", "abC"));
+    EXPECT_EQ(dialogs.shown.back().messageId, "0145");
+    EXPECT_TRUE(controller().login("segreta")) << "refused changes leave the old password";
+    EXPECT_TRUE(controller().savePassword("Nuova Password", "Nuova Password"));
+    EXPECT_FALSE(controller().login("segreta"));
+    EXPECT_TRUE(controller().login("Nuova Password"));
+}
+
+TEST_F(ControllerTest, AutostartEntries) {
+    system.major = 10;  // Run key of the current user too
+    registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", dir.file("DataBase"));
+    controller().startUp();
+    ASSERT_TRUE(controller().login("segreta"));
+    EXPECT_FALSE(view.autostartChecked);
+    const std::string path = controller().programPath();
+    EXPECT_EQ(path, dir.file("ombrix.exe"));
+
+    controller().onAutostartClicked(true);
+    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"), std::nullopt)
+        << "no executable at that path: nothing is written";
+    EXPECT_FALSE(view.autostartChecked);
+
+    test::writeFile(path, "MZ");
+    controller().onAutostartClicked(true);
+    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"), path);
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix"), path);
+    EXPECT_TRUE(view.autostartChecked);
+    EXPECT_FALSE(registry.keyExists(RegRoot::CurrentUser, programSettingsKey("", kRunKey))) << "nothing mirrored";
+
+    controller().onAutostartClicked(false);
+    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"), std::nullopt);
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix"), std::nullopt);
+    EXPECT_FALSE(view.autostartChecked);
+}
+
+TEST_F(ControllerTest, OlderWindowsWritesOnlyTheMachineRunKey) {
+    system.minor = 1;
+    system.major = 6;
+    registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", dir.file("DataBase"));
+    test::writeFile(dir.file("ombrix.exe"), "MZ");
+    controller().startUp();
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onAutostartClicked(true);
+    EXPECT_TRUE(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"));
+    EXPECT_FALSE(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix"));
+}
+
+TEST_F(ControllerTest, StartUpRefreshesAnAutostartEntryThatPointsElsewhere) {
+    registry.writeString(RegRoot::LocalMachine, kRunKey, "Ombrix", "C:\\Vecchio\\ombrix.exe");
+    registry.writeString(RegRoot::CurrentUser, kRunKey, "Altro", "C:\\altro.exe");
+    controller().startUp();
+    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"), dir.file("ombrix.exe"));
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix"), std::nullopt) << "none made where none was";
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Altro"), "C:\\altro.exe");
+}
+
+TEST_F(ControllerTest, AutostartIsRefusedBeforeLogin) {
+    test::writeFile(dir.file("ombrix.exe"), "MZ");
+    controller().startUp();
+    controller().onAutostartClicked(true);
+    EXPECT_FALSE(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"));
+}
+
+TEST_F(ControllerTest, TaskManagerButtonTogglesTheLock) {
+    controller().startUp();
+    controller().onTaskManagerClicked();
+    EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager)) << "refused before login";
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onTaskManagerClicked();
+    EXPECT_FALSE(timers.isEnabled(TimerId::KillTaskManager));
+    EXPECT_EQ(view.taskManagerCaption, "text 0150");
+    controller().onTaskManagerClicked();
+    EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager));
+    EXPECT_EQ(view.taskManagerCaption, "text 0149");
+}
+
+TEST_F(ControllerTest, OnlyTheShutdownOrWindowsEndsTheProgram) {
+    controller().startUp();
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onTaskManagerClicked();  // the administrator let the task manager run
+    EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::ControlBox));
+    EXPECT_EQ(view.taskManagerCaption, "text 0163");
+    EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager));
+    EXPECT_FALSE(controller().administrator()) << "hidden means locked again";
+    EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::Other));
+    EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::Program));
+    EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::WindowsShutdown));
+    controller().onMinimised();
+    EXPECT_EQ(view.taskManagerCaption, "text 0164");
+}
+
+TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
+    processes.start("iexplore.exe", 2);  // survives two kills
+    processes.start("FIREFOX.EXE");
+    processes.start("chrome.exe");
+    controller().startUp();
+    journal.entries.clear();
+    controller().beginShutdown();
+    const std::vector<std::string> first = {"view not topmost", "view closing notice", "timerSitiVietatiConsentiti off",
+                                            "tmrProcessiVietati off", "clear internal browser", "lists profile 0",
+                                            "load sites 0", "load processes", "load windows", "tmrEsci on"};
+    int at = 0;
+    for (const auto& step : first) {
+        const int found = journal.find(step, at);
+        ASSERT_GE(found, at) << "missing or out of order: " << step;
+        at = found + 1;
+    }
+    EXPECT_EQ(controller().profileInUse(), 0);
+    EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::WindowsShutdown));
+    EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::Program)) << "not closed yet";
+
+    controller().tickEsci();
+    EXPECT_FALSE(timers.isEnabled(TimerId::Esci));
+    EXPECT_EQ(journal.count("kill iexplore.exe"), 3);
+    EXPECT_EQ(journal.count("kill FIREFOX.EXE"), 1);
+    EXPECT_EQ(journal.count("kill chrome.exe"), 0) << "the closing routine leaves Chrome alone";
+    EXPECT_GE(pump.calls, 3);
+    const std::vector<std::string> second = {"view closing notice topmost", "view unload forms", "view not topmost",
+                                             "view end"};
+    at = 0;
+    for (const auto& step : second) {
+        const int found = journal.find(step, at);
+        ASSERT_GE(found, at) << "missing or out of order: " << step;
+        at = found + 1;
+    }
+    EXPECT_FALSE(store.connection.isOpen());
+    EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::Program));
+    controller().tickEsci();
+    EXPECT_EQ(journal.count("view end"), 1);
+}
+
+TEST_F(ControllerTest, AProcessThatNeverDiesDoesNotHangTheShutdown) {
+    processes.start("firefox.exe", -1);
+    controller().startUp();
+    controller().beginShutdown();
+    controller().tickEsci();
+    EXPECT_EQ(journal.count("view end"), 1);
+}
+
+TEST_F(ControllerTest, NoticesTakeTheirHeadingAndRespectTheSwitch) {
+    controller().startUp();
+    const std::pair<int, const char*> kinds[] = {{1, "text 0111"}, {2, "text 0112"}, {3, "text 0113"}, {0, "text 0114"},
+                                                 {9, "text 0114"}};
+    for (const auto& [kind, heading] : kinds) {
+        controller().VisualizzaMessaggio("Sito vietato", kind);
+        ASSERT_FALSE(view.notices.empty());
+        EXPECT_EQ(view.notices.back().second, heading);
+    }
+    const auto shown = view.notices.size();
+    controller().VisualizzaMessaggio("   ", 1);
+    EXPECT_EQ(view.notices.size(), shown) << "blank text shows nothing";
+
+    sql("UPDATE Profili SET NascondiMessaggiNotifica = -1;");
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onProfileChosen("Nessuna restrizione");
+    controller().VisualizzaMessaggio("Sito vietato", 1);
+    EXPECT_EQ(view.notices.size(), shown) << "the profile hides notices";
+}
+
+TEST(NoticeCountdown, CountsFromElevenAndClosesAfterTenSeconds) {
+    const NoticeCountdown c(1000);
+    const struct {
+        std::uint64_t now;
+        const char* caption;
+        bool closes;
+    } cases[] = {
+        {1000, "OK (11)", false}, {1499, "OK (11)", false}, {1500, "OK (10)", false}, {6000, "OK (6)", false},
+        {10499, "OK (2)", false}, {11000, "OK (1)", false}, {11499, "OK (1)", false}, {11500, "OK (0)", true},
+        {500, "OK (11)", false},  // a clock that went back counts as no time
+    };
+    for (const auto& k : cases) {
+        EXPECT_EQ(c.caption(k.now), k.caption) << k.now;
+        EXPECT_EQ(c.shouldClose(k.now), k.closes) << k.now;
+    }
+}
+
+TEST(ClosingNotice, DotsFollowTheSeconds) {
+    EXPECT_EQ(closingText("Chiusura", 0), "Chiusura");
+    EXPECT_EQ(closingText("Chiusura", 7), "Chiusura.......");
+    EXPECT_EQ(closingText("Chiusura", 43), "Chiusura...");
+}
+
+}  // namespace
+}  // namespace ombrix::core

@@ -1,0 +1,163 @@
+#pragma once
+// Fakes around the controller: a view and lists that record what they are
+// asked, timers, processes that can refuse to die, an event pump.
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "core/controller.h"
+
+namespace ombrix::test {
+
+// Every call lands in one journal, so tests can check the order across fakes.
+struct Journal {
+    std::vector<std::string> entries;
+    void add(std::string entry) { entries.push_back(std::move(entry)); }
+    [[nodiscard]] int count(const std::string& entry) const {
+        int n = 0;
+        for (const auto& e : entries) n += e == entry ? 1 : 0;
+        return n;
+    }
+    // Index of the first entry equal to `entry` at or after `from`; -1 when none.
+    [[nodiscard]] int find(const std::string& entry, int from = 0) const {
+        for (std::size_t i = static_cast<std::size_t>(from); i < entries.size(); ++i) {
+            if (entries[i] == entry) return static_cast<int>(i);
+        }
+        return -1;
+    }
+};
+
+class FakeTimers final : public core::Timers {
+public:
+    explicit FakeTimers(Journal& j) : journal_(j) {}
+    void setEnabled(core::TimerId id, bool enabled) override {
+        on_[id] = enabled;
+        journal_.add(std::string(core::timerSpec(id).name) + (enabled ? " on" : " off"));
+    }
+    bool isEnabled(core::TimerId id) const override {
+        const auto it = on_.find(id);
+        return it != on_.end() && it->second;
+    }
+
+private:
+    Journal& journal_;
+    std::map<core::TimerId, bool> on_;
+};
+
+class FakeProcesses final : public platform::Processes {
+public:
+    explicit FakeProcesses(Journal& j) : journal_(j) {}
+    struct Proc {
+        std::uint32_t id;
+        std::string name;
+        int survivesKills = 0;  // how many terminate calls it outlives; -1: forever
+    };
+    std::vector<Proc> running;
+    std::uint32_t nextId = 100;
+
+    void start(const std::string& name, int survives = 0) { running.push_back({nextId++, name, survives}); }
+    std::vector<platform::ProcessEntry> snapshot() override {
+        std::vector<platform::ProcessEntry> out;
+        for (const auto& p : running) out.push_back({p.id, p.name});
+        return out;
+    }
+    bool terminate(std::uint32_t id) override {
+        for (auto it = running.begin(); it != running.end(); ++it) {
+            if (it->id != id) continue;
+            journal_.add("kill " + it->name);
+            if (it->survivesKills != 0) {
+                if (it->survivesKills > 0) --it->survivesKills;
+                return true;
+            }
+            running.erase(it);
+            return true;
+        }
+        return false;
+    }
+
+private:
+    Journal& journal_;
+};
+
+class FakePump final : public platform::EventPump {
+public:
+    int calls = 0;
+    void doEvents() override { ++calls; }
+};
+
+class FakeInstance final : public platform::InstanceGuard {
+public:
+    bool other = false;
+    bool anotherInstanceRunning() override { return other; }
+};
+
+class FakeView final : public core::MainView {
+public:
+    explicit FakeView(Journal& j) : journal_(j) {}
+    std::vector<core::ProfileItem> profiles;
+    int selected = -2;
+    bool admin = false;
+    bool autostartChecked = false;
+    bool keyboardChecked = false;
+    std::string taskManagerCaption;
+    std::vector<std::pair<std::string, std::string>> notices;
+    // What the options form does when opened (e.g. save a password).
+    std::function<bool()> onOptions;
+
+    void applyIconAndLanguage() override { journal_.add("view language"); }
+    void showSplash() override { journal_.add("view splash"); }
+    void closeSplashSoon() override { journal_.add("view splash closes"); }
+    void fillProfiles(const std::vector<core::ProfileItem>& p, int s) override {
+        profiles = p;
+        selected = s;
+        journal_.add("view profiles");
+    }
+    void hideOwnerWindow() override { journal_.add("view hide owner"); }
+    void minimise() override { journal_.add("view minimise"); }
+    void setTopmost(bool t) override { journal_.add(t ? "view topmost" : "view not topmost"); }
+    void setAdministratorMode(bool u) override {
+        admin = u;
+        journal_.add(u ? "view unlocked" : "view locked");
+    }
+    void clearPassword() override { journal_.add("view clear password"); }
+    void setAutostartChecked(bool c) override { autostartChecked = c; }
+    void setVirtualKeyboardChecked(bool c) override { keyboardChecked = c; }
+    void setTaskManagerCaption(const std::string& c) override { taskManagerCaption = c; }
+    bool openOptions() override {
+        journal_.add("view options");
+        return onOptions ? onOptions() : false;
+    }
+    void showAndFocusPassword() override { journal_.add("view show"); }
+    void showNotice(const std::string& text, const std::string& heading) override {
+        notices.emplace_back(text, heading);
+    }
+    void showClosingNotice() override { journal_.add("view closing notice"); }
+    void setClosingNoticeTopmost() override { journal_.add("view closing notice topmost"); }
+    void unloadOtherForms() override { journal_.add("view unload forms"); }
+    void endProgram() override { journal_.add("view end"); }
+
+private:
+    Journal& journal_;
+};
+
+class FakeLists final : public core::ProfileLists {
+public:
+    explicit FakeLists(Journal& j) : journal_(j) {}
+    core::ProfileSwitches lastSwitches;
+    void setProfile(long long id, const core::ProfileSwitches& s) override {
+        lastSwitches = s;
+        journal_.add("lists profile " + std::to_string(id));
+    }
+    void CaricaSitiVietatiConsentiti(long long id) override { journal_.add("load sites " + std::to_string(id)); }
+    void CaricaProcessiVietati() override { journal_.add("load processes"); }
+    void CaricaFinestreVietate() override { journal_.add("load windows"); }
+    void forgetLastAddress() override { journal_.add("forget last address"); }
+    void clearInternalBrowser() override { journal_.add("clear internal browser"); }
+
+private:
+    Journal& journal_;
+};
+
+}  // namespace ombrix::test
