@@ -10,8 +10,10 @@ packages=(
   libsqlite3-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
   wine64 xvfb xdotool imagemagick x11-utils
-  nodejs npm
 )
+# npm fetches the SQLite amalgamation; a machine may have its own Node.js
+# already, which Debian's npm package would conflict with.
+command -v npm >/dev/null 2>&1 || packages+=(nodejs npm)
 
 as_root() { if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi; }
 
