@@ -112,6 +112,9 @@ public:
 
     // The enforcement's notice: kind 1, 2, 3 or other picks the heading.
     void VisualizzaMessaggio(const std::string& text, int kind);
+    // Terminates every running task manager (after each start-up step, and
+    // from the splash form's timer).
+    void killTaskManager();
 
     // State of the data model, for the forms and tests.
     [[nodiscard]] long long profileInUse() const { return profileInUse_; }
@@ -126,7 +129,6 @@ public:
     [[nodiscard]] bool autostartEntryPresent();
 
 private:
-    void killTaskManager();
     void applyProfile();
     void loadLists();
     void fillProfileCombo();

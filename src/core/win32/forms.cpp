@@ -1,0 +1,632 @@
+#include "core/win32/forms.h"
+
+#include <commctrl.h>
+
+#include "core/controller.h"
+#include "core/win32/resource.h"
+#include "platform/win32/wide.h"
+#include "support/language.h"
+
+namespace ombrix::win32 {
+namespace {
+
+constexpr UINT_PTR kSplashKillTimer = 1;
+constexpr UINT_PTR kSplashCloseTimer = 2;
+constexpr UINT_PTR kFormTimer1 = 1;
+
+HICON programIcon(int size) {
+    return static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), L"AAA", IMAGE_ICON, size, size, LR_SHARED));
+}
+
+template <typename T>
+T* self(HWND dialog) {
+    return reinterpret_cast<T*>(GetWindowLongPtrW(dialog, DWLP_USER));
+}
+
+template <typename T>
+T* attach(HWND dialog, UINT msg, LPARAM lp) {
+    if (msg == WM_INITDIALOG) {
+        SetWindowLongPtrW(dialog, DWLP_USER, lp);
+        return reinterpret_cast<T*>(lp);
+    }
+    return self<T>(dialog);
+}
+
+// Runs a handler without letting anything escape into the window procedure.
+template <typename F>
+void guarded(F&& f) {
+    try {
+        f();
+    } catch (...) {
+    }
+}
+
+UINT_PTR timerIdOf(core::TimerId id) { return static_cast<UINT_PTR>(id) + 100; }
+
+}  // namespace
+
+// ---------------------------------------------------------------- frmSplash
+
+SplashForm::SplashForm(Language& language, std::function<void()> killTaskManager)
+    : language_(language), killTaskManager_(std::move(killTaskManager)) {}
+
+SplashForm::~SplashForm() { close(); }
+
+void SplashForm::show() {
+    if (dialog_) return;
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), nullptr, &SplashForm::Proc,
+                                 reinterpret_cast<LPARAM>(this));
+    if (!dialog_) return;
+    translation_ = std::make_unique<DialogTranslation>(dialog_, "frmSplash",
+                                                       std::vector<NamedControl>{{IDC_LBLSPLASH, "lblSplash"}});
+    translation_->apply(language_);
+    SetTimer(dialog_, kSplashKillTimer, 100, nullptr);
+    ShowWindow(dialog_, SW_SHOWNORMAL);
+    UpdateWindow(dialog_);
+}
+
+void SplashForm::closeSoon() {
+    if (dialog_) SetTimer(dialog_, kSplashCloseTimer, 1000, nullptr);
+}
+
+void SplashForm::close() {
+    if (!dialog_) return;
+    HWND d = dialog_;
+    dialog_ = nullptr;
+    translation_.reset();
+    DestroyWindow(d);
+}
+
+INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    SplashForm* form = attach<SplashForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    if (msg == WM_INITDIALOG) return TRUE;
+    if (msg == WM_TIMER) {
+        guarded([&] {
+            if (wp == kSplashKillTimer && form->killTaskManager_) form->killTaskManager_();
+            if (wp == kSplashCloseTimer) form->close();
+        });
+        return TRUE;
+    }
+    return FALSE;
+}
+
+// ------------------------------------------------------------- frmMessaggio
+
+NoticeForm::NoticeForm(Language& language) : language_(language) {}
+
+NoticeForm::~NoticeForm() { close(); }
+
+void NoticeForm::load() {
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), nullptr,
+                                 &NoticeForm::Proc, reinterpret_cast<LPARAM>(this));
+    if (!dialog_) return;
+    translation_ = std::make_unique<DialogTranslation>(
+        dialog_, "frmMessaggio",
+        std::vector<NamedControl>{{IDC_LBLINTESTAZIONE, "lblIntestazione"}, {IDC_LBLTIPO, "lblTipo"},
+                                  {IDC_LBLMESSAGGIO, "lblMessaggio"}, {IDC_CMDOK, "cmdOK"}});
+    translation_->apply(language_);
+    SendMessageW(dialog_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
+}
+
+void NoticeForm::show(const std::string& text, const std::string& heading) {
+    if (!dialog_) load();
+    if (!dialog_) return;
+    setWindowText(GetDlgItem(dialog_, IDC_LBLINTESTAZIONE), language_.TestoMessaggio("0302"));
+    setWindowText(GetDlgItem(dialog_, IDC_LBLTIPO), heading);
+    setWindowText(GetDlgItem(dialog_, IDC_LBLMESSAGGIO), text);
+    countdown_ = std::make_unique<core::NoticeCountdown>(GetTickCount64());
+    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), countdown_->caption(GetTickCount64()));
+    // Bottom right of the work area, on top of everything, without taking the focus.
+    RECT work{}, box{};
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
+    GetWindowRect(dialog_, &box);
+    const int w = box.right - box.left, h = box.bottom - box.top;
+    SetWindowPos(dialog_, HWND_TOPMOST, work.right - w - 8, work.bottom - h - 8, 0, 0,
+                 SWP_NOSIZE | SWP_NOACTIVATE | SWP_SHOWWINDOW);
+    SetTimer(dialog_, kFormTimer1, core::kNoticeTickMs, nullptr);
+}
+
+void NoticeForm::tick() {
+    if (!dialog_ || !countdown_) return;
+    const std::uint64_t now = GetTickCount64();
+    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), countdown_->caption(now));
+    if (countdown_->shouldClose(now)) SendMessageW(dialog_, WM_COMMAND, MAKEWPARAM(IDC_CMDOK, BN_CLICKED), 0);
+}
+
+void NoticeForm::close() {
+    if (!dialog_) return;
+    HWND d = dialog_;
+    dialog_ = nullptr;
+    translation_.reset();
+    countdown_.reset();
+    DestroyWindow(d);
+}
+
+INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    NoticeForm* form = attach<NoticeForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    switch (msg) {
+        case WM_INITDIALOG:
+            return FALSE;  // no focus taken from the user's window
+        case WM_TIMER:
+            if (wp == kFormTimer1) guarded([&] { form->tick(); });
+            return TRUE;
+        case WM_COMMAND:
+            if (LOWORD(wp) == IDC_CMDOK || LOWORD(wp) == IDCANCEL) {
+                // OK hides the notice; the form is kept for the next one.
+                KillTimer(dialog, kFormTimer1);
+                ShowWindow(dialog, SW_HIDE);
+                return TRUE;
+            }
+            return FALSE;
+        case WM_CLOSE:
+            KillTimer(dialog, kFormTimer1);
+            ShowWindow(dialog, SW_HIDE);
+            return TRUE;
+        default:
+            return FALSE;
+    }
+}
+
+// ------------------------------------------------------- frmChiusuraInCorso
+
+ClosingForm::ClosingForm(Language& language) : language_(language) {}
+
+ClosingForm::~ClosingForm() { close(); }
+
+void ClosingForm::show() {
+    if (dialog_) return;
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), nullptr,
+                                 &ClosingForm::Proc, reinterpret_cast<LPARAM>(this));
+    if (!dialog_) return;
+    translation_ = std::make_unique<DialogTranslation>(
+        dialog_, "frmChiusuraInCorso", std::vector<NamedControl>{{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}});
+    translation_->apply(language_);
+    setWindowText(GetDlgItem(dialog_, IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
+    SetTimer(dialog_, kFormTimer1, core::kClosingTickMs, nullptr);
+    ShowWindow(dialog_, SW_SHOWNORMAL);
+    UpdateWindow(dialog_);
+}
+
+void ClosingForm::setTopmost() {
+    if (dialog_) SetWindowPos(dialog_, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
+}
+
+void ClosingForm::close() {
+    if (!dialog_) return;
+    HWND d = dialog_;
+    dialog_ = nullptr;
+    translation_.reset();
+    DestroyWindow(d);
+}
+
+INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    ClosingForm* form = attach<ClosingForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    if (msg == WM_INITDIALOG) return TRUE;
+    if (msg == WM_TIMER && wp == kFormTimer1) {
+        guarded([&] {
+            SYSTEMTIME now{};
+            GetLocalTime(&now);
+            setWindowText(GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),
+                          core::closingText(form->language_.TestoMessaggio("0300"), now.wSecond));
+        });
+        return TRUE;
+    }
+    if (msg == WM_CLOSE) return TRUE;  // it goes away with the program
+    return FALSE;
+}
+
+// --------------------------------------------------------------- frmOpzioni
+
+namespace {
+
+struct OptionsState {
+    Language& language;
+    core::Controller& controller;
+    bool saved = false;
+    std::unique_ptr<DialogTranslation> translation;
+};
+
+INT_PTR CALLBACK optionsProc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    auto* st = attach<OptionsState>(dialog, msg, lp);
+    if (!st) return FALSE;
+    switch (msg) {
+        case WM_INITDIALOG:
+            guarded([&] {
+                st->translation = std::make_unique<DialogTranslation>(
+                    dialog, "frmOpzioni",
+                    std::vector<NamedControl>{{IDC_LBLPASS, "lblPass"}, {IDC_OPZ_TXTPASS, "txtPass"},
+                                              {IDC_LBLPASS2, "lblPass2"}, {IDC_OPZ_TXTPASS2, "txtPass2"},
+                                              {IDC_CMDSALVA, "cmdSalva"}, {IDC_CMDANNULLA, "cmdAnnulla"}});
+                st->translation->apply(st->language);
+                // The fields start empty: the stored password cannot be shown.
+                SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS, L"");
+                SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS2, L"");
+            });
+            SetFocus(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
+            return FALSE;
+        case WM_COMMAND:
+            switch (LOWORD(wp)) {
+                case IDOK:
+                case IDC_CMDSALVA:
+                    guarded([&] {
+                        const std::string a = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
+                        const std::string b = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS2));
+                        if (st->controller.savePassword(a, b)) {
+                            st->saved = true;
+                            EndDialog(dialog, IDOK);
+                        }
+                    });
+                    return TRUE;
+                case IDCANCEL:
+                case IDC_CMDANNULLA:
+                    EndDialog(dialog, IDCANCEL);
+                    return TRUE;
+                default:
+                    return FALSE;
+            }
+        default:
+            return FALSE;
+    }
+}
+
+}  // namespace
+
+bool showOptionsForm(HWND owner, Language& language, core::Controller& controller) {
+    OptionsState state{language, controller, false, nullptr};
+    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOPZIONI), owner, &optionsProc,
+                    reinterpret_cast<LPARAM>(&state));
+    return state.saved;
+}
+
+// ---------------------------------------------------------------- frmOmbrix
+
+namespace {
+
+// The administrator controls, hidden while the form is locked.
+constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CMBPROFILI, IDC_CMDPROFILI,
+                                  IDC_CMDPERIODI, IDC_CMDLOGSITI, IDC_CMDPASSWORD, IDC_CMDABILITATASKMANAGER,
+                                  IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDESCI};
+// Editors whose forms do not exist yet stay disabled.
+constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI, IDC_CMDLOGSITI};
+
+// The hidden owner that keeps the main form off the task bar.
+HWND makeOwnerWindow() {
+    static const wchar_t* kClass = L"OmbrixOwner";
+    static bool registered = false;
+    if (!registered) {
+        WNDCLASSW wc{};
+        wc.lpfnWndProc = DefWindowProcW;
+        wc.hInstance = GetModuleHandleW(nullptr);
+        wc.lpszClassName = kClass;
+        wc.hIcon = programIcon(32);
+        registered = RegisterClassW(&wc) != 0;
+    }
+    return CreateWindowExW(WS_EX_TOOLWINDOW, kClass, L"Ombrix", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                           GetModuleHandleW(nullptr), nullptr);
+}
+
+}  // namespace
+
+MainForm::MainForm(Language& language) : language_(language) {
+    owner_ = makeOwnerWindow();
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOMBRIX), owner_, &MainForm::Proc,
+                                 reinterpret_cast<LPARAM>(this));
+    menu_ = LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDM_MNUMENU));
+    tray_ = std::make_unique<NotifyIcon>();
+    tray_->onEvent = [this](tray::Event e) { onTray(e); };
+    notice_ = std::make_unique<NoticeForm>(language_);
+}
+
+MainForm::~MainForm() {
+    splash_.reset();
+    notice_.reset();
+    closing_.reset();
+    tray_.reset();
+    if (menu_) DestroyMenu(menu_);
+    if (dialog_) DestroyWindow(dialog_);
+    if (owner_) DestroyWindow(owner_);
+}
+
+bool MainForm::handleDialogMessage(MSG& msg) {
+    for (HWND d : {dialog_, noticeWindow(), closing_ ? closing_->window() : nullptr}) {
+        if (d && IsDialogMessageW(d, &msg)) return true;
+    }
+    return false;
+}
+
+void MainForm::applyIconAndLanguage() {
+    if (!dialog_) return;
+    SendMessageW(dialog_, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(programIcon(32)));
+    SendMessageW(dialog_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
+    translation_ = std::make_unique<DialogTranslation>(
+        dialog_, "frmOmbrix",
+        std::vector<NamedControl>{{IDC_LBLPASSWORD, "lblPassword"},
+                                  {IDC_TXTPASS, "txtPass"},
+                                  {IDC_CMDLOGIN, "cmdLogin"},
+                                  {IDC_FRAAMMINISTRAZIONE, "fraAmministrazione"},
+                                  {IDC_LBLPROFILO, "lblProfilo"},
+                                  {IDC_CMBPROFILI, "cmbProfili"},
+                                  {IDC_CMDPROFILI, "cmdProfili"},
+                                  {IDC_CMDPERIODI, "cmdPeriodi"},
+                                  {IDC_CMDLOGSITI, "cmdLogSiti"},
+                                  {IDC_CMDPASSWORD, "cmdPassword"},
+                                  {IDC_CMDABILITATASKMANAGER, "cmdAbilitaTaskManager"},
+                                  {IDC_CHKESECUZIONEAUTOMATICA, "chkEsecuzioneAutomatica"},
+                                  {IDC_CHKTASTIERAVIRTUALE, "chkTastieraVirtuale"},
+                                  {IDC_CMDESCI, "cmdEsci"},
+                                  {IDC_CMDMINIMIZZA, "cmdMinimizza"}},
+        GetSubMenu(menu_, 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
+    translation_->apply(language_);
+    for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_, id), FALSE);
+    setAdministratorMode(false);
+    tray_->setIcon(programIcon(16));
+    tray_->setToolTip(toWide(windowText(dialog_)));
+    tray_->Show();
+}
+
+void MainForm::showSplash() {
+    splash_ = std::make_unique<SplashForm>(language_, [this] {
+        if (killTaskManager) killTaskManager();
+    });
+    splash_->show();
+}
+
+void MainForm::closeSplashSoon() {
+    if (splash_) splash_->closeSoon();
+}
+
+void MainForm::fillProfiles(const std::vector<core::ProfileItem>& profiles, int selected) {
+    HWND combo = GetDlgItem(dialog_, IDC_CMBPROFILI);
+    SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+    for (const auto& p : profiles) {
+        const std::wstring name = toWide(p.name);
+        SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
+    }
+    SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(selected), 0);
+}
+
+void MainForm::hideOwnerWindow() { ShowWindow(GetWindow(dialog_, GW_OWNER), SW_HIDE); }
+
+void MainForm::minimise() { hideToTray(); }
+
+void MainForm::setTopmost(bool topmost) {
+    if (topmost) {
+        SetWindowPos(dialog_, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
+    } else {
+        SetWindowPos(dialog_, HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    }
+}
+
+void MainForm::layout() {
+    // Locked: the form ends below the password row, with only "minimise" under it.
+    RECT r{0, 0, 250, unlocked_ ? 196 : 66};
+    MapDialogRect(dialog_, &r);
+    RECT button{172, unlocked_ ? 174 : 44, 0, 0};
+    MapDialogRect(dialog_, &button);
+    SetWindowPos(GetDlgItem(dialog_, IDC_CMDMINIMIZZA), nullptr, button.left, button.top, 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    RECT frame = r;
+    AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrW(dialog_, GWL_STYLE)), FALSE,
+                       static_cast<DWORD>(GetWindowLongPtrW(dialog_, GWL_EXSTYLE)));
+    SetWindowPos(dialog_, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void MainForm::setAdministratorMode(bool unlocked) {
+    unlocked_ = unlocked;
+    for (int id : kAdminControls) ShowWindow(GetDlgItem(dialog_, id), unlocked ? SW_SHOW : SW_HIDE);
+    EnableMenuItem(menu_, IDM_MNUESCI, MF_BYCOMMAND | (unlocked ? MF_ENABLED : MF_GRAYED));
+    // Logged in, the password row has nothing more to do.
+    EnableWindow(GetDlgItem(dialog_, IDC_TXTPASS), unlocked ? FALSE : TRUE);
+    EnableWindow(GetDlgItem(dialog_, IDC_CMDLOGIN), unlocked ? FALSE : TRUE);
+    layout();
+    if (unlocked) SetFocus(GetDlgItem(dialog_, IDC_CMBPROFILI));
+}
+
+void MainForm::clearPassword() { SetDlgItemTextW(dialog_, IDC_TXTPASS, L""); }
+
+void MainForm::setAutostartChecked(bool checked) {
+    CheckDlgButton(dialog_, IDC_CHKESECUZIONEAUTOMATICA, checked ? BST_CHECKED : BST_UNCHECKED);
+}
+
+void MainForm::setVirtualKeyboardChecked(bool checked) {
+    CheckDlgButton(dialog_, IDC_CHKTASTIERAVIRTUALE, checked ? BST_CHECKED : BST_UNCHECKED);
+}
+
+void MainForm::setTaskManagerCaption(const std::string& caption) {
+    setWindowText(GetDlgItem(dialog_, IDC_CMDABILITATASKMANAGER), caption);
+}
+
+bool MainForm::openOptions() { return controller_ && showOptionsForm(dialog_, language_, *controller_); }
+
+void MainForm::showAndFocusPassword() {
+    ShowWindow(dialog_, SW_SHOWNORMAL);
+    setTopmost(true);
+    SetForegroundWindow(dialog_);
+    SetFocus(GetDlgItem(dialog_, IDC_TXTPASS));
+}
+
+void MainForm::showNotice(const std::string& text, const std::string& heading) { notice_->show(text, heading); }
+
+void MainForm::showClosingNotice() {
+    if (!closing_) closing_ = std::make_unique<ClosingForm>(language_);
+    closing_->show();
+}
+
+void MainForm::setClosingNoticeTopmost() {
+    if (closing_) closing_->setTopmost();
+}
+
+void MainForm::unloadOtherForms() {
+    splash_.reset();
+    if (notice_) notice_->close();
+}
+
+void MainForm::endProgram() {
+    if (ended_) return;
+    ended_ = true;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(core::TimerId::Count); ++i) {
+        KillTimer(dialog_, timerIdOf(static_cast<core::TimerId>(i)));
+    }
+    tray_->Hide();
+    closing_.reset();
+    ShowWindow(dialog_, SW_HIDE);
+    PostQuitMessage(0);
+}
+
+void MainForm::setEnabled(core::TimerId id, bool enabled) {
+    timers_[id] = enabled;
+    if (!dialog_) return;
+    if (enabled) {
+        SetTimer(dialog_, timerIdOf(id), core::timerSpec(id).intervalMs, nullptr);
+    } else {
+        KillTimer(dialog_, timerIdOf(id));
+    }
+}
+
+bool MainForm::isEnabled(core::TimerId id) const {
+    const auto it = timers_.find(id);
+    return it != timers_.end() && it->second;
+}
+
+void MainForm::hideToTray() {
+    tray_->MinimizeToTray(dialog_);
+    if (controller_) controller_->onMinimised();
+}
+
+void MainForm::showTrayMenu() {
+    HMENU popup = GetSubMenu(menu_, 0);
+    POINT at{};
+    GetCursorPos(&at);
+    // The menu closes properly only when its owner is the foreground window.
+    SetForegroundWindow(dialog_);
+    TrackPopupMenu(popup, TPM_RIGHTBUTTON, at.x, at.y, 0, dialog_, nullptr);
+    PostMessageW(dialog_, WM_NULL, 0, 0);
+}
+
+void MainForm::onTray(tray::Event e) {
+    switch (e) {
+        case tray::Event::RightUp:
+        case tray::Event::LeftUp:
+            showTrayMenu();
+            break;
+        case tray::Event::LeftDoubleClick:
+            onCommand(IDM_MNUAPRI, 0);
+            break;
+        default:
+            break;
+    }
+}
+
+void MainForm::onCommand(int id, int code) {
+    if (!controller_ || ended_) return;
+    core::Controller& c = *controller_;
+    switch (id) {
+        case IDC_CMDLOGIN:
+        case IDOK:
+            if (!unlocked_) c.login(windowText(GetDlgItem(dialog_, IDC_TXTPASS)));
+            break;
+        case IDC_CMBPROFILI:
+            if (code == CBN_SELCHANGE && unlocked_) {
+                HWND combo = GetDlgItem(dialog_, IDC_CMBPROFILI);
+                const LRESULT i = SendMessageW(combo, CB_GETCURSEL, 0, 0);
+                if (i >= 0) {
+                    const LRESULT n = SendMessageW(combo, CB_GETLBTEXTLEN, static_cast<WPARAM>(i), 0);
+                    std::wstring text(static_cast<std::size_t>(n > 0 ? n : 0) + 1, L'\0');
+                    SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text.data()));
+                    text.resize(static_cast<std::size_t>(n > 0 ? n : 0));
+                    c.onProfileChosen(fromWide(text));
+                }
+            }
+            break;
+        case IDC_CMDPASSWORD:
+            c.onOptionsClicked();
+            break;
+        case IDC_CMDABILITATASKMANAGER:
+            c.onTaskManagerClicked();
+            break;
+        case IDC_CHKESECUZIONEAUTOMATICA:
+            if (code == BN_CLICKED) c.onAutostartClicked(IsDlgButtonChecked(dialog_, id) == BST_CHECKED);
+            break;
+        case IDC_CHKTASTIERAVIRTUALE:
+            if (code == BN_CLICKED) c.onVirtualKeyboardClicked(IsDlgButtonChecked(dialog_, id) == BST_CHECKED);
+            break;
+        case IDC_CMDESCI:
+            if (unlocked_) c.beginShutdown();
+            break;
+        case IDM_MNUESCI:
+            if (unlocked_) c.beginShutdown();
+            break;
+        case IDC_CMDMINIMIZZA:
+            hideToTray();
+            break;
+        case IDM_MNUAPRI:
+            showAndFocusPassword();
+            break;
+        case IDCANCEL:  // Escape: as the control box
+            if (c.refuseClose(core::Controller::CloseRequest::ControlBox)) tray_->MinimizeToTray(dialog_);
+            break;
+        default:
+            break;
+    }
+}
+
+INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
+    switch (msg) {
+        case WM_COMMAND:
+            guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
+            return TRUE;
+        case WM_TIMER:
+            if (wp >= 100 && wp < 100 + static_cast<WPARAM>(core::TimerId::Count)) {
+                const auto id = static_cast<core::TimerId>(wp - 100);
+                guarded([&] {
+                    if (onTimer) onTimer(id);
+                });
+            }
+            return TRUE;
+        case WM_SYSCOMMAND:
+            if ((wp & 0xFFF0) == SC_MINIMIZE) {
+                guarded([&] { hideToTray(); });
+                return TRUE;
+            }
+            return FALSE;
+        case WM_CLOSE:
+            guarded([&] {
+                if (!controller_ || controller_->refuseClose(core::Controller::CloseRequest::ControlBox)) {
+                    tray_->MinimizeToTray(dialog_);
+                }
+            });
+            return TRUE;
+        case WM_QUERYENDSESSION:
+            SetWindowLongPtrW(dialog_, DWLP_MSGRESULT, TRUE);
+            return TRUE;
+        case WM_ENDSESSION:
+            if (wp) {
+                guarded([&] {
+                    // Windows is going down: give the machine back and close the store now.
+                    if (controller_ && controller_->refuseClose(core::Controller::CloseRequest::WindowsShutdown) == false) {
+                        controller_->beginShutdown();
+                        controller_->tickEsci();
+                    }
+                });
+            }
+            return TRUE;
+        default:
+            return FALSE;
+    }
+}
+
+INT_PTR CALLBACK MainForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    MainForm* form = attach<MainForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    if (msg == WM_INITDIALOG) {
+        form->dialog_ = dialog;
+        return TRUE;
+    }
+    return form->handle(msg, wp, lp);
+}
+
+}  // namespace ombrix::win32

@@ -1,0 +1,62 @@
+#pragma once
+// The form translator applied to a real dialog: the dialog's controls and
+// menu entries are known by the names the language file uses.
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/form_translator.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::win32 {
+
+struct NamedControl {
+    int id;
+    const char* name;
+    int index = -1;  // member of a control array when >= 0
+};
+
+// Owns the tool tips and tags of one dialog. Keep it as long as the dialog.
+class DialogTranslation {
+public:
+    DialogTranslation(HWND dialog, std::string formName, std::vector<NamedControl> controls, HMENU menu = nullptr,
+                      std::vector<NamedControl> menuEntries = {});
+    ~DialogTranslation();
+    DialogTranslation(const DialogTranslation&) = delete;
+    DialogTranslation& operator=(const DialogTranslation&) = delete;
+
+    // Reads the form's section of the language file and applies it.
+    void apply(Language& language);
+
+    [[nodiscard]] std::string tag(int id) const;
+    [[nodiscard]] std::string toolTip(int id) const;
+
+private:
+    class Item;
+    class Form;
+    HWND dialog_;
+    std::string formName_;
+    std::vector<NamedControl> controls_;
+    HMENU menu_;
+    std::vector<NamedControl> menuEntries_;
+    HWND tooltip_ = nullptr;
+    std::map<int, std::string> tags_;
+    std::map<int, std::string> tips_;
+    std::string formTag_;
+    std::string formTip_;
+    friend class Item;
+    friend class Form;
+};
+
+// Window text as UTF-8, and back.
+[[nodiscard]] std::string windowText(HWND window);
+void setWindowText(HWND window, const std::string& text);
+
+}  // namespace ombrix::win32

@@ -1,0 +1,164 @@
+#include "support/win32/notify_icon.h"
+
+#include <commctrl.h>
+#include <shellapi.h>
+#include <shlwapi.h>
+
+#include <cstring>
+
+namespace ombrix::win32 {
+namespace {
+
+constexpr UINT_PTR kSubclassId = 1;
+constexpr UINT kIconId = 1;
+
+tray::Layout shellLayout() {
+    // The version of the shell's own library decides which structure it knows.
+    HMODULE shell = GetModuleHandleW(L"shell32.dll");
+    if (!shell) shell = LoadLibraryW(L"shell32.dll");
+    using DllGetVersionFn = HRESULT(CALLBACK*)(DLLVERSIONINFO*);
+    auto fn = shell ? reinterpret_cast<DllGetVersionFn>(reinterpret_cast<void*>(GetProcAddress(shell, "DllGetVersion")))
+                    : nullptr;
+    DLLVERSIONINFO info{};
+    info.cbSize = sizeof info;  // 20 bytes
+    if (!fn || FAILED(fn(&info))) return tray::Layout::Oldest;
+    return tray::layoutForShell(info.dwMajorVersion, info.dwMinorVersion);
+}
+
+HWND makeHiddenWindow() {
+    static const wchar_t* kClass = L"OmbrixNotifyIcon";
+    static bool registered = false;
+    if (!registered) {
+        WNDCLASSW wc{};
+        wc.lpfnWndProc = DefWindowProcW;
+        wc.hInstance = GetModuleHandleW(nullptr);
+        wc.lpszClassName = kClass;
+        registered = RegisterClassW(&wc) != 0;
+    }
+    return CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+}
+
+}  // namespace
+
+NotifyIcon::NotifyIcon() : window_(makeHiddenWindow()), layout_(shellLayout()) {
+    taskbarCreated_ = RegisterWindowMessageW(L"TaskbarCreated");
+}
+
+NotifyIcon::~NotifyIcon() {
+    Hide();
+    if (subclassed_) RemoveWindowSubclass(window_, &NotifyIcon::SubclassProc, kSubclassId);
+    if (window_) DestroyWindow(window_);
+}
+
+bool NotifyIcon::call(DWORD message, UINT flags) {
+    if (layout_ == tray::Layout::Oldest) {
+        NOTIFYICONDATAA data{};
+        data.cbSize = NOTIFYICONDATAA_V1_SIZE;
+        data.hWnd = window_;
+        data.uID = kIconId;
+        data.uFlags = flags;
+        data.uCallbackMessage = tray::kCallbackMessage;
+        data.hIcon = icon_;
+        const std::wstring tip = tray::cutTip(tip_, layout_);
+        WideCharToMultiByte(CP_ACP, 0, tip.c_str(), -1, data.szTip, 64, nullptr, nullptr);
+        return Shell_NotifyIconA(message, &data) != FALSE;
+    }
+    NOTIFYICONDATAW data{};
+    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
+    data.hWnd = window_;
+    data.uID = kIconId;
+    data.uFlags = flags;
+    data.uCallbackMessage = tray::kCallbackMessage;
+    data.hIcon = icon_;
+    const std::wstring tip = tray::cutTip(tip_, layout_);
+    wcsncpy(data.szTip, tip.c_str(), 127);
+    return Shell_NotifyIconW(message, &data) != FALSE;
+}
+
+void NotifyIcon::setIcon(HICON icon) {
+    icon_ = icon;
+    if (shown_) call(NIM_MODIFY, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO));
+}
+
+void NotifyIcon::setToolTip(const std::wstring& tip) {
+    tip_ = tray::cutTip(tip, layout_);
+    if (shown_) call(NIM_MODIFY, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO));
+}
+
+bool NotifyIcon::Show() {
+    lastError_.clear();
+    if (!window_) {
+        lastError_ = "no window for the notification icon";
+        return false;
+    }
+    if (!subclassed_) {
+        subclassed_ = SetWindowSubclass(window_, &NotifyIcon::SubclassProc, kSubclassId,
+                                        reinterpret_cast<DWORD_PTR>(this)) != FALSE;
+        if (!subclassed_) {
+            lastError_ = "Requires COMCTL32.DLL 4.72 or later";
+            return false;
+        }
+    }
+    // Without the info flag: an empty balloon would be shown otherwise.
+    shown_ = call(NIM_ADD, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO));
+    return shown_;
+}
+
+bool NotifyIcon::Hide() {
+    if (!shown_) return true;
+    const bool ok = call(NIM_DELETE, 0);
+    if (ok) shown_ = false;
+    return ok;
+}
+
+bool NotifyIcon::BalloonShow(const std::wstring& title, const std::wstring& text, DWORD iconKind, UINT timeoutMs) {
+    if (!tray::balloonsAvailable(layout_) || !shown_) return false;
+    NOTIFYICONDATAW data{};
+    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
+    data.hWnd = window_;
+    data.uID = kIconId;
+    data.uFlags = NIF_INFO;
+    wcsncpy(data.szInfo, text.c_str(), 255);
+    wcsncpy(data.szInfoTitle, title.c_str(), 63);
+    data.dwInfoFlags = iconKind;
+    data.uTimeout = timeoutMs;
+    return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
+}
+
+bool NotifyIcon::BalloonHide() { return BalloonShow(L"", L"", NIIF_NONE, 0); }
+
+void NotifyIcon::MinimizeToTray(HWND owner) {
+    if (!shown_) Show();
+    ShowWindow(owner, SW_HIDE);
+}
+
+void NotifyIcon::Restore(HWND owner) {
+    ShowWindow(owner, SW_SHOWNORMAL);
+    SetForeground(owner);
+}
+
+void NotifyIcon::SetForeground(HWND owner) { SetForegroundWindow(owner); }
+
+LRESULT CALLBACK NotifyIcon::SubclassProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp, UINT_PTR, DWORD_PTR data) {
+    auto* self = reinterpret_cast<NotifyIcon*>(data);
+    if (msg == tray::kCallbackMessage) {
+        const tray::Event e = tray::decode(static_cast<unsigned long>(lp));
+        if (e != tray::Event::None && self->onEvent) {
+            try {
+                self->onEvent(e);
+            } catch (...) {
+                // Nothing crosses the shell's callback.
+            }
+        }
+        return 0;
+    }
+    if (msg == self->taskbarCreated_ && self->shown_) {
+        // The shell restarted: the icon has to be added again.
+        self->shown_ = false;
+        self->Show();
+        return 0;
+    }
+    return DefSubclassProc(hwnd, msg, wp, lp);
+}
+
+}  // namespace ombrix::win32
