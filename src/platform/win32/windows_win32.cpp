@@ -1,0 +1,107 @@
+#include <windows.h>
+
+#include "platform/win32/machine.h"
+#include "platform/win32/wide.h"
+
+namespace ombrix::win32 {
+namespace {
+
+HWND toHwnd(platform::WindowId id) { return reinterpret_cast<HWND>(id); }
+platform::WindowId toId(HWND hwnd) { return reinterpret_cast<platform::WindowId>(hwnd); }
+
+// A window whose thread is not ours may hang; asking it synchronously would
+// hang the enforcement timers with it.
+bool ownedByThisThread(HWND hwnd) { return GetWindowThreadProcessId(hwnd, nullptr) == GetCurrentThreadId(); }
+
+BOOL CALLBACK collectWindow(HWND hwnd, LPARAM param) {
+    try {
+        reinterpret_cast<std::vector<platform::WindowId>*>(param)->push_back(toId(hwnd));
+        return TRUE;
+    } catch (...) {
+        return FALSE;  // out of memory: stop with what was gathered
+    }
+}
+
+class Win32WindowSystem final : public platform::WindowSystem {
+public:
+    platform::WindowId findByTitle(std::string_view title) override {
+        // An empty title would name any untitled window, never what a list means.
+        if (title.empty()) return 0;
+        try {
+            return toId(FindWindowW(nullptr, toWide(title).c_str()));
+        } catch (...) {
+            return 0;
+        }
+    }
+
+    platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
+        if (className.empty()) return 0;
+        try {
+            return toId(FindWindowExW(nullptr, toHwnd(after), toWide(className).c_str(), nullptr));
+        } catch (...) {
+            return 0;
+        }
+    }
+
+    std::vector<platform::WindowId> topLevelWindows() override {
+        std::vector<platform::WindowId> out;
+        try {
+            out.reserve(256);
+        } catch (...) {
+            return {};
+        }
+        EnumWindows(&collectWindow, reinterpret_cast<LPARAM>(&out));
+        return out;
+    }
+
+    std::string title(platform::WindowId window) override {
+        if (window == 0) return {};
+        try {
+            // GetWindowTextLengthW would send a message to a foreign window
+            // (which may hang); GetWindowTextW reads its stored text instead.
+            // The buffer grows while the text fills it.
+            std::wstring buffer(256, L'\0');
+            for (;;) {
+                const int n = GetWindowTextW(toHwnd(window), buffer.data(), static_cast<int>(buffer.size()));
+                if (n <= 0) return {};
+                if (static_cast<std::size_t>(n) < buffer.size() - 1 || buffer.size() >= 65536) {
+                    buffer.resize(static_cast<std::size_t>(n));
+                    return fromWide(buffer);
+                }
+                buffer.assign(buffer.size() * 2, L'\0');
+            }
+        } catch (...) {
+            return {};
+        }
+    }
+
+    void show(platform::WindowId window, platform::ShowCommand command) override {
+        if (window == 0) return;
+        const HWND hwnd = toHwnd(window);
+        const int cmd = static_cast<int>(command);
+        if (ownedByThisThread(hwnd)) {
+            ShowWindow(hwnd, cmd);
+        } else {
+            ShowWindowAsync(hwnd, cmd);
+        }
+    }
+
+    void postClose(platform::WindowId window) override {
+        // PostMessageW to null would post to this thread's own queue.
+        if (window == 0) return;
+        PostMessageW(toHwnd(window), WM_CLOSE, 0, 0);
+    }
+
+    void setTopmost(platform::WindowId window, bool topmost) override {
+        if (window == 0) return;
+        UINT flags = SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE;
+        if (!ownedByThisThread(toHwnd(window))) flags |= SWP_ASYNCWINDOWPOS;
+        SetWindowPos(toHwnd(window), topmost ? HWND_TOPMOST : HWND_NOTOPMOST, 0, 0, 0, 0, flags);
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<platform::WindowSystem> makeWindowSystem() { return std::make_unique<Win32WindowSystem>(); }
+
+}  // namespace ombrix::win32

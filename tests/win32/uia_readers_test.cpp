@@ -1,0 +1,341 @@
+// The UI Automation side of the readers. Wine cannot create the automation
+// object, so the code is driven here through our own declarations by a fake
+// automation object, and the declarations themselves are compared slot by
+// slot with a reference declaration of the interfaces.
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <ole2.h>
+
+#include <array>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "enforce/win32/accessibility_win32.h"
+#include "enforce/win32/uia.h"
+#include "platform/win32/handles.h"
+
+#ifdef OMBRIX_WINE_UIA_REFERENCE
+#include <wine-uia/uiautomationclient.h>
+#endif
+
+namespace ombrix::win32 {
+namespace {
+
+// --- Slots: which vtable entry a call through a declaration goes to. --------
+
+int g_calledSlot = -1;
+using SlotFn = HRESULT(STDMETHODCALLTYPE*)(void*);
+template <int N>
+HRESULT STDMETHODCALLTYPE slot(void*) {
+    g_calledSlot = N;
+    return E_NOTIMPL;
+}
+template <int... N>
+constexpr std::array<SlotFn, sizeof...(N)> slotTable(std::integer_sequence<int, N...>) {
+    return {&slot<N>...};
+}
+const auto kSlots = slotTable(std::make_integer_sequence<int, 64>{});
+
+// An object whose vtable is kSlots: calling any method records its slot.
+struct SlotProbe {
+    const SlotFn* vtable = kSlots.data();
+};
+
+template <typename Interface, typename Call>
+int slotOf(Call call) {
+    SlotProbe probe;
+    g_calledSlot = -1;
+    call(reinterpret_cast<Interface*>(&probe));
+    return g_calledSlot;
+}
+
+TEST(UiaDeclarations, SlotsOfTheMethodsWeCall) {
+    VARIANT v;
+    VariantInit(&v);
+    const std::pair<const char*, int> ours[] = {
+        {"IUIAutomation::ElementFromHandle",
+         slotOf<uia::IUIAutomation>([](auto* p) { p->ElementFromHandle(nullptr, nullptr); })},
+        {"IUIAutomation::CreatePropertyCondition",
+         slotOf<uia::IUIAutomation>([&](auto* p) { p->CreatePropertyCondition(0, v, nullptr); })},
+        {"IUIAutomation::CreateAndCondition",
+         slotOf<uia::IUIAutomation>([](auto* p) { p->CreateAndCondition(nullptr, nullptr, nullptr); })},
+        {"IUIAutomationElement::FindFirst",
+         slotOf<uia::IUIAutomationElement>([](auto* p) { p->FindFirst(0, nullptr, nullptr); })},
+        {"IUIAutomationElement::GetCurrentPropertyValue",
+         slotOf<uia::IUIAutomationElement>([](auto* p) { p->GetCurrentPropertyValue(0, nullptr); })},
+    };
+    // The documented slots, as counted in the interfaces' definitions.
+    const int documented[] = {6, 23, 25, 5, 10};
+    for (std::size_t i = 0; i < std::size(ours); ++i) EXPECT_EQ(ours[i].second, documented[i]) << ours[i].first;
+
+#ifdef OMBRIX_WINE_UIA_REFERENCE
+    const int reference[] = {
+        slotOf<::IUIAutomation>([](auto* p) { p->ElementFromHandle(nullptr, nullptr); }),
+        slotOf<::IUIAutomation>([&](auto* p) { p->CreatePropertyCondition(0, v, nullptr); }),
+        slotOf<::IUIAutomation>([](auto* p) { p->CreateAndCondition(nullptr, nullptr, nullptr); }),
+        slotOf<::IUIAutomationElement>([](auto* p) { p->FindFirst(TreeScope_Descendants, nullptr, nullptr); }),
+        slotOf<::IUIAutomationElement>([](auto* p) { p->GetCurrentPropertyValue(0, nullptr); }),
+    };
+    for (std::size_t i = 0; i < std::size(ours); ++i) EXPECT_EQ(ours[i].second, reference[i]) << ours[i].first;
+    EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomation, __uuidof(::IUIAutomation)));
+    EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationElement, __uuidof(::IUIAutomationElement)));
+    EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationCondition, __uuidof(::IUIAutomationCondition)));
+    EXPECT_TRUE(IsEqualGUID(uia::kClsidCUIAutomation, __uuidof(::CUIAutomation)));
+    EXPECT_EQ(uia::kScopeDescendants, static_cast<int>(TreeScope_Descendants));
+    EXPECT_EQ(uia::kControlTypeProperty, UIA_ControlTypePropertyId);
+    EXPECT_EQ(uia::kHasKeyboardFocusProperty, UIA_HasKeyboardFocusPropertyId);
+    EXPECT_EQ(uia::kLegacyNameProperty, UIA_LegacyIAccessibleNamePropertyId);
+    EXPECT_EQ(uia::kLegacyValueProperty, UIA_LegacyIAccessibleValuePropertyId);
+    EXPECT_EQ(uia::kLegacyHelpProperty, UIA_LegacyIAccessibleHelpPropertyId);
+    EXPECT_EQ(uia::kEditControlType, UIA_EditControlTypeId);
+#else
+    GTEST_SKIP() << "Wine's uiautomationclient.h could not be unpacked at configure time "
+                    "(scripts/fetch-wine-uia-reference.sh): only the documented slots were checked";
+#endif
+}
+
+// --- A fake automation object behind our declarations. ----------------------
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+template <typename Interface>
+class Counted : public Interface {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
+        *out = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG n = --refs_;
+        if (n == 0) delete this;
+        return n;
+    }
+    virtual ~Counted() = default;
+
+private:
+    ULONG refs_ = 1;
+};
+
+struct FakeElement;
+
+struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
+    int property = 0;
+    std::wstring text;  // a text condition
+    int number = 0;     // a number condition
+    bool isText = false;
+    std::vector<FakeCondition*> both;  // an "and" condition, held by the automation object
+    bool holds(const FakeElement& e) const;
+};
+
+struct FakeElement final : Counted<uia::IUIAutomationElement> {
+    std::map<int, std::wstring> texts;
+    std::map<int, int> numbers;
+    bool focused = false;
+    bool gone = false;
+    std::vector<FakeElement*> children;  // held by the test
+    int* lastScope = nullptr;
+
+    HRESULT STDMETHODCALLTYPE notUsed03() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE notUsed04() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE FindFirst(int scope, uia::IUIAutomationCondition* condition,
+                                        uia::IUIAutomationElement** found) override {
+        *lastScope = scope;
+        *found = nullptr;
+        if (scope != uia::kScopeDescendants) return E_INVALIDARG;
+        FakeElement* hit = search(*static_cast<FakeCondition*>(condition));
+        if (hit != nullptr) {
+            hit->AddRef();
+            *found = hit;
+        }
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE notUsed06() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE notUsed07() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE notUsed08() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE notUsed09() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetCurrentPropertyValue(int property, VARIANT* value) override {
+        VariantInit(value);
+        if (gone) return static_cast<HRESULT>(0x80040201);  // UIA_E_ELEMENTNOTAVAILABLE
+        if (property == uia::kHasKeyboardFocusProperty) {
+            value->vt = VT_BOOL;
+            value->boolVal = focused ? VARIANT_TRUE : VARIANT_FALSE;
+        } else if (const auto t = texts.find(property); t != texts.end()) {
+            value->vt = VT_BSTR;
+            value->bstrVal = SysAllocString(t->second.c_str());
+        }
+        return S_OK;
+    }
+
+    FakeElement* search(const FakeCondition& condition) {
+        for (FakeElement* child : children) {
+            if (condition.holds(*child)) return child;
+            if (FakeElement* deeper = child->search(condition)) return deeper;
+        }
+        return nullptr;
+    }
+};
+
+bool FakeCondition::holds(const FakeElement& e) const {
+    if (!both.empty()) return both[0]->holds(e) && both[1]->holds(e);
+    if (isText) {
+        const auto t = e.texts.find(property);
+        return t != e.texts.end() && t->second == text;
+    }
+    const auto n = e.numbers.find(property);
+    return n != e.numbers.end() && n->second == number;
+}
+
+struct FakeAutomation final : Counted<uia::IUIAutomation> {
+    std::map<HWND, FakeElement*> windows;
+    std::vector<ComPtr<FakeCondition>> conditions;
+    int lastScope = -1;
+    int propertyConditions = 0;
+
+#define OMBRIX_NOT_USED(n) \
+    HRESULT STDMETHODCALLTYPE notUsed##n() override { return E_NOTIMPL; }
+    OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(05)
+    OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08) OMBRIX_NOT_USED(09) OMBRIX_NOT_USED(10) OMBRIX_NOT_USED(11)
+    OMBRIX_NOT_USED(12) OMBRIX_NOT_USED(13) OMBRIX_NOT_USED(14) OMBRIX_NOT_USED(15) OMBRIX_NOT_USED(16)
+    OMBRIX_NOT_USED(17) OMBRIX_NOT_USED(18) OMBRIX_NOT_USED(19) OMBRIX_NOT_USED(20) OMBRIX_NOT_USED(21)
+    OMBRIX_NOT_USED(22) OMBRIX_NOT_USED(24)
+#undef OMBRIX_NOT_USED
+
+    HRESULT STDMETHODCALLTYPE ElementFromHandle(HWND window, uia::IUIAutomationElement** element) override {
+        const auto it = windows.find(window);
+        *element = nullptr;
+        if (it == windows.end()) return E_FAIL;
+        it->second->lastScope = &lastScope;
+        it->second->AddRef();
+        *element = it->second;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE CreatePropertyCondition(int property, VARIANT value,
+                                                      uia::IUIAutomationCondition** out) override {
+        ++propertyConditions;
+        auto* c = new FakeCondition;
+        c->property = property;
+        if (value.vt == VT_BSTR) {
+            c->isText = true;
+            c->text.assign(value.bstrVal, SysStringLen(value.bstrVal));
+        } else if (value.vt == VT_I4) {
+            c->number = value.lVal;
+        } else {
+            c->Release();
+            return E_INVALIDARG;
+        }
+        conditions.push_back(ComPtr<FakeCondition>::share(c));
+        *out = c;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE CreateAndCondition(uia::IUIAutomationCondition* first, uia::IUIAutomationCondition* second,
+                                                 uia::IUIAutomationCondition** out) override {
+        auto* c = new FakeCondition;
+        c->both = {static_cast<FakeCondition*>(first), static_cast<FakeCondition*>(second)};
+        conditions.push_back(ComPtr<FakeCondition>::share(c));
+        *out = c;
+        return S_OK;
+    }
+};
+
+#pragma GCC diagnostic pop
+
+// A browser window's tree: a button, then the address bar, both under a tool bar.
+class UiaSide : public ::testing::Test {
+protected:
+    HWND window = CreateWindowExW(0, L"STATIC", L"browser", 0, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
+    ComPtr<FakeAutomation> automation{new FakeAutomation};
+    ComPtr<FakeElement> root{new FakeElement};
+    ComPtr<FakeElement> toolbar{new FakeElement};
+    ComPtr<FakeElement> button{new FakeElement};
+    ComPtr<FakeElement> bar{new FakeElement};
+    std::unique_ptr<CountedAccessibility> layer = makeUiAutomation(automation.get());
+
+    void SetUp() override {
+        ASSERT_NE(window, nullptr);
+        root->children = {toolbar.get()};
+        toolbar->children = {button.get(), bar.get()};
+        button->texts[uia::kLegacyNameProperty] = L"Barra degli indirizzi e di ricerca";  // same name, not an edit
+        button->numbers[uia::kControlTypeProperty] = 50000;
+        bar->texts[uia::kLegacyNameProperty] = L"Barra degli indirizzi e di ricerca";
+        bar->texts[uia::kLegacyHelpProperty] = L"Cerca o immetti l'indirizzo Web";
+        bar->texts[uia::kLegacyValueProperty] = L"citt\u00e0.example";
+        bar->numbers[uia::kControlTypeProperty] = uia::kEditControlType;
+        automation->windows[window] = root.get();
+    }
+    void TearDown() override { DestroyWindow(window); }
+
+    platform::WindowId id() const { return reinterpret_cast<platform::WindowId>(window); }
+};
+
+TEST_F(UiaSide, NameEditAndHelpConditions) {
+    ASSERT_TRUE(layer->isUiAutomation());
+    struct Case {
+        platform::AccessibleQuery query;
+        FakeElement* expected;
+    };
+    const Case cases[] = {
+        {{platform::AccessibleText::Name, "Barra degli indirizzi e di ricerca", false}, button.get()},
+        {{platform::AccessibleText::Name, "Barra degli indirizzi e di ricerca", true}, bar.get()},
+        {{platform::AccessibleText::Help, "Cerca o immetti l'indirizzo Web", true}, bar.get()},
+        {{platform::AccessibleText::Name, "Cerca o immetti l'indirizzo Web", false}, nullptr},
+        {{platform::AccessibleText::Name, "barra degli indirizzi e di ricerca", false}, nullptr},
+    };
+    for (const auto& c : cases) {
+        button->texts[uia::kLegacyValueProperty] = L"button";
+        auto element = layer->findFirst(id(), c.query);
+        EXPECT_EQ(automation->lastScope, uia::kScopeDescendants);
+        if (c.expected == nullptr) {
+            EXPECT_EQ(element, nullptr) << c.query.text;
+            continue;
+        }
+        ASSERT_NE(element, nullptr) << c.query.text;
+        EXPECT_EQ(element->value(), c.expected == bar.get() ? "citt\xC3\xA0.example" : "button") << c.query.text;
+    }
+}
+
+TEST_F(UiaSide, ValueFocusAndAnElementThatIsGone) {
+    auto element = layer->findFirst(id(), {platform::AccessibleText::Name, "Barra degli indirizzi e di ricerca", true});
+    ASSERT_NE(element, nullptr);
+    EXPECT_EQ(element->hasKeyboardFocus(), false);
+    bar->focused = true;
+    EXPECT_EQ(element->hasKeyboardFocus(), true);
+    bar->texts.erase(uia::kLegacyValueProperty);
+    EXPECT_EQ(element->value(), "") << "no value is an empty one";
+    bar->gone = true;
+    EXPECT_EQ(element->value(), std::nullopt);
+    EXPECT_EQ(element->hasKeyboardFocus(), std::nullopt);
+    bar->gone = false;
+    DestroyWindow(window);
+    EXPECT_EQ(element->value(), std::nullopt) << "its window closed";
+    EXPECT_EQ(layer->findFirst(id(), {platform::AccessibleText::Name, "x", false}), nullptr);
+}
+
+TEST_F(UiaSide, ConditionsAreMadeOncePerQuery) {
+    const platform::AccessibleQuery edit{platform::AccessibleText::Name, "Barra degli indirizzi e di ricerca", true};
+    const platform::AccessibleQuery plain{platform::AccessibleText::Name, "Barra degli indirizzi e di ricerca", false};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NE(layer->findFirst(id(), edit), nullptr);
+        EXPECT_NE(layer->findFirst(id(), plain), nullptr);
+    }
+    EXPECT_EQ(automation->propertyConditions, 3) << "name and type for one, name for the other";
+    const auto before = layer->accessibilityCalls();
+    EXPECT_NE(layer->findFirst(id(), edit), nullptr);
+    EXPECT_EQ(layer->accessibilityCalls() - before, 2u) << "ElementFromHandle and FindFirst";
+}
+
+TEST(UiaChoice, AutomaticFallsBackToMsaaWhenUiAutomationCannotBeMade) {
+    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
+    const bool available = makeUiAutomation() != nullptr;
+    EXPECT_EQ(makeAccessibility(AccessibilityChoice::Automatic)->isUiAutomation(), available);
+    EXPECT_FALSE(makeAccessibility(AccessibilityChoice::Msaa)->isUiAutomation());
+    CoUninitialize();
+}
+
+}  // namespace
+}  // namespace ombrix::win32
