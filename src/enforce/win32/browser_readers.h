@@ -1,0 +1,74 @@
+#pragma once
+// The browsers' addresses on Windows: the address readers over UI Automation
+// (MSAA when UI Automation cannot be created), and Internet Explorer through
+// the shell's window collection. One object for the program, used from the
+// user-interface thread; it keeps COM initialised on that thread while it lives.
+
+#include <windows.h>
+#include <oaidl.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "enforce/address_readers.h"
+#include "enforce/win32/accessibility_win32.h"
+#include "platform/browsers.h"
+#include "platform/processes.h"
+#include "platform/win32/handles.h"
+#include "platform/windows.h"
+
+namespace ombrix::win32 {
+
+class ComApartment {
+public:
+    ComApartment() noexcept;
+    ~ComApartment();
+    ComApartment(const ComApartment&) = delete;
+    ComApartment& operator=(const ComApartment&) = delete;
+
+private:
+    bool mustUninitialize_ = false;
+};
+
+class BrowserReaders final : public platform::BrowserAddresses, public platform::ShellBrowserWindows {
+public:
+    BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows,
+                   AccessibilityChoice choice = AccessibilityChoice::Automatic);
+    ~BrowserReaders() override;
+
+    std::string IndirizzoChrome() override;
+    std::string IndirizzoEdge() override;
+    std::string IndirizzoFirefox() override;
+    // Through "Shell.Application" and its Windows collection.
+    std::string ElencoFinestreShell() override;
+    // Kept for the unwired Opera blockers and helpers: see dde_address.h.
+    std::string IndirizzoDDE(const std::string& service) override;
+    [[nodiscard]] std::string UrlChrome2();
+
+    // Through the ShellWindows collection.
+    std::vector<platform::ShellBrowserWindow> windows() override;
+    void goBack(std::size_t index) override;
+
+    [[nodiscard]] enforce::AddressReaders& readers() { return readers_; }
+    [[nodiscard]] bool usesUiAutomation() const noexcept { return accessibility_->isUiAutomation(); }
+    [[nodiscard]] std::uint64_t accessibilityCalls() const noexcept { return accessibility_->accessibilityCalls(); }
+
+private:
+    ComApartment apartment_;
+    std::unique_ptr<CountedAccessibility> accessibility_;
+    enforce::AddressReaders readers_;
+    std::vector<ComPtr<IDispatch>> lastWindows_;  // the windows of the last windows() list
+};
+
+// The shell's browser windows through IDispatch: "Shell.Application"'s Windows
+// collection, or the ShellWindows object. Empty when the shell offers none.
+[[nodiscard]] std::vector<ComPtr<IDispatch>> shellApplicationWindows();
+[[nodiscard]] std::vector<ComPtr<IDispatch>> shellWindows();
+// A text property of a shell window ("LocationURL", "LocationName"); "" when it cannot be read.
+[[nodiscard]] std::string shellWindowText(IDispatch* window, const wchar_t* property);
+// Calls a method without arguments ("GoBack"); false when it failed.
+bool shellWindowCall(IDispatch* window, const wchar_t* method);
+
+}  // namespace ombrix::win32

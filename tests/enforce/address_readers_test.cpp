@@ -1,0 +1,464 @@
+#include "enforce/address_readers.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "fakes/fake_accessibility.h"
+#include "fakes/fake_controller.h"
+
+namespace ombrix::enforce {
+namespace {
+
+using test::FakeDesktop;
+using test::FakeNode;
+
+constexpr const char* kChromeBar = "Barra degli indirizzi e di ricerca";
+constexpr const char* kEdgeBar = "Indirizzo e barra di ricerca";
+constexpr const char* kFirefoxBar = "Cerca con Google o inserisci un indirizzo";
+
+TEST(ShellWindowList, FormatsOnlyHttpAndFtpWindowsNumberedFromOne) {
+    struct Case {
+        std::vector<std::string> addresses;
+        std::string list;
+        std::string last;
+    };
+    const Case cases[] = {
+        {{}, "", ""},
+        {{"http://a", "ftp://b"}, "1\xC2\xA7http://a|2\xC2\xA7" "ftp://b|", "ftp://b"},
+        {{"about:blank", "https://c/x?y=1", "file:///C:/x", "ftp://d"},
+         "1\xC2\xA7https://c/x?y=1|2\xC2\xA7" "ftp://d|", "ftp://d"},
+        // The scheme test compares case.
+        {{"HTTP://UPPER", "http://lower"}, "1\xC2\xA7http://lower|", "http://lower"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(ElencoFinestreShell(c.addresses), c.list);
+        EXPECT_EQ(UltimoIndirizzoShell(c.list), c.last) << c.list;
+    }
+}
+
+TEST(ShellWindowList, LastAddressOfHandMadeLists) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"1\xC2\xA7http://a", ""},  // no closing "|": the only piece is the last, never read
+        {"1\xC2\xA7http://a|", "http://a"},
+        {"1\xC2\xA7http://a|junk|", "http://a"},  // a piece without a second field keeps the last value
+        {"1\xC2\xA7http://a|b|2\xC2\xA7http://c|", "http://c"},
+        {"1\xC2\xA7http://x\xC2\xA7y|", "http://x"},  // only the second field is kept
+        {"1\xC2\xA7|", ""},
+        {"|||", ""},
+    };
+    for (const auto& [list, last] : cases) EXPECT_EQ(UltimoIndirizzoShell(list), last) << list;
+}
+
+TEST(SchemeCompletion, HiddenSchemesGetHttp) {
+    struct Case {
+        Browser browser;
+        const char* lowered;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {Browser::Chrome, "example.org/path", "http://example.org/path"},
+        {Browser::Chrome, "chrome://settings", "chrome://settings"},
+        {Browser::Chrome, "chrome-extension://x/y", "chrome-extension://x/y"},
+        {Browser::Chrome, "about:blank", "about:blank"},
+        {Browser::Chrome, "https://x.org", "https://x.org"},
+        {Browser::Chrome, "httpbin.org", "httpbin.org"},  // begins with "http": left alone
+        {Browser::Chrome, "edge://settings", "http://edge://settings"},
+        {Browser::Chrome, "about", "http://about"},
+        {Browser::Edge, "edge://settings", "edge://settings"},
+        {Browser::Edge, "chrome://settings", "http://chrome://settings"},
+        {Browser::Edge, "example.org", "http://example.org"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(completeScheme(c.lowered, c.browser), c.expected) << c.lowered;
+}
+
+TEST(LanguageSetting, FirstValueFromTheUserInterfaceLanguage) {
+    const std::pair<std::uint16_t, const char*> cases[] = {
+        {0x0410, "Italiano"}, {0x0810, "Italiano"}, {0x0409, "Inglese"}, {0x0809, "Inglese"},
+        {0x0c0a, "Spagnolo"}, {0x040c, "Francese"}, {0x0407, "Tedesco"}, {0x0c07, "Tedesco"},
+        {0x0416, ""},         {0x0000, ""},
+    };
+    for (const auto& [id, name] : cases) EXPECT_EQ(languageSettingFor(id), name) << std::hex << id;
+}
+
+TEST(DdeReply, FirstQuotedField) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"\"http://a/\",\"Title\",\"\"", "http://a/"},
+        {"\"\",\"Title\"", ""},
+        {"no quotes", ""},
+        {"\"unterminated", ""},
+        {"x\"mid\"y", "mid"},
+    };
+    for (const auto& [reply, field] : cases) EXPECT_EQ(firstQuotedField(reply), field) << reply;
+}
+
+// A desktop with running browsers, and readers over it.
+class Readers : public ::testing::Test {
+protected:
+    test::Journal journal;
+    test::FakeProcesses processes{journal};
+    FakeDesktop desktop;
+
+    AddressReaders make() { return AddressReaders(processes, desktop, desktop); }
+
+    // Chrome as it runs: a hidden helper window first, then the visible one.
+    platform::WindowId chromeWindow(FakeNode bar, const char* cls = "Chrome_WidgetWin_1") {
+        desktop.addWindow(cls, false);
+        const auto w = desktop.addWindow(cls);
+        desktop.addNode(w, {"Indietro", "", false, "", false});
+        desktop.addNode(w, std::move(bar));
+        return w;
+    }
+};
+
+TEST_F(Readers, NothingIsSearchedWhenTheBrowserIsNotRunning) {
+    chromeWindow({kChromeBar, "", true, "example.org", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "");
+    EXPECT_EQ(readers.IndirizzoEdge(), "");
+    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(desktop.searches, 0);
+    processes.start("CHROME.EXE");  // the image name compares without case
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org");
+}
+
+TEST_F(Readers, ChromeValueIsLoweredAndCompleted) {
+    processes.start("chrome.exe");
+    auto bar = chromeWindow({kChromeBar, "", false, "Example.ORG/Path?Q=1", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org/path?q=1");
+    EXPECT_EQ(readers.UrlChrome2(), "http://example.org/path?q=1");
+    desktop.find(bar)->nodes[1]->value = "chrome://settings";
+    EXPECT_EQ(readers.IndirizzoChrome(), "chrome://settings");
+}
+
+TEST_F(Readers, FocusInTheBarGivesNothing) {
+    processes.start("chrome.exe");
+    const auto w = chromeWindow({kChromeBar, "", true, "casin", true});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "");
+    desktop.find(w)->nodes[1]->focused = false;
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://casin");
+}
+
+TEST_F(Readers, OnlyTheSecondWindowOfTheClassIsSearchedFirst) {
+    processes.start("chrome.exe");
+    // The first window of the class holds a bar too: the first attempt never looks there.
+    const auto first = desktop.addWindow("Chrome_WidgetWin_1");
+    desktop.addNode(first, {kChromeBar, "", false, "first.org", false});
+    const auto second = desktop.addWindow("Chrome_WidgetWin_1");
+    desktop.addNode(second, {kChromeBar, "", false, "second.org", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://second.org");
+}
+
+TEST_F(Readers, WithOneWindowTheLocalizedAttemptDecides) {
+    processes.start("chrome.exe");
+    const auto only = desktop.addWindow("Chrome_WidgetWin_1");
+    desktop.addNode(only, {"Address and search bar", "", false, "example.org", false});
+    auto readers = make();
+    readers.setLanguageSetting("Inglese");
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org");
+    readers.setLanguageSetting("Italiano");
+    EXPECT_EQ(readers.IndirizzoChrome(), "") << "the Italian name is not there";
+}
+
+TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
+    struct Case {
+        const char* setting;
+        const char* barName;
+        const char* writtenBack;
+    };
+    const Case cases[] = {
+        {"", kChromeBar, "Italiano"},
+        {"Italiano", kChromeBar, "Italiano"},
+        {"Inglese", "Address and search bar", "Inglese"},
+        {"Spagnolo", "Barra de direcciones y de b\xC3\xBAsqueda ", "Spagnolo"},
+        {"Francese", "Barre d'adresse et de recherche", "Francese"},
+        {"Tedesco", "Adress- und Suchleiste", "Tedesco"},
+        {"Portoghese", kChromeBar, "Italiano"},
+    };
+    for (const auto& c : cases) {
+        FakeDesktop fresh;
+        desktop = fresh;
+        processes.running.clear();
+        processes.start("chrome.exe");
+        // One window only: the first attempt fails and the localized one reads.
+        const auto w = desktop.addWindow("Chrome_WidgetWin_1");
+        desktop.addNode(w, {c.barName, "", false, "x.org", false});
+        auto readers = make();
+        readers.setLanguageSetting(c.setting);
+        EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org") << c.setting;
+        EXPECT_EQ(readers.languageSetting(), c.writtenBack) << c.setting;
+    }
+}
+
+TEST_F(Readers, SpanishNameNeedsItsTrailingBlank) {
+    processes.start("chrome.exe");
+    const auto w = desktop.addWindow("Chrome_WidgetWin_1");
+    desktop.addNode(w, {"Barra de direcciones y de b\xC3\xBAsqueda", "", false, "x.org", false});
+    auto readers = make();
+    readers.setLanguageSetting("Spagnolo");
+    EXPECT_EQ(readers.IndirizzoChrome(), "");
+}
+
+TEST_F(Readers, SettingIsWrittenOnlyWhenTheSecondAttemptRuns) {
+    processes.start("chrome.exe");
+    chromeWindow({kChromeBar, "", false, "x.org", false});
+    desktop.uiLanguage = 0x0416;
+    auto readers = make();
+    EXPECT_EQ(readers.languageSetting(), "");
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(readers.languageSetting(), "") << "the first attempt answered";
+    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(readers.languageSetting(), "");
+}
+
+TEST_F(Readers, EmptyBarFallsThroughToTheLocalizedAttempt) {
+    processes.start("chrome.exe");
+    const auto w = chromeWindow({kChromeBar, "", false, "", false});
+    auto readers = make();
+    readers.setLanguageSetting("");
+    EXPECT_EQ(readers.IndirizzoChrome(), "");
+    EXPECT_EQ(readers.languageSetting(), "Italiano");
+    desktop.find(w)->nodes[1]->value = "about:blank";
+    EXPECT_EQ(readers.IndirizzoChrome(), "about:blank");
+}
+
+TEST_F(Readers, EdgeRowsAndTheEditCondition) {
+    processes.start("msedge.exe");
+    struct Case {
+        const char* setting;
+        FakeNode bar;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"Italiano", {"Qualcosa", "Cerca o immetti l'indirizzo Web", true, "Edge://Settings", false}, "edge://settings"},
+        {"Italiano", {"Cerca o immetti l'indirizzo Web", "", true, "x.org", false}, ""},  // the name is not compared
+        {"Italiano", {"", "Cerca o immetti l'indirizzo Web", false, "x.org", false}, ""},  // not an edit control
+        {"Inglese", {"Search or enter web address", "", true, "x.org", false}, "http://x.org"},
+        {"Inglese", {"Search or enter web address", "", false, "x.org", false}, ""},
+        {"Spagnolo", {"Buscar con Google o introducir direcci\xC3\xB3n", "", true, "x.org", false}, "http://x.org"},
+        {"Francese", {"Rechercher avec Google ou saisir une adresse", "", true, "x.org", false}, "http://x.org"},
+        {"Tedesco", {"Mit Google suchen oder Adresse eingeben", "", true, "x.org", true}, ""},
+    };
+    for (const auto& c : cases) {
+        FakeDesktop fresh;
+        desktop = fresh;
+        chromeWindow(c.bar);
+        auto readers = make();
+        readers.setLanguageSetting(c.setting);
+        EXPECT_EQ(readers.IndirizzoEdge(), c.expected) << c.setting << " " << c.bar.name;
+    }
+}
+
+TEST_F(Readers, FirefoxSearchesTheDesktopFrontFirst) {
+    processes.start("firefox.exe");
+    const auto other = desktop.addWindow("Notepad");
+    desktop.addNode(other, {kFirefoxBar, "", false, "not an edit", false});
+    const auto back = desktop.addWindow("MozillaWindowClass");
+    desktop.addNode(back, {kFirefoxBar, "", true, "Back.ORG/x", false});
+    const auto hidden = desktop.addWindow("MozillaWindowClass", false, true);
+    desktop.addNode(hidden, {kFirefoxBar, "", true, "hidden.org", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoFirefox(), "Back.ORG/x") << "neither lowered nor completed";
+    const auto front = desktop.addWindow("MozillaWindowClass", true, true);
+    desktop.addNode(front, {kFirefoxBar, "", true, "front.org", false});
+    EXPECT_EQ(readers.IndirizzoFirefox(), "front.org");
+    desktop.find(front)->nodes[0]->focused = true;
+    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    readers.setLanguageSetting("Inglese");
+    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(readers.languageSetting(), "Inglese");
+}
+
+TEST_F(Readers, KeptElementMakesASteadyReadCheap) {
+    processes.start("chrome.exe");
+    chromeWindow({kChromeBar, "", false, "x.org", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(desktop.searches, 1);
+    desktop.reads = 0;
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(desktop.searches, 1) << "no search while the window lives";
+    EXPECT_EQ(desktop.reads, 20) << "a value and a focus read per tick";
+}
+
+TEST_F(Readers, ElementThatStopsAnsweringIsSearchedAgainInTheSameRead) {
+    processes.start("chrome.exe");
+    const auto w = chromeWindow({kChromeBar, "", false, "old.org", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://old.org");
+    auto& bar = desktop.find(w)->nodes[1];
+    bar->alive = false;  // the tool bar was rebuilt
+    bar = std::make_shared<FakeNode>(FakeNode{kChromeBar, "", false, "rebuilt.org", false});
+    const int before = desktop.searches;
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://rebuilt.org");
+    EXPECT_EQ(desktop.searches, before + 1);
+}
+
+TEST_F(Readers, EnglishChromeStopsSearchingForTheItalianName) {
+    processes.start("chrome.exe");
+    chromeWindow({"Address and search bar", "", false, "x.org", false});
+    auto readers = make();
+    readers.setLanguageSetting("Inglese");
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    // The Italian name is looked for once more now that the bar is known.
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    const int settled = desktop.searches;
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(desktop.searches, settled);
+}
+
+TEST_F(Readers, EdgeNewTabStopsSearchingItsOwnWindowForTheHelpText) {
+    processes.start("msedge.exe");
+    chromeWindow({kEdgeBar, "", false, "", false});
+    auto readers = make();
+    readers.setLanguageSetting("Italiano");
+    EXPECT_EQ(readers.IndirizzoEdge(), "");
+    const int afterFirst = desktop.searches;
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(readers.IndirizzoEdge(), "");
+    EXPECT_EQ(desktop.searches, afterFirst);
+    // A window that appears may hold the localized element: it is searched.
+    const auto w = desktop.addWindow("Other", true, true);
+    desktop.addNode(w, {"", "Cerca o immetti l'indirizzo Web", true, "other.org", false});
+    EXPECT_EQ(readers.IndirizzoEdge(), "http://other.org");
+}
+
+TEST_F(Readers, WindowsInFrontOfTheKeptElementAreSearchedUnlessTheirBarIsKnown) {
+    processes.start("firefox.exe");
+    processes.start("chrome.exe");
+    const auto firefox = desktop.addWindow("MozillaWindowClass");
+    desktop.addNode(firefox, {kFirefoxBar, "", true, "f.org", false});
+    auto readers = make();
+    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    const int steady = desktop.searches;
+    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(desktop.searches, steady) << "nothing in front";
+
+    const auto editor = desktop.addWindow("Notepad", true, true);
+    desktop.addNode(editor, {"Testo", "", true, "", false});
+    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(desktop.searches, steady + 2) << "a window without a known bar is searched every time";
+    desktop.closeWindow(editor);
+
+    // Chrome in front: its hidden helper first, then its window.
+    const auto chrome = desktop.addWindow("Chrome_WidgetWin_1", true, true);
+    desktop.addNode(chrome, {kChromeBar, "", false, "c.org", false});
+    desktop.addWindow("Chrome_WidgetWin_1", false, true);
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://c.org");
+    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    const int settled = desktop.searches;
+    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://c.org");
+    EXPECT_EQ(desktop.searches, settled) << "Chrome's window has its own bar";
+}
+
+// The kept elements must never change an answer: random runs of a desktop
+// where browser windows open (their tool bar at once or later, some under the
+// handle of a closed window), close, change order, show other pages, take the
+// focus and rebuild their tool bars, read by a caching and a fresh reader.
+TEST_F(Readers, KeptElementsAnswerAsFreshSearches) {
+    const std::vector<std::pair<std::string, FakeNode>> kinds = {
+        {"Chrome_WidgetWin_1", {kChromeBar, "", false, "", false}},
+        {"Chrome_WidgetWin_1", {"Address and search bar", "", false, "", false}},
+        {"Chrome_WidgetWin_1", {kEdgeBar, "", true, "", false}},
+        {"Chrome_WidgetWin_1", {"Search or enter web address", "Cerca o immetti l'indirizzo Web", true, "", false}},
+        {"MozillaWindowClass", {kFirefoxBar, "", true, "", false}},
+        {"MozillaWindowClass", {"Search with Google or enter address", "", true, "", false}},
+        {"Notepad", {"Testo", "", true, "", false}},
+    };
+    const char* pages[] = {"", "a.org", "Chrome://Settings", "about:blank", "edge://x", "HTTPS://B.org/P"};
+    const char* languages[] = {"", "Italiano", "Inglese"};
+    int compared = 0;
+    for (unsigned seed = 1; seed <= 40; ++seed) {
+        std::mt19937 rng(seed);
+        auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
+        desktop = FakeDesktop{};
+        processes.running.clear();
+        for (const char* name : {"chrome.exe", "msedge.exe", "firefox.exe"}) processes.start(name);
+        AddressReaders cached(processes, desktop, desktop);
+        AddressReaders fresh(processes, desktop, desktop);
+        fresh.setCaching(false);
+        std::vector<std::pair<platform::WindowId, std::size_t>> pending;
+        std::vector<platform::WindowId> closed;
+        const std::string language = languages[pick(3)];
+        cached.setLanguageSetting(language);
+        fresh.setLanguageSetting(language);
+        for (int step = 0; step < 120; ++step) {
+            const auto ids = desktop.topLevelWindows();
+            switch (pick(9)) {
+                case 0: {  // a window opens, its tool bar with it or later, maybe under an old handle
+                    const std::size_t kind = pick(kinds.size());
+                    platform::WindowId reuse = 0;
+                    if (!closed.empty() && pick(2) == 0) {
+                        reuse = closed.back();
+                        closed.pop_back();
+                    }
+                    const auto w = desktop.addWindow(kinds[kind].first, pick(4) != 0, pick(2) == 0, reuse);
+                    desktop.addNode(w, {"Indietro", "", false, "", false});
+                    if (pick(2) == 0) {
+                        desktop.addNode(w, kinds[kind].second);
+                    } else {
+                        pending.emplace_back(w, kind);
+                    }
+                    break;
+                }
+                case 7:  // a tool bar appears late
+                    if (!pending.empty()) {
+                        const auto [w, kind] = pending[pick(pending.size())];
+                        if (desktop.find(w) != nullptr && desktop.find(w)->nodes.size() == 1) {
+                            desktop.addNode(w, kinds[kind].second);
+                        }
+                    }
+                    break;
+                case 1:
+                    if (!ids.empty()) {
+                        const auto w = ids[pick(ids.size())];
+                        desktop.closeWindow(w);
+                        closed.push_back(w);
+                        std::erase_if(pending, [&](const auto& p) { return p.first == w; });
+                    }
+                    break;
+                case 2:
+                    if (!ids.empty()) desktop.bringToFront(ids[pick(ids.size())]);
+                    break;
+                case 3:
+                    if (!ids.empty()) desktop.windows[pick(ids.size())].visible ^= true;
+                    break;
+                case 4:
+                case 5: {  // another page, or typing
+                    if (ids.empty()) break;
+                    auto& nodes = desktop.windows[pick(ids.size())].nodes;
+                    if (nodes.size() < 2) break;
+                    auto& bar = *nodes.back();
+                    bar.value = pages[pick(std::size(pages))];
+                    bar.focused = pick(3) == 0;
+                    break;
+                }
+                case 6: {  // the tool bar is rebuilt
+                    if (ids.empty()) break;
+                    auto& nodes = desktop.windows[pick(ids.size())].nodes;
+                    if (nodes.size() < 2) break;
+                    FakeNode copy = *nodes.back();
+                    nodes.back()->alive = false;
+                    nodes.back() = std::make_shared<FakeNode>(copy);
+                    break;
+                }
+                default:
+                    break;  // nothing changes between ticks
+            }
+            ASSERT_EQ(cached.IndirizzoChrome(), fresh.IndirizzoChrome()) << "seed " << seed << " step " << step;
+            ASSERT_EQ(cached.IndirizzoEdge(), fresh.IndirizzoEdge()) << "seed " << seed << " step " << step;
+            ASSERT_EQ(cached.IndirizzoFirefox(), fresh.IndirizzoFirefox()) << "seed " << seed << " step " << step;
+            ASSERT_EQ(cached.languageSetting(), fresh.languageSetting());
+            ++compared;
+        }
+    }
+    EXPECT_EQ(compared, 40 * 120);
+}
+
+}  // namespace
+}  // namespace ombrix::enforce
