@@ -73,7 +73,9 @@ namespace {
 
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
-    for (const auto* group : {&storeCommands()}) all.insert(all.end(), group->begin(), group->end());
+    for (const auto* group : {&storeCommands(), &enforceCommands()}) {
+        all.insert(all.end(), group->begin(), group->end());
+    }
     return all;
 }
 

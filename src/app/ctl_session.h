@@ -53,5 +53,6 @@ struct CtlCommand {
 
 // Commands by file; the dispatcher lists them in this order.
 const std::vector<CtlCommand>& storeCommands();
+const std::vector<CtlCommand>& enforceCommands();
 
 }  // namespace ombrix::app

@@ -1,0 +1,131 @@
+// ombrixctl commands of the enforcement: check (an address against a
+// profile's site list, as the Chrome blockers judge it) and log (the
+// visited-sites log).
+#include <istream>
+#include <optional>
+#include <ostream>
+
+#include "app/ctl_session.h"
+#include "enforce/enforcement.h"
+#include "enforce/profile_lists.h"
+#include "enforce/site_list.h"
+#include "enforce/site_log.h"
+
+namespace ombrix::app {
+namespace {
+
+bool allDigits(const std::string& s) {
+    if (s.empty() || s.size() > 18) return false;
+    for (const char c : s) {
+        if (c < '0' || c > '9') return false;
+    }
+    return true;
+}
+
+// A profile by identifier, else by name (letter case ignored, as the store compares).
+std::optional<long long> findProfile(core::Database& db, const std::string& nameOrId) {
+    if (allDigits(nameOrId)) {
+        const core::Value id = db.scalar("SELECT IDProfilo FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;",
+                                         {core::Value(static_cast<std::int64_t>(std::stoll(nameOrId)))});
+        if (!id.isEmpty()) return id.toInteger();
+    }
+    const core::Value id =
+        db.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = ? ORDER BY rowid LIMIT 1;", {core::Value(nameOrId)});
+    if (id.isEmpty() || id.isNull()) return std::nullopt;
+    return id.toInteger();
+}
+
+int cmdCheck(Session& s, const std::vector<std::string>& args) {
+    if (args.size() != 2) return s.usage("check takes a PROFILE and an ADDRESS (or - to read addresses)");
+    if (!s.open()) return kRefused;
+    const std::optional<long long> id = findProfile(s.db(), args[0]);
+    const std::optional<bool> proibiti = id ? enforce::readSitiProibiti(s.db(), *id) : std::nullopt;
+    if (!proibiti) {
+        s.err() << "ombrixctl: no profile " << args[0] << "\n";
+        return kRefused;
+    }
+    const enforce::SiteList list = enforce::loadSiteList(s.db(), *id);
+    const bool sitiConsentiti = !*proibiti;
+    auto judge = [&](std::string_view address) {
+        const enforce::Verdict v = enforce::verdictAsChrome(list, sitiConsentiti, address);
+        std::ostream& out = s.out();
+        out << (v.blocked ? "blocked" : "allowed");
+        if (v.message != nullptr) out << ' ' << v.message;
+        if (v.entry != enforce::kNoMatch) out << ' ' << list.entry(v.entry);
+        out << '\n';
+    };
+    if (args[1] != "-") {
+        judge(args[1]);
+        return kOk;
+    }
+    std::string line;
+    while (std::getline(s.env().in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        judge(line);
+    }
+    return kOk;
+}
+
+int logShow(Session& s, const std::vector<std::string>& args) {
+    std::optional<std::string> fromText, toText;
+    for (std::size_t i = 1; i < args.size(); i += 2) {
+        if (i + 1 >= args.size()) return s.usage(args[i] + " needs a date dd/mm/yyyy");
+        if (args[i] == "--from") {
+            fromText = args[i + 1];
+        } else if (args[i] == "--to") {
+            toText = args[i + 1];
+        } else {
+            return s.usage("log show takes --from and --to, not " + args[i]);
+        }
+    }
+    // The viewer's messages for a field that holds no date.
+    if (fromText) {
+        if (const char* id = enforce::checkLogDateField(*fromText, false)) return s.refuse(id, *fromText);
+    }
+    if (toText) {
+        if (const char* id = enforce::checkLogDateField(*toText, true)) return s.refuse(id, *toText);
+    }
+    if (!s.open()) return kRefused;
+    const auto from = fromText ? enforce::parseLogDate(*fromText) : std::nullopt;
+    const auto to = toText ? enforce::parseLogDate(*toText) : std::nullopt;
+    const auto rows = enforce::readLog(s.db(), from, to);
+    if (!rows) {
+        s.err() << "ombrixctl: cannot read the log: " << s.db().lastError() << "\n";
+        return kRefused;
+    }
+    for (const auto& r : *rows) s.out() << r.dataOra << '\t' << r.url << '\n';
+    return kOk;
+}
+
+int cmdLog(Session& s, const std::vector<std::string>& args) {
+    if (args.empty()) return s.usage("log takes show or clear");
+    if (args[0] == "show") return logShow(s, args);
+    if (args[0] != "clear") return s.usage("log takes show or clear, not " + args[0]);
+    if (args.size() != 1) return s.usage("log clear takes no arguments");
+    if (!s.open()) return kRefused;
+    if (!enforce::clearLog(s.db())) {
+        s.err() << "ombrixctl: cannot empty the log: " << s.db().lastError() << "\n";
+        return kRefused;
+    }
+    return kOk;
+}
+
+}  // namespace
+
+const std::vector<CtlCommand>& enforceCommands() {
+    static const std::vector<CtlCommand> commands = {
+        {"check",
+         "check PROFILE ADDRESS|-\n"
+         "                judge an address as the profile's Chrome blockers do: \"blocked ID [ENTRY]\" or\n"
+         "                \"allowed [ENTRY]\"; PROFILE is an identifier or a name; - reads addresses, one a line",
+         &cmdCheck},
+        {"log",
+         "log show [--from dd/mm/yyyy] [--to dd/mm/yyyy]\n"
+         "                the visited sites, newest first: date and time, a tab, the address\n"
+         "  log clear     empty the visited-sites log",
+         &cmdLog},
+    };
+    return commands;
+}
+
+}  // namespace ombrix::app

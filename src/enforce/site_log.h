@@ -1,0 +1,81 @@
+#pragma once
+// The visited-sites log in the store (table LogSiti) and the rules of its
+// viewer. Dates are kept as ISO-8601 text "YYYY-MM-DD HH:MM:SS", which sorts
+// as time does; the viewer shows and takes dates as "dd/mm/yyyy".
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/database.h"
+#include "platform/clock.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::enforce {
+
+// LogSiti.URL is 255 characters wide.
+inline constexpr std::size_t kLogUrlWidth = 255;
+
+// "YYYY-MM-DD HH:MM:SS".
+[[nodiscard]] std::string storeDateTime(const platform::LocalTime& t);
+
+// The address as it is stored: cut to 255 characters after every apostrophe
+// has been doubled, as the statement that wrote it counted them; an
+// apostrophe whose double the cut split is left out.
+[[nodiscard]] std::string loggedUrl(std::string_view address);
+
+// Writes one row; false when the store refused it.
+bool insertLogRow(core::Database& db, const platform::LocalTime& when, std::string_view address);
+
+struct LogDate {
+    int year = 0, month = 0, day = 0;
+    friend bool operator==(const LogDate&, const LogDate&) = default;
+};
+
+// "dd/mm/yyyy" (one or two digits for day and month, four for the year,
+// blanks around ignored); nullopt when the text is not such a date or the day
+// does not exist. Years run from 1000 to 9998, so the day after stays a date.
+[[nodiscard]] std::optional<LogDate> parseLogDate(std::string_view text);
+[[nodiscard]] std::string displayLogDate(const LogDate& date);
+[[nodiscard]] LogDate nextDay(const LogDate& date);
+[[nodiscard]] LogDate logDateOf(const platform::LocalTime& t);
+
+// The viewer's check of its two fields. Each field is reported with its own
+// messages: empty ("0238" from, "0241" to), not written as dd/mm/yyyy ("0239",
+// "0242"), a day that does not exist or a year out of range ("0240", "0243").
+struct LogRangeCheck {
+    const char* message = nullptr;  // the first failing field's message; nullptr: both dates valid
+    LogDate from, to;
+};
+[[nodiscard]] LogRangeCheck checkLogRange(std::string_view from, std::string_view to);
+// The message for one field alone (as above), nullptr when it holds a date.
+[[nodiscard]] const char* checkLogDateField(std::string_view text, bool isTo);
+
+struct LogRow {
+    std::string dataOra;  // as stored
+    std::string url;
+};
+
+// The rows from the start of `from` up to and including midnight at the end
+// of `to` (an absent bound is open), newest first. nullopt when the store
+// cannot be read.
+[[nodiscard]] std::optional<std::vector<LogRow>> readLog(core::Database& db, const std::optional<LogDate>& from,
+                                                         const std::optional<LogDate>& to);
+
+// Empties the log; false when the store refused.
+bool clearLog(core::Database& db);
+// Writes Opzioni.LogSiti.
+bool writeLogSwitch(core::Database& db, bool on);
+
+// The viewer's questions: switching the log ("0231" to "0234") and emptying
+// it ("0235" to "0237"), one line each.
+[[nodiscard]] std::string logSwitchQuestion(Language& language);
+[[nodiscard]] std::string clearLogQuestion(Language& language);
+// The result list's two column headings ("0245", "0246").
+[[nodiscard]] std::vector<std::string> logListHeadings(Language& language);
+
+}  // namespace ombrix::enforce

@@ -1,0 +1,144 @@
+// ombrixctl check and log, on a store file as an administrator's script uses them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "app/ctl.h"
+#include "core/database.h"
+#include "core/schema.h"
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "platform/file_registry.h"
+#include "support/files.h"
+
+namespace ombrix::app {
+namespace {
+
+class CtlEnforce : public ::testing::Test {
+protected:
+    CtlEnforce() {
+        system.folder = pathToUtf8(dir.path());
+        test::writeFile(dir.file("italian.lng"),
+                        "[Strings]\r\n0238=Data iniziale mancante\r\n0242=Data finale errata\r\n");
+        EXPECT_TRUE(core::createDeliveredDatabase(db));
+        core::Database store;
+        EXPECT_TRUE(store.open(db));
+        EXPECT_TRUE(store.exec(
+            "INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Scuola', -1), (3, 'Chiosco', 0), "
+            "(4, '2', -1);"
+            "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, '*casino'), (2, 'giochi.it/poker'), "
+            "(2, '.Poker.com'), (3, '.scuola.it'), (3, 'wikipedia.org'), (4, '*sette');"
+            "INSERT INTO LogSiti (DataOra, URL) VALUES ('2024-03-04 10:00:00', 'http://ieri.it/'), "
+            "('2024-03-05 00:00:00', 'http://mezzanotte.it/'), ('2024-03-05 14:07:09', 'http://l''arte.it/'), "
+            "('2024-03-06 00:00:00', 'http://fine.it/'), ('2024-03-06 08:00:00', 'http://dopo.it/');"));
+    }
+
+    int run(std::vector<std::string> args, const std::string& input = {}) {
+        args.insert(args.begin(), {"--db", db});
+        in.clear();
+        in.str(input);
+        out.str({});
+        err.str({});
+        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
+        return runCtl(args, env);
+    }
+
+    test::TempDir dir;
+    std::string db = dir.file("DataBase.db");
+    platform::FileRegistry registry;
+    test::FakeSystem system;
+    std::istringstream in;
+    std::ostringstream out, err;
+};
+
+TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
+    struct Case {
+        const char* profile;
+        const char* address;
+        const char* line;
+    };
+    const Case cases[] = {
+        {"Scuola", "https://www.giochi.it/poker/tavolo", "blocked 0181 giochi.it/poker\n"},
+        {"scuola", "http://x.org/?q=CASINO", "blocked 0180 *casino\n"},
+        {"2", "https://news.poker.com/", "blocked 0182 .Poker.com\n"},
+        {"Scuola", "https://giochi.it/", "allowed\n"},
+        {"Chiosco", "https://it.wikipedia.org/", "blocked 0182\n"},
+        {"3", "https://wikipedia.org/wiki/Roma", "allowed wikipedia.org\n"},
+        {"3", "about:newtab,", "allowed\n"},
+        {"3", "", "allowed\n"},
+        {"2", "http://sette.it/", "allowed\n"},  // identifier 2, not the profile named "2"
+        {"4", "http://sette.it/", "blocked 0180 *sette\n"},
+        {"1", "http://sette.it/", "allowed\n"},  // the delivered profile enforces nothing
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(run({"check", c.profile, c.address}), kOk) << err.str();
+        EXPECT_EQ(out.str(), c.line) << c.profile << " " << c.address;
+    }
+}
+
+TEST_F(CtlEnforce, CheckReadsManyAddresses) {
+    EXPECT_EQ(run({"check", "Chiosco", "-"}, "https://scuola.it/\r\nhttps://video.example/\n\nabout:blank\nlast"), kOk);
+    EXPECT_EQ(out.str(), "allowed .scuola.it\nblocked 0182\nallowed\nallowed\nblocked 0182\n");
+}
+
+TEST_F(CtlEnforce, CheckRefusesWhatItCannotJudge) {
+    EXPECT_EQ(run({"check", "Nessuno", "http://a.it/"}), kRefused);
+    EXPECT_NE(err.str().find("no profile Nessuno"), std::string::npos);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(run({"check", "99", "http://a.it/"}), kRefused);
+    EXPECT_EQ(run({"check", "Scuola"}), kUsage);
+    EXPECT_EQ(run({"check", "Scuola", "a", "b"}), kUsage);
+}
+
+TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRange) {
+    EXPECT_EQ(run({"log", "show"}), kOk);
+    EXPECT_EQ(out.str(),
+              "2024-03-06 08:00:00\thttp://dopo.it/\n2024-03-06 00:00:00\thttp://fine.it/\n"
+              "2024-03-05 14:07:09\thttp://l'arte.it/\n2024-03-05 00:00:00\thttp://mezzanotte.it/\n"
+              "2024-03-04 10:00:00\thttp://ieri.it/\n");
+    EXPECT_EQ(run({"log", "show", "--from", "05/03/2024", "--to", "5/3/2024"}), kOk);
+    EXPECT_EQ(out.str(),
+              "2024-03-06 00:00:00\thttp://fine.it/\n2024-03-05 14:07:09\thttp://l'arte.it/\n"
+              "2024-03-05 00:00:00\thttp://mezzanotte.it/\n");
+    EXPECT_EQ(run({"log", "show", "--to", "04/03/2024"}), kOk);
+    EXPECT_EQ(out.str(), "2024-03-05 00:00:00\thttp://mezzanotte.it/\n2024-03-04 10:00:00\thttp://ieri.it/\n")
+        << "up to and including midnight after the day";
+}
+
+TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessages) {
+    EXPECT_EQ(run({"log", "show", "--from", ""}), kRefused);
+    EXPECT_EQ(err.str(), "0238: Data iniziale mancante\n");
+    EXPECT_EQ(run({"log", "show", "--to", "domani"}), kRefused);
+    EXPECT_EQ(err.str(), "0242: Data finale errata domani\n");
+    EXPECT_EQ(run({"log", "show", "--from"}), kUsage);
+    EXPECT_EQ(run({"log", "show", "--da", "01/01/2024"}), kUsage);
+    EXPECT_EQ(run({"log"}), kUsage);
+    EXPECT_EQ(run({"log", "empty"}), kUsage);
+    EXPECT_EQ(run({"log", "clear", "now"}), kUsage);
+    EXPECT_EQ(run({"log", "show"}), kOk);
+    const std::string shown = out.str();
+    EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 5) << "nothing was changed";
+}
+
+TEST_F(CtlEnforce, LogClearEmptiesIt) {
+    EXPECT_EQ(run({"log", "clear"}), kOk);
+    EXPECT_EQ(run({"log", "show"}), kOk);
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(CtlEnforce, AStoreWithoutTheLogIsRefused) {
+    const std::string old = dir.file("vecchio.db");
+    {
+        core::Database store;
+        ASSERT_TRUE(store.open(old, core::Database::Mode::CreateIfMissing));
+        ASSERT_TRUE(store.exec(test::oldestSchemaSql()));
+    }
+    in.str({});
+    CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
+    EXPECT_EQ(runCtl({"--db", old, "log", "show"}, env), kRefused);
+    EXPECT_NE(err.str().find("cannot read the log"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ombrix::app

@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include "enforce/enforcement.h"
+#include "fakes/fake_enforcement.h"
+
+namespace ombrix::enforce {
+namespace {
+
+using core::TimerId;
+
+std::vector<std::string> namesOf(const std::vector<std::string>& withSpare) {
+    EXPECT_FALSE(withSpare.empty()) << "at least the spare element";
+    EXPECT_EQ(withSpare.back(), "") << "the spare element";
+    return {withSpare.begin(), withSpare.end() - 1};
+}
+
+TEST(SiteLoader, ReadsEntriesInStoreOrderSkippingEmptyAndNull) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, true, {"*gioco", "", "Esempio.ORG", ".b.it"});
+    ASSERT_TRUE(rig.db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, NULL);"));
+    ASSERT_TRUE(rig.db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (3, 'altro');"));
+    ASSERT_TRUE(rig.db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, ' spazio ');"));
+    rig.use(2);
+    const SiteList& list = rig.enforcement->ElencoSiti();
+    ASSERT_EQ(list.size(), 4u);
+    EXPECT_EQ(list.upperBound(), 4u);
+    EXPECT_EQ(list.entry(0), "*gioco");
+    EXPECT_EQ(list.entry(1), "Esempio.ORG") << "kept as stored, no change of case";
+    EXPECT_EQ(list.entry(2), ".b.it");
+    EXPECT_EQ(list.entry(3), " spazio ") << "no trimming";
+    EXPECT_FALSE(rig.enforcement->SitiConsentiti());
+    EXPECT_TRUE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
+}
+
+TEST(SiteLoader, TimerFollowsListModeAndSize) {
+    struct Case {
+        const char* name;
+        bool hasProfile;
+        bool sitiProibiti;
+        std::vector<std::string> sites;
+        bool timerOn;
+        bool sitiConsentiti;
+    };
+    const Case cases[] = {
+        {"empty forbidden list: nothing enforced", true, true, {}, false, false},
+        {"forbidden list", true, true, {".a.it"}, true, false},
+        {"empty allowed list still blocks", true, false, {}, true, true},
+        {"allowed list", true, false, {".a.it"}, true, true},
+        {"no such profile", false, false, {}, false, false},
+    };
+    for (const auto& c : cases) {
+        test::EnforcementRig rig;
+        // A profile before this one left the timer on.
+        rig.timers.setEnabled(TimerId::SitiVietatiConsentiti, true);
+        rig.journal.entries.clear();
+        if (c.hasProfile) rig.addProfile(2, c.sitiProibiti, c.sites);
+        rig.use(2);
+        EXPECT_EQ(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti), c.timerOn) << c.name;
+        EXPECT_EQ(rig.enforcement->SitiConsentiti(), c.sitiConsentiti) << c.name;
+        EXPECT_EQ(rig.journal.entries.front(), "timerSitiVietatiConsentiti off") << c.name << ": switched off first";
+    }
+}
+
+TEST(ProcessLoader, AddsBrowsersByInternalBrowserAndSiteTimer) {
+    struct Case {
+        const char* name;
+        bool internalBrowser;
+        std::vector<std::string> sites;  // a forbidden list: a non-empty one turns the site timer on
+        std::vector<std::string> rows;
+        std::vector<std::string> expected;  // nothing: the timer stays off
+    };
+    const Case cases[] = {
+        {"nothing at all", false, {}, {}, {}},
+        {"rows only", false, {}, {"Notepad.EXE", "calc.exe"}, {"Notepad.EXE", "calc.exe"}},
+        {"site list enforced", false, {".a.it"}, {"x.exe"}, {"x.exe", "opera.exe", "safari.exe", "microsoftedge.exe"}},
+        {"site list alone", false, {".a.it"}, {}, {"opera.exe", "safari.exe", "microsoftedge.exe"}},
+        {"internal browser",
+         true,
+         {".a.it"},
+         {"x.exe"},
+         {"x.exe", "iexplore.exe", "firefox.exe", "opera.exe", "safari.exe", "chrome.exe", "microsoftedge.exe"}},
+    };
+    for (const auto& c : cases) {
+        test::EnforcementRig rig;
+        rig.addProfile(2, true, c.sites, c.rows);
+        core::ProfileSwitches s;
+        s.utilizzaBrowserInterno = c.internalBrowser;
+        rig.use(2, s);
+        EXPECT_EQ(rig.timers.isEnabled(TimerId::ProcessiVietati), !c.expected.empty()) << c.name;
+        EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()), c.expected) << c.name;
+    }
+}
+
+TEST(WindowLoader, AppendsDownloadClockAndSilentPromptsAndIsAlwaysOn) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, true, {}, {}, {"Prompt dei comandi"});
+    rig.host.schedule = true;
+    core::ProfileSwitches s;
+    s.bloccaDownload = true;
+    rig.use(2, s);
+    EXPECT_TRUE(rig.timers.isEnabled(TimerId::ChiudiFinestre));
+    EXPECT_EQ(namesOf(rig.enforcement->ElencoFinestre()),
+              (std::vector<std::string>{"Prompt dei comandi", "Download", "Data e ora", "Proprietà - Data e ora",
+                                        "_***_Ripristinare le pagine?", "_***_Estensioni non supportate disattivate",
+                                        "_***_Restore pages?", "_***_Unsupported extensions disabled",
+                                        "_***_¿Quieres restaurar las páginas?",
+                                        "_***_Extensiones no admitidas inhabilitadas"}));
+
+    test::EnforcementRig plain;
+    plain.use(0);
+    EXPECT_TRUE(plain.timers.isEnabled(TimerId::ChiudiFinestre)) << "even with no profile";
+    EXPECT_EQ(namesOf(plain.enforcement->ElencoFinestre()).size(), 6u);
+}
+
+TEST(Loaders, ProcessListSeesTheSiteTimerOfTheSameSequence) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, true, {".a.it"});
+    rig.addProfile(3, true, {});
+    rig.use(2);
+    EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()).size(), 3u);
+    // The next profile has no site list: its site loader switches the timer
+    // off before the process loader looks.
+    rig.use(3);
+    EXPECT_FALSE(rig.timers.isEnabled(TimerId::ProcessiVietati));
+    EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()).size(), 0u);
+}
+
+}  // namespace
+}  // namespace ombrix::enforce
+
+namespace ombrix::enforce {
+namespace {
+
+TEST(Loaders, AClosedStoreLeavesNothingToEnforceAndNothingFails) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, false, {".scuola.it"}, {"calc.exe"}, {"Prompt"});
+    rig.use(2);
+    rig.db.close();
+    rig.use(2);
+    EXPECT_TRUE(rig.enforcement->ElencoSiti().empty());
+    EXPECT_FALSE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
+    EXPECT_FALSE(rig.timers.isEnabled(core::TimerId::ProcessiVietati));
+    EXPECT_EQ(rig.enforcement->ElencoFinestre().size(), 7u) << "the six prompts and the spare element";
+    rig.host.log = true;
+    rig.browsers.open(rig.browsers.chrome, "http://a.it/");
+    rig.enforcement->tickSitiVietatiConsentiti();
+    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->MemorizzaSitoVisitato("http://b.it/");
+    EXPECT_EQ(rig.host.notices.size(), 0u);
+}
+
+}  // namespace
+}  // namespace ombrix::enforce

@@ -1,0 +1,309 @@
+// The site timer and its blockers, driven on a scripted machine.
+#include <gtest/gtest.h>
+
+#include "enforce/enforcement.h"
+#include "fakes/fake_enforcement.h"
+
+namespace ombrix::enforce {
+namespace {
+
+using Entries = std::vector<std::string>;
+
+class ForbiddenList : public ::testing::Test {
+protected:
+    ForbiddenList() {
+        rig.addProfile(2, true, {"*casino", "giochi.it", ".poker.com"});
+        core::ProfileSwitches s;
+        s.paginaPredefinita = "http://scuola.it/";
+        rig.use(2, s);
+        rig.journal.entries.clear();
+    }
+    test::EnforcementRig rig;
+    Enforcement& e() { return *rig.enforcement; }
+};
+
+TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
+    rig.browsers.open(rig.browsers.chrome, "http://www.giochi.it/oggi");
+    rig.browsers.chrome.afterClose = {"http://scuola.it/"};
+    e().holders().txtUltimaPaginaChrome = "http://scuola.it/";
+    e().BloccaSitiDaElencoVietatiChrome();
+
+    EXPECT_EQ(rig.keyboard.events, (std::vector<std::pair<int, std::uint32_t>>{{17, 1}, {87, 1}, {17, 3}, {87, 3}}))
+        << "Ctrl down, W down, Ctrl up, W up";
+    EXPECT_EQ(rig.entries("ctrl+w"), Entries{"ctrl+w chrome.exe"});
+    EXPECT_EQ(rig.entries("kill"), Entries{});
+    ASSERT_EQ(rig.host.notices.size(), 1u);
+    EXPECT_EQ(rig.host.notices[0].text, "T0181 http://www.giochi.it/oggi");
+    EXPECT_EQ(rig.host.opened, Entries{"http://scuola.it/"}) << "back to the last page that passed";
+    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "");
+    EXPECT_EQ(e().holders().txtTitoloFinestraDaChiudere, "");
+    EXPECT_EQ(e().holders().lblChrome, "http://scuola.it/");
+}
+
+TEST_F(ForbiddenList, APageThatSurvivesBothClosesKillsEveryChrome) {
+    rig.browsers.open(rig.browsers.chrome, "\"http://poker.com/tavolo\"");
+    rig.processes.start("chrome.exe");
+    rig.processes.start("CHROME.EXE");
+    e().BloccaSitiDaElencoVietatiChrome();
+
+    EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
+    EXPECT_EQ(rig.entries("kill"), (Entries{"kill chrome.exe", "kill chrome.exe", "kill CHROME.EXE"}));
+    ASSERT_EQ(rig.host.notices.size(), 2u);
+    EXPECT_EQ(rig.host.notices[1].text, "T0182 http://poker.com/tavolo") << "quotes removed from the notice";
+    EXPECT_EQ(rig.host.notices[1].kind, kNoticeSite);
+    EXPECT_EQ(rig.host.opened, Entries{}) << "no page passed before";
+    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "") << "a closed page is never the last accepted one";
+}
+
+TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
+    // Closing the keyword page brings up another forbidden page, which the
+    // later entries still catch in the same tick; the entry before does not.
+    rig.browsers.open(rig.browsers.chrome, "http://x.org/?q=casino");
+    rig.browsers.chrome.afterClose = {"http://poker.com/", "http://www.giochi.it/"};
+    e().BloccaSitiDaElencoVietatiChrome();
+    std::vector<std::string> texts;
+    for (const auto& n : rig.host.notices) texts.push_back(n.text);
+    EXPECT_EQ(texts, (Entries{"T0180 http://x.org/?q=casino", "T0182 http://poker.com/"}));
+    EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
+    EXPECT_EQ(e().holders().lblChrome, "http://www.giochi.it/");
+}
+
+TEST_F(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
+    rig.host.log = true;
+    rig.browsers.open(rig.browsers.chrome, "http://scuola.it/compiti");
+    for (int i = 0; i < 5; ++i) e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "http://scuola.it/compiti");
+    EXPECT_EQ(e().holders().UltimoSitoVisto, "http://scuola.it/compiti");
+    EXPECT_EQ(rig.loggedUrls(), Entries{"http://scuola.it/compiti"});
+    EXPECT_EQ(rig.keyboard.events.size(), 0u);
+
+    rig.browsers.chrome.address = "http://scuola.it/voti";
+    e().tickSitiVietatiConsentiti();
+    rig.browsers.chrome.address = "http://scuola.it/compiti";
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.loggedUrls(),
+              (Entries{"http://scuola.it/compiti", "http://scuola.it/voti", "http://scuola.it/compiti"}));
+
+    rig.host.log = false;
+    rig.browsers.chrome.address = "http://scuola.it/orari";
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.loggedUrls().size(), 3u) << "log switched off";
+    EXPECT_EQ(e().holders().UltimoSitoVisto, "http://scuola.it/orari") << "remembered, logged or not";
+}
+
+TEST_F(ForbiddenList, FirefoxIsTrimmedAndItsSessionClearedAfterTheKill) {
+    rig.browsers.open(rig.browsers.firefox, "  https://giochi.it/  ");
+    e().BloccaSitiDaElencoVietatiFirefox();
+    const auto kill = rig.journal.find("kill firefox.exe");
+    ASSERT_GE(kill, 0);
+    EXPECT_EQ(rig.journal.find("clear firefox session"), kill + 1);
+    EXPECT_EQ(rig.host.notices[0].text, "T0181 https://giochi.it/");
+    EXPECT_EQ(e().holders().lblFirefox, "https://giochi.it/") << "read again just before the kill";
+}
+
+TEST_F(ForbiddenList, EdgeKeepsItsOwnHolders) {
+    rig.host.log = true;
+    rig.browsers.open(rig.browsers.edge, "https://scuola.it/");
+    rig.browsers.open(rig.browsers.chrome, "https://scuola.it/");
+    e().tickSitiVietatiConsentiti();
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(e().holders().txtUltimaPaginaEdge, "https://scuola.it/");
+    EXPECT_EQ(e().holders().UltimoSitoEdge, "https://scuola.it/");
+    EXPECT_EQ(rig.loggedUrls().size(), 2u) << "one row per browser, not one per tick";
+
+    rig.browsers.edge.address = "https://poker.com/";
+    rig.browsers.edge.afterClose = {""};
+    e().BloccaSitiDaElencoVietatiEdge();
+    EXPECT_EQ(rig.host.opened, Entries{"https://scuola.it/"});
+    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "https://scuola.it/") << "another browser is not touched";
+}
+
+TEST_F(ForbiddenList, TickOrderAndMaximumProtection) {
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("read"), (Entries{"read shell windows", "read chrome.exe", "read msedge.exe",
+                                            "read firefox.exe", "read shell list"}));
+
+    rig.journal.entries.clear();
+    core::ProfileSwitches s;
+    s.protezioneMassima = true;
+    rig.use(2, s);
+    rig.windows.add("Casino Royale - Google Chrome");
+    rig.windows.add("  Il mio CASINO  ");
+    rig.windows.add("giochi.it - Poker.com");
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("close"), (Entries{"close Casino Royale - Google Chrome", "close   Il mio CASINO  "}))
+        << "keywords only, against every top-level title";
+    ASSERT_EQ(rig.host.notices.size(), 2u);
+    EXPECT_EQ(rig.host.notices[1].text, "T0137 Il mio CASINO");
+    EXPECT_EQ(rig.host.notices[1].kind, kNoticeWindow);
+    EXPECT_LT(rig.journal.find("close   Il mio CASINO  "), rig.journal.find("read shell list"));
+}
+
+TEST_F(ForbiddenList, InternetExplorerWindowsGoBackUnlessExempt) {
+    rig.browsers.shell = {{"http://a.org/", "Casino online"},
+                          {"about:blank", "casino"},
+                          {"https://blocked.ombrix.example/web?casino", "casino"},
+                          {"http://giochi.it/x", ""},
+                          {"http://scuola.it/", "Scuola"}};
+    e().BloccaSitiVietatiIE();
+    EXPECT_EQ(rig.entries("back"), (Entries{"back 0", "back 3"}));
+    ASSERT_EQ(rig.host.notices.size(), 2u);
+    EXPECT_EQ(rig.host.notices[0].text, "T0172 http://a.org/");
+}
+
+TEST_F(ForbiddenList, InternetExplorerListKillsAndOpensTheStartPage) {
+    rig.processes.start("iexplore.exe", 2);
+    rig.browsers.shellList = "1§http://scuola.it/|2§http://poker.com/|";
+    e().BloccaSitiVietatiIEFinestre();
+    EXPECT_EQ(rig.entries("kill"), (Entries{"kill iexplore.exe", "kill iexplore.exe", "kill iexplore.exe"}));
+    EXPECT_EQ(rig.host.notices[0].text, "T0172 http://poker.com/");
+    EXPECT_EQ(rig.host.opened, Entries{"http://scuola.it/"});
+
+    rig.journal.entries.clear();
+    rig.browsers.shellList = "1§http://poker.com/|2§http://scuola.it/|";
+    e().BloccaSitiVietatiIEFinestre();
+    EXPECT_EQ(rig.entries("kill"), Entries{}) << "only the last window's address counts";
+}
+
+TEST_F(ForbiddenList, ATickIsNotEnteredAgainFromInsideItself) {
+    rig.browsers.open(rig.browsers.chrome, "http://scuola.it/");
+    int nested = 0;
+    rig.pump.during = [&] {
+        if (nested++ < 3) e().tickSitiVietatiConsentiti();
+    };
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("read chrome.exe").size(), 1u);
+    rig.pump.during = nullptr;
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("read chrome.exe").size(), 2u) << "and runs again afterwards";
+}
+
+class AllowedList : public ::testing::Test {
+protected:
+    AllowedList() {
+        rig.addProfile(2, false, {".scuola.it", "*compiti"});
+        core::ProfileSwitches s;
+        s.paginaPredefinita = "http://scuola.it/";
+        rig.use(2, s);
+        rig.journal.entries.clear();
+    }
+    test::EnforcementRig rig;
+    Enforcement& e() { return *rig.enforcement; }
+};
+
+TEST_F(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
+    rig.host.log = true;
+    rig.browsers.open(rig.browsers.chrome, "http://www.scuola.it/orari");
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "http://www.scuola.it/orari");
+
+    rig.browsers.chrome.address = "https://video.example/";
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.keyboard.events.size(), 0u);
+    EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"});
+    EXPECT_EQ(rig.host.notices.back().text, "T0182 https://video.example/");
+    EXPECT_EQ(rig.host.opened, Entries{"http://www.scuola.it/orari"});
+    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "");
+    EXPECT_EQ(rig.loggedUrls(), Entries{"http://www.scuola.it/orari"}) << "a refused page is not logged";
+
+    rig.browsers.open(rig.browsers.chrome, "https://altro.example/");
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.host.opened.back(), "http://scuola.it/") << "nothing passed since: the start page";
+}
+
+TEST_F(AllowedList, BuiltInPagesAreExempt) {
+    for (const char* page : {"about:blank", "about:newtab,", "\"About:NewTab\"", "about:blank#x"}) {
+        rig.browsers.open(rig.browsers.firefox, page);
+        e().tickSitiVietatiConsentiti();
+    }
+    EXPECT_EQ(rig.entries("kill"), Entries{});
+    EXPECT_EQ(rig.host.notices.size(), 0u);
+    rig.browsers.firefox.address = "about:config";
+    e().tickSitiVietatiConsentiti();
+    const Entries after = [&] {
+        Entries out;
+        for (const auto& entry : rig.journal.entries) {
+            if (entry.rfind("kill", 0) == 0 || entry.rfind("clear", 0) == 0) out.push_back(entry);
+        }
+        return out;
+    }();
+    EXPECT_EQ(after, (Entries{"kill firefox.exe", "kill firefox.exe", "kill firefox.exe", "kill firefox.exe",
+                              "clear firefox session"}))
+        << "every Firefox, then its saved session";
+}
+
+TEST_F(AllowedList, TickOrder) {
+    e().tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("read"), (Entries{"read shell windows", "read chrome.exe", "read msedge.exe",
+                                            "read firefox.exe", "read shell list"}));
+    rig.browsers.shell = {{"http://video.example/", "I compiti di oggi"}, {"http://video.example/", "Film"}};
+    e().BloccaSitiConsentitiIE();
+    EXPECT_EQ(rig.entries("back"), Entries{"back 1"}) << "a keyword in the title lets the first through";
+    EXPECT_EQ(rig.host.notices.back().text, "T0173 http://video.example/");
+}
+
+TEST(EmptyAllowedList, BlocksEveryPageButTheExemptOnes) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, false, {});
+    rig.use(2);
+    ASSERT_TRUE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
+    rig.browsers.open(rig.browsers.chrome, "about:newtab");
+    rig.enforcement->tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("kill"), Entries{});
+    rig.browsers.chrome.address = "http://qualsiasi.it/";
+    rig.enforcement->tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"});
+    EXPECT_EQ(rig.host.opened, Entries{}) << "no start page, nothing to open";
+}
+
+TEST(StarEntry, BlocksEverythingForbiddenAndPassesEverythingAllowed) {
+    for (const bool forbidden : {true, false}) {
+        test::EnforcementRig rig;
+        rig.addProfile(2, forbidden, {"*"});
+        rig.use(2);
+        rig.browsers.open(rig.browsers.chrome, "http://qualsiasi.it/");
+        rig.browsers.chrome.afterClose = {""};
+        rig.enforcement->tickSitiVietatiConsentiti();
+        EXPECT_EQ(rig.host.notices.size(), forbidden ? 1u : 0u);
+        EXPECT_EQ(rig.entries("kill").size(), 0u);
+    }
+}
+
+TEST(UnwiredBlockers, KeptButCalledByNoTimer) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, false, {".scuola.it"});
+    rig.use(2);
+    rig.browsers.dde = {{"Opera", "http://video.example/"}, {"Chrome", "http://scuola.it/"}};
+    rig.enforcement->tickSitiVietatiConsentiti();
+    EXPECT_EQ(rig.host.notices.size(), 0u) << "Opera is not looked at by the timer";
+    rig.enforcement->BloccaSitiDaElencoConsentitiOpera();
+    EXPECT_EQ(rig.host.notices.back().text, "T0186 http://video.example/");
+    EXPECT_EQ(rig.enforcement->TitoloChrome(), "http://scuola.it/");
+
+    test::EnforcementRig forbidden;
+    forbidden.addProfile(2, true, {".video.example", "*film"});
+    forbidden.use(2);
+    forbidden.browsers.dde = {{"Opera", "http://video.example/film"}};
+    forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
+    forbidden.browsers.dde = {{"Opera", "http://altro.example/film"}};
+    forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
+    forbidden.browsers.dde = {{"Opera", "http://altro.example/"}};
+    forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
+    ASSERT_EQ(forbidden.host.notices.size(), 2u);
+    EXPECT_EQ(forbidden.host.notices[0].text, "T0184 http://video.example/film");
+    EXPECT_EQ(forbidden.host.notices[1].text, "T0185 http://altro.example/film");
+
+    rig.browsers.open(rig.browsers.chrome, "http://video.example/");
+    rig.enforcement->BloccaSitiDaElencoConsentitiChromeIndietro();
+    EXPECT_EQ(rig.keyboard.events, (std::vector<std::pair<int, std::uint32_t>>{{18, 0}, {37, 1}, {37, 3}, {18, 2}}))
+        << "Alt+Left, back one page";
+    EXPECT_EQ(rig.entries("kill"), Entries{});
+
+    rig.keyboard.events.clear();
+    rig.enforcement->BloccaSitiDaElencoConsentitiChromeOLD();
+    EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
+    EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"}) << "the old one closed, retried, then killed";
+}
+
+}  // namespace
+}  // namespace ombrix::enforce

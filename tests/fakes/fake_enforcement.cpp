@@ -1,0 +1,76 @@
+#include "fakes/fake_enforcement.h"
+
+#include <gtest/gtest.h>
+
+#include "core/store.h"
+#include "platform/system.h"
+#include "support/files.h"
+
+namespace ombrix::test {
+
+std::string writeEnforcementLanguage(const TempDir& dir) {
+    // Short stand-ins for the real texts: each names its identifier.
+    std::string lng = "[Strings]\r\n";
+    for (const char* id : {"0137", "0168", "0169", "0170", "0171", "0172", "0173", "0174", "0180", "0181", "0182",
+                           "0184", "0185", "0186", "0231", "0232", "0233", "0234", "0235", "0236", "0237", "0245",
+                           "0246"}) {
+        lng += std::string(id) + "=T" + id + "\r\n";
+    }
+    writeFile(dir.file("italian.lng"), lng);
+    return pathToUtf8(dir.path());
+}
+
+EnforcementRig::EnforcementRig()
+    : language(writeEnforcementLanguage(dir), platform::kPathSeparator), db(deliveredStore()) {
+    keyboard.onCtrlW = [this] { browsers.pressCtrlW(); };
+    enforcement = std::make_unique<enforce::Enforcement>(enforce::Enforcement::Machine{
+        db, language, processes, windows, keyboard, browsers, browsers, clock, pump, timers, host});
+}
+
+long long EnforcementRig::addProfile(long long id, bool sitiProibiti, const std::vector<std::string>& sites,
+                                     const std::vector<std::string>& processNames,
+                                     const std::vector<std::string>& titles) {
+    EXPECT_TRUE(db.run("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (?, ?, ?);",
+                       {core::Value(static_cast<std::int64_t>(id)), core::Value("Profilo " + std::to_string(id)),
+                        core::Value::boolean(sitiProibiti)}));
+    core::Transaction tx(db);
+    for (const auto& s : sites) {
+        EXPECT_TRUE(db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (?, ?);",
+                           {core::Value(static_cast<std::int64_t>(id)), core::Value(s)}));
+    }
+    for (const auto& p : processNames) {
+        EXPECT_TRUE(db.run("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (?, ?);",
+                           {core::Value(static_cast<std::int64_t>(id)), core::Value(p)}));
+    }
+    for (const auto& t : titles) {
+        EXPECT_TRUE(db.run("INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (?, ?);",
+                           {core::Value(static_cast<std::int64_t>(id)), core::Value(t)}));
+    }
+    EXPECT_TRUE(tx.commit());
+    return id;
+}
+
+void EnforcementRig::use(long long id, core::ProfileSwitches switches) {
+    host.profile = id;
+    enforcement->setProfile(id, switches);
+    enforcement->CaricaSitiVietatiConsentiti(id);
+    enforcement->CaricaProcessiVietati();
+    enforcement->CaricaFinestreVietate();
+}
+
+std::vector<std::string> EnforcementRig::loggedUrls() {
+    std::vector<std::string> urls;
+    core::Statement q = db.prepare("SELECT URL FROM LogSiti ORDER BY rowid;");
+    while (q.step()) urls.push_back(q.column(0).toText());
+    return urls;
+}
+
+std::vector<std::string> EnforcementRig::entries(const std::string& prefix) const {
+    std::vector<std::string> out;
+    for (const auto& e : journal.entries) {
+        if (e.rfind(prefix, 0) == 0) out.push_back(e);
+    }
+    return out;
+}
+
+}  // namespace ombrix::test

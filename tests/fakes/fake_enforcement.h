@@ -1,0 +1,270 @@
+#pragma once
+// A scripted machine for the enforcement: browsers whose address changes as
+// Ctrl+W is pressed (or not), processes that outlive their termination,
+// windows by title, a recording keyboard, shell windows, a clock, an event
+// pump that may run other code, and a host that records notices and pages.
+// Every call lands in one journal, so tests can check the order across fakes.
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/database.h"
+#include "enforce/enforcement.h"
+#include "enforce/enforcement_host.h"
+#include "fakes/fake_controller.h"
+#include "fakes/fixtures.h"
+#include "support/language.h"
+#include "support/text.h"
+
+namespace ombrix::test {
+
+class FakeBrowsers final : public platform::BrowserAddresses, public platform::ShellBrowserWindows {
+public:
+    struct Browser {
+        std::string image;
+        std::string address;  // what its reader returns while it runs
+        // What each Ctrl+W leaves on screen, in turn; when none is left the
+        // page survives the close.
+        std::deque<std::string> afterClose;
+    };
+    FakeBrowsers(FakeProcesses& processes, Journal& journal) : processes_(processes), journal_(journal) {}
+
+    Browser chrome{"chrome.exe", {}, {}};
+    Browser edge{"msedge.exe", {}, {}};
+    Browser firefox{"firefox.exe", {}, {}};
+    std::string shellList;                           // ElencoFinestreShell
+    std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
+    std::map<std::string, std::string> dde;           // service -> address
+    int reads = 0;
+
+    // Starts a browser's process showing an address.
+    void open(Browser& b, std::string address, int survivesKills = 0) {
+        b.address = std::move(address);
+        processes_.start(b.image, survivesKills);
+    }
+
+    std::string IndirizzoChrome() override { return read(chrome); }
+    std::string IndirizzoEdge() override { return read(edge); }
+    std::string IndirizzoFirefox() override { return read(firefox); }
+    std::string ElencoFinestreShell() override {
+        journal_.add("read shell list");
+        return shellList;
+    }
+    std::string IndirizzoDDE(const std::string& service) override {
+        const auto it = dde.find(service);
+        return it == dde.end() ? std::string() : it->second;
+    }
+    std::vector<platform::ShellBrowserWindow> windows() override {
+        journal_.add("read shell windows");
+        return shell;
+    }
+    void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
+
+    // Ctrl+W reaches the browser read last, as the one in front.
+    void pressCtrlW() {
+        if (foreground_ == nullptr) return;
+        journal_.add("ctrl+w " + foreground_->image);
+        if (!foreground_->afterClose.empty()) {
+            foreground_->address = foreground_->afterClose.front();
+            foreground_->afterClose.pop_front();
+        }
+    }
+
+private:
+    std::string read(Browser& b) {
+        ++reads;
+        journal_.add("read " + b.image);
+        foreground_ = &b;
+        for (const auto& p : processes_.running) {
+            if (p.name == b.image) return b.address;
+        }
+        return {};
+    }
+
+    FakeProcesses& processes_;
+    Journal& journal_;
+    Browser* foreground_ = nullptr;
+};
+
+class FakeKeyboard final : public platform::KeyboardInput {
+public:
+    std::vector<std::pair<int, std::uint32_t>> events;
+    std::function<void()> onCtrlW;
+
+    void keyEvent(std::uint8_t vk, std::uint32_t flags) override {
+        events.emplace_back(vk, flags);
+        const bool up = (flags & platform::kKeyUp) != 0;
+        if (vk == 17) control_ = !up;
+        if (vk == 87 && !up && control_ && onCtrlW) onCtrlW();
+    }
+
+private:
+    bool control_ = false;
+};
+
+class FakeWindows final : public platform::WindowSystem {
+public:
+    explicit FakeWindows(Journal& j) : journal_(j) {}
+    struct Window {
+        platform::WindowId id;
+        std::string title;
+        std::string className;
+    };
+    std::vector<Window> open;
+    platform::WindowId nextId = 1000;
+
+    platform::WindowId add(std::string title, std::string className = "Finestra") {
+        open.push_back({nextId, std::move(title), std::move(className)});
+        return nextId++;
+    }
+    platform::WindowId findByTitle(std::string_view title) override {
+        for (const auto& w : open) {
+            if (equalsNoCase(w.title, title)) return w.id;
+        }
+        return 0;
+    }
+    platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
+        bool past = after == 0;
+        for (const auto& w : open) {
+            if (past && w.className == className) return w.id;
+            past = past || w.id == after;
+        }
+        return 0;
+    }
+    std::vector<platform::WindowId> topLevelWindows() override {
+        std::vector<platform::WindowId> ids;
+        for (const auto& w : open) ids.push_back(w.id);
+        return ids;
+    }
+    std::string title(platform::WindowId id) override {
+        const Window* w = find(id);
+        return w ? w->title : std::string();
+    }
+    void show(platform::WindowId id, platform::ShowCommand c) override {
+        journal_.add("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
+    }
+    void postClose(platform::WindowId id) override {
+        journal_.add("close " + title(id));
+        // The message is only posted: the window goes when it handles it.
+        closed.push_back(id);
+    }
+    void setTopmost(platform::WindowId id, bool topmost) override {
+        journal_.add((topmost ? "topmost " : "not topmost ") + title(id));
+    }
+    // Handles the posted closes.
+    void handleCloses() {
+        for (const auto id : closed) {
+            std::erase_if(open, [id](const Window& w) { return w.id == id; });
+        }
+        closed.clear();
+    }
+    std::vector<platform::WindowId> closed;
+
+private:
+    const Window* find(platform::WindowId id) const {
+        for (const auto& w : open) {
+            if (w.id == id) return &w;
+        }
+        return nullptr;
+    }
+    Journal& journal_;
+};
+
+class FakeClock final : public platform::Clock {
+public:
+    platform::LocalTime time{2024, 3, 5, 14, 7, 9};
+    std::uint64_t ms = 1000;
+    platform::LocalTime now() override { return time; }
+    std::uint64_t tickMilliseconds() override { return ms; }
+};
+
+// Runs `during` (once per call) to play other timers ticking inside a handler.
+class ScriptedPump final : public platform::EventPump {
+public:
+    int calls = 0;
+    std::function<void()> during;
+    void doEvents() override {
+        ++calls;
+        if (during) during();
+    }
+};
+
+class FakeHost final : public enforce::EnforcementHost {
+public:
+    explicit FakeHost(Journal& j) : journal_(j) {}
+    struct Notice {
+        std::string text;
+        int kind;
+    };
+    std::vector<Notice> notices;
+    std::vector<std::string> opened;
+    bool schedule = false;
+    long long profile = 0;
+    bool log = false;
+    int internalWindows = 0;
+    std::vector<std::string> internalAddresses;
+
+    void VisualizzaMessaggio(const std::string& text, int kind) override {
+        notices.push_back({text, kind});
+        journal_.add("notice " + text);
+    }
+    void ApriPagina(const std::string& address) override {
+        opened.push_back(address);
+        journal_.add("open " + address);
+    }
+    void launchStartPage() override { journal_.add("start page"); }
+    void clearFirefoxSession() override { journal_.add("clear firefox session"); }
+    bool timeSlotScheduleInForce() override { return schedule; }
+    long long profileInUse() override { return profile; }
+    bool logSwitch() override { return log; }
+    void keepNoticeWindowsOnTop() override { journal_.add("notices on top"); }
+    int internalBrowserWindowCount() override { return internalWindows; }
+    void openInternalBrowser() override {
+        ++internalWindows;
+        journal_.add("internal browser");
+    }
+    std::vector<std::string> internalBrowserAddresses() override { return internalAddresses; }
+
+private:
+    Journal& journal_;
+};
+
+// A language file holding the texts the enforcement shows, so that a notice
+// reads "<text of the message> <detail>".
+std::string writeEnforcementLanguage(const TempDir& dir);
+
+// The machine, the store (the delivered schema in memory) and the enforcement.
+struct EnforcementRig {
+    EnforcementRig();
+
+    // A profile with its list mode and lists; returns its identifier.
+    long long addProfile(long long id, bool sitiProibiti, const std::vector<std::string>& sites,
+                         const std::vector<std::string>& processes = {}, const std::vector<std::string>& titles = {});
+    // Puts a profile in use as the controller does: switches, then the three loaders.
+    void use(long long id, core::ProfileSwitches switches = {});
+    // The visited-sites log, oldest first.
+    [[nodiscard]] std::vector<std::string> loggedUrls();
+    // Journal entries that begin with `prefix`, in order.
+    [[nodiscard]] std::vector<std::string> entries(const std::string& prefix) const;
+
+    Journal journal;
+    TempDir dir;
+    Language language;
+    core::Database db;
+    FakeTimers timers{journal};
+    FakeProcesses processes{journal};
+    ScriptedPump pump;
+    FakeWindows windows{journal};
+    FakeKeyboard keyboard;
+    FakeBrowsers browsers{processes, journal};
+    FakeClock clock;
+    FakeHost host{journal};
+    std::unique_ptr<enforce::Enforcement> enforcement;
+};
+
+}  // namespace ombrix::test
