@@ -4,6 +4,7 @@
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
+#include "enforce/process_control.h"
 #include "support/language.h"
 #include "support/text.h"
 
@@ -17,23 +18,12 @@ constexpr int kKillAttempts = 50;
 
 Controller::Controller(Machine machine, Store& store) : m_(machine), store_(store) {}
 
-int Controller::killEveryInstance(const std::string& imageName) {
-    const std::string wanted = lowerText(imageName);
-    int result = 0;
-    for (const auto& p : m_.processes.snapshot()) {
-        if (lowerText(p.imageName) == wanted) result = m_.processes.terminate(p.id) ? 1 : 0;
-    }
-    return result;
-}
+int Controller::killEveryInstance(const std::string& imageName) { return enforce::KillProcess(m_.processes, imageName); }
 
 void Controller::killUntilGone(const std::string& imageName) {
-    const std::string wanted = lowerText(imageName);
-    for (int attempt = 0; attempt < kKillAttempts; ++attempt) {
-        bool running = false;
-        for (const auto& p : m_.processes.snapshot()) running = running || lowerText(p.imageName) == wanted;
-        if (!running) return;
+    for (int attempt = 0; attempt < kKillAttempts && enforce::IsProcessRunning(m_.processes, imageName); ++attempt) {
         m_.pump.doEvents();
-        killEveryInstance(imageName);
+        enforce::KillProcess(m_.processes, imageName);
     }
 }
 

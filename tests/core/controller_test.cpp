@@ -179,6 +179,29 @@ TEST_F(ControllerTest, ChoosingAProfileFromTheCombo) {
     EXPECT_EQ(ReadField(db, "Opzioni", "IDProfiloInUso", kOptionsRow).toInteger(), 7);
 }
 
+TEST_F(ControllerTest, AroundTheProfileEditor) {
+    controller().startUp();
+    journal.entries.clear();
+    controller().beforeProfileEditor();
+    EXPECT_FALSE(timers.isEnabled(TimerId::ProcessiVietati));
+    EXPECT_FALSE(timers.isEnabled(TimerId::SitiVietatiConsentiti));
+    EXPECT_FALSE(timers.isEnabled(TimerId::ChiudiFinestre));
+    // The editor renamed the profile in use and added one.
+    sql("UPDATE Profili SET Profilo = 'Rinominato'; INSERT INTO Profili (IDProfilo, Profilo) VALUES (4, 'Nuovo');");
+    controller().afterProfileEditor();
+    const std::vector<std::string> order = {"view profiles", "lists profile 1", "load sites 1", "load processes",
+                                            "load windows"};
+    int at = 0;
+    for (const auto& step : order) {
+        const int found = journal.find(step, at);
+        ASSERT_GE(found, at) << "missing or out of order: " << step;
+        at = found + 1;
+    }
+    ASSERT_EQ(view.profiles.size(), 2u);
+    EXPECT_EQ(view.profiles[0].name, "Rinominato");
+    EXPECT_EQ(view.selected, 0);
+}
+
 TEST_F(ControllerTest, LoginComparesExactly) {
     controller().startUp();
     for (const char* wrong : {"Segreta", "segreta ", "", "SEGRETA"}) {

@@ -1,0 +1,172 @@
+// ombrix.exe as its administrator meets it: start-up, login, the profile
+// combo, the tray icon, the control box and the exit command.
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <gtest/gtest.h>
+
+#include "core/win32/resource.h"
+#include "e2e/driver.h"
+
+namespace ombrix::e2e {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const wchar_t* kDialogClass = L"#32770";
+
+class ProgramTest : public ::testing::Test {
+protected:
+    ProgramTest() { install.setPassword("Segreta1"); }
+
+    // Starts the program and waits for its main form.
+    HWND start() {
+        program = std::make_unique<Program>(install.exe());
+        HWND main = nullptr;
+        waitFor([&] {
+            main = mainForm();
+            return visible(main);
+        });
+        return main;
+    }
+    [[nodiscard]] HWND mainForm() const {
+        for (HWND w : program->windows()) {
+            wchar_t cls[64] = {};
+            GetClassNameW(w, cls, 64);
+            if (std::wstring(cls) == kDialogClass && GetDlgItem(w, IDC_TXTPASS)) return w;
+        }
+        return nullptr;
+    }
+    [[nodiscard]] HWND trayWindow() const { return program->window(L"OmbrixNotifyIcon"); }
+    void login(HWND main, const std::wstring& password) {
+        bringToFront(main);
+        click(GetDlgItem(main, IDC_TXTPASS));
+        typeText(password);
+        pressKey(VK_RETURN);
+    }
+    [[nodiscard]] bool adminShown(HWND main) const { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }
+
+    Installation install;
+    std::unique_ptr<Program> program;
+};
+
+// Main forms of every process on the desktop.
+int mainFormCount() {
+    int count = 0;
+    EnumWindows(
+        [](HWND w, LPARAM lp) -> BOOL {
+            if (GetDlgItem(w, IDC_TXTPASS) && GetDlgItem(w, IDC_CMDLOGIN)) ++*reinterpret_cast<int*>(lp);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&count));
+    return count;
+}
+
+// Whether the shell holds an icon for this window (it accepts a change only then).
+bool trayIconPresent(HWND owner) {
+    NOTIFYICONDATAW data{};
+    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
+    data.hWnd = owner;
+    data.uID = 1;
+    data.uFlags = NIF_TIP;
+    wcscpy(data.szTip, L"Ombrix");
+    return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
+}
+
+TEST_F(ProgramTest, StartsOnTopWithoutTaskBarButtonAndASecondStartEndsSilently) {
+    HWND main = start();
+    ASSERT_TRUE(visible(main)) << "the main form did not appear";
+    screenshot("frmOmbrix-locked");
+    EXPECT_TRUE(topmost(main));
+    HWND owner = GetWindow(main, GW_OWNER);
+    ASSERT_NE(owner, nullptr) << "an owned form has no task-bar button";
+    EXPECT_FALSE(IsWindowVisible(owner));
+    EXPECT_EQ(GetWindowLongW(main, GWL_EXSTYLE) & WS_EX_APPWINDOW, 0);
+    EXPECT_FALSE(adminShown(main)) << "locked until the password is typed";
+    ASSERT_TRUE(trayWindow());
+    EXPECT_TRUE(waitFor([&] { return trayIconPresent(trayWindow()); }, 5s));
+
+    Program second(install.exe());
+    DWORD code = 99;
+    ASSERT_TRUE(second.waitExit(code)) << "the second start did not end";
+    EXPECT_EQ(code, 0u);
+    EXPECT_TRUE(program->running());
+    EXPECT_EQ(mainFormCount(), 1) << "no second main form, no message";
+}
+
+TEST_F(ProgramTest, AWrongPasswordOpensNothingTheRightOneOpensTheAdministratorControls) {
+    HWND main = start();
+    ASSERT_TRUE(main);
+    login(main, L"segreta1");
+    EXPECT_FALSE(waitFor([&] { return adminShown(main); }, 1500ms)) << "letter case counts";
+    click(GetDlgItem(main, IDC_TXTPASS));
+    pressKey(VK_END);
+    for (int i = 0; i < 12; ++i) pressKey(VK_BACK);
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
+    EXPECT_EQ(text(GetDlgItem(main, IDC_TXTPASS)), L"") << "the password box is cleared";
+    EXPECT_FALSE(IsWindowEnabled(GetDlgItem(main, IDC_CMDPROFILI))) << "no profile editor yet";
+    screenshot("frmOmbrix-administrator");
+}
+
+TEST_F(ProgramTest, TheProfileComboPutsAnotherProfileInUse) {
+    install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Laboratorio', -1);");
+    HWND main = start();
+    ASSERT_TRUE(main);
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
+    HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
+    EXPECT_EQ(SendMessageW(combo, CB_GETCOUNT, 0, 0), 2);
+    EXPECT_EQ(SendMessageW(combo, CB_GETCURSEL, 0, 0), 0);
+    click(combo);
+    pressKey(VK_DOWN);
+    pressKey(VK_RETURN);
+    EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT IDProfiloInUso FROM Opzioni;") == "2"; }));
+}
+
+TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {
+    HWND main = start();
+    ASSERT_TRUE(main);
+    const HWND tray = trayWindow();
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
+
+    // The close button: the form goes to the tray, locked, and the program stays.
+    PostMessageW(main, WM_SYSCOMMAND, SC_CLOSE, 0);
+    EXPECT_TRUE(waitFor([&] { return !visible(main); }));
+    waitFor([] { return false; }, 1s);
+    EXPECT_TRUE(program->running());
+    EXPECT_TRUE(trayIconPresent(tray));
+
+    // The tray menu's first entry brings it back, locked, with the focus in the password box.
+    PostMessageW(tray, 40959, 0, WM_RBUTTONUP);
+    waitFor([] { return false; }, 800ms);
+    screenshot("mnuMenu");
+    pressKey(VK_DOWN);
+    pressKey(VK_RETURN);
+    ASSERT_TRUE(waitFor([&] { return visible(main); })) << "mnuApri did not show the form";
+    EXPECT_FALSE(adminShown(main));
+
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
+    click(GetDlgItem(main, IDC_CMDESCI));
+    EXPECT_TRUE(waitFor([&] {
+        HWND closing = nullptr;
+        for (HWND w : program->windows()) {
+            if (GetDlgItem(w, IDC_LBLCHIUSURAINCORSO)) closing = w;
+        }
+        if (closing && visible(closing)) screenshot("frmChiusuraInCorso");
+        return closing != nullptr || !program->running();
+    }));
+    DWORD code = 99;
+    ASSERT_TRUE(program->waitExit(code)) << "the exit command did not end the program";
+    EXPECT_EQ(code, 0u);
+    EXPECT_FALSE(trayIconPresent(tray)) << "the tray icon is removed";
+    // The store was closed cleanly: no journal left, and it reads back.
+    EXPECT_FALSE(std::filesystem::exists(install.database().wstring() + L"-journal"));
+    EXPECT_EQ(install.scalar("SELECT IDProfiloInUso FROM Opzioni;"), "1");
+}
+
+}  // namespace
+}  // namespace ombrix::e2e
