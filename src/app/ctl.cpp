@@ -73,7 +73,7 @@ namespace {
 
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
-    for (const auto* group : {&storeCommands(), &enforceCommands()}) {
+    for (const auto* group : {&storeCommands(), &enforceCommands(), &passwordCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

@@ -54,5 +54,6 @@ struct CtlCommand {
 // Commands by file; the dispatcher lists them in this order.
 const std::vector<CtlCommand>& storeCommands();
 const std::vector<CtlCommand>& enforceCommands();
+const std::vector<CtlCommand>& passwordCommands();
 
 }  // namespace ombrix::app

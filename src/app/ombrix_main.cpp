@@ -10,6 +10,7 @@
 #include "core/win32/forms.h"
 #include "enforce/enforcement.h"
 #include "enforce/win32/browser_readers.h"
+#include "enforce/win32/log_form.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
 #include "support/language.h"
@@ -76,6 +77,12 @@ int run() {
     controller.setProfileLists(&enforcement);
     form.setController(&controller);
     form.killTaskManager = [&] { controller.killTaskManager(); };
+    form.openLogViewer = [&] {
+        if (!core::ApriDatabase(env, store)) return;
+        win32::LogFormContext context{store.connection, language, machine.dialogs(), machine.clock(),
+                                      controller.logSwitch(), [&](bool on) { controller.setLogSwitch(on); }};
+        win32::showLogForm(form.window(), context);
+    };
     form.onTimer = [&](core::TimerId id) {
         switch (id) {
             case core::TimerId::SitiVietatiConsentiti:

@@ -251,6 +251,11 @@ void Controller::onTaskManagerClicked() {
     m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(locked ? "0149" : "0150"));
 }
 
+void Controller::setLogSwitch(bool on) {
+    logSwitch_ = on;
+    m_.timers.setEnabled(TimerId::LogSitiVisitati, on);
+}
+
 void Controller::onOptionsClicked() {
     if (!administrator_) return;
     m_.view.openOptions();

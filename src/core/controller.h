@@ -89,6 +89,8 @@ public:
     void onAutostartClicked(bool ticked);
     void onVirtualKeyboardClicked(bool ticked);
     void onTaskManagerClicked();
+    // The log viewer changed Opzioni.LogSiti: the program-wide copy and its timer follow.
+    void setLogSwitch(bool on);
     // cmdPassword: the options form, then nothing else changes.
     void onOptionsClicked();
     // frmOpzioni's cmdSalva: true when the password was stored (the form

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "core/database.h"
+#include "core/win32/resource.h"
 #include "core/password.h"
 #include "core/schema.h"
 #include "core/store.h"
@@ -142,6 +143,26 @@ HWND Program::window(const wchar_t* className, const wchar_t* title) const {
     return nullptr;
 }
 
+HWND formWith(const Program& program, int id) {
+    for (HWND w : program.windows()) {
+        if (GetDlgItem(w, id) && IsWindowVisible(w)) return w;
+    }
+    return nullptr;
+}
+
+HWND waitForMainForm(const Program& program) {
+    HWND main = nullptr;
+    waitFor([&] { return (main = formWith(program, IDC_TXTPASS)) != nullptr; });
+    return main;
+}
+
+void login(HWND mainForm, const std::wstring& password) {
+    bringToFront(mainForm);
+    click(GetDlgItem(mainForm, IDC_TXTPASS));
+    typeText(password);
+    pressKey(VK_RETURN);
+}
+
 // ------------------------------------------------------------------- input
 
 void bringToFront(HWND window) {
@@ -149,21 +170,45 @@ void bringToFront(HWND window) {
     waitFor([&] { return GetForegroundWindow() == window; }, std::chrono::seconds(2));
 }
 
+namespace {
+
+// Runs a program of the host (outside Wine) and waits for it.
+bool runHost(const std::string& commandLine) {
+    STARTUPINFOA si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    std::string line = commandLine;
+    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) return false;
+    WaitForSingleObject(pi.hProcess, 10000);
+    DWORD code = 1;
+    GetExitCodeProcess(pi.hProcess, &code);
+    CloseHandle(pi.hProcess);
+    CloseHandle(pi.hThread);
+    return code == 0;
+}
+
+}  // namespace
+
 void click(HWND control) {
     RECT r{};
     GetWindowRect(control, &r);
     const int x = (r.left + r.right) / 2, y = (r.top + r.bottom) / 2;
-    const int w = GetSystemMetrics(SM_CXSCREEN), h = GetSystemMetrics(SM_CYSCREEN);
-    INPUT in[3] = {};
-    in[0].type = INPUT_MOUSE;
-    in[0].mi.dx = static_cast<LONG>((x * 65535) / (w - 1));
-    in[0].mi.dy = static_cast<LONG>((y * 65535) / (h - 1));
-    in[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
-    in[1] = in[0];
-    in[1].mi.dwFlags = MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
-    in[2] = in[0];
-    in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
-    SendInput(3, in, sizeof(INPUT));
+    // A real pointer through the X server, as a hand moves it: the virtual
+    // desktop lies at the screen's origin, so its coordinates are the screen's.
+    // Injected clicks are dropped now and then by modal dialogs under Wine.
+    if (!runHost("/usr/bin/xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1")) {
+        const int w = GetSystemMetrics(SM_CXSCREEN), h = GetSystemMetrics(SM_CYSCREEN);
+        INPUT in[3] = {};
+        in[0].type = INPUT_MOUSE;
+        in[0].mi.dx = static_cast<LONG>((x * 65535) / (w - 1));
+        in[0].mi.dy = static_cast<LONG>((y * 65535) / (h - 1));
+        in[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
+        in[1] = in[0];
+        in[1].mi.dwFlags = MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
+        in[2] = in[0];
+        in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
+        SendInput(3, in, sizeof(INPUT));
+    }
     waitFor([] { return false; }, std::chrono::milliseconds(300));
 }
 
@@ -203,17 +248,7 @@ bool topmost(HWND window) { return (GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_
 void screenshot(const std::string& name) {
     const char* folder = std::getenv("OMBRIX_SCREENSHOTS");
     if (!folder || !*folder) return;
-    // The host's screenshot tool, started from inside Wine through the shell.
-    const std::string cmd = "/usr/bin/import -window root " + std::string(folder) + "/" + name + ".png";
-    STARTUPINFOA si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    std::string line = cmd;
-    if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
-        WaitForSingleObject(pi.hProcess, 10000);
-        CloseHandle(pi.hProcess);
-        CloseHandle(pi.hThread);
-    }
+    runHost("/usr/bin/import -window root " + std::string(folder) + "/" + name + ".png");
 }
 
 }  // namespace ombrix::e2e

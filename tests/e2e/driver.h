@@ -50,6 +50,13 @@ private:
     PROCESS_INFORMATION pi_{};
 };
 
+// The program's main form (the window with the password box), once it is on screen.
+[[nodiscard]] HWND waitForMainForm(const Program& program);
+// Types the password into the main form and presses Enter.
+void login(HWND mainForm, const std::wstring& password);
+// The first visible window of the program that holds the control `id`.
+[[nodiscard]] HWND formWith(const Program& program, int id);
+
 // Input as a person gives it.
 void click(HWND control);
 void typeText(const std::wstring& text);

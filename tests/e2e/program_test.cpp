@@ -14,8 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const wchar_t* kDialogClass = L"#32770";
-
 class ProgramTest : public ::testing::Test {
 protected:
     ProgramTest() { install.setPassword("Segreta1"); }
@@ -23,28 +21,9 @@ protected:
     // Starts the program and waits for its main form.
     HWND start() {
         program = std::make_unique<Program>(install.exe());
-        HWND main = nullptr;
-        waitFor([&] {
-            main = mainForm();
-            return visible(main);
-        });
-        return main;
-    }
-    [[nodiscard]] HWND mainForm() const {
-        for (HWND w : program->windows()) {
-            wchar_t cls[64] = {};
-            GetClassNameW(w, cls, 64);
-            if (std::wstring(cls) == kDialogClass && GetDlgItem(w, IDC_TXTPASS)) return w;
-        }
-        return nullptr;
+        return waitForMainForm(*program);
     }
     [[nodiscard]] HWND trayWindow() const { return program->window(L"OmbrixNotifyIcon"); }
-    void login(HWND main, const std::wstring& password) {
-        bringToFront(main);
-        click(GetDlgItem(main, IDC_TXTPASS));
-        typeText(password);
-        pressKey(VK_RETURN);
-    }
     [[nodiscard]] bool adminShown(HWND main) const { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }
 
     Installation install;

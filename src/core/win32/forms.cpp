@@ -244,6 +244,7 @@ INT_PTR CALLBACK optionsProc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                 // The fields start empty: the stored password cannot be shown.
                 SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS, L"");
                 SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS2, L"");
+                keepAboveOwner(dialog);
             });
             SetFocus(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
             return FALSE;
@@ -290,7 +291,7 @@ constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CM
                                   IDC_CMDPERIODI, IDC_CMDLOGSITI, IDC_CMDPASSWORD, IDC_CMDABILITATASKMANAGER,
                                   IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDESCI};
 // Editors whose forms do not exist yet stay disabled.
-constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI, IDC_CMDLOGSITI};
+constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI};
 
 // The hidden owner that keeps the main form off the task bar.
 HWND makeOwnerWindow() {
@@ -361,6 +362,7 @@ void MainForm::applyIconAndLanguage() {
         GetSubMenu(menu_, 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
     translation_->apply(language_);
     for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_, id), FALSE);
+    EnableWindow(GetDlgItem(dialog_, IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
     setAdministratorMode(false);
     tray_->setIcon(programIcon(16));
     tray_->setToolTip(toWide(windowText(dialog_)));
@@ -544,6 +546,9 @@ void MainForm::onCommand(int id, int code) {
             break;
         case IDC_CMDPASSWORD:
             c.onOptionsClicked();
+            break;
+        case IDC_CMDLOGSITI:
+            if (unlocked_ && openLogViewer) openLogViewer();
             break;
         case IDC_CMDABILITATASKMANAGER:
             c.onTaskManagerClicked();

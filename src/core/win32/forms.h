@@ -100,6 +100,8 @@ public:
     std::function<void(core::TimerId)> onTimer;
     // Called by the splash's own timer and the start-up.
     std::function<void()> killTaskManager;
+    // Opens the visited-sites log (cmdLogSiti); the button is enabled only when set.
+    std::function<void()> openLogViewer;
 
     [[nodiscard]] HWND window() const { return dialog_; }
     // For the message loop: the modeless dialogs that want IsDialogMessage.

@@ -31,10 +31,15 @@ platform::MessageAnswer Win32Dialogs::messageBox(const platform::MessageBoxReque
     const bool question = request.buttons == platform::MessageButtons::YesNo;
     int answer = 0;
     try {
-        const HWND owner = liveOwner();
+        // The form in front (an editor over the main form) owns the box, so
+        // the box blocks that form and shows above it.
+        const HWND active = GetActiveWindow();
+        const HWND owner = active ? active : liveOwner();
         UINT style = iconStyle(request.icon) | (question ? MB_YESNO : MB_OK);
         // Without an owner the box still blocks the program's other windows.
         if (!owner) style |= MB_TASKMODAL;
+        // Over a form kept on top, the box must be on top too to be seen.
+        if (owner && (GetWindowLongW(owner, GWL_EXSTYLE) & WS_EX_TOPMOST)) style |= MB_TOPMOST;
         answer = MessageBoxW(owner, toWide(request.text).c_str(), toWide(request.title).c_str(), style);
     } catch (...) {
         answer = 0;  // callers sit in window procedures and timers: nothing may escape

@@ -17,6 +17,13 @@ std::string windowText(HWND window) {
 
 void setWindowText(HWND window, const std::string& text) { SetWindowTextW(window, toWide(text).c_str()); }
 
+void keepAboveOwner(HWND dialog) {
+    const HWND owner = GetWindow(dialog, GW_OWNER);
+    if (owner && (GetWindowLongW(owner, GWL_EXSTYLE) & WS_EX_TOPMOST)) {
+        SetWindowPos(dialog, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE);
+    }
+}
+
 // One control or menu entry, as the translator sees it.
 class DialogTranslation::Item : public TranslatableItem {
 public:

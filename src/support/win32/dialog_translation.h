@@ -55,6 +55,10 @@ private:
     friend class Form;
 };
 
+// A form opened over a form that is kept on top must be on top as well, or it
+// opens behind its owner.
+void keepAboveOwner(HWND dialog);
+
 // Window text as UTF-8, and back.
 [[nodiscard]] std::string windowText(HWND window);
 void setWindowText(HWND window, const std::string& text);

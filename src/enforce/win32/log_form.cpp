@@ -1,0 +1,176 @@
+#include "enforce/win32/log_form.h"
+
+#include <commctrl.h>
+
+#include <memory>
+
+#include "core/win32/resource.h"
+#include "enforce/site_log.h"
+#include "platform/win32/wide.h"
+#include "support/language.h"
+#include "support/win32/dialog_translation.h"
+
+namespace ombrix::win32 {
+namespace {
+
+struct State {
+    LogFormContext& context;
+    std::unique_ptr<DialogTranslation> translation;
+    HFONT listFont = nullptr;
+};
+
+State* stateOf(HWND dialog) { return reinterpret_cast<State*>(GetWindowLongPtrW(dialog, DWLP_USER)); }
+
+// "YYYY-MM-DD HH:MM:SS" as the viewer shows it: "dd/mm/yyyy HH:MM:SS".
+std::string displayDateTime(const std::string& stored) {
+    if (stored.size() < 10 || stored[4] != '-' || stored[7] != '-') return stored;
+    std::string out = stored.substr(8, 2) + "/" + stored.substr(5, 2) + "/" + stored.substr(0, 4);
+    if (stored.size() > 10) out += stored.substr(10);
+    return out;
+}
+
+void setupList(HWND dialog, State& st) {
+    HWND list = GetDlgItem(dialog, IDC_LISTEXPORTSITIVISITATI);
+    ListView_SetExtendedListViewStyle(list, LVS_EX_FULLROWSELECT | LVS_EX_GRIDLINES);
+    // The list's own font, as the log has always been shown.
+    LOGFONTW lf{};
+    HDC dc = GetDC(dialog);
+    lf.lfHeight = -MulDiv(9, GetDeviceCaps(dc, LOGPIXELSY), 72);
+    ReleaseDC(dialog, dc);
+    wcscpy(lf.lfFaceName, L"Segoe UI");
+    st.listFont = CreateFontIndirectW(&lf);
+    SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(st.listFont), TRUE);
+    const auto headings = enforce::logListHeadings(st.context.language);
+    RECT r{};
+    GetClientRect(list, &r);
+    const int firstWidth = MulDiv(r.right, 32, 100);
+    for (std::size_t i = 0; i < headings.size(); ++i) {
+        std::wstring text = toWide(headings[i]);
+        LVCOLUMNW col{};
+        col.mask = LVCF_TEXT | LVCF_WIDTH;
+        col.pszText = text.data();
+        col.cx = i == 0 ? firstWidth : r.right - firstWidth - GetSystemMetrics(SM_CXVSCROLL);
+        ListView_InsertColumn(list, static_cast<int>(i), &col);
+    }
+}
+
+void fill(HWND dialog, const std::vector<enforce::LogRow>& rows) {
+    HWND list = GetDlgItem(dialog, IDC_LISTEXPORTSITIVISITATI);
+    SendMessageW(list, WM_SETREDRAW, FALSE, 0);
+    ListView_DeleteAllItems(list);
+    int n = 0;
+    for (const auto& row : rows) {
+        std::wstring when = toWide(displayDateTime(row.dataOra));
+        std::wstring url = toWide(row.url);
+        LVITEMW item{};
+        item.mask = LVIF_TEXT;
+        item.iItem = n;
+        item.pszText = when.data();
+        const int at = ListView_InsertItem(list, &item);
+        ListView_SetItemText(list, at, 1, url.data());
+        ++n;
+    }
+    SendMessageW(list, WM_SETREDRAW, TRUE, 0);
+    InvalidateRect(list, nullptr, TRUE);
+}
+
+void exclamation(State& st, const char* id) {
+    st.context.dialogs.messageBox({id, st.context.language.TestoMessaggio(id), "Ombrix",
+                                   platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+}
+
+bool confirm(State& st, const char* id, const std::string& question) {
+    return st.context.dialogs.messageBox({id, question, "Ombrix", platform::MessageIcon::Exclamation,
+                                          platform::MessageButtons::YesNo}) == platform::MessageAnswer::Yes;
+}
+
+void show(HWND dialog, State& st) {
+    const std::string from = windowText(GetDlgItem(dialog, IDC_TXTDATADA));
+    const std::string to = windowText(GetDlgItem(dialog, IDC_TXTDATAA));
+    const enforce::LogRangeCheck check = enforce::checkLogRange(from, to);
+    if (check.message) {
+        exclamation(st, check.message);
+        return;
+    }
+    if (const auto rows = enforce::readLog(st.context.db, check.from, check.to)) fill(dialog, *rows);
+}
+
+INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg == WM_INITDIALOG) SetWindowLongPtrW(dialog, DWLP_USER, lp);
+    State* st = stateOf(dialog);
+    if (!st) return FALSE;
+    try {
+        switch (msg) {
+            case WM_INITDIALOG: {
+                st->translation = std::make_unique<DialogTranslation>(
+                    dialog, "frmLogSiti",
+                    std::vector<NamedControl>{{IDC_CHKLOGSITI, "chkLogSiti"},
+                                              {IDC_LBLDATADA, "lblDataDa"},
+                                              {IDC_TXTDATADA, "txtDataDa"},
+                                              {IDC_LBLDATAA, "lblDataA"},
+                                              {IDC_TXTDATAA, "txtDataA"},
+                                              {IDC_CMDVISUALIZZA, "cmdVisualizza"},
+                                              {IDC_CMDSVUOTALOGSITI, "cmdSvuotaLogSiti"},
+                                              {IDC_LOG_CMDESCI, "cmdEsci"}});
+                st->translation->apply(st->context.language);
+                const std::string today = enforce::displayLogDate(enforce::logDateOf(st->context.clock.now()));
+                setWindowText(GetDlgItem(dialog, IDC_TXTDATADA), today);
+                setWindowText(GetDlgItem(dialog, IDC_TXTDATAA), today);
+                CheckDlgButton(dialog, IDC_CHKLOGSITI, st->context.logSwitch ? BST_CHECKED : BST_UNCHECKED);
+                setupList(dialog, *st);
+                show(dialog, *st);
+                keepAboveOwner(dialog);
+                return TRUE;
+            }
+            case WM_COMMAND:
+                switch (LOWORD(wp)) {
+                    case IDOK:
+                    case IDC_CMDVISUALIZZA:
+                        show(dialog, *st);
+                        return TRUE;
+                    case IDC_CHKLOGSITI: {
+                        if (HIWORD(wp) != BN_CLICKED) return FALSE;
+                        const bool on = IsDlgButtonChecked(dialog, IDC_CHKLOGSITI) == BST_CHECKED;
+                        const std::string question = enforce::logSwitchQuestion(st->context.language);
+                        if (confirm(*st, "0231", question) && enforce::writeLogSwitch(st->context.db, on)) {
+                            if (st->context.onLogSwitchChanged) st->context.onLogSwitchChanged(on);
+                        } else {
+                            CheckDlgButton(dialog, IDC_CHKLOGSITI, on ? BST_UNCHECKED : BST_CHECKED);
+                        }
+                        return TRUE;
+                    }
+                    case IDC_CMDSVUOTALOGSITI:
+                        if (confirm(*st, "0235", enforce::clearLogQuestion(st->context.language))) {
+                            enforce::clearLog(st->context.db);
+                            show(dialog, *st);
+                        }
+                        return TRUE;
+                    case IDCANCEL:
+                    case IDC_LOG_CMDESCI:
+                        EndDialog(dialog, IDCANCEL);
+                        return TRUE;
+                    default:
+                        return FALSE;
+                }
+            case WM_DESTROY:
+                st->translation.reset();
+                if (st->listFont) DeleteObject(st->listFont);
+                st->listFont = nullptr;
+                return FALSE;
+            default:
+                return FALSE;
+        }
+    } catch (...) {
+        return TRUE;
+    }
+}
+
+}  // namespace
+
+void showLogForm(HWND owner, LogFormContext& context) {
+    State state{context, nullptr, nullptr};
+    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMLOGSITI), owner, &proc,
+                    reinterpret_cast<LPARAM>(&state));
+}
+
+}  // namespace ombrix::win32

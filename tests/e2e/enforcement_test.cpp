@@ -1,0 +1,148 @@
+// The profile in use enforced by the running program: a forbidden program is
+// terminated, a forbidden window closed, and the notice that says so counts
+// down and closes itself. The visited-sites log can be read and checked.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include <commctrl.h>
+
+#include "core/win32/resource.h"
+#include "e2e/driver.h"
+#include "platform/win32/wide.h"
+#include "win32/window_recorder.h"
+
+namespace ombrix::e2e {
+namespace {
+
+using namespace std::chrono_literals;
+
+class EnforcementTest : public ::testing::Test {
+protected:
+    EnforcementTest() { install.setPassword("Segreta1"); }
+
+    HWND start() {
+        program = std::make_unique<Program>(install.exe());
+        return waitForMainForm(*program);
+    }
+    // The notice form, once it is on screen.
+    [[nodiscard]] HWND notice() const { return formWith(*program, IDC_LBLMESSAGGIO); }
+    [[nodiscard]] std::string folderFile(const std::string& name) const {
+        return pathToUtf8(install.folder() / pathFromUtf8(name));
+    }
+
+    Installation install;
+    std::unique_ptr<Program> program;
+};
+
+TEST_F(EnforcementTest, AForbiddenProgramIsTerminatedAndTheNoticeCountsDownAndCloses) {
+    install.sql("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'Vietato.EXE');");
+    ASSERT_TRUE(start());
+    const std::string exe = test::copyRecorder(folderFile("giochi\\vietato.exe"));
+    test::StartedProgram forbidden = test::startRecorder(exe, folderFile("vietato.log"), "Gioco");
+    ASSERT_TRUE(forbidden.started());
+    ASSERT_TRUE(forbidden.waitForExit()) << "the forbidden program still runs";
+
+    HWND box = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (box = notice()) != nullptr; })) << "no notice";
+    EXPECT_TRUE(topmost(box));
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLTIPO)), L"Programma chiuso");
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLMESSAGGIO)), L"Programma vietato chiuso: Vietato.EXE");
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLINTESTAZIONE)), L"Messaggio di Ombrix");
+    screenshot("frmMessaggio");
+
+    // The button counts down, then the notice goes away by itself.
+    std::vector<std::wstring> captions;
+    const auto shownAt = std::chrono::steady_clock::now();
+    const bool closed = waitFor(
+        [&] {
+            const std::wstring caption = text(GetDlgItem(box, IDC_CMDOK));
+            if (captions.empty() || captions.back() != caption) captions.push_back(caption);
+            return !IsWindowVisible(box);
+        },
+        20s);
+    const auto shownFor = std::chrono::steady_clock::now() - shownAt;
+    ASSERT_TRUE(closed) << "the notice did not close itself";
+    EXPECT_GE(shownFor, 9s);
+    ASSERT_GE(captions.size(), 8u);
+    EXPECT_TRUE(captions.front() == L"OK (11)" || captions.front() == L"OK (10)") << win32::fromWide(captions.front());
+    const std::wstring last = captions.back();
+    EXPECT_TRUE(last == L"OK (1)" || last == L"OK (0)") << win32::fromWide(last);
+    for (std::size_t i = 1; i < captions.size(); ++i) {
+        EXPECT_LT(std::stoi(captions[i].substr(4)), std::stoi(captions[i - 1].substr(4))) << "counts down";
+    }
+    EXPECT_TRUE(program->running());
+}
+
+TEST_F(EnforcementTest, ForbiddenWindowsAreClosedTheBrowserPromptsSilently) {
+    install.sql("INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (1, 'Finestra Proibita');");
+    ASSERT_TRUE(start());
+    const std::string log = folderFile("finestra.log");
+    test::StartedProgram window = test::startRecorder(test::recorderPath(), log, "FINESTRA proibita");
+    ASSERT_TRUE(test::waitForLine(log, "close")) << "the forbidden window got no close request";
+    HWND box = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (box = notice()) != nullptr; }));
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLTIPO)), L"Finestra chiusa");
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLMESSAGGIO)), L"Finestra vietata chiusa: Finestra Proibita");
+
+    // A browser's prompt after a forced close goes without a word.
+    PostMessageW(box, WM_COMMAND, IDC_CMDOK, 0);
+    ASSERT_TRUE(waitFor([&] { return notice() == nullptr; }));
+    const std::string promptLog = folderFile("prompt.log");
+    test::StartedProgram prompt = test::startRecorder(test::recorderPath(), promptLog, "Restore pages?");
+    ASSERT_TRUE(test::waitForLine(promptLog, "close"));
+    EXPECT_FALSE(waitFor([&] { return notice() != nullptr; }, 1500ms)) << "a silent entry shows no notice";
+}
+
+TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
+    install.sql(
+        "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime', '-1 minute'), 'http://oggi.example/1');"
+        "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime'), 'http://oggi.example/2');"
+        "INSERT INTO LogSiti (DataOra, URL) VALUES ('2020-01-01 10:00:00', 'http://vecchio.example/');");
+    HWND main = start();
+    ASSERT_TRUE(main);
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDLOGSITI)); }));
+    ASSERT_TRUE(IsWindowEnabled(GetDlgItem(main, IDC_CMDLOGSITI)));
+    click(GetDlgItem(main, IDC_CMDLOGSITI));
+
+    HWND viewer = nullptr;
+    const bool opened = waitFor([&] { return (viewer = formWith(*program, IDC_LISTEXPORTSITIVISITATI)) != nullptr; });
+    if (!opened) screenshot("frmLogSiti-missing");
+    ASSERT_TRUE(opened);
+    HWND list = GetDlgItem(viewer, IDC_LISTEXPORTSITIVISITATI);
+    EXPECT_EQ(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0), 2) << "today's rows only";
+    screenshot("frmLogSiti");
+
+    // The whole range, newest first.
+    click(GetDlgItem(viewer, IDC_TXTDATADA));
+    SendMessageW(GetDlgItem(viewer, IDC_TXTDATADA), EM_SETSEL, 0, -1);
+    typeText(L"01/01/2020");
+    click(GetDlgItem(viewer, IDC_CMDVISUALIZZA));
+    EXPECT_TRUE(waitFor([&] { return SendMessageW(list, LVM_GETITEMCOUNT, 0, 0) == 3; }));
+
+    // A date that does not exist: refused with its message, the list untouched.
+    click(GetDlgItem(viewer, IDC_TXTDATAA));
+    SendMessageW(GetDlgItem(viewer, IDC_TXTDATAA), EM_SETSEL, 0, -1);
+    typeText(L"31/02/2024");
+    click(GetDlgItem(viewer, IDC_CMDVISUALIZZA));
+    HWND box = nullptr;
+    ASSERT_TRUE(waitFor([&] {
+        for (HWND w : program->windows()) {
+            if (w != viewer && w != main && IsWindowVisible(w) && GetDlgItem(w, 0xFFFF) && GetDlgItem(w, IDOK)) box = w;
+        }
+        return box != nullptr;
+    })) << "no message box";
+    screenshot("frmLogSiti-bad-date");
+    PostMessageW(box, WM_COMMAND, IDOK, 0);
+    // The box is gone once the viewer takes input again.
+    EXPECT_TRUE(waitFor([&] { return (!IsWindow(box) || !IsWindowVisible(box)) && IsWindowEnabled(viewer); }));
+    EXPECT_EQ(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0), 3);
+    click(GetDlgItem(viewer, IDC_LOG_CMDESCI));
+    EXPECT_TRUE(waitFor([&] { return !IsWindow(viewer); }));
+}
+
+}  // namespace
+}  // namespace ombrix::e2e
