@@ -47,14 +47,14 @@ UINT_PTR timerIdOf(core::TimerId id) { return static_cast<UINT_PTR>(id) + 100; }
 
 // ---------------------------------------------------------------- frmSplash
 
-SplashForm::SplashForm(Language& language, std::function<void()> killTaskManager)
-    : language_(language), killTaskManager_(std::move(killTaskManager)) {}
+SplashForm::SplashForm(Language& language, HWND owner, std::function<void()> killTaskManager)
+    : language_(language), owner_(owner), killTaskManager_(std::move(killTaskManager)) {}
 
 SplashForm::~SplashForm() { close(); }
 
 void SplashForm::show() {
     if (dialog_) return;
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), nullptr, &SplashForm::Proc,
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), owner_, &SplashForm::Proc,
                                  reinterpret_cast<LPARAM>(this));
     if (!dialog_) return;
     translation_ = std::make_unique<DialogTranslation>(dialog_, "frmSplash",
@@ -93,14 +93,25 @@ INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 
 // ------------------------------------------------------------- frmMessaggio
 
-NoticeForm::NoticeForm(Language& language) : language_(language) {}
+NoticeForm::NoticeForm(Language& language, HWND owner) : language_(language), owner_(owner) {}
 
-NoticeForm::~NoticeForm() { close(); }
+NoticeForm::~NoticeForm() {
+    close();
+    if (bold_) DeleteObject(bold_);
+}
 
 void NoticeForm::load() {
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), nullptr,
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), owner_,
                                  &NoticeForm::Proc, reinterpret_cast<LPARAM>(this));
     if (!dialog_) return;
+    // The heading in bold, so the kind of notice reads at a glance.
+    if (!bold_) {
+        LOGFONTW lf{};
+        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(dialog_, WM_GETFONT, 0, 0)), sizeof lf, &lf);
+        lf.lfWeight = FW_BOLD;
+        bold_ = CreateFontIndirectW(&lf);
+    }
+    SendMessageW(GetDlgItem(dialog_, IDC_LBLTIPO), WM_SETFONT, reinterpret_cast<WPARAM>(bold_), FALSE);
     translation_ = std::make_unique<DialogTranslation>(
         dialog_, "frmMessaggio",
         std::vector<NamedControl>{{IDC_LBLINTESTAZIONE, "lblIntestazione"}, {IDC_LBLTIPO, "lblTipo"},
@@ -171,13 +182,13 @@ INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 
 // ------------------------------------------------------- frmChiusuraInCorso
 
-ClosingForm::ClosingForm(Language& language) : language_(language) {}
+ClosingForm::ClosingForm(Language& language, HWND owner) : language_(language), owner_(owner) {}
 
 ClosingForm::~ClosingForm() { close(); }
 
 void ClosingForm::show() {
     if (dialog_) return;
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), nullptr,
+    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), owner_,
                                  &ClosingForm::Proc, reinterpret_cast<LPARAM>(this));
     if (!dialog_) return;
     translation_ = std::make_unique<DialogTranslation>(
@@ -318,7 +329,7 @@ MainForm::MainForm(Language& language) : language_(language) {
     menu_ = LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDM_MNUMENU));
     tray_ = std::make_unique<NotifyIcon>();
     tray_->onEvent = [this](tray::Event e) { onTray(e); };
-    notice_ = std::make_unique<NoticeForm>(language_);
+    notice_ = std::make_unique<NoticeForm>(language_, owner_);
 }
 
 MainForm::~MainForm() {
@@ -370,7 +381,7 @@ void MainForm::applyIconAndLanguage() {
 }
 
 void MainForm::showSplash() {
-    splash_ = std::make_unique<SplashForm>(language_, [this] {
+    splash_ = std::make_unique<SplashForm>(language_, owner_, [this] {
         if (killTaskManager) killTaskManager();
     });
     splash_->show();
@@ -454,7 +465,7 @@ void MainForm::showAndFocusPassword() {
 void MainForm::showNotice(const std::string& text, const std::string& heading) { notice_->show(text, heading); }
 
 void MainForm::showClosingNotice() {
-    if (!closing_) closing_ = std::make_unique<ClosingForm>(language_);
+    if (!closing_) closing_ = std::make_unique<ClosingForm>(language_, owner_);
     closing_->show();
 }
 

@@ -32,7 +32,7 @@ namespace ombrix::win32 {
 // shown it keeps the task manager closed through `killTaskManager`.
 class SplashForm {
 public:
-    SplashForm(Language& language, std::function<void()> killTaskManager);
+    SplashForm(Language& language, HWND owner, std::function<void()> killTaskManager);
     ~SplashForm();
     void show();
     void closeSoon();
@@ -42,6 +42,7 @@ public:
 private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
     Language& language_;
+    HWND owner_;
     std::function<void()> killTaskManager_;
     HWND dialog_ = nullptr;
     std::unique_ptr<DialogTranslation> translation_;
@@ -50,7 +51,8 @@ private:
 // frmMessaggio: the notice that counts down and closes itself.
 class NoticeForm {
 public:
-    explicit NoticeForm(Language& language);
+    // The companions are owned by the main form's hidden owner: no task-bar buttons.
+    NoticeForm(Language& language, HWND owner);
     ~NoticeForm();
     void show(const std::string& text, const std::string& heading);
     void close();
@@ -61,6 +63,8 @@ private:
     void load();
     void tick();
     Language& language_;
+    HWND owner_;
+    HFONT bold_ = nullptr;
     HWND dialog_ = nullptr;
     std::unique_ptr<DialogTranslation> translation_;
     std::unique_ptr<core::NoticeCountdown> countdown_;
@@ -69,7 +73,7 @@ private:
 // frmChiusuraInCorso: shown while the program shuts down.
 class ClosingForm {
 public:
-    explicit ClosingForm(Language& language);
+    ClosingForm(Language& language, HWND owner);
     ~ClosingForm();
     void show();
     void setTopmost();
@@ -79,6 +83,7 @@ public:
 private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
     Language& language_;
+    HWND owner_;
     HWND dialog_ = nullptr;
     std::unique_ptr<DialogTranslation> translation_;
 };
