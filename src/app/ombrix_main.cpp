@@ -45,8 +45,12 @@ public:
     bool logSwitch() override { return controller_.logSwitch(); }
     void keepNoticeWindowsOnTop() override {
         HWND notice = form_.noticeWindow();
-        // No size, no move, show: flags 67.
-        if (notice && IsWindowVisible(notice)) SetWindowPos(notice, HWND_TOPMOST, 0, 0, 0, 0, 67);
+        // No size, no move, show (67), and never activate: the notice must not
+        // take the keyboard from the browser, or the next Ctrl+W would reach
+        // the notice instead of the tab.
+        if (notice && IsWindowVisible(notice)) {
+            SetWindowPos(notice, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE | SWP_SHOWWINDOW | SWP_NOACTIVATE);
+        }
     }
 
 private:

@@ -184,8 +184,12 @@ void Enforcement::killBrowser(const Side& s) {
 
 void Enforcement::acceptPage(Side& s) {
     s.ultimaPagina = s.lbl.empty() ? startPage() : s.lbl;
-    if (m_.host.logSwitch() && s.lbl != s.ultimoSito) MemorizzaSitoVisitato(s.lbl);
-    s.ultimoSito = s.lbl;
+    // Remembered before it is written: writing lets events run, and the log
+    // timer ticking meanwhile must find the address already seen.
+    const std::string address = s.lbl;
+    const bool changed = address != s.ultimoSito;
+    s.ultimoSito = address;
+    if (changed && m_.host.logSwitch()) MemorizzaSitoVisitato(address);
 }
 
 // ---------------------------------------------------------------- site blockers
@@ -513,25 +517,28 @@ void Enforcement::tickLogSitiVisitati() noexcept {
             MemorizzaSitoVisitato(a);
         }
     });
+    // Each address is remembered before it is written, and written from a
+    // copy: writing lets events run, and the site timer ticking meanwhile
+    // reads into the same holders and must find the address already seen.
     step([&] {
         h.lblEdge = m_.browsers.IndirizzoEdge();
         if (!h.lblEdge.empty() && h.lblEdge != h.UltimoSitoEdge) {
-            MemorizzaSitoVisitato(h.lblEdge);
-            h.UltimoSitoEdge = h.lblEdge;
+            const std::string address = h.UltimoSitoEdge = h.lblEdge;
+            MemorizzaSitoVisitato(address);
         }
     });
     step([&] {
         h.lblFirefox = withoutQuotes(m_.browsers.IndirizzoFirefox());
         if (h.lblFirefox != h.UltimoSitoFirefox) {
-            MemorizzaSitoVisitato(h.lblFirefox);
-            h.UltimoSitoFirefox = h.lblFirefox;
+            const std::string address = h.UltimoSitoFirefox = h.lblFirefox;
+            MemorizzaSitoVisitato(address);
         }
     });
     step([&] {
         h.lblChrome = m_.browsers.IndirizzoChrome();
         if (h.lblChrome != h.UltimoSitoVisto) {
-            MemorizzaSitoVisitato(h.lblChrome);
-            h.UltimoSitoVisto = h.lblChrome;
+            const std::string address = h.UltimoSitoVisto = h.lblChrome;
+            MemorizzaSitoVisitato(address);
         }
     });
 }

@@ -1,0 +1,411 @@
+// The site list enforced on the browsers by the running program: the real
+// ombrix.exe against the browser stand-in copied as chrome.exe, msedge.exe or
+// firefox.exe, with a stand-in of the same browser registered as the
+// machine's default browser, so that the pages the program reopens arrive
+// where a pupil would see them.
+#include <windows.h>
+
+#include <tlhelp32.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "core/win32/resource.h"
+#include "e2e/driver.h"
+#include "enforce/address_readers.h"
+#include "platform/win32/wide.h"
+#include "win32/browser_standin.h"
+
+namespace ombrix::e2e {
+namespace {
+
+using namespace std::chrono_literals;
+using test::StandinBrowser;
+
+constexpr int kStandinEditId = 101;  // the stand-in's address edit
+constexpr const wchar_t* kHttpCommandKey = L"Software\\Classes\\http\\shell\\open\\command";
+
+// Long enough for many ticks of every enforcement timer (sites 50 ms, log 250 ms).
+constexpr auto kQuietSpell = 1500ms;
+
+// The browsers name their address bar in the user's language, and the
+// program looks for it under that language's name when the first, Italian,
+// search misses (always with Firefox, and with Chrome and Edge both running,
+// since their windows share a class). The stand-ins wear the same names.
+std::string standinArguments(const std::string& image) {
+    const enforce::Browser browser = image == "firefox.exe"  ? enforce::Browser::Firefox
+                                     : image == "msedge.exe" ? enforce::Browser::Edge
+                                                             : enforce::Browser::Chrome;
+    const std::string language = enforce::languageSettingFor(GetUserDefaultUILanguage());
+    const platform::AccessibleQuery bar = enforce::localizedQuery(browser, language).query;
+    return (bar.property == platform::AccessibleText::Help ? "--help " : "--name ") + test::quoted(bar.text);
+}
+
+// A stand-in of `image` registered as the machine's default browser: the
+// http class's open command, where the shell looks. With a stand-in of that
+// name running, the address is handed to it (it records "open URL");
+// otherwise a new one starts from here and records in record(). Gives the old
+// command back and ends whatever started from its folder.
+class DefaultBrowser {
+public:
+    DefaultBrowser(const std::filesystem::path& folder, const std::string& image) : folder_(folder) {
+        std::filesystem::create_directories(folder_);
+        exe_ = folder_ / pathFromUtf8(image);
+        std::filesystem::copy_file(pathFromUtf8(test::builtProgram("browser_standin.exe")), exe_,
+                                   std::filesystem::copy_options::overwrite_existing);
+        HKEY key = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kHttpCommandKey, 0, KEY_READ, &key) == ERROR_SUCCESS) {
+            DWORD size = 0;
+            if (RegQueryValueExW(key, nullptr, nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS) {
+                previous_.resize(size / sizeof(wchar_t) + 1);
+                hadPrevious_ = RegQueryValueExW(key, nullptr, nullptr, nullptr,
+                                                reinterpret_cast<BYTE*>(previous_.data()), &size) == ERROR_SUCCESS;
+                previous_.resize(wcsnlen(previous_.c_str(), previous_.size()));
+            }
+            RegCloseKey(key);
+        }
+        const std::string arguments = standinArguments(image);
+        ok_ = setCommand(L"\"" + exe_.wstring() + L"\" " + win32::toWide(arguments) + L" \"%1\"");
+    }
+    ~DefaultBrowser() {
+        // A start still on its way is found by a later look.
+        waitFor([&] { return endStartedHere() == 0; }, 5s);
+        if (hadPrevious_) {
+            setCommand(previous_);
+        } else {
+            HKEY key = nullptr;
+            if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kHttpCommandKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
+                RegDeleteValueW(key, nullptr);
+                RegCloseKey(key);
+            }
+        }
+    }
+    DefaultBrowser(const DefaultBrowser&) = delete;
+    DefaultBrowser& operator=(const DefaultBrowser&) = delete;
+
+    [[nodiscard]] bool ok() const { return ok_; }
+    // What a stand-in started from here recorded.
+    [[nodiscard]] std::vector<std::string> record() const { return test::logLines(pathToUtf8(exe_) + ".record"); }
+
+private:
+    static bool setCommand(const std::wstring& command) {
+        HKEY key = nullptr;
+        if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kHttpCommandKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key,
+                            nullptr) != ERROR_SUCCESS) {
+            return false;
+        }
+        const bool ok = RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(command.c_str()),
+                                       static_cast<DWORD>((command.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+        RegCloseKey(key);
+        return ok;
+    }
+
+    // Terminates, by their identifiers, the processes whose program is the
+    // copy in this folder; returns how many there were.
+    int endStartedHere() const {
+        int found = 0;
+        const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+        if (snapshot == INVALID_HANDLE_VALUE) return 0;
+        PROCESSENTRY32W entry{};
+        entry.dwSize = sizeof entry;
+        for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
+            const HANDLE process =
+                OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE, FALSE,
+                            entry.th32ProcessID);
+            if (process == nullptr) continue;
+            wchar_t path[MAX_PATH] = {};
+            DWORD size = MAX_PATH;
+            std::error_code ec;
+            if (QueryFullProcessImageNameW(process, 0, path, &size) &&
+                std::filesystem::equivalent(std::filesystem::path(path), exe_, ec)) {
+                ++found;
+                TerminateProcess(process, 1);
+                WaitForSingleObject(process, 5000);
+            }
+            CloseHandle(process);
+        }
+        CloseHandle(snapshot);
+        return found;
+    }
+
+    std::filesystem::path folder_;
+    std::filesystem::path exe_;
+    std::wstring previous_;
+    bool hadPrevious_ = false;
+    bool ok_ = false;
+};
+
+bool contains(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+// For failure messages.
+std::string joined(const std::vector<std::string>& lines) {
+    std::string all;
+    for (const auto& l : lines) all += "\n  " + l;
+    return all;
+}
+
+int countPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
+    return static_cast<int>(
+        std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
+}
+
+class BrowserSites : public ::testing::Test {
+protected:
+    BrowserSites() { install.setPassword("Segreta1"); }
+
+    // The program, once its main form shows and the splash has gone (its
+    // closing could move the activation away from the browser).
+    void startProgram() {
+        program = std::make_unique<Program>(install.exe());
+        ASSERT_TRUE(waitFor([&] {
+            bool main = false, splash = false;
+            for (HWND w : program->windows()) {
+                if (GetDlgItem(w, IDC_TXTPASS) && IsWindowVisible(w)) main = true;
+                if (GetDlgItem(w, IDC_LBLSPLASH)) splash = true;
+            }
+            return main && !splash;
+        })) << "the main form did not settle";
+    }
+
+    // A stand-in of `image` as the default browser, and one running in front.
+    StandinBrowser& startBrowser(const std::string& image) {
+        defaultBrowser = std::make_unique<DefaultBrowser>(install.folder() / L"predefinito", image);
+        EXPECT_TRUE(defaultBrowser->ok()) << "cannot register the default browser";
+        browser = std::make_unique<StandinBrowser>(image, standinArguments(image));
+        EXPECT_TRUE(browser->started()) << image;
+        if (browser->started()) bringForward(*browser);
+        return *browser;
+    }
+    // Ctrl+W goes to the foreground window: the browser must be it.
+    static void bringForward(StandinBrowser& b) {
+        EXPECT_TRUE(b.send("activate"));
+        EXPECT_TRUE(waitFor([&] { return GetForegroundWindow() == b.window(); }, 5s)) << "not in front";
+    }
+
+    // The notice form while it is on screen.
+    [[nodiscard]] HWND notice() const {
+        for (HWND w : program->windows()) {
+            if (GetDlgItem(w, IDC_LBLMESSAGGIO) && IsWindowVisible(w)) return w;
+        }
+        return nullptr;
+    }
+    [[nodiscard]] std::wstring noticeText() const {
+        HWND n = notice();
+        return n ? text(GetDlgItem(n, IDC_LBLMESSAGGIO)) : std::wstring();
+    }
+    // True once the notice shows `expected`.
+    bool noticeShows(const std::wstring& expected) const {
+        return waitFor([&] { return noticeText() == expected; });
+    }
+
+    // The logged addresses in the order they were written.
+    [[nodiscard]] std::vector<std::string> logged() const {
+        const std::string all = install.scalar(
+            "SELECT group_concat(URL, char(10)) FROM (SELECT URL FROM LogSiti ORDER BY rowid);");
+        std::vector<std::string> lines;
+        std::size_t start = 0;
+        while (!all.empty() && start <= all.size()) {
+            const auto end = all.find('\n', start);
+            lines.push_back(all.substr(start, end == std::string::npos ? std::string::npos : end - start));
+            if (end == std::string::npos) break;
+            start = end + 1;
+        }
+        return lines;
+    }
+    bool waitLogged(const std::string& address) const {
+        return waitFor([&] { return contains(logged(), address); });
+    }
+
+    // The browser shows a page the profile lets through; with the log on, its
+    // row says the program has seen it, and a few more site ticks make it the
+    // last accepted page whichever timer saw it first.
+    void showAccepted(StandinBrowser& b, const std::string& address) {
+        ASSERT_TRUE(b.send("show " + address));
+        ASSERT_TRUE(waitLogged(address)) << address << " was not seen";
+        waitFor([] { return false; }, 300ms);
+    }
+
+    // What the stand-in's address edit shows (its text lives in the other process).
+    [[nodiscard]] static std::string addressShown(const StandinBrowser& b) {
+        wchar_t buffer[512] = {};
+        DWORD_PTR length = 0;
+        SendMessageTimeoutW(GetDlgItem(b.window(), kStandinEditId), WM_GETTEXT, 512, reinterpret_cast<LPARAM>(buffer),
+                            SMTO_ABORTIFHUNG, 5000, &length);
+        return win32::fromWide(buffer);
+    }
+    [[nodiscard]] static bool running(const StandinBrowser& b) { return !b.waitForExit(0); }
+
+    Installation install;
+    std::unique_ptr<DefaultBrowser> defaultBrowser;
+    std::unique_ptr<StandinBrowser> browser;
+    std::unique_ptr<Program> program;  // ended first
+};
+
+// A profile with a domain, a keyword and a prefix entry, as a forbidden list,
+// with the log on.
+constexpr const char* kForbiddenProfile =
+    "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (1, '.vietato.example');"
+    "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (1, '*casino');"
+    "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (1, 'scuola.example/giochi');"
+    "UPDATE Opzioni SET LogSiti = -1;";
+constexpr const char* kGoodPage = "http://scuola.example/compiti";
+
+struct ForbiddenCase {
+    const char* image;
+    const char* address;  // shown, and read so
+    const wchar_t* notice;
+};
+
+class BrowserForbiddenPage : public BrowserSites, public ::testing::WithParamInterface<ForbiddenCase> {};
+
+TEST_P(BrowserForbiddenPage, IsClosedWithCtrlWNoticedAndTheLastGoodPageReopens) {
+    const ForbiddenCase& c = GetParam();
+    install.sql(kForbiddenProfile);
+    startProgram();
+    StandinBrowser& b = startBrowser(c.image);
+    ASSERT_TRUE(b.started());
+    showAccepted(b, kGoodPage);
+
+    ASSERT_TRUE(b.send(std::string("tab ") + c.address));
+    EXPECT_TRUE(b.recorded("ctrl+w tab")) << "the tab was not closed";
+    EXPECT_TRUE(noticeShows(c.notice)) << "notice: " << win32::fromWide(noticeText());
+    if (HWND n = notice()) {
+        EXPECT_EQ(text(GetDlgItem(n, IDC_LBLTIPO)), L"Sito bloccato");
+        // Kept on top, the notice never takes the keyboard: the next Ctrl+W
+        // must reach the browser, and the pupil may go on typing.
+        EXPECT_FALSE(waitFor([&] { return GetForegroundWindow() == n; }, 1s)) << "the notice took the focus";
+    }
+    EXPECT_TRUE(b.recorded(std::string("open ") + kGoodPage)) << "the last good page was not reopened";
+    if (std::string(c.image) == "chrome.exe") screenshot("frmMessaggio-over-browser");
+
+    const auto record = b.record();
+    EXPECT_EQ(countPrefix(record, "ctrl+w"), 1) << "one close was enough" << joined(record);
+    EXPECT_EQ(countPrefix(record, "open"), 1) << joined(record);
+    EXPECT_TRUE(running(b)) << "the browser survives a page that closed";
+    EXPECT_EQ(addressShown(b), kGoodPage);
+    EXPECT_FALSE(contains(logged(), c.address)) << "a forbidden page is never logged";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Browsers, BrowserForbiddenPage,
+    ::testing::Values(
+        ForbiddenCase{"chrome.exe", "http://www.vietato.example/gioco",
+                      L"Sito non consentito: http://www.vietato.example/gioco"},
+        ForbiddenCase{"msedge.exe", "https://cerca.example/?q=casino",
+                      L"Sito bloccato perch\u00e9 l'indirizzo contiene una parola vietata: "
+                      L"https://cerca.example/?q=casino"},
+        ForbiddenCase{"firefox.exe", "https://www.scuola.example/giochi/1",
+                      L"Sito vietato: https://www.scuola.example/giochi/1"}),
+    [](const ::testing::TestParamInfo<ForbiddenCase>& param) {
+        const std::string name = param.param.image;
+        return name.substr(0, name.find('.'));
+    });
+
+TEST_F(BrowserSites, APageThatSurvivesTwoClosesEndsTheBrowserAndTheLastGoodPageReopens) {
+    install.sql(kForbiddenProfile);
+    startProgram();
+    StandinBrowser& b = startBrowser("chrome.exe");
+    ASSERT_TRUE(b.started());
+    showAccepted(b, kGoodPage);
+
+    ASSERT_TRUE(b.send("ctrlw ignore\nctrlw ignore\ntab http://www.vietato.example/"));
+    EXPECT_TRUE(b.waitForExit()) << "the browser was not ended";
+    // The second Ctrl+W may still be on its way when the browser is ended.
+    EXPECT_TRUE(b.recorded("ctrl+w ignore")) << joined(b.record());
+    EXPECT_FALSE(contains(b.record(), "exit")) << "terminated, not closed";
+    EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example/"));
+    // The browser starts again with the last page that passed.
+    EXPECT_TRUE(waitFor([&] { return contains(defaultBrowser->record(), std::string("open ") + kGoodPage); }))
+        << "the last good page was not reopened";
+}
+
+TEST_F(BrowserSites, AnAllowedListEndsTheBrowserAtOnceForAnAddressOutsideItAndLeavesAboutBlankAlone) {
+    install.sql(
+        "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (1, '.scuola.example');"
+        "UPDATE Profili SET SitiProibiti = 0 WHERE IDProfilo = 1;"
+        "UPDATE Opzioni SET LogSiti = -1;");
+    startProgram();
+    StandinBrowser& b = startBrowser("chrome.exe");
+    ASSERT_TRUE(b.started());
+
+    ASSERT_TRUE(b.send("show about:blank"));
+    EXPECT_FALSE(waitFor([&] { return !running(b) || notice() != nullptr; }, kQuietSpell))
+        << "about:blank is exempt";
+    EXPECT_TRUE(b.record().empty());
+
+    showAccepted(b, "http://www.scuola.example/compiti");
+    ASSERT_TRUE(b.send("tab http://www.altro.example/"));
+    EXPECT_TRUE(b.waitForExit()) << "the browser was not ended";
+    EXPECT_EQ(countPrefix(b.record(), "ctrl+w"), 0) << "no Ctrl+W first" << joined(b.record());
+    EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.altro.example/"));
+    EXPECT_TRUE(waitFor([&] {
+        return contains(defaultBrowser->record(), "open http://www.scuola.example/compiti");
+    })) << "the last good page was not reopened";
+    EXPECT_EQ(logged(), std::vector<std::string>{"http://www.scuola.example/compiti"})
+        << "only the allowed page is logged";
+}
+
+TEST_F(BrowserSites, AHalfTypedAddressIsNeverJudged) {
+    install.sql(kForbiddenProfile);
+    startProgram();
+    StandinBrowser& b = startBrowser("chrome.exe");
+    ASSERT_TRUE(b.started());
+    ASSERT_TRUE(b.send(std::string("tab ") + kGoodPage));
+
+    // The pupil is typing a forbidden address: the focus is in the bar.
+    ASSERT_TRUE(b.send("type www.vietato.example"));
+    EXPECT_FALSE(waitFor([&] { return !b.record().empty() || notice() != nullptr || !running(b); }, kQuietSpell))
+        << "a half-typed address was judged";
+
+    // The focus leaves the bar with the text in it: now it is the address.
+    ASSERT_TRUE(b.send("blur"));
+    EXPECT_TRUE(b.recorded("ctrl+w tab"));
+    EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example"));
+    EXPECT_TRUE(running(b));
+}
+
+TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnceAndNoForbiddenOne) {
+    install.sql(kForbiddenProfile);
+    startProgram();
+    // Three browsers at once: each keeps its own last address.
+    StandinBrowser edge("msedge.exe", standinArguments("msedge.exe"));
+    StandinBrowser firefox("firefox.exe", standinArguments("firefox.exe"));
+    ASSERT_TRUE(edge.started());
+    ASSERT_TRUE(firefox.started());
+    StandinBrowser& chrome = startBrowser("chrome.exe");
+    ASSERT_TRUE(chrome.started());
+
+    // First a forbidden page, before any page passed: nothing to reopen.
+    ASSERT_TRUE(chrome.send("tab http://www.vietato.example/"));
+    EXPECT_TRUE(chrome.recorded("ctrl+w tab"));
+
+    const std::string apostrophe = "http://scuola.example/l'albero";
+    ASSERT_TRUE(chrome.send("show http://scuola.example/storia"));
+    ASSERT_TRUE(edge.send("show https://biblioteca.example/"));
+    ASSERT_TRUE(firefox.send("show https://www.museo.example/Sala"));
+    for (const char* a :
+         {"http://scuola.example/storia", "https://biblioteca.example/", "https://www.museo.example/Sala"}) {
+        EXPECT_TRUE(waitLogged(a)) << a;
+    }
+    ASSERT_TRUE(chrome.send("show " + apostrophe));
+    EXPECT_TRUE(waitLogged(apostrophe));
+    // Pages left open for many ticks of both timers are not written again.
+    waitFor([] { return false; }, kQuietSpell);
+
+    std::vector<std::string> rows = logged();
+    std::sort(rows.begin(), rows.end());
+    const std::vector<std::string> expected{"http://scuola.example/l'albero", "http://scuola.example/storia",
+                                            "https://biblioteca.example/", "https://www.museo.example/Sala"};
+    EXPECT_EQ(rows, expected);
+    EXPECT_EQ(install.scalar("SELECT COUNT(*) FROM LogSiti "
+                             "WHERE DataOra IS NULL OR DataOra NOT LIKE '____-__-__ __:__:__';"),
+              "0")
+        << "every row has its date and time";
+}
+
+}  // namespace
+}  // namespace ombrix::e2e
