@@ -22,8 +22,8 @@ cp "$build/windows/bin/ombrix.exe" "$build/windows/bin/ombrixctl.exe" "$build/wi
 export OMBRIX_WINEPREFIX=$run/wine
 cd "$run"
 "$root/scripts/wine-run" cmd /c exit </dev/null >/dev/null 2>&1 || true
-WINEPREFIX=$OMBRIX_WINEPREFIX wine reg add 'HKLM\SOFTWARE\Ombrix\Opzioni' /v DataBase /t REG_SZ \
-  /d "$(WINEPREFIX=$OMBRIX_WINEPREFIX winepath -w "$run/DataBase")" /f >/dev/null 2>&1
+WINEDEBUG=-all WINEPREFIX=$OMBRIX_WINEPREFIX wine reg add 'HKLM\SOFTWARE\Ombrix\Opzioni' /v DataBase /t REG_SZ \
+  /d "$(WINEDEBUG=-all WINEPREFIX=$OMBRIX_WINEPREFIX winepath -w "$run/DataBase")" /f >/dev/null 2>&1
 
 if [ -z "${DISPLAY:-}" ]; then
   display=$(cat "$run/.wine-state/xvfb.display" 2>/dev/null || echo "?")
