@@ -5,6 +5,7 @@
 #include "core/controller.h"
 #include "core/win32/resource.h"
 #include "platform/win32/wide.h"
+#include "support/win32/hidden_window.h"
 #include "support/language.h"
 
 namespace ombrix::win32 {
@@ -305,20 +306,7 @@ constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CM
 constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI};
 
 // The hidden owner that keeps the main form off the task bar.
-HWND makeOwnerWindow() {
-    static const wchar_t* kClass = L"OmbrixOwner";
-    static bool registered = false;
-    if (!registered) {
-        WNDCLASSW wc{};
-        wc.lpfnWndProc = DefWindowProcW;
-        wc.hInstance = GetModuleHandleW(nullptr);
-        wc.lpszClassName = kClass;
-        wc.hIcon = programIcon(32);
-        registered = RegisterClassW(&wc) != 0;
-    }
-    return CreateWindowExW(WS_EX_TOOLWINDOW, kClass, L"Ombrix", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
-                           GetModuleHandleW(nullptr), nullptr);
-}
+HWND makeOwnerWindow() { return createHiddenWindow(L"OmbrixOwner", WS_EX_TOOLWINDOW, L"Ombrix", programIcon(32)); }
 
 }  // namespace
 

@@ -1,5 +1,7 @@
 #include "support/win32/notify_icon.h"
 
+#include "support/win32/hidden_window.h"
+
 #include <commctrl.h>
 #include <shellapi.h>
 #include <shlwapi.h>
@@ -25,22 +27,22 @@ tray::Layout shellLayout() {
     return tray::layoutForShell(info.dwMajorVersion, info.dwMinorVersion);
 }
 
-HWND makeHiddenWindow() {
-    static const wchar_t* kClass = L"OmbrixNotifyIcon";
-    static bool registered = false;
-    if (!registered) {
-        WNDCLASSW wc{};
-        wc.lpfnWndProc = DefWindowProcW;
-        wc.hInstance = GetModuleHandleW(nullptr);
-        wc.lpszClassName = kClass;
-        registered = RegisterClassW(&wc) != 0;
-    }
-    return CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+// The fields every call shares, in either layout's structure.
+template <typename Data>
+Data iconData(DWORD size, HWND window, UINT flags, HICON icon) {
+    Data data{};
+    data.cbSize = size;
+    data.hWnd = window;
+    data.uID = kIconId;
+    data.uFlags = flags;
+    data.uCallbackMessage = tray::kCallbackMessage;
+    data.hIcon = icon;
+    return data;
 }
 
 }  // namespace
 
-NotifyIcon::NotifyIcon() : window_(makeHiddenWindow()), layout_(shellLayout()) {
+NotifyIcon::NotifyIcon() : window_(createHiddenWindow(L"OmbrixNotifyIcon")), layout_(shellLayout()) {
     taskbarCreated_ = RegisterWindowMessageW(L"TaskbarCreated");
 }
 
@@ -51,38 +53,29 @@ NotifyIcon::~NotifyIcon() {
 }
 
 bool NotifyIcon::call(DWORD message, UINT flags) {
+    const std::wstring tip = tray::cutTip(tip_, layout_);
     if (layout_ == tray::Layout::Oldest) {
-        NOTIFYICONDATAA data{};
-        data.cbSize = NOTIFYICONDATAA_V1_SIZE;
-        data.hWnd = window_;
-        data.uID = kIconId;
-        data.uFlags = flags;
-        data.uCallbackMessage = tray::kCallbackMessage;
-        data.hIcon = icon_;
-        const std::wstring tip = tray::cutTip(tip_, layout_);
+        auto data = iconData<NOTIFYICONDATAA>(NOTIFYICONDATAA_V1_SIZE, window_, flags, icon_);
         WideCharToMultiByte(CP_ACP, 0, tip.c_str(), -1, data.szTip, 64, nullptr, nullptr);
         return Shell_NotifyIconA(message, &data) != FALSE;
     }
-    NOTIFYICONDATAW data{};
-    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
-    data.hWnd = window_;
-    data.uID = kIconId;
-    data.uFlags = flags;
-    data.uCallbackMessage = tray::kCallbackMessage;
-    data.hIcon = icon_;
-    const std::wstring tip = tray::cutTip(tip_, layout_);
+    auto data = iconData<NOTIFYICONDATAW>(NOTIFYICONDATAW_V2_SIZE, window_, flags, icon_);
     wcsncpy(data.szTip, tip.c_str(), 127);
     return Shell_NotifyIconW(message, &data) != FALSE;
 }
 
+// Icon and tip as they are now; without the info flag, which would show an
+// empty balloon.
+bool NotifyIcon::update(DWORD message) { return call(message, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO)); }
+
 void NotifyIcon::setIcon(HICON icon) {
     icon_ = icon;
-    if (shown_) call(NIM_MODIFY, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO));
+    if (shown_) update(NIM_MODIFY);
 }
 
 void NotifyIcon::setToolTip(const std::wstring& tip) {
     tip_ = tray::cutTip(tip, layout_);
-    if (shown_) call(NIM_MODIFY, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO));
+    if (shown_) update(NIM_MODIFY);
 }
 
 bool NotifyIcon::Show() {
@@ -99,8 +92,7 @@ bool NotifyIcon::Show() {
             return false;
         }
     }
-    // Without the info flag: an empty balloon would be shown otherwise.
-    shown_ = call(NIM_ADD, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO));
+    shown_ = update(NIM_ADD);
     return shown_;
 }
 

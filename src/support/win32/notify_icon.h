@@ -48,6 +48,7 @@ public:
 private:
     static LRESULT CALLBACK SubclassProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp, UINT_PTR id, DWORD_PTR data);
     bool call(DWORD message, UINT flags);
+    bool update(DWORD message);
 
     HWND window_ = nullptr;
     HICON icon_ = nullptr;
