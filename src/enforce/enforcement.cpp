@@ -240,16 +240,21 @@ void Enforcement::bloccaVietati(Which w) {
     acceptPage(s);
 }
 
-void Enforcement::bloccaConsentiti(Which w) {
-    Side s = side(w);
+bool Enforcement::outsideAllowedList(Which w, Side& s) {
     m_.pump.doEvents();
     s.lbl = readAddress(w);
     const Verdict v = verdictAsChrome(elencoSiti_, true, s.lbl);
-    if (s.lbl.empty()) return;
+    if (s.lbl.empty()) return false;
     if (!v.blocked) {
         if (v.entry != kNoMatch) acceptPage(s);
-        return;
+        return false;
     }
+    return true;
+}
+
+void Enforcement::bloccaConsentiti(Which w) {
+    Side s = side(w);
+    if (!outsideAllowedList(w, s)) return;
     // Harsher than the forbidden list: the whole browser goes at once.
     killBrowser(s);
     notify(text("0182") + " " + withoutQuotes(s.lbl), kNoticeSite);
@@ -260,14 +265,7 @@ void Enforcement::bloccaConsentiti(Which w) {
 
 void Enforcement::bloccaConsentitiOld(Which w) {
     Side s = side(w);
-    m_.pump.doEvents();
-    s.lbl = readAddress(w);
-    const Verdict v = verdictAsChrome(elencoSiti_, true, s.lbl);
-    if (s.lbl.empty()) return;
-    if (!v.blocked) {
-        if (v.entry != kNoMatch) acceptPage(s);
-        return;
-    }
+    if (!outsideAllowedList(w, s)) return;
     const std::string shown = s.lbl;
     const std::string notice = text("0182") + " " + withoutQuotes(shown);
     holders_.txtTitoloFinestraDaChiudere = shown;

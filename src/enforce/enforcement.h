@@ -136,6 +136,9 @@ private:
     Side side(Which w);
     std::string readAddress(Which w);
     void bloccaVietati(Which w);
+    // Reads the address and accepts a page the allowed list holds; true when
+    // the page is outside the list and must go.
+    bool outsideAllowedList(Which w, Side& s);
     void bloccaConsentiti(Which w);
     void bloccaConsentitiOld(Which w);
     void acceptPage(Side& s);

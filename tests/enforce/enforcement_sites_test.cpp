@@ -9,10 +9,11 @@ namespace {
 
 using Entries = std::vector<std::string>;
 
-class ForbiddenList : public ::testing::Test {
+// Profile 2 in use with the given list, start page "http://scuola.it/".
+class ListTest : public ::testing::Test {
 protected:
-    ForbiddenList() {
-        rig.addProfile(2, true, {"*casino", "giochi.it", ".poker.com"});
+    ListTest(bool sitiProibiti, const std::vector<std::string>& sites) {
+        rig.addProfile(2, sitiProibiti, sites);
         core::ProfileSwitches s;
         s.paginaPredefinita = "http://scuola.it/";
         rig.use(2, s);
@@ -20,6 +21,11 @@ protected:
     }
     test::EnforcementRig rig;
     Enforcement& e() { return *rig.enforcement; }
+};
+
+class ForbiddenList : public ListTest {
+protected:
+    ForbiddenList() : ListTest(true, {"*casino", "giochi.it", ".poker.com"}) {}
 };
 
 TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
@@ -178,17 +184,9 @@ TEST_F(ForbiddenList, ATickIsNotEnteredAgainFromInsideItself) {
     EXPECT_EQ(rig.entries("read chrome.exe").size(), 2u) << "and runs again afterwards";
 }
 
-class AllowedList : public ::testing::Test {
+class AllowedList : public ListTest {
 protected:
-    AllowedList() {
-        rig.addProfile(2, false, {".scuola.it", "*compiti"});
-        core::ProfileSwitches s;
-        s.paginaPredefinita = "http://scuola.it/";
-        rig.use(2, s);
-        rig.journal.entries.clear();
-    }
-    test::EnforcementRig rig;
-    Enforcement& e() { return *rig.enforcement; }
+    AllowedList() : ListTest(false, {".scuola.it", "*compiti"}) {}
 };
 
 TEST_F(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
