@@ -140,8 +140,11 @@ TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
     // The box is gone once the viewer takes input again.
     EXPECT_TRUE(waitFor([&] { return (!IsWindow(box) || !IsWindowVisible(box)) && IsWindowEnabled(viewer); }));
     EXPECT_EQ(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0), 3);
+    bringToFront(viewer);
     click(GetDlgItem(viewer, IDC_LOG_CMDESCI));
-    EXPECT_TRUE(waitFor([&] { return !IsWindow(viewer); }));
+    const bool closed = waitFor([&] { return !IsWindow(viewer); });
+    if (!closed) screenshot("frmLogSiti-not-closed");
+    EXPECT_TRUE(closed);
 }
 
 }  // namespace
