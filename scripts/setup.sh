@@ -5,11 +5,12 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 
+# `wine` brings the wine and wineserver commands; wine64 alone has neither.
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates
-  libsqlite3-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
+  libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
-  wine64 xvfb xdotool imagemagick x11-utils
+  wine wine64 xvfb xdotool imagemagick x11-utils
 )
 # npm fetches the SQLite amalgamation; a machine may have its own Node.js
 # already, which Debian's npm package would conflict with.
@@ -25,6 +26,17 @@ if [ ${#missing[@]} -gt 0 ]; then
   echo "setup: installing ${missing[*]}"
   as_root apt-get update -qq
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+# A package can install without the command a script calls: check each.
+absent=()
+for c in wine wineserver Xvfb xdotool import x86_64-w64-mingw32-g++ x86_64-w64-mingw32-windres \
+         cmake ninja npm g++ flock setsid; do
+  command -v "$c" >/dev/null 2>&1 || absent+=("$c")
+done
+if [ ${#absent[@]} -gt 0 ]; then
+  echo "setup: still missing after installing: ${absent[*]}" >&2
+  exit 1
 fi
 
 "$root/scripts/fetch-sqlite.sh" "${OMBRIX_SQLITE_CACHE:-$root/build/_deps/sqlite}"

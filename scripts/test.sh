@@ -9,6 +9,9 @@ build=${OMBRIX_BUILD:-$root/build}
 jobs=${OMBRIX_JOBS:-2}
 
 "$root/scripts/setup.sh"
+# Whatever ends this run, the virtual display and the wineserver go with it.
+trap '"$root/scripts/wine-stop" "$build/windows"' EXIT
+trap 'exit 130' INT TERM
 
 echo "== native build (sanitizers on)"
 cmake -S "$root" -B "$build/native" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
@@ -19,7 +22,4 @@ ctest --test-dir "$build/native" -j "$jobs" --output-on-failure --timeout 600
 "$root/scripts/build-windows.sh" "$build/windows"
 
 echo "== Windows tests under Wine"
-status=0
-ctest --test-dir "$build/windows" -j "$jobs" --output-on-failure --timeout 900 || status=$?
-"$root/scripts/wine-stop" "$build/windows"
-exit $status
+ctest --test-dir "$build/windows" -j "$jobs" --output-on-failure --timeout 900
