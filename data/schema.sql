@@ -1,13 +1,14 @@
 -- The delivered empty store: today's whole structure, one profile that
 -- enforces nothing, the options row naming it, and the one time-slot row.
--- Text columns ignore letter case (accented letters too) when compared.
+-- The columns name no collation, so any SQLite tool can change the file; the
+-- program compares text without regard to case in its own statements.
 -- Yes/no columns hold true as -1.
 
 CREATE TABLE Profili (
     IDProfilo INTEGER NOT NULL UNIQUE,
-    Profilo TEXT(255) COLLATE NOCASE_LATIN,
-    StampantePredefinita TEXT(255) COLLATE NOCASE_LATIN,
-    PaginaPredefinita TEXT(255) COLLATE NOCASE_LATIN,
+    Profilo TEXT(255),
+    StampantePredefinita TEXT(255),
+    PaginaPredefinita TEXT(255),
     BloccaDownload BIT,
     SitiProibiti BIT,
     Kiosk BIT,
@@ -21,21 +22,21 @@ CREATE TABLE Profili (
 CREATE TABLE ProcessiVietati (
     IDProcesso INTEGER PRIMARY KEY AUTOINCREMENT,
     IDProfilo INTEGER,
-    Processo TEXT(255) COLLATE NOCASE_LATIN
+    Processo TEXT(255)
 );
 CREATE INDEX ProcessiVietatiProfilo ON ProcessiVietati (IDProfilo, Processo);
 
 CREATE TABLE NomiFinestreVietate (
     IDNomeFinestra INTEGER PRIMARY KEY AUTOINCREMENT,
     IDProfilo INTEGER,
-    NomeFinestra TEXT(255) COLLATE NOCASE_LATIN
+    NomeFinestra TEXT(255)
 );
 CREATE INDEX NomiFinestreVietateProfilo ON NomiFinestreVietate (IDProfilo, NomeFinestra);
 
 CREATE TABLE SitiVietatiConsentiti (
     IDSito INTEGER PRIMARY KEY AUTOINCREMENT,
     IDProfilo INTEGER,
-    Sito TEXT(255) COLLATE NOCASE_LATIN
+    Sito TEXT(255)
 );
 CREATE INDEX SitiVietatiConsentitiProfilo ON SitiVietatiConsentiti (IDProfilo, Sito);
 

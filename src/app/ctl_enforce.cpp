@@ -30,7 +30,7 @@ std::optional<long long> findProfile(core::Database& db, const std::string& name
         if (!id.isEmpty()) return id.toInteger();
     }
     const core::Value id =
-        db.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = ? ORDER BY rowid LIMIT 1;", {core::Value(nameOrId)});
+        db.scalar("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS " ORDER BY rowid LIMIT 1;", {core::Value(nameOrId)});
     if (id.isEmpty() || id.isNull()) return std::nullopt;
     return id.toInteger();
 }

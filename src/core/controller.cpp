@@ -150,7 +150,7 @@ Controller::StartResult Controller::startUp() {
 }
 
 long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
-    return ReadField(store_.connection, "Profili", "IDProfilo", Condition{"Profilo = ?", {Value(name)}}).toInteger();
+    return ReadField(store_.connection, "Profili", "IDProfilo", Condition{"Profilo" OMBRIX_TEXT_EQUALS, {Value(name)}}).toInteger();
 }
 
 void Controller::onProfileChosen(const std::string& name) {

@@ -15,9 +15,13 @@ struct sqlite3_stmt;
 
 namespace ombrix::core {
 
-// Text columns of the store use this collation: case is ignored for ASCII
-// and accented letters alike, as the program has always compared text.
+// The program compares text with this collation: case is ignored for ASCII
+// and accented letters alike. Every connection of ours registers it and our
+// statements name it where they compare text; the schema never does, so any
+// SQLite tool can open, change and repair the file.
 inline constexpr const char* kTextCollation = "NOCASE_LATIN";
+// The tail of a comparison of a text column with one bound value.
+#define OMBRIX_TEXT_EQUALS " = ? COLLATE NOCASE_LATIN"
 
 class Statement {
 public:

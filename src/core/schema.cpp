@@ -50,6 +50,83 @@ bool anyColumn(Database& db, Match match) {
     return false;
 }
 
+std::string bracketed(std::string_view name) { return "[" + std::string(name) + "]"; }
+
+bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) { return a.size() == b.size() && equalsNoCase(a, b); }
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v'; }
+bool isNameChar(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
+           static_cast<unsigned char>(c) >= 0x80;
+}
+
+// The statement without any "COLLATE NOCASE_LATIN" (name quoted or not):
+// earlier builds wrote our own collation into the schema, where other SQLite
+// tools cannot follow it. One pass, no backtracking, whatever the input.
+std::string withoutOwnCollation(std::string_view sql) {
+    std::string out;
+    out.reserve(sql.size());
+    std::size_t i = 0;
+    while (i < sql.size()) {
+        const bool wordStart = i == 0 || !isNameChar(sql[i - 1]);
+        if (wordStart && sql.size() - i >= 7 && equalsIgnoringAsciiCase(sql.substr(i, 7), "COLLATE") &&
+            (i + 7 == sql.size() || !isNameChar(sql[i + 7]))) {
+            std::size_t j = i + 7;
+            while (j < sql.size() && isBlank(sql[j])) ++j;
+            char close = 0;
+            if (j < sql.size() && (sql[j] == '"' || sql[j] == '`' || sql[j] == '\'' || sql[j] == '[')) {
+                close = sql[j] == '[' ? ']' : sql[j];
+                ++j;
+            }
+            std::size_t k = j;
+            while (k < sql.size() && isNameChar(sql[k])) ++k;
+            if (equalsIgnoringAsciiCase(sql.substr(j, k - j), kTextCollation) &&
+                (!close || (k < sql.size() && sql[k] == close))) {
+                while (!out.empty() && isBlank(out.back())) out.pop_back();
+                i = close ? k + 1 : k;
+                continue;
+            }
+        }
+        out.push_back(sql[i++]);
+    }
+    return out;
+}
+
+// Rebuilds a table from a new CREATE statement under the same name, keeping
+// its rows, identifiers, indexes (rewritten by `rewrite`) and AUTOINCREMENT
+// counter, so that identifiers of deleted rows never come back. Runs inside
+// the caller's transaction.
+template <typename Rewrite>
+bool rebuildTable(Database& db, const std::string& table, const std::string& create, Rewrite rewrite) {
+    std::vector<std::string> indexes;
+    {
+        Statement q = db.prepare("SELECT sql FROM sqlite_master WHERE type = 'index' AND tbl_name = ? AND sql IS NOT NULL;");
+        if (!q.valid() || !q.bind(1, Value(table))) return false;
+        while (q.step()) indexes.push_back(rewrite(q.column(0).toText()));
+        if (q.failed()) return false;
+    }
+    Value counter;
+    if (db.scalar("SELECT count(*) FROM sqlite_master WHERE name = 'sqlite_sequence';").toInteger() > 0) {
+        counter = db.scalar("SELECT seq FROM sqlite_sequence WHERE name = ?;", {Value(table)});
+    }
+    const std::string old = bracketed(table + "_vecchia");
+    if (!db.exec("ALTER TABLE " + bracketed(table) + " RENAME TO " + old + ";")) return false;
+    if (!db.exec(create)) return false;
+    if (!db.exec("INSERT INTO " + bracketed(table) + " SELECT * FROM " + old + ";")) return false;
+    if (!db.exec("DROP TABLE " + old + ";")) return false;
+    for (const auto& index : indexes) {
+        if (!db.exec(index)) return false;
+    }
+    if (!counter.isEmpty() && !counter.isNull()) {
+        if (!db.run("UPDATE sqlite_sequence SET seq = max(seq, ?) WHERE name = ?;", {counter, Value(table)})) return false;
+        if (db.changes() == 0 &&
+            !db.run("INSERT INTO sqlite_sequence (name, seq) VALUES (?, ?);", {Value(table), counter})) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // Rebuilds SitiVietatiConsentiti with Sito declared 255 wide, keeping its
 // rows, identifiers, other columns and indexes. All or nothing.
 bool widenSiteColumn(Database& db) {
@@ -61,24 +138,47 @@ bool widenSiteColumn(Database& db) {
         std::regex_replace(create, sitoDecl, "Sito$1TEXT(" + std::to_string(kSiteWidth) + ")",
                            std::regex_constants::format_first_only);
     if (widened == create) return false;
-    std::vector<std::string> indexes;
-    {
-        Statement q = db.prepare(
-            "SELECT sql FROM sqlite_master WHERE type = 'index' AND tbl_name = 'SitiVietatiConsentiti' "
-            "AND sql IS NOT NULL;");
-        while (q.step()) indexes.push_back(q.column(0).toText());
-    }
-    const std::string renamed =
-        std::regex_replace(widened, std::regex(R"(\bSitiVietatiConsentiti\b)"), "SitiVietatiConsentiti_nuova",
-                           std::regex_constants::format_first_only);
     Transaction tx(db);
     if (!tx.active()) return false;
-    if (!db.exec(renamed)) return false;
-    if (!db.exec("INSERT INTO SitiVietatiConsentiti_nuova SELECT * FROM SitiVietatiConsentiti;")) return false;
-    if (!db.exec("DROP TABLE SitiVietatiConsentiti;")) return false;
-    if (!db.exec("ALTER TABLE SitiVietatiConsentiti_nuova RENAME TO SitiVietatiConsentiti;")) return false;
-    for (const auto& index : indexes) {
-        if (!db.exec(index)) return false;
+    if (!rebuildTable(db, "SitiVietatiConsentiti", widened, [](std::string sql) { return sql; })) return false;
+    return tx.commit();
+}
+
+// Takes our own collation out of every table and index that still names it.
+// All or nothing; true when something changed.
+bool dropOwnCollation(Database& db) {
+    std::vector<std::pair<std::string, std::string>> tables;
+    {
+        Statement q = db.prepare("SELECT name, sql FROM sqlite_master WHERE type = 'table' AND sql IS NOT NULL "
+                                 "ORDER BY rowid;");
+        while (q.step()) {
+            std::string sql = q.column(1).toText();
+            std::string stripped = withoutOwnCollation(sql);
+            if (stripped != sql) tables.emplace_back(q.column(0).toText(), std::move(stripped));
+        }
+        if (q.failed()) return false;
+    }
+    std::vector<std::string> indexes;
+    {
+        Statement q = db.prepare("SELECT name, sql FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL;");
+        while (q.step()) {
+            const std::string sql = q.column(1).toText();
+            if (withoutOwnCollation(sql) != sql) indexes.push_back(q.column(0).toText());
+        }
+        if (q.failed()) return false;
+    }
+    if (tables.empty() && indexes.empty()) return false;
+    Transaction tx(db);
+    if (!tx.active()) return false;
+    for (const auto& [table, create] : tables) {
+        if (!rebuildTable(db, table, create, withoutOwnCollation)) return false;
+    }
+    // An index that names the collation on a table that did not.
+    for (const auto& name : indexes) {
+        const std::string sql =
+            db.scalar("SELECT sql FROM sqlite_master WHERE type = 'index' AND name = ?;", {Value(name)}).toText();
+        if (sql.empty() || withoutOwnCollation(sql) == sql) continue;
+        if (!db.exec("DROP INDEX " + bracketed(name) + ";") || !db.exec(withoutOwnCollation(sql))) return false;
     }
     return tx.commit();
 }
@@ -105,10 +205,21 @@ int declaredTextWidth(Database& db, std::string_view table, std::string_view col
         db.scalar("SELECT type FROM pragma_table_info('" + std::string(table) + "') WHERE name = ?;",
                   {Value(std::string(column))})
             .toText();
-    std::smatch m;
-    static const std::regex width(R"(\(\s*(\d+)\s*\))");
-    if (!std::regex_search(type, m, width)) return 0;
-    return std::stoi(m[1].str());
+    // By hand and bounded: the declaration is the file's text, not ours.
+    const std::size_t open = type.find('(');
+    if (open == std::string::npos) return 0;
+    std::size_t i = open + 1;
+    while (i < type.size() && isBlank(type[i])) ++i;
+    long long width = 0;
+    bool digits = false;
+    for (; i < type.size() && type[i] >= '0' && type[i] <= '9'; ++i) {
+        digits = true;
+        width = width * 10 + (type[i] - '0');
+        if (width > 1'000'000'000) return 0;
+    }
+    while (i < type.size() && isBlank(type[i])) ++i;
+    if (!digits || i >= type.size() || type[i] != ')') return 0;
+    return static_cast<int>(width);
 }
 
 bool AggiornaDBAVersioneCorrente(Database& db) {
@@ -130,6 +241,7 @@ bool AggiornaDBAVersioneCorrente(Database& db) {
             db.exec("CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);");
         }
     }
+    if (dropOwnCollation(db)) changed = true;
     return changed;
 }
 

@@ -50,7 +50,7 @@ std::string GeneraID(Database& db, std::string_view table, std::string_view colu
         if (pad > 0) id.append(static_cast<std::size_t>(pad), '0');
         return id + number;
     };
-    Statement taken = db.prepare("SELECT 1 FROM " + bracketed(table) + " WHERE " + bracketed(column) + " = ? LIMIT 1;");
+    Statement taken = db.prepare("SELECT 1 FROM " + bracketed(table) + " WHERE " + bracketed(column) + OMBRIX_TEXT_EQUALS " LIMIT 1;");
     if (!taken.valid()) return {};
     while (true) {
         const std::string id = build(candidate);
@@ -70,7 +70,7 @@ InsertResult insertListEntry(Database& db, ListKind kind, long long profileId, s
     const ListTable& t = listTable(kind);
     const std::string v(value);
     const std::string find = std::string("SELECT ") + t.idColumn + " FROM " + t.table + " WHERE " + t.valueColumn +
-                             " = ? AND IDProfilo = ? LIMIT 1;";
+                             OMBRIX_TEXT_EQUALS " AND IDProfilo = ? LIMIT 1;";
     Statement test = db.prepare(find);
     if (!test.valid() || !test.bindAll({Value(v), Value(static_cast<std::int64_t>(profileId))})) {
         return InsertResult::Failed;

@@ -18,8 +18,8 @@ std::vector<std::string> loadTexts(core::Database& db, const char* sql, long lon
 
 SiteList loadSiteList(core::Database& db, long long profileId) {
     SiteList::Builder builder;
-    // length() rather than a comparison with '': the column's collation would
-    // be called for every row, and no text but the empty one has length 0.
+    // length() rather than a comparison with '': no text but the empty one
+    // has length 0, whatever the column's type affinity made of it.
     core::Statement q = db.prepare(
         "SELECT SitiVietatiConsentiti.Sito FROM SitiVietatiConsentiti "
         "WHERE SitiVietatiConsentiti.IDProfilo = ? AND SitiVietatiConsentiti.Sito IS NOT NULL "

@@ -1,6 +1,7 @@
 #include "core/schema.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include "core/store.h"
 #include "fakes/fixtures.h"
@@ -124,7 +125,8 @@ TEST(Upgrade, FromEveryIntermediateState) {
         SCOPED_TRACE("steps already present: " + std::to_string(done));
         Database db = test::oldestStore();
         for (int i = 0; i < done; ++i) ASSERT_TRUE(db.exec(statements[i]));
-        EXPECT_EQ(AggiornaDBAVersioneCorrente(db), done < kSteps);
+        // The oldest file names the old collation: there is always work.
+        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
         for (const auto& [table, column] : kAddedColumns) EXPECT_TRUE(VerificaEsistenzaCampo(db, column, table)) << column;
         EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), done == 0 ? 255 : 100);
         // A Fasce table made before this run is not seeded again.
@@ -160,6 +162,99 @@ TEST(DeliveredDatabase, WrittenOnceNeverOverwritten) {
     ASSERT_TRUE(db.open(path));
     EXPECT_EQ(ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText(), "x") << "the existing file is untouched";
     EXPECT_FALSE(createDeliveredDatabase(dir.file("no/such/folder/DataBase.db"), &error));
+}
+
+// An administrator opens the file with any SQLite tool: nothing of ours is
+// registered there. The delivered file, the oldest one upgraded and one
+// written by a build that still named its collation in the schema.
+TEST(PlainSqlite, ChangesEveryTableOfDeliveredAndUpgradedFiles) {
+    test::TempDir dir;
+    const std::string delivered = dir.file("delivered.db");
+    ASSERT_TRUE(createDeliveredDatabase(delivered));
+    auto upgraded = [&](const std::string& name, const std::string& sql) {
+        const std::string path = dir.file(name);
+        Database db;
+        EXPECT_TRUE(db.open(path, Database::Mode::CreateIfMissing));
+        EXPECT_TRUE(db.exec(sql));
+        EXPECT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE Sito = '*gioco';")) << "a deleted identifier";
+        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
+        return path;
+    };
+    std::string collated(deliveredSchemaSql());
+    for (const char* column : {"Profilo TEXT(255)", "Processo TEXT(255)", "NomeFinestra TEXT(255)", "Sito TEXT(255)"}) {
+        const auto at = collated.find(column);
+        ASSERT_NE(at, std::string::npos) << column;
+        collated.insert(at + std::string_view(column).size(), " COLLATE \"nocase_latin\"");
+    }
+    collated += "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (1, '.example.com'), (1, '*gioco');";
+    const std::string files[] = {delivered, upgraded("oldest.db", std::string(test::oldestSchemaSql())),
+                                 upgraded("collated.db", collated)};
+
+    const char* statements[] = {
+        "INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (9, 'Città', -1)",
+        "UPDATE Profili SET PaginaPredefinita = 'x' WHERE Profilo = 'Città'",
+        "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (9, '.example.org')",
+        "UPDATE SitiVietatiConsentiti SET Sito = '.example.net' WHERE Sito = '.example.org'",
+        "INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (9, 'gioco.exe')",
+        "UPDATE ProcessiVietati SET Processo = 'giochi.exe' WHERE Processo = 'gioco.exe'",
+        "INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (9, 'Prompt')",
+        "UPDATE NomiFinestreVietate SET NomeFinestra = 'Shell' WHERE NomeFinestra = 'Prompt'",
+        "UPDATE Opzioni SET IDProfiloInUso = 9, PasswordAdmin = 'x' WHERE PasswordAdmin IS NOT NULL OR 1",
+        "INSERT INTO Clienti (IDProfilo) VALUES (9)",
+        "INSERT INTO LogSiti (DataOra, URL) VALUES ('2026-11-23 08:00:00', 'https://example.net/')",
+        "UPDATE Fasce SET ProfiloFasceNonDefinite = 9",
+    };
+    const std::pair<const char*, long long> reads[] = {
+        {"SELECT count(*) FROM Profili WHERE Profilo = 'Città' AND PaginaPredefinita = 'x'", 1},
+        {"SELECT count(*) FROM SitiVietatiConsentiti WHERE Sito = '.example.net' AND IDProfilo = 9", 1},
+        {"SELECT count(*) FROM ProcessiVietati WHERE Processo = 'giochi.exe'", 1},
+        {"SELECT count(*) FROM NomiFinestreVietate WHERE NomeFinestra = 'Shell'", 1},
+        {"SELECT IDProfiloInUso FROM Opzioni", 9},
+        {"SELECT count(*) FROM Clienti WHERE IDProfilo = 9", 1},
+        {"SELECT count(*) FROM LogSiti WHERE URL = 'https://example.net/'", 1},
+        {"SELECT ProfiloFasceNonDefinite FROM Fasce", 9},
+    };
+    const char* deletes[] = {"SitiVietatiConsentiti", "ProcessiVietati", "NomiFinestreVietate", "Clienti", "LogSiti",
+                             "Fasce", "Opzioni", "Profili"};
+    for (const auto& file : files) {
+        SCOPED_TRACE(file);
+        sqlite3* raw = nullptr;
+        ASSERT_EQ(sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+        auto run = [&](const std::string& sql) {
+            char* error = nullptr;
+            const int rc = sqlite3_exec(raw, sql.c_str(), nullptr, nullptr, &error);
+            const std::string message = error ? error : "";
+            sqlite3_free(error);
+            return rc == SQLITE_OK ? std::string() : message;
+        };
+        auto number = [&](const std::string& sql) {
+            sqlite3_stmt* q = nullptr;
+            long long n = -1;
+            if (sqlite3_prepare_v2(raw, sql.c_str(), -1, &q, nullptr) == SQLITE_OK && sqlite3_step(q) == SQLITE_ROW) {
+                n = sqlite3_column_int64(q, 0);
+            }
+            sqlite3_finalize(q);
+            return n;
+        };
+        for (const char* sql : statements) EXPECT_EQ(run(sql), "") << sql;
+        for (const auto& [sql, expected] : reads) EXPECT_EQ(number(sql), expected) << sql;
+        EXPECT_EQ(number("SELECT count(*) FROM pragma_integrity_check WHERE integrity_check <> 'ok'"), 0);
+        for (const char* table : deletes) EXPECT_EQ(run(std::string("DELETE FROM ") + table), "") << table;
+        sqlite3_close(raw);
+    }
+
+    // The rebuilt tables keep their rows and never hand out a deleted identifier again.
+    Database db;
+    ASSERT_TRUE(db.open(dir.file("probe.db"), Database::Mode::CreateIfMissing));
+    ASSERT_TRUE(db.exec(collated));
+    ASSERT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE Sito = '*gioco';"));
+    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM sqlite_master WHERE sql LIKE '%nocase_latin%';").toInteger(), 0);
+    EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).size(), 1u);
+    EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, ".EXAMPLE.com"), InsertResult::Duplicate);
+    ASSERT_EQ(insertListEntry(db, ListKind::Sites, 1, ".nuovo.it"), InsertResult::Inserted);
+    EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).back().id, 3);
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
 }
 
 TEST(Database, RefusesFilesThatAreNotStores) {
