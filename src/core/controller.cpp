@@ -32,7 +32,9 @@ void Controller::killTaskManager() { killEveryInstance("taskmgr.exe"); }
 bool Controller::ensureStore() { return ApriDatabase(m_.env, store_); }
 
 std::string Controller::programPath() const {
-    return joinPath(m_.env.system.programFolder(), std::string(kProgramExeName) + ".exe", m_.env.separator);
+    std::string name = m_.env.system.programFileName();
+    if (name.empty()) name = std::string(kProgramExeName) + ".exe";
+    return joinPath(m_.env.system.programFolder(), name, m_.env.separator);
 }
 
 bool Controller::runKeyForCurrentUser() const {
@@ -99,6 +101,7 @@ Controller::StartResult Controller::startUp() {
     killTaskManager();
     m_.view.showSplash();
     if (m_.instance.anotherInstanceRunning()) return StartResult::AnotherInstance;
+    m_.view.showTrayIcon();
     windowsMajor_ = m_.env.system.windowsMajorVersion();
     windowsMinor_ = m_.env.system.windowsMinorVersion();
     store_.folder = ScegliCartellaDatabase(m_.env);
@@ -187,8 +190,16 @@ bool Controller::savePassword(const std::string& password, const std::string& co
                                    platform::MessageButtons::Ok});
         return false;
     }
-    if (!ensureStore()) return false;
-    return UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(password)), kOptionsRow);
+    if (ensureStore() &&
+        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(password)), kOptionsRow)) {
+        return true;
+    }
+    // Never a silent "Salva": the administrator must know the password was not kept.
+    std::string why = store_.connection.lastError();
+    if (why.empty()) why = store_.connection.isOpen() ? "Opzioni" : store_.folder;
+    m_.env.dialogs.messageBox({"0310", lang.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
+                               platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    return false;
 }
 
 bool Controller::login(const std::string& typed) {

@@ -53,6 +53,7 @@ inline constexpr const char* kRunKey = "SOFTWARE\\Microsoft\\Windows\\CurrentVer
 inline constexpr const char* kZoneMapDomains = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap\\Domains\\";
 // The maker's site, put in the browser's trusted zone at start-up.
 inline constexpr const char* kMakerSite = "www.ombrix.example";
+// The executable's usual name, used only when the system cannot tell its real one.
 inline constexpr const char* kProgramExeName = "ombrix";
 
 class Controller {

@@ -16,6 +16,9 @@ public:
     // The folder of the running executable, without a trailing separator
     // (except for a drive root such as "C:\").
     [[nodiscard]] virtual std::string programFolder() = 0;
+    // The running executable's file name ("ombrix.exe"), as it is on disk:
+    // an administrator may have renamed it.
+    [[nodiscard]] virtual std::string programFileName() = 0;
 };
 
 // The running machine. Natively the Windows version reads as 0.

@@ -67,6 +67,8 @@ public:
         return it == env.end() ? std::string() : it->second;
     }
     std::string programFolder() override { return folder; }
+    std::string programFileName() override { return fileName; }
+    std::string fileName = "ombrix.exe";
 };
 
 class RecordingDialogs final : public platform::Dialogs {

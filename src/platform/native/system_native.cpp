@@ -22,6 +22,11 @@ public:
         if (ec) return ".";
         return pathToUtf8(exe.parent_path());
     }
+    std::string programFileName() override {
+        std::error_code ec;
+        const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+        return ec ? std::string() : pathToUtf8(exe.filename());
+    }
 };
 
 }  // namespace

@@ -32,21 +32,32 @@ public:
         return win32::fromWide(value);
     }
     std::string programFolder() override {
+        std::wstring path = modulePath();
+        const auto slash = path.find_last_of(L"\\/");
+        if (slash == std::wstring::npos) return ".";
+        // A drive root keeps its backslash ("C:\").
+        path.resize(slash == 2 && path[1] == L':' ? slash + 1 : slash);
+        return win32::fromWide(path);
+    }
+    std::string programFileName() override {
+        const std::wstring path = modulePath();
+        const auto slash = path.find_last_of(L"\\/");
+        return win32::fromWide(slash == std::wstring::npos ? path : path.substr(slash + 1));
+    }
+
+private:
+    static std::wstring modulePath() {
         std::wstring path(MAX_PATH, L'\0');
         while (true) {
             const DWORD n = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-            if (n == 0) return ".";
+            if (n == 0) return {};
             if (n < path.size()) {
                 path.resize(n);
                 break;
             }
             path.resize(path.size() * 2);
         }
-        const auto slash = path.find_last_of(L"\\/");
-        if (slash == std::wstring::npos) return ".";
-        // A drive root keeps its backslash ("C:\").
-        path.resize(slash == 2 && path[1] == L':' ? slash + 1 : slash);
-        return win32::fromWide(path);
+        return path;
     }
 };
 
