@@ -19,6 +19,8 @@ public:
     // Start-up.
     virtual void applyIconAndLanguage() = 0;  // icon "AAA", the form translator
     virtual void showSplash() = 0;
+    // The notification-area icon, once this start is known to be the only one.
+    virtual void showTrayIcon() = 0;
     virtual void closeSplashSoon() = 0;  // the splash's own one-second timer
     virtual void fillProfiles(const std::vector<ProfileItem>& profiles, int selected) = 0;
     virtual void hideOwnerWindow() = 0;  // no task-bar button

@@ -2,6 +2,7 @@
 // The timing rules of the two small notice forms.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace ombrix::core {
@@ -19,6 +20,24 @@ public:
 
 private:
     std::uint64_t loadedAtMs_;
+};
+
+// frmMessaggio's life: the first notice loads it and starts the countdown;
+// a notice while it is shown changes the text, not the countdown, so a
+// steady stream of notices still closes it about 10 s after it was loaded.
+// OK or the countdown closes it, and the next notice loads it again.
+class NoticeLife {
+public:
+    // A notice arrives; true when it loads the form (its timer starts).
+    bool show(std::uint64_t nowMs);
+    [[nodiscard]] bool loaded() const { return countdown_.has_value(); }
+    [[nodiscard]] std::string caption(std::uint64_t nowMs) const;
+    // The timer's tick: true when the form closes itself now.
+    bool tick(std::uint64_t nowMs);
+    void closed() { countdown_.reset(); }
+
+private:
+    std::optional<NoticeCountdown> countdown_;
 };
 
 inline constexpr std::uint32_t kNoticeTickMs = 500;

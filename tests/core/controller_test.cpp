@@ -79,7 +79,7 @@ protected:
 TEST_F(ControllerTest, StartUpRunsItsStepsInOrder) {
     ASSERT_EQ(controller().startUp(), Controller::StartResult::Running);
     const std::vector<std::string> order = {
-        "view language",     "view splash", "view profiles",  "lists profile 1",  "load sites 1",
+        "view language",     "view splash", "view tray icon", "view profiles",  "lists profile 1",  "load sites 1",
         "load processes",    "load windows", "view hide owner", "view topmost",     "tmrKillTaskManager on",
         "timerLogSitiVisitati off", "view splash closes"};
     int at = 0;
@@ -111,6 +111,7 @@ TEST_F(ControllerTest, ASecondInstanceEndsBeforeTouchingAnything) {
     EXPECT_EQ(controller().startUp(), Controller::StartResult::AnotherInstance);
     EXPECT_FALSE(store.connection.isOpen());
     EXPECT_EQ(journal.find("view profiles"), -1);
+    EXPECT_EQ(journal.find("view tray icon"), -1) << "no second icon, however briefly";
     EXPECT_FALSE(registry.keyExists(RegRoot::CurrentUser, kZoneMapDomains));
     EXPECT_TRUE(dialogs.shown.empty());
 }
@@ -239,6 +240,14 @@ TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {
     EXPECT_TRUE(controller().savePassword("Nuova Password", "Nuova Password"));
     EXPECT_FALSE(controller().login("segreta"));
     EXPECT_TRUE(controller().login("Nuova Password"));
+
+    // A store that refuses the write says so, with the store's own reason.
+    sql("CREATE TRIGGER rifiuta BEFORE UPDATE ON Opzioni BEGIN SELECT RAISE(ABORT, 'disco protetto'); END;");
+    EXPECT_FALSE(controller().savePassword("Terza", "Terza"));
+    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_NE(dialogs.shown.back().text.find("disco protetto"), std::string::npos) << dialogs.shown.back().text;
+    EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Critical);
+    EXPECT_TRUE(controller().login("Nuova Password"));
 }
 
 TEST_F(ControllerTest, AutostartEntries) {
@@ -280,11 +289,13 @@ TEST_F(ControllerTest, OlderWindowsWritesOnlyTheMachineRunKey) {
     EXPECT_FALSE(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix"));
 }
 
+// The executable was renamed by the administrator: the entry names the real file.
 TEST_F(ControllerTest, StartUpRefreshesAnAutostartEntryThatPointsElsewhere) {
+    system.fileName = "scuola.exe";
     registry.writeString(RegRoot::LocalMachine, kRunKey, "Ombrix", "C:\\Vecchio\\ombrix.exe");
     registry.writeString(RegRoot::CurrentUser, kRunKey, "Altro", "C:\\altro.exe");
     controller().startUp();
-    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"), dir.file("ombrix.exe"));
+    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"), dir.file("scuola.exe"));
     EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix"), std::nullopt) << "none made where none was";
     EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Altro"), "C:\\altro.exe");
 }
@@ -407,6 +418,26 @@ TEST(NoticeCountdown, CountsFromElevenAndClosesAfterTenSeconds) {
         EXPECT_EQ(c.caption(k.now), k.caption) << k.now;
         EXPECT_EQ(c.shouldClose(k.now), k.closes) << k.now;
     }
+}
+
+// A window that keeps reappearing sends a notice every second: the form still
+// closes about 10 s after it was loaded, and the next notice loads it again.
+TEST(NoticeLife, AStreamOfNoticesDoesNotKeepItOpen) {
+    NoticeLife life;
+    EXPECT_TRUE(life.show(0));
+    std::uint64_t closedAt = 0;
+    for (std::uint64_t t = 500; t <= 30000 && !closedAt; t += 500) {
+        if (t % 1000 == 0) {
+            EXPECT_FALSE(life.show(t)) << t;
+        }
+        if (life.tick(t)) closedAt = t;
+    }
+    EXPECT_EQ(closedAt, 10500u) << "more than 10 whole seconds, rounded";
+    EXPECT_FALSE(life.loaded());
+    EXPECT_TRUE(life.show(11200));
+    EXPECT_EQ(life.caption(11200), "OK (11)");
+    life.closed();  // OK pressed
+    EXPECT_TRUE(life.show(12000));
 }
 
 TEST(ClosingNotice, DotsFollowTheSeconds) {

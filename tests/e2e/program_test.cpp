@@ -89,6 +89,40 @@ TEST_F(ProgramTest, AWrongPasswordOpensNothingTheRightOneOpensTheAdministratorCo
     screenshot("frmOmbrix-administrator");
 }
 
+TEST_F(ProgramTest, TheFirstStartAsksForAPasswordInPlainSight) {
+    install.sql("UPDATE Opzioni SET PasswordAdmin = NULL;");
+    program = std::make_unique<Program>(install.exe());
+    HWND options = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (options = formWith(*program, IDC_OPZ_TXTPASS)) != nullptr; }));
+    waitFor([] { return false; }, 1s);
+    screenshot("frmOpzioni-first-start");
+    EXPECT_EQ(formWith(*program, IDC_LBLSPLASH), nullptr) << "the splash is gone before the question";
+    RECT box{};
+    GetWindowRect(options, &box);
+    const POINT centre{(box.left + box.right) / 2, (box.top + box.bottom) / 2};
+    EXPECT_EQ(GetAncestor(WindowFromPoint(centre), GA_ROOT), options) << "nothing covers the form";
+
+    // The focus is in the first box: type the password twice and press Enter.
+    typeText(L"Prima1");
+    pressKey(VK_TAB);
+    typeText(L"Prima1");
+    pressKey(VK_RETURN);
+    HWND main = waitForMainForm(*program);
+    ASSERT_TRUE(main);
+    login(main, L"Prima1");
+    EXPECT_TRUE(waitFor([&] { return adminShown(main); }));
+}
+
+TEST_F(ProgramTest, EscapeNeitherHidesTheFormNorLocksIt) {
+    HWND main = start();
+    ASSERT_TRUE(main);
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
+    bringToFront(main);
+    pressKey(VK_ESCAPE);
+    EXPECT_FALSE(waitFor([&] { return !visible(main) || !adminShown(main); }, 1500ms));
+}
+
 TEST_F(ProgramTest, TheProfileComboPutsAnotherProfileInUse) {
     install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Laboratorio', -1);");
     HWND main = start();

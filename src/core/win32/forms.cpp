@@ -127,8 +127,9 @@ void NoticeForm::show(const std::string& text, const std::string& heading) {
     setWindowText(GetDlgItem(dialog_, IDC_LBLINTESTAZIONE), language_.TestoMessaggio("0302"));
     setWindowText(GetDlgItem(dialog_, IDC_LBLTIPO), heading);
     setWindowText(GetDlgItem(dialog_, IDC_LBLMESSAGGIO), text);
-    countdown_ = std::make_unique<core::NoticeCountdown>(GetTickCount64());
-    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), countdown_->caption(GetTickCount64()));
+    const std::uint64_t now = GetTickCount64();
+    if (!life_.show(now)) return;  // already shown: its countdown goes on
+    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), life_.caption(now));
     // Bottom right of the work area, on top of everything, without taking the focus.
     RECT work{}, box{};
     SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
@@ -140,10 +141,10 @@ void NoticeForm::show(const std::string& text, const std::string& heading) {
 }
 
 void NoticeForm::tick() {
-    if (!dialog_ || !countdown_) return;
+    if (!dialog_ || !life_.loaded()) return;
     const std::uint64_t now = GetTickCount64();
-    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), countdown_->caption(now));
-    if (countdown_->shouldClose(now)) SendMessageW(dialog_, WM_COMMAND, MAKEWPARAM(IDC_CMDOK, BN_CLICKED), 0);
+    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), life_.caption(now));
+    if (life_.tick(now)) SendMessageW(dialog_, WM_COMMAND, MAKEWPARAM(IDC_CMDOK, BN_CLICKED), 0);
 }
 
 void NoticeForm::close() {
@@ -151,7 +152,7 @@ void NoticeForm::close() {
     HWND d = dialog_;
     dialog_ = nullptr;
     translation_.reset();
-    countdown_.reset();
+    life_.closed();
     DestroyWindow(d);
 }
 
@@ -169,12 +170,14 @@ INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                 // OK hides the notice; the form is kept for the next one.
                 KillTimer(dialog, kFormTimer1);
                 ShowWindow(dialog, SW_HIDE);
+                form->life_.closed();
                 return TRUE;
             }
             return FALSE;
         case WM_CLOSE:
             KillTimer(dialog, kFormTimer1);
             ShowWindow(dialog, SW_HIDE);
+            form->life_.closed();
             return TRUE;
         default:
             return FALSE;
@@ -257,6 +260,7 @@ INT_PTR CALLBACK optionsProc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                 SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS, L"");
                 SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS2, L"");
                 keepAboveOwner(dialog);
+                SetForegroundWindow(dialog);
             });
             SetFocus(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
             return FALSE;
@@ -365,8 +369,9 @@ void MainForm::applyIconAndLanguage() {
     setAdministratorMode(false);
     tray_->setIcon(programIcon(16));
     tray_->setToolTip(toWide(windowText(dialog_)));
-    tray_->Show();
 }
+
+void MainForm::showTrayIcon() { tray_->Show(); }
 
 void MainForm::showSplash() {
     splash_ = std::make_unique<SplashForm>(language_, owner_, [this] {
@@ -441,7 +446,11 @@ void MainForm::setTaskManagerCaption(const std::string& caption) {
     setWindowText(GetDlgItem(dialog_, IDC_CMDABILITATASKMANAGER), caption);
 }
 
-bool MainForm::openOptions() { return controller_ && showOptionsForm(dialog_, language_, *controller_); }
+bool MainForm::openOptions() {
+    // The splash is topmost: at the first start it would cover the form that asks for a password.
+    splash_.reset();
+    return controller_ && showOptionsForm(dialog_, language_, *controller_);
+}
 
 void MainForm::showAndFocusPassword() {
     ShowWindow(dialog_, SW_SHOWNORMAL);
@@ -570,9 +579,8 @@ void MainForm::onCommand(int id, int code) {
         case IDM_MNUAPRI:
             showAndFocusPassword();
             break;
-        case IDCANCEL:  // Escape: as the control box
-            if (c.refuseClose(core::Controller::CloseRequest::ControlBox)) tray_->MinimizeToTray(dialog_);
-            break;
+        // IDCANCEL comes only from Escape here (the close box arrives as
+        // WM_CLOSE): a stray key must not hide the form or log out.
         default:
             break;
     }

@@ -67,7 +67,7 @@ private:
     HFONT bold_ = nullptr;
     HWND dialog_ = nullptr;
     std::unique_ptr<DialogTranslation> translation_;
-    std::unique_ptr<core::NoticeCountdown> countdown_;
+    core::NoticeLife life_;
 };
 
 // frmChiusuraInCorso: shown while the program shuts down.
@@ -115,6 +115,7 @@ public:
     // core::MainView
     void applyIconAndLanguage() override;
     void showSplash() override;
+    void showTrayIcon() override;
     void closeSplashSoon() override;
     void fillProfiles(const std::vector<core::ProfileItem>& profiles, int selected) override;
     void hideOwnerWindow() override;
