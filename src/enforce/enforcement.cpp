@@ -80,17 +80,14 @@ void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
     m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, false);
     elencoSiti_ = loadSiteList(m_.db, profileId);
     if (!elencoSiti_.empty()) m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, true);
-    // No profile row (profile 0 at shutdown, or a profile just deleted) has no
-    // site list to enforce, rather than an empty allowed list that would
-    // refuse every page.
+    // A missing row reads as a false SitiProibiti: an allowed list, so a
+    // profile deleted while in use blocks every page rather than none. Only
+    // "no profile" (0, put in use by the shutdown) and a store that cannot be
+    // read at all enforce no site list.
     const std::optional<bool> proibiti = readSitiProibiti(m_.db, profileId);
-    sitiConsentiti_ = proibiti.has_value() && !*proibiti;
-    if (!proibiti.has_value()) {
-        m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, false);
-    } else if (sitiConsentiti_) {
-        // An empty allowed list still blocks every page but the exempt ones.
-        m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, true);
-    }
+    sitiConsentiti_ = profileId != 0 && m_.db.isOpen() && !proibiti.value_or(false);
+    // An empty allowed list still blocks every page but the exempt ones.
+    m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, sitiConsentiti_ || !elencoSiti_.empty());
 }
 
 void Enforcement::CaricaProcessiVietati() {

@@ -35,6 +35,7 @@ TEST(SiteLoader, ReadsEntriesInStoreOrderSkippingEmptyAndNull) {
 TEST(SiteLoader, TimerFollowsListModeAndSize) {
     struct Case {
         const char* name;
+        long long id;
         bool hasProfile;
         bool sitiProibiti;
         std::vector<std::string> sites;
@@ -42,19 +43,20 @@ TEST(SiteLoader, TimerFollowsListModeAndSize) {
         bool sitiConsentiti;
     };
     const Case cases[] = {
-        {"empty forbidden list: nothing enforced", true, true, {}, false, false},
-        {"forbidden list", true, true, {".a.it"}, true, false},
-        {"empty allowed list still blocks", true, false, {}, true, true},
-        {"allowed list", true, false, {".a.it"}, true, true},
-        {"no such profile", false, false, {}, false, false},
+        {"empty forbidden list: nothing enforced", 2, true, true, {}, false, false},
+        {"forbidden list", 2, true, true, {".a.it"}, true, false},
+        {"empty allowed list still blocks", 2, true, false, {}, true, true},
+        {"allowed list", 2, true, false, {".a.it"}, true, true},
+        {"profile in use without a row: an empty allowed list", 2, false, false, {}, true, true},
+        {"no profile (the shutdown's 0)", 0, false, false, {}, false, false},
     };
     for (const auto& c : cases) {
         test::EnforcementRig rig;
         // A profile before this one left the timer on.
         rig.timers.setEnabled(TimerId::SitiVietatiConsentiti, true);
         rig.journal.entries.clear();
-        if (c.hasProfile) rig.addProfile(2, c.sitiProibiti, c.sites);
-        rig.use(2);
+        if (c.hasProfile) rig.addProfile(c.id, c.sitiProibiti, c.sites);
+        rig.use(c.id);
         EXPECT_EQ(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti), c.timerOn) << c.name;
         EXPECT_EQ(rig.enforcement->SitiConsentiti(), c.sitiConsentiti) << c.name;
         EXPECT_EQ(rig.journal.entries.front(), "timerSitiVietatiConsentiti off") << c.name << ": switched off first";

@@ -141,8 +141,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                     }
                     case IDC_CMDSVUOTALOGSITI:
                         if (confirm(*st, "0235", enforce::clearLogQuestion(st->context.language))) {
-                            enforce::clearLog(st->context.db);
-                            show(dialog, *st);
+                            if (enforce::clearLog(st->context.db)) fill(dialog, {});
                         }
                         return TRUE;
                     case IDCANCEL:
