@@ -32,6 +32,7 @@ public:
     std::optional<int> index() const override { return c_.index >= 0 ? std::optional<int>(c_.index) : std::nullopt; }
     bool has(TextProperty p) const override {
         if (menu_) return p == TextProperty::Caption || p == TextProperty::Tag;
+        if (p == TextProperty::Caption) return hasCaption();
         return p != TextProperty::TabCaption;
     }
     std::string get(TextProperty p) const override {
@@ -75,6 +76,16 @@ public:
     }
 
 private:
+    // Text and combo boxes hold what the user types, not a caption: a language
+    // file must never write into them (a password box least of all).
+    bool hasCaption() const {
+        wchar_t cls[32] = {};
+        GetClassNameW(GetDlgItem(owner_.dialog_, c_.id), cls, 32);
+        for (const wchar_t* typed : {L"Edit", L"ComboBox", L"ComboBoxEx32", L"RichEdit20W", L"RICHEDIT50W"}) {
+            if (lstrcmpiW(cls, typed) == 0) return false;
+        }
+        return true;
+    }
     std::string menuText() const {
         wchar_t buffer[256] = {};
         GetMenuStringW(owner_.menu_, static_cast<UINT>(c_.id), buffer, 256, MF_BYCOMMAND);

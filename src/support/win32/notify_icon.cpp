@@ -64,9 +64,9 @@ bool NotifyIcon::call(DWORD message, UINT flags) {
     return Shell_NotifyIconW(message, &data) != FALSE;
 }
 
-// Icon and tip as they are now; without the info flag, which would show an
-// empty balloon.
-bool NotifyIcon::update(DWORD message) { return call(message, tray::addFlags(layout_) & ~static_cast<UINT>(NIF_INFO)); }
+// Icon and tip as they are now. Where balloons exist the info flag goes too:
+// with an empty balloon text it clears a balloon still on show.
+bool NotifyIcon::update(DWORD message) { return call(message, tray::addFlags(layout_)); }
 
 void NotifyIcon::setIcon(HICON icon) {
     icon_ = icon;
