@@ -9,7 +9,11 @@ version=6.0.1
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-( cd "$work" && npm pack --silent "sqlite3@$version" >/dev/null )
+if ! ( cd "$work" && npm pack "sqlite3@$version" ) >"$work/npm.log" 2>&1; then
+  cat "$work/npm.log" >&2
+  echo "fetch-sqlite: npm could not fetch sqlite3@$version" >&2
+  exit 1
+fi
 tar -xzf "$work"/sqlite3-$version.tgz -C "$work" package/deps
 tar -xzf "$work"/package/deps/sqlite-autoconf-*.tar.gz -C "$work"
 mkdir -p "$dir"

@@ -25,7 +25,15 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "setup: installing ${missing[*]}"
   as_root apt-get update -qq
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  log=$(mktemp)
+  if ! as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+      >"$log" 2>&1; then
+    tail -30 "$log" >&2
+    rm -f "$log"
+    echo "setup: apt-get could not install the packages above" >&2
+    exit 1
+  fi
+  rm -f "$log"
 fi
 
 # A package can install without the command a script calls: check each.
