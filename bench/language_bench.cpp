@@ -8,7 +8,7 @@
 namespace {
 
 void BM_TestoMessaggio(benchmark::State& state) {
-    ombrix::Language lang(ombrix::platform::realSystem().programFolder(), ombrix::platform::kPathSeparator);
+    ombrix::Language lang(ombrix::platform::realSystem().programFolder(), ombrix::platform::pathSeparator());
     for (auto _ : state) benchmark::DoNotOptimize(lang.TestoMessaggio("0182"));
 }
 BENCHMARK(BM_TestoMessaggio);

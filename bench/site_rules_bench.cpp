@@ -300,7 +300,7 @@ void BM_SiteTick(benchmark::State& state) {
     for (const auto& a : fixture(count).addresses) {
         if (fixture(count).list.firstMatch(a) == enforce::kNoMatch) machine.pages.push_back(a);
     }
-    Language language(std::filesystem::temp_directory_path().string(), platform::kPathSeparator);
+    Language language(std::filesystem::temp_directory_path().string(), platform::pathSeparator());
     enforce::Enforcement enforcement({store.db, language, machine, machine, machine, machine, machine, machine,
                                       machine, machine, machine});
     enforcement.setProfile(1, {});

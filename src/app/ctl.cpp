@@ -24,7 +24,7 @@ private:
 
 Session::Session(CtlEnvironment& env, std::optional<std::string> dbFile)
     : env_(env),
-      language_(env.system.programFolder(), platform::kPathSeparator),
+      language_(env.system.programFolder(), platform::pathSeparator()),
       dialogs_(std::make_unique<ConsoleDialogs>(env.err)),
       dbFile_(std::move(dbFile)) {}
 
@@ -56,11 +56,7 @@ bool Session::open() {
         return true;
     }
     core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
-#ifdef _WIN32
     store_.folder = core::ScegliCartellaDatabase(se);
-#else
-    store_.folder = core::joinPath(env_.system.programFolder(), core::kDatabaseFolderName, se.separator);
-#endif
     if (core::ApriDatabase(se, store_)) return true;
     if (!store_.connection.lastError().empty()) {
         env_.err << "ombrixctl: cannot open the database in " << store_.folder << ": "

@@ -4,28 +4,17 @@
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
-#include "enforce/process_control.h"
+#include "platform/process_control.h"
+#include "platform/text.h"
 #include "support/language.h"
-#include "support/text.h"
 
 namespace ombrix::core {
-namespace {
-
-// A process that refuses to die must not hang the shutdown.
-constexpr int kKillAttempts = 50;
-
-}  // namespace
 
 Controller::Controller(Machine machine, Store& store) : m_(machine), store_(store) {}
 
-int Controller::killEveryInstance(const std::string& imageName) { return enforce::KillProcess(m_.processes, imageName); }
+int Controller::killEveryInstance(const std::string& imageName) { return platform::KillProcess(m_.processes, imageName); }
 
-void Controller::killUntilGone(const std::string& imageName) {
-    for (int attempt = 0; attempt < kKillAttempts && enforce::IsProcessRunning(m_.processes, imageName); ++attempt) {
-        m_.pump.doEvents();
-        enforce::KillProcess(m_.processes, imageName);
-    }
-}
+void Controller::killUntilGone(const std::string& imageName) { platform::killUntilGone(m_.processes, m_.pump, imageName); }
 
 void Controller::killTaskManager() { killEveryInstance("taskmgr.exe"); }
 

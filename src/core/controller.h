@@ -19,21 +19,6 @@
 
 namespace ombrix::core {
 
-// The lists of the profile in use and their timers (the enforcement).
-class ProfileLists {
-public:
-    virtual ~ProfileLists() = default;
-    // The profile just put in use and its switches.
-    virtual void setProfile(long long profileId, const ProfileSwitches& switches) = 0;
-    virtual void CaricaSitiVietatiConsentiti(long long profileId) = 0;
-    virtual void CaricaProcessiVietati() = 0;
-    virtual void CaricaFinestreVietate() = 0;
-    // Forgets the last address seen, so the next one is logged again.
-    virtual void forgetLastAddress() = 0;
-    // The internal browser is no longer to be used (shutdown).
-    virtual void clearInternalBrowser() {}
-};
-
 // What applying a profile changes on the machine, and giving it back.
 class MachineProfile {
 public:

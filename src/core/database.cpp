@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::core {
 namespace {

@@ -1,7 +1,7 @@
 #include "core/firefox_profile.h"
 
-#include "support/files.h"
-#include "support/text.h"
+#include "platform/files.h"
+#include "platform/text.h"
 
 namespace ombrix::core {
 

@@ -40,6 +40,8 @@ public:
 
     // Notices.
     virtual void showNotice(const std::string& text, const std::string& heading) = 0;
+    // A notice on show stays above the browsers, without taking the keyboard.
+    virtual void keepNoticeOnTop() = 0;
 
     // Shutdown.
     virtual void showClosingNotice() = 0;

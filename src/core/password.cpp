@@ -3,7 +3,7 @@
 #include <charconv>
 #include <random>
 
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::core {
 namespace {

@@ -1,6 +1,6 @@
 #include "core/profile_switches.h"
 
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::core {
 

@@ -4,8 +4,8 @@
 #include <regex>
 #include <vector>
 
-#include "support/files.h"
-#include "support/text.h"
+#include "platform/files.h"
+#include "platform/text.h"
 
 namespace ombrix::core {
 namespace {

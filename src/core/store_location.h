@@ -33,7 +33,7 @@ struct StoreEnvironment {
     platform::System& system;
     platform::Dialogs& dialogs;
     Language& language;
-    char separator = platform::kPathSeparator;
+    char separator = platform::pathSeparator();
 };
 
 // The process-wide store: its folder (no trailing separator) and the one

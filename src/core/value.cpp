@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::core {
 

@@ -1,11 +1,11 @@
 #include "enforce/address_readers.h"
 
-#include "enforce/process_control.h"
+#include "platform/process_control.h"
 
 #include <algorithm>
 #include <array>
 
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::enforce {
 namespace {
@@ -195,7 +195,7 @@ std::string AddressReaders::IndirizzoFirefox() noexcept {
     }
 }
 
-bool AddressReaders::processRunning(std::string_view imageName) { return IsProcessRunning(processes_, imageName); }
+bool AddressReaders::processRunning(std::string_view imageName) { return platform::IsProcessRunning(processes_, imageName); }
 
 std::string AddressReaders::readChromium(Browser browser, BrowserSlots& slots) {
     if (!processRunning(browser == Browser::Edge ? "msedge.exe" : "chrome.exe")) return {};

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <exception>
 
-#include "enforce/process_control.h"
+#include "platform/process_control.h"
 #include "enforce/profile_lists.h"
 #include "enforce/site_log.h"
 #include "enforce/site_rules.h"
 #include "enforce/address_readers.h"
 #include "support/language.h"
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::enforce {
 namespace {
@@ -20,10 +20,6 @@ constexpr std::uint8_t kVkLeft = 37;
 constexpr std::uint8_t kVkW = 87;
 constexpr std::uint32_t kDown = platform::kKeyExtended;
 constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
-
-// A process that outlives every termination must not hold a tick forever:
-// the next tick tries again.
-constexpr int kKillAttempts = 50;
 
 // Runs one step of a tick; a failure ends that step only, as the classic
 // resume-next handling did.
@@ -125,18 +121,13 @@ std::string Enforcement::text(const char* id) { return m_.language.TestoMessaggi
 
 void Enforcement::notify(const std::string& message, int kind) { m_.host.VisualizzaMessaggio(message, kind); }
 
-int Enforcement::KillProcess(std::string_view imageName) { return enforce::KillProcess(m_.processes, imageName); }
+int Enforcement::KillProcess(std::string_view imageName) { return platform::KillProcess(m_.processes, imageName); }
 
 bool Enforcement::IsProcessRunning(std::string_view imageName) {
-    return enforce::IsProcessRunning(m_.processes, imageName);
+    return platform::IsProcessRunning(m_.processes, imageName);
 }
 
-void Enforcement::killUntilGone(std::string_view imageName) {
-    for (int attempt = 0; attempt < kKillAttempts && IsProcessRunning(imageName); ++attempt) {
-        m_.pump.doEvents();
-        KillProcess(imageName);
-    }
-}
+void Enforcement::killUntilGone(std::string_view imageName) { platform::killUntilGone(m_.processes, m_.pump, imageName); }
 
 void Enforcement::closeInternetExplorer() {
     // The misspelt name first, as it always was; it matches no real process.

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "core/controller.h"
 #include "core/database.h"
 #include "core/profile_switches.h"
 #include "core/timers.h"

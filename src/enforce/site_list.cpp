@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::enforce {
 namespace {

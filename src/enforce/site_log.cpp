@@ -5,7 +5,7 @@
 #include "core/store.h"
 #include "enforce/site_rules.h"
 #include "support/language.h"
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::enforce {
 namespace {

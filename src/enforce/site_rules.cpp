@@ -1,7 +1,7 @@
 #include "enforce/site_rules.h"
 
 #include "enforce/site_list.h"
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::enforce {
 namespace {

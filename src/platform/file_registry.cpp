@@ -5,8 +5,8 @@
 #include <sstream>
 #include <vector>
 
-#include "support/files.h"
-#include "support/text.h"
+#include "platform/files.h"
+#include "platform/text.h"
 
 namespace ombrix::platform {
 namespace {
@@ -123,18 +123,5 @@ bool FileRegistry::save() const {
     std::filesystem::create_directories(pathFromUtf8(file_).parent_path(), ec);
     return writeWholeFile(file_, out);
 }
-
-#ifndef _WIN32
-Registry& systemRegistry() {
-    static FileRegistry instance([] {
-        if (const char* explicitPath = std::getenv("OMBRIX_REGISTRY"); explicitPath && *explicitPath) {
-            return std::string(explicitPath);
-        }
-        const char* home = std::getenv("HOME");
-        return std::string(home && *home ? home : ".") + "/.config/ombrix/registry.txt";
-    }());
-    return instance;
-}
-#endif
 
 }  // namespace ombrix::platform

@@ -1,4 +1,4 @@
-#include "support/files.h"
+#include "platform/files.h"
 
 #include <fstream>
 #include <iterator>

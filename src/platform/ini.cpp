@@ -1,12 +1,12 @@
-#include "support/ini.h"
+#include "platform/ini.h"
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <vector>
 
-#include "support/files.h"
-#include "support/text.h"
+#include "platform/files.h"
+#include "platform/text.h"
 
 namespace ombrix::ini {
 namespace {
@@ -104,9 +104,5 @@ std::string readValue(const std::string& path, const std::string& section, const
     if (!text) return {};
     return cp1252ToUtf8(scanByKeyFromText(*text, utf8ToCp1252(key)));
 }
-
-#ifndef _WIN32
-ProfileReader systemProfileReader() { return &portableProfileString; }
-#endif
 
 }  // namespace ombrix::ini

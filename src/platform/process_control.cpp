@@ -1,10 +1,10 @@
-#include "enforce/process_control.h"
+#include "platform/process_control.h"
 
 #include <string>
 
-#include "support/text.h"
+#include "platform/text.h"
 
-namespace ombrix::enforce {
+namespace ombrix::platform {
 namespace {
 
 // The system's image names are fixed-width fields: a NUL ends the name.
@@ -32,4 +32,12 @@ bool IsProcessRunning(platform::Processes& processes, std::string_view imageName
     return false;
 }
 
-}  // namespace ombrix::enforce
+void killUntilGone(Processes& processes, EventPump& pump, std::string_view imageName) {
+    constexpr int kAttempts = 50;
+    for (int attempt = 0; attempt < kAttempts && IsProcessRunning(processes, imageName); ++attempt) {
+        pump.doEvents();
+        KillProcess(processes, imageName);
+    }
+}
+
+}  // namespace ombrix::platform

@@ -4,9 +4,10 @@
 
 #include <string_view>
 
+#include "platform/clock.h"
 #include "platform/processes.h"
 
-namespace ombrix::enforce {
+namespace ombrix::platform {
 
 // Terminates every running process with this image name. Returns the result
 // of the last termination (1: it succeeded, 0: it failed), or 0 when no
@@ -15,4 +16,8 @@ int KillProcess(platform::Processes& processes, std::string_view imageName);
 
 [[nodiscard]] bool IsProcessRunning(platform::Processes& processes, std::string_view imageName);
 
-}  // namespace ombrix::enforce
+// Terminates until none is left, letting messages run between tries. A
+// process that outlives 50 terminations must not hold the caller for ever.
+void killUntilGone(Processes& processes, EventPump& pump, std::string_view imageName);
+
+}  // namespace ombrix::platform

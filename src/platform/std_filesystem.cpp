@@ -2,7 +2,7 @@
 #include <system_error>
 
 #include "platform/filesystem.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::platform {
 namespace {

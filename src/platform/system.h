@@ -25,10 +25,6 @@ public:
 System& realSystem();
 
 // The separator this platform puts between folder and file names.
-#ifdef _WIN32
-inline constexpr char kPathSeparator = '\\';
-#else
-inline constexpr char kPathSeparator = '/';
-#endif
+[[nodiscard]] char pathSeparator();
 
 }  // namespace ombrix::platform

@@ -31,13 +31,4 @@ std::string Language::formValue(const std::string& section, const std::string& k
     return ini::readValue(languageFilePath(), section, key, reader_);
 }
 
-namespace {
-Language* gLanguage = nullptr;
-}
-
-void setProgramLanguage(Language* language) { gLanguage = language; }
-Language* programLanguage() { return gLanguage; }
-
-std::string TestoMessaggio(std::string_view id) { return gLanguage ? gLanguage->TestoMessaggio(id) : std::string(); }
-
 }  // namespace ombrix

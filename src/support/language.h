@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "support/ini.h"
+#include "platform/ini.h"
 
 namespace ombrix {
 
@@ -35,10 +35,5 @@ private:
     std::string currentName_ = "italian";
 };
 
-// The process-wide language of the running program; set once at start-up.
-void setProgramLanguage(Language* language);
-[[nodiscard]] Language* programLanguage();
-// Shorthand for programLanguage()->TestoMessaggio(id); "" before start-up.
-[[nodiscard]] std::string TestoMessaggio(std::string_view id);
 
 }  // namespace ombrix

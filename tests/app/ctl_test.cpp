@@ -10,7 +10,7 @@
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
 #include "platform/file_registry.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {

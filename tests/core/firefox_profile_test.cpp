@@ -4,7 +4,7 @@
 
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::core {
 namespace {
@@ -14,7 +14,7 @@ TEST(FirefoxProfile, TheFirstPathLineNamesTheFolder) {
     const std::string appData = pathToUtf8(dir.path());
     EXPECT_EQ(PathProfiloFirefox(appData), "") << "no profiles.ini";
     EXPECT_EQ(PathProfiloFirefox(""), "");
-    const std::string sep(1, platform::kPathSeparator);
+    const std::string sep(1, platform::pathSeparator());
     test::writeFile(appData + sep + "Mozilla" + sep + "Firefox" + sep + "profiles.ini",
                     "[General]\r\nStartWithLastProfile=1\r\n\r\n[Profile0]\r\nName=default\r\nIsRelative=1\r\n"
                     "PATH=Profiles/abc.default\r\n[Profile1]\r\nPath=Profiles/other\r\n");

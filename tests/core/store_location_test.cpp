@@ -9,7 +9,7 @@
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
 #include "platform/file_registry.h"
-#include "support/files.h"
+#include "platform/files.h"
 #include "support/language.h"
 
 namespace ombrix::core {
@@ -100,7 +100,7 @@ protected:
     platform::FileRegistry registry;
     test::FakeSystem system;
     test::RecordingDialogs dialogs;
-    Language language{pathToUtf8(dir.path()), platform::kPathSeparator};
+    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
     StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, language};
 };
 

@@ -98,7 +98,7 @@ TEST_F(StoreTest, InsertsRefuseDuplicatesAndEmptyValues) {
 TEST_F(StoreTest, InteractiveInsertShowsTheListsMessageAndReloads) {
     test::TempDir dir;
     test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=P\r\n0107=F\r\n0108=S\r\n");
-    Language lang(dir.path().string(), platform::kPathSeparator);
+    Language lang(dir.path().string(), platform::pathSeparator());
     test::RecordingDialogs dialogs;
     int reloads = 0;
     auto reload = [&] { ++reloads; };

@@ -13,7 +13,7 @@
 #include "core/store.h"
 #include "platform/file_registry.h"
 #include "platform/registry.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::platform {
 Registry& systemRegistry();

@@ -10,6 +10,7 @@
 #include <commctrl.h>
 
 #include "core/win32/resource.h"
+#include "enforce/win32/log_form_ids.h"
 #include "e2e/driver.h"
 #include "platform/win32/wide.h"
 #include "win32/window_recorder.h"

@@ -2,13 +2,15 @@
 #include <gtest/gtest.h>
 
 #include "enforce/enforcement.h"
-#include "enforce/process_control.h"
+#include "platform/process_control.h"
 #include "fakes/fake_enforcement.h"
 
 namespace ombrix::enforce {
 namespace {
 
 using Entries = std::vector<std::string>;
+using platform::IsProcessRunning;
+using platform::KillProcess;
 
 TEST(KillProcess, WholeImageNameWithoutCase) {
     test::Journal journal;

@@ -118,7 +118,7 @@ TEST_F(LogStore, WritesClearsAndSwitches) {
 
 TEST(LogTexts, QuestionsJoinTheirLines) {
     test::TempDir dir;
-    Language language(test::writeEnforcementLanguage(dir), platform::kPathSeparator);
+    Language language(test::writeEnforcementLanguage(dir), platform::pathSeparator());
     EXPECT_EQ(logSwitchQuestion(language), "T0231\r\nT0232\r\nT0233\r\nT0234");
     EXPECT_EQ(clearLogQuestion(language), "T0235\r\nT0236\r\nT0237");
     EXPECT_EQ(logListHeadings(language), (Entries{"T0245", "T0246"}));

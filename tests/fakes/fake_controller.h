@@ -109,6 +109,7 @@ public:
     void applyIconAndLanguage() override { journal_.add("view language"); }
     void showSplash() override { journal_.add("view splash"); }
     void showTrayIcon() override { journal_.add("view tray icon"); }
+    void keepNoticeOnTop() override { journal_.add("view notice on top"); }
     void closeSplashSoon() override { journal_.add("view splash closes"); }
     void fillProfiles(const std::vector<core::ProfileItem>& p, int s) override {
         profiles = p;

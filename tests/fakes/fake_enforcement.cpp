@@ -4,7 +4,7 @@
 
 #include "core/store.h"
 #include "platform/system.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::test {
 
@@ -21,7 +21,7 @@ std::string writeEnforcementLanguage(const TempDir& dir) {
 }
 
 EnforcementRig::EnforcementRig()
-    : language(writeEnforcementLanguage(dir), platform::kPathSeparator), db(deliveredStore()) {
+    : language(writeEnforcementLanguage(dir), platform::pathSeparator()), db(deliveredStore()) {
     keyboard.onCtrlW = [this] { browsers.pressCtrlW(); };
     enforcement = std::make_unique<enforce::Enforcement>(enforce::Enforcement::Machine{
         db, language, processes, windows, keyboard, browsers, browsers, clock, pump, timers, host});

@@ -19,7 +19,7 @@
 #include "fakes/fake_controller.h"
 #include "fakes/fixtures.h"
 #include "support/language.h"
-#include "support/text.h"
+#include "platform/text.h"
 
 namespace ombrix::test {
 

@@ -7,7 +7,7 @@
 #include <random>
 
 #include "core/schema.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::test {
 

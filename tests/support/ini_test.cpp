@@ -1,4 +1,4 @@
-#include "support/ini.h"
+#include "platform/ini.h"
 
 #include <gtest/gtest.h>
 

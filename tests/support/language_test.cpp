@@ -9,7 +9,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/system.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix {
 namespace {
@@ -17,7 +17,7 @@ namespace {
 TEST(Language, ReadsTheItalianFileBesideTheProgram) {
     test::TempDir dir;
     test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=Processo gi\xE0 presente\r\n");
-    Language lang(pathToUtf8(dir.path()), platform::kPathSeparator);
+    Language lang(pathToUtf8(dir.path()), platform::pathSeparator());
     EXPECT_EQ(lang.TestoMessaggio("0106"), "Processo già presente");
     EXPECT_EQ(lang.TestoMessaggio("0999"), "");
     EXPECT_EQ(lang.currentName(), "italian");
@@ -28,7 +28,7 @@ TEST(Language, TheSettingsFileNeverChangesTheLanguage) {
     test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0001=uno\r\n");
     test::writeFile(dir.file("english.lng"), "[Strings]\r\n0001=one\r\n");
     test::writeFile(dir.file("LangSetting.ini"), "[Language]\r\nCurrentLanguage=english\r\n");
-    Language lang(pathToUtf8(dir.path()), platform::kPathSeparator);
+    Language lang(pathToUtf8(dir.path()), platform::pathSeparator());
     EXPECT_EQ(lang.TestoMessaggio("0001"), "uno");
 }
 
@@ -40,7 +40,7 @@ TEST(Language, OneSeparatorBetweenFolderAndFile) {
 
 TEST(Language, MissingFileGivesEmptyTexts) {
     test::TempDir dir;
-    Language lang(pathToUtf8(dir.path()), platform::kPathSeparator);
+    Language lang(pathToUtf8(dir.path()), platform::pathSeparator());
     EXPECT_EQ(lang.TestoMessaggio("0001"), "");
     EXPECT_EQ(lang.formValue("frmOmbrix", "frmOmbrix.Caption"), "");
 }

@@ -13,7 +13,7 @@
 
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
-#include "support/files.h"
+#include "platform/files.h"
 #include "win32/window_recorder.h"
 
 namespace ombrix::test {

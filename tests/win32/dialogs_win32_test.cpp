@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/win32/machine.h"
-#include "support/text.h"
+#include "platform/text.h"
 #include "window_recorder.h"
 
 namespace ombrix::win32 {

@@ -6,7 +6,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/win32/machine.h"
-#include "support/text.h"
+#include "platform/text.h"
 #include "window_recorder.h"
 
 namespace ombrix::win32 {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "fakes/fixtures.h"
-#include "support/ini.h"
+#include "platform/ini.h"
 #include "support/ini_cases.h"
 
 namespace ombrix::ini {

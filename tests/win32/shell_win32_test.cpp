@@ -4,7 +4,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/win32/machine.h"
-#include "support/text.h"
+#include "platform/text.h"
 #include "window_recorder.h"
 
 namespace ombrix::win32 {
@@ -147,7 +147,7 @@ TEST(Win32Shell, OpenHandsADocumentToItsProgramInTheGivenFolder) {
     ASSERT_TRUE(type.ok());
     const RemovedAfterwards extension(L"Software\\Classes\\.ombrixprova");
     ASSERT_TRUE(setDefaultValue(extension.key, L"OmbrixProva.Documento"));
-    ASSERT_TRUE(machine().shell().open(document, folder, SW_SHOWNORMAL));
+    ASSERT_TRUE(machine().shell().open(document, folder, platform::kNormalFocus));
     EXPECT_EQ(test::waitForLine(log, "arg"), document);
     const auto cwd = test::waitForLine(log, "cwd");
     ASSERT_TRUE(cwd);
@@ -162,15 +162,15 @@ TEST(Win32Shell, OpenGivesAnAddressToTheDefaultBrowser) {
     const ClassRegistration browser(L"http", toWide(recorderLine(log, "\"%1\"")));
     ASSERT_TRUE(browser.ok());
     const std::string address = "http://www.example.org/scuola?classe=3a&nome=città";
-    ASSERT_TRUE(machine().shell().open(address, "C:\\", SW_SHOWNORMAL));
+    ASSERT_TRUE(machine().shell().open(address, "C:\\", platform::kNormalFocus));
     EXPECT_EQ(test::waitForLine(log, "arg"), address);
     endRecorder(log);
 }
 
 TEST(Win32Shell, OpenFailsForWhatIsNotThere) {
     test::TempDir dir;
-    EXPECT_FALSE(machine().shell().open(dir.file("manca.txt"), "C:\\", SW_SHOWNORMAL));
-    EXPECT_FALSE(machine().shell().open("", "C:\\", SW_SHOWNORMAL));
+    EXPECT_FALSE(machine().shell().open(dir.file("manca.txt"), "C:\\", platform::kNormalFocus));
+    EXPECT_FALSE(machine().shell().open("", "C:\\", platform::kNormalFocus));
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include "platform/filesystem.h"
 #include "platform/system.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::platform {
 namespace {

@@ -15,7 +15,7 @@
 #include "platform/system.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::test {
 

@@ -373,6 +373,14 @@ void MainForm::applyIconAndLanguage() {
 
 void MainForm::showTrayIcon() { tray_->Show(); }
 
+void MainForm::keepNoticeOnTop() {
+    // Never activated: the next Ctrl+W must reach the browser's tab, not the notice.
+    HWND notice = noticeWindow();
+    if (notice && IsWindowVisible(notice)) {
+        SetWindowPos(notice, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE | SWP_SHOWWINDOW | SWP_NOACTIVATE);
+    }
+}
+
 void MainForm::showSplash() {
     splash_ = std::make_unique<SplashForm>(language_, owner_, [this] {
         if (killTaskManager) killTaskManager();

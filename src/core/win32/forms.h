@@ -116,6 +116,7 @@ public:
     void applyIconAndLanguage() override;
     void showSplash() override;
     void showTrayIcon() override;
+    void keepNoticeOnTop() override;
     void closeSplashSoon() override;
     void fillProfiles(const std::vector<core::ProfileItem>& profiles, int selected) override;
     void hideOwnerWindow() override;

@@ -4,8 +4,8 @@
 
 #include <memory>
 
-#include "core/win32/resource.h"
 #include "enforce/site_log.h"
+#include "enforce/win32/log_form_ids.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
 #include "support/win32/dialog_translation.h"

@@ -3,7 +3,7 @@
 #include <system_error>
 
 #include "platform/system.h"
-#include "support/files.h"
+#include "platform/files.h"
 
 namespace ombrix::platform {
 namespace {
@@ -35,5 +35,7 @@ System& realSystem() {
     static NativeSystem instance;
     return instance;
 }
+
+char pathSeparator() { return '/'; }
 
 }  // namespace ombrix::platform

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "platform/win32/wide.h"
-#include "support/ini.h"
-#include "support/text.h"
+#include "platform/ini.h"
+#include "platform/text.h"
 
 namespace ombrix::ini {
 namespace {

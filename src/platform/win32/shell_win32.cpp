@@ -28,9 +28,9 @@ std::optional<WORD> showStateOfWindowStyle(int style) {
 
 class Win32Shell final : public platform::Shell {
 public:
-    bool open(const std::string& target, const std::string& workingFolder, int showCommand) override {
+    bool open(const std::string& target, const std::string& workingFolder, int windowStyle) override {
         try {
-            return openOrThrow(target, workingFolder, showCommand);
+            return openOrThrow(target, workingFolder, windowStyle);
         } catch (...) {
             return false;  // callers sit in timers: nothing may escape
         }
@@ -45,12 +45,13 @@ public:
     }
 
 private:
-    static bool openOrThrow(const std::string& target, const std::string& workingFolder, int showCommand) {
-        if (target.empty()) return false;
+    static bool openOrThrow(const std::string& target, const std::string& workingFolder, int windowStyle) {
+        const std::optional<WORD> show = showStateOfWindowStyle(windowStyle);
+        if (!show || target.empty()) return false;
         const std::wstring file = toWide(target);
         const std::wstring folder = toWide(workingFolder);
         const HINSTANCE rc = ShellExecuteW(nullptr, nullptr, file.c_str(), nullptr,
-                                           folder.empty() ? nullptr : folder.c_str(), showCommand);
+                                           folder.empty() ? nullptr : folder.c_str(), *show);
         // Values up to 32 are the call's error codes.
         return reinterpret_cast<INT_PTR>(rc) > 32;
     }

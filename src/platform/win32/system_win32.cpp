@@ -68,4 +68,6 @@ System& realSystem() {
     return instance;
 }
 
+char pathSeparator() { return '\\'; }
+
 }  // namespace ombrix::platform

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "support/tray_rules.h"
+#include "support/win32/tray_rules.h"
 
 namespace ombrix::win32 {
 

@@ -1,15 +1,16 @@
-#include "support/tray_rules.h"
+#include "support/win32/tray_rules.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
 
 namespace ombrix::tray {
-namespace {
-constexpr unsigned kNifMessage = 1, kNifIcon = 2, kNifTip = 4, kNifInfo = 16;
-}
 
 Layout layoutForShell(unsigned major, unsigned /*minor*/) { return major >= 5 ? Layout::WithBalloons : Layout::Oldest; }
 
 unsigned addFlags(Layout layout) {
-    const unsigned base = kNifMessage | kNifIcon | kNifTip;
-    return layout == Layout::WithBalloons ? base | kNifInfo : base;
+    const unsigned base = NIF_MESSAGE | NIF_ICON | NIF_TIP;
+    return layout == Layout::WithBalloons ? base | NIF_INFO : base;
 }
 
 std::wstring cutTip(const std::wstring& tip, Layout layout) {
@@ -19,28 +20,22 @@ std::wstring cutTip(const std::wstring& tip, Layout layout) {
 
 Event decode(unsigned long lParam) {
     switch (lParam) {
-        case 0x200: return Event::MouseMove;
-        case 0x201: return Event::LeftDown;
-        case 0x202: return Event::LeftUp;
-        case 0x203: return Event::LeftDoubleClick;
-        case 0x204: return Event::RightDown;
-        case 0x205: return Event::RightUp;
-        case 0x206: return Event::RightDoubleClick;
-        case 0x207: return Event::MiddleDown;
-        case 0x208: return Event::MiddleUp;
-        case 0x209: return Event::MiddleDoubleClick;
-        default: break;
+        case WM_MOUSEMOVE: return Event::MouseMove;
+        case WM_LBUTTONDOWN: return Event::LeftDown;
+        case WM_LBUTTONUP: return Event::LeftUp;
+        case WM_LBUTTONDBLCLK: return Event::LeftDoubleClick;
+        case WM_RBUTTONDOWN: return Event::RightDown;
+        case WM_RBUTTONUP: return Event::RightUp;
+        case WM_RBUTTONDBLCLK: return Event::RightDoubleClick;
+        case WM_MBUTTONDOWN: return Event::MiddleDown;
+        case WM_MBUTTONUP: return Event::MiddleUp;
+        case WM_MBUTTONDBLCLK: return Event::MiddleDoubleClick;
+        case NIN_BALLOONSHOW: return Event::BalloonShown;
+        case NIN_BALLOONHIDE: return Event::BalloonHidden;
+        case NIN_BALLOONTIMEOUT: return Event::BalloonTimedOut;
+        case NIN_BALLOONUSERCLICK: return Event::BalloonClicked;
+        default: return Event::None;
     }
-    if (lParam > 517 && lParam >= 1024) {
-        switch (lParam - 1024) {
-            case 2: return Event::BalloonShown;
-            case 3: return Event::BalloonHidden;
-            case 4: return Event::BalloonTimedOut;
-            case 5: return Event::BalloonClicked;
-            default: break;
-        }
-    }
-    return Event::None;
 }
 
 }  // namespace ombrix::tray

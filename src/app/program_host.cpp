@@ -1,0 +1,50 @@
+#include "app/program_host.h"
+
+#include "core/firefox_profile.h"
+#include "platform/text.h"
+
+namespace ombrix::app {
+
+void ProgramHost::onTimer(core::TimerId id) {
+    using core::TimerId;
+    if (id == TimerId::Esci) {
+        p_.controller.tickEsci();
+        return;
+    }
+    if (enforcement_) {
+        switch (id) {
+            case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
+            case TimerId::KillTaskManager: enforcement_->tickKillTaskManager(); return;
+            case TimerId::LogSitiVisitati: enforcement_->tickLogSitiVisitati(); return;
+            case TimerId::ChiudiFinestre: enforcement_->tickChiudiFinestre(); return;
+            case TimerId::ProcessiVietati: enforcement_->tickProcessiVietati(); return;
+            default: break;
+        }
+    }
+    p_.timers.setEnabled(id, false);
+}
+
+void ProgramHost::VisualizzaMessaggio(const std::string& text, int kind) { p_.controller.VisualizzaMessaggio(text, kind); }
+
+void ProgramHost::ApriPagina(const std::string& address) {
+    // The drive root of the program's folder as the working folder ("C:\").
+    const std::string folder = p_.system.programFolder();
+    p_.shell.open(address, folder.substr(0, 3), platform::kNormalFocus);
+}
+
+void ProgramHost::launchStartPage() {
+    const std::string page = p_.controller.switches().paginaPredefinita;
+    if (!trimBlanks(page).empty()) ApriPagina(page);
+}
+
+void ProgramHost::clearFirefoxSession() {
+    core::clearFirefoxSession(p_.files, core::PathProfiloFirefox(p_.system.environment("APPDATA")));
+}
+
+long long ProgramHost::profileInUse() { return p_.controller.profileInUse(); }
+
+bool ProgramHost::logSwitch() { return p_.controller.logSwitch(); }
+
+void ProgramHost::keepNoticeWindowsOnTop() { p_.view.keepNoticeOnTop(); }
+
+}  // namespace ombrix::app

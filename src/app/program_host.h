@@ -1,0 +1,51 @@
+#pragma once
+// What the enforcement asks of the program around it, and where the main
+// form's timers go: the glue between the controller, the enforcement and the
+// machine, kept free of Win32 so that it is tested natively.
+
+#include <string>
+
+#include "core/controller.h"
+#include "core/main_view.h"
+#include "core/timers.h"
+#include "enforce/enforcement.h"
+#include "enforce/enforcement_host.h"
+#include "platform/filesystem.h"
+#include "platform/shell.h"
+#include "platform/system.h"
+
+namespace ombrix::app {
+
+class ProgramHost final : public enforce::EnforcementHost {
+public:
+    struct Parts {
+        core::Controller& controller;
+        core::MainView& view;
+        core::Timers& timers;
+        platform::System& system;
+        platform::Shell& shell;
+        platform::FileSystem& files;
+    };
+    explicit ProgramHost(Parts parts) : p_(parts) {}
+
+    // The enforcement is made after the host, which it needs.
+    void setEnforcement(enforce::Enforcement* enforcement) { enforcement_ = enforcement; }
+    // One tick of a main-form timer. A timer of a part not built yet is
+    // switched off, so it does not fire for nothing all day.
+    void onTimer(core::TimerId id);
+
+    void VisualizzaMessaggio(const std::string& text, int kind) override;
+    void ApriPagina(const std::string& address) override;
+    void launchStartPage() override;
+    void clearFirefoxSession() override;
+    bool timeSlotScheduleInForce() override { return false; }
+    long long profileInUse() override;
+    bool logSwitch() override;
+    void keepNoticeWindowsOnTop() override;
+
+private:
+    Parts p_;
+    enforce::Enforcement* enforcement_ = nullptr;
+};
+
+}  // namespace ombrix::app

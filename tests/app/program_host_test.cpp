@@ -1,0 +1,88 @@
+#include "app/program_host.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fake_controller.h"
+#include "fakes/fake_enforcement.h"
+#include "fakes/fake_machine.h"
+#include "platform/file_registry.h"
+
+namespace ombrix::app {
+namespace {
+
+using core::TimerId;
+
+class RecordingShell final : public platform::Shell {
+public:
+    explicit RecordingShell(test::Journal& j) : journal_(j) {}
+    bool open(const std::string& target, const std::string& folder, int style) override {
+        journal_.add("shell open " + target + " in " + folder + " style " + std::to_string(style));
+        return true;
+    }
+    bool run(const std::string&, int) override { return false; }
+
+private:
+    test::Journal& journal_;
+};
+
+// The enforcement rig's machine, with a controller and the host between them.
+struct HostRig {
+    HostRig() { host.setEnforcement(rig.enforcement.get()); }
+
+    test::EnforcementRig rig;
+    test::Journal& journal = rig.journal;
+    platform::FileRegistry registry;
+    test::FakeSystem system;
+    test::RecordingDialogs dialogs;
+    core::StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, rig.language};
+    test::FakeView view{journal};
+    test::FakeInstance instance;
+    core::Store store;
+    core::Controller controller{{env, rig.timers, view, rig.processes, rig.pump, instance}, store};
+    RecordingShell shell{journal};
+    ProgramHost host{{controller, view, rig.timers, system, shell, platform::realFileSystem()}};
+};
+
+TEST(ProgramHost, EachTimerReachesItsTickAndTimersOfMissingPartsAreSwitchedOff) {
+    HostRig h;
+    h.rig.addProfile(2, true, {}, {"calc.exe"}, {"Prompt"});
+    h.rig.use(2);
+    h.rig.processes.start("calc.exe");
+    h.rig.windows.add("Prompt");
+    h.journal.entries.clear();
+    h.host.onTimer(TimerId::ProcessiVietati);
+    EXPECT_GE(h.journal.find("kill calc.exe"), 0);
+    h.host.onTimer(TimerId::ChiudiFinestre);
+    EXPECT_GE(h.journal.find("close Prompt"), 0);
+    h.rig.processes.start("taskmgr.exe");
+    h.host.onTimer(TimerId::KillTaskManager);
+    EXPECT_GE(h.journal.find("kill taskmgr.exe"), 0);
+
+    for (const TimerId id : {TimerId::LanciaPaginaIniziale, TimerId::MetroKiller, TimerId::NascondiDesktop,
+                             TimerId::AttesaDati}) {
+        h.rig.timers.setEnabled(id, true);
+        h.host.onTimer(id);
+        EXPECT_FALSE(h.rig.timers.isEnabled(id)) << static_cast<int>(id);
+    }
+    h.rig.timers.setEnabled(TimerId::ProcessiVietati, true);
+    h.host.setEnforcement(nullptr);
+    h.host.onTimer(TimerId::ProcessiVietati);
+    EXPECT_FALSE(h.rig.timers.isEnabled(TimerId::ProcessiVietati)) << "no enforcement, no tick";
+}
+
+TEST(ProgramHost, PagesOpenFromTheProgramDriveAndABlankStartPageOpensNothing) {
+    HostRig h;
+    h.system.folder = "D:\\Scuola\\Ombrix";
+    h.host.ApriPagina("http://scuola.example/");
+    EXPECT_GE(h.journal.find("shell open http://scuola.example/ in D:\\ style 1"), 0);
+
+    h.journal.entries.clear();
+    h.host.launchStartPage();  // no profile in use: no start page
+    EXPECT_TRUE(h.journal.entries.empty());
+
+    h.host.keepNoticeWindowsOnTop();
+    EXPECT_GE(h.journal.find("view notice on top"), 0);
+}
+
+}  // namespace
+}  // namespace ombrix::app
