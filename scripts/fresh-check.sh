@@ -57,6 +57,16 @@ cp /etc/apt/sources.list.d/*.sources "$target/etc/apt/sources.list.d/" 2>/dev/nu
 [ -f /etc/apt/sources.list ] && cp /etc/apt/sources.list "$target/etc/apt/"
 cp /etc/apt/apt.conf.d/* "$target/etc/apt/apt.conf.d/" 2>/dev/null || true
 cp -L /etc/resolv.conf "$target/etc/resolv.conf"
+# The machine's network trust too: its own certificate authorities (the
+# ca-certificates package adds them when setup installs it) and npm's global
+# settings, which name the certificate file npm must use.
+if [ -d /usr/local/share/ca-certificates ]; then
+  mkdir -p "$target/usr/local/share/ca-certificates"
+  cp -r /usr/local/share/ca-certificates/. "$target/usr/local/share/ca-certificates/"
+fi
+for f in /etc/npmrc /usr/etc/npmrc; do
+  [ -f "$f" ] && { mkdir -p "$target$(dirname "$f")"; cp "$f" "$target$f"; }
+done
 
 mount -t proc proc "$target/proc"
 # /dev with what is mounted below it (/dev/pts, /dev/shm), never propagated back.
@@ -68,6 +78,7 @@ git clone -q --no-local "$root" "$target/root/ombrix"
 echo "fresh-check: running scripts/test.sh inside (commit $(git -C "$target/root/ombrix" rev-parse --short HEAD))"
 status=0
 env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 \
+  ${NODE_EXTRA_CA_CERTS:+NODE_EXTRA_CA_CERTS=$NODE_EXTRA_CA_CERTS} \
   chroot "$target" /bin/bash -c 'cd /root/ombrix && scripts/test.sh' || status=$?
 elapsed=$(( $(date +%s) - start ))
 if [ $status -eq 0 ]; then
