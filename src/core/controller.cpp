@@ -302,7 +302,8 @@ void Controller::tickEsci() {
     if (closed_) return;
     closed_ = true;
     m_.view.setClosingNoticeTopmost();
-    // The misspelt name is asked for too, as it always has been.
+    // The misspelt name is asked for too: a program of that name is ended as
+    // well, although no browser is called so.
     killEveryInstance("iexplorer.exe");
     killUntilGone("iexplore.exe");
     killUntilGone("firefox.exe");

@@ -130,7 +130,8 @@ bool Enforcement::IsProcessRunning(std::string_view imageName) {
 void Enforcement::killUntilGone(std::string_view imageName) { platform::killUntilGone(m_.processes, m_.pump, imageName); }
 
 void Enforcement::closeInternetExplorer() {
-    // The misspelt name first, as it always was; it matches no real process.
+    // The misspelt name first: a program of that name is ended too, although
+    // no browser is called so.
     KillProcess("iexplorer.exe");
     killUntilGone("iexplore.exe");
 }

@@ -130,7 +130,8 @@ public:
 
     [[nodiscard]] std::size_t size() const { return offsets_.size() - 1; }
     [[nodiscard]] bool empty() const { return size() == 0; }
-    // The classic upper bound: one spare element past the entries.
+    // The array's upper bound: one spare, empty element past the entries,
+    // which the blockers' loops reach last.
     [[nodiscard]] std::size_t upperBound() const { return size(); }
     // Entry i as stored; the spare element (i == size()) and beyond are "".
     [[nodiscard]] std::string_view entry(std::size_t i) const;

@@ -142,8 +142,8 @@ LogRangeCheck checkLogRange(std::string_view from, std::string_view to) {
 
 std::optional<std::vector<LogRow>> readLog(core::Database& db, const std::optional<LogDate>& from,
                                            const std::optional<LogDate>& to) {
-    // Up to the start of the day after "to", that moment included, as the
-    // viewer has always asked.
+    // Up to the start of the day after "to", that moment included: the whole
+    // "to" day is shown, and a visit logged at midnight exactly as well.
     std::string sql = "SELECT LogSiti.DataOra, LogSiti.URL FROM LogSiti";
     std::vector<core::Value> params;
     if (from || to) {

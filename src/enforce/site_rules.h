@@ -34,7 +34,8 @@ inline constexpr std::size_t kBlockPageCut = 34;
 // Every double-quote character removed.
 [[nodiscard]] std::string withoutQuotes(std::string_view text);
 // Every "http://", then every "https://", then every "www." removed; the
-// removals are case-sensitive, as they always were.
+// removals are case-sensitive (browsers show these parts in lower case, and
+// a list entry in capitals is the administrator's to match exactly).
 [[nodiscard]] std::string withoutSchemeAndWww(std::string_view text);
 
 // Characters of UTF-8 text as the program counts them: a code point, or one

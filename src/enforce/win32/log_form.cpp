@@ -32,7 +32,8 @@ std::string displayDateTime(const std::string& stored) {
 void setupList(HWND dialog, State& st) {
     HWND list = GetDlgItem(dialog, IDC_LISTEXPORTSITIVISITATI);
     ListView_SetExtendedListViewStyle(list, LVS_EX_FULLROWSELECT | LVS_EX_GRIDLINES);
-    // The list's own font, as the log has always been shown.
+    // The list's own font, 9 points at the screen's DPI, so that rows of
+    // long addresses stay readable at 144 DPI as at 96.
     LOGFONTW lf{};
     HDC dc = GetDC(dialog);
     lf.lfHeight = -MulDiv(9, GetDeviceCaps(dc, LOGPIXELSY), 72);

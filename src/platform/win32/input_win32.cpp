@@ -5,8 +5,8 @@
 namespace ombrix::win32 {
 namespace {
 
-// The scan code stays 0: the receivers go by the virtual key, as they
-// always have for these synthesised keys.
+// The scan code stays 0: the browsers that receive these synthesised keys
+// read the virtual key only.
 class Win32KeyboardInput final : public platform::KeyboardInput {
 public:
     void keyEvent(std::uint8_t virtualKey, std::uint32_t flags) override {

@@ -9,8 +9,8 @@
 namespace ombrix::ini {
 namespace {
 
-// The system's profile reader, offered 512 characters as the program always
-// has. The file's bytes are decoded by the system in the ANSI code page;
+// The system's profile reader, offered 512 characters: a longer value is cut
+// there, which the portable reader copies, so both builds read alike. The file's bytes are decoded by the system in the ANSI code page;
 // turning the answer back into that code page gives the bytes again.
 std::string systemProfileString(const std::string& path, const std::string& section, const std::string& key) {
     std::vector<wchar_t> buffer(1024, L'\0');

@@ -56,8 +56,9 @@ private:
         return reinterpret_cast<INT_PTR>(rc) > 32;
     }
 
-    // The command line goes to the system as it is, so that an unquoted path
-    // with blanks and a program name without ".exe" resolve as they always did.
+    // The command line goes to the system as it is: administrators type
+    // unquoted paths with blanks and names without ".exe" as start pages,
+    // and the system's own resolution is what makes those work.
     static bool runOrThrow(const std::string& commandLine, int windowStyle) {
         const std::optional<WORD> show = showStateOfWindowStyle(windowStyle);
         if (!show || commandLine.empty()) return false;
