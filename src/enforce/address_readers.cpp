@@ -1,10 +1,10 @@
 #include "enforce/address_readers.h"
 
-#include "platform/process_control.h"
-
 #include <algorithm>
 #include <array>
 
+#include "enforce/site_rules.h"
+#include "platform/process_control.h"
 #include "platform/text.h"
 
 namespace ombrix::enforce {
@@ -52,8 +52,6 @@ const std::array<LanguageRow, 5>& rowsFor(Browser browser) {
     }
     return firefox;
 }
-
-bool startsWith(std::string_view s, std::string_view prefix) { return s.substr(0, prefix.size()) == prefix; }
 
 // One look at an element: its value and, when it has one, its focus state.
 // nullopt when the element no longer answers.
@@ -110,7 +108,7 @@ std::string completeScheme(std::string_view lowered, Browser browser) {
     // The value is lowered before the test, so the browser's scheme is
     // compared in lower case ("edge://settings" stays as it is).
     const std::string_view own = browser == Browser::Edge ? "edge" : "chrome";
-    if (startsWith(lowered, "http") || startsWith(lowered, own) || startsWith(lowered, "about:")) {
+    if (lowered.starts_with("http") || lowered.starts_with(own) || lowered.starts_with("about:")) {
         return std::string(lowered);
     }
     return "http://" + std::string(lowered);
@@ -120,26 +118,16 @@ std::string ElencoFinestreShell(const std::vector<std::string>& addresses) {
     std::string list;
     int n = 0;
     for (const auto& address : addresses) {
-        if (!startsWith(address, "http") && !startsWith(address, "ftp")) continue;
+        if (!address.starts_with("http") && !address.starts_with("ftp")) continue;
         list += std::to_string(++n) + "\xC2\xA7" + address + "|";
     }
     return list;
 }
 
 std::string UltimoIndirizzoShell(std::string_view list) {
-    constexpr std::string_view kSection = "\xC2\xA7";
-    std::string last;
-    std::size_t start = 0;
-    // Every piece but the last: the one after the final "|" (or a piece with no "|" after it).
-    for (std::size_t bar = list.find('|'); bar != std::string_view::npos; bar = list.find('|', start)) {
-        const std::string_view piece = list.substr(start, bar - start);
-        start = bar + 1;
-        const std::size_t mark = piece.find(kSection);
-        if (mark == std::string_view::npos) continue;  // no second field: the kept value stays
-        const std::string_view rest = piece.substr(mark + kSection.size());
-        last = std::string(rest.substr(0, rest.find(kSection)));
-    }
-    return last;
+    // A piece without its mark leaves the last address read before it.
+    std::vector<std::string> addresses = indirizziShell(list);
+    return addresses.empty() ? std::string() : std::move(addresses.back());
 }
 
 std::string firstQuotedField(std::string_view reply) {

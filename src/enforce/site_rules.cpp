@@ -15,8 +15,6 @@ std::string removeChars(std::string_view text, std::string_view chars) {
     return out;
 }
 
-bool startsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
-
 }  // namespace
 
 SiteKind siteKind(std::string_view entry) {
@@ -107,7 +105,7 @@ std::size_t referenceFirstKeywordMatch(const SiteList& list, std::string_view ti
 
 bool allowedListExempt(std::string_view address) {
     const std::string a = lowerText(removeChars(address, "\","));
-    return startsWith(a, "about:blank") || startsWith(a, "about:newtab");
+    return a.starts_with("about:blank") || a.starts_with("about:newtab");
 }
 
 bool internetExplorerExempt(std::string_view address) {
