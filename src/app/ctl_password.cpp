@@ -2,7 +2,7 @@
 // password comes from standard input, so it never shows in a process list;
 // one line break at its end is not part of it.
 #include <istream>
-#include <iterator>
+#include <optional>
 #include <ostream>
 
 #include "app/ctl_session.h"
@@ -12,8 +12,13 @@
 namespace ombrix::app {
 namespace {
 
+// Reads no more than a password can hold (and its line break), so endless
+// input ends the command instead of filling memory: whatever was read then
+// is over-long and refused.
 std::string readPassword(std::istream& in) {
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string text(core::kPasswordMaxBytes + 3, '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(in.gcount()));
     if (!text.empty() && text.back() == '\n') {
         text.pop_back();
         if (!text.empty() && text.back() == '\r') text.pop_back();
@@ -28,18 +33,28 @@ int cmdPassword(Session& s, const std::vector<std::string>& args) {
     if (args[0] == "check") {
         const std::string stored =
             core::ValoreNonNullo(core::ReadField(s.db(), "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
-        return core::passwordMatches(stored, typed) ? kOk : kRefused;
+        if (!core::passwordMatches(stored, typed)) return kRefused;
+        // A check that matched is a login: an old value gets today's hash.
+        // The answer stays yes when that cannot be stored.
+        if (core::passwordNeedsRehash(stored)) {
+            const std::optional<std::string> fresh = core::hashPassword(typed);
+            if (!fresh ||
+                !core::UpdateField(s.db(), "Opzioni", "PasswordAdmin", core::Value(*fresh), core::kOptionsRow)) {
+                s.err() << "ombrixctl: the password matches, but its hash could not be renewed\n";
+            }
+        }
+        return kOk;
     }
     // The same rules as the options form; the one entry stands for both of its fields.
     if (const std::string problem = core::newPasswordProblem(typed, typed); !problem.empty()) {
         return s.refuse(problem.c_str());
     }
-    if (typed.find_first_of("\r\n") != std::string::npos) {
-        s.err() << "ombrixctl: a password is one line\n";
+    const std::optional<std::string> hash = core::hashPassword(typed);
+    if (!hash) {
+        s.err() << "ombrixctl: the system's cryptography failed; the old password stays\n";
         return kRefused;
     }
-    if (!core::UpdateField(s.db(), "Opzioni", "PasswordAdmin", core::Value(core::hashPassword(typed)),
-                           core::kOptionsRow)) {
+    if (!core::UpdateField(s.db(), "Opzioni", "PasswordAdmin", core::Value(*hash), core::kOptionsRow)) {
         s.err() << "ombrixctl: the password could not be stored; the old one stays\n";
         return kRefused;
     }

@@ -179,12 +179,13 @@ bool Controller::savePassword(const std::string& password, const std::string& co
                                    platform::MessageButtons::Ok});
         return false;
     }
-    if (ensureStore() &&
-        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(password)), kOptionsRow)) {
+    const std::optional<std::string> hash = hashPassword(password);
+    if (hash && ensureStore() &&
+        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*hash), kOptionsRow)) {
         return true;
     }
     // Never a silent "Salva": the administrator must know the password was not kept.
-    std::string why = store_.connection.lastError();
+    std::string why = hash ? store_.connection.lastError() : "PBKDF2-HMAC-SHA256";
     if (why.empty()) why = store_.connection.isOpen() ? "Opzioni" : store_.folder;
     m_.env.dialogs.messageBox({"0310", lang.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
                                platform::MessageIcon::Critical, platform::MessageButtons::Ok});
@@ -201,9 +202,13 @@ bool Controller::login(const std::string& typed) {
         return false;
     }
     if (!passwordMatches(stored, typed)) return false;
-    // A password still kept as typed by an older version is hashed now.
-    if (!isPasswordHash(stored)) {
-        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(typed)), kOptionsRow);
+    // Only now is the password known: a value an older version kept as typed,
+    // or hashed with less work than today's, is replaced. When that fails the
+    // old value still opens, and the next login tries again.
+    if (passwordNeedsRehash(stored)) {
+        if (const std::optional<std::string> fresh = hashPassword(typed)) {
+            (void)UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*fresh), kOptionsRow);
+        }
     }
     administrator_ = true;
     m_.view.setAdministratorMode(true);

@@ -1,40 +1,54 @@
 #pragma once
 // The administrator password. The store keeps a salted PBKDF2-HMAC-SHA256
-// hash, never the password as typed. Login compares exactly: letter case
-// counts and blanks are not trimmed.
+// hash made by the system's cryptography, never the password as typed.
+// Login compares exactly: letter case counts and blanks are not trimmed.
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace ombrix::core {
 
-using Sha256Digest = std::array<std::uint8_t, 32>;
+// Today's recommended work for PBKDF2-HMAC-SHA256.
+inline constexpr std::uint32_t kPasswordIterations = 600000;
+// The store's column held 255 characters when it kept the password as typed.
+inline constexpr std::size_t kPasswordMaxCharacters = 255;
+// No UTF-8 text longer than this can be a password (four bytes a character).
+inline constexpr std::size_t kPasswordMaxBytes = 4 * kPasswordMaxCharacters;
 
-[[nodiscard]] Sha256Digest sha256(std::string_view data);
-[[nodiscard]] Sha256Digest hmacSha256(std::string_view key, std::string_view data);
-[[nodiscard]] std::vector<std::uint8_t> pbkdf2HmacSha256(std::string_view password, std::string_view salt,
-                                                         std::uint32_t iterations, std::size_t length);
+// The work new hashes get: kPasswordIterations, unless a test program
+// lowered it. The program itself never calls the setter, and nothing it
+// reads (environment, store, command line) reaches it. Clamped to
+// 1..kPasswordIterations: it can only lower the work.
+[[nodiscard]] std::uint32_t passwordWork();
+void setPasswordWorkForTests(std::uint32_t iterations);
 
-inline constexpr std::uint32_t kPasswordIterations = 60000;
-
-// "pbkdf2-sha256$<iterations>$<salt hex>$<hash hex>". The salt is random
-// unless given (tests give one).
-[[nodiscard]] std::string hashPassword(std::string_view password, std::string_view salt = {},
-                                       std::uint32_t iterations = kPasswordIterations);
+// "pbkdf2-sha256$<iterations>$<salt hex>$<hash hex>" with a random salt and
+// passwordWork() iterations; nullopt when the system's cryptography failed.
+[[nodiscard]] std::optional<std::string> hashPassword(std::string_view password);
+// The same with a salt and work of the caller's choosing (tests' known stores).
+[[nodiscard]] std::optional<std::string> hashPassword(std::string_view password, std::string_view salt,
+                                                      std::uint32_t iterations);
 
 // Whether `typed` is the password `stored` stands for. A stored value that is
 // not a hash is an old plain password and is compared as it stands. An
-// empty store value matches nothing.
+// empty store value, and a typed text longer than any password, match
+// nothing; so does everything when the system's cryptography fails.
 [[nodiscard]] bool passwordMatches(std::string_view stored, std::string_view typed);
 
 // Whether the stored value is a hash of ours (false: plain, to be replaced).
 [[nodiscard]] bool isPasswordHash(std::string_view stored);
 
-// The options form's check of a new password: "" when it may be stored,
-// otherwise the message to show ("0143" blank, "0145" the two differ).
+// Whether a login that matched should store a fresh hash: the value is an
+// old plain password, or a hash made with less work than passwordWork().
+[[nodiscard]] bool passwordNeedsRehash(std::string_view stored);
+
+// The check of a new password: "" when it may be stored, otherwise the
+// message to show: "0143" blank, "0145" the two differ, "0311" longer than
+// kPasswordMaxCharacters, "0312" a character no one can type into the login
+// box (NUL, line break).
 [[nodiscard]] std::string newPasswordProblem(std::string_view password, std::string_view confirmation);
 
 }  // namespace ombrix::core

@@ -35,6 +35,7 @@ protected:
         return core::ValoreNonNullo(core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
     }
 
+    test::QuickPasswords quick;
     test::TempDir dir;
     std::string db = dir.file("DataBase.db");
     platform::FileRegistry registry;
@@ -58,11 +59,30 @@ TEST_F(CtlPassword, RefusalsChangeNothing) {
     const std::string before = stored();
     EXPECT_EQ(run("set", "   \n"), kRefused);
     EXPECT_EQ(err.str(), "0143: La password non può essere vuota.\n");
-    EXPECT_EQ(run("set", "\n"), kRefused);
-    EXPECT_EQ(run("set", "due\nrighe\n"), kRefused);
+    for (const std::string& bad : {std::string("\n"), std::string("due\nrighe\n"), std::string("a\0b\n", 4),
+                                   std::string(core::kPasswordMaxCharacters + 1, 'a'), std::string(1 << 20, 'a')}) {
+        EXPECT_EQ(run("set", bad), kRefused) << bad.substr(0, 20);
+        EXPECT_EQ(run("check", bad), kRefused) << bad.substr(0, 20);
+    }
     EXPECT_EQ(stored(), before);
     EXPECT_EQ(run("check", "Prima\n"), kOk);
     EXPECT_EQ(run("reset", "x"), kUsage);
+}
+
+TEST_F(CtlPassword, AMatchingCheckRenewsAWeakerHash) {
+    {
+        const std::string weaker = core::hashPassword("Vecchia", "salt", core::passwordWork() - 1).value();
+        core::Database d;
+        ASSERT_TRUE(d.open(db));
+        ASSERT_TRUE(core::UpdateField(d, "Opzioni", "PasswordAdmin", core::Value(weaker), core::kOptionsRow));
+    }
+    const std::string before = stored();
+    EXPECT_EQ(run("check", "vecchia\n"), kRefused);
+    EXPECT_EQ(stored(), before);
+    EXPECT_EQ(run("check", "Vecchia\n"), kOk) << err.str();
+    EXPECT_NE(stored(), before);
+    EXPECT_FALSE(core::passwordNeedsRehash(stored()));
+    EXPECT_EQ(run("check", "Vecchia\n"), kOk);
 }
 
 }  // namespace

@@ -45,9 +45,18 @@ protected:
         ASSERT_TRUE(db.exec(statement)) << db.lastError();
     }
     void setPasswordInStore(const std::string& plain) {
+        storeValue(hashPassword(plain, "salt", 10).value());
+    }
+    // The password column as stored, written or read as another program would.
+    void storeValue(const std::string& value) {
         Database db;
         ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
-        ASSERT_TRUE(UpdateField(db, "Opzioni", "PasswordAdmin", Value(hashPassword(plain, "salt", 10)), kOptionsRow));
+        ASSERT_TRUE(UpdateField(db, "Opzioni", "PasswordAdmin", Value(value), kOptionsRow));
+    }
+    std::string storedValue() {
+        Database db;
+        EXPECT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
+        return ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText();
     }
 
     Controller& controller() {
@@ -59,6 +68,7 @@ protected:
         return *controller_;
     }
 
+    test::QuickPasswords quick;
     test::TempDir dir;
     Journal journal;
     platform::FileRegistry registry;
@@ -216,15 +226,25 @@ TEST_F(ControllerTest, LoginComparesExactly) {
     EXPECT_FALSE(view.admin);
 }
 
-TEST_F(ControllerTest, AnOldPlainPasswordIsHashedAtTheFirstLogin) {
-    sql("UPDATE Opzioni SET PasswordAdmin = 'vecchia';");
+TEST_F(ControllerTest, APlainOrWeakerValueIsRehashedAtTheNextLogin) {
     controller().startUp();
-    EXPECT_TRUE(controller().login("vecchia"));
-    Database db;
-    ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
-    const std::string stored = ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText();
-    EXPECT_TRUE(isPasswordHash(stored));
-    EXPECT_TRUE(passwordMatches(stored, "vecchia"));
+    const std::string current = hashPassword("vecchia", "salt", passwordWork()).value();
+    for (const std::string& before :
+         {std::string("vecchia"), hashPassword("vecchia", "salt", passwordWork() - 1).value(), current}) {
+        storeValue(before);
+        EXPECT_FALSE(controller().login("Vecchia"));
+        EXPECT_EQ(storedValue(), before) << "a refused login writes nothing";
+        EXPECT_TRUE(controller().login("vecchia")) << before;
+        const std::string after = storedValue();
+        if (before == current) {
+            EXPECT_EQ(after, before) << "a hash of today's work is kept";
+        } else {
+            EXPECT_NE(after, before);
+            EXPECT_FALSE(passwordNeedsRehash(after)) << after;
+            EXPECT_TRUE(passwordMatches(after, "vecchia"));
+        }
+        controller().lock();
+    }
 }
 
 TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {

@@ -2,10 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
+#include <vector>
+
+#include "fakes/fixtures.h"
+#include "platform/crypto.h"
+
 namespace ombrix::core {
 namespace {
 
-std::string hex(const std::vector<std::uint8_t>& bytes) {
+std::string hex(std::span<const std::uint8_t> bytes) {
     std::string out;
     char buf[3];
     for (auto b : bytes) {
@@ -15,66 +22,147 @@ std::string hex(const std::vector<std::uint8_t>& bytes) {
     return out;
 }
 
-std::string hex(const Sha256Digest& d) { return hex(std::vector<std::uint8_t>(d.begin(), d.end())); }
-
-TEST(Sha256, KnownDigests) {
-    EXPECT_EQ(hex(sha256("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    EXPECT_EQ(hex(sha256("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_EQ(hex(sha256("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq")),
-              "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
-    EXPECT_EQ(hex(sha256(std::string(1000000, 'a'))),
-              "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+// Published PBKDF2-HMAC-SHA256 answers, and one with a key longer than the
+// HMAC block, checked against an independent implementation. Natively this
+// runs OpenSSL, under Wine the CNG build.
+TEST(SystemCrypto, Pbkdf2KnownAnswers) {
+    struct Case {
+        std::string password, salt;
+        std::uint32_t iterations;
+        std::size_t length;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"passwd", "salt", 1, 64,
+         "55ac046e56e3089fec1691c22544b605f94185216dde0465e68b9d57c20dacbc"
+         "49ca9cccf179b645991664b39d77ef317c71b845b1e30bd509112041d3a19783"},
+        {"Password", "NaCl", 80000, 64,
+         "4ddcd8f60b98be21830cee5ef22701f9641a4418d04c0414aeff08876b34ab56"
+         "a1d425a1225833549adb841b51c9b3176a272bdebba1d078478f62b397f33c8d"},
+        {"password", "salt", 1, 32, "120fb6cffcf8b32c43e7225256c4f837a86548c92ccc35480805987cb70be17b"},
+        {"password", "salt", 2, 32, "ae4d0c95af6b46d32d0adff928f06dd02a303f8ef3c251dfd6e2d85a95474c43"},
+        {"password", "salt", 4096, 32, "c5e478d59288c841aa530db6845c4c8d962893a001ce4e11a4963873aa98134a"},
+        {"passwordPASSWORDpassword", "saltSALTsaltSALTsaltSALTsaltSALTsalt", 4096, 40,
+         "348c89dbcbd32b2f32d814b8116e84cf2b17347ebc1800181c4e2a1fb8dd53e1c635518c7dac47e9"},
+        {std::string("pass\0word", 9), std::string("sa\0lt", 5), 4096, 16, "89b69d0516f829893c696226650a8687"},
+        {std::string(100, 'x'), "salt", 2, 32, "d43a18cd77bafc1a4b0c6025dbbf29c7e6d67acce6ad02a736d4a3003b6a3c26"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> key(c.length);
+        ASSERT_TRUE(platform::pbkdf2HmacSha256(c.password, c.salt, c.iterations, key)) << c.expected;
+        EXPECT_EQ(hex(key), c.expected);
+    }
+    std::array<std::uint8_t, 32> key{};
+    EXPECT_FALSE(platform::pbkdf2HmacSha256("x", "salt", 0, key)) << "no rounds";
+    EXPECT_FALSE(platform::pbkdf2HmacSha256("x", "salt", 1, std::span<std::uint8_t>())) << "no key";
 }
 
-TEST(Pbkdf2, KnownVectors) {
-    EXPECT_EQ(hex(hmacSha256("key", "The quick brown fox jumps over the lazy dog")),
-              "f7bc83f430538424b13298e6aa6fb143ef4d59a14946175997479dbc2d1a3cd8");
-    EXPECT_EQ(hex(pbkdf2HmacSha256("passwd", "salt", 1, 64)),
-              "55ac046e56e3089fec1691c22544b605f94185216dde0465e68b9d57c20dacbc"
-              "49ca9cccf179b645991664b39d77ef317c71b845b1e30bd509112041d3a19783");
-    EXPECT_EQ(hex(pbkdf2HmacSha256("Password", "NaCl", 80000, 64)),
-              "4ddcd8f60b98be21830cee5ef22701f9641a4418d04c0414aeff08876b34ab56"
-              "a1d425a1225833549adb841b51c9b3176a272bdebba1d078478f62b397f33c8d");
+TEST(SystemCrypto, RandomBytesAndComparison) {
+    std::array<std::uint8_t, 16> a{}, b{};
+    ASSERT_TRUE(platform::randomBytes(a));
+    ASSERT_TRUE(platform::randomBytes(b));
+    EXPECT_NE(a, b);
+
+    const std::vector<std::uint8_t> base = {1, 2, 3, 4, 5, 6, 7, 8};
+    auto with = [&](std::size_t at) {
+        auto v = base;
+        v[at] ^= 0x80;
+        return v;
+    };
+    EXPECT_TRUE(platform::sameBytes(base, std::vector<std::uint8_t>(base)));
+    EXPECT_TRUE(platform::sameBytes({}, {}));
+    EXPECT_FALSE(platform::sameBytes(base, with(0)));
+    EXPECT_FALSE(platform::sameBytes(base, with(7)));
+    EXPECT_FALSE(platform::sameBytes(base, std::span(base).first(7)));
+    EXPECT_FALSE(platform::sameBytes({}, base));
 }
 
 TEST(Password, HashMatchesExactlyWhatWasTyped) {
-    const std::string stored = hashPassword("Segreta 1", "fixed-salt", 1000);
-    EXPECT_TRUE(isPasswordHash(stored));
+    const std::string stored = hashPassword("Segreta 1", "fixed-salt", 1000).value();
     EXPECT_EQ(stored.find("Segreta"), std::string::npos) << "the password is not in the store as typed";
     EXPECT_TRUE(passwordMatches(stored, "Segreta 1"));
     for (const char* wrong : {"segreta 1", "SEGRETA 1", "Segreta 1 ", " Segreta 1", "Segreta1", ""}) {
         EXPECT_FALSE(passwordMatches(stored, wrong)) << "'" << wrong << "'";
     }
+    // Every byte counts, a NUL's and those after it too.
+    const std::string nul = hashPassword(std::string("a\0b", 3), "salt", 10).value();
+    EXPECT_TRUE(passwordMatches(nul, std::string("a\0b", 3)));
+    EXPECT_FALSE(passwordMatches(nul, "a"));
+    EXPECT_FALSE(passwordMatches(nul, std::string("a\0c", 3)));
 }
 
-TEST(Password, RandomSaltsDiffer) {
-    const std::string a = hashPassword("x", {}, 10);
-    const std::string b = hashPassword("x", {}, 10);
-    EXPECT_NE(a, b);
-    EXPECT_TRUE(passwordMatches(a, "x"));
-    EXPECT_TRUE(passwordMatches(b, "x"));
+TEST(Password, StoredFormatStaysReadable) {
+    EXPECT_EQ(hashPassword("password", "salt", 4096).value(),
+              "pbkdf2-sha256$4096$73616c74$c5e478d59288c841aa530db6845c4c8d962893a001ce4e11a4963873aa98134a");
+    // Written by the earlier version, at its 60,000 rounds: still opens, and asks to be renewed.
+    const std::string earlier =
+        "pbkdf2-sha256$60000$0123456789abcdef0123456789abcdef$"
+        "88f2259a1cf44c5db2b606124bd31604700edfa2cf6484bd829710f0cf8b6077";
+    EXPECT_TRUE(passwordMatches(earlier, "Vecchia 60k"));
+    EXPECT_FALSE(passwordMatches(earlier, "vecchia 60k"));
+    EXPECT_TRUE(passwordNeedsRehash(earlier));
 }
 
 TEST(Password, OldPlainValuesAndDamagedHashes) {
     EXPECT_TRUE(passwordMatches("segreta", "segreta")) << "a plain value from an old store";
     EXPECT_FALSE(passwordMatches("segreta", "Segreta"));
+    EXPECT_FALSE(passwordMatches("segreta", "segret"));
     EXPECT_FALSE(passwordMatches("", "")) << "no password set: nothing opens";
     EXPECT_FALSE(isPasswordHash("segreta"));
-    const std::string good = hashPassword("x", "salt", 10);
+    const std::string good = hashPassword("x", "salt", 10).value();
+    const std::string hash64(64, '0');
     for (const std::string& damaged :
-         {std::string("pbkdf2-sha256$0$73616c74$") + std::string(64, '0'), std::string("pbkdf2-sha256$10$zz$00"),
-          good.substr(0, good.size() - 2), good + "$extra", std::string("pbkdf2-sha256$99999999999$00$00")}) {
+         {"pbkdf2-sha256$0$73616c74$" + hash64, std::string("pbkdf2-sha256$10$zz$00"), good.substr(0, good.size() - 2),
+          good + "$extra", "pbkdf2-sha256$99999999999$00$" + hash64, "pbkdf2-sha256$10000001$00$" + hash64,
+          "pbkdf2-sha256$10$" + std::string(130, 'a') + "$" + hash64, "pbkdf2-sha256$10$$" + hash64}) {
         EXPECT_FALSE(isPasswordHash(damaged)) << damaged;
         EXPECT_FALSE(passwordMatches(damaged, "x")) << damaged;
     }
 }
 
+TEST(Password, NewHashesAndRenewal) {
+    EXPECT_EQ(passwordWork(), kPasswordIterations);
+    test::QuickPasswords quick;
+    const std::string a = hashPassword("x").value();
+    const std::string b = hashPassword("x").value();
+    EXPECT_NE(a, b) << "random salts";
+    EXPECT_TRUE(passwordMatches(a, "x"));
+    EXPECT_FALSE(passwordNeedsRehash(a));
+    EXPECT_TRUE(passwordNeedsRehash("x")) << "plain";
+    EXPECT_TRUE(passwordNeedsRehash(hashPassword("x", "salt", passwordWork() - 1).value()));
+    EXPECT_FALSE(passwordNeedsRehash(hashPassword("x", "salt", passwordWork() + 1).value())) << "never lowered";
+}
+
 TEST(Password, NewPasswordChecks) {
-    EXPECT_EQ(newPasswordProblem("", ""), "0143");
-    EXPECT_EQ(newPasswordProblem("    ", "    "), "0143");
-    EXPECT_EQ(newPasswordProblem("abc", "abd"), "0145");
-    EXPECT_EQ(newPasswordProblem("abc", "ABC"), "0145");
-    EXPECT_EQ(newPasswordProblem(" a ", " a "), "");
+    const std::string longest(kPasswordMaxCharacters, 'a');
+    std::string accented;  // as many characters, twice the bytes
+    for (std::size_t i = 0; i < kPasswordMaxCharacters; ++i) accented += "\xC3\xA8";
+    struct Case {
+        std::string password, confirmation;
+        const char* problem;
+    };
+    const Case cases[] = {
+        {"", "", "0143"},
+        {"    ", "    ", "0143"},
+        {"abc", "abd", "0145"},
+        {"abc", "ABC", "0145"},
+        {" a ", " a ", ""},
+        {"a\tb", "a\tb", ""},
+        {longest, longest, ""},
+        {accented, accented, ""},
+        {longest + "a", longest + "a", "0311"},
+        {std::string("a\0b", 3), std::string("a\0b", 3), "0312"},
+        {"a\nb", "a\nb", "0312"},
+        {"a\rb", "a\rb", "0312"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(newPasswordProblem(c.password, c.confirmation), c.problem) << c.password.substr(0, 20);
+    }
+    // Longer than any password: refused without hashing a megabyte.
+    const std::string stored = hashPassword(longest, "salt", 10).value();
+    EXPECT_TRUE(passwordMatches(stored, longest));
+    EXPECT_FALSE(passwordMatches(stored, longest + "a"));
+    EXPECT_FALSE(passwordMatches(stored, std::string(1 << 20, 'a')));
 }
 
 }  // namespace

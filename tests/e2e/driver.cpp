@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -73,10 +74,12 @@ std::string Installation::scalar(const std::string& query) const {
 }
 
 void Installation::setPassword(const std::string& password) const {
+    // Little work: the program renews the hash at the first login.
+    const std::optional<std::string> hash = core::hashPassword(password, "salt", 1000);
+    ASSERT_TRUE(hash);
     core::Database db;
     ASSERT_TRUE(db.open(pathToUtf8(database())));
-    ASSERT_TRUE(core::UpdateField(db, "Opzioni", "PasswordAdmin", core::Value(core::hashPassword(password, {}, 1000)),
-                                  core::kOptionsRow));
+    ASSERT_TRUE(core::UpdateField(db, "Opzioni", "PasswordAdmin", core::Value(*hash), core::kOptionsRow));
 }
 
 // ----------------------------------------------------------------- Program

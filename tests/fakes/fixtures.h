@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/database.h"
+#include "core/password.h"
 
 namespace ombrix::test {
 
@@ -25,6 +26,16 @@ public:
 
 private:
     std::filesystem::path path_;
+};
+
+// While it lives, new password hashes take a thousand rounds instead of the
+// program's work, so that tests which set or renew passwords stay quick.
+class QuickPasswords {
+public:
+    QuickPasswords() { core::setPasswordWorkForTests(1000); }
+    ~QuickPasswords() { core::setPasswordWorkForTests(core::kPasswordIterations); }
+    QuickPasswords(const QuickPasswords&) = delete;
+    QuickPasswords& operator=(const QuickPasswords&) = delete;
 };
 
 // Writes bytes to a file, creating folders as needed.
