@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "fakes/fake_accessibility.h"
+#include "fakes/fake_desktop.h"
 #include "fakes/fake_controller.h"
 
 namespace ombrix::enforce {
@@ -180,8 +180,7 @@ TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
         {"Portoghese", kChromeBar, "Italiano"},
     };
     for (const auto& c : cases) {
-        FakeDesktop fresh;
-        desktop = fresh;
+        desktop = FakeDesktop{};
         processes.running.clear();
         processes.start("chrome.exe");
         // One window only: the first attempt fails and the localized one reads.
@@ -244,8 +243,7 @@ TEST_F(Readers, EdgeRowsAndTheEditCondition) {
         {"Tedesco", {"Mit Google suchen oder Adresse eingeben", "", true, "x.org", true}, ""},
     };
     for (const auto& c : cases) {
-        FakeDesktop fresh;
-        desktop = fresh;
+        desktop = FakeDesktop{};
         chromeWindow(c.bar);
         auto readers = make();
         readers.setLanguageSetting(c.setting);
