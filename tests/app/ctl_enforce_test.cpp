@@ -2,25 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
-#include "app/ctl.h"
+#include "app/ctl_fixture.h"
 #include "core/database.h"
 #include "core/schema.h"
-#include "fakes/fake_machine.h"
-#include "fakes/fixtures.h"
-#include "platform/file_registry.h"
-#include "support/files.h"
 
 namespace ombrix::app {
 namespace {
 
-class CtlEnforce : public ::testing::Test {
+class CtlEnforce : public CtlFixture {
 protected:
-    CtlEnforce() {
-        system.folder = pathToUtf8(dir.path());
-        test::writeFile(dir.file("italian.lng"),
-                        "[Strings]\r\n0238=Data iniziale mancante\r\n0242=Data finale errata\r\n");
+    CtlEnforce() : CtlFixture("0238=Data iniziale mancante\r\n0242=Data finale errata\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
         core::Database store;
         EXPECT_TRUE(store.open(db));
@@ -33,23 +25,12 @@ protected:
             "('2024-03-05 00:00:00', 'http://mezzanotte.it/'), ('2024-03-05 14:07:09', 'http://l''arte.it/'), "
             "('2024-03-06 00:00:00', 'http://fine.it/'), ('2024-03-06 08:00:00', 'http://dopo.it/');"));
     }
-
     int run(std::vector<std::string> args, const std::string& input = {}) {
         args.insert(args.begin(), {"--db", db});
-        in.clear();
-        in.str(input);
-        out.str({});
-        err.str({});
-        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        return runCtl(args, env);
+        return ctl(args, input);
     }
 
-    test::TempDir dir;
     std::string db = dir.file("DataBase.db");
-    platform::FileRegistry registry;
-    test::FakeSystem system;
-    std::istringstream in;
-    std::ostringstream out, err;
 };
 
 TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
@@ -134,9 +115,7 @@ TEST_F(CtlEnforce, AStoreWithoutTheLogIsRefused) {
         ASSERT_TRUE(store.open(old, core::Database::Mode::CreateIfMissing));
         ASSERT_TRUE(store.exec(test::oldestSchemaSql()));
     }
-    in.str({});
-    CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-    EXPECT_EQ(runCtl({"--db", old, "log", "show"}, env), kRefused);
+    EXPECT_EQ(ctl({"--db", old, "log", "show"}), kRefused);
     EXPECT_NE(err.str().find("cannot read the log"), std::string::npos);
 }
 
