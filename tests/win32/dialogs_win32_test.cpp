@@ -10,7 +10,7 @@
 
 #include "platform/win32/machine.h"
 #include "support/text.h"
-#include "window_recorder.h"
+#include "helpers.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -87,7 +87,7 @@ public:
     explicit DialogPresser(int button) : thread_(GetCurrentThreadId()) {
         worker_ = std::thread([this, button] {
             HWND dialog = nullptr;
-            if (!test::waitUntil([&] { return (dialog = findDialogOf(thread_)) != nullptr; })) return;
+            if (!test::waitFor([&] { return (dialog = findDialogOf(thread_)) != nullptr; })) return;
             seen_ = look(dialog);
             PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
                          reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
@@ -113,20 +113,6 @@ private:
 bool contains(const std::vector<std::wstring>& texts, const std::wstring& text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
-
-class OwnerWindow {
-public:
-    OwnerWindow() {
-        hwnd = CreateWindowExW(0, L"STATIC", L"Ombrix proprietario", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 100, 100, 300,
-                               120, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
-    }
-    ~OwnerWindow() {
-        if (IsWindow(hwnd)) DestroyWindow(hwnd);
-    }
-    OwnerWindow(const OwnerWindow&) = delete;
-    OwnerWindow& operator=(const OwnerWindow&) = delete;
-    HWND hwnd = nullptr;
-};
 
 class Win32DialogsTest : public ::testing::Test {
 protected:
@@ -168,11 +154,11 @@ TEST_F(Win32DialogsTest, MessageBoxShowsIconButtonsAndTextsAndReportsTheAnswer) 
 
 TEST_F(Win32DialogsTest, TheOwnerIsTheWindowSetAndAWindowThatWentIsNone) {
     {
-        const OwnerWindow owner;
-        dialogs.setOwner(owner.hwnd);
+        const test::OwnWindow owner(L"Ombrix proprietario");
+        dialogs.setOwner(owner.get());
         DialogPresser presser(IDOK);
         dialogs.messageBox({"0151", "Aggiornato.", "Ombrix", MessageIcon::Information, MessageButtons::Ok});
-        EXPECT_EQ(presser.seen().owner, owner.hwnd);
+        EXPECT_EQ(presser.seen().owner, owner.get());
     }
     // The owner is destroyed but still set.
     DialogPresser presser(IDOK);
@@ -182,8 +168,8 @@ TEST_F(Win32DialogsTest, TheOwnerIsTheWindowSetAndAWindowThatWentIsNone) {
 }
 
 TEST_F(Win32DialogsTest, FolderBrowserShowsThePromptAndCancelGivesNothing) {
-    const OwnerWindow owner;
-    dialogs.setOwner(owner.hwnd);
+    const test::OwnWindow owner(L"Ombrix proprietario");
+    dialogs.setOwner(owner.get());
     DialogPresser presser(IDCANCEL);
     const auto folder = dialogs.browseForFolder("Selezionare la cartella che contiene il file «DataBase»");
     const SeenDialog& seen = presser.seen();
@@ -191,7 +177,7 @@ TEST_F(Win32DialogsTest, FolderBrowserShowsThePromptAndCancelGivesNothing) {
     EXPECT_EQ(folder, std::nullopt);
     EXPECT_TRUE(contains(seen.texts, L"Selezionare la cartella che contiene il file «DataBase»"));
     EXPECT_TRUE(seen.hasTree);
-    EXPECT_EQ(seen.owner, owner.hwnd);
+    EXPECT_EQ(seen.owner, owner.get());
 }
 
 TEST_F(Win32DialogsTest, FolderBrowserGivesTheChosenFolderAsAPath) {
