@@ -20,11 +20,9 @@
 //   name TEXT    the label, and so the accessible name, becomes TEXT
 //   activate     comes to the foreground
 //   quit         closes
-// It answers DDE "WWW_GetWindowInfo" (item "0xffffffff") with the current
-// address and title. The record file (default <exe>.record beside the
+// The record file (default <exe>.record beside the
 // program) gets one UTF-8 line per event: "open URL", "ctrl+w ACTION", "exit".
 #include <windows.h>
-#include <ddeml.h>
 #include <oleacc.h>
 #include <shellapi.h>
 
@@ -55,9 +53,6 @@ struct State {
     HWND edit = nullptr;
     HWND page = nullptr;
     WNDPROC editProc = nullptr;
-    DWORD ddeInstance = 0;
-    HSZ ddeService = nullptr;
-    HSZ ddeTopic = nullptr;
 };
 State g;
 
@@ -74,15 +69,6 @@ std::wstring wide(const std::string& s) {
     const int n = MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), nullptr, 0);
     std::wstring out(static_cast<std::size_t>(n), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), out.data(), n);
-    return out;
-}
-
-// CF_TEXT is in the ANSI code page.
-std::string ansi(const std::wstring& w) {
-    if (w.empty()) return {};
-    const int n = WideCharToMultiByte(CP_ACP, 0, w.data(), static_cast<int>(w.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(static_cast<std::size_t>(n), '\0');
-    WideCharToMultiByte(CP_ACP, 0, w.data(), static_cast<int>(w.size()), out.data(), n, nullptr, nullptr);
     return out;
 }
 
@@ -273,37 +259,6 @@ LRESULT CALLBACK editProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
     return CallWindowProcW(g.editProc, hwnd, msg, wp, lp);
 }
 
-HDDEDATA CALLBACK ddeCallback(UINT type, UINT format, HCONV, HSZ topic, HSZ item, HDDEDATA, ULONG_PTR, ULONG_PTR) {
-    if (type == XTYP_CONNECT) {
-        return reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(DdeCmpStringHandles(topic, g.ddeTopic) == 0));
-    }
-    if (type == XTYP_REQUEST && format == CF_TEXT && DdeCmpStringHandles(topic, g.ddeTopic) == 0) {
-        std::string reply = ansi(L"\"" + current() + L"\",\"" + current() + L" - " + g.stem + L"\",\"\"");
-        return DdeCreateDataHandle(g.ddeInstance, reinterpret_cast<BYTE*>(reply.data()),
-                                   static_cast<DWORD>(reply.size() + 1), 0, item, CF_TEXT, 0);
-    }
-    return nullptr;
-}
-
-void startDde() {
-    if (DdeInitializeW(&g.ddeInstance, ddeCallback, APPCLASS_STANDARD | CBF_SKIP_ALLNOTIFICATIONS, 0) != DMLERR_NO_ERROR) {
-        g.ddeInstance = 0;
-        return;
-    }
-    const std::wstring service = g.stem == L"firefox" ? L"Firefox" : g.stem == L"msedge" ? L"MSEdge" : L"Chrome";
-    g.ddeService = DdeCreateStringHandleW(g.ddeInstance, service.c_str(), CP_WINUNICODE);
-    g.ddeTopic = DdeCreateStringHandleW(g.ddeInstance, L"WWW_GetWindowInfo", CP_WINUNICODE);
-    DdeNameService(g.ddeInstance, g.ddeService, nullptr, DNS_REGISTER);
-}
-
-void stopDde() {
-    if (g.ddeInstance == 0) return;
-    DdeNameService(g.ddeInstance, g.ddeService, nullptr, DNS_UNREGISTER);
-    DdeFreeStringHandle(g.ddeInstance, g.ddeService);
-    DdeFreeStringHandle(g.ddeInstance, g.ddeTopic);
-    DdeUninitialize(g.ddeInstance);
-}
-
 LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
     switch (msg) {
         case WM_COPYDATA: {
@@ -409,11 +364,12 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     LocalFree(argv);
 
     // One stand-in per browser name: a second start hands its address over.
+    // A twin that was just terminated may still have its window but takes
+    // nothing: then this start is the browser.
     const ATOM kind = GlobalAddAtomW((L"OmbrixStandin." + g.stem).c_str());
-    if (HWND twin = runningTwin(kind)) {
-        const bool handed = url.empty() || send(twin, L"open " + url);
+    if (HWND twin = runningTwin(kind); twin != nullptr && (url.empty() || send(twin, L"open " + url))) {
         GlobalDeleteAtom(kind);
-        return handed ? 0 : 1;
+        return 0;
     }
 
     WNDCLASSW wc{};
@@ -456,8 +412,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
         g.tabs.emplace_back();  // a new tab: the address bar is empty
         showCurrent();
     }
-    // Ready for DDE before the window shows: a test waits for the window only.
-    startDde();
     ShowWindow(g.main, SW_SHOWNORMAL);
     SetForegroundWindow(g.main);
     SetFocus(button);  // the page has the focus, not the address bar
@@ -472,7 +426,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
         TranslateMessage(&msg);
         DispatchMessageW(&msg);
     }
-    stopDde();
     if (g.hidden != nullptr) DestroyWindow(g.hidden);
     record(L"exit");
     GlobalDeleteAtom(kind);
