@@ -2,8 +2,8 @@
 # Unpacks Wine's generated UI Automation client header from Debian's
 # libwine-dev package (downloaded, never installed) into DEST/wine-uia/: the
 # reference a Windows test compares our own interface declarations with.
-# Exits non-zero, changing nothing, when the package cannot be had; the test
-# then skips and says why.
+# Exits non-zero, changing nothing, when the package cannot be had. Run only
+# when the build is configured with -DOMBRIX_UIA_REFERENCE=ON.
 set -euo pipefail
 dest=${1:?usage: fetch-wine-uia-reference.sh DEST}
 [ -f "$dest/wine-uia/uiautomationclient.h" ] && exit 0

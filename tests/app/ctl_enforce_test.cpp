@@ -2,25 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
-#include "app/ctl.h"
+#include "app/ctl_fixture.h"
 #include "core/database.h"
 #include "core/schema.h"
-#include "fakes/fake_machine.h"
-#include "fakes/fixtures.h"
-#include "platform/file_registry.h"
-#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {
 
-class CtlEnforce : public ::testing::Test {
+class CtlEnforce : public CtlFixture {
 protected:
-    CtlEnforce() {
-        system.folder = pathToUtf8(dir.path());
-        test::writeFile(dir.file("italian.lng"),
-                        "[Strings]\r\n0238=Data iniziale mancante\r\n0242=Data finale errata\r\n");
+    CtlEnforce() : CtlFixture("0238=Data iniziale mancante\r\n0242=Data finale errata\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
         core::Database store;
         EXPECT_TRUE(store.open(db));
@@ -33,23 +25,12 @@ protected:
             "('2024-03-05 00:00:00', 'http://mezzanotte.it/'), ('2024-03-05 14:07:09', 'http://l''arte.it/'), "
             "('2024-03-06 00:00:00', 'http://fine.it/'), ('2024-03-06 08:00:00', 'http://dopo.it/');"));
     }
-
     int run(std::vector<std::string> args, const std::string& input = {}) {
         args.insert(args.begin(), {"--db", db});
-        in.clear();
-        in.str(input);
-        out.str({});
-        err.str({});
-        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        return runCtl(args, env);
+        return ctl(args, input);
     }
 
-    test::TempDir dir;
     std::string db = dir.file("DataBase.db");
-    platform::FileRegistry registry;
-    test::FakeSystem system;
-    std::istringstream in;
-    std::ostringstream out, err;
 };
 
 TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
@@ -91,40 +72,29 @@ TEST_F(CtlEnforce, CheckRefusesWhatItCannotJudge) {
     EXPECT_EQ(run({"check", "Scuola", "a", "b"}), kUsage);
 }
 
-TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRange) {
-    EXPECT_EQ(run({"log", "show"}), kOk);
-    EXPECT_EQ(out.str(),
-              "2024-03-06 08:00:00\thttp://dopo.it/\n2024-03-06 00:00:00\thttp://fine.it/\n"
-              "2024-03-05 14:07:09\thttp://l'arte.it/\n2024-03-05 00:00:00\thttp://mezzanotte.it/\n"
-              "2024-03-04 10:00:00\thttp://ieri.it/\n");
+// The range rules are the log viewer's (tests/enforce/site_log_test.cpp).
+TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeAndClears) {
     EXPECT_EQ(run({"log", "show", "--from", "05/03/2024", "--to", "5/3/2024"}), kOk);
     EXPECT_EQ(out.str(),
               "2024-03-06 00:00:00\thttp://fine.it/\n2024-03-05 14:07:09\thttp://l'arte.it/\n"
               "2024-03-05 00:00:00\thttp://mezzanotte.it/\n");
-    EXPECT_EQ(run({"log", "show", "--to", "04/03/2024"}), kOk);
-    EXPECT_EQ(out.str(), "2024-03-05 00:00:00\thttp://mezzanotte.it/\n2024-03-04 10:00:00\thttp://ieri.it/\n")
-        << "up to and including midnight after the day";
+    EXPECT_EQ(run({"log", "clear"}), kOk);
+    EXPECT_EQ(run({"log", "show"}), kOk);
+    EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessages) {
+TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessagesAndChangesNothing) {
     EXPECT_EQ(run({"log", "show", "--from", ""}), kRefused);
     EXPECT_EQ(err.str(), "0238: Data iniziale mancante\n");
     EXPECT_EQ(run({"log", "show", "--to", "domani"}), kRefused);
     EXPECT_EQ(err.str(), "0242: Data finale errata domani\n");
-    EXPECT_EQ(run({"log", "show", "--from"}), kUsage);
-    EXPECT_EQ(run({"log", "show", "--da", "01/01/2024"}), kUsage);
-    EXPECT_EQ(run({"log"}), kUsage);
-    EXPECT_EQ(run({"log", "empty"}), kUsage);
-    EXPECT_EQ(run({"log", "clear", "now"}), kUsage);
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"log", "show", "--from"},
+                                                {"log", "show", "--da", "01/01/2024"}, {"log"}, {"log", "clear", "now"}}) {
+        EXPECT_EQ(run(args), kUsage) << args.back();
+    }
     EXPECT_EQ(run({"log", "show"}), kOk);
     const std::string shown = out.str();
     EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 5) << "nothing was changed";
-}
-
-TEST_F(CtlEnforce, LogClearEmptiesIt) {
-    EXPECT_EQ(run({"log", "clear"}), kOk);
-    EXPECT_EQ(run({"log", "show"}), kOk);
-    EXPECT_EQ(out.str(), "");
 }
 
 TEST_F(CtlEnforce, AStoreWithoutTheLogIsRefused) {
@@ -134,9 +104,7 @@ TEST_F(CtlEnforce, AStoreWithoutTheLogIsRefused) {
         ASSERT_TRUE(store.open(old, core::Database::Mode::CreateIfMissing));
         ASSERT_TRUE(store.exec(test::oldestSchemaSql()));
     }
-    in.str({});
-    CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-    EXPECT_EQ(runCtl({"--db", old, "log", "show"}, env), kRefused);
+    EXPECT_EQ(ctl({"--db", old, "log", "show"}), kRefused);
     EXPECT_NE(err.str().find("cannot read the log"), std::string::npos);
 }
 

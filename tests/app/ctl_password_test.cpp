@@ -1,46 +1,26 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <sstream>
-
-#include "app/ctl.h"
+#include "app/ctl_fixture.h"
 #include "core/password.h"
 #include "core/schema.h"
 #include "core/store.h"
-#include "fakes/fake_machine.h"
-#include "fakes/fixtures.h"
-#include "platform/file_registry.h"
-#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {
 
-class CtlPassword : public ::testing::Test {
+class CtlPassword : public CtlFixture {
 protected:
-    CtlPassword() {
-        system.folder = pathToUtf8(dir.path());
-        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0143=La password non pu\xF2 essere vuota.\r\n");
+    CtlPassword() : CtlFixture("0143=La password non pu\xF2 essere vuota.\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
     }
-    int run(const std::string& verb, const std::string& input) {
-        std::istringstream in(input);
-        out.str({});
-        err.str({});
-        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        return runCtl({"--db", db, "password", verb}, env);
-    }
+    int run(const std::string& verb, const std::string& input) { return ctl({"--db", db, "password", verb}, input); }
     std::string stored() {
         core::Database d;
         EXPECT_TRUE(d.open(db));
         return core::ValoreNonNullo(core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
     }
 
-    test::QuickPasswords quick;
-    test::TempDir dir;
     std::string db = dir.file("DataBase.db");
-    platform::FileRegistry registry;
-    test::FakeSystem system;
-    std::ostringstream out, err;
 };
 
 TEST_F(CtlPassword, SetThenCheck) {

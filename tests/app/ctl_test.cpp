@@ -3,62 +3,40 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 
+#include "app/ctl_fixture.h"
 #include "core/schema.h"
-#include "core/store.h"
-#include "fakes/fake_machine.h"
-#include "fakes/fixtures.h"
-#include "platform/file_registry.h"
-#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {
 
-class Ctl : public ::testing::Test {
+class Ctl : public CtlFixture {
 protected:
-    Ctl() {
-        system.folder = pathToUtf8(dir.path());
-        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0090=Database non trovato\r\n");
-    }
-
-    int run(std::vector<std::string> args, const std::string& input = {}) {
-        in.str(input);
-        out.str({});
-        err.str({});
-        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        return runCtl(args, env);
-    }
-
-    test::TempDir dir;
-    platform::FileRegistry registry;
-    test::FakeSystem system;
-    std::istringstream in;
-    std::ostringstream out, err;
+    Ctl() : CtlFixture("0090=Database non trovato\r\n") {}
 };
 
 TEST_F(Ctl, WrongUsageExitsWithTwo) {
-    EXPECT_EQ(run({}), kUsage);
-    EXPECT_EQ(run({"frobnicate"}), kUsage);
+    EXPECT_EQ(ctl({}), kUsage);
+    EXPECT_EQ(ctl({"frobnicate"}), kUsage);
     EXPECT_NE(err.str().find("unknown command"), std::string::npos);
-    EXPECT_EQ(run({"--db"}), kUsage);
-    EXPECT_EQ(run({"--colour", "upgrade"}), kUsage);
-    EXPECT_EQ(run({"init"}), kUsage);
-    EXPECT_EQ(run({"init", "a", "b"}), kUsage);
-    EXPECT_EQ(run({"--db", dir.file("x.db"), "upgrade", "now"}), kUsage);
-    EXPECT_EQ(run({"--help"}), kOk);
+    EXPECT_EQ(ctl({"--db"}), kUsage);
+    EXPECT_EQ(ctl({"--colour", "upgrade"}), kUsage);
+    EXPECT_EQ(ctl({"init"}), kUsage);
+    EXPECT_EQ(ctl({"init", "a", "b"}), kUsage);
+    EXPECT_EQ(ctl({"--db", dir.file("x.db"), "upgrade", "now"}), kUsage);
+    EXPECT_EQ(ctl({"--help"}), kOk);
 }
 
 TEST_F(Ctl, InitWritesTheEmptyDatabaseOnce) {
     const std::string db = dir.file("nuovo.db");
-    EXPECT_EQ(run({"init", db}), kOk);
-    EXPECT_EQ(run({"--db", db, "profiles"}), kOk);
+    EXPECT_EQ(ctl({"init", db}), kOk);
+    EXPECT_EQ(ctl({"--db", db, "profiles"}), kOk);
     EXPECT_EQ(out.str(), "1\tNessuna restrizione\n");
-    EXPECT_EQ(run({"--db", db, "upgrade"}), kOk);
+    EXPECT_EQ(ctl({"--db", db, "upgrade"}), kOk);
     EXPECT_EQ(out.str(), "up to date\n");
 
     const auto before = readWholeFile(db);
-    EXPECT_EQ(run({"init", db}), kRefused);
+    EXPECT_EQ(ctl({"init", db}), kRefused);
     EXPECT_EQ(readWholeFile(db), before) << "an existing file is never overwritten";
 }
 
@@ -69,24 +47,24 @@ TEST_F(Ctl, UpgradeReportsWhatItDid) {
         ASSERT_TRUE(db.open(path, core::Database::Mode::CreateIfMissing));
         ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
     }
-    EXPECT_EQ(run({"--db", path, "upgrade"}), kOk);
+    EXPECT_EQ(ctl({"--db", path, "upgrade"}), kOk);
     EXPECT_EQ(out.str(), "upgraded\n");
-    EXPECT_EQ(run({"--db", path, "upgrade"}), kOk);
+    EXPECT_EQ(ctl({"--db", path, "upgrade"}), kOk);
     EXPECT_EQ(out.str(), "up to date\n");
-    EXPECT_EQ(run({"--db", path, "profiles"}), kOk);
+    EXPECT_EQ(ctl({"--db", path, "profiles"}), kOk);
     EXPECT_EQ(out.str(), "1\tScuola\n2\tChiosco\n");
 }
 
 TEST_F(Ctl, AMissingDatabaseIsRefusedWithItsMessage) {
-    EXPECT_EQ(run({"--db", dir.file("assente.db"), "profiles"}), kRefused);
+    EXPECT_EQ(ctl({"--db", dir.file("assente.db"), "profiles"}), kRefused);
     EXPECT_EQ(err.str().rfind("0090: Database non trovato", 0), 0u) << err.str();
-    EXPECT_EQ(run({"--db", dir.file("assente.db"), "upgrade"}), kRefused);
+    EXPECT_EQ(ctl({"--db", dir.file("assente.db"), "upgrade"}), kRefused);
     EXPECT_FALSE(platform::realFileSystem().fileExists(dir.file("assente.db"))) << "nothing is created";
 }
 
 TEST_F(Ctl, NotADatabaseIsRefused) {
     test::writeFile(dir.file("testo.db"), "just some text, not a store");
-    EXPECT_EQ(run({"--db", dir.file("testo.db"), "profiles"}), kRefused);
+    EXPECT_EQ(ctl({"--db", dir.file("testo.db"), "profiles"}), kRefused);
     EXPECT_NE(err.str().find("cannot open"), std::string::npos);
 }
 
@@ -96,7 +74,7 @@ TEST_F(Ctl, WithoutDbTheProgramFoldersDatabaseIsUsed) {
 #ifdef _WIN32
     system.major = 5;  // keep it in the program folder
 #endif
-    EXPECT_EQ(run({"profiles"}), kOk) << err.str();
+    EXPECT_EQ(ctl({"profiles"}), kOk) << err.str();
     EXPECT_EQ(out.str(), "1\tNessuna restrizione\n");
 }
 

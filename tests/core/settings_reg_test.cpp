@@ -10,32 +10,29 @@ namespace {
 
 using platform::RegRoot;
 
+const std::string kMachineKey = "SOFTWARE\\Ombrix\\Opzioni";
+
 TEST(SettingsReg, SaveWritesTheMachineKeyAndMirrorsPerUser) {
     platform::FileRegistry reg;
     EXPECT_TRUE(SaveSettingReg(reg, "Ombrix", "Opzioni", "DataBase", "C:\\Ombrix\\DataBase"));
-    EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase"), "C:\\Ombrix\\DataBase");
+    EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, kMachineKey, "DataBase"), "C:\\Ombrix\\DataBase");
     EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, programSettingsKey("Ombrix", "Opzioni"), "DataBase"),
               "C:\\Ombrix\\DataBase");
-    EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "DataBase"), "C:\\Ombrix\\DataBase");
-}
 
-TEST(SettingsReg, EmptyApplicationUsesTheSectionAsKeyAndMirrorsNothing) {
-    platform::FileRegistry reg;
+    // With no application the section is the key, and nothing is mirrored.
     const std::string run = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
     EXPECT_TRUE(SaveSettingReg(reg, "", run, "Ombrix", "C:\\Programmi\\Ombrix\\ombrix.exe"));
     EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, run, "Ombrix"), "C:\\Programmi\\Ombrix\\ombrix.exe");
-    EXPECT_FALSE(reg.keyExists(RegRoot::CurrentUser, "Software\\Ombrix"));
+    EXPECT_FALSE(reg.keyExists(RegRoot::CurrentUser, programSettingsKey("", run)));
 }
 
 TEST(SettingsReg, GetFallsBackToThePerUserStoreAndCopiesMachineValues) {
     platform::FileRegistry reg;
     reg.writeString(RegRoot::CurrentUser, programSettingsKey("Ombrix", "Opzioni"), "DataBase", "D:\\Utente");
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "DataBase"), "D:\\Utente") << "no machine value";
-
-    reg.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "");
+    reg.writeString(RegRoot::LocalMachine, kMachineKey, "DataBase", "");
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "DataBase"), "D:\\Utente") << "an empty machine value";
-
-    reg.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "E:\\Macchina");
+    reg.writeString(RegRoot::LocalMachine, kMachineKey, "DataBase", "E:\\Macchina");
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "DataBase"), "E:\\Macchina");
     EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, programSettingsKey("Ombrix", "Opzioni"), "DataBase"), "E:\\Macchina")
         << "the machine value is copied to the per-user store";
@@ -50,35 +47,32 @@ TEST(SettingsReg, CurrentUserAndRootVariants) {
     EXPECT_EQ(GetSettingRegRoot(reg, 0, "", zone, "1803"), "3");
     EXPECT_EQ(GetSettingRegRoot(reg, 2, "", zone, "1803"), "3") << "anything but 1 is the current user";
     EXPECT_EQ(GetSettingRegRoot(reg, 1, "", zone, "1803"), "0");
-    reg.writeString(RegRoot::CurrentUser, "SOFTWARE\\Ombrix\\Opzioni", "Lingua", "it");
+    reg.writeString(RegRoot::CurrentUser, kMachineKey, "Lingua", "it");
     EXPECT_EQ(GetSettingRegCurrentUser(reg, "Ombrix", "Opzioni", "Lingua"), "it");
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "Lingua"), "") << "the plain variant reads the machine";
 }
 
-TEST(FileRegistry, KeysIgnoreCaseAndValuesSurviveAReload) {
+// The native stand-in for the registry, kept in a file.
+TEST(FileRegistry, KeysIgnoreCaseValuesSurviveAReloadAndAFailedWriteKeepsNothing) {
     test::TempDir dir;
-    const std::string file = dir.file("registry.txt");
     {
-        platform::FileRegistry reg(file);
-        EXPECT_TRUE(reg.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "C:\\a\tb\nc\\"));
+        platform::FileRegistry reg(dir.file("registry.txt"));
+        EXPECT_TRUE(reg.writeString(RegRoot::LocalMachine, kMachineKey, "DataBase", "C:\\a\tb\nc\\"));
         EXPECT_TRUE(reg.writeDword(RegRoot::CurrentUser, "Software\\X", "N", 4294967295u));
         EXPECT_TRUE(reg.writeString(RegRoot::CurrentUser, "Software\\X", "Gone", "1"));
         EXPECT_TRUE(reg.deleteValue(RegRoot::CurrentUser, "Software\\X", "Gone"));
         EXPECT_TRUE(reg.deleteValue(RegRoot::CurrentUser, "Software\\X", "NeverThere"));
     }
-    platform::FileRegistry reg(file);
+    platform::FileRegistry reg(dir.file("registry.txt"));
     EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, "software\\OMBRIX\\opzioni\\", "database"), "C:\\a\tb\nc\\");
     EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, "Software\\X", "N"), "4294967295");
     EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, "Software\\X", "Gone"), std::nullopt);
     EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, "Software\\X", "N"), std::nullopt) << "roots are apart";
-}
 
-TEST(FileRegistry, AnUnwritableFileReportsFailureAndKeepsNothing) {
-    test::TempDir dir;
     test::writeFile(dir.file("blocker"), "x");
-    platform::FileRegistry reg(dir.file("blocker/registry.txt"));
-    EXPECT_FALSE(reg.writeString(RegRoot::CurrentUser, "Software\\X", "A", "1"));
-    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, "Software\\X", "A"), std::nullopt);
+    platform::FileRegistry blocked(dir.file("blocker/registry.txt"));
+    EXPECT_FALSE(blocked.writeString(RegRoot::CurrentUser, "Software\\X", "A", "1"));
+    EXPECT_EQ(blocked.readValue(RegRoot::CurrentUser, "Software\\X", "A"), std::nullopt);
 }
 
 }  // namespace

@@ -17,75 +17,56 @@ namespace {
 
 using platform::RegRoot;
 
-const std::string kProgramDb = "C:\\Programmi\\Ombrix\\DataBase\\DataBase.db";
-const std::string kMachineDb = "C:\\Ombrix\\DataBase\\DataBase.db";
+// Where the store is looked for, and whether the delivered file moves to the
+// per-machine folder: each case starts from the delivered file in the program
+// folder.
+TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
+    const std::string program = "C:\\Programmi\\Ombrix\\DataBase";
+    const std::string machine = "C:\\Ombrix\\DataBase";
+    const struct {
+        const char* name;
+        int windowsMajor;
+        bool remembered, perMachineFile, homeDrive;
+        const char* readOnly;  // a folder nothing can be made or removed in
+        std::string chosen;
+        bool moved;
+        const char* programFolder = "C:\\Programmi\\Ombrix";
+    } cases[] = {
+        {"the remembered folder wins", 10, true, false, true, "", "D:\\Scuola", false},
+        {"old Windows keeps the program folder", 5, false, true, true, "", program, false},
+        {"an existing per-machine file is used", 10, false, true, true, "", machine, false},
+        {"the delivered file moves", 10, false, false, true, "", machine, true},
+        {"a failed move stays", 10, false, false, true, "C:\\Ombrix", program, false},
+        {"a failed delete still counts as moved", 10, false, false, true, "C:\\Programmi", machine, true},
+        {"no home drive, no move", 10, false, false, false, "", program, false},
+        {"a drive root gets one separator", 5, false, false, true, "", "C:\\DataBase", false, "C:\\"},
+    };
+    for (const auto& c : cases) {
+        platform::FileRegistry registry;
+        test::FakeFileSystem files;
+        test::FakeSystem system;
+        test::RecordingDialogs dialogs;
+        Language language{"C:\\nowhere", '\\'};
+        StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
+        system.major = c.windowsMajor;
+        system.folder = c.programFolder;
+        if (!c.homeDrive) system.env.clear();
+        if (c.remembered) {
+            registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "D:\\Scuola");
+        }
+        files.files[program + "\\DataBase.db"] = "delivered";
+        if (c.perMachineFile) files.files[machine + "\\DataBase.db"] = "in use";
+        files.directories.insert("C:\\Ombrix");  // an existing folder is fine
+        if (*c.readOnly) files.readOnlyDirectories.insert(c.readOnly);
 
-class FolderChoice : public ::testing::Test {
-protected:
-    platform::FileRegistry registry;
-    test::FakeFileSystem files;
-    test::FakeSystem system;
-    test::RecordingDialogs dialogs;
-    Language language{"C:\\nowhere", '\\'};
-    StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
-};
-
-TEST_F(FolderChoice, TheRememberedFolderWins) {
-    registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "D:\\Scuola");
-    files.files[kProgramDb] = "db";
-    EXPECT_EQ(ScegliCartellaDatabase(env), "D:\\Scuola");
-    EXPECT_TRUE(files.calls.empty()) << "nothing is looked at or moved";
-}
-
-TEST_F(FolderChoice, OldWindowsKeepsTheProgramFolder) {
-    system.major = 5;
-    files.files[kProgramDb] = "db";
-    files.files[kMachineDb] = "other";
-    EXPECT_EQ(ScegliCartellaDatabase(env), "C:\\Programmi\\Ombrix\\DataBase");
-    EXPECT_TRUE(files.calls.empty());
-}
-
-TEST_F(FolderChoice, AnExistingPerMachineFileIsUsedAndNothingMoves) {
-    files.files[kProgramDb] = "delivered";
-    files.files[kMachineDb] = "in use";
-    EXPECT_EQ(ScegliCartellaDatabase(env), "C:\\Ombrix\\DataBase");
-    EXPECT_EQ(files.files[kProgramDb], "delivered");
-    EXPECT_EQ(files.files[kMachineDb], "in use");
-}
-
-TEST_F(FolderChoice, TheDeliveredFileMovesToThePerMachineFolder) {
-    files.files[kProgramDb] = "delivered";
-    files.directories.insert("C:\\Ombrix");  // an existing folder is fine
-    EXPECT_EQ(ScegliCartellaDatabase(env), "C:\\Ombrix\\DataBase");
-    EXPECT_EQ(files.files.count(kProgramDb), 0u);
-    EXPECT_EQ(files.files[kMachineDb], "delivered");
-}
-
-TEST_F(FolderChoice, AFailedMoveKeepsTheProgramFolder) {
-    files.files[kProgramDb] = "delivered";
-    files.readOnlyDirectories.insert("C:\\Ombrix");
-    EXPECT_EQ(ScegliCartellaDatabase(env), "C:\\Programmi\\Ombrix\\DataBase");
-    EXPECT_EQ(files.files[kProgramDb], "delivered");
-}
-
-TEST_F(FolderChoice, AFailedDeleteStillCountsAsMoved) {
-    files.files[kProgramDb] = "delivered";
-    files.readOnlyDirectories.insert("C:\\Programmi");
-    EXPECT_TRUE(SpostaDatabase(env));
-    EXPECT_EQ(files.files[kMachineDb], "delivered");
-}
-
-TEST_F(FolderChoice, NoHomeDriveNoMove) {
-    system.env.clear();
-    files.files[kProgramDb] = "delivered";
-    EXPECT_FALSE(SpostaDatabase(env));
-    EXPECT_EQ(ScegliCartellaDatabase(env), "C:\\Programmi\\Ombrix\\DataBase");
-}
-
-TEST_F(FolderChoice, ADriveRootProgramFolderGetsOneSeparator) {
-    system.major = 5;
-    system.folder = "C:\\";
-    EXPECT_EQ(ScegliCartellaDatabase(env), "C:\\DataBase");
+        EXPECT_EQ(ScegliCartellaDatabase(env), c.chosen) << c.name;
+        const auto in = [&](const std::string& folder) {
+            const auto it = files.files.find(folder + "\\DataBase.db");
+            return it == files.files.end() ? std::string() : it->second;
+        };
+        EXPECT_EQ(in(machine), c.moved ? "delivered" : c.perMachineFile ? "in use" : "") << c.name;
+        EXPECT_TRUE(!c.remembered || files.calls.empty()) << "a remembered folder: nothing is looked at or moved";
+    }
 }
 
 // Opening for real, in a temporary folder.

@@ -25,8 +25,6 @@ using namespace std::chrono_literals;
 using test::StandinBrowser;
 
 constexpr int kStandinEditId = 101;  // the stand-in's address edit
-constexpr const wchar_t* kHttpCommandKey = L"Software\\Classes\\http\\shell\\open\\command";
-
 // Long enough for many ticks of every enforcement timer (sites 50 ms, log 250 ms).
 constexpr auto kQuietSpell = 1500ms;
 
@@ -46,95 +44,48 @@ std::string standinArguments(const std::string& image) {
 // A stand-in of `image` registered as the machine's default browser: the
 // http class's open command, where the shell looks. With a stand-in of that
 // name running, the address is handed to it (it records "open URL");
-// otherwise a new one starts from here and records in record(). Gives the old
-// command back and ends whatever started from its folder.
+// otherwise a new one starts from here and records in record(). Ends, by
+// their identifiers, whatever started from its folder.
 class DefaultBrowser {
 public:
-    DefaultBrowser(const std::filesystem::path& folder, const std::string& image) : folder_(folder) {
-        std::filesystem::create_directories(folder_);
-        exe_ = folder_ / pathFromUtf8(image);
-        std::filesystem::copy_file(pathFromUtf8(test::builtProgram("browser_standin.exe")), exe_,
-                                   std::filesystem::copy_options::overwrite_existing);
-        HKEY key = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kHttpCommandKey, 0, KEY_READ, &key) == ERROR_SUCCESS) {
-            DWORD size = 0;
-            if (RegQueryValueExW(key, nullptr, nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS) {
-                previous_.resize(size / sizeof(wchar_t) + 1);
-                hadPrevious_ = RegQueryValueExW(key, nullptr, nullptr, nullptr,
-                                                reinterpret_cast<BYTE*>(previous_.data()), &size) == ERROR_SUCCESS;
-                previous_.resize(wcsnlen(previous_.c_str(), previous_.size()));
-            }
-            RegCloseKey(key);
-        }
-        const std::string arguments = standinArguments(image);
-        ok_ = setCommand(L"\"" + exe_.wstring() + L"\" " + win32::toWide(arguments) + L" \"%1\"");
-    }
+    DefaultBrowser(const std::filesystem::path& folder, const std::string& image)
+        : exe_(test::copyProgram("browser_standin.exe", pathToUtf8(folder / pathFromUtf8(image)))),
+          command_(L"Software\\Classes\\http\\shell\\open\\command",
+                   win32::toWide(test::quoted(exe_) + " " + standinArguments(image) + " \"%1\"")) {}
     ~DefaultBrowser() {
         // A start still on its way is found by a later look.
         waitFor([&] { return endStartedHere() == 0; }, 5s);
-        if (hadPrevious_) {
-            setCommand(previous_);
-        } else {
-            HKEY key = nullptr;
-            if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kHttpCommandKey, 0, KEY_SET_VALUE, &key) == ERROR_SUCCESS) {
-                RegDeleteValueW(key, nullptr);
-                RegCloseKey(key);
-            }
-        }
     }
     DefaultBrowser(const DefaultBrowser&) = delete;
     DefaultBrowser& operator=(const DefaultBrowser&) = delete;
 
-    [[nodiscard]] bool ok() const { return ok_; }
-    // What a stand-in started from here recorded.
-    [[nodiscard]] std::vector<std::string> record() const { return test::logLines(pathToUtf8(exe_) + ".record"); }
+    [[nodiscard]] bool ok() const { return command_.ok(); }
+    [[nodiscard]] std::vector<std::string> record() const { return test::logLines(exe_ + ".record"); }
 
 private:
-    static bool setCommand(const std::wstring& command) {
-        HKEY key = nullptr;
-        if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kHttpCommandKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key,
-                            nullptr) != ERROR_SUCCESS) {
-            return false;
-        }
-        const bool ok = RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(command.c_str()),
-                                       static_cast<DWORD>((command.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
-        RegCloseKey(key);
-        return ok;
-    }
-
-    // Terminates, by their identifiers, the processes whose program is the
-    // copy in this folder; returns how many there were.
     int endStartedHere() const {
         int found = 0;
-        const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-        if (snapshot == INVALID_HANDLE_VALUE) return 0;
+        const auto snapshot = win32::adoptInvalidOnFailure(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
         PROCESSENTRY32W entry{};
         entry.dwSize = sizeof entry;
-        for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
-            const HANDLE process =
-                OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE, FALSE,
-                            entry.th32ProcessID);
-            if (process == nullptr) continue;
+        for (BOOL more = Process32FirstW(snapshot.get(), &entry); more; more = Process32NextW(snapshot.get(), &entry)) {
+            const win32::UniqueKernelHandle process(OpenProcess(
+                PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID));
             wchar_t path[MAX_PATH] = {};
             DWORD size = MAX_PATH;
             std::error_code ec;
-            if (QueryFullProcessImageNameW(process, 0, path, &size) &&
-                std::filesystem::equivalent(std::filesystem::path(path), exe_, ec)) {
+            if (process && QueryFullProcessImageNameW(process.get(), 0, path, &size) &&
+                std::filesystem::equivalent(std::filesystem::path(path), pathFromUtf8(exe_), ec)) {
                 ++found;
-                TerminateProcess(process, 1);
-                WaitForSingleObject(process, 5000);
+                TerminateProcess(process.get(), 1);
+                WaitForSingleObject(process.get(), 5000);
             }
-            CloseHandle(process);
         }
-        CloseHandle(snapshot);
         return found;
     }
 
-    std::filesystem::path folder_;
-    std::filesystem::path exe_;
-    std::wstring previous_;
-    bool hadPrevious_ = false;
-    bool ok_ = false;
+    std::string exe_;
+    test::MachineDefaultValue command_;
 };
 
 bool contains(const std::vector<std::string>& lines, const std::string& line) {
@@ -153,14 +104,14 @@ int countPrefix(const std::vector<std::string>& lines, const std::string& prefix
         std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
 }
 
-class BrowserSites : public ::testing::Test {
+class BrowserSites : public InstalledProgram {
 protected:
-    BrowserSites() { install.setPassword("Segreta1"); }
+    ~BrowserSites() override { program.reset(); }  // ended before the browsers
 
     // The program, once its main form shows and the splash has gone (its
     // closing could move the activation away from the browser).
     void startProgram() {
-        program = std::make_unique<Program>(install.exe());
+        start();
         ASSERT_TRUE(waitFor([&] {
             bool main = false, splash = false;
             for (HWND w : program->windows()) {
@@ -186,13 +137,6 @@ protected:
         EXPECT_TRUE(waitFor([&] { return GetForegroundWindow() == b.window(); }, 5s)) << "not in front";
     }
 
-    // The notice form while it is on screen.
-    [[nodiscard]] HWND notice() const {
-        for (HWND w : program->windows()) {
-            if (GetDlgItem(w, IDC_LBLMESSAGGIO) && IsWindowVisible(w)) return w;
-        }
-        return nullptr;
-    }
     [[nodiscard]] std::wstring noticeText() const {
         HWND n = notice();
         return n ? text(GetDlgItem(n, IDC_LBLMESSAGGIO)) : std::wstring();
@@ -204,17 +148,8 @@ protected:
 
     // The logged addresses in the order they were written.
     [[nodiscard]] std::vector<std::string> logged() const {
-        const std::string all = install.scalar(
-            "SELECT group_concat(URL, char(10)) FROM (SELECT URL FROM LogSiti ORDER BY rowid);");
-        std::vector<std::string> lines;
-        std::size_t start = 0;
-        while (!all.empty() && start <= all.size()) {
-            const auto end = all.find('\n', start);
-            lines.push_back(all.substr(start, end == std::string::npos ? std::string::npos : end - start));
-            if (end == std::string::npos) break;
-            start = end + 1;
-        }
-        return lines;
+        return test::splitLines(
+            install.scalar("SELECT group_concat(URL, char(10)) FROM (SELECT URL FROM LogSiti ORDER BY rowid);"));
     }
     bool waitLogged(const std::string& address) const {
         return waitFor([&] { return contains(logged(), address); });
@@ -226,7 +161,7 @@ protected:
     void showAccepted(StandinBrowser& b, const std::string& address) {
         ASSERT_TRUE(b.send("show " + address));
         ASSERT_TRUE(waitLogged(address)) << address << " was not seen";
-        waitFor([] { return false; }, 300ms);
+        pause(300ms);
     }
 
     // What the stand-in's address edit shows (its text lives in the other process).
@@ -237,12 +172,8 @@ protected:
                             SMTO_ABORTIFHUNG, 5000, &length);
         return win32::fromWide(buffer);
     }
-    [[nodiscard]] static bool running(const StandinBrowser& b) { return !b.waitForExit(0); }
-
-    Installation install;
     std::unique_ptr<DefaultBrowser> defaultBrowser;
     std::unique_ptr<StandinBrowser> browser;
-    std::unique_ptr<Program> program;  // ended first
 };
 
 // A profile with a domain, a keyword and a prefix entry, as a forbidden list,
@@ -285,25 +216,24 @@ TEST_P(BrowserForbiddenPage, IsClosedWithCtrlWNoticedAndTheLastGoodPageReopens) 
     const auto record = b.record();
     EXPECT_EQ(countPrefix(record, "ctrl+w"), 1) << "one close was enough" << joined(record);
     EXPECT_EQ(countPrefix(record, "open"), 1) << joined(record);
-    EXPECT_TRUE(running(b)) << "the browser survives a page that closed";
+    EXPECT_TRUE(b.running()) << "the browser survives a page that closed";
     EXPECT_EQ(addressShown(b), kGoodPage);
     EXPECT_FALSE(contains(logged(), c.address)) << "a forbidden page is never logged";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Browsers, BrowserForbiddenPage,
-    ::testing::Values(
-        ForbiddenCase{"chrome.exe", "http://www.vietato.example/gioco",
-                      L"Sito non consentito: http://www.vietato.example/gioco"},
-        ForbiddenCase{"msedge.exe", "https://cerca.example/?q=casino",
-                      L"Sito bloccato perch\u00e9 l'indirizzo contiene una parola vietata: "
-                      L"https://cerca.example/?q=casino"},
-        ForbiddenCase{"firefox.exe", "https://www.scuola.example/giochi/1",
-                      L"Sito vietato: https://www.scuola.example/giochi/1"}),
-    [](const ::testing::TestParamInfo<ForbiddenCase>& param) {
-        const std::string name = param.param.image;
-        return name.substr(0, name.find('.'));
-    });
+INSTANTIATE_TEST_SUITE_P(Browsers, BrowserForbiddenPage,
+                         ::testing::Values(ForbiddenCase{"chrome.exe", "http://www.vietato.example/gioco",
+                                                         L"Sito non consentito: http://www.vietato.example/gioco"},
+                                           ForbiddenCase{
+                                               "msedge.exe", "https://cerca.example/?q=casino",
+                                               L"Sito bloccato perch\u00e9 l'indirizzo contiene una parola vietata: "
+                                               L"https://cerca.example/?q=casino"},
+                                           ForbiddenCase{"firefox.exe", "https://www.scuola.example/giochi/1",
+                                                         L"Sito vietato: https://www.scuola.example/giochi/1"}),
+                         [](const ::testing::TestParamInfo<ForbiddenCase>& param) {
+                             const std::string name = param.param.image;
+                             return name.substr(0, name.find('.'));
+                         });
 
 TEST_F(BrowserSites, APageThatSurvivesTwoClosesEndsTheBrowserAndTheLastGoodPageReopens) {
     install.sql(kForbiddenProfile);
@@ -333,8 +263,7 @@ TEST_F(BrowserSites, AnAllowedListEndsTheBrowserAtOnceForAnAddressOutsideItAndLe
     ASSERT_TRUE(b.started());
 
     ASSERT_TRUE(b.send("show about:blank"));
-    EXPECT_FALSE(waitFor([&] { return !running(b) || notice() != nullptr; }, kQuietSpell))
-        << "about:blank is exempt";
+    EXPECT_FALSE(waitFor([&] { return !b.running() || notice() != nullptr; }, kQuietSpell)) << "about:blank is exempt";
     EXPECT_TRUE(b.record().empty());
 
     showAccepted(b, "http://www.scuola.example/compiti");
@@ -342,9 +271,8 @@ TEST_F(BrowserSites, AnAllowedListEndsTheBrowserAtOnceForAnAddressOutsideItAndLe
     EXPECT_TRUE(b.waitForExit()) << "the browser was not ended";
     EXPECT_EQ(countPrefix(b.record(), "ctrl+w"), 0) << "no Ctrl+W first" << joined(b.record());
     EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.altro.example/"));
-    EXPECT_TRUE(waitFor([&] {
-        return contains(defaultBrowser->record(), "open http://www.scuola.example/compiti");
-    })) << "the last good page was not reopened";
+    EXPECT_TRUE(waitFor([&] { return contains(defaultBrowser->record(), "open http://www.scuola.example/compiti"); }))
+        << "the last good page was not reopened";
     EXPECT_EQ(logged(), std::vector<std::string>{"http://www.scuola.example/compiti"})
         << "only the allowed page is logged";
 }
@@ -358,14 +286,14 @@ TEST_F(BrowserSites, AHalfTypedAddressIsNeverJudged) {
 
     // The pupil is typing a forbidden address: the focus is in the bar.
     ASSERT_TRUE(b.send("type www.vietato.example"));
-    EXPECT_FALSE(waitFor([&] { return !b.record().empty() || notice() != nullptr || !running(b); }, kQuietSpell))
+    EXPECT_FALSE(waitFor([&] { return !b.record().empty() || notice() != nullptr || !b.running(); }, kQuietSpell))
         << "a half-typed address was judged";
 
     // The focus leaves the bar with the text in it: now it is the address.
     ASSERT_TRUE(b.send("blur"));
     EXPECT_TRUE(b.recorded("ctrl+w tab"));
     EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example"));
-    EXPECT_TRUE(running(b));
+    EXPECT_TRUE(b.running());
 }
 
 TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnceAndNoForbiddenOne) {
@@ -394,7 +322,7 @@ TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnceAndNoForbiddenOne) {
     ASSERT_TRUE(chrome.send("show " + apostrophe));
     EXPECT_TRUE(waitLogged(apostrophe));
     // Pages left open for many ticks of both timers are not written again.
-    waitFor([] { return false; }, kQuietSpell);
+    pause(kQuietSpell);
 
     std::vector<std::string> rows = logged();
     std::sort(rows.begin(), rows.end());

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <optional>
 #include <random>
-#include <thread>
 
 #include "core/database.h"
 #include "core/win32/resource.h"
@@ -21,17 +20,6 @@ Registry& systemRegistry();
 }
 
 namespace ombrix::e2e {
-
-bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (std::chrono::steady_clock::now() < end) {
-        MSG msg;
-        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
-        if (done()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return done();
-}
 
 // ------------------------------------------------------------ Installation
 
@@ -82,81 +70,11 @@ void Installation::setPassword(const std::string& password) const {
     ASSERT_TRUE(core::UpdateField(db, "Opzioni", "PasswordAdmin", core::Value(*hash), core::kOptionsRow));
 }
 
-// ----------------------------------------------------------------- Program
-
-Program::Program(const std::filesystem::path& exe) {
-    STARTUPINFOW si{};
-    si.cb = sizeof si;
-    std::wstring cmd = L"\"" + exe.wstring() + L"\"";
-    const std::wstring dir = exe.parent_path().wstring();
-    if (!CreateProcessW(exe.wstring().c_str(), cmd.data(), nullptr, nullptr, FALSE, 0, nullptr, dir.c_str(), &si,
-                        &pi_)) {
-        ADD_FAILURE() << "cannot start " << exe.string() << ": error " << GetLastError();
-    }
-}
-
-Program::~Program() {
-    if (pi_.hProcess) {
-        if (running()) {
-            TerminateProcess(pi_.hProcess, 1);
-            WaitForSingleObject(pi_.hProcess, 5000);
-        }
-        CloseHandle(pi_.hProcess);
-        CloseHandle(pi_.hThread);
-    }
-}
-
-bool Program::running() const { return pi_.hProcess && WaitForSingleObject(pi_.hProcess, 0) == WAIT_TIMEOUT; }
-
-bool Program::waitExit(DWORD& code, std::chrono::milliseconds limit) const {
-    if (!pi_.hProcess) return false;
-    const bool ended = waitFor([&] { return !running(); }, limit);
-    if (ended) GetExitCodeProcess(pi_.hProcess, &code);
-    return ended;
-}
-
-namespace {
-struct Search {
-    DWORD pid;
-    std::vector<HWND> found;
-};
-BOOL CALLBACK collect(HWND hwnd, LPARAM lp) {
-    auto* s = reinterpret_cast<Search*>(lp);
-    DWORD pid = 0;
-    GetWindowThreadProcessId(hwnd, &pid);
-    if (pid == s->pid) s->found.push_back(hwnd);
-    return TRUE;
-}
-}  // namespace
-
-std::vector<HWND> Program::windows() const {
-    Search s{pi_.dwProcessId, {}};
-    EnumWindows(&collect, reinterpret_cast<LPARAM>(&s));
-    return s.found;
-}
-
-HWND Program::window(const wchar_t* className, const wchar_t* title) const {
-    for (HWND w : windows()) {
-        wchar_t cls[256] = {};
-        GetClassNameW(w, cls, 256);
-        if (className && std::wstring(cls) != className) continue;
-        if (title && text(w) != title) continue;
-        return w;
-    }
-    return nullptr;
-}
-
-HWND formWith(const Program& program, int id) {
+HWND formWith(const StartedProgram& program, int id) {
     for (HWND w : program.windows()) {
         if (GetDlgItem(w, id) && IsWindowVisible(w)) return w;
     }
     return nullptr;
-}
-
-HWND waitForMainForm(const Program& program) {
-    HWND main = nullptr;
-    waitFor([&] { return (main = formWith(program, IDC_TXTPASS)) != nullptr; });
-    return main;
 }
 
 void login(HWND mainForm, const std::wstring& password) {
@@ -212,7 +130,7 @@ void click(HWND control) {
         in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
         SendInput(3, in, sizeof(INPUT));
     }
-    waitFor([] { return false; }, std::chrono::milliseconds(300));
+    pause(std::chrono::milliseconds(300));
 }
 
 void typeText(const std::wstring& value) {
@@ -225,7 +143,7 @@ void typeText(const std::wstring& value) {
         in[1].ki.dwFlags = KEYEVENTF_UNICODE | KEYEVENTF_KEYUP;
         SendInput(2, in, sizeof(INPUT));
     }
-    waitFor([] { return false; }, std::chrono::milliseconds(200));
+    pause(std::chrono::milliseconds(200));
 }
 
 void pressKey(WORD vk) {
@@ -235,7 +153,7 @@ void pressKey(WORD vk) {
     in[1] = in[0];
     in[1].ki.dwFlags = KEYEVENTF_KEYUP;
     SendInput(2, in, sizeof(INPUT));
-    waitFor([] { return false; }, std::chrono::milliseconds(300));
+    pause(std::chrono::milliseconds(300));
 }
 
 std::wstring text(HWND window) {
@@ -253,5 +171,20 @@ void screenshot(const std::string& name) {
     if (!folder || !*folder) return;
     runHost("/usr/bin/import -window root " + std::string(folder) + "/" + name + ".png");
 }
+
+// -------------------------------------------------------------- fixture
+
+StartedProgram InstalledProgram::launch() const {
+    return StartedProgram(test::quoted(pathToUtf8(install.exe())), install.folder());
+}
+
+HWND InstalledProgram::start() {
+    program = std::make_unique<StartedProgram>(launch());
+    HWND main = nullptr;
+    waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; });
+    return main;
+}
+
+HWND InstalledProgram::notice() const { return formWith(*program, IDC_LBLMESSAGGIO); }
 
 }  // namespace ombrix::e2e

@@ -5,16 +5,19 @@
 
 #include <windows.h>
 
-#include <chrono>
+#include <gtest/gtest.h>
+
 #include <filesystem>
-#include <functional>
+#include <memory>
 #include <string>
-#include <vector>
+
+#include "win32/helpers.h"
 
 namespace ombrix::e2e {
 
-// Waits until `done` is true or the time is up; lets this thread's messages run.
-bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
+using test::pause;
+using test::StartedProgram;
+using test::waitFor;
 
 // A copy of the program with its language file and a fresh store, in a
 // temporary folder; the registry points the program at that store.
@@ -34,28 +37,10 @@ private:
     std::filesystem::path folder_;
 };
 
-class Program {
-public:
-    explicit Program(const std::filesystem::path& exe);
-    ~Program();  // ends it if still running
-    [[nodiscard]] DWORD processId() const { return pi_.dwProcessId; }
-    [[nodiscard]] bool running() const;
-    // The exit code once it ended; waits up to `limit`.
-    [[nodiscard]] bool waitExit(DWORD& code, std::chrono::milliseconds limit = std::chrono::seconds(15)) const;
-    // The first visible-or-not top-level window of this process with the class and title given.
-    [[nodiscard]] HWND window(const wchar_t* className, const wchar_t* title = nullptr) const;
-    [[nodiscard]] std::vector<HWND> windows() const;
-
-private:
-    PROCESS_INFORMATION pi_{};
-};
-
-// The program's main form (the window with the password box), once it is on screen.
-[[nodiscard]] HWND waitForMainForm(const Program& program);
+// The first visible window of the program that holds the control `id`.
+[[nodiscard]] HWND formWith(const StartedProgram& program, int id);
 // Types the password into the main form and presses Enter.
 void login(HWND mainForm, const std::wstring& password);
-// The first visible window of the program that holds the control `id`.
-[[nodiscard]] HWND formWith(const Program& program, int id);
 
 // Input as a person gives it.
 void click(HWND control);
@@ -69,5 +54,20 @@ void bringToFront(HWND window);
 
 // Saves a screenshot of the whole screen when OMBRIX_SCREENSHOTS names a folder.
 void screenshot(const std::string& name);
+
+// The installed program, with "Segreta1" as the administrator's password.
+class InstalledProgram : public ::testing::Test {
+protected:
+    InstalledProgram() { install.setPassword("Segreta1"); }
+    // Starts another ombrix.exe of the installation.
+    [[nodiscard]] StartedProgram launch() const;
+    // Starts the program; its main form once it is on screen.
+    HWND start();
+    // The notice form while it is on screen.
+    [[nodiscard]] HWND notice() const;
+
+    Installation install;
+    std::unique_ptr<StartedProgram> program;
+};
 
 }  // namespace ombrix::e2e

@@ -13,29 +13,17 @@
 #include "enforce/win32/log_form_ids.h"
 #include "e2e/driver.h"
 #include "platform/win32/wide.h"
-#include "win32/window_recorder.h"
 
 namespace ombrix::e2e {
 namespace {
 
 using namespace std::chrono_literals;
 
-class EnforcementTest : public ::testing::Test {
+class EnforcementTest : public InstalledProgram {
 protected:
-    EnforcementTest() { install.setPassword("Segreta1"); }
-
-    HWND start() {
-        program = std::make_unique<Program>(install.exe());
-        return waitForMainForm(*program);
-    }
-    // The notice form, once it is on screen.
-    [[nodiscard]] HWND notice() const { return formWith(*program, IDC_LBLMESSAGGIO); }
     [[nodiscard]] std::string folderFile(const std::string& name) const {
         return pathToUtf8(install.folder() / pathFromUtf8(name));
     }
-
-    Installation install;
-    std::unique_ptr<Program> program;
 };
 
 TEST_F(EnforcementTest, AForbiddenProgramIsTerminatedAndTheNoticeCountsDownAndCloses) {
@@ -99,7 +87,8 @@ TEST_F(EnforcementTest, ForbiddenWindowsAreClosedTheBrowserPromptsSilently) {
 
 TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
     install.sql(
-        "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime', '-1 minute'), 'http://oggi.example/1');"
+        "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime', '-1 minute'), "
+        "'http://oggi.example/1');"
         "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime'), 'http://oggi.example/2');"
         "INSERT INTO LogSiti (DataOra, URL) VALUES ('2020-01-01 10:00:00', 'http://vecchio.example/');");
     HWND main = start();

@@ -2,8 +2,6 @@
 // combo, the tray icon, the control box and the exit command.
 #include <windows.h>
 
-#include <shellapi.h>
-
 #include <gtest/gtest.h>
 
 #include "core/win32/resource.h"
@@ -14,20 +12,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class ProgramTest : public ::testing::Test {
+class ProgramTest : public InstalledProgram {
 protected:
-    ProgramTest() { install.setPassword("Segreta1"); }
-
-    // Starts the program and waits for its main form.
-    HWND start() {
-        program = std::make_unique<Program>(install.exe());
-        return waitForMainForm(*program);
+    [[nodiscard]] HWND trayWindow() const {
+        for (HWND w : program->windows()) {
+            wchar_t cls[64] = {};
+            GetClassNameW(w, cls, 64);
+            if (std::wstring(cls) == L"OmbrixNotifyIcon") return w;
+        }
+        return nullptr;
     }
-    [[nodiscard]] HWND trayWindow() const { return program->window(L"OmbrixNotifyIcon"); }
-    [[nodiscard]] bool adminShown(HWND main) const { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }
-
-    Installation install;
-    std::unique_ptr<Program> program;
+    [[nodiscard]] static bool adminShown(HWND main) { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }
 };
 
 // Main forms of every process on the desktop.
@@ -42,16 +37,7 @@ int mainFormCount() {
     return count;
 }
 
-// Whether the shell holds an icon for this window (it accepts a change only then).
-bool trayIconPresent(HWND owner) {
-    NOTIFYICONDATAW data{};
-    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
-    data.hWnd = owner;
-    data.uID = 1;
-    data.uFlags = NIF_TIP;
-    wcscpy(data.szTip, L"Ombrix");
-    return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
-}
+using test::trayIconPresent;
 
 TEST_F(ProgramTest, StartsOnTopWithoutTaskBarButtonAndASecondStartEndsSilently) {
     HWND main = start();
@@ -66,10 +52,7 @@ TEST_F(ProgramTest, StartsOnTopWithoutTaskBarButtonAndASecondStartEndsSilently) 
     ASSERT_TRUE(trayWindow());
     EXPECT_TRUE(waitFor([&] { return trayIconPresent(trayWindow()); }, 5s));
 
-    Program second(install.exe());
-    DWORD code = 99;
-    ASSERT_TRUE(second.waitExit(code)) << "the second start did not end";
-    EXPECT_EQ(code, 0u);
+    EXPECT_EQ(launch().waitForExit(), 0u) << "the second start did not end silently";
     EXPECT_TRUE(program->running());
     EXPECT_EQ(mainFormCount(), 1) << "no second main form, no message";
 }
@@ -91,10 +74,10 @@ TEST_F(ProgramTest, AWrongPasswordOpensNothingTheRightOneOpensTheAdministratorCo
 
 TEST_F(ProgramTest, TheFirstStartAsksForAPasswordInPlainSight) {
     install.sql("UPDATE Opzioni SET PasswordAdmin = NULL;");
-    program = std::make_unique<Program>(install.exe());
+    program = std::make_unique<StartedProgram>(launch());
     HWND options = nullptr;
     ASSERT_TRUE(waitFor([&] { return (options = formWith(*program, IDC_OPZ_TXTPASS)) != nullptr; }));
-    waitFor([] { return false; }, 1s);
+    pause(1s);
     screenshot("frmOpzioni-first-start");
     EXPECT_EQ(formWith(*program, IDC_LBLSPLASH), nullptr) << "the splash is gone before the question";
     RECT box{};
@@ -107,8 +90,8 @@ TEST_F(ProgramTest, TheFirstStartAsksForAPasswordInPlainSight) {
     pressKey(VK_TAB);
     typeText(L"Prima1");
     pressKey(VK_RETURN);
-    HWND main = waitForMainForm(*program);
-    ASSERT_TRUE(main);
+    HWND main = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }));
     login(main, L"Prima1");
     EXPECT_TRUE(waitFor([&] { return adminShown(main); }));
 }
@@ -148,13 +131,13 @@ TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {
     // The close button: the form goes to the tray, locked, and the program stays.
     PostMessageW(main, WM_SYSCOMMAND, SC_CLOSE, 0);
     EXPECT_TRUE(waitFor([&] { return !visible(main); }));
-    waitFor([] { return false; }, 1s);
+    pause(1s);
     EXPECT_TRUE(program->running());
     EXPECT_TRUE(trayIconPresent(tray));
 
     // The tray menu's first entry brings it back, locked, with the focus in the password box.
     PostMessageW(tray, 40959, 0, WM_RBUTTONUP);
-    waitFor([] { return false; }, 800ms);
+    pause(800ms);
     screenshot("mnuMenu");
     pressKey(VK_DOWN);
     pressKey(VK_RETURN);
@@ -172,9 +155,7 @@ TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {
         if (closing && visible(closing)) screenshot("frmChiusuraInCorso");
         return closing != nullptr || !program->running();
     }));
-    DWORD code = 99;
-    ASSERT_TRUE(program->waitExit(code)) << "the exit command did not end the program";
-    EXPECT_EQ(code, 0u);
+    EXPECT_EQ(program->waitForExit(), 0u) << "the exit command did not end the program";
     EXPECT_FALSE(trayIconPresent(tray)) << "the tray icon is removed";
     // The store was closed cleanly: no journal left, and it reads back.
     EXPECT_FALSE(std::filesystem::exists(install.database().wstring() + L"-journal"));

@@ -75,13 +75,6 @@ TEST(SiteRule, TableOfEntriesAndAddresses) {
     }
 }
 
-TEST(SiteRule, KindDecidesTheMessage) {
-    EXPECT_STREQ(blockMessage(siteKind(".a")), "0182");
-    EXPECT_STREQ(blockMessage(siteKind("*a")), "0180");
-    EXPECT_STREQ(blockMessage(siteKind("a")), "0181");
-    EXPECT_STREQ(blockMessage(siteKind("")), "0181");
-}
-
 TEST(SiteRule, InternetExplorerKeywordsAlsoMatchTheTitle) {
     EXPECT_TRUE(matchesEntryIE("http://a.org/", "Il mio CASINO", "*casino"));
     EXPECT_FALSE(matchesEntryIE("http://a.org/", "casino", ".casino"));
@@ -102,21 +95,12 @@ TEST(SiteRule, Exemptions) {
     EXPECT_FALSE(allowedListExempt("about:settings"));
     EXPECT_FALSE(allowedListExempt(" about:blank"));
 
-    EXPECT_EQ(kBlockPageAddress.size(), kBlockPageCut);
-    EXPECT_EQ(std::string("https://") + std::string(kBlockPageHost) + "/web", kBlockPageAddress);
     EXPECT_TRUE(internetExplorerExempt("about:blank"));
     EXPECT_TRUE(internetExplorerExempt("about:tabs"));
     EXPECT_FALSE(internetExplorerExempt("About:Blank"));
     EXPECT_TRUE(internetExplorerExempt("HTTPS://BLOCKED.ombrix.example/web?sito=x"));
     EXPECT_FALSE(internetExplorerExempt("https://blocked.ombrix.example/we"));
     EXPECT_FALSE(internetExplorerExempt("http://blocked.ombrix.example/web"));
-}
-
-TEST(SiteRule, ShellWindowList) {
-    EXPECT_EQ(indirizziShell(""), std::vector<std::string>{});
-    EXPECT_EQ(indirizziShell("1§http://a|2§ftp://b"), std::vector<std::string>{"http://a"})
-        << "the piece after the last bar is not read";
-    EXPECT_EQ(indirizziShell("1§http://a|2§http://b§c|x|"), (std::vector<std::string>{"http://a", "http://b"}));
 }
 
 TEST(SiteRule, CharactersCountCodePointsAndStrayBytes) {

@@ -2,6 +2,8 @@
 // Fakes around the controller: a view and lists that record what they are
 // asked, timers, processes that can refuse to die, an event pump.
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <map>
 #include <string>
@@ -26,6 +28,16 @@ struct Journal {
             if (entries[i] == entry) return static_cast<int>(i);
         }
         return -1;
+    }
+    // Whether `steps` were all recorded in this order, other entries between.
+    [[nodiscard]] ::testing::AssertionResult inOrder(const std::vector<std::string>& steps) const {
+        int at = 0;
+        for (const auto& step : steps) {
+            const int found = find(step, at);
+            if (found < 0) return ::testing::AssertionFailure() << "missing or out of order: " << step;
+            at = found + 1;
+        }
+        return ::testing::AssertionSuccess();
     }
 };
 

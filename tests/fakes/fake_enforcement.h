@@ -1,7 +1,7 @@
 #pragma once
 // A scripted machine for the enforcement: browsers whose address changes as
 // Ctrl+W is pressed (or not), processes that outlive their termination,
-// windows by title, a recording keyboard, shell windows, a clock, an event
+// the fake desktop, a recording keyboard, shell windows, a clock, an event
 // pump that may run other code, and a host that records notices and pages.
 // Every call lands in one journal, so tests can check the order across fakes.
 
@@ -17,6 +17,7 @@
 #include "enforce/enforcement.h"
 #include "enforce/enforcement_host.h"
 #include "fakes/fake_controller.h"
+#include "fakes/fake_desktop.h"
 #include "fakes/fixtures.h"
 #include "support/language.h"
 #include "platform/text.h"
@@ -37,7 +38,7 @@ public:
     Browser chrome{"chrome.exe", {}, {}};
     Browser edge{"msedge.exe", {}, {}};
     Browser firefox{"firefox.exe", {}, {}};
-    std::string shellList;                           // ElencoFinestreShell
+    std::string shellList;                            // ElencoFinestreShell
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
     std::map<std::string, std::string> dde;           // service -> address
     int reads = 0;
@@ -105,74 +106,6 @@ public:
 
 private:
     bool control_ = false;
-};
-
-class FakeWindows final : public platform::WindowSystem {
-public:
-    explicit FakeWindows(Journal& j) : journal_(j) {}
-    struct Window {
-        platform::WindowId id;
-        std::string title;
-        std::string className;
-    };
-    std::vector<Window> open;
-    platform::WindowId nextId = 1000;
-
-    platform::WindowId add(std::string title, std::string className = "Finestra") {
-        open.push_back({nextId, std::move(title), std::move(className)});
-        return nextId++;
-    }
-    platform::WindowId findByTitle(std::string_view title) override {
-        for (const auto& w : open) {
-            if (equalsNoCase(w.title, title)) return w.id;
-        }
-        return 0;
-    }
-    platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
-        bool past = after == 0;
-        for (const auto& w : open) {
-            if (past && w.className == className) return w.id;
-            past = past || w.id == after;
-        }
-        return 0;
-    }
-    std::vector<platform::WindowId> topLevelWindows() override {
-        std::vector<platform::WindowId> ids;
-        for (const auto& w : open) ids.push_back(w.id);
-        return ids;
-    }
-    std::string title(platform::WindowId id) override {
-        const Window* w = find(id);
-        return w ? w->title : std::string();
-    }
-    void show(platform::WindowId id, platform::ShowCommand c) override {
-        journal_.add("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
-    }
-    void postClose(platform::WindowId id) override {
-        journal_.add("close " + title(id));
-        // The message is only posted: the window goes when it handles it.
-        closed.push_back(id);
-    }
-    void setTopmost(platform::WindowId id, bool topmost) override {
-        journal_.add((topmost ? "topmost " : "not topmost ") + title(id));
-    }
-    // Handles the posted closes.
-    void handleCloses() {
-        for (const auto id : closed) {
-            std::erase_if(open, [id](const Window& w) { return w.id == id; });
-        }
-        closed.clear();
-    }
-    std::vector<platform::WindowId> closed;
-
-private:
-    const Window* find(platform::WindowId id) const {
-        for (const auto& w : open) {
-            if (w.id == id) return &w;
-        }
-        return nullptr;
-    }
-    Journal& journal_;
 };
 
 class FakeClock final : public platform::Clock {
@@ -259,7 +192,7 @@ struct EnforcementRig {
     FakeTimers timers{journal};
     FakeProcesses processes{journal};
     ScriptedPump pump;
-    FakeWindows windows{journal};
+    FakeDesktop windows{&journal};
     FakeKeyboard keyboard;
     FakeBrowsers browsers{processes, journal};
     FakeClock clock;

@@ -8,33 +8,32 @@
 namespace ombrix {
 namespace {
 
-// A control or form with a chosen set of properties.
-template <typename Base>
-class FakeItemOf : public Base {
+// A form (and, through it, a control) with a chosen set of properties.
+class FakeForm : public TranslatableForm {
 public:
-    FakeItemOf(std::string name, std::set<TextProperty> props, std::optional<int> index = std::nullopt)
+    FakeForm(std::string name, std::set<TextProperty> props, std::optional<int> index = std::nullopt)
         : name_(std::move(name)), props_(std::move(props)), index_(index) {}
     std::string name() const override { return name_; }
     std::optional<int> index() const override { return index_; }
     bool has(TextProperty p) const override { return props_.count(p) > 0; }
-    std::string get(TextProperty p) const override {
-        const auto it = values.find(p);
-        return it == values.end() ? std::string() : it->second;
-    }
+    std::string get(TextProperty p) const override { return values.count(p) ? values.at(p) : std::string(); }
     bool set(TextProperty p, const std::string& v, int tab) override {
-        if (p == TextProperty::TabCaption) {
-            if (!tabCount || tab >= *tabCount) return false;
+        if (p != TextProperty::TabCaption) {
+            values[p] = v;
+        } else if (tabCount && tab < *tabCount) {
             tabCaptions[tab] = v;
-            return true;
+        } else {
+            return false;
         }
-        values[p] = v;
         return true;
     }
     std::optional<int> tabs() const override { return tabCount; }
+    std::vector<TranslatableItem*> controls() override { return items; }
 
     std::map<TextProperty, std::string> values;
     std::map<int, std::string> tabCaptions;
     std::optional<int> tabCount;
+    std::vector<TranslatableItem*> items;
 
 private:
     std::string name_;
@@ -42,87 +41,60 @@ private:
     std::optional<int> index_;
 };
 
-using FakeItem = FakeItemOf<TranslatableItem>;
-
-class FakeForm : public FakeItemOf<TranslatableForm> {
-public:
-    using FakeItemOf::FakeItemOf;
-    std::vector<TranslatableItem*> controls() override { return items; }
-    std::vector<TranslatableItem*> items;
-};
-
 const std::set<TextProperty> kAll{TextProperty::Caption, TextProperty::ToolTipText, TextProperty::Tag};
 
-std::vector<std::string> keysOf(const std::vector<TranslationKey>& keys) {
-    std::vector<std::string> out;
-    for (const auto& k : keys) out.push_back(k.key);
-    return out;
-}
-
 TEST(FormTranslatorKeys, BuildsNamesIndexesAndSuffixes) {
-    FakeItem plain("cmdLogin", kAll);
-    EXPECT_EQ(keysOf(controlKeys(plain)),
-              (std::vector<std::string>{"cmdLogin.Caption", "cmdLogin.ToolTipText", "cmdLogin.Tag"}));
-
-    FakeItem member("optFascia", {TextProperty::Caption}, 2);
-    EXPECT_EQ(keysOf(controlKeys(member)), (std::vector<std::string>{"optFascia(2).Caption"}));
-
-    FakeItem notMember("lblX", {TextProperty::Caption}, -1);
-    EXPECT_EQ(keysOf(controlKeys(notMember)), (std::vector<std::string>{"lblX.Caption"}));
-
-    FakeItem strip("tabOpzioni", {}, std::nullopt);
+    const auto keysOf = [](const TranslatableItem& item) {
+        std::vector<std::string> out;
+        for (const auto& k : controlKeys(item)) out.push_back(k.key);
+        return out;
+    };
+    using Keys = std::vector<std::string>;
+    EXPECT_EQ(keysOf(FakeForm("cmdLogin", kAll)), (Keys{"cmdLogin.Caption", "cmdLogin.ToolTipText", "cmdLogin.Tag"}));
+    EXPECT_EQ(keysOf(FakeForm("optFascia", {TextProperty::Caption}, 2)), Keys{"optFascia(2).Caption"});
+    EXPECT_EQ(keysOf(FakeForm("lblX", {TextProperty::Caption}, -1)), Keys{"lblX.Caption"});
+    FakeForm strip("tabOpzioni", {});
     strip.tabCount = 2;
-    EXPECT_EQ(keysOf(controlKeys(strip)), (std::vector<std::string>{"tabOpzioni.TabCaption(0)",
-                                                                     "tabOpzioni.TabCaption(1)",
-                                                                     "tabOpzioni.TabCaption(2)"}));
+    EXPECT_EQ(keysOf(strip), (Keys{"tabOpzioni.TabCaption(0)", "tabOpzioni.TabCaption(1)", "tabOpzioni.TabCaption(2)"}));
 }
 
+// The form's own texts and tab captions apply even when empty; a control's
+// empty translation keeps its design text.
 TEST(FormTranslator, AppliesTheFormsSection) {
-    std::map<std::string, std::string> file{
-        {"frmProva.Caption", "Prova"},
-        {"cmdOk.Caption", "Conferma"},
-        {"cmdOk.ToolTipText", "Salva e chiudi"},
-        {"optScelta(1).Caption", "Seconda"},
+    const std::map<std::string, std::string> file{
+        {"frmProva.Caption", "Prova"},          {"cmdOk.Caption", "Conferma"},
+        {"cmdOk.ToolTipText", "Salva e chiudi"}, {"optScelta(1).Caption", "Seconda"},
         {"tabSchede.TabCaption(0)", "Generale"},
     };
-    FakeForm form("frmProva", kAll);
-    form.values[TextProperty::Caption] = "design caption";
-    form.values[TextProperty::Tag] = "design tag";
-    FakeItem ok("cmdOk", kAll);
+    FakeForm form("frmProva", kAll), ok("cmdOk", kAll), option("optScelta", {TextProperty::Caption}, 1),
+        untranslated("lblNota", kAll), strip("tabSchede", {});
+    form.values = {{TextProperty::Caption, "design caption"}, {TextProperty::Tag, "design tag"}};
     ok.values[TextProperty::Tag] = "keep me";
-    FakeItem option("optScelta", {TextProperty::Caption}, 1);
     option.values[TextProperty::Caption] = "design";
-    FakeItem untranslated("lblNota", kAll);
     untranslated.values[TextProperty::Caption] = "design text";
-    FakeItem strip("tabSchede", {});
     strip.tabCount = 2;
     strip.tabCaptions = {{0, "a"}, {1, "b"}};
     form.items = {&ok, &option, &untranslated, &strip, nullptr};
 
-    std::vector<std::string> sections;
+    std::set<std::string> sections;
     translateForm(form, [&](const std::string& section, const std::string& key) {
-        sections.push_back(section);
-        const auto it = file.find(key);
-        return it == file.end() ? std::string() : it->second;
+        sections.insert(section);
+        return file.count(key) ? file.at(key) : std::string();
     });
-
-    EXPECT_EQ(form.get(TextProperty::Caption), "Prova");
-    EXPECT_EQ(form.get(TextProperty::Tag), "") << "the form's own texts apply even when empty";
-    EXPECT_EQ(ok.get(TextProperty::Caption), "Conferma");
-    EXPECT_EQ(ok.get(TextProperty::ToolTipText), "Salva e chiudi");
-    EXPECT_EQ(ok.get(TextProperty::Tag), "keep me") << "an empty translation keeps the design text";
+    EXPECT_EQ(sections, std::set<std::string>{"frmProva"});
+    EXPECT_EQ(form.values, (std::map<TextProperty, std::string>{
+                               {TextProperty::Caption, "Prova"}, {TextProperty::ToolTipText, ""}, {TextProperty::Tag, ""}}));
+    EXPECT_EQ(ok.values, (std::map<TextProperty, std::string>{{TextProperty::Caption, "Conferma"},
+                                                              {TextProperty::ToolTipText, "Salva e chiudi"},
+                                                              {TextProperty::Tag, "keep me"}}));
     EXPECT_EQ(option.get(TextProperty::Caption), "Seconda");
     EXPECT_EQ(untranslated.get(TextProperty::Caption), "design text");
-    EXPECT_EQ(strip.tabCaptions[0], "Generale");
-    EXPECT_EQ(strip.tabCaptions[1], "") << "tab captions apply even when empty";
-    for (const auto& s : sections) EXPECT_EQ(s, "frmProva");
-}
+    EXPECT_EQ(strip.tabCaptions, (std::map<int, std::string>{{0, "Generale"}, {1, ""}}));
 
-TEST(FormTranslator, FormWithoutCaptionKeepsIt) {
-    FakeForm form("frmVuoto", kAll);
-    translateForm(form, [](const std::string&, const std::string&) { return std::string("x"); });
-    EXPECT_EQ(form.get(TextProperty::Caption), "");
-    EXPECT_EQ(form.get(TextProperty::ToolTipText), "x");
+    FakeForm empty("frmVuoto", kAll);  // a form without a Caption key keeps its caption
+    translateForm(empty, [](const std::string&, const std::string&) { return std::string("x"); });
+    EXPECT_EQ(empty.get(TextProperty::Caption), "");
+    EXPECT_EQ(empty.get(TextProperty::ToolTipText), "x");
 }
 
 }  // namespace

@@ -8,14 +8,6 @@
 namespace ombrix::ini {
 namespace {
 
-struct ReaderCase {
-    const char* name;
-    std::string file;
-    std::string section;
-    std::string key;
-    std::string expected;
-};
-
 TEST(PlatformReaderRules, Table) {
     for (const auto& c : test::profileCases()) {
         EXPECT_EQ(profileStringFromText(c.file, c.section, c.key), c.expected) << c.name;
@@ -23,7 +15,7 @@ TEST(PlatformReaderRules, Table) {
 }
 
 TEST(LargeFileScan, Table) {
-    const ReaderCase cases[] = {
+    const test::ProfileCase cases[] = {
         {"quoted value", "[Strings]\r\n0001=\"Ciao\"\r\n", "", "0001", "Ciao"},
         {"unquoted value loses first and last", "0001=Ciao\r\n", "", "0001", "ia"},
         {"any section, first occurrence", "[A]\r\nk=\"a\"\r\n[B]\r\nk=\"b\"\r\n", "", "k", "a"},

@@ -4,13 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <thread>
 #include <vector>
 
+#include "helpers.h"
 #include "platform/win32/machine.h"
 #include "platform/text.h"
-#include "window_recorder.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -19,32 +20,19 @@ using platform::MessageAnswer;
 using platform::MessageButtons;
 using platform::MessageIcon;
 
-// What a dialog of the test thread showed, read from another thread while it
-// was up, before that thread pressed one of its buttons.
+// What a dialog of the test thread showed, noted from another thread while
+// it was up, before that thread pressed one of its buttons.
 struct SeenDialog {
     bool found = false;
     std::wstring title;
     std::vector<std::wstring> texts;  // of the visible children
-    std::set<int> visibleButtons;
+    std::set<int> buttons;            // visible ones
     HWND owner = nullptr;
     HICON icon = nullptr;
     bool hasTree = false;
-};
 
-HWND findDialogOf(DWORD thread) {
-    HWND found = nullptr;
-    EnumThreadWindows(
-        thread,
-        [](HWND hwnd, LPARAM param) -> BOOL {
-            wchar_t cls[16] = {};
-            GetClassNameW(hwnd, cls, 16);
-            if (std::wstring(cls) != L"#32770" || !IsWindowVisible(hwnd)) return TRUE;
-            *reinterpret_cast<HWND*>(param) = hwnd;
-            return FALSE;
-        },
-        reinterpret_cast<LPARAM>(&found));
-    return found;
-}
+    bool shows(const std::wstring& text) const { return std::find(texts.begin(), texts.end(), text) != texts.end(); }
+};
 
 std::wstring textOf(HWND hwnd) {
     wchar_t buffer[1024] = {};
@@ -52,53 +40,54 @@ std::wstring textOf(HWND hwnd) {
     return buffer;
 }
 
-SeenDialog look(HWND dialog) {
-    SeenDialog seen;
-    seen.found = true;
-    seen.title = textOf(dialog);
-    seen.owner = GetWindow(dialog, GW_OWNER);
-    EnumChildWindows(
-        dialog,
-        [](HWND child, LPARAM param) -> BOOL {
-            auto& s = *reinterpret_cast<SeenDialog*>(param);
-            if (!IsWindowVisible(child)) return TRUE;
-            wchar_t cls[64] = {};
-            GetClassNameW(child, cls, 64);
-            const std::wstring kind = cls;
-            const LONG style = GetWindowLongW(child, GWL_STYLE);
-            if (kind == L"Static" && (style & SS_TYPEMASK) == SS_ICON) {
-                s.icon = reinterpret_cast<HICON>(SendMessageW(child, STM_GETICON, 0, 0));
-            } else if (kind == L"Button") {
-                s.visibleButtons.insert(GetDlgCtrlID(child));
-            } else if (kind == L"SysTreeView32") {
-                s.hasTree = true;
-            }
-            s.texts.push_back(textOf(child));
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&seen));
-    return seen;
+std::wstring classOf(HWND hwnd) {
+    wchar_t cls[64] = {};
+    GetClassNameW(hwnd, cls, 64);
+    return cls;
 }
 
 // Watches for the dialog the calling thread is about to show, notes it,
-// then presses `button`.
+// then presses `button`. seen() waits until it has.
 class DialogPresser {
 public:
     explicit DialogPresser(int button) : thread_(GetCurrentThreadId()) {
         worker_ = std::thread([this, button] {
             HWND dialog = nullptr;
-            if (!test::waitUntil([&] { return (dialog = findDialogOf(thread_)) != nullptr; })) return;
-            seen_ = look(dialog);
+            test::waitFor([&] {
+                EnumThreadWindows(
+                    thread_,
+                    [](HWND w, LPARAM p) -> BOOL {
+                        if (classOf(w) != L"#32770" || !IsWindowVisible(w)) return TRUE;
+                        *reinterpret_cast<HWND*>(p) = w;
+                        return FALSE;
+                    },
+                    reinterpret_cast<LPARAM>(&dialog));
+                return dialog != nullptr;
+            });
+            if (dialog == nullptr) return;
+            seen_ = {true, textOf(dialog), {}, {}, GetWindow(dialog, GW_OWNER), nullptr, false};
+            EnumChildWindows(
+                dialog,
+                [](HWND child, LPARAM p) -> BOOL {
+                    auto& s = *reinterpret_cast<SeenDialog*>(p);
+                    if (!IsWindowVisible(child)) return TRUE;
+                    const std::wstring kind = classOf(child);
+                    if (kind == L"Static" && (GetWindowLongW(child, GWL_STYLE) & SS_TYPEMASK) == SS_ICON) {
+                        s.icon = reinterpret_cast<HICON>(SendMessageW(child, STM_GETICON, 0, 0));
+                    }
+                    if (kind == L"Button") s.buttons.insert(GetDlgCtrlID(child));
+                    s.hasTree = s.hasTree || kind == L"SysTreeView32";
+                    s.texts.push_back(textOf(child));
+                    return TRUE;
+                },
+                reinterpret_cast<LPARAM>(&seen_));
             PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
                          reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
         });
     }
-    ~DialogPresser() {
-        if (worker_.joinable()) worker_.join();
-    }
+    ~DialogPresser() { seen(); }
     DialogPresser(const DialogPresser&) = delete;
     DialogPresser& operator=(const DialogPresser&) = delete;
-    // Once the dialog has been answered.
     const SeenDialog& seen() {
         if (worker_.joinable()) worker_.join();
         return seen_;
@@ -110,24 +99,6 @@ private:
     std::thread worker_;
 };
 
-bool contains(const std::vector<std::wstring>& texts, const std::wstring& text) {
-    return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
-
-class OwnerWindow {
-public:
-    OwnerWindow() {
-        hwnd = CreateWindowExW(0, L"STATIC", L"Ombrix proprietario", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 100, 100, 300,
-                               120, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
-    }
-    ~OwnerWindow() {
-        if (IsWindow(hwnd)) DestroyWindow(hwnd);
-    }
-    OwnerWindow(const OwnerWindow&) = delete;
-    OwnerWindow& operator=(const OwnerWindow&) = delete;
-    HWND hwnd = nullptr;
-};
-
 class Win32DialogsTest : public ::testing::Test {
 protected:
     void TearDown() override { dialogs.setOwner(nullptr); }
@@ -135,14 +106,13 @@ protected:
 };
 
 TEST_F(Win32DialogsTest, MessageBoxShowsIconButtonsAndTextsAndReportsTheAnswer) {
-    struct Case {
+    const struct {
         MessageIcon icon;
         MessageButtons buttons;
         int press;
         MessageAnswer expected;
         const wchar_t* systemIcon;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {MessageIcon::Exclamation, MessageButtons::Ok, IDOK, MessageAnswer::Ok, IDI_WARNING},
         {MessageIcon::Information, MessageButtons::Ok, IDOK, MessageAnswer::Ok, IDI_INFORMATION},
         {MessageIcon::Critical, MessageButtons::Ok, IDOK, MessageAnswer::Ok, IDI_ERROR},
@@ -153,58 +123,54 @@ TEST_F(Win32DialogsTest, MessageBoxShowsIconButtonsAndTextsAndReportsTheAnswer) 
     for (const auto& c : cases) {
         SCOPED_TRACE(static_cast<int>(c.icon) * 10 + c.press);
         DialogPresser presser(c.press);
-        const MessageAnswer answer = dialogs.messageBox({"0090", text, "Attenzione – Ombrix", c.icon, c.buttons});
+        EXPECT_EQ(dialogs.messageBox({"0090", text, "Attenzione – Ombrix", c.icon, c.buttons}), c.expected);
         const SeenDialog& seen = presser.seen();
         ASSERT_TRUE(seen.found);
-        EXPECT_EQ(answer, c.expected);
         EXPECT_EQ(seen.title, L"Attenzione – Ombrix");
-        EXPECT_TRUE(contains(seen.texts, toWide(text)));
+        EXPECT_TRUE(seen.shows(toWide(text)));
         EXPECT_EQ(seen.icon, LoadIconW(nullptr, c.systemIcon));
-        const std::set<int> buttons =
-            c.buttons == MessageButtons::YesNo ? std::set<int>{IDYES, IDNO} : std::set<int>{IDOK};
-        EXPECT_EQ(seen.visibleButtons, buttons);
+        EXPECT_EQ(seen.buttons, (c.buttons == MessageButtons::YesNo ? std::set<int>{IDYES, IDNO} : std::set<int>{IDOK}));
     }
 }
 
 TEST_F(Win32DialogsTest, TheOwnerIsTheWindowSetAndAWindowThatWentIsNone) {
+    const platform::MessageBoxRequest request{"0151", "Aggiornato.", "Ombrix", MessageIcon::Information,
+                                              MessageButtons::Ok};
     {
-        const OwnerWindow owner;
-        dialogs.setOwner(owner.hwnd);
+        const test::OwnWindow owner(L"Ombrix proprietario");
+        dialogs.setOwner(owner.get());
         DialogPresser presser(IDOK);
-        dialogs.messageBox({"0151", "Aggiornato.", "Ombrix", MessageIcon::Information, MessageButtons::Ok});
-        EXPECT_EQ(presser.seen().owner, owner.hwnd);
+        dialogs.messageBox(request);
+        EXPECT_EQ(presser.seen().owner, owner.get());
     }
-    // The owner is destroyed but still set.
-    DialogPresser presser(IDOK);
-    dialogs.messageBox({"0151", "Aggiornato.", "Ombrix", MessageIcon::Information, MessageButtons::Ok});
+    DialogPresser presser(IDOK);  // the owner is destroyed but still set
+    dialogs.messageBox(request);
     ASSERT_TRUE(presser.seen().found);
     EXPECT_EQ(presser.seen().owner, nullptr);
 }
 
 TEST_F(Win32DialogsTest, FolderBrowserShowsThePromptAndCancelGivesNothing) {
-    const OwnerWindow owner;
-    dialogs.setOwner(owner.hwnd);
+    const test::OwnWindow owner(L"Ombrix proprietario");
+    dialogs.setOwner(owner.get());
     DialogPresser presser(IDCANCEL);
-    const auto folder = dialogs.browseForFolder("Selezionare la cartella che contiene il file «DataBase»");
+    EXPECT_EQ(dialogs.browseForFolder("Selezionare la cartella «DataBase»"), std::nullopt);
     const SeenDialog& seen = presser.seen();
     ASSERT_TRUE(seen.found);
-    EXPECT_EQ(folder, std::nullopt);
-    EXPECT_TRUE(contains(seen.texts, L"Selezionare la cartella che contiene il file «DataBase»"));
+    EXPECT_TRUE(seen.shows(L"Selezionare la cartella «DataBase»"));
     EXPECT_TRUE(seen.hasTree);
-    EXPECT_EQ(seen.owner, owner.hwnd);
+    EXPECT_EQ(seen.owner, owner.get());
 }
 
+// Nothing picked, the browser's root is chosen: the desktop, whose folder on
+// disk is what comes back.
 TEST_F(Win32DialogsTest, FolderBrowserGivesTheChosenFolderAsAPath) {
     DialogPresser presser(IDOK);
     const auto folder = dialogs.browseForFolder("Scegliere");
     ASSERT_TRUE(presser.seen().found);
     ASSERT_TRUE(folder);
-    // Nothing else picked, the browser's root is chosen: the desktop, whose
-    // folder on disk is what comes back.
     wchar_t desktop[MAX_PATH] = {};
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_DESKTOPDIRECTORY, nullptr, 0, desktop), S_OK);
     EXPECT_TRUE(equalsNoCase(*folder, fromWide(desktop))) << *folder;
-    EXPECT_TRUE(std::filesystem::is_directory(pathFromUtf8(*folder))) << *folder;
 }
 
 }  // namespace

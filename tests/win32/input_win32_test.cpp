@@ -5,7 +5,7 @@
 #include "fakes/fixtures.h"
 #include "platform/input.h"
 #include "platform/win32/machine.h"
-#include "window_recorder.h"
+#include "helpers.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -27,7 +27,7 @@ TEST(Win32KeyboardInput, InterleavedCtrlWReachesTheForegroundWindowInOrder) {
     const HWND hwnd = test::waitForWindow(log);
     ASSERT_NE(hwnd, nullptr);
     SetForegroundWindow(hwnd);
-    ASSERT_TRUE(test::waitUntil([&] { return GetForegroundWindow() == hwnd; }));
+    ASSERT_TRUE(test::waitFor([&] { return GetForegroundWindow() == hwnd; }));
 
     platform::KeyboardInput& keyboard = machine().keyboard();
     constexpr std::uint8_t kCtrl = 17, kW = 87;
@@ -38,7 +38,7 @@ TEST(Win32KeyboardInput, InterleavedCtrlWReachesTheForegroundWindowInOrder) {
     keyboard.keyEvent(kW, kUp);
 
     const std::vector<std::string> expected = {"down 17 1", "down 87 1", "up 17 1", "up 87 1"};
-    EXPECT_TRUE(test::waitUntil([&] { return keyLines(log).size() >= expected.size(); }));
+    EXPECT_TRUE(test::waitFor([&] { return keyLines(log).size() >= expected.size(); }));
     EXPECT_EQ(keyLines(log), expected);
     EXPECT_EQ(GetAsyncKeyState(VK_CONTROL) & 0x8000, 0) << "no key is left pressed";
 }

@@ -5,19 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "support/win32/notify_icon.h"
+#include "win32/helpers.h"
 
 namespace ombrix::win32 {
 namespace {
 
-// Whether the shell holds the icon: it accepts a change only for an icon it has.
-bool present(HWND window) {
-    NOTIFYICONDATAW data{};
-    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
-    data.hWnd = window;
-    data.uID = 1;
-    data.uFlags = NIF_TIP;
-    return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
-}
+using test::trayIconPresent;
 
 TEST(NotifyIcon, ShowHideTipAndBalloons) {
     NotifyIcon icon;
@@ -28,12 +21,12 @@ TEST(NotifyIcon, ShowHideTipAndBalloons) {
     icon.setToolTip(std::wstring(200, L'x'));
     EXPECT_EQ(icon.ToolTip().size(), 127u);
     EXPECT_FALSE(icon.Shown()) << "setting the tip while hidden only stores it";
-    EXPECT_FALSE(present(icon.window()));
+    EXPECT_FALSE(trayIconPresent(icon.window()));
     EXPECT_FALSE(icon.BalloonShow(L"Ombrix", L"nascosta", NIIF_INFO, 1000)) << "no balloon without the icon";
 
     ASSERT_TRUE(icon.Show()) << icon.lastError();
     EXPECT_TRUE(icon.Shown());
-    EXPECT_TRUE(present(icon.window()));
+    EXPECT_TRUE(trayIconPresent(icon.window()));
     icon.setToolTip(L"Ombrix");
     EXPECT_EQ(icon.ToolTip(), L"Ombrix");
     EXPECT_TRUE(icon.BalloonShow(L"Ombrix", L"Profilo cambiato", NIIF_INFO, 2000));
@@ -41,7 +34,7 @@ TEST(NotifyIcon, ShowHideTipAndBalloons) {
 
     ASSERT_TRUE(icon.Hide());
     EXPECT_FALSE(icon.Shown());
-    EXPECT_FALSE(present(icon.window()));
+    EXPECT_FALSE(trayIconPresent(icon.window()));
     EXPECT_TRUE(icon.Hide()) << "hiding twice is fine";
 }
 
@@ -55,7 +48,7 @@ TEST(NotifyIcon, CallbackMessagesRaiseEvents) {
     SendMessageW(icon.window(), tray::kCallbackMessage, 1, 1024 + 5);
     SendMessageW(icon.window(), WM_USER + 7, 0, 0);  // not ours: passed on, no event
     EXPECT_EQ(events, (std::vector<tray::Event>{tray::Event::RightUp, tray::Event::LeftDoubleClick,
-                                                 tray::Event::BalloonClicked}));
+                                                tray::Event::BalloonClicked}));
     // A throwing handler does not escape into the shell's callback.
     icon.onEvent = [](tray::Event) { throw 1; };
     SendMessageW(icon.window(), tray::kCallbackMessage, 1, WM_LBUTTONUP);

@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "fakes/fixtures.h"
 #include "platform/win32/machine.h"
 #include "platform/text.h"
-#include "window_recorder.h"
+#include "helpers.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -19,15 +17,6 @@ std::optional<platform::ProcessEntry> entryOf(DWORD id) {
         if (p.id == id) return p;
     }
     return std::nullopt;
-}
-
-// Every process of that whole image name, case ignored, as the enforcement kills them.
-int killByName(const std::string& name) {
-    int killed = 0;
-    for (const auto& p : machine().processes().snapshot()) {
-        if (lowerText(p.imageName) == lowerText(name) && machine().processes().terminate(p.id)) ++killed;
-    }
-    return killed;
 }
 
 TEST(Win32Processes, SnapshotListsThisProcessByImageName) {
@@ -57,23 +46,6 @@ TEST(Win32Processes, StartedProgramIsFoundUnderItsNameAndTerminatedWithCodeZero)
         // This test still holds a handle, so the ended process's object lives on.
         EXPECT_FALSE(machine().processes().terminate(program.id())) << "already gone";
     }
-}
-
-TEST(Win32Processes, KillingByWholeNameIgnoresCaseAndSparesOtherNames) {
-    test::TempDir dir;
-    const std::string notepad = test::copyRecorder(dir.file("ombrixnote.exe"));
-    const std::string longer = test::copyRecorder(dir.file("ombrixnote.exe.exe"));
-    StartedProgram first = test::startRecorder(notepad, dir.file("1.log"), "uno");
-    StartedProgram second = test::startRecorder(notepad, dir.file("2.log"), "due");
-    StartedProgram other = test::startRecorder(longer, dir.file("3.log"), "tre");
-    for (const char* log : {"1.log", "2.log", "3.log"}) ASSERT_NE(test::waitForWindow(dir.file(log)), nullptr);
-
-    EXPECT_EQ(killByName("ombrixnote"), 0) << "a part of the name is not the name";
-    EXPECT_EQ(killByName("OmbrixNote.EXE"), 2);
-    EXPECT_TRUE(first.waitForExit());
-    EXPECT_TRUE(second.waitForExit());
-    EXPECT_TRUE(entryOf(other.id())) << "ombrixnote.exe.exe must survive";
-    EXPECT_EQ(killByName("ombrixnote.exe"), 0) << "nothing of that name is left";
 }
 
 TEST(Win32Processes, TerminateRefusesWhatIsNotThere) {

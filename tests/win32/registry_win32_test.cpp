@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/settings_reg.h"
 #include "platform/registry.h"
 
 namespace ombrix::platform {
@@ -18,7 +17,6 @@ protected:
     void TearDown() override {
         RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\OmbrixTest");
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\OmbrixTest");
-        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Ombrix\\Program Settings\\OmbrixTest");
     }
     Registry& reg = systemRegistry();
 };
@@ -46,22 +44,11 @@ TEST_F(Win32RegistryTest, ValuesAreWhereOtherProgramsLookForThem) {
     ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\OmbrixTest\\Opzioni", 0, KEY_READ, &key), ERROR_SUCCESS);
     wchar_t buffer[64] = {};
     DWORD size = sizeof buffer, type = 0;
-    EXPECT_EQ(RegQueryValueExW(key, L"DataBase", nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExW(key, L"DataBase", nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size),
+              ERROR_SUCCESS);
     RegCloseKey(key);
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
     EXPECT_STREQ(buffer, L"C:\\Dati");
-}
-
-TEST_F(Win32RegistryTest, SettingsHelpersOnTheRealRegistry) {
-    EXPECT_TRUE(core::SaveSettingReg(reg, "OmbrixTest", "Opzioni", "DataBase", "C:\\Ombrix\\DataBase"));
-    EXPECT_EQ(core::GetSettingReg(reg, "OmbrixTest", "Opzioni", "DataBase"), "C:\\Ombrix\\DataBase");
-    // The machine value gone, the per-user copy answers.
-    ASSERT_TRUE(reg.deleteValue(RegRoot::LocalMachine, "SOFTWARE\\OmbrixTest\\Opzioni", "DataBase"));
-    EXPECT_EQ(core::GetSettingReg(reg, "OmbrixTest", "Opzioni", "DataBase"), "C:\\Ombrix\\DataBase");
-    ASSERT_TRUE(reg.writeDword(RegRoot::CurrentUser, "SOFTWARE\\OmbrixTest\\Zones", "1803", 3));
-    EXPECT_EQ(core::GetSettingRegRoot(reg, 0, "OmbrixTest", "Zones", "1803"), "3");
-    EXPECT_EQ(core::GetSettingRegRoot(reg, 1, "OmbrixTest", "Zones", "1803"), "");
-    EXPECT_EQ(core::GetSettingRegCurrentUser(reg, "OmbrixTest", "Zones", "1803"), "3");
 }
 
 }  // namespace

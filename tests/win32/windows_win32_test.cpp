@@ -7,7 +7,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/win32/machine.h"
-#include "window_recorder.h"
+#include "helpers.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -17,30 +17,7 @@ using platform::WindowId;
 
 WindowId id(HWND hwnd) { return reinterpret_cast<WindowId>(hwnd); }
 
-// A plain top-level window of this thread.
-class OwnWindow {
-public:
-    explicit OwnWindow(const wchar_t* title, DWORD style = WS_OVERLAPPEDWINDOW | WS_VISIBLE) {
-        static const ATOM atom = [] {
-            WNDCLASSW wc{};
-            wc.lpfnWndProc = DefWindowProcW;
-            wc.hInstance = GetModuleHandleW(nullptr);
-            wc.lpszClassName = L"OmbrixTestOwnWindow";
-            return RegisterClassW(&wc);
-        }();
-        hwnd_ = CreateWindowExW(0, MAKEINTATOM(atom), title, style, 300, 200, 320, 160, nullptr, nullptr,
-                                GetModuleHandleW(nullptr), nullptr);
-    }
-    ~OwnWindow() {
-        if (IsWindow(hwnd_)) DestroyWindow(hwnd_);
-    }
-    OwnWindow(const OwnWindow&) = delete;
-    OwnWindow& operator=(const OwnWindow&) = delete;
-    [[nodiscard]] HWND get() const { return hwnd_; }
-
-private:
-    HWND hwnd_ = nullptr;
-};
+using test::OwnWindow;
 
 bool topmost(HWND hwnd) { return (GetWindowLongW(hwnd, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0; }
 
@@ -107,31 +84,6 @@ TEST_F(Win32WindowsTest, ClassSearchWalksEveryWindowOfTheClassOnce) {
     EXPECT_NE(std::find(all.begin(), all.end(), id(hb)), all.end());
 }
 
-TEST_F(Win32WindowsTest, ShowCommandsReachAForeignWindow) {
-    const std::string log = dir.file("show.log");
-    test::StartedProgram program = test::startRecorder(test::recorderPath(), log, "Ombrix prova stati");
-    const HWND hwnd = test::waitForWindow(log);
-    ASSERT_NE(hwnd, nullptr);
-    struct Case {
-        ShowCommand command;
-        bool visible, iconic, zoomed;
-    };
-    const Case cases[] = {
-        {ShowCommand::Minimized, true, true, false}, {ShowCommand::Restore, true, false, false},
-        {ShowCommand::Maximized, true, false, true}, {ShowCommand::Normal, true, false, false},
-        {ShowCommand::Hide, false, false, false},    {ShowCommand::Show, true, false, false},
-        {ShowCommand::Minimize, true, true, false},  {ShowCommand::Normal, true, false, false},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(static_cast<int>(c.command));
-        windows.show(id(hwnd), c.command);
-        EXPECT_TRUE(test::waitUntil([&] {
-            return (IsWindowVisible(hwnd) != 0) == c.visible && (IsIconic(hwnd) != 0) == c.iconic &&
-                   (IsZoomed(hwnd) != 0) == c.zoomed;
-        })) << "visible " << IsWindowVisible(hwnd) << " iconic " << IsIconic(hwnd) << " zoomed " << IsZoomed(hwnd);
-    }
-}
-
 TEST_F(Win32WindowsTest, TopmostTogglesWithoutMovingOrActivating) {
     const OwnWindow own(L"Ombrix prova in primo piano", WS_OVERLAPPEDWINDOW | WS_VISIBLE);
     const OwnWindow active(L"Ombrix finestra attiva");
@@ -147,11 +99,11 @@ TEST_F(Win32WindowsTest, TopmostTogglesWithoutMovingOrActivating) {
         const HWND activeBefore = GetActiveWindow();
         ASSERT_FALSE(topmost(hwnd));
         windows.setTopmost(id(hwnd), true);
-        EXPECT_TRUE(test::waitUntil([&] { return topmost(hwnd); }));
+        EXPECT_TRUE(test::waitFor([&] { return topmost(hwnd); }));
         windows.setTopmost(id(hwnd), true);  // twice is the same
         EXPECT_TRUE(topmost(hwnd));
         windows.setTopmost(id(hwnd), false);
-        EXPECT_TRUE(test::waitUntil([&] { return !topmost(hwnd); }));
+        EXPECT_TRUE(test::waitFor([&] { return !topmost(hwnd); }));
         GetWindowRect(hwnd, &after);
         EXPECT_TRUE(EqualRect(&before, &after));
         EXPECT_EQ(GetActiveWindow(), activeBefore);

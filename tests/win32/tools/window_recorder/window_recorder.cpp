@@ -1,4 +1,4 @@
-// window_recorder --log FILE [--title T] [--class C] [--stay] [--lifetime MS] [ARG...]
+// window_recorder --log FILE [--title T] [--class C] [ARG...]
 //
 // Log lines (UTF-8, one event each, the file reopened per line so a test can
 // read it while the program runs):
@@ -14,13 +14,8 @@
 namespace {
 
 std::wstring g_log;
-bool g_stay = false;
-std::wstring g_title = L"Ombrix window recorder";
-std::wstring g_class = L"OmbrixWindowRecorder";
-constexpr UINT_PTR kLifetimeTimer = 1;
 
 std::string utf8(const std::wstring& w) {
-    if (w.empty()) return {};
     const int n = WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()), nullptr, 0, nullptr, nullptr);
     std::string out(static_cast<std::size_t>(n), '\0');
     WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()), out.data(), n, nullptr, nullptr);
@@ -28,8 +23,7 @@ std::string utf8(const std::wstring& w) {
 }
 
 void record(const std::string& line) {
-    if (g_log.empty()) return;
-    if (FILE* f = _wfopen(g_log.c_str(), L"ab")) {
+    if (FILE* f = g_log.empty() ? nullptr : _wfopen(g_log.c_str(), L"ab")) {
         std::fputs((line + "\n").c_str(), f);
         std::fclose(f);
     }
@@ -52,26 +46,11 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
             return 0;
         case WM_CLOSE:
             record("close");
-            if (!g_stay) DestroyWindow(hwnd);
+            DestroyWindow(hwnd);
             return 0;
-        case WM_TIMER:
-            if (wp == kLifetimeTimer) DestroyWindow(hwnd);
+        case WM_TIMER:  // a forgotten recorder does not outlive the test run by much
+            DestroyWindow(hwnd);
             return 0;
-        case WM_PAINT: {
-            PAINTSTRUCT ps;
-            HDC dc = BeginPaint(hwnd, &ps);
-            RECT r;
-            GetClientRect(hwnd, &r);
-            FillRect(dc, &r, reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1));
-            const std::wstring text = L"Title: " + g_title + L"\r\nClass: " + g_class + L"\r\nProcess: " +
-                                      std::to_wstring(GetCurrentProcessId());
-            InflateRect(&r, -12, -12);
-            SetBkMode(dc, TRANSPARENT);
-            SelectObject(dc, GetStockObject(DEFAULT_GUI_FONT));
-            DrawTextW(dc, text.c_str(), -1, &r, DT_LEFT | DT_TOP | DT_WORDBREAK);
-            EndPaint(hwnd, &ps);
-            return 0;
-        }
         case WM_DESTROY:
             record("exit");
             PostQuitMessage(0);
@@ -84,23 +63,19 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
+    std::wstring title = L"Ombrix window recorder", className = L"OmbrixWindowRecorder";
+    std::vector<std::wstring> extra;
     int argc = 0;
     LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &argc);
-    std::vector<std::wstring> extra;
-    UINT lifetime = 60000;  // a forgotten recorder does not outlive the test run by much
     for (int i = 1; argv && i < argc; ++i) {
         const std::wstring a = argv[i];
         const bool hasValue = i + 1 < argc;
         if (a == L"--log" && hasValue) {
             g_log = argv[++i];
         } else if (a == L"--title" && hasValue) {
-            g_title = argv[++i];
+            title = argv[++i];
         } else if (a == L"--class" && hasValue) {
-            g_class = argv[++i];
-        } else if (a == L"--lifetime" && hasValue) {
-            lifetime = static_cast<UINT>(_wtoi(argv[++i]));
-        } else if (a == L"--stay") {
-            g_stay = true;
+            className = argv[++i];
         } else {
             extra.push_back(a);
         }
@@ -118,23 +93,21 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     record("cwd " + utf8(cwd));
     for (const auto& a : extra) record("arg " + utf8(a));
 
-    WNDCLASSEXW wc{};
-    wc.cbSize = sizeof wc;
+    WNDCLASSW wc{};
     wc.lpfnWndProc = windowProc;
     wc.hInstance = instance;
     wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    wc.hIcon = LoadIconW(nullptr, IDI_APPLICATION);
-    wc.lpszClassName = g_class.c_str();
-    if (!RegisterClassExW(&wc)) return 1;
-    HWND hwnd = CreateWindowExW(0, g_class.c_str(), g_title.c_str(), WS_OVERLAPPEDWINDOW, 80, 80, 420, 180, nullptr,
+    wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
+    wc.lpszClassName = className.c_str();
+    if (!RegisterClassW(&wc)) return 1;
+    HWND hwnd = CreateWindowExW(0, className.c_str(), title.c_str(), WS_OVERLAPPEDWINDOW, 80, 80, 420, 180, nullptr,
                                 nullptr, instance, nullptr);
     if (!hwnd) return 1;
     // The first show takes the state the starter asked for, as any program's does.
     const int cmdShow = useShow ? startup.wShowWindow : SW_SHOWNORMAL;
     ShowWindow(hwnd, cmdShow);
-    UpdateWindow(hwnd);
     if (cmdShow == SW_SHOWNORMAL || cmdShow == SW_SHOWMAXIMIZED || cmdShow == SW_SHOW) SetForegroundWindow(hwnd);
-    if (lifetime > 0) SetTimer(hwnd, kLifetimeTimer, lifetime, nullptr);
+    SetTimer(hwnd, 1, 60000, nullptr);
     record("window " + std::to_string(reinterpret_cast<std::uintptr_t>(hwnd)));
 
     MSG msg;

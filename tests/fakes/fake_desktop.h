@@ -1,16 +1,19 @@
 #pragma once
-// A fake desktop for the address readers: top-level windows in z-order, each
-// with a flat list of accessible elements in tree order. It answers both the
-// window seam (finding windows by class) and the accessibility seam, and
-// counts the searches and reads it is asked for.
+// A fake desktop: top-level windows in z-order, each with a title, a class
+// and a flat list of accessible elements in tree order. It answers the window
+// seam (the enforcement finds, shows and closes windows by title; the address
+// readers find them by class) and the accessibility seam, counts searches and
+// reads, and writes what it is asked to do to windows into a journal.
 
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "fakes/fake_controller.h"
 #include "platform/accessibility.h"
 #include "platform/windows.h"
+#include "platform/text.h"
 
 namespace ombrix::test {
 
@@ -28,10 +31,13 @@ struct FakeWindow {
     std::string className;
     bool visible = true;
     std::vector<std::shared_ptr<FakeNode>> nodes;  // tree order
+    std::string title;
 };
 
 class FakeDesktop final : public platform::WindowSystem, public platform::Accessibility {
 public:
+    explicit FakeDesktop(Journal* journal = nullptr) : journal_(journal) {}
+
     std::vector<FakeWindow> windows;  // z-order, front first
     std::uint16_t uiLanguage = 0x0410;
     int searches = 0;  // findFirst calls
@@ -42,13 +48,15 @@ public:
     // gives it the handle of a window that has closed.
     platform::WindowId addWindow(const std::string& className, bool visible = true, bool inFront = false,
                                  platform::WindowId reuse = 0) {
-        FakeWindow w{reuse != 0 ? reuse : nextId++, className, visible, {}};
+        FakeWindow w{reuse != 0 ? reuse : nextId++, className, visible, {}, {}};
         const auto id = w.id;
-        if (inFront) {
-            windows.insert(windows.begin(), std::move(w));
-        } else {
-            windows.push_back(std::move(w));
-        }
+        windows.insert(inFront ? windows.begin() : windows.end(), std::move(w));
+        return id;
+    }
+    // A window of another program with a title.
+    platform::WindowId add(std::string title) {
+        const auto id = addWindow("Finestra");
+        find(id)->title = std::move(title);
         return id;
     }
     std::shared_ptr<FakeNode> addNode(platform::WindowId window, FakeNode node) {
@@ -73,8 +81,13 @@ public:
         return nullptr;
     }
 
-    // WindowSystem: only what the readers use does anything.
-    platform::WindowId findByTitle(std::string_view) override { return 0; }
+    // WindowSystem. A posted close is only noted: the window handles it later.
+    platform::WindowId findByTitle(std::string_view title) override {
+        for (const auto& w : windows) {
+            if (equalsNoCase(w.title, title)) return w.id;
+        }
+        return 0;
+    }
     platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
         bool past = after == 0;
         for (const auto& w : windows) {
@@ -88,10 +101,17 @@ public:
         for (const auto& w : windows) ids.push_back(w.id);
         return ids;
     }
-    std::string title(platform::WindowId) override { return {}; }
-    void show(platform::WindowId, platform::ShowCommand) override {}
-    void postClose(platform::WindowId) override {}
-    void setTopmost(platform::WindowId, bool) override {}
+    std::string title(platform::WindowId id) override {
+        const FakeWindow* w = find(id);
+        return w ? w->title : std::string();
+    }
+    void show(platform::WindowId id, platform::ShowCommand c) override {
+        note("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
+    }
+    void postClose(platform::WindowId id) override { note("close " + title(id)); }
+    void setTopmost(platform::WindowId id, bool topmost) override {
+        note((topmost ? "topmost " : "not topmost ") + title(id));
+    }
 
     // Accessibility.
     std::vector<platform::WindowId> desktopWindows() override {
@@ -115,6 +135,10 @@ public:
     std::uint16_t userInterfaceLanguage() override { return uiLanguage; }
 
 private:
+    void note(std::string entry) {
+        if (journal_ != nullptr) journal_->add(std::move(entry));
+    }
+
     class Element final : public platform::AccessibleElement {
     public:
         Element(std::shared_ptr<FakeNode> node, int& reads) : node_(std::move(node)), reads_(reads) {}
@@ -133,6 +157,8 @@ private:
         std::shared_ptr<FakeNode> node_;
         int& reads_;
     };
+
+    Journal* journal_;
 };
 
 }  // namespace ombrix::test

@@ -1,0 +1,41 @@
+#pragma once
+// ombrixctl run in-process on files in a fresh folder: the folder stands for
+// the program's own, with a language file holding the texts a test gives.
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "app/ctl.h"
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "platform/file_registry.h"
+#include "platform/files.h"
+
+namespace ombrix::app {
+
+class CtlFixture : public ::testing::Test {
+protected:
+    explicit CtlFixture(const std::string& texts) {
+        system.folder = pathToUtf8(dir.path());
+        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + texts);
+    }
+    // Exit status; what was printed is in out and err.
+    int ctl(const std::vector<std::string>& args, const std::string& input = {}) {
+        std::istringstream in(input);
+        out.str({});
+        err.str({});
+        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
+        return runCtl(args, env);
+    }
+
+    test::QuickPasswords quick;
+    test::TempDir dir;
+    platform::FileRegistry registry;
+    test::FakeSystem system;
+    std::ostringstream out, err;
+};
+
+}  // namespace ombrix::app

@@ -1,0 +1,233 @@
+#pragma once
+// What the Windows tests share: waiting, programs they start (the window
+// recorder in tests/win32/tools/window_recorder writes what happens to its
+// window into a log file the test reads while it runs), registry values set
+// for one test, the tray and a window of the test's own.
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/system.h"
+#include "platform/win32/handles.h"
+#include "platform/win32/wide.h"
+#include "platform/files.h"
+
+namespace ombrix::test {
+
+// Long enough for a cold Wine start; only a failing test waits this long.
+inline constexpr auto kPatience = std::chrono::seconds(15);
+
+// Polls until `done` holds, letting this thread's messages run; false when
+// patience runs out.
+template <typename Condition>
+bool waitFor(Condition done, std::chrono::milliseconds patience = kPatience) {
+    const auto until = std::chrono::steady_clock::now() + patience;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > until) return false;
+        MSG msg;
+        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+// Lets this thread's messages run for a while.
+inline void pause(std::chrono::milliseconds spell) {
+    waitFor([] { return false; }, spell);
+}
+
+inline std::string quoted(const std::string& s) { return "\"" + s + "\""; }
+
+inline std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < text.size();) {
+        const auto end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+inline std::vector<std::string> logLines(const std::string& log) { return splitLines(readWholeFile(log).value_or("")); }
+
+// A started program, terminated when the test is over unless it has ended.
+class StartedProgram {
+public:
+    explicit StartedProgram(const std::string& commandLine, const std::filesystem::path& folder = {}) {
+        std::wstring line = win32::toWide(commandLine);
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION info{};
+        if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                           folder.empty() ? nullptr : folder.c_str(), &startup, &info)) {
+            process_.reset(info.hProcess);
+            CloseHandle(info.hThread);
+            id_ = info.dwProcessId;
+        }
+    }
+    StartedProgram(StartedProgram&&) = default;
+    StartedProgram& operator=(StartedProgram&&) = default;
+    ~StartedProgram() {
+        if (running()) {
+            TerminateProcess(process_.get(), 1);
+            WaitForSingleObject(process_.get(), 5000);
+        }
+    }
+
+    [[nodiscard]] bool started() const { return static_cast<bool>(process_); }
+    [[nodiscard]] DWORD id() const { return id_; }
+    [[nodiscard]] bool running() const { return process_ && WaitForSingleObject(process_.get(), 0) == WAIT_TIMEOUT; }
+    // The exit code once it has ended; nullopt while it still runs.
+    [[nodiscard]] std::optional<DWORD> waitForExit(std::chrono::milliseconds patience = kPatience) const {
+        if (!process_ || !waitFor([&] { return !running(); }, patience)) return std::nullopt;
+        DWORD code = 0;
+        GetExitCodeProcess(process_.get(), &code);
+        return code;
+    }
+    // Its top-level windows, shown or not.
+    [[nodiscard]] std::vector<HWND> windows() const {
+        struct Search {
+            DWORD pid;
+            std::vector<HWND> found;
+        } search{id_, {}};
+        EnumWindows(
+            [](HWND w, LPARAM p) -> BOOL {
+                auto* s = reinterpret_cast<Search*>(p);
+                DWORD pid = 0;
+                GetWindowThreadProcessId(w, &pid);
+                if (pid == s->pid) s->found.push_back(w);
+                return TRUE;
+            },
+            reinterpret_cast<LPARAM>(&search));
+        return search.found;
+    }
+
+private:
+    win32::UniqueKernelHandle process_;
+    DWORD id_ = 0;
+};
+
+// A program built beside the tests.
+inline std::string builtProgram(const std::string& exe) { return platform::realSystem().programFolder() + "\\" + exe; }
+inline std::string recorderPath() { return builtProgram("window_recorder.exe"); }
+
+// A built program copied under another name, as a stand-in for another program.
+inline std::string copyProgram(const std::string& exe, const std::string& target) {
+    std::filesystem::create_directories(pathFromUtf8(target).parent_path());
+    std::filesystem::copy_file(pathFromUtf8(builtProgram(exe)), pathFromUtf8(target),
+                               std::filesystem::copy_options::overwrite_existing);
+    return target;
+}
+inline std::string copyRecorder(const std::string& target) { return copyProgram("window_recorder.exe", target); }
+
+// The recorder (or a copy of it) with a log and a window title.
+inline StartedProgram startRecorder(const std::string& exe, const std::string& log, const std::string& title,
+                                    const std::string& extra = {}) {
+    return StartedProgram(test::quoted(exe) + " --log " + test::quoted(log) + " --title " +
+                          test::quoted(title) + (extra.empty() ? "" : " " + extra));
+}
+
+// The text after "<prefix> " of the first log line that starts so.
+inline std::optional<std::string> waitForLine(const std::string& log, const std::string& prefix) {
+    std::optional<std::string> found;
+    waitFor([&] {
+        for (const auto& line : logLines(log)) {
+            if (line.rfind(prefix + " ", 0) == 0 || line == prefix) {
+                found = line.size() > prefix.size() ? line.substr(prefix.size() + 1) : std::string();
+                return true;
+            }
+        }
+        return false;
+    });
+    return found;
+}
+
+// The recorder's window, once it has made it.
+inline HWND waitForWindow(const std::string& log) {
+    const auto value = waitForLine(log, "window");
+    return value ? reinterpret_cast<HWND>(static_cast<std::uintptr_t>(std::stoull(*value))) : nullptr;
+}
+
+// The default value of a key below HKEY_LOCAL_MACHINE, set for one test and
+// given back afterwards (removed when there was none).
+class MachineDefaultValue {
+public:
+    MachineDefaultValue(std::wstring key, const std::wstring& value) : key_(std::move(key)) {
+        HKEY k = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_.c_str(), 0, KEY_READ, &k) == ERROR_SUCCESS) {
+            wchar_t buffer[1024] = {};
+            DWORD size = sizeof buffer - sizeof(wchar_t);
+            if (RegQueryValueExW(k, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) ==
+                ERROR_SUCCESS) {
+                previous_ = buffer;
+            }
+            RegCloseKey(k);
+        }
+        ok_ = write(value);
+    }
+    ~MachineDefaultValue() {
+        if (previous_) {
+            write(*previous_);
+        } else {
+            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr);
+        }
+    }
+    MachineDefaultValue(const MachineDefaultValue&) = delete;
+    MachineDefaultValue& operator=(const MachineDefaultValue&) = delete;
+    [[nodiscard]] bool ok() const { return ok_; }
+
+private:
+    bool write(const std::wstring& value) const {
+        return RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, REG_SZ, value.c_str(),
+                               static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+    }
+    std::wstring key_;
+    std::optional<std::wstring> previous_;
+    bool ok_ = false;
+};
+
+// Whether the shell holds the tray icon of `owner`: it accepts a change (to
+// the program's own tip) only then.
+inline bool trayIconPresent(HWND owner) {
+    NOTIFYICONDATAW data{};
+    data.cbSize = NOTIFYICONDATAW_V2_SIZE;
+    data.hWnd = owner;
+    data.uID = 1;
+    data.uFlags = NIF_TIP;
+    wcscpy(data.szTip, L"Ombrix");
+    return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
+}
+
+// A plain top-level window of this thread.
+class OwnWindow {
+public:
+    explicit OwnWindow(const wchar_t* title, DWORD style = WS_OVERLAPPEDWINDOW | WS_VISIBLE) {
+        static const ATOM atom = [] {
+            WNDCLASSW wc{};
+            wc.lpfnWndProc = DefWindowProcW;
+            wc.hInstance = GetModuleHandleW(nullptr);
+            wc.lpszClassName = L"OmbrixTestOwnWindow";
+            return RegisterClassW(&wc);
+        }();
+        hwnd_ = CreateWindowExW(0, MAKEINTATOM(atom), title, style, 300, 200, 320, 160, nullptr, nullptr,
+                                GetModuleHandleW(nullptr), nullptr);
+    }
+    ~OwnWindow() {
+        if (IsWindow(hwnd_)) DestroyWindow(hwnd_);
+    }
+    OwnWindow(const OwnWindow&) = delete;
+    OwnWindow& operator=(const OwnWindow&) = delete;
+    [[nodiscard]] HWND get() const { return hwnd_; }
+
+private:
+    HWND hwnd_ = nullptr;
+};
+
+}  // namespace ombrix::test
