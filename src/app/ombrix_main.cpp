@@ -7,7 +7,7 @@
 
 #include "core/controller.h"
 #include "core/firefox_profile.h"
-#include "core/win32/forms.h"
+#include "core/win32/main_form.h"
 #include "enforce/enforcement.h"
 #include "enforce/win32/browser_readers.h"
 #include "enforce/win32/log_form.h"

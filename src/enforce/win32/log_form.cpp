@@ -8,6 +8,7 @@
 #include "enforce/site_log.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
+#include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
 
 namespace ombrix::win32 {
@@ -18,8 +19,6 @@ struct State {
     std::unique_ptr<DialogTranslation> translation;
     HFONT listFont = nullptr;
 };
-
-State* stateOf(HWND dialog) { return reinterpret_cast<State*>(GetWindowLongPtrW(dialog, DWLP_USER)); }
 
 // "YYYY-MM-DD HH:MM:SS" as the viewer shows it: "dd/mm/yyyy HH:MM:SS".
 std::string displayDateTime(const std::string& stored) {
@@ -96,8 +95,7 @@ void show(HWND dialog, State& st) {
 }
 
 INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    if (msg == WM_INITDIALOG) SetWindowLongPtrW(dialog, DWLP_USER, lp);
-    State* st = stateOf(dialog);
+    State* st = attachState<State>(dialog, msg, lp);
     if (!st) return FALSE;
     try {
         switch (msg) {

@@ -1,306 +1,26 @@
-#include "core/win32/forms.h"
+#include "core/win32/main_form.h"
 
 #include <commctrl.h>
 
 #include "core/controller.h"
+#include "core/win32/closing_form.h"
+#include "core/win32/notice_form.h"
+#include "core/win32/options_form.h"
+#include "core/win32/program_icon.h"
 #include "core/win32/resource.h"
+#include "core/win32/splash_form.h"
 #include "platform/win32/wide.h"
-#include "support/win32/hidden_window.h"
 #include "support/language.h"
+#include "support/win32/dialog_procedure.h"
+#include "support/win32/hidden_window.h"
 
 namespace ombrix::win32 {
 namespace {
 
-constexpr UINT_PTR kSplashKillTimer = 1;
-constexpr UINT_PTR kSplashCloseTimer = 2;
-constexpr UINT_PTR kFormTimer1 = 1;
+// The program timers' ids on the main form, clear of any control's timer.
+constexpr UINT_PTR kFirstTimerId = 100;
 
-HICON programIcon(int size) {
-    return static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), L"AAA", IMAGE_ICON, size, size, LR_SHARED));
-}
-
-template <typename T>
-T* self(HWND dialog) {
-    return reinterpret_cast<T*>(GetWindowLongPtrW(dialog, DWLP_USER));
-}
-
-template <typename T>
-T* attach(HWND dialog, UINT msg, LPARAM lp) {
-    if (msg == WM_INITDIALOG) {
-        SetWindowLongPtrW(dialog, DWLP_USER, lp);
-        return reinterpret_cast<T*>(lp);
-    }
-    return self<T>(dialog);
-}
-
-// Runs a handler without letting anything escape into the window procedure.
-template <typename F>
-void guarded(F&& f) {
-    try {
-        f();
-    } catch (...) {
-    }
-}
-
-UINT_PTR timerIdOf(core::TimerId id) { return static_cast<UINT_PTR>(id) + 100; }
-
-}  // namespace
-
-// ---------------------------------------------------------------- frmSplash
-
-SplashForm::SplashForm(Language& language, HWND owner, std::function<void()> killTaskManager)
-    : language_(language), owner_(owner), killTaskManager_(std::move(killTaskManager)) {}
-
-SplashForm::~SplashForm() { close(); }
-
-void SplashForm::show() {
-    if (dialog_) return;
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), owner_, &SplashForm::Proc,
-                                 reinterpret_cast<LPARAM>(this));
-    if (!dialog_) return;
-    translation_ = std::make_unique<DialogTranslation>(dialog_, "frmSplash",
-                                                       std::vector<NamedControl>{{IDC_LBLSPLASH, "lblSplash"}});
-    translation_->apply(language_);
-    SetTimer(dialog_, kSplashKillTimer, 100, nullptr);
-    ShowWindow(dialog_, SW_SHOWNORMAL);
-    UpdateWindow(dialog_);
-}
-
-void SplashForm::closeSoon() {
-    if (dialog_) SetTimer(dialog_, kSplashCloseTimer, 1000, nullptr);
-}
-
-void SplashForm::close() {
-    if (!dialog_) return;
-    HWND d = dialog_;
-    dialog_ = nullptr;
-    translation_.reset();
-    DestroyWindow(d);
-}
-
-INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    SplashForm* form = attach<SplashForm>(dialog, msg, lp);
-    if (!form) return FALSE;
-    if (msg == WM_INITDIALOG) return TRUE;
-    if (msg == WM_TIMER) {
-        guarded([&] {
-            if (wp == kSplashKillTimer && form->killTaskManager_) form->killTaskManager_();
-            if (wp == kSplashCloseTimer) form->close();
-        });
-        return TRUE;
-    }
-    return FALSE;
-}
-
-// ------------------------------------------------------------- frmMessaggio
-
-NoticeForm::NoticeForm(Language& language, HWND owner) : language_(language), owner_(owner) {}
-
-NoticeForm::~NoticeForm() {
-    close();
-    if (bold_) DeleteObject(bold_);
-}
-
-void NoticeForm::load() {
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), owner_,
-                                 &NoticeForm::Proc, reinterpret_cast<LPARAM>(this));
-    if (!dialog_) return;
-    // The heading in bold, so the kind of notice reads at a glance.
-    if (!bold_) {
-        LOGFONTW lf{};
-        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(dialog_, WM_GETFONT, 0, 0)), sizeof lf, &lf);
-        lf.lfWeight = FW_BOLD;
-        bold_ = CreateFontIndirectW(&lf);
-    }
-    SendMessageW(GetDlgItem(dialog_, IDC_LBLTIPO), WM_SETFONT, reinterpret_cast<WPARAM>(bold_), FALSE);
-    translation_ = std::make_unique<DialogTranslation>(
-        dialog_, "frmMessaggio",
-        std::vector<NamedControl>{{IDC_LBLINTESTAZIONE, "lblIntestazione"}, {IDC_LBLTIPO, "lblTipo"},
-                                  {IDC_LBLMESSAGGIO, "lblMessaggio"}, {IDC_CMDOK, "cmdOK"}});
-    translation_->apply(language_);
-    SendMessageW(dialog_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
-}
-
-void NoticeForm::show(const std::string& text, const std::string& heading) {
-    if (!dialog_) load();
-    if (!dialog_) return;
-    setWindowText(GetDlgItem(dialog_, IDC_LBLINTESTAZIONE), language_.TestoMessaggio("0302"));
-    setWindowText(GetDlgItem(dialog_, IDC_LBLTIPO), heading);
-    setWindowText(GetDlgItem(dialog_, IDC_LBLMESSAGGIO), text);
-    const std::uint64_t now = GetTickCount64();
-    if (!life_.show(now)) return;  // already shown: its countdown goes on
-    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), life_.caption(now));
-    // Bottom right of the work area, on top of everything, without taking the focus.
-    RECT work{}, box{};
-    SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
-    GetWindowRect(dialog_, &box);
-    const int w = box.right - box.left, h = box.bottom - box.top;
-    SetWindowPos(dialog_, HWND_TOPMOST, work.right - w - 8, work.bottom - h - 8, 0, 0,
-                 SWP_NOSIZE | SWP_NOACTIVATE | SWP_SHOWWINDOW);
-    SetTimer(dialog_, kFormTimer1, core::kNoticeTickMs, nullptr);
-}
-
-void NoticeForm::tick() {
-    if (!dialog_ || !life_.loaded()) return;
-    const std::uint64_t now = GetTickCount64();
-    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), life_.caption(now));
-    if (life_.tick(now)) SendMessageW(dialog_, WM_COMMAND, MAKEWPARAM(IDC_CMDOK, BN_CLICKED), 0);
-}
-
-void NoticeForm::close() {
-    if (!dialog_) return;
-    HWND d = dialog_;
-    dialog_ = nullptr;
-    translation_.reset();
-    life_.closed();
-    DestroyWindow(d);
-}
-
-INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    NoticeForm* form = attach<NoticeForm>(dialog, msg, lp);
-    if (!form) return FALSE;
-    switch (msg) {
-        case WM_INITDIALOG:
-            return FALSE;  // no focus taken from the user's window
-        case WM_TIMER:
-            if (wp == kFormTimer1) guarded([&] { form->tick(); });
-            return TRUE;
-        case WM_COMMAND:
-            if (LOWORD(wp) == IDC_CMDOK || LOWORD(wp) == IDCANCEL) {
-                // OK hides the notice; the form is kept for the next one.
-                KillTimer(dialog, kFormTimer1);
-                ShowWindow(dialog, SW_HIDE);
-                form->life_.closed();
-                return TRUE;
-            }
-            return FALSE;
-        case WM_CLOSE:
-            KillTimer(dialog, kFormTimer1);
-            ShowWindow(dialog, SW_HIDE);
-            form->life_.closed();
-            return TRUE;
-        default:
-            return FALSE;
-    }
-}
-
-// ------------------------------------------------------- frmChiusuraInCorso
-
-ClosingForm::ClosingForm(Language& language, HWND owner) : language_(language), owner_(owner) {}
-
-ClosingForm::~ClosingForm() { close(); }
-
-void ClosingForm::show() {
-    if (dialog_) return;
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), owner_,
-                                 &ClosingForm::Proc, reinterpret_cast<LPARAM>(this));
-    if (!dialog_) return;
-    translation_ = std::make_unique<DialogTranslation>(
-        dialog_, "frmChiusuraInCorso", std::vector<NamedControl>{{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}});
-    translation_->apply(language_);
-    setWindowText(GetDlgItem(dialog_, IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
-    SetTimer(dialog_, kFormTimer1, core::kClosingTickMs, nullptr);
-    ShowWindow(dialog_, SW_SHOWNORMAL);
-    UpdateWindow(dialog_);
-}
-
-void ClosingForm::setTopmost() {
-    if (dialog_) SetWindowPos(dialog_, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
-}
-
-void ClosingForm::close() {
-    if (!dialog_) return;
-    HWND d = dialog_;
-    dialog_ = nullptr;
-    translation_.reset();
-    DestroyWindow(d);
-}
-
-INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    ClosingForm* form = attach<ClosingForm>(dialog, msg, lp);
-    if (!form) return FALSE;
-    if (msg == WM_INITDIALOG) return TRUE;
-    if (msg == WM_TIMER && wp == kFormTimer1) {
-        guarded([&] {
-            SYSTEMTIME now{};
-            GetLocalTime(&now);
-            setWindowText(GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),
-                          core::closingText(form->language_.TestoMessaggio("0300"), now.wSecond));
-        });
-        return TRUE;
-    }
-    if (msg == WM_CLOSE) return TRUE;  // it goes away with the program
-    return FALSE;
-}
-
-// --------------------------------------------------------------- frmOpzioni
-
-namespace {
-
-struct OptionsState {
-    Language& language;
-    core::Controller& controller;
-    bool saved = false;
-    std::unique_ptr<DialogTranslation> translation;
-};
-
-INT_PTR CALLBACK optionsProc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    auto* st = attach<OptionsState>(dialog, msg, lp);
-    if (!st) return FALSE;
-    switch (msg) {
-        case WM_INITDIALOG:
-            guarded([&] {
-                st->translation = std::make_unique<DialogTranslation>(
-                    dialog, "frmOpzioni",
-                    std::vector<NamedControl>{{IDC_LBLPASS, "lblPass"}, {IDC_OPZ_TXTPASS, "txtPass"},
-                                              {IDC_LBLPASS2, "lblPass2"}, {IDC_OPZ_TXTPASS2, "txtPass2"},
-                                              {IDC_CMDSALVA, "cmdSalva"}, {IDC_CMDANNULLA, "cmdAnnulla"}});
-                st->translation->apply(st->language);
-                // The fields start empty: the stored password cannot be shown.
-                SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS, L"");
-                SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS2, L"");
-                keepAboveOwner(dialog);
-                SetForegroundWindow(dialog);
-            });
-            SetFocus(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
-            return FALSE;
-        case WM_COMMAND:
-            switch (LOWORD(wp)) {
-                case IDOK:
-                case IDC_CMDSALVA:
-                    guarded([&] {
-                        const std::string a = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
-                        const std::string b = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS2));
-                        if (st->controller.savePassword(a, b)) {
-                            st->saved = true;
-                            EndDialog(dialog, IDOK);
-                        }
-                    });
-                    return TRUE;
-                case IDCANCEL:
-                case IDC_CMDANNULLA:
-                    EndDialog(dialog, IDCANCEL);
-                    return TRUE;
-                default:
-                    return FALSE;
-            }
-        default:
-            return FALSE;
-    }
-}
-
-}  // namespace
-
-bool showOptionsForm(HWND owner, Language& language, core::Controller& controller) {
-    OptionsState state{language, controller, false, nullptr};
-    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOPZIONI), owner, &optionsProc,
-                    reinterpret_cast<LPARAM>(&state));
-    return state.saved;
-}
-
-// ---------------------------------------------------------------- frmOmbrix
-
-namespace {
+UINT_PTR timerIdOf(core::TimerId id) { return static_cast<UINT_PTR>(id) + kFirstTimerId; }
 
 // The administrator controls, hidden while the form is locked.
 constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CMBPROFILI, IDC_CMDPROFILI,
@@ -333,6 +53,8 @@ MainForm::~MainForm() {
     if (dialog_) DestroyWindow(dialog_);
     if (owner_) DestroyWindow(owner_);
 }
+
+HWND MainForm::noticeWindow() const { return notice_ ? notice_->window() : nullptr; }
 
 bool MainForm::handleDialogMessage(MSG& msg) {
     for (HWND d : {dialog_, noticeWindow(), closing_ ? closing_->window() : nullptr}) {
@@ -592,8 +314,8 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
             guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
             return TRUE;
         case WM_TIMER:
-            if (wp >= 100 && wp < 100 + static_cast<WPARAM>(core::TimerId::Count)) {
-                const auto id = static_cast<core::TimerId>(wp - 100);
+            if (wp >= kFirstTimerId && wp < kFirstTimerId + static_cast<WPARAM>(core::TimerId::Count)) {
+                const auto id = static_cast<core::TimerId>(wp - kFirstTimerId);
                 guarded([&] {
                     if (onTimer) onTimer(id);
                 });
@@ -632,7 +354,7 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
 }
 
 INT_PTR CALLBACK MainForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    MainForm* form = attach<MainForm>(dialog, msg, lp);
+    MainForm* form = attachState<MainForm>(dialog, msg, lp);
     if (!form) return FALSE;
     if (msg == WM_INITDIALOG) {
         form->dialog_ = dialog;
