@@ -18,28 +18,26 @@ ClosingForm::~ClosingForm() { close(); }
 
 void ClosingForm::show() {
     if (dialog_) return;
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), owner_,
-                                 &ClosingForm::Proc, reinterpret_cast<LPARAM>(this));
+    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), owner_,
+                                     &ClosingForm::Proc, reinterpret_cast<LPARAM>(this)));
     if (!dialog_) return;
     translation_ = std::make_unique<DialogTranslation>(
-        dialog_, "frmChiusuraInCorso", std::vector<NamedControl>{{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}});
+        dialog_.get(), "frmChiusuraInCorso", std::vector<NamedControl>{{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}});
     translation_->apply(language_);
-    setWindowText(GetDlgItem(dialog_, IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
-    SetTimer(dialog_, kSecondsTimer, core::kClosingTickMs, nullptr);
-    ShowWindow(dialog_, SW_SHOWNORMAL);
-    UpdateWindow(dialog_);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
+    SetTimer(dialog_.get(), kSecondsTimer, core::kClosingTickMs, nullptr);
+    ShowWindow(dialog_.get(), SW_SHOWNORMAL);
+    UpdateWindow(dialog_.get());
 }
 
 void ClosingForm::setTopmost() {
-    if (dialog_) SetWindowPos(dialog_, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
+    if (dialog_) SetWindowPos(dialog_.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
 }
 
 void ClosingForm::close() {
     if (!dialog_) return;
-    HWND d = dialog_;
-    dialog_ = nullptr;
     translation_.reset();
-    DestroyWindow(d);
+    dialog_.reset();
 }
 
 INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"
 
 namespace ombrix {
@@ -22,13 +23,13 @@ public:
     void show();
     void setTopmost();
     void close();
-    [[nodiscard]] HWND window() const { return dialog_; }
+    [[nodiscard]] HWND window() const { return dialog_.get(); }
 
 private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
     Language& language_;
     HWND owner_;
-    HWND dialog_ = nullptr;
+    UniqueWindow dialog_;
     std::unique_ptr<DialogTranslation> translation_;
 };
 

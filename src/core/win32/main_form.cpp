@@ -30,34 +30,31 @@ constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CM
 constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI};
 
 // The hidden owner that keeps the main form off the task bar.
-HWND makeOwnerWindow() { return createHiddenWindow(L"OmbrixOwner", WS_EX_TOOLWINDOW, L"Ombrix", programIcon(32)); }
+UniqueWindow makeOwnerWindow() {
+    return createHiddenWindow(L"OmbrixOwner", WS_EX_TOOLWINDOW, L"Ombrix", programIcon(32));
+}
 
 }  // namespace
 
-MainForm::MainForm(Language& language) : language_(language) {
-    owner_ = makeOwnerWindow();
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOMBRIX), owner_, &MainForm::Proc,
-                                 reinterpret_cast<LPARAM>(this));
-    menu_ = LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDM_MNUMENU));
+MainForm::MainForm(Language& language) : language_(language), owner_(makeOwnerWindow()) {
+    // WM_INITDIALOG has given the window to dialog_ already; a dialog that
+    // died while it was made leaves nothing to own.
+    if (!CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOMBRIX), owner_.get(), &MainForm::Proc,
+                            reinterpret_cast<LPARAM>(this))) {
+        (void)dialog_.release();
+    }
+    menu_.reset(LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDM_MNUMENU)));
     tray_ = std::make_unique<NotifyIcon>();
     tray_->onEvent = [this](tray::Event e) { onTray(e); };
-    notice_ = std::make_unique<NoticeForm>(language_, owner_);
+    notice_ = std::make_unique<NoticeForm>(language_, owner_.get());
 }
 
-MainForm::~MainForm() {
-    splash_.reset();
-    notice_.reset();
-    closing_.reset();
-    tray_.reset();
-    if (menu_) DestroyMenu(menu_);
-    if (dialog_) DestroyWindow(dialog_);
-    if (owner_) DestroyWindow(owner_);
-}
+MainForm::~MainForm() = default;
 
 HWND MainForm::noticeWindow() const { return notice_ ? notice_->window() : nullptr; }
 
 bool MainForm::handleDialogMessage(MSG& msg) {
-    for (HWND d : {dialog_, noticeWindow(), closing_ ? closing_->window() : nullptr}) {
+    for (HWND d : {dialog_.get(), noticeWindow(), closing_ ? closing_->window() : nullptr}) {
         if (d && IsDialogMessageW(d, &msg)) return true;
     }
     return false;
@@ -65,10 +62,10 @@ bool MainForm::handleDialogMessage(MSG& msg) {
 
 void MainForm::applyIconAndLanguage() {
     if (!dialog_) return;
-    SendMessageW(dialog_, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(programIcon(32)));
-    SendMessageW(dialog_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
+    SendMessageW(dialog_.get(), WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(programIcon(32)));
+    SendMessageW(dialog_.get(), WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
     translation_ = std::make_unique<DialogTranslation>(
-        dialog_, "frmOmbrix",
+        dialog_.get(), "frmOmbrix",
         std::vector<NamedControl>{{IDC_LBLPASSWORD, "lblPassword"},
                                   {IDC_TXTPASS, "txtPass"},
                                   {IDC_CMDLOGIN, "cmdLogin"},
@@ -84,19 +81,19 @@ void MainForm::applyIconAndLanguage() {
                                   {IDC_CHKTASTIERAVIRTUALE, "chkTastieraVirtuale"},
                                   {IDC_CMDESCI, "cmdEsci"},
                                   {IDC_CMDMINIMIZZA, "cmdMinimizza"}},
-        GetSubMenu(menu_, 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
+        GetSubMenu(menu_.get(), 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
     translation_->apply(language_);
-    for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_, id), FALSE);
-    EnableWindow(GetDlgItem(dialog_, IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
+    for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_.get(), id), FALSE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
     setAdministratorMode(false);
     tray_->setIcon(programIcon(16));
-    tray_->setToolTip(toWide(windowText(dialog_)));
+    tray_->setToolTip(toWide(windowText(dialog_.get())));
 }
 
 void MainForm::showTrayIcon() { tray_->Show(); }
 
 void MainForm::showSplash() {
-    splash_ = std::make_unique<SplashForm>(language_, owner_, [this] {
+    splash_ = std::make_unique<SplashForm>(language_, owner_.get(), [this] {
         if (killTaskManager) killTaskManager();
     });
     splash_->show();
@@ -107,7 +104,7 @@ void MainForm::closeSplashSoon() {
 }
 
 void MainForm::fillProfiles(const std::vector<core::ProfileItem>& profiles, int selected) {
-    HWND combo = GetDlgItem(dialog_, IDC_CMBPROFILI);
+    HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
     SendMessageW(combo, CB_RESETCONTENT, 0, 0);
     for (const auto& p : profiles) {
         const std::wstring name = toWide(p.name);
@@ -116,75 +113,75 @@ void MainForm::fillProfiles(const std::vector<core::ProfileItem>& profiles, int 
     SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(selected), 0);
 }
 
-void MainForm::hideOwnerWindow() { ShowWindow(GetWindow(dialog_, GW_OWNER), SW_HIDE); }
+void MainForm::hideOwnerWindow() { ShowWindow(GetWindow(dialog_.get(), GW_OWNER), SW_HIDE); }
 
 void MainForm::minimise() { hideToTray(); }
 
 void MainForm::setTopmost(bool topmost) {
     if (topmost) {
-        SetWindowPos(dialog_, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
+        SetWindowPos(dialog_.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
     } else {
-        SetWindowPos(dialog_, HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+        SetWindowPos(dialog_.get(), HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
     }
 }
 
 void MainForm::layout() {
     // Locked: the form ends below the password row, with only "minimise" under it.
     RECT r{0, 0, 250, unlocked_ ? 196 : 66};
-    MapDialogRect(dialog_, &r);
+    MapDialogRect(dialog_.get(), &r);
     RECT button{172, unlocked_ ? 174 : 44, 0, 0};
-    MapDialogRect(dialog_, &button);
-    SetWindowPos(GetDlgItem(dialog_, IDC_CMDMINIMIZZA), nullptr, button.left, button.top, 0, 0,
+    MapDialogRect(dialog_.get(), &button);
+    SetWindowPos(GetDlgItem(dialog_.get(), IDC_CMDMINIMIZZA), nullptr, button.left, button.top, 0, 0,
                  SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     RECT frame = r;
-    AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrW(dialog_, GWL_STYLE)), FALSE,
-                       static_cast<DWORD>(GetWindowLongPtrW(dialog_, GWL_EXSTYLE)));
-    SetWindowPos(dialog_, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
+    AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrW(dialog_.get(), GWL_STYLE)), FALSE,
+                       static_cast<DWORD>(GetWindowLongPtrW(dialog_.get(), GWL_EXSTYLE)));
+    SetWindowPos(dialog_.get(), nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
                  SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 void MainForm::setAdministratorMode(bool unlocked) {
     unlocked_ = unlocked;
-    for (int id : kAdminControls) ShowWindow(GetDlgItem(dialog_, id), unlocked ? SW_SHOW : SW_HIDE);
-    EnableMenuItem(menu_, IDM_MNUESCI, MF_BYCOMMAND | (unlocked ? MF_ENABLED : MF_GRAYED));
+    for (int id : kAdminControls) ShowWindow(GetDlgItem(dialog_.get(), id), unlocked ? SW_SHOW : SW_HIDE);
+    EnableMenuItem(menu_.get(), IDM_MNUESCI, MF_BYCOMMAND | (unlocked ? MF_ENABLED : MF_GRAYED));
     // Logged in, the password row has nothing more to do.
-    EnableWindow(GetDlgItem(dialog_, IDC_TXTPASS), unlocked ? FALSE : TRUE);
-    EnableWindow(GetDlgItem(dialog_, IDC_CMDLOGIN), unlocked ? FALSE : TRUE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_TXTPASS), unlocked ? FALSE : TRUE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGIN), unlocked ? FALSE : TRUE);
     layout();
-    if (unlocked) SetFocus(GetDlgItem(dialog_, IDC_CMBPROFILI));
+    if (unlocked) SetFocus(GetDlgItem(dialog_.get(), IDC_CMBPROFILI));
 }
 
-void MainForm::clearPassword() { SetDlgItemTextW(dialog_, IDC_TXTPASS, L""); }
+void MainForm::clearPassword() { SetDlgItemTextW(dialog_.get(), IDC_TXTPASS, L""); }
 
 void MainForm::setAutostartChecked(bool checked) {
-    CheckDlgButton(dialog_, IDC_CHKESECUZIONEAUTOMATICA, checked ? BST_CHECKED : BST_UNCHECKED);
+    CheckDlgButton(dialog_.get(), IDC_CHKESECUZIONEAUTOMATICA, checked ? BST_CHECKED : BST_UNCHECKED);
 }
 
 void MainForm::setVirtualKeyboardChecked(bool checked) {
-    CheckDlgButton(dialog_, IDC_CHKTASTIERAVIRTUALE, checked ? BST_CHECKED : BST_UNCHECKED);
+    CheckDlgButton(dialog_.get(), IDC_CHKTASTIERAVIRTUALE, checked ? BST_CHECKED : BST_UNCHECKED);
 }
 
 void MainForm::setTaskManagerCaption(const std::string& caption) {
-    setWindowText(GetDlgItem(dialog_, IDC_CMDABILITATASKMANAGER), caption);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_CMDABILITATASKMANAGER), caption);
 }
 
 bool MainForm::openOptions() {
     // The splash is topmost: at the first start it would cover the form that asks for a password.
     splash_.reset();
-    return controller_ && showOptionsForm(dialog_, language_, *controller_);
+    return controller_ && showOptionsForm(dialog_.get(), language_, *controller_);
 }
 
 void MainForm::showAndFocusPassword() {
-    ShowWindow(dialog_, SW_SHOWNORMAL);
+    ShowWindow(dialog_.get(), SW_SHOWNORMAL);
     setTopmost(true);
-    SetForegroundWindow(dialog_);
-    SetFocus(GetDlgItem(dialog_, IDC_TXTPASS));
+    SetForegroundWindow(dialog_.get());
+    SetFocus(GetDlgItem(dialog_.get(), IDC_TXTPASS));
 }
 
 void MainForm::showNotice(const std::string& text, const std::string& heading) { notice_->show(text, heading); }
 
 void MainForm::showClosingNotice() {
-    if (!closing_) closing_ = std::make_unique<ClosingForm>(language_, owner_);
+    if (!closing_) closing_ = std::make_unique<ClosingForm>(language_, owner_.get());
     closing_->show();
 }
 
@@ -201,11 +198,11 @@ void MainForm::endProgram() {
     if (ended_) return;
     ended_ = true;
     for (std::size_t i = 0; i < static_cast<std::size_t>(core::TimerId::Count); ++i) {
-        KillTimer(dialog_, timerIdOf(static_cast<core::TimerId>(i)));
+        KillTimer(dialog_.get(), timerIdOf(static_cast<core::TimerId>(i)));
     }
     tray_->Hide();
     closing_.reset();
-    ShowWindow(dialog_, SW_HIDE);
+    ShowWindow(dialog_.get(), SW_HIDE);
     PostQuitMessage(0);
 }
 
@@ -213,9 +210,9 @@ void MainForm::setEnabled(core::TimerId id, bool enabled) {
     timers_[id] = enabled;
     if (!dialog_) return;
     if (enabled) {
-        SetTimer(dialog_, timerIdOf(id), core::timerSpec(id).intervalMs, nullptr);
+        SetTimer(dialog_.get(), timerIdOf(id), core::timerSpec(id).intervalMs, nullptr);
     } else {
-        KillTimer(dialog_, timerIdOf(id));
+        KillTimer(dialog_.get(), timerIdOf(id));
     }
 }
 
@@ -225,18 +222,18 @@ bool MainForm::isEnabled(core::TimerId id) const {
 }
 
 void MainForm::hideToTray() {
-    tray_->MinimizeToTray(dialog_);
+    tray_->MinimizeToTray(dialog_.get());
     if (controller_) controller_->onMinimised();
 }
 
 void MainForm::showTrayMenu() {
-    HMENU popup = GetSubMenu(menu_, 0);
+    HMENU popup = GetSubMenu(menu_.get(), 0);
     POINT at{};
     GetCursorPos(&at);
     // The menu closes properly only when its owner is the foreground window.
-    SetForegroundWindow(dialog_);
-    TrackPopupMenu(popup, TPM_RIGHTBUTTON, at.x, at.y, 0, dialog_, nullptr);
-    PostMessageW(dialog_, WM_NULL, 0, 0);
+    SetForegroundWindow(dialog_.get());
+    TrackPopupMenu(popup, TPM_RIGHTBUTTON, at.x, at.y, 0, dialog_.get(), nullptr);
+    PostMessageW(dialog_.get(), WM_NULL, 0, 0);
 }
 
 void MainForm::onTray(tray::Event e) {
@@ -259,11 +256,11 @@ void MainForm::onCommand(int id, int code) {
     switch (id) {
         case IDC_CMDLOGIN:
         case IDOK:
-            if (!unlocked_) c.login(windowText(GetDlgItem(dialog_, IDC_TXTPASS)));
+            if (!unlocked_) c.login(windowText(GetDlgItem(dialog_.get(), IDC_TXTPASS)));
             break;
         case IDC_CMBPROFILI:
             if (code == CBN_SELCHANGE && unlocked_) {
-                HWND combo = GetDlgItem(dialog_, IDC_CMBPROFILI);
+                HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
                 const LRESULT i = SendMessageW(combo, CB_GETCURSEL, 0, 0);
                 if (i >= 0) {
                     const LRESULT n = SendMessageW(combo, CB_GETLBTEXTLEN, static_cast<WPARAM>(i), 0);
@@ -284,10 +281,10 @@ void MainForm::onCommand(int id, int code) {
             c.onTaskManagerClicked();
             break;
         case IDC_CHKESECUZIONEAUTOMATICA:
-            if (code == BN_CLICKED) c.onAutostartClicked(IsDlgButtonChecked(dialog_, id) == BST_CHECKED);
+            if (code == BN_CLICKED) c.onAutostartClicked(IsDlgButtonChecked(dialog_.get(), id) == BST_CHECKED);
             break;
         case IDC_CHKTASTIERAVIRTUALE:
-            if (code == BN_CLICKED) c.onVirtualKeyboardClicked(IsDlgButtonChecked(dialog_, id) == BST_CHECKED);
+            if (code == BN_CLICKED) c.onVirtualKeyboardClicked(IsDlgButtonChecked(dialog_.get(), id) == BST_CHECKED);
             break;
         case IDC_CMDESCI:
             if (unlocked_) c.beginShutdown();
@@ -330,12 +327,12 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
         case WM_CLOSE:
             guarded([&] {
                 if (!controller_ || controller_->refuseClose(core::Controller::CloseRequest::ControlBox)) {
-                    tray_->MinimizeToTray(dialog_);
+                    tray_->MinimizeToTray(dialog_.get());
                 }
             });
             return TRUE;
         case WM_QUERYENDSESSION:
-            SetWindowLongPtrW(dialog_, DWLP_MSGRESULT, TRUE);
+            SetWindowLongPtrW(dialog_.get(), DWLP_MSGRESULT, TRUE);
             return TRUE;
         case WM_ENDSESSION:
             if (wp) {
@@ -357,7 +354,7 @@ INT_PTR CALLBACK MainForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
     MainForm* form = attachState<MainForm>(dialog, msg, lp);
     if (!form) return FALSE;
     if (msg == WM_INITDIALOG) {
-        form->dialog_ = dialog;
+        form->dialog_.reset(dialog);
         return TRUE;
     }
     return form->handle(msg, wp, lp);

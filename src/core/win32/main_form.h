@@ -13,6 +13,7 @@
 
 #include "core/main_view.h"
 #include "core/timers.h"
+#include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"
 #include "support/win32/notify_icon.h"
 
@@ -34,8 +35,6 @@ class MainForm final : public core::MainView, public core::Timers {
 public:
     explicit MainForm(Language& language);
     ~MainForm() override;
-    MainForm(const MainForm&) = delete;
-    MainForm& operator=(const MainForm&) = delete;
 
     void setController(core::Controller* controller) { controller_ = controller; }
     // Called on every WM_TIMER with the timer it belongs to.
@@ -45,7 +44,7 @@ public:
     // Opens the visited-sites log (cmdLogSiti); the button is enabled only when set.
     std::function<void()> openLogViewer;
 
-    [[nodiscard]] HWND window() const { return dialog_; }
+    [[nodiscard]] HWND window() const { return dialog_.get(); }
     // For the message loop: the modeless dialogs that want IsDialogMessage.
     [[nodiscard]] bool handleDialogMessage(MSG& msg);
 
@@ -89,9 +88,11 @@ private:
 
     Language& language_;
     core::Controller* controller_ = nullptr;
-    HWND owner_ = nullptr;
-    HWND dialog_ = nullptr;
-    HMENU menu_ = nullptr;
+    // Declared in the order they are made, so that they go in reverse: the
+    // companions and the tray icon before the menu, the form and its owner.
+    UniqueWindow owner_;
+    UniqueWindow dialog_;
+    UniqueMenu menu_;
     bool unlocked_ = false;
     bool ended_ = false;
     std::map<core::TimerId, bool> timers_;

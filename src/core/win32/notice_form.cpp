@@ -16,64 +16,59 @@ constexpr UINT_PTR kCountdownTimer = 1;
 
 NoticeForm::NoticeForm(Language& language, HWND owner) : language_(language), owner_(owner) {}
 
-NoticeForm::~NoticeForm() {
-    close();
-    if (bold_) DeleteObject(bold_);
-}
+NoticeForm::~NoticeForm() { close(); }
 
 void NoticeForm::load() {
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), owner_,
-                                 &NoticeForm::Proc, reinterpret_cast<LPARAM>(this));
+    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), owner_,
+                                     &NoticeForm::Proc, reinterpret_cast<LPARAM>(this)));
     if (!dialog_) return;
     // The heading in bold, so the kind of notice reads at a glance.
     if (!bold_) {
         LOGFONTW lf{};
-        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(dialog_, WM_GETFONT, 0, 0)), sizeof lf, &lf);
+        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(dialog_.get(), WM_GETFONT, 0, 0)), sizeof lf, &lf);
         lf.lfWeight = FW_BOLD;
-        bold_ = CreateFontIndirectW(&lf);
+        bold_.reset(CreateFontIndirectW(&lf));
     }
-    SendMessageW(GetDlgItem(dialog_, IDC_LBLTIPO), WM_SETFONT, reinterpret_cast<WPARAM>(bold_), FALSE);
+    SendMessageW(GetDlgItem(dialog_.get(), IDC_LBLTIPO), WM_SETFONT, reinterpret_cast<WPARAM>(bold_.get()), FALSE);
     translation_ = std::make_unique<DialogTranslation>(
-        dialog_, "frmMessaggio",
+        dialog_.get(), "frmMessaggio",
         std::vector<NamedControl>{{IDC_LBLINTESTAZIONE, "lblIntestazione"}, {IDC_LBLTIPO, "lblTipo"},
                                   {IDC_LBLMESSAGGIO, "lblMessaggio"}, {IDC_CMDOK, "cmdOK"}});
     translation_->apply(language_);
-    SendMessageW(dialog_, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
+    SendMessageW(dialog_.get(), WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
 }
 
 void NoticeForm::show(const std::string& text, const std::string& heading) {
     if (!dialog_) load();
     if (!dialog_) return;
-    setWindowText(GetDlgItem(dialog_, IDC_LBLINTESTAZIONE), language_.TestoMessaggio("0302"));
-    setWindowText(GetDlgItem(dialog_, IDC_LBLTIPO), heading);
-    setWindowText(GetDlgItem(dialog_, IDC_LBLMESSAGGIO), text);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLINTESTAZIONE), language_.TestoMessaggio("0302"));
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLTIPO), heading);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLMESSAGGIO), text);
     const std::uint64_t now = GetTickCount64();
     if (!life_.show(now)) return;  // already shown: its countdown goes on
-    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), life_.caption(now));
+    setWindowText(GetDlgItem(dialog_.get(), IDC_CMDOK), life_.caption(now));
     // Bottom right of the work area, on top of everything, without taking the focus.
     RECT work{}, box{};
     SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
-    GetWindowRect(dialog_, &box);
+    GetWindowRect(dialog_.get(), &box);
     const int w = box.right - box.left, h = box.bottom - box.top;
-    SetWindowPos(dialog_, HWND_TOPMOST, work.right - w - 8, work.bottom - h - 8, 0, 0,
+    SetWindowPos(dialog_.get(), HWND_TOPMOST, work.right - w - 8, work.bottom - h - 8, 0, 0,
                  SWP_NOSIZE | SWP_NOACTIVATE | SWP_SHOWWINDOW);
-    SetTimer(dialog_, kCountdownTimer, core::kNoticeTickMs, nullptr);
+    SetTimer(dialog_.get(), kCountdownTimer, core::kNoticeTickMs, nullptr);
 }
 
 void NoticeForm::tick() {
     if (!dialog_ || !life_.loaded()) return;
     const std::uint64_t now = GetTickCount64();
-    setWindowText(GetDlgItem(dialog_, IDC_CMDOK), life_.caption(now));
-    if (life_.tick(now)) SendMessageW(dialog_, WM_COMMAND, MAKEWPARAM(IDC_CMDOK, BN_CLICKED), 0);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_CMDOK), life_.caption(now));
+    if (life_.tick(now)) SendMessageW(dialog_.get(), WM_COMMAND, MAKEWPARAM(IDC_CMDOK, BN_CLICKED), 0);
 }
 
 void NoticeForm::close() {
     if (!dialog_) return;
-    HWND d = dialog_;
-    dialog_ = nullptr;
     translation_.reset();
     life_.closed();
-    DestroyWindow(d);
+    dialog_.reset();
 }
 
 INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/notices.h"
+#include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"
 
 namespace ombrix {
@@ -25,7 +26,7 @@ public:
     // A notice already on show gets the new text and keeps its countdown.
     void show(const std::string& text, const std::string& heading);
     void close();
-    [[nodiscard]] HWND window() const { return dialog_; }
+    [[nodiscard]] HWND window() const { return dialog_.get(); }
 
 private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
@@ -33,8 +34,8 @@ private:
     void tick();
     Language& language_;
     HWND owner_;
-    HFONT bold_ = nullptr;
-    HWND dialog_ = nullptr;
+    UniqueFont bold_;
+    UniqueWindow dialog_;
     std::unique_ptr<DialogTranslation> translation_;
     core::NoticeLife life_;
 };

@@ -18,27 +18,25 @@ SplashForm::~SplashForm() { close(); }
 
 void SplashForm::show() {
     if (dialog_) return;
-    dialog_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), owner_, &SplashForm::Proc,
-                                 reinterpret_cast<LPARAM>(this));
+    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), owner_,
+                                     &SplashForm::Proc, reinterpret_cast<LPARAM>(this)));
     if (!dialog_) return;
-    translation_ = std::make_unique<DialogTranslation>(dialog_, "frmSplash",
+    translation_ = std::make_unique<DialogTranslation>(dialog_.get(), "frmSplash",
                                                        std::vector<NamedControl>{{IDC_LBLSPLASH, "lblSplash"}});
     translation_->apply(language_);
-    SetTimer(dialog_, kKillTimer, 100, nullptr);
-    ShowWindow(dialog_, SW_SHOWNORMAL);
-    UpdateWindow(dialog_);
+    SetTimer(dialog_.get(), kKillTimer, 100, nullptr);
+    ShowWindow(dialog_.get(), SW_SHOWNORMAL);
+    UpdateWindow(dialog_.get());
 }
 
 void SplashForm::closeSoon() {
-    if (dialog_) SetTimer(dialog_, kCloseTimer, 1000, nullptr);
+    if (dialog_) SetTimer(dialog_.get(), kCloseTimer, 1000, nullptr);
 }
 
 void SplashForm::close() {
     if (!dialog_) return;
-    HWND d = dialog_;
-    dialog_ = nullptr;
     translation_.reset();
-    DestroyWindow(d);
+    dialog_.reset();
 }
 
 INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 
+#include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"
 
 namespace ombrix {
@@ -24,14 +25,14 @@ public:
     void show();
     void closeSoon();
     void close();
-    [[nodiscard]] HWND window() const { return dialog_; }
+    [[nodiscard]] HWND window() const { return dialog_.get(); }
 
 private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
     Language& language_;
     HWND owner_;
     std::function<void()> killTaskManager_;
-    HWND dialog_ = nullptr;
+    UniqueWindow dialog_;
     std::unique_ptr<DialogTranslation> translation_;
 };
 

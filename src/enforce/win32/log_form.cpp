@@ -6,6 +6,7 @@
 
 #include "core/win32/resource.h"
 #include "enforce/site_log.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
@@ -17,7 +18,7 @@ namespace {
 struct State {
     LogFormContext& context;
     std::unique_ptr<DialogTranslation> translation;
-    HFONT listFont = nullptr;
+    UniqueFont listFont;
 };
 
 // "YYYY-MM-DD HH:MM:SS" as the viewer shows it: "dd/mm/yyyy HH:MM:SS".
@@ -33,12 +34,10 @@ void setupList(HWND dialog, State& st) {
     ListView_SetExtendedListViewStyle(list, LVS_EX_FULLROWSELECT | LVS_EX_GRIDLINES);
     // The list's own font, as the log has always been shown.
     LOGFONTW lf{};
-    HDC dc = GetDC(dialog);
-    lf.lfHeight = -MulDiv(9, GetDeviceCaps(dc, LOGPIXELSY), 72);
-    ReleaseDC(dialog, dc);
+    lf.lfHeight = -MulDiv(9, GetDeviceCaps(WindowDc(dialog).get(), LOGPIXELSY), 72);
     wcscpy(lf.lfFaceName, L"Segoe UI");
-    st.listFont = CreateFontIndirectW(&lf);
-    SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(st.listFont), TRUE);
+    st.listFont.reset(CreateFontIndirectW(&lf));
+    SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(st.listFont.get()), TRUE);
     const auto headings = enforce::logListHeadings(st.context.language);
     RECT r{};
     GetClientRect(list, &r);
@@ -151,8 +150,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                 }
             case WM_DESTROY:
                 st->translation.reset();
-                if (st->listFont) DeleteObject(st->listFont);
-                st->listFont = nullptr;
+                st->listFont.reset();
                 return FALSE;
             default:
                 return FALSE;
@@ -165,7 +163,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 }  // namespace
 
 void showLogForm(HWND owner, LogFormContext& context) {
-    State state{context, nullptr, nullptr};
+    State state{context, nullptr, {}};
     DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMLOGSITI), owner, &proc,
                     reinterpret_cast<LPARAM>(&state));
 }

@@ -52,15 +52,12 @@ platform::MessageAnswer Win32Dialogs::messageBox(const platform::MessageBoxReque
 std::optional<std::string> Win32Dialogs::browseForFolder(const std::string& prompt) {
     // The folder browser needs COM on this thread; a thread that has it
     // already (in any model) keeps it as it is.
-    const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
-    std::optional<std::string> result;
+    const ComApartment com = ComApartment::enter(COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
     try {
-        result = browse(prompt);
+        return browse(prompt);
     } catch (...) {
-        result.reset();
+        return std::nullopt;
     }
-    if (SUCCEEDED(com)) CoUninitialize();
-    return result;
 }
 
 std::optional<std::string> Win32Dialogs::browse(const std::string& prompt) const {

@@ -48,18 +48,17 @@ NotifyIcon::NotifyIcon() : window_(createHiddenWindow(L"OmbrixNotifyIcon")), lay
 
 NotifyIcon::~NotifyIcon() {
     Hide();
-    if (subclassed_) RemoveWindowSubclass(window_, &NotifyIcon::SubclassProc, kSubclassId);
-    if (window_) DestroyWindow(window_);
+    if (subclassed_) RemoveWindowSubclass(window_.get(), &NotifyIcon::SubclassProc, kSubclassId);
 }
 
 bool NotifyIcon::call(DWORD message, UINT flags) {
     const std::wstring tip = tray::cutTip(tip_, layout_);
     if (layout_ == tray::Layout::Oldest) {
-        auto data = iconData<NOTIFYICONDATAA>(NOTIFYICONDATAA_V1_SIZE, window_, flags, icon_);
+        auto data = iconData<NOTIFYICONDATAA>(NOTIFYICONDATAA_V1_SIZE, window_.get(), flags, icon_);
         WideCharToMultiByte(CP_ACP, 0, tip.c_str(), -1, data.szTip, 64, nullptr, nullptr);
         return Shell_NotifyIconA(message, &data) != FALSE;
     }
-    auto data = iconData<NOTIFYICONDATAW>(NOTIFYICONDATAW_V2_SIZE, window_, flags, icon_);
+    auto data = iconData<NOTIFYICONDATAW>(NOTIFYICONDATAW_V2_SIZE, window_.get(), flags, icon_);
     wcsncpy(data.szTip, tip.c_str(), 127);
     return Shell_NotifyIconW(message, &data) != FALSE;
 }
@@ -85,7 +84,7 @@ bool NotifyIcon::Show() {
         return false;
     }
     if (!subclassed_) {
-        subclassed_ = SetWindowSubclass(window_, &NotifyIcon::SubclassProc, kSubclassId,
+        subclassed_ = SetWindowSubclass(window_.get(), &NotifyIcon::SubclassProc, kSubclassId,
                                         reinterpret_cast<DWORD_PTR>(this)) != FALSE;
         if (!subclassed_) {
             lastError_ = "Requires COMCTL32.DLL 4.72 or later";
@@ -107,7 +106,7 @@ bool NotifyIcon::BalloonShow(const std::wstring& title, const std::wstring& text
     if (!tray::balloonsAvailable(layout_) || !shown_) return false;
     NOTIFYICONDATAW data{};
     data.cbSize = NOTIFYICONDATAW_V2_SIZE;
-    data.hWnd = window_;
+    data.hWnd = window_.get();
     data.uID = kIconId;
     data.uFlags = NIF_INFO;
     wcsncpy(data.szInfo, text.c_str(), 255);
