@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/failures.h"
 #include "support/text.h"
 
 namespace ombrix::enforce {
@@ -167,6 +168,7 @@ std::string AddressReaders::IndirizzoChrome() noexcept {
     try {
         return readChromium(Browser::Chrome, chrome_);
     } catch (...) {
+        platform::recordCurrentFailure();
         chrome_ = {};
         known_.clear();
         return {};
@@ -179,6 +181,7 @@ std::string AddressReaders::IndirizzoEdge() noexcept {
     try {
         return readChromium(Browser::Edge, edge_);
     } catch (...) {
+        platform::recordCurrentFailure();
         edge_ = {};
         known_.clear();
         return {};
@@ -189,6 +192,7 @@ std::string AddressReaders::IndirizzoFirefox() noexcept {
     try {
         return readFirefox();
     } catch (...) {
+        platform::recordCurrentFailure();
         firefox_ = {};
         known_.clear();
         return {};

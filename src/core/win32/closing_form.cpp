@@ -45,7 +45,7 @@ INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) 
     if (!form) return FALSE;
     if (msg == WM_INITDIALOG) return TRUE;
     if (msg == WM_TIMER && wp == kSecondsTimer) {
-        guarded([&] {
+        platform::guarded([&] {
             SYSTEMTIME now{};
             GetLocalTime(&now);
             setWindowText(GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),

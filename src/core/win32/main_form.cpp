@@ -308,24 +308,24 @@ void MainForm::onCommand(int id, int code) {
 INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
     switch (msg) {
         case WM_COMMAND:
-            guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
+            platform::guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
             return TRUE;
         case WM_TIMER:
             if (wp >= kFirstTimerId && wp < kFirstTimerId + static_cast<WPARAM>(core::TimerId::Count)) {
                 const auto id = static_cast<core::TimerId>(wp - kFirstTimerId);
-                guarded([&] {
+                platform::guarded([&] {
                     if (onTimer) onTimer(id);
                 });
             }
             return TRUE;
         case WM_SYSCOMMAND:
             if ((wp & 0xFFF0) == SC_MINIMIZE) {
-                guarded([&] { hideToTray(); });
+                platform::guarded([&] { hideToTray(); });
                 return TRUE;
             }
             return FALSE;
         case WM_CLOSE:
-            guarded([&] {
+            platform::guarded([&] {
                 if (!controller_ || controller_->refuseClose(core::Controller::CloseRequest::ControlBox)) {
                     tray_->MinimizeToTray(dialog_.get());
                 }
@@ -336,7 +336,7 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
             return TRUE;
         case WM_ENDSESSION:
             if (wp) {
-                guarded([&] {
+                platform::guarded([&] {
                     // Windows is going down: give the machine back and close the store now.
                     if (controller_ && controller_->refuseClose(core::Controller::CloseRequest::WindowsShutdown) == false) {
                         controller_->beginShutdown();

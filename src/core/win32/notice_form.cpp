@@ -78,7 +78,7 @@ INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_INITDIALOG:
             return FALSE;  // no focus taken from the user's window
         case WM_TIMER:
-            if (wp == kCountdownTimer) guarded([&] { form->tick(); });
+            if (wp == kCountdownTimer) platform::guarded([&] { form->tick(); });
             return TRUE;
         case WM_COMMAND:
             if (LOWORD(wp) == IDC_CMDOK || LOWORD(wp) == IDCANCEL) {

@@ -22,7 +22,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
     if (!st) return FALSE;
     switch (msg) {
         case WM_INITDIALOG:
-            guarded([&] {
+            platform::guarded([&] {
                 st->translation = std::make_unique<DialogTranslation>(
                     dialog, "frmOpzioni",
                     std::vector<NamedControl>{{IDC_LBLPASS, "lblPass"}, {IDC_OPZ_TXTPASS, "txtPass"},
@@ -41,7 +41,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
             switch (LOWORD(wp)) {
                 case IDOK:
                 case IDC_CMDSALVA:
-                    guarded([&] {
+                    platform::guarded([&] {
                         const std::string a = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
                         const std::string b = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS2));
                         if (st->controller.savePassword(a, b)) {

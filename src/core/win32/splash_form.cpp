@@ -44,7 +44,7 @@ INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
     if (!form) return FALSE;
     if (msg == WM_INITDIALOG) return TRUE;
     if (msg == WM_TIMER) {
-        guarded([&] {
+        platform::guarded([&] {
             if (wp == kKillTimer && form->killTaskManager_) form->killTaskManager_();
             if (wp == kCloseTimer) form->close();
         });

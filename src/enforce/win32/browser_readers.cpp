@@ -3,6 +3,7 @@
 #include <ole2.h>
 
 #include "enforce/win32/dde_address.h"
+#include "platform/failures.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
@@ -44,15 +45,6 @@ std::vector<ComPtr<IDispatch>> items(IDispatch* collection) {
         }
     }
     return out;
-}
-
-template <typename Read>
-auto guarded(Read read) noexcept -> decltype(read()) {
-    try {
-        return read();
-    } catch (...) {
-        return {};
-    }
 }
 
 }  // namespace
@@ -101,11 +93,11 @@ std::string BrowserReaders::IndirizzoFirefox() { return readers_.IndirizzoFirefo
 std::string BrowserReaders::UrlChrome2() { return readers_.UrlChrome2(); }
 
 std::string BrowserReaders::IndirizzoDDE(const std::string& service) {
-    return guarded([&] { return ddeWindowAddress(toWide(service)); });
+    return platform::guarded([&] { return ddeWindowAddress(toWide(service)); });
 }
 
 std::string BrowserReaders::ElencoFinestreShell() {
-    return guarded([] {
+    return platform::guarded([] {
         std::vector<std::string> addresses;
         for (const auto& window : shellApplicationWindows()) addresses.push_back(shellWindowText(window.get(), L"LocationURL"));
         return enforce::ElencoFinestreShell(addresses);
@@ -113,7 +105,7 @@ std::string BrowserReaders::ElencoFinestreShell() {
 }
 
 std::vector<platform::ShellBrowserWindow> BrowserReaders::windows() {
-    return guarded([this] {
+    return platform::guarded([this] {
         lastWindows_.clear();
         std::vector<platform::ShellBrowserWindow> out;
         for (auto& window : shellWindows()) {

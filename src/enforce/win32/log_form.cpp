@@ -156,6 +156,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                 return FALSE;
         }
     } catch (...) {
+        platform::recordCurrentFailure();
         return TRUE;
     }
 }

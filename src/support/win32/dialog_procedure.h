@@ -1,9 +1,12 @@
 #pragma once
 // What every dialog procedure of the program shares: the object handed to
-// CreateDialogParamW or DialogBoxParamW, found again on every message, and a
-// handler that lets nothing escape into the system's call.
+// CreateDialogParamW or DialogBoxParamW, found again on every message. Its
+// handlers run through platform::guarded, so nothing escapes into the
+// system's call and nothing fails without a trace.
 
 #include <windows.h>
+
+#include "platform/failures.h"
 
 namespace ombrix::win32 {
 
@@ -16,15 +19,6 @@ T* attachState(HWND dialog, UINT msg, LPARAM lp) {
         return reinterpret_cast<T*>(lp);
     }
     return reinterpret_cast<T*>(GetWindowLongPtrW(dialog, DWLP_USER));
-}
-
-// Runs a handler without letting anything escape into the window procedure.
-template <typename F>
-void guarded(F&& f) noexcept {
-    try {
-        f();
-    } catch (...) {
-    }
 }
 
 }  // namespace ombrix::win32

@@ -1,5 +1,6 @@
 #include "support/win32/notify_icon.h"
 
+#include "platform/failures.h"
 #include "support/win32/hidden_window.h"
 
 #include <commctrl.h>
@@ -135,11 +136,8 @@ LRESULT CALLBACK NotifyIcon::SubclassProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM
     if (msg == tray::kCallbackMessage) {
         const tray::Event e = tray::decode(static_cast<unsigned long>(lp));
         if (e != tray::Event::None && self->onEvent) {
-            try {
-                self->onEvent(e);
-            } catch (...) {
-                // Nothing crosses the shell's callback.
-            }
+            // Nothing crosses the shell's callback.
+            platform::guarded([&] { self->onEvent(e); });
         }
         return 0;
     }
