@@ -5,6 +5,7 @@
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "enforce/process_control.h"
+#include "platform/failures.h"
 #include "support/language.h"
 #include "support/text.h"
 
@@ -13,6 +14,13 @@ namespace {
 
 // A process that refuses to die must not hang the shutdown.
 constexpr int kKillAttempts = 50;
+
+// An option the store would not keep. The program goes on with it for this
+// session (the next start reads the old value), but not without a trace.
+void traceUnsaved(const Database& db, std::string_view column,
+                  std::source_location at = std::source_location::current()) {
+    platform::recordFailure("Opzioni." + std::string(column) + " not saved: " + db.lastError(), at);
+}
 
 }  // namespace
 
@@ -169,8 +177,10 @@ void Controller::onProfileChosen(const std::string& name) {
     profileInUse_ = IDProfiloCorrenteDaNomeProfilo(name);
     applyProfile();
     loadLists();
-    UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
-                kOptionsRow);
+    if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
+                     kOptionsRow)) {
+        traceUnsaved(store_.connection, "IDProfiloInUso");
+    }
     if (homePagePending_) {
         m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
         homePagePending_ = false;
@@ -213,8 +223,10 @@ bool Controller::login(const std::string& typed) {
     }
     if (!passwordMatches(stored, typed)) return false;
     // A password still kept as typed by an older version is hashed now.
-    if (!isPasswordHash(stored)) {
-        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(typed)), kOptionsRow);
+    if (!isPasswordHash(stored) &&
+        !UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(hashPassword(typed)), kOptionsRow)) {
+        // Kept as typed, it still matches: the next login tries again.
+        traceUnsaved(store_.connection, "PasswordAdmin");
     }
     administrator_ = true;
     m_.view.setAdministratorMode(true);
@@ -251,7 +263,9 @@ void Controller::onAutostartClicked(bool ticked) {
 void Controller::onVirtualKeyboardClicked(bool ticked) {
     if (!administrator_) return;
     ensureStore();
-    UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow);
+    if (!UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow)) {
+        traceUnsaved(store_.connection, "TastieraVirtuale");
+    }
 }
 
 void Controller::onTaskManagerClicked() {
@@ -283,8 +297,10 @@ void Controller::afterProfileEditor() {
     fillProfileCombo();
     applyProfile();
     loadLists();
-    UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
-                kOptionsRow);
+    if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
+                     kOptionsRow)) {
+        traceUnsaved(store_.connection, "IDProfiloInUso");
+    }
 }
 
 void Controller::beginShutdown() {

@@ -12,6 +12,7 @@
 #include "fakes/fake_controller.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
+#include "platform/failures.h"
 #include "platform/file_registry.h"
 #include "support/files.h"
 #include "support/language.h"
@@ -225,6 +226,17 @@ TEST_F(ControllerTest, AnOldPlainPasswordIsHashedAtTheFirstLogin) {
     const std::string stored = ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText();
     EXPECT_TRUE(isPasswordHash(stored));
     EXPECT_TRUE(passwordMatches(stored, "vecchia"));
+}
+
+TEST_F(ControllerTest, AnOptionTheStoreRefusesLeavesATrace) {
+    controller().startUp();
+    ASSERT_TRUE(controller().login("segreta"));
+    sql("CREATE TRIGGER refuse BEFORE UPDATE ON Opzioni BEGIN SELECT RAISE(ABORT, 'store refused'); END;");
+    controller().onVirtualKeyboardClicked(true);
+    const std::vector<platform::Failure> failures = platform::recentFailures();
+    ASSERT_FALSE(failures.empty());
+    EXPECT_NE(failures.back().what.find("TastieraVirtuale"), std::string::npos) << failures.back().what;
+    EXPECT_NE(failures.back().what.find("store refused"), std::string::npos) << failures.back().what;
 }
 
 TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {
