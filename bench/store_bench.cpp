@@ -15,8 +15,7 @@ using namespace ombrix::core;
 
 Database storeWithSites(int count) {
     Database db;
-    if (!db.open(":memory:", Database::Mode::CreateIfMissing)) std::abort();
-    db.exec(deliveredSchemaSql());
+    if (!db.open(":memory:", Database::Mode::CreateIfMissing) || !db.exec(deliveredSchemaSql())) std::abort();
     Transaction tx(db);
     Statement insert = db.prepare("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (1, ?);");
     for (int i = 0; i < count; ++i) {
@@ -47,10 +46,14 @@ BENCHMARK(BM_LoadListRows)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond
 
 void BM_GeneraID(benchmark::State& state) {
     Database db;
-    if (!db.open(":memory:", Database::Mode::CreateIfMissing)) std::abort();
-    db.exec(deliveredSchemaSql());
-    db.exec("DELETE FROM Profili;");
-    for (int i = 1; i <= state.range(0); ++i) db.exec("INSERT INTO Profili (IDProfilo) VALUES (" + std::to_string(i) + ");");
+    // A store that could not be set up would measure nothing.
+    if (!db.open(":memory:", Database::Mode::CreateIfMissing) || !db.exec(deliveredSchemaSql()) ||
+        !db.exec("DELETE FROM Profili;")) {
+        std::abort();
+    }
+    for (int i = 1; i <= state.range(0); ++i) {
+        if (!db.exec("INSERT INTO Profili (IDProfilo) VALUES (" + std::to_string(i) + ");")) std::abort();
+    }
     for (auto _ : state) benchmark::DoNotOptimize(GeneraID(db, "Profili", "IDProfilo", ""));
 }
 BENCHMARK(BM_GeneraID)->Arg(10)->Arg(1000);

@@ -4,11 +4,22 @@
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
+#include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/text.h"
 #include "support/language.h"
 
 namespace ombrix::core {
+namespace {
+
+// An option the store would not keep. The program goes on with it for this
+// session (the next start reads the old value), but not without a trace.
+void traceUnsaved(const Database& db, std::string_view column,
+                  std::source_location at = std::source_location::current()) {
+    platform::recordFailure("Opzioni." + std::string(column) + " not saved: " + db.lastError(), at);
+}
+
+}  // namespace
 
 Controller::Controller(Machine machine, Store& store) : m_(machine), store_(store) {}
 
@@ -158,8 +169,10 @@ void Controller::onProfileChosen(const std::string& name) {
     profileInUse_ = IDProfiloCorrenteDaNomeProfilo(name);
     applyProfile();
     loadLists();
-    UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
-                kOptionsRow);
+    if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
+                     kOptionsRow)) {
+        traceUnsaved(store_.connection, "IDProfiloInUso");
+    }
     if (homePagePending_) {
         m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
         homePagePending_ = false;
@@ -206,8 +219,9 @@ bool Controller::login(const std::string& typed) {
     // or hashed with less work than today's, is replaced. When that fails the
     // old value still opens, and the next login tries again.
     if (passwordNeedsRehash(stored)) {
-        if (const std::optional<std::string> fresh = hashPassword(typed)) {
-            (void)UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*fresh), kOptionsRow);
+        const std::optional<std::string> fresh = hashPassword(typed);
+        if (!fresh || !UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*fresh), kOptionsRow)) {
+            traceUnsaved(store_.connection, "PasswordAdmin");
         }
     }
     administrator_ = true;
@@ -245,7 +259,9 @@ void Controller::onAutostartClicked(bool ticked) {
 void Controller::onVirtualKeyboardClicked(bool ticked) {
     if (!administrator_) return;
     ensureStore();
-    UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow);
+    if (!UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow)) {
+        traceUnsaved(store_.connection, "TastieraVirtuale");
+    }
 }
 
 void Controller::onTaskManagerClicked() {
@@ -277,8 +293,10 @@ void Controller::afterProfileEditor() {
     fillProfileCombo();
     applyProfile();
     loadLists();
-    UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
-                kOptionsRow);
+    if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
+                     kOptionsRow)) {
+        traceUnsaved(store_.connection, "IDProfiloInUso");
+    }
 }
 
 void Controller::beginShutdown() {

@@ -203,14 +203,16 @@ int Database::changes() const { return db_ ? sqlite3_changes(db_) : 0; }
 Transaction::Transaction(Database& db) : db_(db) { active_ = db_.exec("BEGIN IMMEDIATE;"); }
 
 Transaction::~Transaction() {
-    if (active_) db_.exec("ROLLBACK;");
+    // A rollback that fails leaves the transaction open, and closing the
+    // connection rolls it back: nothing more to do here.
+    if (active_) (void)db_.exec("ROLLBACK;");
 }
 
 bool Transaction::commit() {
     if (!active_) return false;
     active_ = !db_.exec("COMMIT;");
     if (active_) {
-        db_.exec("ROLLBACK;");
+        (void)db_.exec("ROLLBACK;");  // as in the destructor
         active_ = false;
         return false;
     }

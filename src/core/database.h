@@ -70,9 +70,9 @@ public:
 
     [[nodiscard]] Statement prepare(std::string_view sql);
     // Runs one or more statements without parameters.
-    bool exec(std::string_view sql);
+    [[nodiscard]] bool exec(std::string_view sql);
     // Runs one statement with bound values, stepping it to the end.
-    bool run(std::string_view sql, const std::vector<Value>& params = {});
+    [[nodiscard]] bool run(std::string_view sql, const std::vector<Value>& params = {});
     // The first column of the first row; Empty when there is no row.
     [[nodiscard]] Value scalar(std::string_view sql, const std::vector<Value>& params = {});
     [[nodiscard]] int changes() const;

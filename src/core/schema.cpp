@@ -185,7 +185,8 @@ bool dropOwnCollation(Database& db) {
 
 void seedTimeSlots(Database& db) {
     if (db.scalar("SELECT count(*) FROM Fasce;").toInteger() == 0) {
-        db.exec("INSERT INTO Fasce VALUES (NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL);");
+        // Without the row the table reads as no time slot set, as an empty one always has.
+        (void)db.exec("INSERT INTO Fasce VALUES (NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL);");
     }
 }
 
@@ -238,7 +239,8 @@ bool AggiornaDBAVersioneCorrente(Database& db) {
         } else if (!step.column && table == "Fasce") {
             seedTimeSlots(db);
         } else if (!step.column && table == "LogSiti") {
-            db.exec("CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);");
+            // The index only speeds up reading the log by date.
+            (void)db.exec("CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);");
         }
     }
     if (dropOwnCollation(db)) changed = true;

@@ -33,8 +33,8 @@ inline const Condition kOptionsRow{"1 = 1", {}};
 
 // Sets the column of the first matching row. Never inserts: false when no row
 // matches, or the names are not plain, or the write fails.
-bool UpdateField(Database& db, std::string_view table, std::string_view column, const Value& value,
-                 const Condition& where);
+[[nodiscard]] bool UpdateField(Database& db, std::string_view table, std::string_view column, const Value& value,
+                               const Condition& where);
 
 // A free identifier: prefix, zero padding to `width` characters, then the
 // first free number at or above (row count + start), or `start` in an empty
@@ -60,7 +60,8 @@ enum class InsertResult { Inserted, Duplicate, EmptyValue, Failed };
 // The silent insert used by the profile import: duplicate test (case
 // ignored, as the store compares text), then the insert. Empty values are
 // never stored.
-InsertResult insertListEntry(Database& db, ListKind kind, long long profileId, std::string_view value);
+[[nodiscard]] InsertResult insertListEntry(Database& db, ListKind kind, long long profileId,
+                                           std::string_view value);
 
 // One member per list, as the editor and the import call them.
 InsertResult InserisciProcessoVietatoSilenzioso(Database& db, long long profileId, std::string_view value);

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "enforce/site_rules.h"
+#include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/text.h"
 
@@ -155,6 +156,7 @@ std::string AddressReaders::IndirizzoChrome() noexcept {
     try {
         return readChromium(Browser::Chrome, chrome_);
     } catch (...) {
+        platform::recordCurrentFailure();
         chrome_ = {};
         known_.clear();
         return {};
@@ -167,6 +169,7 @@ std::string AddressReaders::IndirizzoEdge() noexcept {
     try {
         return readChromium(Browser::Edge, edge_);
     } catch (...) {
+        platform::recordCurrentFailure();
         edge_ = {};
         known_.clear();
         return {};
@@ -177,6 +180,7 @@ std::string AddressReaders::IndirizzoFirefox() noexcept {
     try {
         return readFirefox();
     } catch (...) {
+        platform::recordCurrentFailure();
         firefox_ = {};
         known_.clear();
         return {};

@@ -8,6 +8,7 @@
 #include "enforce/site_log.h"
 #include "enforce/site_rules.h"
 #include "enforce/address_readers.h"
+#include "platform/failures.h"
 #include "support/language.h"
 #include "platform/text.h"
 
@@ -21,15 +22,6 @@ constexpr std::uint8_t kVkW = 87;
 constexpr std::uint32_t kDown = platform::kKeyExtended;
 constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
 
-// Runs one step of a tick; a failure ends that step only, as the classic
-// resume-next handling did.
-template <class F>
-void step(F&& f) noexcept {
-    try {
-        f();
-    } catch (...) {
-    }
-}
 
 // Marks a tick as running for its duration.
 class Entered {
@@ -162,6 +154,7 @@ std::string Enforcement::readAddress(Which w) {
         }
         return m_.browsers.IndirizzoChrome();
     } catch (...) {
+        platform::recordCurrentFailure();
         return {};
     }
 }
@@ -301,19 +294,11 @@ void Enforcement::BloccaSitiDaElencoConsentitiChromeIndietro() {
 }
 
 std::string Enforcement::TitoloChrome() {
-    try {
-        return m_.browsers.IndirizzoDDE("Chrome");
-    } catch (...) {
-        return {};
-    }
+    return platform::guarded([&] { return m_.browsers.IndirizzoDDE("Chrome"); });
 }
 
 void Enforcement::BloccaSitiDaElencoVietatiOpera() {
-    std::string address;
-    try {
-        address = m_.browsers.IndirizzoDDE("Opera");
-    } catch (...) {
-    }
+    const std::string address = platform::guarded([&] { return m_.browsers.IndirizzoDDE("Opera"); });
     if (address.empty()) return;
     const std::size_t match = elencoSiti_.firstMatch(address);
     if (match == kNoMatch) return;
@@ -322,11 +307,7 @@ void Enforcement::BloccaSitiDaElencoVietatiOpera() {
 }
 
 void Enforcement::BloccaSitiDaElencoConsentitiOpera() {
-    std::string address;
-    try {
-        address = m_.browsers.IndirizzoDDE("Opera");
-    } catch (...) {
-    }
+    const std::string address = platform::guarded([&] { return m_.browsers.IndirizzoDDE("Opera"); });
     if (address.empty() || elencoSiti_.firstMatch(address) != kNoMatch || allowedListExempt(address)) return;
     notify(text("0186") + " " + address, kNoticeSite);
 }
@@ -384,20 +365,22 @@ void Enforcement::ChiudiFinestreConSitiVietati() {
 void Enforcement::tickSitiVietatiConsentiti() noexcept {
     const Entered entered(busy_.sites);
     if (!entered.first()) return;
+    // Every step is guarded: a failure is recorded and ends that step only,
+    // so the tick goes on with the next.
     if (sitiConsentiti_) {
-        step([&] { BloccaSitiConsentitiIE(); });
-        step([&] { BloccaSitiDaElencoConsentitiChrome(); });
-        step([&] { BloccaSitiDaElencoConsentitiEdge(); });
-        step([&] { BloccaSitiDaElencoConsentitiFirefox(); });
-        step([&] { BloccaSitiConsentitiIEFinestre(); });
+        platform::guarded([&] { BloccaSitiConsentitiIE(); });
+        platform::guarded([&] { BloccaSitiDaElencoConsentitiChrome(); });
+        platform::guarded([&] { BloccaSitiDaElencoConsentitiEdge(); });
+        platform::guarded([&] { BloccaSitiDaElencoConsentitiFirefox(); });
+        platform::guarded([&] { BloccaSitiConsentitiIEFinestre(); });
         return;
     }
-    step([&] { BloccaSitiVietatiIE(); });
-    step([&] { BloccaSitiDaElencoVietatiChrome(); });
-    step([&] { BloccaSitiDaElencoVietatiEdge(); });
-    step([&] { BloccaSitiDaElencoVietatiFirefox(); });
-    if (switches_.protezioneMassima) step([&] { ChiudiFinestreConSitiVietati(); });
-    step([&] { BloccaSitiVietatiIEFinestre(); });
+    platform::guarded([&] { BloccaSitiVietatiIE(); });
+    platform::guarded([&] { BloccaSitiDaElencoVietatiChrome(); });
+    platform::guarded([&] { BloccaSitiDaElencoVietatiEdge(); });
+    platform::guarded([&] { BloccaSitiDaElencoVietatiFirefox(); });
+    if (switches_.protezioneMassima) platform::guarded([&] { ChiudiFinestreConSitiVietati(); });
+    platform::guarded([&] { BloccaSitiVietatiIEFinestre(); });
 }
 
 // ---------------------------------------------------------------- processes and windows
@@ -405,12 +388,12 @@ void Enforcement::tickSitiVietatiConsentiti() noexcept {
 void Enforcement::tickProcessiVietati() noexcept {
     const Entered entered(busy_.processes);
     if (!entered.first()) return;
-    step([&] { m_.pump.doEvents(); });
+    platform::guarded([&] { m_.pump.doEvents(); });
     browserGestito_ = false;
     // A copy: letting events run may reload the list.
     const std::vector<std::string> names = elencoProcessi_;
     for (std::size_t i = 0; i + 1 < names.size(); ++i) {
-        step([&] {
+        platform::guarded([&] {
             const std::string& name = names[i];
             if (KillProcess(name) == 0) return;
             const std::string lowered = lowerText(name);
@@ -459,15 +442,15 @@ void Enforcement::ChiudiFinestreVietate() {
 void Enforcement::tickChiudiFinestre() noexcept {
     const Entered entered(busy_.windows);
     if (!entered.first()) return;
-    step([&] { ChiudiFinestreVietate(); });
+    platform::guarded([&] { ChiudiFinestreVietate(); });
 }
 
 void Enforcement::tickKillTaskManager() noexcept {
     const Entered entered(busy_.taskManager);
     if (!entered.first()) return;
-    step([&] { KillProcess("taskmgr.exe"); });
-    step([&] { KillProcess("msconfig.exe"); });
-    step([&] { m_.host.keepNoticeWindowsOnTop(); });
+    platform::guarded([&] { KillProcess("taskmgr.exe"); });
+    platform::guarded([&] { KillProcess("msconfig.exe"); });
+    platform::guarded([&] { m_.host.keepNoticeWindowsOnTop(); });
 }
 
 // ---------------------------------------------------------------- the log
@@ -489,10 +472,10 @@ void Enforcement::tickLogSitiVisitati() noexcept {
     const Entered entered(busy_.log);
     if (!entered.first()) return;
     bool on = false;
-    step([&] { on = m_.host.logSwitch(); });
+    platform::guarded([&] { on = m_.host.logSwitch(); });
     if (!on) return;
     Holders& h = holders_;
-    step([&] {
+    platform::guarded([&] {
         std::vector<std::string> addresses = indirizziShell(m_.browsers.ElencoFinestreShell());
         if (switches_.utilizzaBrowserInterno) {
             const std::vector<std::string> internal = m_.host.internalBrowserAddresses();
@@ -507,21 +490,21 @@ void Enforcement::tickLogSitiVisitati() noexcept {
     // Each address is remembered before it is written, and written from a
     // copy: writing lets events run, and the site timer ticking meanwhile
     // reads into the same holders and must find the address already seen.
-    step([&] {
+    platform::guarded([&] {
         h.lblEdge = m_.browsers.IndirizzoEdge();
         if (!h.lblEdge.empty() && h.lblEdge != h.UltimoSitoEdge) {
             const std::string address = h.UltimoSitoEdge = h.lblEdge;
             MemorizzaSitoVisitato(address);
         }
     });
-    step([&] {
+    platform::guarded([&] {
         h.lblFirefox = withoutQuotes(m_.browsers.IndirizzoFirefox());
         if (h.lblFirefox != h.UltimoSitoFirefox) {
             const std::string address = h.UltimoSitoFirefox = h.lblFirefox;
             MemorizzaSitoVisitato(address);
         }
     });
-    step([&] {
+    platform::guarded([&] {
         h.lblChrome = m_.browsers.IndirizzoChrome();
         if (h.lblChrome != h.UltimoSitoVisto) {
             const std::string address = h.UltimoSitoVisto = h.lblChrome;

@@ -12,6 +12,7 @@
 #include "fakes/fake_controller.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
+#include "platform/failures.h"
 #include "platform/file_registry.h"
 #include "platform/files.h"
 #include "support/language.h"
@@ -219,6 +220,17 @@ TEST_F(ControllerTest, APlainOrWeakerValueIsRehashedAtTheNextLogin) {
         }
         controller().lock();
     }
+}
+
+TEST_F(ControllerTest, AnOptionTheStoreRefusesLeavesATrace) {
+    controller().startUp();
+    ASSERT_TRUE(controller().login("segreta"));
+    sql("CREATE TRIGGER refuse BEFORE UPDATE ON Opzioni BEGIN SELECT RAISE(ABORT, 'store refused'); END;");
+    controller().onVirtualKeyboardClicked(true);
+    const std::vector<platform::Failure> failures = platform::recentFailures();
+    ASSERT_FALSE(failures.empty());
+    EXPECT_NE(failures.back().what.find("TastieraVirtuale"), std::string::npos) << failures.back().what;
+    EXPECT_NE(failures.back().what.find("store refused"), std::string::npos) << failures.back().what;
 }
 
 TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {

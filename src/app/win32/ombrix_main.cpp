@@ -7,10 +7,12 @@
 
 #include "app/program_host.h"
 #include "core/controller.h"
-#include "core/win32/forms.h"
+#include "core/win32/main_form.h"
 #include "enforce/enforcement.h"
 #include "enforce/win32/browser_readers.h"
 #include "enforce/win32/log_form.h"
+#include "platform/failures.h"
+#include "platform/win32/debugger_output.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
 #include "support/language.h"
@@ -64,12 +66,14 @@ int run() {
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     SetDllDirectoryW(L"");
+    ombrix::win32::sendFailuresToDebugger();
     INITCOMMONCONTROLSEX icc{sizeof icc, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
     InitCommonControlsEx(&icc);
     int status = 1;
     try {
         status = run();
     } catch (...) {
+        ombrix::platform::recordCurrentFailure();
         status = 1;
     }
     return status;

@@ -54,10 +54,9 @@ public:
     std::optional<std::string> value() override {
         if (!IsWindow(window_)) return std::nullopt;
         ++*calls_;
-        BSTR text = nullptr;
-        const HRESULT hr = object_->get_accValue(childVariant(child_), &text);
-        std::wstring value = text != nullptr ? std::wstring(text, SysStringLen(text)) : std::wstring();
-        SysFreeString(text);
+        UniqueBstr text;
+        const HRESULT hr = object_->get_accValue(childVariant(child_), text.put());
+        const std::wstring value = text ? std::wstring(text.get(), SysStringLen(text.get())) : std::wstring();
         // An element without a value answers so; only a failure means it is gone.
         if (FAILED(hr) && hr != DISP_E_MEMBERNOTFOUND && hr != E_NOTIMPL) return std::nullopt;
         return fromWide(value);
@@ -66,12 +65,9 @@ public:
     std::optional<bool> hasKeyboardFocus() override {
         if (!IsWindow(window_)) return std::nullopt;
         ++*calls_;
-        VARIANT state;
-        VariantInit(&state);
-        if (FAILED(object_->get_accState(childVariant(child_), &state))) return std::nullopt;
-        const bool focused = state.vt == VT_I4 && (state.lVal & STATE_SYSTEM_FOCUSED) != 0;
-        VariantClear(&state);
-        return focused;
+        UniqueVariant state;
+        if (FAILED(object_->get_accState(childVariant(child_), state.put()))) return std::nullopt;
+        return state->vt == VT_I4 && (state->lVal & STATE_SYSTEM_FOCUSED) != 0;
     }
 
 private:
@@ -95,24 +91,20 @@ public:
 private:
     bool textMatches(IAccessible* object, LONG child) {
         ++*calls_;
-        BSTR text = nullptr;
-        const HRESULT hr = query_.property == AccessibleText::Name ? object->get_accName(childVariant(child), &text)
-                                                                   : object->get_accHelp(childVariant(child), &text);
-        const bool match = SUCCEEDED(hr) && text_ == std::wstring_view(text != nullptr ? text : L"",
-                                                                       text != nullptr ? SysStringLen(text) : 0);
-        SysFreeString(text);
-        return match;
+        UniqueBstr text;
+        const HRESULT hr = query_.property == AccessibleText::Name
+                               ? object->get_accName(childVariant(child), text.put())
+                               : object->get_accHelp(childVariant(child), text.put());
+        return SUCCEEDED(hr) &&
+               text_ == std::wstring_view(text ? text.get() : L"", text ? SysStringLen(text.get()) : 0);
     }
 
     // 0 when the object does not say.
     LONG role(IAccessible* object, LONG child) {
         ++*calls_;
-        VARIANT r;
-        VariantInit(&r);
-        if (FAILED(object->get_accRole(childVariant(child), &r))) return 0;
-        const LONG value = r.vt == VT_I4 ? r.lVal : 0;
-        VariantClear(&r);
-        return value;
+        UniqueVariant r;
+        if (FAILED(object->get_accRole(childVariant(child), r.put()))) return 0;
+        return r->vt == VT_I4 ? r->lVal : 0;
     }
 
     // The window a child object stands for, when it is the frame of a child

@@ -25,30 +25,24 @@ public:
         : element_(std::move(element)), window_(window), calls_(std::move(calls)) {}
 
     std::optional<std::string> value() override {
-        VARIANT v;
+        UniqueVariant v;
         if (!read(uia::kLegacyValueProperty, v)) return std::nullopt;
-        std::string text = v.vt == VT_BSTR && v.bstrVal != nullptr
-                               ? fromWide(std::wstring_view(v.bstrVal, SysStringLen(v.bstrVal)))
-                               : std::string();
-        VariantClear(&v);
-        return text;
+        if (v->vt != VT_BSTR || v->bstrVal == nullptr) return std::string();
+        return fromWide(std::wstring_view(v->bstrVal, SysStringLen(v->bstrVal)));
     }
 
     std::optional<bool> hasKeyboardFocus() override {
-        VARIANT v;
+        UniqueVariant v;
         if (!read(uia::kHasKeyboardFocusProperty, v)) return std::nullopt;
-        const bool focused = v.vt == VT_BOOL && v.boolVal != VARIANT_FALSE;
-        VariantClear(&v);
-        return focused;
+        return v->vt == VT_BOOL && v->boolVal != VARIANT_FALSE;
     }
 
 private:
     // False when the element is gone (its window closed, or the provider says so).
-    bool read(uia::PropertyId property, VARIANT& v) {
-        VariantInit(&v);
+    bool read(uia::PropertyId property, UniqueVariant& v) {
         if (!IsWindow(window_)) return false;
         ++*calls_;
-        return SUCCEEDED(element_->GetCurrentPropertyValue(property, &v));
+        return SUCCEEDED(element_->GetCurrentPropertyValue(property, v.put()));
     }
 
     ComPtr<uia::IUIAutomationElement> element_;
@@ -110,16 +104,11 @@ private:
 
     ComPtr<uia::IUIAutomationCondition> propertyCondition(uia::PropertyId property, const std::string& utf8) {
         const std::wstring text = toWide(utf8);
-        VARIANT v;
-        VariantInit(&v);
-        v.vt = VT_BSTR;
-        v.bstrVal = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
-        if (v.bstrVal == nullptr) return {};
+        const UniqueVariant v = UniqueVariant::ofString(text.data(), static_cast<UINT>(text.size()));
+        if (v->vt != VT_BSTR) return {};
         ComPtr<uia::IUIAutomationCondition> condition;
         ++*calls_;
-        const HRESULT hr = automation_->CreatePropertyCondition(property, v, condition.put());
-        VariantClear(&v);
-        if (FAILED(hr)) return {};
+        if (FAILED(automation_->CreatePropertyCondition(property, v.get(), condition.put()))) return {};
         return condition;
     }
 

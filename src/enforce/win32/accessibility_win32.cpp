@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/failures.h"
+
 namespace ombrix::win32 {
 namespace {
 
@@ -11,6 +13,7 @@ BOOL CALLBACK collectVisible(HWND window, LPARAM out) {
         reinterpret_cast<std::vector<platform::WindowId>*>(out)->push_back(reinterpret_cast<platform::WindowId>(window));
         return TRUE;
     } catch (...) {
+        platform::recordCurrentFailure();
         return FALSE;  // nothing throws through the system's callback
     }
 }

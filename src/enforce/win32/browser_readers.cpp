@@ -3,6 +3,7 @@
 #include <ole2.h>
 
 #include "enforce/win32/dde_address.h"
+#include "platform/failures.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
@@ -13,56 +14,40 @@ constexpr GUID kClsidShell = {0x13709620, 0xc279, 0x11ce, {0xa4, 0x9e, 0x44, 0x4
 constexpr GUID kClsidShellWindows = {0x9ba05972, 0xf6a8, 0x11cf, {0xa4, 0x42, 0x00, 0xa0, 0xc9, 0x0a, 0x8f, 0x39}};
 
 // Late binding, as a script would: the member by name, then Invoke.
-bool invoke(IDispatch* object, const wchar_t* member, WORD flags, VARIANT* argument, VARIANT& result) {
-    VariantInit(&result);
+bool invoke(IDispatch* object, const wchar_t* member, WORD flags, VARIANT* argument, UniqueVariant& result) {
+    result.reset();
     if (object == nullptr) return false;
     DISPID id = 0;
     auto* name = const_cast<LPOLESTR>(member);
     if (FAILED(object->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id))) return false;
     DISPPARAMS params{argument, nullptr, argument != nullptr ? 1u : 0u, 0};
-    return SUCCEEDED(object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, &result, nullptr, nullptr));
+    return SUCCEEDED(object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, result.put(), nullptr, nullptr));
 }
 
 std::vector<ComPtr<IDispatch>> items(IDispatch* collection) {
     std::vector<ComPtr<IDispatch>> out;
-    VARIANT count;
+    UniqueVariant count;
     if (!invoke(collection, L"Count", DISPATCH_PROPERTYGET, nullptr, count)) return out;
     long n = 0;
-    if (SUCCEEDED(VariantChangeType(&count, &count, 0, VT_I4))) n = count.lVal;
-    VariantClear(&count);
+    UniqueVariant number;
+    // The source is only read; the call's signature just lacks the const.
+    if (SUCCEEDED(VariantChangeType(number.put(), const_cast<VARIANT*>(&count.get()), 0, VT_I4))) n = number->lVal;
     for (long i = 0; i < n && i < 1000; ++i) {
         VARIANT index;
         VariantInit(&index);
         index.vt = VT_I4;
         index.lVal = i;
-        VARIANT item;
+        UniqueVariant item;
         if (!invoke(collection, L"Item", DISPATCH_METHOD | DISPATCH_PROPERTYGET, &index, item)) continue;
         // A window closing meanwhile leaves a hole.
-        if (item.vt == VT_DISPATCH && item.pdispVal != nullptr) out.push_back(ComPtr<IDispatch>::share(item.pdispVal));
-        VariantClear(&item);
+        if (item->vt == VT_DISPATCH && item->pdispVal != nullptr) {
+            out.push_back(ComPtr<IDispatch>::share(item->pdispVal));
+        }
     }
     return out;
 }
 
-template <typename Read>
-auto guarded(Read read) noexcept -> decltype(read()) {
-    try {
-        return read();
-    } catch (...) {
-        return {};
-    }
-}
-
 }  // namespace
-
-ComApartment::ComApartment() noexcept {
-    // Already initialised as a multi-threaded apartment is fine too: COM works, and is not ours to end.
-    mustUninitialize_ = SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
-}
-
-ComApartment::~ComApartment() {
-    if (mustUninitialize_) CoUninitialize();
-}
 
 std::vector<ComPtr<IDispatch>> shellApplicationWindows() {
     ComPtr<IDispatch> shell;
@@ -70,12 +55,10 @@ std::vector<ComPtr<IDispatch>> shellApplicationWindows() {
                                 shell.putVoid()))) {
         return {};
     }
-    VARIANT collection;
+    UniqueVariant collection;
     if (!invoke(shell.get(), L"Windows", DISPATCH_METHOD, nullptr, collection)) return {};
-    std::vector<ComPtr<IDispatch>> out;
-    if (collection.vt == VT_DISPATCH) out = items(collection.pdispVal);
-    VariantClear(&collection);
-    return out;
+    if (collection->vt != VT_DISPATCH) return {};
+    return items(collection->pdispVal);
 }
 
 std::vector<ComPtr<IDispatch>> shellWindows() {
@@ -87,19 +70,15 @@ std::vector<ComPtr<IDispatch>> shellWindows() {
 }
 
 std::string shellWindowText(IDispatch* window, const wchar_t* property) {
-    VARIANT v;
+    UniqueVariant v;
     if (!invoke(window, property, DISPATCH_PROPERTYGET, nullptr, v)) return {};
-    std::string text;
-    if (v.vt == VT_BSTR && v.bstrVal != nullptr) text = fromWide(std::wstring_view(v.bstrVal, SysStringLen(v.bstrVal)));
-    VariantClear(&v);
-    return text;
+    if (v->vt != VT_BSTR || v->bstrVal == nullptr) return {};
+    return fromWide(std::wstring_view(v->bstrVal, SysStringLen(v->bstrVal)));
 }
 
 bool shellWindowCall(IDispatch* window, const wchar_t* method) {
-    VARIANT ignored;
-    const bool ok = invoke(window, method, DISPATCH_METHOD, nullptr, ignored);
-    VariantClear(&ignored);
-    return ok;
+    UniqueVariant ignored;
+    return invoke(window, method, DISPATCH_METHOD, nullptr, ignored);
 }
 
 BrowserReaders::BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows,
@@ -114,11 +93,11 @@ std::string BrowserReaders::IndirizzoFirefox() { return readers_.IndirizzoFirefo
 std::string BrowserReaders::UrlChrome2() { return readers_.UrlChrome2(); }
 
 std::string BrowserReaders::IndirizzoDDE(const std::string& service) {
-    return guarded([&] { return ddeWindowAddress(toWide(service)); });
+    return platform::guarded([&] { return ddeWindowAddress(toWide(service)); });
 }
 
 std::string BrowserReaders::ElencoFinestreShell() {
-    return guarded([] {
+    return platform::guarded([] {
         std::vector<std::string> addresses;
         for (const auto& window : shellApplicationWindows()) addresses.push_back(shellWindowText(window.get(), L"LocationURL"));
         return enforce::ElencoFinestreShell(addresses);
@@ -126,7 +105,7 @@ std::string BrowserReaders::ElencoFinestreShell() {
 }
 
 std::vector<platform::ShellBrowserWindow> BrowserReaders::windows() {
-    return guarded([this] {
+    return platform::guarded([this] {
         lastWindows_.clear();
         std::vector<platform::ShellBrowserWindow> out;
         for (auto& window : shellWindows()) {

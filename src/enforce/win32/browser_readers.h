@@ -21,17 +21,6 @@
 
 namespace ombrix::win32 {
 
-class ComApartment {
-public:
-    ComApartment() noexcept;
-    ~ComApartment();
-    ComApartment(const ComApartment&) = delete;
-    ComApartment& operator=(const ComApartment&) = delete;
-
-private:
-    bool mustUninitialize_ = false;
-};
-
 class BrowserReaders final : public platform::BrowserAddresses, public platform::ShellBrowserWindows {
 public:
     BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows,
@@ -56,7 +45,8 @@ public:
     [[nodiscard]] std::uint64_t accessibilityCalls() const noexcept { return accessibility_->accessibilityCalls(); }
 
 private:
-    ComApartment apartment_;
+    // Already a multi-threaded apartment is fine too: COM works there.
+    ComApartment apartment_ = ComApartment::enter(COINIT_APARTMENTTHREADED);
     std::unique_ptr<CountedAccessibility> accessibility_;
     enforce::AddressReaders readers_;
     std::vector<ComPtr<IDispatch>> lastWindows_;  // the windows of the last windows() list

@@ -4,6 +4,7 @@
 #include <ddeml.h>
 
 #include "enforce/address_readers.h"
+#include "platform/failures.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
@@ -76,6 +77,7 @@ std::string ddeWindowAddress(std::wstring_view service, unsigned timeoutMs) noex
         text.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
         return enforce::firstQuotedField(fromWide(text));
     } catch (...) {
+        platform::recordCurrentFailure();
         return {};
     }
 }

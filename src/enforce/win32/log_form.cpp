@@ -6,8 +6,10 @@
 
 #include "enforce/site_log.h"
 #include "enforce/win32/log_form_ids.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
+#include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
 
 namespace ombrix::win32 {
@@ -16,10 +18,8 @@ namespace {
 struct State {
     LogFormContext& context;
     std::unique_ptr<DialogTranslation> translation;
-    HFONT listFont = nullptr;
+    UniqueFont listFont;
 };
-
-State* stateOf(HWND dialog) { return reinterpret_cast<State*>(GetWindowLongPtrW(dialog, DWLP_USER)); }
 
 // "YYYY-MM-DD HH:MM:SS" as the viewer shows it: "dd/mm/yyyy HH:MM:SS".
 std::string displayDateTime(const std::string& stored) {
@@ -35,12 +35,10 @@ void setupList(HWND dialog, State& st) {
     // The list's own font, 9 points at the screen's DPI, so that rows of
     // long addresses stay readable at 144 DPI as at 96.
     LOGFONTW lf{};
-    HDC dc = GetDC(dialog);
-    lf.lfHeight = -MulDiv(9, GetDeviceCaps(dc, LOGPIXELSY), 72);
-    ReleaseDC(dialog, dc);
+    lf.lfHeight = -MulDiv(9, GetDeviceCaps(WindowDc(dialog).get(), LOGPIXELSY), 72);
     wcscpy(lf.lfFaceName, L"Segoe UI");
-    st.listFont = CreateFontIndirectW(&lf);
-    SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(st.listFont), TRUE);
+    st.listFont.reset(CreateFontIndirectW(&lf));
+    SendMessageW(list, WM_SETFONT, reinterpret_cast<WPARAM>(st.listFont.get()), TRUE);
     const auto headings = enforce::logListHeadings(st.context.language);
     RECT r{};
     GetClientRect(list, &r);
@@ -97,8 +95,7 @@ void show(HWND dialog, State& st) {
 }
 
 INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    if (msg == WM_INITDIALOG) SetWindowLongPtrW(dialog, DWLP_USER, lp);
-    State* st = stateOf(dialog);
+    State* st = attachState<State>(dialog, msg, lp);
     if (!st) return FALSE;
     try {
         switch (msg) {
@@ -154,13 +151,13 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                 }
             case WM_DESTROY:
                 st->translation.reset();
-                if (st->listFont) DeleteObject(st->listFont);
-                st->listFont = nullptr;
+                st->listFont.reset();
                 return FALSE;
             default:
                 return FALSE;
         }
     } catch (...) {
+        platform::recordCurrentFailure();
         return TRUE;
     }
 }
@@ -168,7 +165,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 }  // namespace
 
 void showLogForm(HWND owner, LogFormContext& context) {
-    State state{context, nullptr, nullptr};
+    State state{context, nullptr, {}};
     DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMLOGSITI), owner, &proc,
                     reinterpret_cast<LPARAM>(&state));
 }

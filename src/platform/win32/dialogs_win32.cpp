@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "platform/failures.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -42,6 +43,7 @@ platform::MessageAnswer Win32Dialogs::messageBox(const platform::MessageBoxReque
         if (owner && (GetWindowLongW(owner, GWL_EXSTYLE) & WS_EX_TOPMOST)) style |= MB_TOPMOST;
         answer = MessageBoxW(owner, toWide(request.text).c_str(), toWide(request.title).c_str(), style);
     } catch (...) {
+        platform::recordCurrentFailure();
         answer = 0;  // callers sit in window procedures and timers: nothing may escape
     }
     if (!question) return platform::MessageAnswer::Ok;
@@ -52,15 +54,8 @@ platform::MessageAnswer Win32Dialogs::messageBox(const platform::MessageBoxReque
 std::optional<std::string> Win32Dialogs::browseForFolder(const std::string& prompt) {
     // The folder browser needs COM on this thread; a thread that has it
     // already (in any model) keeps it as it is.
-    const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
-    std::optional<std::string> result;
-    try {
-        result = browse(prompt);
-    } catch (...) {
-        result.reset();
-    }
-    if (SUCCEEDED(com)) CoUninitialize();
-    return result;
+    const ComApartment com = ComApartment::enter(COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
+    return platform::guarded([&] { return browse(prompt); });
 }
 
 std::optional<std::string> Win32Dialogs::browse(const std::string& prompt) const {

@@ -1,7 +1,10 @@
 #pragma once
-// Move-only owners of Win32 handles: one policy template for every kind.
+// Move-only owners of Win32 resources: one policy template for every handle
+// kind, and small owners of their own for what is not a handle (a VARIANT, a
+// window's device context, the thread's COM apartment, a COM reference).
 
 #include <windows.h>
+#include <oleauto.h>
 
 #include <utility>
 
@@ -28,9 +31,11 @@ public:
         reset();
         return &handle_;
     }
+    // The owner lets go before closing, as unique_ptr does: a window being
+    // destroyed must not find itself still owned by the object it calls into.
     void reset(T handle = Invalid) {
-        if (handle_ != Invalid) Close(handle_);
-        handle_ = handle;
+        const T old = std::exchange(handle_, handle);
+        if (old != Invalid) Close(old);
     }
     [[nodiscard]] T release() { return std::exchange(handle_, Invalid); }
 
@@ -40,9 +45,18 @@ private:
 
 inline void closeHkey(HKEY key) { RegCloseKey(key); }
 inline void closeKernelHandle(HANDLE h) { CloseHandle(h); }
+inline void destroyWindow(HWND window) { DestroyWindow(window); }
+inline void deleteFont(HFONT font) { DeleteObject(font); }
+inline void destroyMenu(HMENU menu) { DestroyMenu(menu); }
+inline void freeBstr(BSTR text) { SysFreeString(text); }
 
 using UniqueHkey = UniqueHandle<HKEY, closeHkey, nullptr>;
+// Processes, threads, snapshots, files, and the single-instance mutex.
 using UniqueKernelHandle = UniqueHandle<HANDLE, closeKernelHandle, nullptr>;
+using UniqueWindow = UniqueHandle<HWND, destroyWindow, nullptr>;
+using UniqueFont = UniqueHandle<HFONT, deleteFont, nullptr>;
+using UniqueMenu = UniqueHandle<HMENU, destroyMenu, nullptr>;
+using UniqueBstr = UniqueHandle<BSTR, freeBstr, nullptr>;
 
 // For the calls that fail with INVALID_HANDLE_VALUE instead of null
 // (CreateToolhelp32Snapshot, CreateFileW): a pointer constant cannot be a
@@ -90,6 +104,111 @@ public:
 
 private:
     T* p_ = nullptr;
+};
+
+// Owns what a VARIANT holds (a string, an interface, an array).
+class UniqueVariant {
+public:
+    UniqueVariant() noexcept { VariantInit(&v_); }
+    UniqueVariant(UniqueVariant&& other) noexcept : v_(other.v_) { VariantInit(&other.v_); }
+    UniqueVariant& operator=(UniqueVariant&& other) noexcept {
+        if (this != &other) {
+            reset();
+            v_ = other.v_;
+            VariantInit(&other.v_);
+        }
+        return *this;
+    }
+    UniqueVariant(const UniqueVariant&) = delete;
+    UniqueVariant& operator=(const UniqueVariant&) = delete;
+    ~UniqueVariant() { reset(); }
+
+    // A copy of `text` as a string VARIANT; empty (VT_EMPTY) when out of memory.
+    [[nodiscard]] static UniqueVariant ofString(const wchar_t* text, UINT length) {
+        UniqueVariant v;
+        v.v_.bstrVal = SysAllocStringLen(text, length);
+        if (v.v_.bstrVal != nullptr) v.v_.vt = VT_BSTR;
+        return v;
+    }
+
+    [[nodiscard]] const VARIANT& get() const { return v_; }
+    const VARIANT* operator->() const { return &v_; }
+    // For out-parameters: clears what it held first.
+    VARIANT* put() {
+        reset();
+        return &v_;
+    }
+    void reset() noexcept { VariantClear(&v_); }
+    [[nodiscard]] VARIANT release() noexcept {
+        VARIANT out = v_;
+        VariantInit(&v_);
+        return out;
+    }
+
+private:
+    VARIANT v_;
+};
+
+// A window's device context, given back to that window.
+class WindowDc {
+public:
+    explicit WindowDc(HWND window) : window_(window), dc_(GetDC(window)) {}
+    WindowDc(WindowDc&& other) noexcept
+        : window_(std::exchange(other.window_, nullptr)), dc_(std::exchange(other.dc_, nullptr)) {}
+    WindowDc& operator=(WindowDc&& other) noexcept {
+        if (this != &other) {
+            reset();
+            window_ = std::exchange(other.window_, nullptr);
+            dc_ = std::exchange(other.dc_, nullptr);
+        }
+        return *this;
+    }
+    WindowDc(const WindowDc&) = delete;
+    WindowDc& operator=(const WindowDc&) = delete;
+    ~WindowDc() { reset(); }
+
+    [[nodiscard]] HDC get() const { return dc_; }
+    [[nodiscard]] explicit operator bool() const { return dc_ != nullptr; }
+    void reset() noexcept {
+        if (HDC dc = std::exchange(dc_, nullptr)) ReleaseDC(window_, dc);
+        window_ = nullptr;
+    }
+
+private:
+    HWND window_ = nullptr;
+    HDC dc_ = nullptr;
+};
+
+// This thread's COM apartment, entered by enter() and left when the owner
+// goes. A thread already in another model keeps it as it is: that one is not
+// ours to end, and the owner holds nothing.
+class ComApartment {
+public:
+    ComApartment() = default;
+    [[nodiscard]] static ComApartment enter(DWORD model) noexcept {
+        ComApartment apartment;
+        apartment.entered_ = SUCCEEDED(CoInitializeEx(nullptr, model));
+        return apartment;
+    }
+    ComApartment(ComApartment&& other) noexcept : entered_(std::exchange(other.entered_, false)) {}
+    ComApartment& operator=(ComApartment&& other) noexcept {
+        if (this != &other) {
+            reset();
+            entered_ = std::exchange(other.entered_, false);
+        }
+        return *this;
+    }
+    ComApartment(const ComApartment&) = delete;
+    ComApartment& operator=(const ComApartment&) = delete;
+    ~ComApartment() { reset(); }
+
+    [[nodiscard]] explicit operator bool() const { return entered_; }
+    void reset() noexcept {
+        if (std::exchange(entered_, false)) CoUninitialize();
+    }
+
+private:
+    bool entered_ = false;
 };
 
 }  // namespace ombrix::win32

@@ -2,22 +2,18 @@
 
 #include "platform/win32/instance_win32.h"
 
+#include <utility>
+
 namespace ombrix::platform {
 
 NamedMutexInstance::NamedMutexInstance(const wchar_t* name) : name_(name) {}
 
-NamedMutexInstance::~NamedMutexInstance() {
-    if (mutex_) CloseHandle(mutex_);
-}
-
 bool NamedMutexInstance::anotherInstanceRunning() {
     if (mutex_) return false;
-    mutex_ = CreateMutexW(nullptr, FALSE, name_.c_str());
+    win32::UniqueKernelHandle mutex(CreateMutexW(nullptr, FALSE, name_.c_str()));
     const bool exists = GetLastError() == ERROR_ALREADY_EXISTS;
-    if (exists && mutex_) {
-        CloseHandle(mutex_);
-        mutex_ = nullptr;
-    }
+    // The first instance holds the name for its whole life; a second one lets go.
+    if (!exists) mutex_ = std::move(mutex);
     return exists;
 }
 

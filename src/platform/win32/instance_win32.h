@@ -7,19 +7,18 @@
 
 #include <windows.h>
 
+#include "platform/win32/handles.h"
+
 namespace ombrix::platform {
 
 class NamedMutexInstance final : public InstanceGuard {
 public:
     explicit NamedMutexInstance(const wchar_t* name = L"Local\\Ombrix.SingleInstance");
-    ~NamedMutexInstance() override;
-    NamedMutexInstance(const NamedMutexInstance&) = delete;
-    NamedMutexInstance& operator=(const NamedMutexInstance&) = delete;
     bool anotherInstanceRunning() override;
 
 private:
     std::wstring name_;
-    HANDLE mutex_ = nullptr;
+    win32::UniqueKernelHandle mutex_;
 };
 
 }  // namespace ombrix::platform

@@ -4,6 +4,7 @@
 
 #include <cwchar>
 
+#include "platform/failures.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -27,6 +28,7 @@ public:
             }
         } catch (...) {
             // Out of memory half-way: what was read is still a valid, shorter list.
+            platform::recordCurrentFailure();
         }
         return out;
     }

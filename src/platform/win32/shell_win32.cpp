@@ -4,6 +4,7 @@
 
 #include <optional>
 
+#include "platform/failures.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -29,19 +30,12 @@ std::optional<WORD> showStateOfWindowStyle(int style) {
 class Win32Shell final : public platform::Shell {
 public:
     bool open(const std::string& target, const std::string& workingFolder, int windowStyle) override {
-        try {
-            return openOrThrow(target, workingFolder, windowStyle);
-        } catch (...) {
-            return false;  // callers sit in timers: nothing may escape
-        }
+        // Callers sit in timers: nothing may escape.
+        return platform::guarded([&] { return openOrThrow(target, workingFolder, windowStyle); });
     }
 
     bool run(const std::string& commandLine, int windowStyle) override {
-        try {
-            return runOrThrow(commandLine, windowStyle);
-        } catch (...) {
-            return false;
-        }
+        return platform::guarded([&] { return runOrThrow(commandLine, windowStyle); });
     }
 
 private:

@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include "platform/failures.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
@@ -18,6 +19,7 @@ BOOL CALLBACK collectWindow(HWND hwnd, LPARAM param) {
         reinterpret_cast<std::vector<platform::WindowId>*>(param)->push_back(toId(hwnd));
         return TRUE;
     } catch (...) {
+        platform::recordCurrentFailure();
         return FALSE;  // out of memory: stop with what was gathered
     }
 }
@@ -27,20 +29,13 @@ public:
     platform::WindowId findByTitle(std::string_view title) override {
         // An empty title would name any untitled window, never what a list means.
         if (title.empty()) return 0;
-        try {
-            return toId(FindWindowW(nullptr, toWide(title).c_str()));
-        } catch (...) {
-            return 0;
-        }
+        return platform::guarded([&] { return toId(FindWindowW(nullptr, toWide(title).c_str())); });
     }
 
     platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
         if (className.empty()) return 0;
-        try {
-            return toId(FindWindowExW(nullptr, toHwnd(after), toWide(className).c_str(), nullptr));
-        } catch (...) {
-            return 0;
-        }
+        return platform::guarded(
+            [&] { return toId(FindWindowExW(nullptr, toHwnd(after), toWide(className).c_str(), nullptr)); });
     }
 
     std::vector<platform::WindowId> topLevelWindows() override {
@@ -48,6 +43,7 @@ public:
         try {
             out.reserve(256);
         } catch (...) {
+            platform::recordCurrentFailure();
             return {};
         }
         EnumWindows(&collectWindow, reinterpret_cast<LPARAM>(&out));
@@ -71,6 +67,7 @@ public:
                 buffer.assign(buffer.size() * 2, L'\0');
             }
         } catch (...) {
+            platform::recordCurrentFailure();
             return {};
         }
     }

@@ -63,8 +63,8 @@ public:
                 ti.hwnd = owner_.dialog_;
                 ti.uId = reinterpret_cast<UINT_PTR>(GetDlgItem(owner_.dialog_, c_.id));
                 ti.lpszText = w.data();
-                SendMessageW(owner_.tooltip_, TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&ti));
-                if (!value.empty()) SendMessageW(owner_.tooltip_, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&ti));
+                SendMessageW(owner_.tooltip_.get(), TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&ti));
+                if (!value.empty()) SendMessageW(owner_.tooltip_.get(), TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&ti));
                 return true;
             }
             case TextProperty::Tag:
@@ -136,15 +136,13 @@ DialogTranslation::DialogTranslation(HWND dialog, std::string formName, std::vec
       controls_(std::move(controls)),
       menu_(menu),
       menuEntries_(std::move(menuEntries)) {
-    tooltip_ = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP, CW_USEDEFAULT,
+    tooltip_.reset(CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP, CW_USEDEFAULT,
                                CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, dialog, nullptr, GetModuleHandleW(nullptr),
-                               nullptr);
-    if (tooltip_) SendMessageW(tooltip_, TTM_SETMAXTIPWIDTH, 0, 400);
+                               nullptr));
+    if (tooltip_) SendMessageW(tooltip_.get(), TTM_SETMAXTIPWIDTH, 0, 400);
 }
 
-DialogTranslation::~DialogTranslation() {
-    if (tooltip_) DestroyWindow(tooltip_);
-}
+DialogTranslation::~DialogTranslation() = default;
 
 void DialogTranslation::apply(Language& language) {
     Form form(*this);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/win32/handles.h"
 #include "support/form_translator.h"
 
 namespace ombrix {
@@ -29,8 +30,6 @@ public:
     DialogTranslation(HWND dialog, std::string formName, std::vector<NamedControl> controls, HMENU menu = nullptr,
                       std::vector<NamedControl> menuEntries = {});
     ~DialogTranslation();
-    DialogTranslation(const DialogTranslation&) = delete;
-    DialogTranslation& operator=(const DialogTranslation&) = delete;
 
     // Reads the form's section of the language file and applies it.
     void apply(Language& language);
@@ -46,7 +45,7 @@ private:
     std::vector<NamedControl> controls_;
     HMENU menu_;
     std::vector<NamedControl> menuEntries_;
-    HWND tooltip_ = nullptr;
+    UniqueWindow tooltip_;
     std::map<int, std::string> tags_;
     std::map<int, std::string> tips_;
     std::string formTag_;

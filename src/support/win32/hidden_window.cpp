@@ -2,7 +2,7 @@
 
 namespace ombrix::win32 {
 
-HWND createHiddenWindow(const wchar_t* className, DWORD exStyle, const wchar_t* title, HICON icon) {
+UniqueWindow createHiddenWindow(const wchar_t* className, DWORD exStyle, const wchar_t* title, HICON icon) {
     WNDCLASSW wc{};
     wc.lpfnWndProc = DefWindowProcW;
     wc.hInstance = GetModuleHandleW(nullptr);
@@ -10,8 +10,8 @@ HWND createHiddenWindow(const wchar_t* className, DWORD exStyle, const wchar_t* 
     wc.hIcon = icon;
     // A second registration of the same class fails harmlessly.
     RegisterClassW(&wc);
-    return CreateWindowExW(exStyle, className, title, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
-                           GetModuleHandleW(nullptr), nullptr);
+    return UniqueWindow(CreateWindowExW(exStyle, className, title, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                                        GetModuleHandleW(nullptr), nullptr));
 }
 
 }  // namespace ombrix::win32

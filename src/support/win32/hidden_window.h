@@ -4,8 +4,11 @@
 
 #include <windows.h>
 
+#include "platform/win32/handles.h"
+
 namespace ombrix::win32 {
 
-HWND createHiddenWindow(const wchar_t* className, DWORD exStyle = 0, const wchar_t* title = L"", HICON icon = nullptr);
+[[nodiscard]] UniqueWindow createHiddenWindow(const wchar_t* className, DWORD exStyle = 0, const wchar_t* title = L"",
+                                              HICON icon = nullptr);
 
 }  // namespace ombrix::win32

@@ -1,5 +1,6 @@
 #include "support/win32/notify_icon.h"
 
+#include "platform/failures.h"
 #include "support/win32/hidden_window.h"
 
 #include <commctrl.h>
@@ -48,18 +49,17 @@ NotifyIcon::NotifyIcon() : window_(createHiddenWindow(L"OmbrixNotifyIcon")), lay
 
 NotifyIcon::~NotifyIcon() {
     Hide();
-    if (subclassed_) RemoveWindowSubclass(window_, &NotifyIcon::SubclassProc, kSubclassId);
-    if (window_) DestroyWindow(window_);
+    if (subclassed_) RemoveWindowSubclass(window_.get(), &NotifyIcon::SubclassProc, kSubclassId);
 }
 
 bool NotifyIcon::call(DWORD message, UINT flags) {
     const std::wstring tip = tray::cutTip(tip_, layout_);
     if (layout_ == tray::Layout::Oldest) {
-        auto data = iconData<NOTIFYICONDATAA>(NOTIFYICONDATAA_V1_SIZE, window_, flags, icon_);
+        auto data = iconData<NOTIFYICONDATAA>(NOTIFYICONDATAA_V1_SIZE, window_.get(), flags, icon_);
         WideCharToMultiByte(CP_ACP, 0, tip.c_str(), -1, data.szTip, 64, nullptr, nullptr);
         return Shell_NotifyIconA(message, &data) != FALSE;
     }
-    auto data = iconData<NOTIFYICONDATAW>(NOTIFYICONDATAW_V2_SIZE, window_, flags, icon_);
+    auto data = iconData<NOTIFYICONDATAW>(NOTIFYICONDATAW_V2_SIZE, window_.get(), flags, icon_);
     wcsncpy(data.szTip, tip.c_str(), 127);
     return Shell_NotifyIconW(message, &data) != FALSE;
 }
@@ -85,7 +85,7 @@ bool NotifyIcon::Show() {
         return false;
     }
     if (!subclassed_) {
-        subclassed_ = SetWindowSubclass(window_, &NotifyIcon::SubclassProc, kSubclassId,
+        subclassed_ = SetWindowSubclass(window_.get(), &NotifyIcon::SubclassProc, kSubclassId,
                                         reinterpret_cast<DWORD_PTR>(this)) != FALSE;
         if (!subclassed_) {
             lastError_ = "Requires COMCTL32.DLL 4.72 or later";
@@ -107,7 +107,7 @@ bool NotifyIcon::BalloonShow(const std::wstring& title, const std::wstring& text
     if (!tray::balloonsAvailable(layout_) || !shown_) return false;
     NOTIFYICONDATAW data{};
     data.cbSize = NOTIFYICONDATAW_V2_SIZE;
-    data.hWnd = window_;
+    data.hWnd = window_.get();
     data.uID = kIconId;
     data.uFlags = NIF_INFO;
     wcsncpy(data.szInfo, text.c_str(), 255);
@@ -136,11 +136,8 @@ LRESULT CALLBACK NotifyIcon::SubclassProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM
     if (msg == tray::kCallbackMessage) {
         const tray::Event e = tray::decode(static_cast<unsigned long>(lp));
         if (e != tray::Event::None && self->onEvent) {
-            try {
-                self->onEvent(e);
-            } catch (...) {
-                // Nothing crosses the shell's callback.
-            }
+            // Nothing crosses the shell's callback.
+            platform::guarded([&] { self->onEvent(e); });
         }
         return 0;
     }

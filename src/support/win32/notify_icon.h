@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/win32/handles.h"
 #include "support/win32/tray_rules.h"
 
 namespace ombrix::win32 {
@@ -16,8 +17,6 @@ class NotifyIcon {
 public:
     NotifyIcon();
     ~NotifyIcon();
-    NotifyIcon(const NotifyIcon&) = delete;
-    NotifyIcon& operator=(const NotifyIcon&) = delete;
 
     // Properties.
     [[nodiscard]] HICON Icon() const { return icon_; }
@@ -41,7 +40,7 @@ public:
     std::function<void(tray::Event)> onEvent;
 
     [[nodiscard]] tray::Layout layout() const { return layout_; }
-    [[nodiscard]] HWND window() const { return window_; }
+    [[nodiscard]] HWND window() const { return window_.get(); }
     // Why Show failed the last time ("" when it did not).
     [[nodiscard]] const std::string& lastError() const { return lastError_; }
 
@@ -50,7 +49,7 @@ private:
     bool call(DWORD message, UINT flags);
     bool update(DWORD message);
 
-    HWND window_ = nullptr;
+    UniqueWindow window_;
     HICON icon_ = nullptr;
     std::wstring tip_;
     bool shown_ = false;

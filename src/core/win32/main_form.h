@@ -1,20 +1,19 @@
 #pragma once
-// The main form frmOmbrix and its companions (frmSplash, frmMessaggio,
-// frmChiusuraInCorso, frmOpzioni) as real dialogs. They read their controls,
-// call the controller and show what it returns; the decisions are the
-// controller's.
+// frmOmbrix: the main form. It reads its controls, calls the controller and
+// shows what it returns; the decisions are the controller's. It owns the
+// companions it shows (splash, notice, closing notice), the tray icon, and
+// the WM_TIMER of every program timer.
 
 #include <windows.h>
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 
 #include "core/main_view.h"
-#include "core/notices.h"
 #include "core/timers.h"
+#include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"
 #include "support/win32/notify_icon.h"
 
@@ -28,77 +27,14 @@ class Controller;
 
 namespace ombrix::win32 {
 
-// frmSplash: shown first; closes itself one second after closeSoon(). While
-// shown it keeps the task manager closed through `killTaskManager`.
-class SplashForm {
-public:
-    SplashForm(Language& language, HWND owner, std::function<void()> killTaskManager);
-    ~SplashForm();
-    void show();
-    void closeSoon();
-    void close();
-    [[nodiscard]] HWND window() const { return dialog_; }
+class ClosingForm;
+class NoticeForm;
+class SplashForm;
 
-private:
-    static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
-    Language& language_;
-    HWND owner_;
-    std::function<void()> killTaskManager_;
-    HWND dialog_ = nullptr;
-    std::unique_ptr<DialogTranslation> translation_;
-};
-
-// frmMessaggio: the notice that counts down and closes itself.
-class NoticeForm {
-public:
-    // The companions are owned by the main form's hidden owner: no task-bar buttons.
-    NoticeForm(Language& language, HWND owner);
-    ~NoticeForm();
-    void show(const std::string& text, const std::string& heading);
-    void close();
-    [[nodiscard]] HWND window() const { return dialog_; }
-
-private:
-    static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
-    void load();
-    void tick();
-    Language& language_;
-    HWND owner_;
-    HFONT bold_ = nullptr;
-    HWND dialog_ = nullptr;
-    std::unique_ptr<DialogTranslation> translation_;
-    core::NoticeLife life_;
-};
-
-// frmChiusuraInCorso: shown while the program shuts down.
-class ClosingForm {
-public:
-    ClosingForm(Language& language, HWND owner);
-    ~ClosingForm();
-    void show();
-    void setTopmost();
-    void close();
-    [[nodiscard]] HWND window() const { return dialog_; }
-
-private:
-    static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
-    Language& language_;
-    HWND owner_;
-    HWND dialog_ = nullptr;
-    std::unique_ptr<DialogTranslation> translation_;
-};
-
-// frmOpzioni: the administrator password, asked twice. Modal.
-// Returns true when the controller stored a new password.
-bool showOptionsForm(HWND owner, Language& language, core::Controller& controller);
-
-// frmOmbrix.
 class MainForm final : public core::MainView, public core::Timers {
 public:
     explicit MainForm(Language& language);
     ~MainForm() override;
-    MainForm(const MainForm&) = delete;
-    MainForm& operator=(const MainForm&) = delete;
 
     void setController(core::Controller* controller) { controller_ = controller; }
     // Called on every WM_TIMER with the timer it belongs to.
@@ -108,7 +44,7 @@ public:
     // Opens the visited-sites log (cmdLogSiti); the button is enabled only when set.
     std::function<void()> openLogViewer;
 
-    [[nodiscard]] HWND window() const { return dialog_; }
+    [[nodiscard]] HWND window() const { return dialog_.get(); }
     // For the message loop: the modeless dialogs that want IsDialogMessage.
     [[nodiscard]] bool handleDialogMessage(MSG& msg);
 
@@ -140,7 +76,7 @@ public:
     [[nodiscard]] bool isEnabled(core::TimerId id) const override;
 
     // The windows the task-manager timer keeps on top (the notice).
-    [[nodiscard]] HWND noticeWindow() const { return notice_ ? notice_->window() : nullptr; }
+    [[nodiscard]] HWND noticeWindow() const;
 
 private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
@@ -153,9 +89,11 @@ private:
 
     Language& language_;
     core::Controller* controller_ = nullptr;
-    HWND owner_ = nullptr;
-    HWND dialog_ = nullptr;
-    HMENU menu_ = nullptr;
+    // Declared in the order they are made, so that they go in reverse: the
+    // companions and the tray icon before the menu, the form and its owner.
+    UniqueWindow owner_;
+    UniqueWindow dialog_;
+    UniqueMenu menu_;
     bool unlocked_ = false;
     bool ended_ = false;
     std::map<core::TimerId, bool> timers_;

@@ -1,0 +1,60 @@
+#include "core/win32/closing_form.h"
+
+#include "core/notices.h"
+#include "core/win32/resource.h"
+#include "support/language.h"
+#include "support/win32/dialog_procedure.h"
+
+namespace ombrix::win32 {
+namespace {
+
+constexpr UINT_PTR kSecondsTimer = 1;
+
+}  // namespace
+
+ClosingForm::ClosingForm(Language& language, HWND owner) : language_(language), owner_(owner) {}
+
+ClosingForm::~ClosingForm() { close(); }
+
+void ClosingForm::show() {
+    if (dialog_) return;
+    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), owner_,
+                                     &ClosingForm::Proc, reinterpret_cast<LPARAM>(this)));
+    if (!dialog_) return;
+    translation_ = std::make_unique<DialogTranslation>(
+        dialog_.get(), "frmChiusuraInCorso", std::vector<NamedControl>{{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}});
+    translation_->apply(language_);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
+    SetTimer(dialog_.get(), kSecondsTimer, core::kClosingTickMs, nullptr);
+    ShowWindow(dialog_.get(), SW_SHOWNORMAL);
+    UpdateWindow(dialog_.get());
+}
+
+void ClosingForm::setTopmost() {
+    if (dialog_) SetWindowPos(dialog_.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
+}
+
+void ClosingForm::close() {
+    if (!dialog_) return;
+    translation_.reset();
+    dialog_.reset();
+}
+
+INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    ClosingForm* form = attachState<ClosingForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    if (msg == WM_INITDIALOG) return TRUE;
+    if (msg == WM_TIMER && wp == kSecondsTimer) {
+        platform::guarded([&] {
+            SYSTEMTIME now{};
+            GetLocalTime(&now);
+            setWindowText(GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),
+                          core::closingText(form->language_.TestoMessaggio("0300"), now.wSecond));
+        });
+        return TRUE;
+    }
+    if (msg == WM_CLOSE) return TRUE;  // it goes away with the program
+    return FALSE;
+}
+
+}  // namespace ombrix::win32

@@ -1,0 +1,371 @@
+#include "core/win32/main_form.h"
+
+#include <commctrl.h>
+
+#include "core/controller.h"
+#include "core/win32/closing_form.h"
+#include "core/win32/notice_form.h"
+#include "core/win32/options_form.h"
+#include "core/win32/program_icon.h"
+#include "core/win32/resource.h"
+#include "core/win32/splash_form.h"
+#include "platform/win32/wide.h"
+#include "support/language.h"
+#include "support/win32/dialog_procedure.h"
+#include "support/win32/hidden_window.h"
+
+namespace ombrix::win32 {
+namespace {
+
+// The program timers' ids on the main form, clear of any control's timer.
+constexpr UINT_PTR kFirstTimerId = 100;
+
+UINT_PTR timerIdOf(core::TimerId id) { return static_cast<UINT_PTR>(id) + kFirstTimerId; }
+
+// The administrator controls, hidden while the form is locked.
+constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CMBPROFILI, IDC_CMDPROFILI,
+                                  IDC_CMDPERIODI, IDC_CMDLOGSITI, IDC_CMDPASSWORD, IDC_CMDABILITATASKMANAGER,
+                                  IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDESCI};
+// Editors whose forms do not exist yet stay disabled.
+constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI};
+
+// The hidden owner that keeps the main form off the task bar.
+UniqueWindow makeOwnerWindow() {
+    return createHiddenWindow(L"OmbrixOwner", WS_EX_TOOLWINDOW, L"Ombrix", programIcon(32));
+}
+
+}  // namespace
+
+MainForm::MainForm(Language& language) : language_(language), owner_(makeOwnerWindow()) {
+    // WM_INITDIALOG has given the window to dialog_ already; a dialog that
+    // died while it was made leaves nothing to own.
+    if (!CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOMBRIX), owner_.get(), &MainForm::Proc,
+                            reinterpret_cast<LPARAM>(this))) {
+        (void)dialog_.release();
+    }
+    menu_.reset(LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDM_MNUMENU)));
+    tray_ = std::make_unique<NotifyIcon>();
+    tray_->onEvent = [this](tray::Event e) { onTray(e); };
+    notice_ = std::make_unique<NoticeForm>(language_, owner_.get());
+}
+
+MainForm::~MainForm() = default;
+
+HWND MainForm::noticeWindow() const { return notice_ ? notice_->window() : nullptr; }
+
+bool MainForm::handleDialogMessage(MSG& msg) {
+    for (HWND d : {dialog_.get(), noticeWindow(), closing_ ? closing_->window() : nullptr}) {
+        if (d && IsDialogMessageW(d, &msg)) return true;
+    }
+    return false;
+}
+
+void MainForm::applyIconAndLanguage() {
+    if (!dialog_) return;
+    SendMessageW(dialog_.get(), WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(programIcon(32)));
+    SendMessageW(dialog_.get(), WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
+    translation_ = std::make_unique<DialogTranslation>(
+        dialog_.get(), "frmOmbrix",
+        std::vector<NamedControl>{{IDC_LBLPASSWORD, "lblPassword"},
+                                  {IDC_TXTPASS, "txtPass"},
+                                  {IDC_CMDLOGIN, "cmdLogin"},
+                                  {IDC_FRAAMMINISTRAZIONE, "fraAmministrazione"},
+                                  {IDC_LBLPROFILO, "lblProfilo"},
+                                  {IDC_CMBPROFILI, "cmbProfili"},
+                                  {IDC_CMDPROFILI, "cmdProfili"},
+                                  {IDC_CMDPERIODI, "cmdPeriodi"},
+                                  {IDC_CMDLOGSITI, "cmdLogSiti"},
+                                  {IDC_CMDPASSWORD, "cmdPassword"},
+                                  {IDC_CMDABILITATASKMANAGER, "cmdAbilitaTaskManager"},
+                                  {IDC_CHKESECUZIONEAUTOMATICA, "chkEsecuzioneAutomatica"},
+                                  {IDC_CHKTASTIERAVIRTUALE, "chkTastieraVirtuale"},
+                                  {IDC_CMDESCI, "cmdEsci"},
+                                  {IDC_CMDMINIMIZZA, "cmdMinimizza"}},
+        GetSubMenu(menu_.get(), 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
+    translation_->apply(language_);
+    for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_.get(), id), FALSE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
+    setAdministratorMode(false);
+    tray_->setIcon(programIcon(16));
+    tray_->setToolTip(toWide(windowText(dialog_.get())));
+}
+
+void MainForm::showTrayIcon() { tray_->Show(); }
+
+void MainForm::keepNoticeOnTop() {
+    // Never activated: the next Ctrl+W must reach the browser's tab, not the notice.
+    HWND notice = noticeWindow();
+    if (notice && IsWindowVisible(notice)) {
+        SetWindowPos(notice, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE | SWP_SHOWWINDOW | SWP_NOACTIVATE);
+    }
+}
+
+void MainForm::showSplash() {
+    splash_ = std::make_unique<SplashForm>(language_, owner_.get(), [this] {
+        if (killTaskManager) killTaskManager();
+    });
+    splash_->show();
+}
+
+void MainForm::closeSplashSoon() {
+    if (splash_) splash_->closeSoon();
+}
+
+void MainForm::fillProfiles(const std::vector<core::ProfileItem>& profiles, int selected) {
+    HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
+    SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+    for (const auto& p : profiles) {
+        const std::wstring name = toWide(p.name);
+        SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
+    }
+    SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(selected), 0);
+}
+
+void MainForm::hideOwnerWindow() { ShowWindow(GetWindow(dialog_.get(), GW_OWNER), SW_HIDE); }
+
+void MainForm::minimise() { hideToTray(); }
+
+void MainForm::setTopmost(bool topmost) {
+    if (topmost) {
+        SetWindowPos(dialog_.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
+    } else {
+        SetWindowPos(dialog_.get(), HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    }
+}
+
+void MainForm::layout() {
+    // Locked: the form ends below the password row, with only "minimise" under it.
+    RECT r{0, 0, 250, unlocked_ ? 196 : 66};
+    MapDialogRect(dialog_.get(), &r);
+    RECT button{172, unlocked_ ? 174 : 44, 0, 0};
+    MapDialogRect(dialog_.get(), &button);
+    SetWindowPos(GetDlgItem(dialog_.get(), IDC_CMDMINIMIZZA), nullptr, button.left, button.top, 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    RECT frame = r;
+    AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrW(dialog_.get(), GWL_STYLE)), FALSE,
+                       static_cast<DWORD>(GetWindowLongPtrW(dialog_.get(), GWL_EXSTYLE)));
+    SetWindowPos(dialog_.get(), nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void MainForm::setAdministratorMode(bool unlocked) {
+    unlocked_ = unlocked;
+    for (int id : kAdminControls) ShowWindow(GetDlgItem(dialog_.get(), id), unlocked ? SW_SHOW : SW_HIDE);
+    EnableMenuItem(menu_.get(), IDM_MNUESCI, MF_BYCOMMAND | (unlocked ? MF_ENABLED : MF_GRAYED));
+    // Logged in, the password row has nothing more to do.
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_TXTPASS), unlocked ? FALSE : TRUE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGIN), unlocked ? FALSE : TRUE);
+    layout();
+    if (unlocked) SetFocus(GetDlgItem(dialog_.get(), IDC_CMBPROFILI));
+}
+
+void MainForm::clearPassword() { SetDlgItemTextW(dialog_.get(), IDC_TXTPASS, L""); }
+
+void MainForm::setAutostartChecked(bool checked) {
+    CheckDlgButton(dialog_.get(), IDC_CHKESECUZIONEAUTOMATICA, checked ? BST_CHECKED : BST_UNCHECKED);
+}
+
+void MainForm::setVirtualKeyboardChecked(bool checked) {
+    CheckDlgButton(dialog_.get(), IDC_CHKTASTIERAVIRTUALE, checked ? BST_CHECKED : BST_UNCHECKED);
+}
+
+void MainForm::setTaskManagerCaption(const std::string& caption) {
+    setWindowText(GetDlgItem(dialog_.get(), IDC_CMDABILITATASKMANAGER), caption);
+}
+
+bool MainForm::openOptions() {
+    // The splash is topmost: at the first start it would cover the form that asks for a password.
+    splash_.reset();
+    return controller_ && showOptionsForm(dialog_.get(), language_, *controller_);
+}
+
+void MainForm::showAndFocusPassword() {
+    ShowWindow(dialog_.get(), SW_SHOWNORMAL);
+    setTopmost(true);
+    SetForegroundWindow(dialog_.get());
+    SetFocus(GetDlgItem(dialog_.get(), IDC_TXTPASS));
+}
+
+void MainForm::showNotice(const std::string& text, const std::string& heading) { notice_->show(text, heading); }
+
+void MainForm::showClosingNotice() {
+    if (!closing_) closing_ = std::make_unique<ClosingForm>(language_, owner_.get());
+    closing_->show();
+}
+
+void MainForm::setClosingNoticeTopmost() {
+    if (closing_) closing_->setTopmost();
+}
+
+void MainForm::unloadOtherForms() {
+    splash_.reset();
+    if (notice_) notice_->close();
+}
+
+void MainForm::endProgram() {
+    if (ended_) return;
+    ended_ = true;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(core::TimerId::Count); ++i) {
+        KillTimer(dialog_.get(), timerIdOf(static_cast<core::TimerId>(i)));
+    }
+    tray_->Hide();
+    closing_.reset();
+    ShowWindow(dialog_.get(), SW_HIDE);
+    PostQuitMessage(0);
+}
+
+void MainForm::setEnabled(core::TimerId id, bool enabled) {
+    timers_[id] = enabled;
+    if (!dialog_) return;
+    if (enabled) {
+        SetTimer(dialog_.get(), timerIdOf(id), core::timerSpec(id).intervalMs, nullptr);
+    } else {
+        KillTimer(dialog_.get(), timerIdOf(id));
+    }
+}
+
+bool MainForm::isEnabled(core::TimerId id) const {
+    const auto it = timers_.find(id);
+    return it != timers_.end() && it->second;
+}
+
+void MainForm::hideToTray() {
+    tray_->MinimizeToTray(dialog_.get());
+    if (controller_) controller_->onMinimised();
+}
+
+void MainForm::showTrayMenu() {
+    HMENU popup = GetSubMenu(menu_.get(), 0);
+    POINT at{};
+    GetCursorPos(&at);
+    // The menu closes properly only when its owner is the foreground window.
+    SetForegroundWindow(dialog_.get());
+    TrackPopupMenu(popup, TPM_RIGHTBUTTON, at.x, at.y, 0, dialog_.get(), nullptr);
+    PostMessageW(dialog_.get(), WM_NULL, 0, 0);
+}
+
+void MainForm::onTray(tray::Event e) {
+    switch (e) {
+        case tray::Event::RightUp:
+        case tray::Event::LeftUp:
+            showTrayMenu();
+            break;
+        case tray::Event::LeftDoubleClick:
+            onCommand(IDM_MNUAPRI, 0);
+            break;
+        default:
+            break;
+    }
+}
+
+void MainForm::onCommand(int id, int code) {
+    if (!controller_ || ended_) return;
+    core::Controller& c = *controller_;
+    switch (id) {
+        case IDC_CMDLOGIN:
+        case IDOK:
+            if (!unlocked_) c.login(windowText(GetDlgItem(dialog_.get(), IDC_TXTPASS)));
+            break;
+        case IDC_CMBPROFILI:
+            if (code == CBN_SELCHANGE && unlocked_) {
+                HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
+                const LRESULT i = SendMessageW(combo, CB_GETCURSEL, 0, 0);
+                if (i >= 0) {
+                    const LRESULT n = SendMessageW(combo, CB_GETLBTEXTLEN, static_cast<WPARAM>(i), 0);
+                    std::wstring text(static_cast<std::size_t>(n > 0 ? n : 0) + 1, L'\0');
+                    SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text.data()));
+                    text.resize(static_cast<std::size_t>(n > 0 ? n : 0));
+                    c.onProfileChosen(fromWide(text));
+                }
+            }
+            break;
+        case IDC_CMDPASSWORD:
+            c.onOptionsClicked();
+            break;
+        case IDC_CMDLOGSITI:
+            if (unlocked_ && openLogViewer) openLogViewer();
+            break;
+        case IDC_CMDABILITATASKMANAGER:
+            c.onTaskManagerClicked();
+            break;
+        case IDC_CHKESECUZIONEAUTOMATICA:
+            if (code == BN_CLICKED) c.onAutostartClicked(IsDlgButtonChecked(dialog_.get(), id) == BST_CHECKED);
+            break;
+        case IDC_CHKTASTIERAVIRTUALE:
+            if (code == BN_CLICKED) c.onVirtualKeyboardClicked(IsDlgButtonChecked(dialog_.get(), id) == BST_CHECKED);
+            break;
+        case IDC_CMDESCI:
+            if (unlocked_) c.beginShutdown();
+            break;
+        case IDM_MNUESCI:
+            if (unlocked_) c.beginShutdown();
+            break;
+        case IDC_CMDMINIMIZZA:
+            hideToTray();
+            break;
+        case IDM_MNUAPRI:
+            showAndFocusPassword();
+            break;
+        // IDCANCEL comes only from Escape here (the close box arrives as
+        // WM_CLOSE): a stray key must not hide the form or log out.
+        default:
+            break;
+    }
+}
+
+INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
+    switch (msg) {
+        case WM_COMMAND:
+            platform::guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
+            return TRUE;
+        case WM_TIMER:
+            if (wp >= kFirstTimerId && wp < kFirstTimerId + static_cast<WPARAM>(core::TimerId::Count)) {
+                const auto id = static_cast<core::TimerId>(wp - kFirstTimerId);
+                platform::guarded([&] {
+                    if (onTimer) onTimer(id);
+                });
+            }
+            return TRUE;
+        case WM_SYSCOMMAND:
+            if ((wp & 0xFFF0) == SC_MINIMIZE) {
+                platform::guarded([&] { hideToTray(); });
+                return TRUE;
+            }
+            return FALSE;
+        case WM_CLOSE:
+            platform::guarded([&] {
+                if (!controller_ || controller_->refuseClose(core::Controller::CloseRequest::ControlBox)) {
+                    tray_->MinimizeToTray(dialog_.get());
+                }
+            });
+            return TRUE;
+        case WM_QUERYENDSESSION:
+            SetWindowLongPtrW(dialog_.get(), DWLP_MSGRESULT, TRUE);
+            return TRUE;
+        case WM_ENDSESSION:
+            if (wp) {
+                platform::guarded([&] {
+                    // Windows is going down: give the machine back and close the store now.
+                    if (controller_ && controller_->refuseClose(core::Controller::CloseRequest::WindowsShutdown) == false) {
+                        controller_->beginShutdown();
+                        controller_->tickEsci();
+                    }
+                });
+            }
+            return TRUE;
+        default:
+            return FALSE;
+    }
+}
+
+INT_PTR CALLBACK MainForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    MainForm* form = attachState<MainForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    if (msg == WM_INITDIALOG) {
+        form->dialog_.reset(dialog);
+        return TRUE;
+    }
+    return form->handle(msg, wp, lp);
+}
+
+}  // namespace ombrix::win32

@@ -1,0 +1,43 @@
+#pragma once
+// frmMessaggio: the notice that counts down and closes itself. Kept on top
+// at the bottom right of the work area, without taking the focus.
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+#include "core/notices.h"
+#include "platform/win32/handles.h"
+#include "support/win32/dialog_translation.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::win32 {
+
+class NoticeForm {
+public:
+    // Owned by the main form's hidden owner: no task-bar button.
+    NoticeForm(Language& language, HWND owner);
+    ~NoticeForm();
+
+    // A notice already on show gets the new text and keeps its countdown.
+    void show(const std::string& text, const std::string& heading);
+    void close();
+    [[nodiscard]] HWND window() const { return dialog_.get(); }
+
+private:
+    static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
+    void load();
+    void tick();
+    Language& language_;
+    HWND owner_;
+    UniqueFont bold_;
+    UniqueWindow dialog_;
+    std::unique_ptr<DialogTranslation> translation_;
+    core::NoticeLife life_;
+};
+
+}  // namespace ombrix::win32

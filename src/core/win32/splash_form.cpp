@@ -1,0 +1,56 @@
+#include "core/win32/splash_form.h"
+
+#include "core/win32/resource.h"
+#include "support/win32/dialog_procedure.h"
+
+namespace ombrix::win32 {
+namespace {
+
+constexpr UINT_PTR kKillTimer = 1;
+constexpr UINT_PTR kCloseTimer = 2;
+
+}  // namespace
+
+SplashForm::SplashForm(Language& language, HWND owner, std::function<void()> killTaskManager)
+    : language_(language), owner_(owner), killTaskManager_(std::move(killTaskManager)) {}
+
+SplashForm::~SplashForm() { close(); }
+
+void SplashForm::show() {
+    if (dialog_) return;
+    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), owner_,
+                                     &SplashForm::Proc, reinterpret_cast<LPARAM>(this)));
+    if (!dialog_) return;
+    translation_ = std::make_unique<DialogTranslation>(dialog_.get(), "frmSplash",
+                                                       std::vector<NamedControl>{{IDC_LBLSPLASH, "lblSplash"}});
+    translation_->apply(language_);
+    SetTimer(dialog_.get(), kKillTimer, 100, nullptr);
+    ShowWindow(dialog_.get(), SW_SHOWNORMAL);
+    UpdateWindow(dialog_.get());
+}
+
+void SplashForm::closeSoon() {
+    if (dialog_) SetTimer(dialog_.get(), kCloseTimer, 1000, nullptr);
+}
+
+void SplashForm::close() {
+    if (!dialog_) return;
+    translation_.reset();
+    dialog_.reset();
+}
+
+INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    SplashForm* form = attachState<SplashForm>(dialog, msg, lp);
+    if (!form) return FALSE;
+    if (msg == WM_INITDIALOG) return TRUE;
+    if (msg == WM_TIMER) {
+        platform::guarded([&] {
+            if (wp == kKillTimer && form->killTaskManager_) form->killTaskManager_();
+            if (wp == kCloseTimer) form->close();
+        });
+        return TRUE;
+    }
+    return FALSE;
+}
+
+}  // namespace ombrix::win32

@@ -1,0 +1,92 @@
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "platform/win32/handles.h"
+
+namespace ombrix::win32 {
+namespace {
+
+// Records, as its window is destroyed, whether the owner still held it.
+struct DestroyProbe {
+    const UniqueWindow* owner = nullptr;
+    bool destroyed = false;
+    bool ownedWhileDestroyed = false;
+};
+
+LRESULT CALLBACK probeProc(HWND window, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg == WM_NCCREATE) {
+        SetWindowLongPtrW(window, GWLP_USERDATA,
+                          reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTW*>(lp)->lpCreateParams));
+    }
+    if (msg == WM_DESTROY) {
+        auto* probe = reinterpret_cast<DestroyProbe*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+        probe->destroyed = true;
+        probe->ownedWhileDestroyed = probe->owner->get() == window;
+    }
+    return DefWindowProcW(window, msg, wp, lp);
+}
+
+UniqueWindow probeWindow(DestroyProbe& probe) {
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = probeProc;
+    wc.hInstance = GetModuleHandleW(nullptr);
+    wc.lpszClassName = L"OmbrixTestDestroyProbe";
+    RegisterClassW(&wc);
+    return UniqueWindow(CreateWindowExW(0, wc.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                                        GetModuleHandleW(nullptr), &probe));
+}
+
+TEST(Owners, MoveLeaveEmptyLetGoBeforeClosingAndEndWhatTheyBegan) {
+    // A window: a move hands it over whole; reset destroys it, and a window
+    // being destroyed no longer finds itself owned (it may call back into
+    // the form that owns it).
+    DestroyProbe probe;
+    UniqueWindow first = probeWindow(probe);
+    ASSERT_TRUE(first);
+    UniqueWindow second(std::move(first));
+    EXPECT_FALSE(first);
+    EXPECT_FALSE(probe.destroyed) << "a move destroyed the window";
+    probe.owner = &second;
+    second.reset();
+    EXPECT_TRUE(probe.destroyed);
+    EXPECT_FALSE(probe.ownedWhileDestroyed) << "the owner still held the window it was destroying";
+
+    DestroyProbe kept;
+    UniqueWindow owner = probeWindow(kept);
+    kept.owner = &owner;
+    const HWND released = owner.release();
+    EXPECT_TRUE(IsWindow(released)) << "release destroyed the window";
+    UniqueWindow again(released);
+
+    // A VARIANT: its string moves with it, and put() clears what was held.
+    UniqueVariant text = UniqueVariant::ofString(L"abc", 3);
+    ASSERT_EQ(text->vt, VT_BSTR);
+    UniqueVariant moved(std::move(text));
+    EXPECT_EQ(text->vt, VT_EMPTY);
+    EXPECT_EQ(SysStringLen(moved->bstrVal), 3u);
+    EXPECT_EQ(moved.put()->vt, VT_EMPTY);
+
+    // The COM apartment, on a thread of its own so no other test's COM is in the way.
+    std::thread([] {
+        {
+            ComApartment outer = ComApartment::enter(COINIT_APARTMENTTHREADED);
+            EXPECT_TRUE(outer);
+            const ComApartment nested = ComApartment::enter(COINIT_APARTMENTTHREADED);
+            EXPECT_TRUE(nested) << "a second entry in the same model is counted and must be left too";
+            const ComApartment otherModel = ComApartment::enter(COINIT_MULTITHREADED);
+            EXPECT_FALSE(otherModel) << "an apartment of another model is not ours to end";
+            ComApartment taken(std::move(outer));
+            EXPECT_FALSE(outer);
+        }
+        // Every entry was left: the thread may now choose another model.
+        const HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        EXPECT_EQ(hr, S_OK);
+        if (SUCCEEDED(hr)) CoUninitialize();
+    }).join();
+}
+
+}  // namespace
+}  // namespace ombrix::win32
