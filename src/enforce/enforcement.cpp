@@ -67,7 +67,6 @@ void Enforcement::setProfile(long long, const core::ProfileSwitches& switches) {
 void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
     m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, false);
     elencoSiti_ = loadSiteList(m_.db, profileId);
-    if (!elencoSiti_.empty()) m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, true);
     // A missing row reads as a false SitiProibiti: an allowed list, so a
     // profile deleted while in use blocks every page rather than none. Only
     // "no profile" (0, put in use by the shutdown) and a store that cannot be
