@@ -116,17 +116,6 @@ public:
     std::uint64_t tickMilliseconds() override { return ms; }
 };
 
-// Runs `during` (once per call) to play other timers ticking inside a handler.
-class ScriptedPump final : public platform::EventPump {
-public:
-    int calls = 0;
-    std::function<void()> during;
-    void doEvents() override {
-        ++calls;
-        if (during) during();
-    }
-};
-
 class FakeHost final : public enforce::EnforcementHost {
 public:
     explicit FakeHost(Journal& j) : journal_(j) {}
@@ -191,7 +180,7 @@ struct EnforcementRig {
     core::Database db;
     FakeTimers timers{journal};
     FakeProcesses processes{journal};
-    ScriptedPump pump;
+    FakePump pump;
     FakeDesktop windows{&journal};
     FakeKeyboard keyboard;
     FakeBrowsers browsers{processes, journal};
