@@ -93,20 +93,13 @@ public:
     }
     // Its top-level windows, shown or not.
     [[nodiscard]] std::vector<HWND> windows() const {
-        struct Search {
-            DWORD pid;
-            std::vector<HWND> found;
-        } search{id_, {}};
-        EnumWindows(
-            [](HWND w, LPARAM p) -> BOOL {
-                auto* s = reinterpret_cast<Search*>(p);
-                DWORD pid = 0;
-                GetWindowThreadProcessId(w, &pid);
-                if (pid == s->pid) s->found.push_back(w);
-                return TRUE;
-            },
-            reinterpret_cast<LPARAM>(&search));
-        return search.found;
+        std::vector<HWND> found;
+        for (HWND w = GetTopWindow(nullptr); w != nullptr; w = GetWindow(w, GW_HWNDNEXT)) {
+            DWORD pid = 0;
+            GetWindowThreadProcessId(w, &pid);
+            if (pid == id_) found.push_back(w);
+        }
+        return found;
     }
 
 private:
