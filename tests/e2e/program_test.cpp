@@ -15,10 +15,11 @@ using namespace std::chrono_literals;
 class ProgramTest : public InstalledProgram {
 protected:
     [[nodiscard]] HWND trayWindow() const {
-        for (HWND w : program->windows()) {
-            wchar_t cls[64] = {};
-            GetClassNameW(w, cls, 64);
-            if (std::wstring(cls) == L"OmbrixNotifyIcon") return w;
+        HWND w = nullptr;
+        while ((w = FindWindowExW(nullptr, w, L"OmbrixNotifyIcon", nullptr)) != nullptr) {
+            DWORD pid = 0;
+            GetWindowThreadProcessId(w, &pid);
+            if (pid == program->id()) return w;
         }
         return nullptr;
     }
@@ -57,7 +58,8 @@ TEST_F(ProgramTest, StartsOnTopWithoutTaskBarButtonAndASecondStartEndsSilently) 
     EXPECT_EQ(mainFormCount(), 1) << "no second main form, no message";
 }
 
-TEST_F(ProgramTest, AWrongPasswordOpensNothingTheRightOneOpensTheAdministratorControls) {
+TEST_F(ProgramTest, TheRightPasswordOpensTheAdministratorControlsEscapeKeepsThemTheComboChoosesAProfile) {
+    install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Laboratorio', -1);");
     HWND main = start();
     ASSERT_TRUE(main);
     login(main, L"segreta1");
@@ -70,6 +72,18 @@ TEST_F(ProgramTest, AWrongPasswordOpensNothingTheRightOneOpensTheAdministratorCo
     EXPECT_EQ(text(GetDlgItem(main, IDC_TXTPASS)), L"") << "the password box is cleared";
     EXPECT_FALSE(IsWindowEnabled(GetDlgItem(main, IDC_CMDPROFILI))) << "no profile editor yet";
     screenshot("frmOmbrix-administrator");
+
+    bringToFront(main);
+    pressKey(VK_ESCAPE);
+    EXPECT_FALSE(waitFor([&] { return !visible(main) || !adminShown(main); }, 1500ms)) << "Escape hid or locked";
+
+    HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
+    EXPECT_EQ(SendMessageW(combo, CB_GETCOUNT, 0, 0), 2);
+    EXPECT_EQ(SendMessageW(combo, CB_GETCURSEL, 0, 0), 0);
+    click(combo);
+    pressKey(VK_DOWN);
+    pressKey(VK_RETURN);
+    EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT IDProfiloInUso FROM Opzioni;") == "2"; }));
 }
 
 TEST_F(ProgramTest, TheFirstStartAsksForAPasswordInPlainSight) {
@@ -94,31 +108,6 @@ TEST_F(ProgramTest, TheFirstStartAsksForAPasswordInPlainSight) {
     ASSERT_TRUE(waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }));
     login(main, L"Prima1");
     EXPECT_TRUE(waitFor([&] { return adminShown(main); }));
-}
-
-TEST_F(ProgramTest, EscapeNeitherHidesTheFormNorLocksIt) {
-    HWND main = start();
-    ASSERT_TRUE(main);
-    login(main, L"Segreta1");
-    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
-    bringToFront(main);
-    pressKey(VK_ESCAPE);
-    EXPECT_FALSE(waitFor([&] { return !visible(main) || !adminShown(main); }, 1500ms));
-}
-
-TEST_F(ProgramTest, TheProfileComboPutsAnotherProfileInUse) {
-    install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Laboratorio', -1);");
-    HWND main = start();
-    ASSERT_TRUE(main);
-    login(main, L"Segreta1");
-    ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
-    HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
-    EXPECT_EQ(SendMessageW(combo, CB_GETCOUNT, 0, 0), 2);
-    EXPECT_EQ(SendMessageW(combo, CB_GETCURSEL, 0, 0), 0);
-    click(combo);
-    pressKey(VK_DOWN);
-    pressKey(VK_RETURN);
-    EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT IDProfiloInUso FROM Opzioni;") == "2"; }));
 }
 
 TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {

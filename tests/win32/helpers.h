@@ -198,6 +198,8 @@ inline bool trayIconPresent(HWND owner) {
     return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
 }
 
+inline bool topmost(HWND w) { return (GetWindowLongW(w, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0; }
+
 // A plain top-level window of this thread.
 class OwnWindow {
 public:
