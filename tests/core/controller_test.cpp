@@ -348,23 +348,6 @@ TEST_F(ControllerTest, NoticesTakeTheirHeadingAndRespectTheSwitch) {
     EXPECT_EQ(view.notices.size(), shown) << "the profile hides notices";
 }
 
-TEST(NoticeCountdown, CountsFromElevenAndClosesAfterTenSeconds) {
-    const NoticeCountdown c(1000);
-    const struct {
-        std::uint64_t now;
-        const char* caption;
-        bool closes;
-    } cases[] = {
-        {1000, "OK (11)", false}, {1499, "OK (11)", false}, {1500, "OK (10)", false}, {6000, "OK (6)", false},
-        {10499, "OK (2)", false}, {11000, "OK (1)", false}, {11499, "OK (1)", false}, {11500, "OK (0)", true},
-        {500, "OK (11)", false},  // a clock that went back counts as no time
-    };
-    for (const auto& k : cases) {
-        EXPECT_EQ(c.caption(k.now), k.caption) << k.now;
-        EXPECT_EQ(c.shouldClose(k.now), k.closes) << k.now;
-    }
-}
-
 // A window that keeps reappearing sends a notice every second: the form still
 // closes about 10 s after it was loaded, and the next notice loads it again.
 TEST(NoticeLife, AStreamOfNoticesDoesNotKeepItOpen) {

@@ -5,6 +5,7 @@
 // pump that may run other code, and a host that records notices and pages.
 // Every call lands in one journal, so tests can check the order across fakes.
 
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <map>
@@ -41,7 +42,6 @@ public:
     std::string shellList;                            // ElencoFinestreShell
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
     std::map<std::string, std::string> dde;           // service -> address
-    int reads = 0;
 
     // Starts a browser's process showing an address.
     void open(Browser& b, std::string address, int survivesKills = 0) {
@@ -52,18 +52,9 @@ public:
     std::string IndirizzoChrome() override { return read(chrome); }
     std::string IndirizzoEdge() override { return read(edge); }
     std::string IndirizzoFirefox() override { return read(firefox); }
-    std::string ElencoFinestreShell() override {
-        journal_.add("read shell list");
-        return shellList;
-    }
-    std::string IndirizzoDDE(const std::string& service) override {
-        const auto it = dde.find(service);
-        return it == dde.end() ? std::string() : it->second;
-    }
-    std::vector<platform::ShellBrowserWindow> windows() override {
-        journal_.add("read shell windows");
-        return shell;
-    }
+    std::string ElencoFinestreShell() override { return shellList; }
+    std::string IndirizzoDDE(const std::string& service) override { return dde.count(service) ? dde[service] : ""; }
+    std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
 
     // Ctrl+W reaches the browser read last, as the one in front.
@@ -78,13 +69,11 @@ public:
 
 private:
     std::string read(Browser& b) {
-        ++reads;
         journal_.add("read " + b.image);
         foreground_ = &b;
-        for (const auto& p : processes_.running) {
-            if (p.name == b.image) return b.address;
-        }
-        return {};
+        const auto& running = processes_.running;
+        const bool runs = std::any_of(running.begin(), running.end(), [&](const auto& p) { return p.name == b.image; });
+        return runs ? b.address : std::string();
     }
 
     FakeProcesses& processes_;
