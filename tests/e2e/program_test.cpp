@@ -29,12 +29,9 @@ protected:
 // Main forms of every process on the desktop.
 int mainFormCount() {
     int count = 0;
-    EnumWindows(
-        [](HWND w, LPARAM lp) -> BOOL {
-            if (GetDlgItem(w, IDC_TXTPASS) && GetDlgItem(w, IDC_CMDLOGIN)) ++*reinterpret_cast<int*>(lp);
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&count));
+    for (HWND w = GetTopWindow(nullptr); w != nullptr; w = GetWindow(w, GW_HWNDNEXT)) {
+        count += GetDlgItem(w, IDC_TXTPASS) && GetDlgItem(w, IDC_CMDLOGIN) ? 1 : 0;
+    }
     return count;
 }
 

@@ -40,9 +40,7 @@ bool waitFor(Condition done, std::chrono::milliseconds patience = kPatience) {
     return true;
 }
 // Lets this thread's messages run for a while.
-inline void pause(std::chrono::milliseconds spell) {
-    waitFor([] { return false; }, spell);
-}
+inline void pause(std::chrono::milliseconds spell) { waitFor([] { return false; }, spell); }
 
 inline std::string quoted(const std::string& s) { return "\"" + s + "\""; }
 
@@ -153,15 +151,11 @@ inline HWND waitForWindow(const std::string& log) {
 class MachineDefaultValue {
 public:
     MachineDefaultValue(std::wstring key, const std::wstring& value) : key_(std::move(key)) {
-        HKEY k = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_.c_str(), 0, KEY_READ, &k) == ERROR_SUCCESS) {
-            wchar_t buffer[1024] = {};
-            DWORD size = sizeof buffer - sizeof(wchar_t);
-            if (RegQueryValueExW(k, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) ==
-                ERROR_SUCCESS) {
-                previous_ = buffer;
-            }
-            RegCloseKey(k);
+        wchar_t buffer[1024] = {};
+        DWORD size = sizeof buffer;
+        if (RegGetValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size) ==
+            ERROR_SUCCESS) {
+            previous_ = buffer;
         }
         ok_ = write(value);
     }

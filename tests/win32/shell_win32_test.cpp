@@ -27,19 +27,6 @@ void endRecorder(const std::string& log) {
     if (const auto pid = test::waitForLine(log, "start")) machine().processes().terminate(std::stoul(*pid));
 }
 
-TEST(Win32Shell, RunStartsTheProgramInTheRequestedWindowStyle) {
-    const std::pair<int, int> cases[] = {{0, SW_HIDE},          {1, SW_SHOWNORMAL},     {2, SW_SHOWMINIMIZED},
-                                         {3, SW_SHOWMAXIMIZED}, {4, SW_SHOWNOACTIVATE}, {6, SW_SHOWMINNOACTIVE}};
-    test::TempDir dir;
-    for (const auto& [style, showState] : cases) {
-        SCOPED_TRACE(style);
-        const std::string log = dir.file("style" + std::to_string(style) + ".log");
-        ASSERT_TRUE(machine().shell().run(recorderLine(log), style));
-        EXPECT_EQ(test::waitForLine(log, "show"), "1 " + std::to_string(showState)) << "what the program is told";
-        endRecorder(log);
-    }
-}
-
 // As the kiosk launcher runs "<Program Files>\internet explorer\iexplore -k <address>".
 TEST(Win32Shell, RunResolvesAnUnquotedPathWithBlanksAndNoExtension) {
     test::TempDir dir;

@@ -4,25 +4,23 @@
 
 #include <algorithm>
 
-#include "fakes/fixtures.h"
 #include "helpers.h"
 #include "platform/win32/machine.h"
 
-// Finding, closing and showing a window of another program by its title, and
-// finding one by class, are the end-to-end tests' (a forbidden window, the
-// browsers' windows); here is what they do not reach.
+// Finding, closing and showing a window of another program by its title,
+// finding one by class and keeping a notice on top without taking the focus
+// are the end-to-end tests' (a forbidden window, the browsers' windows, the
+// notices); here is what they do not reach.
 namespace ombrix::win32 {
 namespace {
 
 using test::OwnWindow;
 
 platform::WindowId id(HWND hwnd) { return reinterpret_cast<platform::WindowId>(hwnd); }
-using test::topmost;
 
 class Win32WindowsTest : public ::testing::Test {
 protected:
     platform::WindowSystem& windows = machine().windows();
-    test::TempDir dir;
 };
 
 TEST_F(Win32WindowsTest, OnlyTheWholeTitleFindsAWindow) {
@@ -33,32 +31,6 @@ TEST_F(Win32WindowsTest, OnlyTheWholeTitleFindsAWindow) {
     EXPECT_EQ(windows.findByTitle(""), 0u) << "an empty title names no window";
     const OwnWindow untitled(L"");
     EXPECT_EQ(windows.findByTitle(""), 0u) << "not even an untitled one";
-}
-
-TEST_F(Win32WindowsTest, TopmostTogglesWithoutMovingOrActivating) {
-    const OwnWindow own(L"Ombrix prova in primo piano", WS_OVERLAPPEDWINDOW | WS_VISIBLE);
-    const OwnWindow active(L"Ombrix finestra attiva");
-    SetActiveWindow(active.get());
-    const std::string log = dir.file("topmost.log");
-    test::StartedProgram program = test::startRecorder(test::recorderPath(), log, "Ombrix prova altrui");
-    const HWND foreign = test::waitForWindow(log);
-    ASSERT_NE(foreign, nullptr);
-
-    for (const HWND hwnd : {own.get(), foreign}) {
-        RECT before{}, after{};
-        GetWindowRect(hwnd, &before);
-        const HWND activeBefore = GetActiveWindow();
-        ASSERT_FALSE(topmost(hwnd));
-        windows.setTopmost(id(hwnd), true);
-        EXPECT_TRUE(test::waitFor([&] { return topmost(hwnd); }));
-        windows.setTopmost(id(hwnd), true);  // twice is the same
-        EXPECT_TRUE(topmost(hwnd));
-        windows.setTopmost(id(hwnd), false);
-        EXPECT_TRUE(test::waitFor([&] { return !topmost(hwnd); }));
-        GetWindowRect(hwnd, &after);
-        EXPECT_TRUE(EqualRect(&before, &after));
-        EXPECT_EQ(GetActiveWindow(), activeBefore);
-    }
 }
 
 TEST_F(Win32WindowsTest, EveryTopLevelTitleComesBackWholeAndInUtf8) {
