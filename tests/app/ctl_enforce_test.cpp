@@ -56,9 +56,7 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
         EXPECT_EQ(run({"check", c.profile, c.address}), kOk) << err.str();
         EXPECT_EQ(out.str(), c.line) << c.profile << " " << c.address;
     }
-}
-
-TEST_F(CtlEnforce, CheckReadsManyAddresses) {
+    // Many addresses from standard input, one a line.
     EXPECT_EQ(run({"check", "Chiosco", "-"}, "https://scuola.it/\r\nhttps://video.example/\n\nabout:blank\nlast"), kOk);
     EXPECT_EQ(out.str(), "allowed .scuola.it\nblocked 0182\nallowed\nallowed\nblocked 0182\n");
 }

@@ -136,14 +136,6 @@ TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
     EXPECT_EQ(journal.find("view topmost"), -1);
 }
 
-TEST_F(ControllerTest, AStoreWithoutPasswordAsksForOneFirst) {
-    sql("UPDATE Opzioni SET PasswordAdmin = NULL;");
-    view.onOptions = [&] { return controller().savePassword("Nuova1", "Nuova1"); };
-    controller().startUp();
-    EXPECT_EQ(journal.count("view options"), 1);
-    EXPECT_TRUE(controller().login("Nuova1"));
-}
-
 TEST_F(ControllerTest, ChoosingAProfileFromTheCombo) {
     sql("INSERT INTO Profili (IDProfilo, Profilo, PaginaPredefinita, SitiProibiti) "
         "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
@@ -277,7 +269,9 @@ TEST_F(ControllerTest, StartUpRefreshesAnAutostartEntryThatPointsElsewhere) {
     EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Altro"), "C:\\altro.exe");
 }
 
-TEST_F(ControllerTest, TaskManagerButtonTogglesTheLock) {
+// The task manager button toggles the lock; hiding the form locks it again,
+// and only the shutdown or Windows ends the program.
+TEST_F(ControllerTest, TheTaskManagerLockAndWhatEndsTheProgram) {
     controller().startUp();
     controller().onTaskManagerClicked();
     EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager)) << "refused before login";
@@ -288,11 +282,7 @@ TEST_F(ControllerTest, TaskManagerButtonTogglesTheLock) {
     controller().onTaskManagerClicked();
     EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager));
     EXPECT_EQ(view.taskManagerCaption, "text 0149");
-}
 
-TEST_F(ControllerTest, OnlyTheShutdownOrWindowsEndsTheProgram) {
-    controller().startUp();
-    ASSERT_TRUE(controller().login("segreta"));
     controller().onTaskManagerClicked();  // the administrator let the task manager run
     EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::ControlBox));
     EXPECT_EQ(view.taskManagerCaption, "text 0163");

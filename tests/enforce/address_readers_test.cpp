@@ -20,26 +20,23 @@ constexpr const char* kFirefoxBar = "Cerca con Google o inserisci un indirizzo";
 // The list the shell windows are written into, and its two readers: every
 // address (the log timer) and the last one (the Internet Explorer blockers).
 TEST(ShellWindowList, FormatAndReaders) {
+    const std::string S = "\xC2\xA7";  // the section sign between number and address
     const std::pair<std::vector<std::string>, std::string> formats[] = {
         {{}, ""},
-        {{"http://a", "ftp://b"},
-         "1\xC2\xA7http://a|2\xC2\xA7"
-         "ftp://b|"},
-        {{"about:blank", "https://c/x?y=1", "file:///C:/x", "ftp://d"},
-         "1\xC2\xA7https://c/x?y=1|2\xC2\xA7"
-         "ftp://d|"},
-        {{"HTTP://UPPER", "http://lower"}, "1\xC2\xA7http://lower|"},  // the scheme test compares case
+        {{"http://a", "ftp://b"}, "1" + S + "http://a|2" + S + "ftp://b|"},
+        {{"about:blank", "https://c/x?y=1", "file:///C:/x", "ftp://d"}, "1" + S + "https://c/x?y=1|2" + S + "ftp://d|"},
+        {{"HTTP://UPPER", "http://lower"}, "1" + S + "http://lower|"},  // the scheme test compares case
     };
     for (const auto& [addresses, list] : formats) EXPECT_EQ(ElencoFinestreShell(addresses), list) << list;
 
     const std::pair<std::string, std::vector<std::string>> lists[] = {
         {"", {}},
-        {"1\xC2\xA7http://a", {}},  // no closing "|": the only piece is the last, never read
-        {"1\xC2\xA7http://a|", {"http://a"}},
-        {"1\xC2\xA7http://a|junk|", {"http://a"}},  // a piece without a second field
-        {"1\xC2\xA7http://a|b|2\xC2\xA7http://c|", {"http://a", "http://c"}},
-        {"1\xC2\xA7http://x\xC2\xA7y|", {"http://x"}},  // only the second field is kept
-        {"1\xC2\xA7|", {""}},
+        {"1" + S + "http://a", {}},  // no closing "|": the only piece is the last, never read
+        {"1" + S + "http://a|", {"http://a"}},
+        {"1" + S + "http://a|junk|", {"http://a"}},  // a piece without a second field
+        {"1" + S + "http://a|b|2" + S + "http://c|", {"http://a", "http://c"}},
+        {"1" + S + "http://x" + S + "y|", {"http://x"}},  // only the second field is kept
+        {"1" + S + "|", {""}},
         {"|||", {}},
     };
     for (const auto& [list, addresses] : lists) {
@@ -57,9 +54,7 @@ TEST(SchemeCompletion, HiddenSchemesGetHttp) {
     const Case cases[] = {
         {Browser::Chrome, "example.org/path", "http://example.org/path"},
         {Browser::Chrome, "chrome://settings", "chrome://settings"},
-        {Browser::Chrome, "chrome-extension://x/y", "chrome-extension://x/y"},
         {Browser::Chrome, "about:blank", "about:blank"},
-        {Browser::Chrome, "https://x.org", "https://x.org"},
         {Browser::Chrome, "httpbin.org", "httpbin.org"},  // begins with "http": left alone
         {Browser::Chrome, "edge://settings", "http://edge://settings"},
         {Browser::Chrome, "about", "http://about"},
@@ -68,17 +63,6 @@ TEST(SchemeCompletion, HiddenSchemesGetHttp) {
         {Browser::Edge, "example.org", "http://example.org"},
     };
     for (const auto& c : cases) EXPECT_EQ(completeScheme(c.lowered, c.browser), c.expected) << c.lowered;
-}
-
-TEST(DdeReply, FirstQuotedField) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"\"http://a/\",\"Title\",\"\"", "http://a/"},
-        {"\"\",\"Title\"", ""},
-        {"no quotes", ""},
-        {"\"unterminated", ""},
-        {"x\"mid\"y", "mid"},
-    };
-    for (const auto& [reply, field] : cases) EXPECT_EQ(firstQuotedField(reply), field) << reply;
 }
 
 // A desktop with running browsers, and readers over it.
@@ -315,7 +299,6 @@ TEST_F(Readers, KeptElementsAnswerAsFreshSearches) {
     };
     const char* pages[] = {"", "a.org", "Chrome://Settings", "about:blank", "edge://x", "HTTPS://B.org/P"};
     const char* languages[] = {"", "Italiano", "Inglese"};
-    int compared = 0;
     for (unsigned seed = 1; seed <= 40; ++seed) {
         std::mt19937 rng(seed);
         auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
@@ -393,14 +376,13 @@ TEST_F(Readers, KeptElementsAnswerAsFreshSearches) {
                 default:
                     break;  // nothing changes between ticks
             }
-            ASSERT_EQ(cached.IndirizzoChrome(), fresh.IndirizzoChrome()) << "seed " << seed << " step " << step;
-            ASSERT_EQ(cached.IndirizzoEdge(), fresh.IndirizzoEdge()) << "seed " << seed << " step " << step;
-            ASSERT_EQ(cached.IndirizzoFirefox(), fresh.IndirizzoFirefox()) << "seed " << seed << " step " << step;
+            SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
+            ASSERT_EQ(cached.IndirizzoChrome(), fresh.IndirizzoChrome());
+            ASSERT_EQ(cached.IndirizzoEdge(), fresh.IndirizzoEdge());
+            ASSERT_EQ(cached.IndirizzoFirefox(), fresh.IndirizzoFirefox());
             ASSERT_EQ(cached.languageSetting(), fresh.languageSetting());
-            ++compared;
         }
     }
-    EXPECT_EQ(compared, 40 * 120);
 }
 
 }  // namespace

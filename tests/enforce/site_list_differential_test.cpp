@@ -44,27 +44,26 @@ public:
         std::string out;
         const int n = pick(maxPieces + 1);
         for (int i = 0; i < n; ++i) {
-            out += crowded_ ? kCrowdedPieces[pick(static_cast<int>(std::size(kCrowdedPieces)))]
+            out += crowded ? kCrowdedPieces[pick(static_cast<int>(std::size(kCrowdedPieces)))]
                             : kPieces[pick(static_cast<int>(std::size(kPieces)))];
         }
         return out;
     }
     // Crowded lists are longer and their entries longer, so that long runs
     // of shared bytes split several levels deep.
-    void setCrowded(bool on) { crowded_ = on; }
-    [[nodiscard]] bool crowded() const { return crowded_; }
+    bool crowded = false;
 
     std::string entry() {
         switch (pick(8)) {
             case 0:
             case 1:
             case 2:
-                return "." + text(crowded_ ? 12 : 3);
+                return "." + text(crowded ? 12 : 3);
             case 3:
             case 4:
-                return "*" + text(crowded_ ? 8 : 2);
+                return "*" + text(crowded ? 8 : 2);
             default: {
-                std::string e = text(crowded_ ? 14 : 4);
+                std::string e = text(crowded ? 14 : 4);
                 return e.empty() ? "x" : e;
             }
         }
@@ -73,12 +72,12 @@ public:
     std::string address() {
         switch (pick(6)) {
             case 0:
-                return text(crowded_ ? 16 : 3);
+                return text(crowded ? 16 : 3);
             case 1:
-                return "\"" + text(crowded_ ? 16 : 5) + "\"";
+                return "\"" + text(crowded ? 16 : 5) + "\"";
             default:
                 return (pick(2) == 0 ? "http://" : "https://") + std::string(pick(3) == 0 ? "www." : "") +
-                       text(crowded_ ? 20 : 6);
+                       text(crowded ? 20 : 6);
         }
     }
 
@@ -86,7 +85,6 @@ public:
 
 private:
     std::mt19937_64 rng_;
-    bool crowded_ = false;
 };
 
 std::uint64_t envNumber(const char* name, std::uint64_t fallback) {
@@ -103,8 +101,8 @@ TEST(SiteListDifferential, CompiledAnswersAsTheLiteralWalk) {
     while (done < pairs && failures < 5) {
         // A list, then many addresses against it: compiling is the slow part.
         // One list in eight is crowded.
-        gen.setCrowded(gen.pick(8) == 0);
-        const int count = gen.crowded() ? 40 + gen.pick(300) : 1 + gen.pick(24);
+        gen.crowded = gen.pick(8) == 0;
+        const int count = gen.crowded ? 40 + gen.pick(300) : 1 + gen.pick(24);
         std::vector<std::string> entries(static_cast<std::size_t>(count));
         for (auto& e : entries) e = gen.entry();
         const SiteList list = SiteList::from(entries);

@@ -76,11 +76,10 @@ public:
     std::vector<platform::MessageBoxRequest> shown;
     std::vector<std::string> prompts;
     std::optional<std::string> folderAnswer;
-    platform::MessageAnswer answer = platform::MessageAnswer::Ok;
 
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
-        return answer;
+        return platform::MessageAnswer::Ok;
     }
     std::optional<std::string> browseForFolder(const std::string& prompt) override {
         prompts.push_back(prompt);
