@@ -86,8 +86,9 @@ TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessagesAndChangesNothing) {
     EXPECT_EQ(err.str(), "0238: Data iniziale mancante\n");
     EXPECT_EQ(run({"log", "show", "--to", "domani"}), kRefused);
     EXPECT_EQ(err.str(), "0242: Data finale errata domani\n");
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"log", "show", "--from"},
-                                                {"log", "show", "--da", "01/01/2024"}, {"log"}, {"log", "clear", "now"}}) {
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"log", "show", "--from"}, {"log", "show", "--da", "01/01/2024"}, {"log"},
+          {"log", "clear", "now"}}) {
         EXPECT_EQ(run(args), kUsage) << args.back();
     }
     EXPECT_EQ(run({"log", "show"}), kOk);

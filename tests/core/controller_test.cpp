@@ -34,7 +34,10 @@ protected:
         test::writeFile(dir.file("italian.lng"), lng);
         std::filesystem::create_directories(dir.path() / "DataBase");
         EXPECT_TRUE(createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
-        setPasswordInStore("segreta");
+        Database db;
+        EXPECT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
+        EXPECT_TRUE(
+            UpdateField(db, "Opzioni", "PasswordAdmin", Value(hashPassword("segreta", "salt", 10)), kOptionsRow));
     }
 
     // Writes to the database file directly, as another program would.
@@ -42,11 +45,6 @@ protected:
         Database db;
         ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
         ASSERT_TRUE(db.exec(statement)) << db.lastError();
-    }
-    void setPasswordInStore(const std::string& plain) {
-        Database db;
-        ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
-        ASSERT_TRUE(UpdateField(db, "Opzioni", "PasswordAdmin", Value(hashPassword(plain, "salt", 10)), kOptionsRow));
     }
 
     Controller& controller() {

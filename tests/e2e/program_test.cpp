@@ -14,26 +14,10 @@ using namespace std::chrono_literals;
 
 class ProgramTest : public InstalledProgram {
 protected:
-    [[nodiscard]] HWND trayWindow() const {
-        HWND w = nullptr;
-        while ((w = FindWindowExW(nullptr, w, L"OmbrixNotifyIcon", nullptr)) != nullptr) {
-            DWORD pid = 0;
-            GetWindowThreadProcessId(w, &pid);
-            if (pid == program->id()) return w;
-        }
-        return nullptr;
-    }
+    // The tray icon's hidden window; only one program runs at a time.
+    [[nodiscard]] static HWND trayWindow() { return FindWindowW(L"OmbrixNotifyIcon", nullptr); }
     [[nodiscard]] static bool adminShown(HWND main) { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }
 };
-
-// Main forms of every process on the desktop.
-int mainFormCount() {
-    int count = 0;
-    for (HWND w = GetTopWindow(nullptr); w != nullptr; w = GetWindow(w, GW_HWNDNEXT)) {
-        count += GetDlgItem(w, IDC_TXTPASS) && GetDlgItem(w, IDC_CMDLOGIN) ? 1 : 0;
-    }
-    return count;
-}
 
 using test::trayIconPresent;
 
@@ -50,9 +34,9 @@ TEST_F(ProgramTest, StartsOnTopWithoutTaskBarButtonAndASecondStartEndsSilently) 
     ASSERT_TRUE(trayWindow());
     EXPECT_TRUE(waitFor([&] { return trayIconPresent(trayWindow()); }, 5s));
 
+    // A message of its own would keep the second start from ending.
     EXPECT_EQ(launch().waitForExit(), 0u) << "the second start did not end silently";
     EXPECT_TRUE(program->running());
-    EXPECT_EQ(mainFormCount(), 1) << "no second main form, no message";
 }
 
 TEST_F(ProgramTest, TheRightPasswordOpensTheAdministratorControlsEscapeKeepsThemTheComboChoosesAProfile) {

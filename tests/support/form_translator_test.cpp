@@ -67,8 +67,9 @@ TEST(FormTranslator, AppliesTheFormsSection) {
         return file.count(key) ? file.at(key) : std::string();
     });
     EXPECT_EQ(sections, std::set<std::string>{"frmProva"});
-    EXPECT_EQ(form.values, (std::map<TextProperty, std::string>{
-                               {TextProperty::Caption, "Prova"}, {TextProperty::ToolTipText, ""}, {TextProperty::Tag, ""}}));
+    EXPECT_EQ(form.values, (std::map<TextProperty, std::string>{{TextProperty::Caption, "Prova"},
+                                                                {TextProperty::ToolTipText, ""},
+                                                                {TextProperty::Tag, ""}}));
     EXPECT_EQ(ok.values, (std::map<TextProperty, std::string>{{TextProperty::Caption, "Conferma"},
                                                               {TextProperty::ToolTipText, "Salva e chiudi"},
                                                               {TextProperty::Tag, "keep me"}}));

@@ -17,44 +17,40 @@ namespace {
 using test::OwnWindow;
 
 platform::WindowId id(HWND hwnd) { return reinterpret_cast<platform::WindowId>(hwnd); }
+platform::WindowSystem& windows() { return machine().windows(); }
 
-class Win32WindowsTest : public ::testing::Test {
-protected:
-    platform::WindowSystem& windows = machine().windows();
-};
-
-TEST_F(Win32WindowsTest, OnlyTheWholeTitleFindsAWindow) {
+TEST(Win32Windows, OnlyTheWholeTitleFindsAWindow) {
     const OwnWindow own(L"Ombrix titolo intero");
-    EXPECT_EQ(windows.findByTitle("Ombrix titolo intero"), id(own.get()));
-    EXPECT_EQ(windows.findByTitle("Ombrix titolo"), 0u);
-    EXPECT_EQ(windows.findByTitle("Ombrix titolo intero "), 0u);
-    EXPECT_EQ(windows.findByTitle(""), 0u) << "an empty title names no window";
+    EXPECT_EQ(windows().findByTitle("Ombrix titolo intero"), id(own.get()));
+    EXPECT_EQ(windows().findByTitle("Ombrix titolo"), 0u);
+    EXPECT_EQ(windows().findByTitle("Ombrix titolo intero "), 0u);
+    EXPECT_EQ(windows().findByTitle(""), 0u) << "an empty title names no window";
     const OwnWindow untitled(L"");
-    EXPECT_EQ(windows.findByTitle(""), 0u) << "not even an untitled one";
+    EXPECT_EQ(windows().findByTitle(""), 0u) << "not even an untitled one";
 }
 
-TEST_F(Win32WindowsTest, EveryTopLevelTitleComesBackWholeAndInUtf8) {
+TEST(Win32Windows, EveryTopLevelTitleComesBackWholeAndInUtf8) {
     std::wstring longTitle;
     for (int i = 0; i < 120; ++i) longTitle += L"àèìòù";
     const OwnWindow own(longTitle.c_str());
-    const auto all = windows.topLevelWindows();
+    const auto all = windows().topLevelWindows();
     EXPECT_NE(std::find(all.begin(), all.end(), id(own.get())), all.end());
-    EXPECT_EQ(windows.title(id(own.get())), fromWide(longTitle));
+    EXPECT_EQ(windows().title(id(own.get())), fromWide(longTitle));
     const OwnWindow untitled(L"");
-    EXPECT_EQ(windows.title(id(untitled.get())), "");
-    EXPECT_EQ(windows.title(0), "");
+    EXPECT_EQ(windows().title(id(untitled.get())), "");
+    EXPECT_EQ(windows().title(0), "");
     HWND gone = nullptr;
     {
         const OwnWindow brief(L"breve");
         gone = brief.get();
     }
-    EXPECT_EQ(windows.title(id(gone)), "");
+    EXPECT_EQ(windows().title(id(gone)), "");
 }
 
-TEST_F(Win32WindowsTest, NoWindowMeansNothingHappens) {
-    windows.show(0, platform::ShowCommand::Hide);
-    windows.setTopmost(0, true);
-    windows.postClose(0);
+TEST(Win32Windows, NoWindowMeansNothingHappens) {
+    windows().show(0, platform::ShowCommand::Hide);
+    windows().setTopmost(0, true);
+    windows().postClose(0);
     MSG msg;
     // Posting to no window would have put the close into this thread's queue.
     EXPECT_FALSE(PeekMessageW(&msg, nullptr, WM_CLOSE, WM_CLOSE, PM_REMOVE));
