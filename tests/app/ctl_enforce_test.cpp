@@ -56,9 +56,7 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
         EXPECT_EQ(run({"check", c.profile, c.address}), kOk) << err.str();
         EXPECT_EQ(out.str(), c.line) << c.profile << " " << c.address;
     }
-}
-
-TEST_F(CtlEnforce, CheckReadsManyAddresses) {
+    // Many addresses from standard input, one a line.
     EXPECT_EQ(run({"check", "Chiosco", "-"}, "https://scuola.it/\r\nhttps://video.example/\n\nabout:blank\nlast"), kOk);
     EXPECT_EQ(out.str(), "allowed .scuola.it\nblocked 0182\nallowed\nallowed\nblocked 0182\n");
 }
@@ -88,8 +86,9 @@ TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessagesAndChangesNothing) {
     EXPECT_EQ(err.str(), "0238: Data iniziale mancante\n");
     EXPECT_EQ(run({"log", "show", "--to", "domani"}), kRefused);
     EXPECT_EQ(err.str(), "0242: Data finale errata domani\n");
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"log", "show", "--from"},
-                                                {"log", "show", "--da", "01/01/2024"}, {"log"}, {"log", "clear", "now"}}) {
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"log", "show", "--from"}, {"log", "show", "--da", "01/01/2024"}, {"log"},
+          {"log", "clear", "now"}}) {
         EXPECT_EQ(run(args), kUsage) << args.back();
     }
     EXPECT_EQ(run({"log", "show"}), kOk);

@@ -35,7 +35,7 @@ protected:
         test::writeFile(dir.file("italian.lng"), lng);
         std::filesystem::create_directories(dir.path() / "DataBase");
         EXPECT_TRUE(createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
-        setPasswordInStore("segreta");
+        storeValue(hashPassword("segreta", "salt", 10).value());
     }
 
     // Writes to the database file directly, as another program would.
@@ -43,9 +43,6 @@ protected:
         Database db;
         ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
         ASSERT_TRUE(db.exec(statement)) << db.lastError();
-    }
-    void setPasswordInStore(const std::string& plain) {
-        storeValue(hashPassword(plain, "salt", 10).value());
     }
     // The password column as stored, written or read as another program would.
     void storeValue(const std::string& value) {
@@ -145,14 +142,6 @@ TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
     EXPECT_TRUE(controller().homePagePending());
     EXPECT_NE(journal.find("view minimise"), -1) << "a pending home page starts minimised";
     EXPECT_EQ(journal.find("view topmost"), -1);
-}
-
-TEST_F(ControllerTest, AStoreWithoutPasswordAsksForOneFirst) {
-    sql("UPDATE Opzioni SET PasswordAdmin = NULL;");
-    view.onOptions = [&] { return controller().savePassword("Nuova1", "Nuova1"); };
-    controller().startUp();
-    EXPECT_EQ(journal.count("view options"), 1);
-    EXPECT_TRUE(controller().login("Nuova1"));
 }
 
 TEST_F(ControllerTest, ChoosingAProfileFromTheCombo) {
@@ -309,7 +298,9 @@ TEST_F(ControllerTest, StartUpRefreshesAnAutostartEntryThatPointsElsewhere) {
     EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, kRunKey, "Altro"), "C:\\altro.exe");
 }
 
-TEST_F(ControllerTest, TaskManagerButtonTogglesTheLock) {
+// The task manager button toggles the lock; hiding the form locks it again,
+// and only the shutdown or Windows ends the program.
+TEST_F(ControllerTest, TheTaskManagerLockAndWhatEndsTheProgram) {
     controller().startUp();
     controller().onTaskManagerClicked();
     EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager)) << "refused before login";
@@ -320,11 +311,7 @@ TEST_F(ControllerTest, TaskManagerButtonTogglesTheLock) {
     controller().onTaskManagerClicked();
     EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager));
     EXPECT_EQ(view.taskManagerCaption, "text 0149");
-}
 
-TEST_F(ControllerTest, OnlyTheShutdownOrWindowsEndsTheProgram) {
-    controller().startUp();
-    ASSERT_TRUE(controller().login("segreta"));
     controller().onTaskManagerClicked();  // the administrator let the task manager run
     EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::ControlBox));
     EXPECT_EQ(view.taskManagerCaption, "text 0163");
@@ -378,23 +365,6 @@ TEST_F(ControllerTest, NoticesTakeTheirHeadingAndRespectTheSwitch) {
     controller().onProfileChosen("Nessuna restrizione");
     controller().VisualizzaMessaggio("Sito vietato", 1);
     EXPECT_EQ(view.notices.size(), shown) << "the profile hides notices";
-}
-
-TEST(NoticeCountdown, CountsFromElevenAndClosesAfterTenSeconds) {
-    const NoticeCountdown c(1000);
-    const struct {
-        std::uint64_t now;
-        const char* caption;
-        bool closes;
-    } cases[] = {
-        {1000, "OK (11)", false}, {1499, "OK (11)", false}, {1500, "OK (10)", false}, {6000, "OK (6)", false},
-        {10499, "OK (2)", false}, {11000, "OK (1)", false}, {11499, "OK (1)", false}, {11500, "OK (0)", true},
-        {500, "OK (11)", false},  // a clock that went back counts as no time
-    };
-    for (const auto& k : cases) {
-        EXPECT_EQ(c.caption(k.now), k.caption) << k.now;
-        EXPECT_EQ(c.shouldClose(k.now), k.closes) << k.now;
-    }
 }
 
 // A window that keeps reappearing sends a notice every second: the form still

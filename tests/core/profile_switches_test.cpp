@@ -27,9 +27,7 @@ TEST(ProfileSwitches, ReadsEverySwitchAndNullsAsOff) {
         const AppliedProfile none = readProfileSwitches(db, id);
         EXPECT_FALSE(none.switches.kiosk || none.switches.bloccaDownload || none.homePagePending) << id;
     }
-}
-
-TEST(ProfileSwitches, ProgramsAreTheirLastFourCharacters) {
+    // A home page that is a program: its last four characters.
     EXPECT_TRUE(homePageIsProgram("C:\\giochi\\avvia.bat"));
     EXPECT_TRUE(homePageIsProgram("calc.EXE"));
     EXPECT_FALSE(homePageIsProgram("http://example.org/setup.exe.html"));

@@ -65,39 +65,29 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
             return it == files.files.end() ? std::string() : it->second;
         };
         EXPECT_EQ(in(machine), c.moved ? "delivered" : c.perMachineFile ? "in use" : "") << c.name;
-        EXPECT_TRUE(!c.remembered || files.calls.empty()) << "a remembered folder: nothing is looked at or moved";
+        EXPECT_TRUE(!c.remembered || files.calls == 0) << "a remembered folder: nothing is looked at or moved";
     }
 }
 
-// Opening for real, in a temporary folder.
-class Connection : public ::testing::Test {
-protected:
-    Connection() {
-        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0090=Manca\r\n0091=Titolo\r\n0092=Scegli\r\n0093=Altro\r\n");
-        std::filesystem::create_directories(dir.path() / "good");
-        EXPECT_TRUE(createDeliveredDatabase(dir.file("good/DataBase.db")));
-    }
+// Opening for real, in a temporary folder: a remembered folder that lost the
+// file asks for another; a cancelled choice changes nothing.
+TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     test::TempDir dir;
+    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0090=Manca\r\n0091=Titolo\r\n0092=Scegli\r\n");
+    std::filesystem::create_directories(dir.path() / "good");
+    ASSERT_TRUE(createDeliveredDatabase(dir.file("good/DataBase.db")));
     platform::FileRegistry registry;
     test::FakeSystem system;
     test::RecordingDialogs dialogs;
     Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
     StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, language};
-};
-
-TEST_F(Connection, OpensAndRemembersTheFolder) {
-    Store store;
-    store.folder = dir.file("good");
-    ASSERT_TRUE(ApriDatabase(env, store));
-    EXPECT_TRUE(dialogs.shown.empty());
-    EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("good"));
-    EXPECT_TRUE(ApriDatabase(env, store)) << "already open: nothing to do";
-}
-
-TEST_F(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", dir.file("stale"));
     Store store;
     store.folder = ScegliCartellaDatabase(env);
+    EXPECT_FALSE(ApriDatabase(env, store)) << "the choice cancelled";
+    EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("stale")) << "nothing changed";
+    dialogs.shown.clear();
+    dialogs.prompts.clear();
     dialogs.folderAnswer = dir.file("good");
     ASSERT_TRUE(ApriDatabase(env, store));
     ASSERT_EQ(dialogs.shown.size(), 1u);
@@ -108,17 +98,8 @@ TEST_F(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     EXPECT_EQ(dialogs.prompts, (std::vector<std::string>{"Scegli"}));
     EXPECT_EQ(store.folder, dir.file("good"));
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("good"));
-}
-
-TEST_F(Connection, ACancelledChoiceLeavesTheStoreClosedAndTheRegistryAlone) {
-    Store store;
-    store.folder = dir.file("stale");
-    Database other;
-    std::string folder = dir.file("stale");
-    EXPECT_FALSE(CreaConnessione(env, folder, kDatabaseFileName, other, kStoreSection, kStoreKey, DialogOwner::OtherForm));
-    EXPECT_EQ(dialogs.prompts, (std::vector<std::string>{"Altro"}));
-    EXPECT_FALSE(other.isOpen());
-    EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), "");
+    EXPECT_TRUE(ApriDatabase(env, store)) << "already open: nothing to do";
+    EXPECT_EQ(dialogs.shown.size(), 1u);
 }
 
 }  // namespace

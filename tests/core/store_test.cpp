@@ -45,8 +45,6 @@ TEST_F(StoreTest, OurStatementsCompareTextWithoutCase) {
     EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {2}}).toText(), "b");
     EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {3}}).toText(), "città")
         << "only the first of several rows";
-    EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, ".ÀB.it"), InsertResult::Inserted);
-    EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, ".àb.IT"), InsertResult::Duplicate);
 }
 
 TEST_F(StoreTest, GeneraIdPadsAndSkipsTakenValues) {

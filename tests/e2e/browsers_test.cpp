@@ -5,8 +5,6 @@
 // where a pupil would see them.
 #include <windows.h>
 
-#include <tlhelp32.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,6 +13,8 @@
 #include "core/win32/resource.h"
 #include "e2e/driver.h"
 #include "enforce/address_readers.h"
+#include "platform/process_control.h"
+#include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "win32/browser_standin.h"
 
@@ -44,17 +44,19 @@ std::string standinArguments(const std::string& image) {
 // A stand-in of `image` registered as the machine's default browser: the
 // http class's open command, where the shell looks. With a stand-in of that
 // name running, the address is handed to it (it records "open URL");
-// otherwise a new one starts from here and records in record(). Ends, by
-// their identifiers, whatever started from its folder.
+// otherwise a new one starts from here and records in record(). The test's
+// own browser ended first, ends whatever of that name the shell started.
 class DefaultBrowser {
 public:
     DefaultBrowser(const std::filesystem::path& folder, const std::string& image)
-        : exe_(test::copyProgram("browser_standin.exe", pathToUtf8(folder / pathFromUtf8(image)))),
+        : image_(image),
+          exe_(test::copyProgram("browser_standin.exe", pathToUtf8(folder / pathFromUtf8(image)))),
           command_(L"Software\\Classes\\http\\shell\\open\\command",
                    win32::toWide(test::quoted(exe_) + " " + standinArguments(image) + " \"%1\"")) {}
     ~DefaultBrowser() {
         // A start still on its way is found by a later look.
-        waitFor([&] { return endStartedHere() == 0; }, 5s);
+        const auto processes = win32::makeProcesses();
+        waitFor([&] { return platform::KillProcess(*processes, image_) == 0; }, 5s);
     }
     DefaultBrowser(const DefaultBrowser&) = delete;
     DefaultBrowser& operator=(const DefaultBrowser&) = delete;
@@ -63,40 +65,13 @@ public:
     [[nodiscard]] std::vector<std::string> record() const { return test::logLines(exe_ + ".record"); }
 
 private:
-    int endStartedHere() const {
-        int found = 0;
-        const auto snapshot = win32::adoptInvalidOnFailure(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-        PROCESSENTRY32W entry{};
-        entry.dwSize = sizeof entry;
-        for (BOOL more = Process32FirstW(snapshot.get(), &entry); more; more = Process32NextW(snapshot.get(), &entry)) {
-            const win32::UniqueKernelHandle process(OpenProcess(
-                PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID));
-            wchar_t path[MAX_PATH] = {};
-            DWORD size = MAX_PATH;
-            std::error_code ec;
-            if (process && QueryFullProcessImageNameW(process.get(), 0, path, &size) &&
-                std::filesystem::equivalent(std::filesystem::path(path), pathFromUtf8(exe_), ec)) {
-                ++found;
-                TerminateProcess(process.get(), 1);
-                WaitForSingleObject(process.get(), 5000);
-            }
-        }
-        return found;
-    }
-
+    std::string image_;
     std::string exe_;
     test::MachineDefaultValue command_;
 };
 
 bool contains(const std::vector<std::string>& lines, const std::string& line) {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
-// For failure messages.
-std::string joined(const std::vector<std::string>& lines) {
-    std::string all;
-    for (const auto& l : lines) all += "\n  " + l;
-    return all;
 }
 
 int countPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
@@ -214,26 +189,26 @@ TEST_P(BrowserForbiddenPage, IsClosedWithCtrlWNoticedAndTheLastGoodPageReopens) 
     if (std::string(c.image) == "chrome.exe") screenshot("frmMessaggio-over-browser");
 
     const auto record = b.record();
-    EXPECT_EQ(countPrefix(record, "ctrl+w"), 1) << "one close was enough" << joined(record);
-    EXPECT_EQ(countPrefix(record, "open"), 1) << joined(record);
+    EXPECT_EQ(countPrefix(record, "ctrl+w"), 1) << "one close was enough" << ::testing::PrintToString(record);
+    EXPECT_EQ(countPrefix(record, "open"), 1) << ::testing::PrintToString(record);
     EXPECT_TRUE(b.running()) << "the browser survives a page that closed";
     EXPECT_EQ(addressShown(b), kGoodPage);
     EXPECT_FALSE(contains(logged(), c.address)) << "a forbidden page is never logged";
 }
 
-INSTANTIATE_TEST_SUITE_P(Browsers, BrowserForbiddenPage,
-                         ::testing::Values(ForbiddenCase{"chrome.exe", "http://www.vietato.example/gioco",
-                                                         L"Sito non consentito: http://www.vietato.example/gioco"},
-                                           ForbiddenCase{
-                                               "msedge.exe", "https://cerca.example/?q=casino",
-                                               L"Sito bloccato perch\u00e9 l'indirizzo contiene una parola vietata: "
-                                               L"https://cerca.example/?q=casino"},
-                                           ForbiddenCase{"firefox.exe", "https://www.scuola.example/giochi/1",
-                                                         L"Sito vietato: https://www.scuola.example/giochi/1"}),
-                         [](const ::testing::TestParamInfo<ForbiddenCase>& param) {
-                             const std::string name = param.param.image;
-                             return name.substr(0, name.find('.'));
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Browsers, BrowserForbiddenPage,
+    ::testing::Values(ForbiddenCase{"chrome.exe", "http://www.vietato.example/gioco",
+                                    L"Sito non consentito: http://www.vietato.example/gioco"},
+                      ForbiddenCase{"msedge.exe", "https://cerca.example/?q=casino",
+                                    L"Sito bloccato perch\u00e9 l'indirizzo contiene una parola vietata: "
+                                    L"https://cerca.example/?q=casino"},
+                      ForbiddenCase{"firefox.exe", "https://www.scuola.example/giochi/1",
+                                    L"Sito vietato: https://www.scuola.example/giochi/1"}),
+    [](const auto& param) {
+        const std::string image = param.param.image;
+        return image.substr(0, image.find('.'));
+    });
 
 TEST_F(BrowserSites, APageThatSurvivesTwoClosesEndsTheBrowserAndTheLastGoodPageReopens) {
     install.sql(kForbiddenProfile);
@@ -245,7 +220,7 @@ TEST_F(BrowserSites, APageThatSurvivesTwoClosesEndsTheBrowserAndTheLastGoodPageR
     ASSERT_TRUE(b.send("ctrlw ignore\nctrlw ignore\ntab http://www.vietato.example/"));
     EXPECT_TRUE(b.waitForExit()) << "the browser was not ended";
     // The second Ctrl+W may still be on its way when the browser is ended.
-    EXPECT_TRUE(b.recorded("ctrl+w ignore")) << joined(b.record());
+    EXPECT_TRUE(b.recorded("ctrl+w ignore")) << ::testing::PrintToString(b.record());
     EXPECT_FALSE(contains(b.record(), "exit")) << "terminated, not closed";
     EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example/"));
     // The browser starts again with the last page that passed.
@@ -269,7 +244,7 @@ TEST_F(BrowserSites, AnAllowedListEndsTheBrowserAtOnceForAnAddressOutsideItAndLe
     showAccepted(b, "http://www.scuola.example/compiti");
     ASSERT_TRUE(b.send("tab http://www.altro.example/"));
     EXPECT_TRUE(b.waitForExit()) << "the browser was not ended";
-    EXPECT_EQ(countPrefix(b.record(), "ctrl+w"), 0) << "no Ctrl+W first" << joined(b.record());
+    EXPECT_EQ(countPrefix(b.record(), "ctrl+w"), 0) << "no Ctrl+W first" << ::testing::PrintToString(b.record());
     EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.altro.example/"));
     EXPECT_TRUE(waitFor([&] { return contains(defaultBrowser->record(), "open http://www.scuola.example/compiti"); }))
         << "the last good page was not reopened";
@@ -299,7 +274,8 @@ TEST_F(BrowserSites, AHalfTypedAddressIsNeverJudged) {
 TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnceAndNoForbiddenOne) {
     install.sql(kForbiddenProfile);
     startProgram();
-    // Three browsers at once: each keeps its own last address.
+    // Three browsers at once: each keeps its own last address, and one outside
+    // ASCII comes back whole through the accessible objects.
     StandinBrowser edge("msedge.exe", standinArguments("msedge.exe"));
     StandinBrowser firefox("firefox.exe", standinArguments("firefox.exe"));
     ASSERT_TRUE(edge.started());
@@ -314,9 +290,9 @@ TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnceAndNoForbiddenOne) {
     const std::string apostrophe = "http://scuola.example/l'albero";
     ASSERT_TRUE(chrome.send("show http://scuola.example/storia"));
     ASSERT_TRUE(edge.send("show https://biblioteca.example/"));
-    ASSERT_TRUE(firefox.send("show https://www.museo.example/Sala"));
+    ASSERT_TRUE(firefox.send("show https://www.museo.example/S\u00e0la"));
     for (const char* a :
-         {"http://scuola.example/storia", "https://biblioteca.example/", "https://www.museo.example/Sala"}) {
+         {"http://scuola.example/storia", "https://biblioteca.example/", "https://www.museo.example/S\u00e0la"}) {
         EXPECT_TRUE(waitLogged(a)) << a;
     }
     ASSERT_TRUE(chrome.send("show " + apostrophe));
@@ -327,7 +303,7 @@ TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnceAndNoForbiddenOne) {
     std::vector<std::string> rows = logged();
     std::sort(rows.begin(), rows.end());
     const std::vector<std::string> expected{"http://scuola.example/l'albero", "http://scuola.example/storia",
-                                            "https://biblioteca.example/", "https://www.museo.example/Sala"};
+                                            "https://biblioteca.example/", "https://www.museo.example/S\u00e0la"};
     EXPECT_EQ(rows, expected);
     EXPECT_EQ(install.scalar("SELECT COUNT(*) FROM LogSiti "
                              "WHERE DataOra IS NULL OR DataOra NOT LIKE '____-__-__ __:__:__';"),

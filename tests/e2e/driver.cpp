@@ -23,21 +23,11 @@ namespace ombrix::e2e {
 
 // ------------------------------------------------------------ Installation
 
-namespace {
-std::filesystem::path binFolder() {
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return std::filesystem::path(path).parent_path();
-}
-}  // namespace
-
 Installation::Installation() {
     std::random_device rd;
     folder_ = std::filesystem::temp_directory_path() / (L"ombrix-e2e-" + std::to_wstring(rd()));
     std::filesystem::create_directories(folder_ / L"DataBase");
-    const auto bin = binFolder();
-    std::filesystem::copy_file(bin / L"ombrix.exe", folder_ / L"ombrix.exe");
-    std::filesystem::copy_file(bin / L"italian.lng", folder_ / L"italian.lng");
+    for (const char* file : {"ombrix.exe", "italian.lng"}) test::copyProgram(file, pathToUtf8(folder_ / file));
     EXPECT_TRUE(core::createDeliveredDatabase(pathToUtf8(database())));
     // Where the program finds its store; nothing is moved elsewhere.
     platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase",
@@ -92,22 +82,10 @@ void bringToFront(HWND window) {
 }
 
 namespace {
-
 // Runs a program of the host (outside Wine) and waits for it.
 bool runHost(const std::string& commandLine) {
-    STARTUPINFOA si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    std::string line = commandLine;
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) return false;
-    WaitForSingleObject(pi.hProcess, 10000);
-    DWORD code = 1;
-    GetExitCodeProcess(pi.hProcess, &code);
-    CloseHandle(pi.hProcess);
-    CloseHandle(pi.hThread);
-    return code == 0;
+    return StartedProgram(commandLine).waitForExit(std::chrono::seconds(10)) == 0u;
 }
-
 }  // namespace
 
 void click(HWND control) {
@@ -163,8 +141,6 @@ std::wstring text(HWND window) {
 }
 
 bool visible(HWND window) { return window && IsWindowVisible(window); }
-
-bool topmost(HWND window) { return (GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0; }
 
 void screenshot(const std::string& name) {
     const char* folder = std::getenv("OMBRIX_SCREENSHOTS");

@@ -17,6 +17,7 @@ namespace ombrix::e2e {
 
 using test::pause;
 using test::StartedProgram;
+using test::topmost;
 using test::waitFor;
 
 // A copy of the program with its language file and a fresh store, in a
@@ -50,7 +51,6 @@ void bringToFront(HWND window);
 
 [[nodiscard]] std::wstring text(HWND window);
 [[nodiscard]] bool visible(HWND window);
-[[nodiscard]] bool topmost(HWND window);
 
 // Saves a screenshot of the whole screen when OMBRIX_SCREENSHOTS names a folder.
 void screenshot(const std::string& name);

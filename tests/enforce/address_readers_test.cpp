@@ -20,26 +20,23 @@ constexpr const char* kFirefoxBar = "Cerca con Google o inserisci un indirizzo";
 // The list the shell windows are written into, and its two readers: every
 // address (the log timer) and the last one (the Internet Explorer blockers).
 TEST(ShellWindowList, FormatAndReaders) {
+    const std::string S = "\xC2\xA7";  // the section sign between number and address
     const std::pair<std::vector<std::string>, std::string> formats[] = {
         {{}, ""},
-        {{"http://a", "ftp://b"},
-         "1\xC2\xA7http://a|2\xC2\xA7"
-         "ftp://b|"},
-        {{"about:blank", "https://c/x?y=1", "file:///C:/x", "ftp://d"},
-         "1\xC2\xA7https://c/x?y=1|2\xC2\xA7"
-         "ftp://d|"},
-        {{"HTTP://UPPER", "http://lower"}, "1\xC2\xA7http://lower|"},  // the scheme test compares case
+        {{"http://a", "ftp://b"}, "1" + S + "http://a|2" + S + "ftp://b|"},
+        {{"about:blank", "https://c/x?y=1", "file:///C:/x", "ftp://d"}, "1" + S + "https://c/x?y=1|2" + S + "ftp://d|"},
+        {{"HTTP://UPPER", "http://lower"}, "1" + S + "http://lower|"},  // the scheme test compares case
     };
     for (const auto& [addresses, list] : formats) EXPECT_EQ(ElencoFinestreShell(addresses), list) << list;
 
     const std::pair<std::string, std::vector<std::string>> lists[] = {
         {"", {}},
-        {"1\xC2\xA7http://a", {}},  // no closing "|": the only piece is the last, never read
-        {"1\xC2\xA7http://a|", {"http://a"}},
-        {"1\xC2\xA7http://a|junk|", {"http://a"}},  // a piece without a second field
-        {"1\xC2\xA7http://a|b|2\xC2\xA7http://c|", {"http://a", "http://c"}},
-        {"1\xC2\xA7http://x\xC2\xA7y|", {"http://x"}},  // only the second field is kept
-        {"1\xC2\xA7|", {""}},
+        {"1" + S + "http://a", {}},  // no closing "|": the only piece is the last, never read
+        {"1" + S + "http://a|", {"http://a"}},
+        {"1" + S + "http://a|junk|", {"http://a"}},  // a piece without a second field
+        {"1" + S + "http://a|b|2" + S + "http://c|", {"http://a", "http://c"}},
+        {"1" + S + "http://x" + S + "y|", {"http://x"}},  // only the second field is kept
+        {"1" + S + "|", {""}},
         {"|||", {}},
     };
     for (const auto& [list, addresses] : lists) {
@@ -57,9 +54,7 @@ TEST(SchemeCompletion, HiddenSchemesGetHttp) {
     const Case cases[] = {
         {Browser::Chrome, "example.org/path", "http://example.org/path"},
         {Browser::Chrome, "chrome://settings", "chrome://settings"},
-        {Browser::Chrome, "chrome-extension://x/y", "chrome-extension://x/y"},
         {Browser::Chrome, "about:blank", "about:blank"},
-        {Browser::Chrome, "https://x.org", "https://x.org"},
         {Browser::Chrome, "httpbin.org", "httpbin.org"},  // begins with "http": left alone
         {Browser::Chrome, "edge://settings", "http://edge://settings"},
         {Browser::Chrome, "about", "http://about"},
@@ -68,17 +63,6 @@ TEST(SchemeCompletion, HiddenSchemesGetHttp) {
         {Browser::Edge, "example.org", "http://example.org"},
     };
     for (const auto& c : cases) EXPECT_EQ(completeScheme(c.lowered, c.browser), c.expected) << c.lowered;
-}
-
-TEST(DdeReply, FirstQuotedField) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"\"http://a/\",\"Title\",\"\"", "http://a/"},
-        {"\"\",\"Title\"", ""},
-        {"no quotes", ""},
-        {"\"unterminated", ""},
-        {"x\"mid\"y", "mid"},
-    };
-    for (const auto& [reply, field] : cases) EXPECT_EQ(firstQuotedField(reply), field) << reply;
 }
 
 // A desktop with running browsers, and readers over it.
@@ -111,23 +95,16 @@ TEST_F(Readers, NothingIsSearchedWhenTheBrowserIsNotRunning) {
     EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org");
 }
 
-TEST_F(Readers, ChromeValueIsLoweredAndCompleted) {
+TEST_F(Readers, ChromeValueIsLoweredAndCompletedAndNothingWhileTheFocusIsInTheBar) {
     processes.start("chrome.exe");
-    auto bar = chromeWindow({kChromeBar, "", false, "Example.ORG/Path?Q=1", false});
+    auto& bar = *desktop.find(chromeWindow({kChromeBar, "", false, "Example.ORG/Path?Q=1", true}))->nodes[1];
     auto readers = make();
+    EXPECT_EQ(readers.IndirizzoChrome(), "") << "half typed";
+    bar.focused = false;
     EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org/path?q=1");
     EXPECT_EQ(readers.UrlChrome2(), "http://example.org/path?q=1");
-    desktop.find(bar)->nodes[1]->value = "chrome://settings";
+    bar.value = "chrome://settings";
     EXPECT_EQ(readers.IndirizzoChrome(), "chrome://settings");
-}
-
-TEST_F(Readers, FocusInTheBarGivesNothing) {
-    processes.start("chrome.exe");
-    const auto w = chromeWindow({kChromeBar, "", true, "casin", true});
-    auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "");
-    desktop.find(w)->nodes[1]->focused = false;
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://casin");
 }
 
 TEST_F(Readers, OnlyTheSecondWindowOfTheClassIsSearchedFirst) {
@@ -153,10 +130,7 @@ TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
         {"Italiano", kChromeBar, "http://x.org", "Italiano"},
         {"Inglese", "Address and search bar", "http://x.org", "Inglese"},
         {"Italiano", "Address and search bar", "", "Italiano"},
-        {"Spagnolo", "Barra de direcciones y de b\xC3\xBAsqueda ", "http://x.org", "Spagnolo"},
         {"Spagnolo", "Barra de direcciones y de b\xC3\xBAsqueda", "", "Spagnolo"},  // its trailing blank counts
-        {"Francese", "Barre d'adresse et de recherche", "http://x.org", "Francese"},
-        {"Tedesco", "Adress- und Suchleiste", "http://x.org", "Tedesco"},
         {"Portoghese", kChromeBar, "http://x.org", "Italiano"},
     };
     for (const auto& c : cases) {
@@ -173,27 +147,19 @@ TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
     }
 }
 
-TEST_F(Readers, SettingIsWrittenOnlyWhenTheSecondAttemptRuns) {
+// The setting is written only when the localized attempt runs: after an
+// empty bar, not after an answer.
+TEST_F(Readers, TheLanguageSettingIsWrittenOnlyByTheLocalizedAttempt) {
     processes.start("chrome.exe");
-    chromeWindow({kChromeBar, "", false, "x.org", false});
+    auto& bar = *desktop.find(chromeWindow({kChromeBar, "", false, "x.org", false}))->nodes[1];
     desktop.uiLanguage = 0x0416;
     auto readers = make();
-    EXPECT_EQ(readers.languageSetting(), "");
     EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
-    EXPECT_EQ(readers.languageSetting(), "") << "the first attempt answered";
     EXPECT_EQ(readers.IndirizzoFirefox(), "");
-    EXPECT_EQ(readers.languageSetting(), "");
-}
-
-TEST_F(Readers, EmptyBarFallsThroughToTheLocalizedAttempt) {
-    processes.start("chrome.exe");
-    const auto w = chromeWindow({kChromeBar, "", false, "", false});
-    auto readers = make();
-    readers.setLanguageSetting("");
+    EXPECT_EQ(readers.languageSetting(), "") << "the first attempt answered";
+    bar.value = "";
     EXPECT_EQ(readers.IndirizzoChrome(), "");
     EXPECT_EQ(readers.languageSetting(), "Italiano");
-    desktop.find(w)->nodes[1]->value = "about:blank";
-    EXPECT_EQ(readers.IndirizzoChrome(), "about:blank");
 }
 
 TEST_F(Readers, EdgeRowsAndTheEditCondition) {
@@ -211,9 +177,7 @@ TEST_F(Readers, EdgeRowsAndTheEditCondition) {
         {"Italiano", {"", "Cerca o immetti l'indirizzo Web", false, "x.org", false}, ""},  // not an edit control
         {"Inglese", {"Search or enter web address", "", true, "x.org", false}, "http://x.org"},
         {"Inglese", {"Search or enter web address", "", false, "x.org", false}, ""},
-        {"Spagnolo", {"Buscar con Google o introducir direcci\xC3\xB3n", "", true, "x.org", false}, "http://x.org"},
-        {"Francese", {"Rechercher avec Google ou saisir une adresse", "", true, "x.org", false}, "http://x.org"},
-        {"Tedesco", {"Mit Google suchen oder Adresse eingeben", "", true, "x.org", true}, ""},
+        {"Inglese", {"Search or enter web address", "", true, "x.org", true}, ""},  // focus in the bar
     };
     for (const auto& c : cases) {
         desktop = FakeDesktop{};
@@ -244,29 +208,21 @@ TEST_F(Readers, FirefoxSearchesTheDesktopFrontFirst) {
     EXPECT_EQ(readers.languageSetting(), "Inglese");
 }
 
-TEST_F(Readers, KeptElementMakesASteadyReadCheap) {
+TEST_F(Readers, KeptElementMakesASteadyReadCheapAndOneThatStopsAnsweringIsSearchedAgain) {
     processes.start("chrome.exe");
-    chromeWindow({kChromeBar, "", false, "x.org", false});
+    const auto w = chromeWindow({kChromeBar, "", false, "x.org", false});
     auto readers = make();
     EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
-    EXPECT_EQ(desktop.searches, 1);
     desktop.reads = 0;
     for (int i = 0; i < 10; ++i) EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
     EXPECT_EQ(desktop.searches, 1) << "no search while the window lives";
     EXPECT_EQ(desktop.reads, 20) << "a value and a focus read per tick";
-}
 
-TEST_F(Readers, ElementThatStopsAnsweringIsSearchedAgainInTheSameRead) {
-    processes.start("chrome.exe");
-    const auto w = chromeWindow({kChromeBar, "", false, "old.org", false});
-    auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://old.org");
     auto& bar = desktop.find(w)->nodes[1];
     bar->alive = false;  // the tool bar was rebuilt
     bar = std::make_shared<FakeNode>(FakeNode{kChromeBar, "", false, "rebuilt.org", false});
-    const int before = desktop.searches;
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://rebuilt.org");
-    EXPECT_EQ(desktop.searches, before + 1);
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://rebuilt.org") << "in the same read";
+    EXPECT_EQ(desktop.searches, 2);
 }
 
 TEST_F(Readers, EnglishChromeStopsSearchingForTheItalianName) {
@@ -343,7 +299,6 @@ TEST_F(Readers, KeptElementsAnswerAsFreshSearches) {
     };
     const char* pages[] = {"", "a.org", "Chrome://Settings", "about:blank", "edge://x", "HTTPS://B.org/P"};
     const char* languages[] = {"", "Italiano", "Inglese"};
-    int compared = 0;
     for (unsigned seed = 1; seed <= 40; ++seed) {
         std::mt19937 rng(seed);
         auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
@@ -421,14 +376,13 @@ TEST_F(Readers, KeptElementsAnswerAsFreshSearches) {
                 default:
                     break;  // nothing changes between ticks
             }
-            ASSERT_EQ(cached.IndirizzoChrome(), fresh.IndirizzoChrome()) << "seed " << seed << " step " << step;
-            ASSERT_EQ(cached.IndirizzoEdge(), fresh.IndirizzoEdge()) << "seed " << seed << " step " << step;
-            ASSERT_EQ(cached.IndirizzoFirefox(), fresh.IndirizzoFirefox()) << "seed " << seed << " step " << step;
+            SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
+            ASSERT_EQ(cached.IndirizzoChrome(), fresh.IndirizzoChrome());
+            ASSERT_EQ(cached.IndirizzoEdge(), fresh.IndirizzoEdge());
+            ASSERT_EQ(cached.IndirizzoFirefox(), fresh.IndirizzoFirefox());
             ASSERT_EQ(cached.languageSetting(), fresh.languageSetting());
-            ++compared;
         }
     }
-    EXPECT_EQ(compared, 40 * 120);
 }
 
 }  // namespace

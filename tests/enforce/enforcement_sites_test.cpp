@@ -212,16 +212,9 @@ TEST_F(AllowedList, BuiltInPagesAreExempt) {
     EXPECT_EQ(rig.host.notices.size(), 0u);
     rig.browsers.firefox.address = "about:config";
     e().tickSitiVietatiConsentiti();
-    const Entries after = [&] {
-        Entries out;
-        for (const auto& entry : rig.journal.entries) {
-            if (entry.rfind("kill", 0) == 0 || entry.rfind("clear", 0) == 0) out.push_back(entry);
-        }
-        return out;
-    }();
-    EXPECT_EQ(after, (Entries{"kill firefox.exe", "kill firefox.exe", "kill firefox.exe", "kill firefox.exe",
-                              "clear firefox session"}))
-        << "every Firefox, then its saved session";
+    EXPECT_EQ(rig.entries("kill").size(), 4u) << "every Firefox";
+    EXPECT_TRUE(rig.journal.inOrder({"kill firefox.exe", "kill firefox.exe", "kill firefox.exe", "kill firefox.exe",
+                                     "clear firefox session"}));
 }
 
 TEST_F(AllowedList, InternetExplorerWindowsWithAKeywordInTheTitlePass) {
@@ -276,11 +269,9 @@ TEST(UnwiredBlockers, KeptButCalledByNoTimer) {
     forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
     forbidden.browsers.dde = {{"Opera", "http://altro.example/film"}};
     forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
-    forbidden.browsers.dde = {{"Opera", "http://altro.example/"}};
-    forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
     ASSERT_EQ(forbidden.host.notices.size(), 2u);
-    EXPECT_EQ(forbidden.host.notices[0].text, "T0184 http://video.example/film");
-    EXPECT_EQ(forbidden.host.notices[1].text, "T0185 http://altro.example/film");
+    EXPECT_EQ(forbidden.host.notices[0].text, "T0184 http://video.example/film") << "a site";
+    EXPECT_EQ(forbidden.host.notices[1].text, "T0185 http://altro.example/film") << "a keyword";
 
     rig.browsers.open(rig.browsers.chrome, "http://video.example/");
     rig.enforcement->BloccaSitiDaElencoConsentitiChromeIndietro();

@@ -195,16 +195,5 @@ TEST(LogTimer, InternalBrowserWindowsWhenInUse) {
     EXPECT_EQ(rig.loggedUrls(), (Entries{"http://f.it/", "http://g.it/"}));
 }
 
-TEST(LogTimer, AForbiddenPageReadByTheLogTimerIsNotLogged) {
-    test::EnforcementRig rig;
-    rig.addProfile(2, true, {".poker.com"});
-    rig.use(2);
-    rig.host.log = true;
-    rig.browsers.open(rig.browsers.chrome, "https://www.poker.com/");
-    rig.enforcement->tickLogSitiVisitati();
-    EXPECT_EQ(rig.loggedUrls(), Entries{});
-    EXPECT_EQ(rig.enforcement->holders().UltimoSitoVisto, "https://www.poker.com/");
-}
-
 }  // namespace
 }  // namespace ombrix::enforce

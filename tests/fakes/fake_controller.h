@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <string>
@@ -48,10 +49,7 @@ public:
         on_[id] = enabled;
         journal_.add(std::string(core::timerSpec(id).name) + (enabled ? " on" : " off"));
     }
-    bool isEnabled(core::TimerId id) const override {
-        const auto it = on_.find(id);
-        return it != on_.end() && it->second;
-    }
+    bool isEnabled(core::TimerId id) const override { return on_.count(id) > 0 && on_.at(id); }
 
 private:
     Journal& journal_;
@@ -76,27 +74,28 @@ public:
         return out;
     }
     bool terminate(std::uint32_t id) override {
-        for (auto it = running.begin(); it != running.end(); ++it) {
-            if (it->id != id) continue;
-            journal_.add("kill " + it->name);
-            if (it->survivesKills != 0) {
-                if (it->survivesKills > 0) --it->survivesKills;
-                return true;
-            }
+        const auto it = std::find_if(running.begin(), running.end(), [&](const Proc& p) { return p.id == id; });
+        if (it == running.end()) return false;
+        journal_.add("kill " + it->name);
+        if (it->survivesKills == 0) {
             running.erase(it);
-            return true;
+        } else if (it->survivesKills > 0) {
+            --it->survivesKills;
         }
-        return false;
+        return true;
     }
 
 private:
     Journal& journal_;
 };
 
+// Runs `during` (once per call) to play other timers ticking inside a handler.
 class FakePump final : public platform::EventPump {
 public:
-    int calls = 0;
-    void doEvents() override { ++calls; }
+    std::function<void()> during;
+    void doEvents() override {
+        if (during) during();
+    }
 };
 
 class FakeInstance final : public platform::InstanceGuard {
@@ -115,8 +114,6 @@ public:
     bool keyboardChecked = false;
     std::string taskManagerCaption;
     std::vector<std::pair<std::string, std::string>> notices;
-    // What the options form does when opened (e.g. save a password).
-    std::function<bool()> onOptions;
 
     void applyIconAndLanguage() override { journal_.add("view language"); }
     void showSplash() override { journal_.add("view splash"); }
@@ -141,7 +138,7 @@ public:
     void setTaskManagerCaption(const std::string& c) override { taskManagerCaption = c; }
     bool openOptions() override {
         journal_.add("view options");
-        return onOptions ? onOptions() : false;
+        return false;
     }
     void showAndFocusPassword() override { journal_.add("view show"); }
     void showNotice(const std::string& text, const std::string& heading) override {

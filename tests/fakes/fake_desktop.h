@@ -64,22 +64,15 @@ public:
         find(window)->nodes.push_back(shared);
         return shared;
     }
+    std::vector<FakeWindow>::iterator at(platform::WindowId id) {
+        return std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
+    }
+    FakeWindow* find(platform::WindowId id) { return at(id) == windows.end() ? nullptr : &*at(id); }
     void closeWindow(platform::WindowId id) {
-        const auto it = std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
-        if (it == windows.end()) return;
-        for (auto& n : it->nodes) n->alive = false;
-        windows.erase(it);
+        for (auto& n : at(id)->nodes) n->alive = false;
+        windows.erase(at(id));
     }
-    void bringToFront(platform::WindowId id) {
-        const auto it = std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
-        std::rotate(windows.begin(), it, it + 1);
-    }
-    FakeWindow* find(platform::WindowId id) {
-        for (auto& w : windows) {
-            if (w.id == id) return &w;
-        }
-        return nullptr;
-    }
+    void bringToFront(platform::WindowId id) { std::rotate(windows.begin(), at(id), at(id) + 1); }
 
     // WindowSystem. A posted close is only noted: the window handles it later.
     platform::WindowId findByTitle(std::string_view title) override {
@@ -96,11 +89,7 @@ public:
         }
         return 0;
     }
-    std::vector<platform::WindowId> topLevelWindows() override {
-        std::vector<platform::WindowId> ids;
-        for (const auto& w : windows) ids.push_back(w.id);
-        return ids;
-    }
+    std::vector<platform::WindowId> topLevelWindows() override { return ids(false); }
     std::string title(platform::WindowId id) override {
         const FakeWindow* w = find(id);
         return w ? w->title : std::string();
@@ -114,13 +103,7 @@ public:
     }
 
     // Accessibility.
-    std::vector<platform::WindowId> desktopWindows() override {
-        std::vector<platform::WindowId> ids;
-        for (const auto& w : windows) {
-            if (w.visible) ids.push_back(w.id);
-        }
-        return ids;
-    }
+    std::vector<platform::WindowId> desktopWindows() override { return ids(true); }
     std::unique_ptr<platform::AccessibleElement> findFirst(platform::WindowId window,
                                                            const platform::AccessibleQuery& query) override {
         ++searches;
@@ -135,6 +118,13 @@ public:
     std::uint16_t userInterfaceLanguage() override { return uiLanguage; }
 
 private:
+    std::vector<platform::WindowId> ids(bool visibleOnly) const {
+        std::vector<platform::WindowId> out;
+        for (const auto& w : windows) {
+            if (w.visible || !visibleOnly) out.push_back(w.id);
+        }
+        return out;
+    }
     void note(std::string entry) {
         if (journal_ != nullptr) journal_->add(std::move(entry));
     }

@@ -34,18 +34,15 @@ long long EnforcementRig::addProfile(long long id, bool sitiProibiti, const std:
                        {core::Value(static_cast<std::int64_t>(id)), core::Value("Profilo " + std::to_string(id)),
                         core::Value::boolean(sitiProibiti)}));
     core::Transaction tx(db);
-    for (const auto& s : sites) {
-        EXPECT_TRUE(db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (?, ?);",
-                           {core::Value(static_cast<std::int64_t>(id)), core::Value(s)}));
-    }
-    for (const auto& p : processNames) {
-        EXPECT_TRUE(db.run("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (?, ?);",
-                           {core::Value(static_cast<std::int64_t>(id)), core::Value(p)}));
-    }
-    for (const auto& t : titles) {
-        EXPECT_TRUE(db.run("INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (?, ?);",
-                           {core::Value(static_cast<std::int64_t>(id)), core::Value(t)}));
-    }
+    const auto insert = [&](const std::string& into, const std::vector<std::string>& values) {
+        for (const auto& v : values) {
+            EXPECT_TRUE(
+                db.run("INSERT INTO " + into + " VALUES (?, ?);", {core::Value(std::int64_t{id}), core::Value(v)}));
+        }
+    };
+    insert("SitiVietatiConsentiti (IDProfilo, Sito)", sites);
+    insert("ProcessiVietati (IDProfilo, Processo)", processNames);
+    insert("NomiFinestreVietate (IDProfilo, NomeFinestra)", titles);
     EXPECT_TRUE(tx.commit());
     return id;
 }

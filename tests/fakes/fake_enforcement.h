@@ -5,6 +5,7 @@
 // pump that may run other code, and a host that records notices and pages.
 // Every call lands in one journal, so tests can check the order across fakes.
 
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <map>
@@ -41,7 +42,6 @@ public:
     std::string shellList;                            // ElencoFinestreShell
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
     std::map<std::string, std::string> dde;           // service -> address
-    int reads = 0;
 
     // Starts a browser's process showing an address.
     void open(Browser& b, std::string address, int survivesKills = 0) {
@@ -52,18 +52,9 @@ public:
     std::string IndirizzoChrome() override { return read(chrome); }
     std::string IndirizzoEdge() override { return read(edge); }
     std::string IndirizzoFirefox() override { return read(firefox); }
-    std::string ElencoFinestreShell() override {
-        journal_.add("read shell list");
-        return shellList;
-    }
-    std::string IndirizzoDDE(const std::string& service) override {
-        const auto it = dde.find(service);
-        return it == dde.end() ? std::string() : it->second;
-    }
-    std::vector<platform::ShellBrowserWindow> windows() override {
-        journal_.add("read shell windows");
-        return shell;
-    }
+    std::string ElencoFinestreShell() override { return shellList; }
+    std::string IndirizzoDDE(const std::string& service) override { return dde.count(service) ? dde[service] : ""; }
+    std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
 
     // Ctrl+W reaches the browser read last, as the one in front.
@@ -78,13 +69,11 @@ public:
 
 private:
     std::string read(Browser& b) {
-        ++reads;
         journal_.add("read " + b.image);
         foreground_ = &b;
-        for (const auto& p : processes_.running) {
-            if (p.name == b.image) return b.address;
-        }
-        return {};
+        const auto& running = processes_.running;
+        const bool runs = std::any_of(running.begin(), running.end(), [&](const auto& p) { return p.name == b.image; });
+        return runs ? b.address : std::string();
     }
 
     FakeProcesses& processes_;
@@ -111,20 +100,8 @@ private:
 class FakeClock final : public platform::Clock {
 public:
     platform::LocalTime time{2024, 3, 5, 14, 7, 9};
-    std::uint64_t ms = 1000;
     platform::LocalTime now() override { return time; }
-    std::uint64_t tickMilliseconds() override { return ms; }
-};
-
-// Runs `during` (once per call) to play other timers ticking inside a handler.
-class ScriptedPump final : public platform::EventPump {
-public:
-    int calls = 0;
-    std::function<void()> during;
-    void doEvents() override {
-        ++calls;
-        if (during) during();
-    }
+    std::uint64_t tickMilliseconds() override { return 1000; }
 };
 
 class FakeHost final : public enforce::EnforcementHost {
@@ -191,7 +168,7 @@ struct EnforcementRig {
     core::Database db;
     FakeTimers timers{journal};
     FakeProcesses processes{journal};
-    ScriptedPump pump;
+    FakePump pump;
     FakeDesktop windows{&journal};
     FakeKeyboard keyboard;
     FakeBrowsers browsers{processes, journal};

@@ -19,27 +19,27 @@ public:
     std::map<std::string, std::string> files;  // path -> contents
     std::set<std::string> directories;
     std::set<std::string> readOnlyDirectories;  // files cannot be made or removed inside
-    std::vector<std::string> calls;
+    int calls = 0;  // of any kind
 
     bool fileExists(std::string_view path) override {
-        calls.push_back("exists " + std::string(path));
+        ++calls;
         return files.count(std::string(path)) > 0;
     }
     bool createDirectory(std::string_view path) override {
-        calls.push_back("mkdir " + std::string(path));
+        ++calls;
         if (blocked(path)) return directories.count(std::string(path)) > 0;
         directories.insert(std::string(path));
         return true;
     }
     bool copyFile(std::string_view from, std::string_view to) override {
-        calls.push_back("copy " + std::string(from) + " -> " + std::string(to));
+        ++calls;
         const auto it = files.find(std::string(from));
         if (it == files.end() || blocked(to)) return false;
         files[std::string(to)] = it->second;
         return true;
     }
     bool removeFile(std::string_view path) override {
-        calls.push_back("remove " + std::string(path));
+        ++calls;
         if (blocked(path)) return false;
         return files.erase(std::string(path)) > 0;
     }
@@ -76,11 +76,10 @@ public:
     std::vector<platform::MessageBoxRequest> shown;
     std::vector<std::string> prompts;
     std::optional<std::string> folderAnswer;
-    platform::MessageAnswer answer = platform::MessageAnswer::Ok;
 
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
-        return answer;
+        return platform::MessageAnswer::Ok;
     }
     std::optional<std::string> browseForFolder(const std::string& prompt) override {
         prompts.push_back(prompt);

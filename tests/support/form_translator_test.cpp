@@ -43,21 +43,6 @@ private:
 
 const std::set<TextProperty> kAll{TextProperty::Caption, TextProperty::ToolTipText, TextProperty::Tag};
 
-TEST(FormTranslatorKeys, BuildsNamesIndexesAndSuffixes) {
-    const auto keysOf = [](const TranslatableItem& item) {
-        std::vector<std::string> out;
-        for (const auto& k : controlKeys(item)) out.push_back(k.key);
-        return out;
-    };
-    using Keys = std::vector<std::string>;
-    EXPECT_EQ(keysOf(FakeForm("cmdLogin", kAll)), (Keys{"cmdLogin.Caption", "cmdLogin.ToolTipText", "cmdLogin.Tag"}));
-    EXPECT_EQ(keysOf(FakeForm("optFascia", {TextProperty::Caption}, 2)), Keys{"optFascia(2).Caption"});
-    EXPECT_EQ(keysOf(FakeForm("lblX", {TextProperty::Caption}, -1)), Keys{"lblX.Caption"});
-    FakeForm strip("tabOpzioni", {});
-    strip.tabCount = 2;
-    EXPECT_EQ(keysOf(strip), (Keys{"tabOpzioni.TabCaption(0)", "tabOpzioni.TabCaption(1)", "tabOpzioni.TabCaption(2)"}));
-}
-
 // The form's own texts and tab captions apply even when empty; a control's
 // empty translation keeps its design text.
 TEST(FormTranslator, AppliesTheFormsSection) {
@@ -82,8 +67,9 @@ TEST(FormTranslator, AppliesTheFormsSection) {
         return file.count(key) ? file.at(key) : std::string();
     });
     EXPECT_EQ(sections, std::set<std::string>{"frmProva"});
-    EXPECT_EQ(form.values, (std::map<TextProperty, std::string>{
-                               {TextProperty::Caption, "Prova"}, {TextProperty::ToolTipText, ""}, {TextProperty::Tag, ""}}));
+    EXPECT_EQ(form.values, (std::map<TextProperty, std::string>{{TextProperty::Caption, "Prova"},
+                                                                {TextProperty::ToolTipText, ""},
+                                                                {TextProperty::Tag, ""}}));
     EXPECT_EQ(ok.values, (std::map<TextProperty, std::string>{{TextProperty::Caption, "Conferma"},
                                                               {TextProperty::ToolTipText, "Salva e chiudi"},
                                                               {TextProperty::Tag, "keep me"}}));

@@ -5,29 +5,11 @@
 namespace ombrix {
 namespace {
 
-TEST(Cp1252, DecodesEveryByteAndRoundTrips) {
+TEST(Cp1252, DecodesEveryByteRoundTripsAndKnowsItsCharacters) {
     std::string all;
     for (int b = 1; b < 256; ++b) all += static_cast<char>(b);
-    const std::string utf8 = cp1252ToUtf8(all);
-    EXPECT_EQ(utf8ToCp1252(utf8), all);
-}
-
-TEST(Cp1252, KnownCharacters) {
-    struct Case {
-        std::string cp1252;
-        std::string utf8;
-    } cases[] = {
-        {"\x80", "\u20AC"},           // euro
-        {"\xE8", "\u00E8"},           // è
-        {"\xC8", "\u00C8"},           // È
-        {"\x93x\x94", "\u201Cx\u201D"},  // curly quotes
-        {"\x8A\x9A", "\u0160\u0161"},  // Š š
-        {"plain", "plain"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(cp1252ToUtf8(c.cp1252), c.utf8) << c.utf8;
-        EXPECT_EQ(utf8ToCp1252(c.utf8), c.cp1252) << c.utf8;
-    }
+    EXPECT_EQ(utf8ToCp1252(cp1252ToUtf8(all)), all);
+    EXPECT_EQ(cp1252ToUtf8("\x80 \xE8\xC8 \x93x\x94 \x8A\x9A plain"), "€ èÈ \u201Cx\u201D Šš plain");
 }
 
 TEST(Cp1252, CharactersOutsideTheCodePageBecomeQuestionMarks) {

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <memory>
@@ -67,10 +68,8 @@ public:
     [[nodiscard]] std::vector<std::string> record() const { return logLines(exe_ + ".record"); }
     [[nodiscard]] bool recorded(const std::string& line) const {
         return waitFor([&] {
-            for (const auto& l : record()) {
-                if (l == line) return true;
-            }
-            return false;
+            const auto lines = record();
+            return std::find(lines.begin(), lines.end(), line) != lines.end();
         });
     }
     [[nodiscard]] bool waitForExit(std::chrono::milliseconds patience = kPatience) const {
@@ -84,13 +83,5 @@ private:
     std::unique_ptr<StartedProgram> process_;
     HWND window_ = nullptr;
 };
-
-// Ctrl+W as the blockers send it: Ctrl down, W down, Ctrl up, W up.
-inline void pressCtrlW() {
-    keybd_event(17, 0, 1, 0);
-    keybd_event(87, 0, 1, 0);
-    keybd_event(17, 0, 3, 0);
-    keybd_event(87, 0, 3, 0);
-}
 
 }  // namespace ombrix::test

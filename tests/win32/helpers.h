@@ -40,9 +40,7 @@ bool waitFor(Condition done, std::chrono::milliseconds patience = kPatience) {
     return true;
 }
 // Lets this thread's messages run for a while.
-inline void pause(std::chrono::milliseconds spell) {
-    waitFor([] { return false; }, spell);
-}
+inline void pause(std::chrono::milliseconds spell) { waitFor([] { return false; }, spell); }
 
 inline std::string quoted(const std::string& s) { return "\"" + s + "\""; }
 
@@ -93,20 +91,13 @@ public:
     }
     // Its top-level windows, shown or not.
     [[nodiscard]] std::vector<HWND> windows() const {
-        struct Search {
-            DWORD pid;
-            std::vector<HWND> found;
-        } search{id_, {}};
-        EnumWindows(
-            [](HWND w, LPARAM p) -> BOOL {
-                auto* s = reinterpret_cast<Search*>(p);
-                DWORD pid = 0;
-                GetWindowThreadProcessId(w, &pid);
-                if (pid == s->pid) s->found.push_back(w);
-                return TRUE;
-            },
-            reinterpret_cast<LPARAM>(&search));
-        return search.found;
+        std::vector<HWND> found;
+        for (HWND w = GetTopWindow(nullptr); w != nullptr; w = GetWindow(w, GW_HWNDNEXT)) {
+            DWORD pid = 0;
+            GetWindowThreadProcessId(w, &pid);
+            if (pid == id_) found.push_back(w);
+        }
+        return found;
     }
 
 private:
@@ -160,15 +151,11 @@ inline HWND waitForWindow(const std::string& log) {
 class MachineDefaultValue {
 public:
     MachineDefaultValue(std::wstring key, const std::wstring& value) : key_(std::move(key)) {
-        HKEY k = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key_.c_str(), 0, KEY_READ, &k) == ERROR_SUCCESS) {
-            wchar_t buffer[1024] = {};
-            DWORD size = sizeof buffer - sizeof(wchar_t);
-            if (RegQueryValueExW(k, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) ==
-                ERROR_SUCCESS) {
-                previous_ = buffer;
-            }
-            RegCloseKey(k);
+        wchar_t buffer[1024] = {};
+        DWORD size = sizeof buffer;
+        if (RegGetValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size) ==
+            ERROR_SUCCESS) {
+            previous_ = buffer;
         }
         ok_ = write(value);
     }
@@ -204,6 +191,8 @@ inline bool trayIconPresent(HWND owner) {
     wcscpy(data.szTip, L"Ombrix");
     return Shell_NotifyIconW(NIM_MODIFY, &data) != FALSE;
 }
+
+inline bool topmost(HWND w) { return (GetWindowLongW(w, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0; }
 
 // A plain top-level window of this thread.
 class OwnWindow {

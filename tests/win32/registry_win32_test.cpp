@@ -40,14 +40,12 @@ TEST_F(Win32RegistryTest, TextAndDoubleWordValuesRoundTrip) {
 
 TEST_F(Win32RegistryTest, ValuesAreWhereOtherProgramsLookForThem) {
     ASSERT_TRUE(reg.writeString(RegRoot::LocalMachine, "SOFTWARE\\OmbrixTest\\Opzioni", "DataBase", "C:\\Dati"));
-    HKEY key = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\OmbrixTest\\Opzioni", 0, KEY_READ, &key), ERROR_SUCCESS);
     wchar_t buffer[64] = {};
-    DWORD size = sizeof buffer, type = 0;
-    EXPECT_EQ(RegQueryValueExW(key, L"DataBase", nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size),
-              ERROR_SUCCESS);
-    RegCloseKey(key);
-    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    DWORD size = sizeof buffer;
+    EXPECT_EQ(RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\OmbrixTest\\Opzioni", L"DataBase", RRF_RT_REG_SZ, nullptr,
+                           buffer, &size),
+              ERROR_SUCCESS)
+        << "a REG_SZ value";
     EXPECT_STREQ(buffer, L"C:\\Dati");
 }
 

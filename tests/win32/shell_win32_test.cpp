@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "fakes/fixtures.h"
+#include "helpers.h"
 #include "platform/win32/machine.h"
 #include "platform/text.h"
-#include "helpers.h"
 
+// An address handed to the default browser is the end-to-end tests'.
 namespace ombrix::win32 {
 namespace {
 
@@ -26,19 +27,6 @@ void endRecorder(const std::string& log) {
     if (const auto pid = test::waitForLine(log, "start")) machine().processes().terminate(std::stoul(*pid));
 }
 
-TEST(Win32Shell, RunStartsTheProgramInTheRequestedWindowStyle) {
-    const std::pair<int, int> cases[] = {{0, SW_HIDE},          {1, SW_SHOWNORMAL},     {2, SW_SHOWMINIMIZED},
-                                         {3, SW_SHOWMAXIMIZED}, {4, SW_SHOWNOACTIVATE}, {6, SW_SHOWMINNOACTIVE}};
-    test::TempDir dir;
-    for (const auto& [style, showState] : cases) {
-        SCOPED_TRACE(style);
-        const std::string log = dir.file("style" + std::to_string(style) + ".log");
-        ASSERT_TRUE(machine().shell().run(recorderLine(log), style));
-        EXPECT_EQ(test::waitForLine(log, "show"), "1 " + std::to_string(showState)) << "what the program is told";
-        endRecorder(log);
-    }
-}
-
 // As the kiosk launcher runs "<Program Files>\internet explorer\iexplore -k <address>".
 TEST(Win32Shell, RunResolvesAnUnquotedPathWithBlanksAndNoExtension) {
     test::TempDir dir;
@@ -54,7 +42,7 @@ TEST(Win32Shell, RunResolvesAnUnquotedPathWithBlanksAndNoExtension) {
     endRecorder(log);
 }
 
-TEST(Win32Shell, RunRefusesWhatCannotStart) {
+TEST(Win32Shell, RunAndOpenRefuseWhatCannotStart) {
     test::TempDir dir;
     const std::string copy = test::copyRecorder(dir.file("ombrixstile.exe"));
     for (const int style : {-1, 7, 9}) {
@@ -64,12 +52,14 @@ TEST(Win32Shell, RunRefusesWhatCannotStart) {
     }
     EXPECT_FALSE(machine().shell().run(dir.file("nessuno.exe"), 1));
     EXPECT_FALSE(machine().shell().run("", 1));
+    EXPECT_FALSE(machine().shell().open(dir.file("manca.txt"), "C:\\", platform::kNormalFocus));
+    EXPECT_FALSE(machine().shell().open("", "C:\\", platform::kNormalFocus));
 }
 
 TEST(Win32Shell, OpenHandsADocumentToItsProgramInTheGivenFolder) {
     test::TempDir dir;
     const std::string log = dir.file("open.log");
-    const std::string document = dir.file("pagina iniziale.ombrixprova");
+    const std::string document = dir.file("pagina attività.ombrixprova");
     test::writeFile(document, "x");
     const std::string folder = dir.file("lavoro");
     std::filesystem::create_directories(pathFromUtf8(folder));
@@ -84,25 +74,6 @@ TEST(Win32Shell, OpenHandsADocumentToItsProgramInTheGivenFolder) {
     ASSERT_TRUE(cwd);
     EXPECT_TRUE(equalsNoCase(*cwd, folder) || equalsNoCase(*cwd, folder + "\\")) << *cwd;
     endRecorder(log);
-}
-
-// Under Wine the machine's http command stands for the default browser.
-TEST(Win32Shell, OpenGivesAnAddressToTheDefaultBrowser) {
-    test::TempDir dir;
-    const std::string log = dir.file("http.log");
-    const test::MachineDefaultValue browser(L"Software\\Classes\\http\\shell\\open\\command",
-                                            toWide(recorderLine(log, "\"%1\"")));
-    ASSERT_TRUE(browser.ok());
-    const std::string address = "http://www.example.org/scuola?classe=3a&nome=città";
-    ASSERT_TRUE(machine().shell().open(address, "C:\\", platform::kNormalFocus));
-    EXPECT_EQ(test::waitForLine(log, "arg"), address);
-    endRecorder(log);
-}
-
-TEST(Win32Shell, OpenFailsForWhatIsNotThere) {
-    test::TempDir dir;
-    EXPECT_FALSE(machine().shell().open(dir.file("manca.txt"), "C:\\", platform::kNormalFocus));
-    EXPECT_FALSE(machine().shell().open("", "C:\\", platform::kNormalFocus));
 }
 
 }  // namespace

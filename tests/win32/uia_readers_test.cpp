@@ -7,11 +7,13 @@
 #include <windows.h>
 #include <ole2.h>
 
+#include <algorithm>
 #include <array>
 #include <map>
 #include <optional>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "enforce/win32/accessibility_win32.h"
@@ -53,16 +55,14 @@ int slotOf(Call call) {
 TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
     VARIANT v;
     VariantInit(&v);
-    EXPECT_EQ(slotOf<uia::IUIAutomation>([](auto* p) { p->ElementFromHandle(nullptr, nullptr); }),
-              slotOf<::IUIAutomation>([](auto* p) { p->ElementFromHandle(nullptr, nullptr); }));
-    EXPECT_EQ(slotOf<uia::IUIAutomation>([&](auto* p) { p->CreatePropertyCondition(0, v, nullptr); }),
-              slotOf<::IUIAutomation>([&](auto* p) { p->CreatePropertyCondition(0, v, nullptr); }));
-    EXPECT_EQ(slotOf<uia::IUIAutomation>([](auto* p) { p->CreateAndCondition(nullptr, nullptr, nullptr); }),
-              slotOf<::IUIAutomation>([](auto* p) { p->CreateAndCondition(nullptr, nullptr, nullptr); }));
-    EXPECT_EQ(slotOf<uia::IUIAutomationElement>([](auto* p) { p->FindFirst(0, nullptr, nullptr); }),
-              slotOf<::IUIAutomationElement>([](auto* p) { p->FindFirst(TreeScope_Descendants, nullptr, nullptr); }));
-    EXPECT_EQ(slotOf<uia::IUIAutomationElement>([](auto* p) { p->GetCurrentPropertyValue(0, nullptr); }),
-              slotOf<::IUIAutomationElement>([](auto* p) { p->GetCurrentPropertyValue(0, nullptr); }));
+#define OMBRIX_SAME_SLOT(I, call) \
+    EXPECT_EQ(slotOf<uia::I>([&](auto* p) { p->call; }), slotOf<::I>([&](auto* p) { p->call; })) << #call
+    OMBRIX_SAME_SLOT(IUIAutomation, ElementFromHandle(nullptr, nullptr));
+    OMBRIX_SAME_SLOT(IUIAutomation, CreatePropertyCondition(0, v, nullptr));
+    OMBRIX_SAME_SLOT(IUIAutomation, CreateAndCondition(nullptr, nullptr, nullptr));
+    OMBRIX_SAME_SLOT(IUIAutomationElement, FindFirst(TreeScope_Descendants, nullptr, nullptr));
+    OMBRIX_SAME_SLOT(IUIAutomationElement, GetCurrentPropertyValue(0, nullptr));
+#undef OMBRIX_SAME_SLOT
     EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomation, __uuidof(::IUIAutomation)));
     EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationElement, __uuidof(::IUIAutomationElement)));
     EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationCondition, __uuidof(::IUIAutomationCondition)));
@@ -77,8 +77,8 @@ TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
 }
 #endif
 
-// A fake automation object behind our declarations: elements in a tree,
-// conditions on a text or a number property, and "and" conditions.
+// A fake automation object behind our declarations: a window's elements in
+// tree order, and conditions on a text or a number property, or on both.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #define OMBRIX_NOT_USED(n) \
@@ -105,31 +105,36 @@ private:
 };
 
 struct FakeElement;
+using Properties = std::map<int, std::variant<int, std::wstring>>;
 
 struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
-    int property = 0;
-    std::optional<std::wstring> text;  // else a number
-    int number = 0;
-    std::vector<FakeCondition*> both;  // an "and" condition, held by the automation object
-    bool holds(const FakeElement& e) const;
+    Properties wanted;  // every one must hold
 };
 
 struct FakeElement final : Counted<uia::IUIAutomationElement> {
-    std::map<int, std::wstring> texts;
-    std::map<int, int> numbers;
+    Properties properties;
     bool focused = false;
     bool gone = false;
-    std::vector<FakeElement*> children;  // held by the test
-    int* lastScope = nullptr;
+    std::vector<FakeElement*> descendants;  // tree order, held by the test
+    int scope = -1;                         // of the last search
 
     OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(06) OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08)
     OMBRIX_NOT_USED(09)
-    HRESULT STDMETHODCALLTYPE FindFirst(int scope, uia::IUIAutomationCondition* condition,
+    HRESULT STDMETHODCALLTYPE FindFirst(int searchScope, uia::IUIAutomationCondition* condition,
                                         uia::IUIAutomationElement** found) override {
-        *lastScope = scope;
-        *found = scope == uia::kScopeDescendants ? search(*static_cast<FakeCondition*>(condition)) : nullptr;
-        if (*found != nullptr) (*found)->AddRef();
-        return scope == uia::kScopeDescendants ? S_OK : E_INVALIDARG;
+        scope = searchScope;
+        *found = nullptr;
+        for (FakeElement* e : descendants) {
+            const auto& wanted = static_cast<FakeCondition*>(condition)->wanted;
+            if (std::all_of(wanted.begin(), wanted.end(), [&](const auto& w) {
+                    return e->properties.count(w.first) > 0 && e->properties.at(w.first) == w.second;
+                })) {
+                e->AddRef();
+                *found = e;
+                break;
+            }
+        }
+        return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetCurrentPropertyValue(int property, VARIANT* value) override {
         VariantInit(value);
@@ -137,58 +142,42 @@ struct FakeElement final : Counted<uia::IUIAutomationElement> {
         if (property == uia::kHasKeyboardFocusProperty) {
             value->vt = VT_BOOL;
             value->boolVal = focused ? VARIANT_TRUE : VARIANT_FALSE;
-        } else if (const auto t = texts.find(property); t != texts.end()) {
+        } else if (properties.count(property) > 0) {
             value->vt = VT_BSTR;
-            value->bstrVal = SysAllocString(t->second.c_str());
+            value->bstrVal = SysAllocString(std::get<std::wstring>(properties.at(property)).c_str());
         }
         return S_OK;
     }
-    FakeElement* search(const FakeCondition& condition) {
-        for (FakeElement* child : children) {
-            if (condition.holds(*child)) return child;
-            if (FakeElement* deeper = child->search(condition)) return deeper;
-        }
-        return nullptr;
-    }
 };
-
-bool FakeCondition::holds(const FakeElement& e) const {
-    if (!both.empty()) return both[0]->holds(e) && both[1]->holds(e);
-    if (text) return e.texts.count(property) > 0 && e.texts.at(property) == *text;
-    return e.numbers.count(property) > 0 && e.numbers.at(property) == number;
-}
 
 struct FakeAutomation final : Counted<uia::IUIAutomation> {
     std::map<HWND, FakeElement*> windows;
     std::vector<ComPtr<FakeCondition>> conditions;
-    int lastScope = -1;
 
     OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(05) OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08)
     OMBRIX_NOT_USED(09) OMBRIX_NOT_USED(10) OMBRIX_NOT_USED(11) OMBRIX_NOT_USED(12) OMBRIX_NOT_USED(13)
     OMBRIX_NOT_USED(14) OMBRIX_NOT_USED(15) OMBRIX_NOT_USED(16) OMBRIX_NOT_USED(17) OMBRIX_NOT_USED(18)
     OMBRIX_NOT_USED(19) OMBRIX_NOT_USED(20) OMBRIX_NOT_USED(21) OMBRIX_NOT_USED(22) OMBRIX_NOT_USED(24)
     HRESULT STDMETHODCALLTYPE ElementFromHandle(HWND window, uia::IUIAutomationElement** element) override {
-        const auto it = windows.find(window);
-        *element = it == windows.end() ? nullptr : it->second;
+        *element = windows.count(window) > 0 ? windows.at(window) : nullptr;
         if (*element == nullptr) return E_FAIL;
-        it->second->lastScope = &lastScope;
-        it->second->AddRef();
+        (*element)->AddRef();
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE CreatePropertyCondition(int property, VARIANT value,
                                                       uia::IUIAutomationCondition** out) override {
         if (value.vt != VT_BSTR && value.vt != VT_I4) return E_INVALIDARG;
         auto* c = keep(new FakeCondition);
-        c->property = property;
-        if (value.vt == VT_BSTR) c->text = std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
-        if (value.vt == VT_I4) c->number = value.lVal;
+        if (value.vt == VT_I4) c->wanted[property] = static_cast<int>(value.lVal);
+        if (value.vt == VT_BSTR) c->wanted[property] = std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
         *out = c;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE CreateAndCondition(uia::IUIAutomationCondition* first, uia::IUIAutomationCondition* second,
                                                  uia::IUIAutomationCondition** out) override {
         auto* c = keep(new FakeCondition);
-        c->both = {static_cast<FakeCondition*>(first), static_cast<FakeCondition*>(second)};
+        c->wanted = static_cast<FakeCondition*>(first)->wanted;
+        c->wanted.merge(Properties(static_cast<FakeCondition*>(second)->wanted));
         *out = c;
         return S_OK;
     }
@@ -201,38 +190,27 @@ struct FakeAutomation final : Counted<uia::IUIAutomation> {
 #undef OMBRIX_NOT_USED
 #pragma GCC diagnostic pop
 
-// A browser window's tree: a button, then the address bar, both under a tool bar.
-class UiaSide : public ::testing::Test {
-protected:
+// A browser window: a button, then the address bar, under the same name.
+TEST(UiaSide, NameEditAndHelpConditionsValueFocusAndAnElementThatIsGone) {
     HWND window = CreateWindowExW(0, L"STATIC", L"browser", 0, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(window, nullptr);
     ComPtr<FakeAutomation> automation{new FakeAutomation};
-    ComPtr<FakeElement> root{new FakeElement}, toolbar{new FakeElement}, button{new FakeElement}, bar{new FakeElement};
-    std::unique_ptr<CountedAccessibility> layer = makeUiAutomation(automation.get());
-    const std::string kName = "Barra degli indirizzi e di ricerca";
-
-    void SetUp() override {
-        ASSERT_NE(window, nullptr);
-        root->children = {toolbar.get()};
-        toolbar->children = {button.get(), bar.get()};
-        button->texts[uia::kLegacyNameProperty] = L"Barra degli indirizzi e di ricerca";  // same name, not an edit
-        button->texts[uia::kLegacyValueProperty] = L"button";
-        button->numbers[uia::kControlTypeProperty] = 50000;
-        bar->texts[uia::kLegacyNameProperty] = L"Barra degli indirizzi e di ricerca";
-        bar->texts[uia::kLegacyHelpProperty] = L"Cerca o immetti l'indirizzo Web";
-        bar->texts[uia::kLegacyValueProperty] = L"citt\u00e0.example";
-        bar->numbers[uia::kControlTypeProperty] = uia::kEditControlType;
-        automation->windows[window] = root.get();
-    }
-    void TearDown() override { DestroyWindow(window); }
-
-    std::unique_ptr<platform::AccessibleElement> find(platform::AccessibleText property, const std::string& text,
-                                                      bool editOnly) {
-        return layer->findFirst(reinterpret_cast<platform::WindowId>(window), {property, text, editOnly});
-    }
-};
-
-TEST_F(UiaSide, NameEditAndHelpConditions) {
+    ComPtr<FakeElement> root{new FakeElement}, button{new FakeElement}, bar{new FakeElement};
+    const std::wstring name = L"Barra degli indirizzi e di ricerca";
+    button->properties = {{uia::kLegacyNameProperty, name}, {uia::kLegacyValueProperty, L"button"},
+                          {uia::kControlTypeProperty, 50000}};
+    bar->properties = {{uia::kLegacyNameProperty, name},
+                       {uia::kLegacyHelpProperty, L"Cerca o immetti l'indirizzo Web"},
+                       {uia::kLegacyValueProperty, L"citt\u00e0.example"},
+                       {uia::kControlTypeProperty, uia::kEditControlType}};
+    root->descendants = {button.get(), bar.get()};
+    automation->windows[window] = root.get();
+    const auto layer = makeUiAutomation(automation.get());
     ASSERT_TRUE(layer->isUiAutomation());
+    const auto find = [&](platform::AccessibleText property, const std::string& text, bool editOnly) {
+        return layer->findFirst(reinterpret_cast<platform::WindowId>(window), {property, text, editOnly});
+    };
+
     using platform::AccessibleText;
     const struct {
         AccessibleText property;
@@ -248,18 +226,16 @@ TEST_F(UiaSide, NameEditAndHelpConditions) {
     };
     for (const auto& c : cases) {
         auto element = find(c.property, c.text, c.editOnly);
-        EXPECT_EQ(automation->lastScope, uia::kScopeDescendants);
+        EXPECT_EQ(root->scope, uia::kScopeDescendants);
         EXPECT_EQ(element ? element->value() : std::nullopt, c.value) << c.text << " " << c.editOnly;
     }
-}
 
-TEST_F(UiaSide, ValueFocusAndAnElementThatIsGone) {
-    auto element = find(platform::AccessibleText::Name, kName, true);
+    auto element = find(AccessibleText::Name, "Barra degli indirizzi e di ricerca", true);
     ASSERT_NE(element, nullptr);
     EXPECT_EQ(element->hasKeyboardFocus(), false);
     bar->focused = true;
     EXPECT_EQ(element->hasKeyboardFocus(), true);
-    bar->texts.erase(uia::kLegacyValueProperty);
+    bar->properties.erase(uia::kLegacyValueProperty);
     EXPECT_EQ(element->value(), "") << "no value is an empty one";
     bar->gone = true;
     EXPECT_EQ(element->value(), std::nullopt);
@@ -267,15 +243,7 @@ TEST_F(UiaSide, ValueFocusAndAnElementThatIsGone) {
     bar->gone = false;
     DestroyWindow(window);
     EXPECT_EQ(element->value(), std::nullopt) << "its window closed";
-    EXPECT_EQ(find(platform::AccessibleText::Name, "x", false), nullptr);
-}
-
-TEST(UiaChoice, AutomaticFallsBackToMsaaWhenUiAutomationCannotBeMade) {
-    ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
-    const bool available = makeUiAutomation() != nullptr;
-    EXPECT_EQ(makeAccessibility(AccessibilityChoice::Automatic)->isUiAutomation(), available);
-    EXPECT_FALSE(makeAccessibility(AccessibilityChoice::Msaa)->isUiAutomation());
-    CoUninitialize();
+    EXPECT_EQ(find(AccessibleText::Name, "x", false), nullptr);
 }
 
 }  // namespace

@@ -1,25 +1,17 @@
-// A stand-in for an external browser, for the tests of the address readers
-// and the site blockers. Copied and started as chrome.exe, msedge.exe or
-// firefox.exe, it shows what Ombrix sees of that browser: a hidden first
-// window and a visible second one of the browser's class, holding an address
-// edit with the accessible name the readers look for, the current address in
-// it, and tabs that Ctrl+W closes.
+// A stand-in for an external browser, copied and started as chrome.exe,
+// msedge.exe or firefox.exe: a hidden first window and a visible second one
+// of the browser's class, holding an address edit with the accessible name
+// the readers look for, the current address in it, and tabs Ctrl+W closes.
 //
 //   chrome.exe [--name TEXT] [--help TEXT] [URL]
 //
-// A URL on the command line is an address the browser is asked to open; a
-// second start hands it to the running one, as browsers do. The test drives
-// the running stand-in with WM_COPYDATA (dwData 1, UTF-8 lines):
-//   show URL     the current tab shows URL
-//   tab URL      a new tab shows URL
-//   type TEXT    the user types TEXT in the address edit (focus in the edit)
-//   blur         the keyboard focus leaves the address edit
-//   ctrlw ignore the next Ctrl+W does nothing (queued; otherwise Ctrl+W
-//                closes the tab, and the window with the last tab)
-//   activate     comes to the foreground
-//   quit         closes
-// The record file <exe>.record gets one UTF-8 line per event: "open URL",
-// "ctrl+w tab" or "ctrl+w ignore", "exit".
+// A URL is an address the browser is asked to open; a second start hands it
+// to the running one, as browsers do. Tests drive it with WM_COPYDATA
+// (dwData 1, UTF-8 lines): "show URL" (the current tab), "tab URL" (a new
+// one), "type TEXT" (typed into the edit, which keeps the focus), "blur",
+// "ctrlw ignore" (the next Ctrl+W does nothing; otherwise it closes the tab,
+// and the window with the last one), "activate", "quit". <exe>.record gets
+// one UTF-8 line per event: "open URL", "ctrl+w tab|ignore", "exit".
 #include <windows.h>
 #include <oleacc.h>
 #include <shellapi.h>

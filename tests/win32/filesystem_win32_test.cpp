@@ -9,17 +9,6 @@
 namespace ombrix::platform {
 namespace {
 
-TEST(Win32System, FactsAboutTheMachine) {
-    System& sys = realSystem();
-    EXPECT_GT(sys.windowsMajorVersion(), 5) << "the test machine is Windows 6 or later";
-    EXPECT_FALSE(sys.environment("SystemRoot").empty());
-    EXPECT_EQ(sys.environment("OMBRIX_SURELY_UNSET_VARIABLE"), "");
-    const std::string folder = sys.programFolder();
-    ASSERT_FALSE(folder.empty());
-    EXPECT_NE(folder.back(), '\\');
-    EXPECT_TRUE(realFileSystem().fileExists(folder + "\\ombrix_win32_tests.exe")) << folder;
-}
-
 TEST(Win32FileSystem, WideNamesWork) {
     const std::string base = pathToUtf8(std::filesystem::temp_directory_path()) + "\\ombrix-città";
     FileSystem& fs = realFileSystem();
