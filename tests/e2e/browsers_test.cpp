@@ -185,7 +185,9 @@ TEST_P(BrowserForbiddenPage, IsClosedWithCtrlWNoticedAndTheLastGoodPageReopens) 
         // must reach the browser, and the pupil may go on typing.
         EXPECT_FALSE(waitFor([&] { return GetForegroundWindow() == n; }, 1s)) << "the notice took the focus";
     }
-    EXPECT_TRUE(b.recorded(std::string("open ") + kGoodPage)) << "the last good page was not reopened";
+    EXPECT_TRUE(b.recorded(std::string("open ") + kGoodPage))
+        << "the last good page was not reopened; the default browser's own record: "
+        << ::testing::PrintToString(defaultBrowser->record());
     if (std::string(c.image) == "chrome.exe") screenshot("frmMessaggio-over-browser");
 
     const auto record = b.record();

@@ -241,6 +241,28 @@ bool send(HWND target, const std::wstring& command) {
            result != 0;
 }
 
+bool alive(HWND window) {
+    DWORD pid = 0;
+    GetWindowThreadProcessId(window, &pid);
+    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, pid);
+    if (process == nullptr) return false;
+    const bool running = WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+    CloseHandle(process);
+    return running;
+}
+
+// A twin slow to answer (a loaded machine) is asked again. A twin that was
+// just terminated may still have its window but takes nothing: then this
+// start is the browser.
+bool handOver(HWND twin, const std::wstring& url) {
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        if (url.empty() || send(twin, L"open " + url)) return true;
+        if (!alive(twin)) return false;
+        Sleep(500);
+    }
+    return false;
+}
+
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
@@ -273,10 +295,8 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     LocalFree(argv);
 
     // One stand-in per browser name: a second start hands its address over.
-    // A twin that was just terminated may still have its window but takes
-    // nothing: then this start is the browser.
     const ATOM kind = GlobalAddAtomW((L"OmbrixStandin." + g.stem).c_str());
-    if (HWND twin = runningTwin(kind); twin != nullptr && (url.empty() || send(twin, L"open " + url))) {
+    if (HWND twin = runningTwin(kind); twin != nullptr && handOver(twin, url)) {
         GlobalDeleteAtom(kind);
         return 0;
     }
