@@ -41,12 +41,6 @@ std::string withoutSchemeAndWww(std::string_view text) {
     return replaceAll(replaceAll(replaceAll(text, "http://", ""), "https://", ""), "www.", "");
 }
 
-std::size_t characterCount(std::string_view text) {
-    std::size_t count = 0;
-    for (std::size_t pos = 0; pos < text.size(); ++count) (void)decodeUtf8(text, pos);
-    return count;
-}
-
 std::string_view leftCharacters(std::string_view text, std::size_t count) {
     std::size_t pos = 0;
     for (std::size_t n = 0; n < count && pos < text.size(); ++n) (void)decodeUtf8(text, pos);

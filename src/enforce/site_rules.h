@@ -38,9 +38,6 @@ inline constexpr std::size_t kBlockPageCut = 34;
 // a list entry in capitals is the administrator's to match exactly).
 [[nodiscard]] std::string withoutSchemeAndWww(std::string_view text);
 
-// Characters of UTF-8 text as the program counts them: a code point, or one
-// byte that is not valid UTF-8.
-[[nodiscard]] std::size_t characterCount(std::string_view text);
 // The first `count` characters (all of them when there are fewer).
 [[nodiscard]] std::string_view leftCharacters(std::string_view text, std::size_t count);
 

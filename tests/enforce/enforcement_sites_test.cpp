@@ -21,6 +21,7 @@ protected:
     }
     test::EnforcementRig rig;
     Enforcement& e() { return *rig.enforcement; }
+    SiteTimer& sites() { return rig.enforcement->siteTimer(); }
 };
 
 class ForbiddenList : public ListTest {
@@ -32,7 +33,7 @@ TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
     rig.browsers.open(rig.browsers.chrome, "http://www.giochi.it/oggi");
     rig.browsers.chrome.afterClose = {"http://scuola.it/"};
     e().holders().txtUltimaPaginaChrome = "http://scuola.it/";
-    e().BloccaSitiDaElencoVietatiChrome();
+    sites().BloccaSitiDaElencoVietatiChrome();
 
     EXPECT_EQ(rig.keyboard.events, (std::vector<std::pair<int, std::uint32_t>>{{17, 1}, {87, 1}, {17, 3}, {87, 3}}))
         << "Ctrl down, W down, Ctrl up, W up";
@@ -50,7 +51,7 @@ TEST_F(ForbiddenList, APageThatSurvivesBothClosesKillsEveryChrome) {
     rig.browsers.open(rig.browsers.chrome, "\"http://poker.com/tavolo\"");
     rig.processes.start("chrome.exe");
     rig.processes.start("CHROME.EXE");
-    e().BloccaSitiDaElencoVietatiChrome();
+    sites().BloccaSitiDaElencoVietatiChrome();
 
     EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill chrome.exe", "kill chrome.exe", "kill CHROME.EXE"}));
@@ -66,7 +67,7 @@ TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
     // later entries still catch in the same tick; the entry before does not.
     rig.browsers.open(rig.browsers.chrome, "http://x.org/?q=casino");
     rig.browsers.chrome.afterClose = {"http://poker.com/", "http://www.giochi.it/"};
-    e().BloccaSitiDaElencoVietatiChrome();
+    sites().BloccaSitiDaElencoVietatiChrome();
     std::vector<std::string> texts;
     for (const auto& n : rig.host.notices) texts.push_back(n.text);
     EXPECT_EQ(texts, (Entries{"T0180 http://x.org/?q=casino", "T0182 http://poker.com/"}));
@@ -99,7 +100,7 @@ TEST_F(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
 
 TEST_F(ForbiddenList, FirefoxIsTrimmedAndItsSessionClearedAfterTheKill) {
     rig.browsers.open(rig.browsers.firefox, "  https://giochi.it/  ");
-    e().BloccaSitiDaElencoVietatiFirefox();
+    sites().BloccaSitiDaElencoVietatiFirefox();
     const auto kill = rig.journal.find("kill firefox.exe");
     ASSERT_GE(kill, 0);
     EXPECT_EQ(rig.journal.find("clear firefox session"), kill + 1);
@@ -119,7 +120,7 @@ TEST_F(ForbiddenList, EdgeKeepsItsOwnHolders) {
 
     rig.browsers.edge.address = "https://poker.com/";
     rig.browsers.edge.afterClose = {""};
-    e().BloccaSitiDaElencoVietatiEdge();
+    sites().BloccaSitiDaElencoVietatiEdge();
     EXPECT_EQ(rig.host.opened, Entries{"https://scuola.it/"});
     EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "https://scuola.it/") << "another browser is not touched";
 }
@@ -145,7 +146,7 @@ TEST_F(ForbiddenList, InternetExplorerWindowsGoBackUnlessExempt) {
                           {"https://blocked.ombrix.example/web?casino", "casino"},
                           {"http://giochi.it/x", ""},
                           {"http://scuola.it/", "Scuola"}};
-    e().BloccaSitiVietatiIE();
+    sites().BloccaSitiVietatiIE();
     EXPECT_EQ(rig.entries("back"), (Entries{"back 0", "back 3"}));
     ASSERT_EQ(rig.host.notices.size(), 2u);
     EXPECT_EQ(rig.host.notices[0].text, "T0172 http://a.org/");
@@ -154,14 +155,14 @@ TEST_F(ForbiddenList, InternetExplorerWindowsGoBackUnlessExempt) {
 TEST_F(ForbiddenList, InternetExplorerListKillsAndOpensTheStartPage) {
     rig.processes.start("iexplore.exe", 2);
     rig.browsers.shellList = "1§http://scuola.it/|2§http://poker.com/|";
-    e().BloccaSitiVietatiIEFinestre();
+    sites().BloccaSitiVietatiIEFinestre();
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill iexplore.exe", "kill iexplore.exe", "kill iexplore.exe"}));
     EXPECT_EQ(rig.host.notices[0].text, "T0172 http://poker.com/");
     EXPECT_EQ(rig.host.opened, Entries{"http://scuola.it/"});
 
     rig.journal.entries.clear();
     rig.browsers.shellList = "1§http://poker.com/|2§http://scuola.it/|";
-    e().BloccaSitiVietatiIEFinestre();
+    sites().BloccaSitiVietatiIEFinestre();
     EXPECT_EQ(rig.entries("kill"), Entries{}) << "only the last window's address counts";
 }
 
@@ -219,7 +220,7 @@ TEST_F(AllowedList, BuiltInPagesAreExempt) {
 
 TEST_F(AllowedList, InternetExplorerWindowsWithAKeywordInTheTitlePass) {
     rig.browsers.shell = {{"http://video.example/", "I compiti di oggi"}, {"http://video.example/", "Film"}};
-    e().BloccaSitiConsentitiIE();
+    sites().BloccaSitiConsentitiIE();
     EXPECT_EQ(rig.entries("back"), Entries{"back 1"});
     EXPECT_EQ(rig.host.notices.back().text, "T0173 http://video.example/");
 }
@@ -249,40 +250,6 @@ TEST(StarEntry, BlocksEverythingForbiddenAndPassesEverythingAllowed) {
         EXPECT_EQ(rig.host.notices.size(), forbidden ? 1u : 0u);
         EXPECT_EQ(rig.entries("kill").size(), 0u);
     }
-}
-
-TEST(UnwiredBlockers, KeptButCalledByNoTimer) {
-    test::EnforcementRig rig;
-    rig.addProfile(2, false, {".scuola.it"});
-    rig.use(2);
-    rig.browsers.dde = {{"Opera", "http://video.example/"}, {"Chrome", "http://scuola.it/"}};
-    rig.enforcement->tickSitiVietatiConsentiti();
-    EXPECT_EQ(rig.host.notices.size(), 0u) << "Opera is not looked at by the timer";
-    rig.enforcement->BloccaSitiDaElencoConsentitiOpera();
-    EXPECT_EQ(rig.host.notices.back().text, "T0186 http://video.example/");
-    EXPECT_EQ(rig.enforcement->TitoloChrome(), "http://scuola.it/");
-
-    test::EnforcementRig forbidden;
-    forbidden.addProfile(2, true, {".video.example", "*film"});
-    forbidden.use(2);
-    forbidden.browsers.dde = {{"Opera", "http://video.example/film"}};
-    forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
-    forbidden.browsers.dde = {{"Opera", "http://altro.example/film"}};
-    forbidden.enforcement->BloccaSitiDaElencoVietatiOpera();
-    ASSERT_EQ(forbidden.host.notices.size(), 2u);
-    EXPECT_EQ(forbidden.host.notices[0].text, "T0184 http://video.example/film") << "a site";
-    EXPECT_EQ(forbidden.host.notices[1].text, "T0185 http://altro.example/film") << "a keyword";
-
-    rig.browsers.open(rig.browsers.chrome, "http://video.example/");
-    rig.enforcement->BloccaSitiDaElencoConsentitiChromeIndietro();
-    EXPECT_EQ(rig.keyboard.events, (std::vector<std::pair<int, std::uint32_t>>{{18, 0}, {37, 1}, {37, 3}, {18, 2}}))
-        << "Alt+Left, back one page";
-    EXPECT_EQ(rig.entries("kill"), Entries{});
-
-    rig.keyboard.events.clear();
-    rig.enforcement->BloccaSitiDaElencoConsentitiChromeOLD();
-    EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
-    EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"}) << "the old one closed, retried, then killed";
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #pragma once
-// Reading a browser's address through DDE ("WWW_GetWindowInfo"), as the
-// unwired Opera blockers and the helpers TitoloChrome and IndirizzoFirefoxDDE
-// did. Kept for them; no active path of the program calls these.
+// Reading a browser's address through DDE ("WWW_GetWindowInfo"), for the
+// blockers no timer calls (enforce/unwired_blockers.h).
 
 #include <string>
 #include <string_view>
@@ -12,9 +11,5 @@ namespace ombrix::win32 {
 // "WWW_GetWindowInfo", item "0xffffffff" (the active window); "" when there is
 // no such server or it does not answer within `timeoutMs`.
 [[nodiscard]] std::string ddeWindowAddress(std::wstring_view service, unsigned timeoutMs = 2000) noexcept;
-
-[[nodiscard]] inline std::string TitoloChrome() noexcept { return ddeWindowAddress(L"Chrome"); }
-[[nodiscard]] inline std::string IndirizzoFirefoxDDE() noexcept { return ddeWindowAddress(L"Firefox"); }
-[[nodiscard]] inline std::string IndirizzoOperaDDE() noexcept { return ddeWindowAddress(L"Opera"); }
 
 }  // namespace ombrix::win32

@@ -1,0 +1,56 @@
+#include "enforce/process_timer.h"
+
+#include <algorithm>
+
+#include "enforce/profile_lists.h"
+#include "platform/failures.h"
+#include "platform/text.h"
+
+namespace ombrix::enforce {
+namespace {
+
+bool isOneOf(std::string_view lowered, std::initializer_list<std::string_view> names) {
+    return std::find(names.begin(), names.end(), lowered) != names.end();
+}
+
+}  // namespace
+
+void ProcessTimer::tick() noexcept {
+    const Entered entered(*this);
+    if (!entered.first()) return;
+    platform::guarded([&] { m_.pump.doEvents(); });
+    browserGestito_ = false;
+    // A copy: letting events run may reload the list.
+    const std::vector<std::string> names = p_.elencoProcessi;
+    for (std::size_t i = 0; i + 1 < names.size(); ++i) {
+        platform::guarded([&] {
+            const std::string& name = names[i];
+            if (KillProcess(name) == 0) return;
+            const std::string lowered = lowerText(name);
+            if (std::find(kInternalBrowserOnly.begin(), kInternalBrowserOnly.end(), lowered) ==
+                kInternalBrowserOnly.end()) {
+                notify(text("0171") + " " + name, kNoticeProcess);
+                return;
+            }
+            // Only the first browser of a tick is handed over.
+            if (browserGestito_) return;
+            if (p_.switches.protezioneMassima && isOneOf(lowered, {"chrome.exe", "safari.exe", "microsoftedge.exe"})) {
+                return;
+            }
+            killUntilGone(name);
+            if (p_.switches.utilizzaBrowserInterno) {
+                if (m_.host.internalBrowserWindowCount() < 5) m_.host.openInternalBrowser();
+            } else if (isOneOf(lowered, {"opera.exe", "safari.exe", "chrome.exe", "microsoftedge.exe"})) {
+                if (m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti)) m_.host.launchStartPage();
+                const char* id = lowered == "opera.exe"    ? "0168"
+                                 : lowered == "safari.exe" ? "0169"
+                                 : lowered == "chrome.exe" ? "0170"
+                                                           : nullptr;
+                if (id != nullptr) notify(text(id), kNoticeProcess);
+            }
+            browserGestito_ = true;
+        });
+    }
+}
+
+}  // namespace ombrix::enforce

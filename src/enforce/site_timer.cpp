@@ -1,0 +1,229 @@
+#include "enforce/site_timer.h"
+
+#include "enforce/address_readers.h"
+#include "enforce/site_rules.h"
+#include "platform/failures.h"
+#include "platform/text.h"
+
+namespace ombrix::enforce {
+namespace {
+
+constexpr std::uint8_t kVkControl = 17;
+constexpr std::uint8_t kVkW = 87;
+constexpr std::uint32_t kDown = platform::kKeyExtended;
+constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
+
+}  // namespace
+
+Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address) {
+    // The blockers judge nothing when the reader has no address.
+    if (address.empty()) return {};
+    const std::size_t match = list.firstMatch(address);
+    if (!sitiConsentiti) {
+        if (match == kNoMatch) return {};
+        return {true, blockMessage(list.kind(match)), match};
+    }
+    if (match != kNoMatch) return {false, nullptr, match};
+    if (allowedListExempt(address)) return {};
+    return {true, "0182", kNoMatch};
+}
+
+void SiteTimer::closeInternetExplorer() {
+    // The misspelt name first: a program of that name is ended too, although
+    // no browser is called so.
+    KillProcess("iexplorer.exe");
+    killUntilGone("iexplore.exe");
+}
+
+SiteTimer::Side SiteTimer::side(Which w) {
+    switch (w) {
+        case Which::Edge:
+            return {p_.holders.lblEdge, p_.holders.txtUltimaPaginaEdge, p_.holders.UltimoSitoEdge, "msedge.exe", false};
+        case Which::Firefox:
+            return {p_.holders.lblFirefox, p_.holders.txtUltimaPaginaFirefox, p_.holders.UltimoSitoFirefox, "firefox.exe",
+                    true};
+        case Which::Chrome:
+            break;
+    }
+    return {p_.holders.lblChrome, p_.holders.txtUltimaPaginaChrome, p_.holders.UltimoSitoVisto, "chrome.exe", false};
+}
+
+std::string SiteTimer::readAddress(Which w) {
+    try {
+        switch (w) {
+            case Which::Edge:
+                return m_.browsers.IndirizzoEdge();
+            case Which::Firefox:
+                // The Firefox blockers trim what the reader gives.
+                return std::string(trimBlanks(m_.browsers.IndirizzoFirefox()));
+            case Which::Chrome:
+                break;
+        }
+        return m_.browsers.IndirizzoChrome();
+    } catch (...) {
+        platform::recordCurrentFailure();
+        return {};
+    }
+}
+
+void SiteTimer::killBrowser(const Side& s) {
+    KillProcess(s.process);
+    if (s.firefox) m_.host.clearFirefoxSession();
+}
+
+void SiteTimer::acceptPage(Side& s) {
+    s.ultimaPagina = s.lbl.empty() ? startPage() : s.lbl;
+    // Remembered before it is written: writing lets events run, and the log
+    // timer ticking meanwhile must find the address already seen.
+    const std::string address = s.lbl;
+    const bool changed = address != s.ultimoSito;
+    s.ultimoSito = address;
+    if (changed && m_.host.logSwitch()) MemorizzaSitoVisitato(address);
+}
+
+void SiteTimer::ChiudiScheda() {
+    m_.keyboard.keyEvent(kVkControl, kDown);
+    m_.keyboard.keyEvent(kVkW, kDown);
+    m_.keyboard.keyEvent(kVkControl, kUp);
+    m_.keyboard.keyEvent(kVkW, kUp);
+}
+
+void SiteTimer::bloccaVietati(Which w) {
+    Side s = side(w);
+    m_.pump.doEvents();
+    s.lbl = readAddress(w);
+    if (s.lbl.empty()) return;
+    bool paginaChiusa = false;
+    std::string& closing = p_.holders.txtTitoloFinestraDaChiudere;
+    // The walk goes on after a match, against the address read again.
+    for (std::size_t i = p_.elencoSiti.firstMatch(s.lbl); i != kNoMatch; i = p_.elencoSiti.firstMatch(s.lbl, i + 1)) {
+        const std::string shown = s.lbl;
+        const std::string notice = text(blockMessage(p_.elencoSiti.kind(i))) + " " + withoutQuotes(shown);
+        closing = shown;
+        ChiudiScheda();
+        closing.clear();
+        notify(notice, kNoticeSite);
+        s.lbl = readAddress(w);
+        if (s.lbl == shown) {
+            closing = shown;
+        } else {
+            paginaChiusa = true;
+        }
+        if (!closing.empty()) {
+            // The page survived the first close.
+            ChiudiScheda();
+            notify(notice, kNoticeSite);
+            s.lbl = readAddress(w);
+            if (s.lbl == shown) killBrowser(s);
+            closing.clear();
+            paginaChiusa = true;
+        }
+        if (!s.ultimaPagina.empty()) {
+            m_.host.ApriPagina(s.ultimaPagina);
+            s.ultimaPagina.clear();
+        }
+    }
+    if (paginaChiusa) return;
+    acceptPage(s);
+}
+
+bool SiteTimer::outsideAllowedList(Which w, Side& s) {
+    m_.pump.doEvents();
+    s.lbl = readAddress(w);
+    const Verdict v = verdictAsChrome(p_.elencoSiti, true, s.lbl);
+    if (s.lbl.empty()) return false;
+    if (!v.blocked) {
+        if (v.entry != kNoMatch) acceptPage(s);
+        return false;
+    }
+    return true;
+}
+
+void SiteTimer::bloccaConsentiti(Which w) {
+    Side s = side(w);
+    if (!outsideAllowedList(w, s)) return;
+    // Harsher than the forbidden list: the whole browser goes at once.
+    killBrowser(s);
+    notify(text("0182") + " " + withoutQuotes(s.lbl), kNoticeSite);
+    const std::string back = s.ultimaPagina.empty() ? startPage() : s.ultimaPagina;
+    if (!back.empty()) m_.host.ApriPagina(back);
+    s.ultimaPagina.clear();
+}
+
+void SiteTimer::BloccaSitiDaElencoVietatiChrome() { bloccaVietati(Which::Chrome); }
+void SiteTimer::BloccaSitiDaElencoVietatiEdge() { bloccaVietati(Which::Edge); }
+void SiteTimer::BloccaSitiDaElencoVietatiFirefox() { bloccaVietati(Which::Firefox); }
+void SiteTimer::BloccaSitiDaElencoConsentitiChrome() { bloccaConsentiti(Which::Chrome); }
+void SiteTimer::BloccaSitiDaElencoConsentitiEdge() { bloccaConsentiti(Which::Edge); }
+void SiteTimer::BloccaSitiDaElencoConsentitiFirefox() { bloccaConsentiti(Which::Firefox); }
+
+void SiteTimer::BloccaSitiVietatiIE() {
+    const std::vector<platform::ShellBrowserWindow> all = m_.shellWindows.windows();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::string& url = all[i].locationUrl;
+        if (url.empty() || internetExplorerExempt(url)) continue;
+        if (p_.elencoSiti.firstMatchIE(url, all[i].locationName) == kNoMatch) continue;
+        notify(text("0172") + " " + url, kNoticeSite);
+        m_.shellWindows.goBack(i);
+    }
+}
+
+void SiteTimer::BloccaSitiConsentitiIE() {
+    const std::vector<platform::ShellBrowserWindow> all = m_.shellWindows.windows();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::string& url = all[i].locationUrl;
+        if (url.empty() || internetExplorerExempt(url)) continue;
+        if (p_.elencoSiti.firstMatchIE(url, all[i].locationName) != kNoMatch) continue;
+        notify(text("0173") + " " + url, kNoticeSite);
+        m_.shellWindows.goBack(i);
+    }
+}
+
+void SiteTimer::BloccaSitiVietatiIEFinestre() {
+    const std::string url = UltimoIndirizzoShell(m_.browsers.ElencoFinestreShell());
+    if (url.empty() || internetExplorerExempt(url) || p_.elencoSiti.firstMatch(url) == kNoMatch) return;
+    notify(text("0172") + " " + url, kNoticeSite);
+    closeInternetExplorer();
+    if (!startPage().empty()) m_.host.ApriPagina(startPage());
+}
+
+void SiteTimer::BloccaSitiConsentitiIEFinestre() {
+    const std::string url = UltimoIndirizzoShell(m_.browsers.ElencoFinestreShell());
+    if (url.empty() || internetExplorerExempt(url) || p_.elencoSiti.firstMatch(url) != kNoMatch) return;
+    notify(text("0173") + " " + url, kNoticeSite);
+    closeInternetExplorer();
+    if (!startPage().empty()) m_.host.ApriPagina(startPage());
+}
+
+void SiteTimer::ChiudiFinestreConSitiVietati() {
+    for (const platform::WindowId window : m_.windows.topLevelWindows()) {
+        const std::string title = m_.windows.title(window);
+        if (lowerText(title).find("chrome") != std::string::npos) m_.pump.doEvents();
+        for (std::size_t i = p_.elencoSiti.firstKeywordMatch(title); i != kNoMatch;
+             i = p_.elencoSiti.firstKeywordMatch(title, i + 1)) {
+            m_.windows.postClose(window);
+            notify(text("0137") + " " + std::string(trimBlanks(title)), kNoticeWindow);
+        }
+    }
+}
+
+void SiteTimer::tick() noexcept {
+    const Entered entered(*this);
+    if (!entered.first()) return;
+    if (p_.sitiConsentiti) {
+        platform::guarded([&] { BloccaSitiConsentitiIE(); });
+        platform::guarded([&] { BloccaSitiDaElencoConsentitiChrome(); });
+        platform::guarded([&] { BloccaSitiDaElencoConsentitiEdge(); });
+        platform::guarded([&] { BloccaSitiDaElencoConsentitiFirefox(); });
+        platform::guarded([&] { BloccaSitiConsentitiIEFinestre(); });
+        return;
+    }
+    platform::guarded([&] { BloccaSitiVietatiIE(); });
+    platform::guarded([&] { BloccaSitiDaElencoVietatiChrome(); });
+    platform::guarded([&] { BloccaSitiDaElencoVietatiEdge(); });
+    platform::guarded([&] { BloccaSitiDaElencoVietatiFirefox(); });
+    if (p_.switches.protezioneMassima) platform::guarded([&] { ChiudiFinestreConSitiVietati(); });
+    platform::guarded([&] { BloccaSitiVietatiIEFinestre(); });
+}
+
+}  // namespace ombrix::enforce

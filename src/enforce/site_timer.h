@@ -1,0 +1,69 @@
+#pragma once
+// The site timer (timerSitiVietatiConsentiti, 50 ms): each browser's address
+// judged against the site list of the profile in use, with the blockers of
+// the list's mode.
+
+#include <string>
+#include <string_view>
+
+#include "enforce/timer_part.h"
+
+namespace ombrix::enforce {
+
+// What one browser blocker judges of an address: the verdict of the Chrome,
+// Edge and Firefox blockers, shared with "ombrixctl check".
+struct Verdict {
+    bool blocked = false;
+    const char* message = nullptr;  // the notice's message when blocked
+    std::size_t entry = kNoMatch;   // the first entry that matched, if any
+};
+[[nodiscard]] Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address);
+
+class SiteTimer final : public TimerPart {
+public:
+    using TimerPart::TimerPart;
+
+    // Every blocker is guarded: a failure is recorded and ends that blocker
+    // only, so the tick goes on with the next.
+    void tick() noexcept;
+
+    void BloccaSitiDaElencoVietatiChrome();
+    void BloccaSitiDaElencoVietatiEdge();
+    void BloccaSitiDaElencoVietatiFirefox();
+    void BloccaSitiDaElencoConsentitiChrome();
+    void BloccaSitiDaElencoConsentitiEdge();
+    void BloccaSitiDaElencoConsentitiFirefox();
+    void BloccaSitiVietatiIE();
+    void BloccaSitiVietatiIEFinestre();
+    void BloccaSitiConsentitiIE();
+    void BloccaSitiConsentitiIEFinestre();
+    void ChiudiFinestreConSitiVietati();
+
+    // Ctrl+W to the active window, keys interleaved: Ctrl down, W down, Ctrl up, W up.
+    void ChiudiScheda();
+
+    // One browser's holders and process, for these blockers and the unwired ones.
+    enum class Which { Chrome, Edge, Firefox };
+    struct Side {
+        std::string& lbl;
+        std::string& ultimaPagina;
+        std::string& ultimoSito;
+        const char* process;
+        bool firefox;
+    };
+    [[nodiscard]] Side side(Which w);
+    // The browser's address; a failed read counts as empty.
+    [[nodiscard]] std::string readAddress(Which w);
+    // Reads the address and accepts a page the allowed list holds; true when
+    // the page is outside the list and must go.
+    [[nodiscard]] bool outsideAllowedList(Which w, Side& s);
+    void acceptPage(Side& s);
+    void killBrowser(const Side& s);
+
+private:
+    void bloccaVietati(Which w);
+    void bloccaConsentiti(Which w);
+    void closeInternetExplorer();
+};
+
+}  // namespace ombrix::enforce

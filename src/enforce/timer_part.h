@@ -1,0 +1,106 @@
+#pragma once
+// What the enforcement's timers share: the machine they act on, the profile
+// in use as the loaders read it, and the holders the site and log timers both
+// read and write. Each timer is one class built on TimerPart.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/database.h"
+#include "core/profile_switches.h"
+#include "core/timers.h"
+#include "enforce/enforcement_host.h"
+#include "enforce/site_list.h"
+#include "platform/browsers.h"
+#include "platform/clock.h"
+#include "platform/input.h"
+#include "platform/processes.h"
+#include "platform/windows.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::enforce {
+
+struct EnforcementMachine {
+    core::Database& db;
+    Language& language;
+    platform::Processes& processes;
+    platform::WindowSystem& windows;
+    platform::KeyboardInput& keyboard;
+    platform::BrowserAddresses& browsers;
+    platform::ShellBrowserWindows& shellWindows;
+    platform::Clock& clock;
+    platform::EventPump& pump;
+    core::Timers& timers;
+    EnforcementHost& host;
+};
+
+// The main form's holders, by their names.
+struct Holders {
+    std::string lblChrome, lblEdge, lblFirefox;  // the address last read
+    std::string txtUltimaPaginaChrome, txtUltimaPaginaEdge, txtUltimaPaginaFirefox;  // the last page that passed
+    std::string txtTitoloFinestraDaChiudere;  // the page being closed
+    std::string UltimoSitoVisto;              // Chrome's last address (logged against)
+    std::string UltimoSitoEdge, UltimoSitoFirefox;
+    std::vector<std::string> lstWindows3;  // Internet Explorer addresses logged this session
+};
+
+// The profile in use as the three loaders left it.
+struct EnforcedProfile {
+    core::ProfileSwitches switches;
+    SiteList elencoSiti;
+    bool sitiConsentiti = false;
+    // With the spare element: the names are [0, size() - 1).
+    std::vector<std::string> elencoProcessi{std::string()};
+    std::vector<std::string> elencoFinestre{std::string()};
+    Holders holders;
+};
+
+class TimerPart {
+public:
+    TimerPart(EnforcementMachine& machine, EnforcedProfile& profile) : m_(machine), p_(profile) {}
+    TimerPart(const TimerPart&) = delete;
+    TimerPart& operator=(const TimerPart&) = delete;
+
+    [[nodiscard]] std::string text(const char* id);
+    void notify(const std::string& text, int kind);
+    int KillProcess(std::string_view imageName);
+    [[nodiscard]] bool IsProcessRunning(std::string_view imageName);
+    void killUntilGone(std::string_view imageName);
+    // Writes one visited address, unless the site list forbids it (forbidden
+    // list) or does not allow it (allowed list); with no profile in use
+    // everything is written. The site and the log timer both write.
+    void MemorizzaSitoVisitato(const std::string& url);
+    [[nodiscard]] std::string startPage() const { return p_.switches.paginaPredefinita; }
+
+protected:
+    ~TimerPart() = default;
+
+    // Marks this timer's tick as running: a tick that lets events run is not
+    // entered again by the same timer while it runs.
+    class Entered {
+    public:
+        explicit Entered(TimerPart& part) : flag_(part.busy_), first_(!part.busy_) { flag_ = true; }
+        ~Entered() {
+            if (first_) flag_ = false;
+        }
+        Entered(const Entered&) = delete;
+        Entered& operator=(const Entered&) = delete;
+        [[nodiscard]] bool first() const { return first_; }
+
+    private:
+        bool& flag_;
+        bool first_;
+    };
+
+    EnforcementMachine& m_;
+    EnforcedProfile& p_;
+
+private:
+    bool busy_ = false;
+};
+
+}  // namespace ombrix::enforce

@@ -1,0 +1,16 @@
+#pragma once
+// The window timer (tmrChiudiFinestre, 300 ms): closes each window whose
+// title is on the profile's list, silently for titles so marked.
+
+#include "enforce/timer_part.h"
+
+namespace ombrix::enforce {
+
+class WindowTimer final : public TimerPart {
+public:
+    using TimerPart::TimerPart;
+    void tick() noexcept;
+    void ChiudiFinestreVietate();
+};
+
+}  // namespace ombrix::enforce
