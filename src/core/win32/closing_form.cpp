@@ -18,12 +18,10 @@ ClosingForm::~ClosingForm() { close(); }
 
 void ClosingForm::show() {
     if (dialog_) return;
-    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMCHIUSURAINCORSO), owner_,
-                                     &ClosingForm::Proc, reinterpret_cast<LPARAM>(this)));
-    if (!dialog_) return;
-    translation_ = std::make_unique<DialogTranslation>(
-        dialog_.get(), "frmChiusuraInCorso", std::vector<NamedControl>{{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}});
-    translation_->apply(language_);
+    if (!dialog_.create(IDD_FRMCHIUSURAINCORSO, owner_, &ClosingForm::Proc, this, "frmChiusuraInCorso",
+                        {{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}}, language_)) {
+        return;
+    }
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
     SetTimer(dialog_.get(), kSecondsTimer, core::kClosingTickMs, nullptr);
     ShowWindow(dialog_.get(), SW_SHOWNORMAL);
@@ -34,11 +32,7 @@ void ClosingForm::setTopmost() {
     if (dialog_) SetWindowPos(dialog_.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
 }
 
-void ClosingForm::close() {
-    if (!dialog_) return;
-    translation_.reset();
-    dialog_.reset();
-}
+void ClosingForm::close() { dialog_.destroy(); }
 
 INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
     ClosingForm* form = attachState<ClosingForm>(dialog, msg, lp);

@@ -4,10 +4,7 @@
 
 #include <windows.h>
 
-#include <memory>
-
-#include "platform/win32/handles.h"
-#include "support/win32/dialog_translation.h"
+#include "support/win32/modeless_dialog.h"
 
 namespace ombrix {
 class Language;
@@ -29,8 +26,7 @@ private:
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
     Language& language_;
     HWND owner_;
-    UniqueWindow dialog_;
-    std::unique_ptr<DialogTranslation> translation_;
+    ModelessDialog dialog_;
 };
 
 }  // namespace ombrix::win32

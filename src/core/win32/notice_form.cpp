@@ -19,9 +19,14 @@ NoticeForm::NoticeForm(Language& language, HWND owner) : language_(language), ow
 NoticeForm::~NoticeForm() { close(); }
 
 void NoticeForm::load() {
-    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMMESSAGGIO), owner_,
-                                     &NoticeForm::Proc, reinterpret_cast<LPARAM>(this)));
-    if (!dialog_) return;
+    if (!dialog_.create(IDD_FRMMESSAGGIO, owner_, &NoticeForm::Proc, this, "frmMessaggio",
+                        {{IDC_LBLINTESTAZIONE, "lblIntestazione"},
+                         {IDC_LBLTIPO, "lblTipo"},
+                         {IDC_LBLMESSAGGIO, "lblMessaggio"},
+                         {IDC_CMDOK, "cmdOK"}},
+                        language_)) {
+        return;
+    }
     // The heading in bold, so the kind of notice reads at a glance.
     if (!bold_) {
         LOGFONTW lf{};
@@ -30,11 +35,6 @@ void NoticeForm::load() {
         bold_.reset(CreateFontIndirectW(&lf));
     }
     SendMessageW(GetDlgItem(dialog_.get(), IDC_LBLTIPO), WM_SETFONT, reinterpret_cast<WPARAM>(bold_.get()), FALSE);
-    translation_ = std::make_unique<DialogTranslation>(
-        dialog_.get(), "frmMessaggio",
-        std::vector<NamedControl>{{IDC_LBLINTESTAZIONE, "lblIntestazione"}, {IDC_LBLTIPO, "lblTipo"},
-                                  {IDC_LBLMESSAGGIO, "lblMessaggio"}, {IDC_CMDOK, "cmdOK"}});
-    translation_->apply(language_);
     SendMessageW(dialog_.get(), WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(programIcon(16)));
 }
 
@@ -66,9 +66,8 @@ void NoticeForm::tick() {
 
 void NoticeForm::close() {
     if (!dialog_) return;
-    translation_.reset();
     life_.closed();
-    dialog_.reset();
+    dialog_.destroy();
 }
 
 INT_PTR CALLBACK NoticeForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {

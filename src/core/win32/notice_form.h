@@ -4,12 +4,11 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <string>
 
 #include "core/notices.h"
 #include "platform/win32/handles.h"
-#include "support/win32/dialog_translation.h"
+#include "support/win32/modeless_dialog.h"
 
 namespace ombrix {
 class Language;
@@ -35,8 +34,7 @@ private:
     Language& language_;
     HWND owner_;
     UniqueFont bold_;
-    UniqueWindow dialog_;
-    std::unique_ptr<DialogTranslation> translation_;
+    ModelessDialog dialog_;
     core::NoticeLife life_;
 };
 

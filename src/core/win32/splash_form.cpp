@@ -18,12 +18,10 @@ SplashForm::~SplashForm() { close(); }
 
 void SplashForm::show() {
     if (dialog_) return;
-    dialog_.reset(CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMSPLASH), owner_,
-                                     &SplashForm::Proc, reinterpret_cast<LPARAM>(this)));
-    if (!dialog_) return;
-    translation_ = std::make_unique<DialogTranslation>(dialog_.get(), "frmSplash",
-                                                       std::vector<NamedControl>{{IDC_LBLSPLASH, "lblSplash"}});
-    translation_->apply(language_);
+    if (!dialog_.create(IDD_FRMSPLASH, owner_, &SplashForm::Proc, this, "frmSplash", {{IDC_LBLSPLASH, "lblSplash"}},
+                        language_)) {
+        return;
+    }
     SetTimer(dialog_.get(), kKillTimer, 100, nullptr);
     ShowWindow(dialog_.get(), SW_SHOWNORMAL);
     UpdateWindow(dialog_.get());
@@ -33,11 +31,7 @@ void SplashForm::closeSoon() {
     if (dialog_) SetTimer(dialog_.get(), kCloseTimer, 1000, nullptr);
 }
 
-void SplashForm::close() {
-    if (!dialog_) return;
-    translation_.reset();
-    dialog_.reset();
-}
+void SplashForm::close() { dialog_.destroy(); }
 
 INT_PTR CALLBACK SplashForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
     SplashForm* form = attachState<SplashForm>(dialog, msg, lp);

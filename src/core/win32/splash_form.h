@@ -5,10 +5,8 @@
 #include <windows.h>
 
 #include <functional>
-#include <memory>
 
-#include "platform/win32/handles.h"
-#include "support/win32/dialog_translation.h"
+#include "support/win32/modeless_dialog.h"
 
 namespace ombrix {
 class Language;
@@ -32,8 +30,7 @@ private:
     Language& language_;
     HWND owner_;
     std::function<void()> killTaskManager_;
-    UniqueWindow dialog_;
-    std::unique_ptr<DialogTranslation> translation_;
+    ModelessDialog dialog_;
 };
 
 }  // namespace ombrix::win32
