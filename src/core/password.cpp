@@ -72,14 +72,6 @@ bool parseHash(std::string_view stored, ParsedHash& out) {
     return fromHex(salt, out.salt) && fromHex(hash, out.hash) && out.hash.size() == kHashBytes && !out.salt.empty();
 }
 
-// Characters, not bytes: what the administrator sees in the box. A byte that
-// is not UTF-8 counts as one.
-std::size_t characterCount(std::string_view text) {
-    std::size_t count = 0;
-    for (std::size_t pos = 0; pos < text.size(); ++count) (void)decodeUtf8(text, pos);
-    return count;
-}
-
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }

@@ -91,6 +91,28 @@ char32_t decodeUtf8(std::string_view s, std::size_t& pos) {
     return cp;
 }
 
+namespace {
+
+// Calls f(cp, stray) for each character; a byte that is not UTF-8 comes as
+// itself with `stray` set.
+template <typename F>
+void forEachCharacter(std::string_view utf8, F f) {
+    std::size_t pos = 0;
+    while (pos < utf8.size()) {
+        const std::size_t start = pos;
+        const char32_t cp = decodeUtf8(utf8, pos);
+        f(cp, cp >= 0x80 && pos - start == 1);
+    }
+}
+
+}  // namespace
+
+std::size_t characterCount(std::string_view utf8) {
+    std::size_t count = 0;
+    forEachCharacter(utf8, [&](char32_t, bool) { ++count; });
+    return count;
+}
+
 std::string cp1252ToUtf8(std::string_view bytes) {
     std::string out;
     out.reserve(bytes.size() + bytes.size() / 8);
@@ -111,47 +133,35 @@ std::string cp1252ToUtf8(std::string_view bytes) {
 std::string utf8ToCp1252(std::string_view utf8) {
     std::string out;
     out.reserve(utf8.size());
-    std::size_t pos = 0;
-    while (pos < utf8.size()) {
-        const std::size_t start = pos;
-        const char32_t cp = decodeUtf8(utf8, pos);
-        if (cp < 0x80) {
-            out += static_cast<char>(cp);
-            continue;
-        }
-        if (pos - start == 1) {  // a stray byte that is not UTF-8
+    forEachCharacter(utf8, [&](char32_t cp, bool stray) {
+        if (stray) {
             out += '?';
-            continue;
-        }
-        if (cp >= 0xA0 && cp <= 0xFF) {
+        } else if (cp < 0x80 || (cp >= 0xA0 && cp <= 0xFF)) {
             out += static_cast<char>(cp);
-            continue;
-        }
-        char mapped = '?';
-        for (std::size_t i = 0; i < kHigh.size(); ++i) {
-            if ((kHigh[i] != 0 && kHigh[i] == cp) || (kHigh[i] == 0 && cp == 0x80 + i)) {
-                mapped = static_cast<char>(0x80 + i);
-                break;
+        } else {
+            char mapped = '?';
+            for (std::size_t i = 0; i < kHigh.size(); ++i) {
+                if ((kHigh[i] != 0 && kHigh[i] == cp) || (kHigh[i] == 0 && cp == 0x80 + i)) {
+                    mapped = static_cast<char>(0x80 + i);
+                    break;
+                }
             }
+            out += mapped;
         }
-        out += mapped;
-    }
+    });
     return out;
 }
 
 std::string lowerText(std::string_view utf8) {
     std::string out;
     out.reserve(utf8.size());
-    std::size_t pos = 0;
-    while (pos < utf8.size()) {
-        const std::size_t start = pos;
-        const char32_t cp = decodeUtf8(utf8, pos);
-        if (pos - start == 1 && cp >= 0x80) {
-            out += utf8[start];  // invalid byte, kept
-            continue;
+    forEachCharacter(utf8, [&](char32_t cp, bool stray) {
+        if (stray) {
+            out += static_cast<char>(cp);  // kept as it was
+        } else {
+            appendUtf8(out, lowerCodePoint(cp));
         }
-        appendUtf8(out, lowerCodePoint(cp));
-    }
+    });
     return out;
 }
 

@@ -39,4 +39,8 @@ void appendUtf8(std::string& out, char32_t cp);
 // as itself (0x80-0xFF) and counts as one byte.
 [[nodiscard]] char32_t decodeUtf8(std::string_view s, std::size_t& pos);
 
+// Characters, not bytes: what a person sees. A byte that is not UTF-8 counts
+// as one.
+[[nodiscard]] std::size_t characterCount(std::string_view utf8);
+
 }  // namespace ombrix
