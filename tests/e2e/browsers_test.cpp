@@ -136,7 +136,10 @@ protected:
     void showAccepted(StandinBrowser& b, const std::string& address) {
         ASSERT_TRUE(b.send("show " + address));
         ASSERT_TRUE(waitLogged(address)) << address << " was not seen";
-        pause(300ms);
+        // The log timer may have logged it before the site timer read it; a
+        // loaded machine stretches the site timer's tick to some hundreds of
+        // milliseconds, and only its reading makes the page the last good one.
+        pause(1s);
     }
 
     // What the stand-in's address edit shows (its text lives in the other process).

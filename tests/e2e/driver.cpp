@@ -111,6 +111,14 @@ void click(HWND control) {
     pause(std::chrono::milliseconds(300));
 }
 
+bool clickUntil(HWND control, const std::function<bool()>& done) {
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        click(control);
+        if (waitFor(done, std::chrono::seconds(3))) return true;
+    }
+    return false;
+}
+
 void typeText(const std::wstring& value) {
     for (wchar_t c : value) {
         INPUT in[2] = {};

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -45,6 +46,10 @@ void login(HWND mainForm, const std::wstring& password);
 
 // Input as a person gives it.
 void click(HWND control);
+// Clicks until `done` holds, as a person clicks again when nothing happened:
+// now and then Wine drops a click that lands as a window takes the
+// activation. False when three clicks did nothing.
+[[nodiscard]] bool clickUntil(HWND control, const std::function<bool()>& done);
 void typeText(const std::wstring& text);
 void pressKey(WORD vk);
 void bringToFront(HWND window);

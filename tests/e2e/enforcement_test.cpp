@@ -132,8 +132,7 @@ TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
     EXPECT_TRUE(waitFor([&] { return (!IsWindow(box) || !IsWindowVisible(box)) && IsWindowEnabled(viewer); }));
     EXPECT_EQ(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0), 3);
     bringToFront(viewer);
-    click(GetDlgItem(viewer, IDC_LOG_CMDESCI));
-    const bool closed = waitFor([&] { return !IsWindow(viewer); });
+    const bool closed = clickUntil(GetDlgItem(viewer, IDC_LOG_CMDESCI), [&] { return !IsWindow(viewer); });
     if (!closed) screenshot("frmLogSiti-not-closed");
     EXPECT_TRUE(closed);
 }
