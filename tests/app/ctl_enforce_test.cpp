@@ -96,16 +96,5 @@ TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessagesAndChangesNothing) {
     EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 5) << "nothing was changed";
 }
 
-TEST_F(CtlEnforce, AStoreWithoutTheLogIsRefused) {
-    const std::string old = dir.file("vecchio.db");
-    {
-        core::Database store;
-        ASSERT_TRUE(store.open(old, core::Database::Mode::CreateIfMissing));
-        ASSERT_TRUE(store.exec(test::oldestSchemaSql()));
-    }
-    EXPECT_EQ(ctl({"--db", old, "log", "show"}), kRefused);
-    EXPECT_NE(err.str().find("cannot read the log"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace ombrix::app

@@ -15,7 +15,6 @@ class LogReentry : public ::testing::Test {
 protected:
     LogReentry() {
         rig.addProfile(2, true, {".vietato.example", "*gioco"});
-        rig.host.profile = 2;
         rig.host.log = true;
         rig.use(2);
         rig.browsers.open(rig.browsers.chrome, "http://scuola.example/compiti");

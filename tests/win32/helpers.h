@@ -140,12 +140,6 @@ inline std::optional<std::string> waitForLine(const std::string& log, const std:
     return found;
 }
 
-// The recorder's window, once it has made it.
-inline HWND waitForWindow(const std::string& log) {
-    const auto value = waitForLine(log, "window");
-    return value ? reinterpret_cast<HWND>(static_cast<std::uintptr_t>(std::stoull(*value))) : nullptr;
-}
-
 // The default value of a key below HKEY_LOCAL_MACHINE, set for one test and
 // given back afterwards (removed when there was none).
 class MachineDefaultValue {

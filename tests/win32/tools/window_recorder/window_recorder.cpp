@@ -1,9 +1,8 @@
-// window_recorder --log FILE [--title T] [--class C] [ARG...]
+// window_recorder --log FILE [--title T] [ARG...]
 //
 // Log lines (UTF-8, one event each, the file reopened per line so a test can
 // read it while the program runs):
-//   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
-//   window HWND | close | down VK EXTENDED | up VK EXTENDED | exit
+//   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT | close
 #include <windows.h>
 #include <shellapi.h>
 
@@ -29,21 +28,8 @@ void record(const std::string& line) {
     }
 }
 
-void recordKey(const char* what, WPARAM vk, LPARAM lp) {
-    const bool extended = (static_cast<unsigned long long>(lp) >> 24) & 1;
-    record(std::string(what) + " " + std::to_string(vk) + " " + (extended ? "1" : "0"));
-}
-
 LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
     switch (msg) {
-        case WM_KEYDOWN:
-        case WM_SYSKEYDOWN:
-            recordKey("down", wp, lp);
-            return 0;
-        case WM_KEYUP:
-        case WM_SYSKEYUP:
-            recordKey("up", wp, lp);
-            return 0;
         case WM_CLOSE:
             record("close");
             DestroyWindow(hwnd);
@@ -52,7 +38,6 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
             DestroyWindow(hwnd);
             return 0;
         case WM_DESTROY:
-            record("exit");
             PostQuitMessage(0);
             return 0;
         default:
@@ -63,7 +48,8 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
-    std::wstring title = L"Ombrix window recorder", className = L"OmbrixWindowRecorder";
+    const wchar_t* const className = L"OmbrixWindowRecorder";
+    std::wstring title = L"Ombrix window recorder";
     std::vector<std::wstring> extra;
     int argc = 0;
     LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &argc);
@@ -74,8 +60,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
             g_log = argv[++i];
         } else if (a == L"--title" && hasValue) {
             title = argv[++i];
-        } else if (a == L"--class" && hasValue) {
-            className = argv[++i];
         } else {
             extra.push_back(a);
         }
@@ -98,9 +82,9 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     wc.hInstance = instance;
     wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
-    wc.lpszClassName = className.c_str();
+    wc.lpszClassName = className;
     if (!RegisterClassW(&wc)) return 1;
-    HWND hwnd = CreateWindowExW(0, className.c_str(), title.c_str(), WS_OVERLAPPEDWINDOW, 80, 80, 420, 180, nullptr,
+    HWND hwnd = CreateWindowExW(0, className, title.c_str(), WS_OVERLAPPEDWINDOW, 80, 80, 420, 180, nullptr,
                                 nullptr, instance, nullptr);
     if (!hwnd) return 1;
     // The first show takes the state the starter asked for, as any program's does.
@@ -108,7 +92,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     ShowWindow(hwnd, cmdShow);
     if (cmdShow == SW_SHOWNORMAL || cmdShow == SW_SHOWMAXIMIZED || cmdShow == SW_SHOW) SetForegroundWindow(hwnd);
     SetTimer(hwnd, 1, 60000, nullptr);
-    record("window " + std::to_string(reinterpret_cast<std::uintptr_t>(hwnd)));
 
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
