@@ -17,11 +17,20 @@ void ProgramHost::onTimer(core::TimerId id) {
             case TimerId::KillTaskManager: enforcement_->tickKillTaskManager(); return;
             case TimerId::LogSitiVisitati: enforcement_->tickLogSitiVisitati(); return;
             case TimerId::ChiudiFinestre: enforcement_->tickChiudiFinestre(); return;
-            case TimerId::ProcessiVietati: enforcement_->tickProcessiVietati(); return;
+            case TimerId::ProcessiVietati:
+                // The net beneath the window events: always the machine as it is.
+                p_.processes.refresh();
+                enforcement_->tickProcessiVietati();
+                return;
             default: break;
         }
     }
     p_.timers.setEnabled(id, false);
+}
+
+void ProgramHost::onWindowAppeared() {
+    p_.processes.refresh();
+    if (enforcement_ && p_.timers.isEnabled(core::TimerId::ProcessiVietati)) enforcement_->tickProcessiVietati();
 }
 
 void ProgramHost::VisualizzaMessaggio(const std::string& text, int kind) { p_.controller.VisualizzaMessaggio(text, kind); }

@@ -11,6 +11,7 @@
 #include "enforce/enforcement.h"
 #include "enforce/enforcement_host.h"
 #include "platform/filesystem.h"
+#include "platform/process_view.h"
 #include "platform/shell.h"
 #include "platform/system.h"
 
@@ -25,6 +26,7 @@ public:
         platform::System& system;
         platform::Shell& shell;
         platform::FileSystem& files;
+        platform::SharedProcessView& processes;  // what the enforcement and the readers see
     };
     explicit ProgramHost(Parts parts) : p_(parts) {}
 
@@ -33,6 +35,9 @@ public:
     // One tick of a main-form timer. A timer of a part not built yet is
     // switched off, so it does not fire for nothing all day.
     void onTimer(core::TimerId id);
+    // Another program showed a top-level window: a forbidden one is ended
+    // now rather than at the next tick of the process timer.
+    void onWindowAppeared();
 
     void VisualizzaMessaggio(const std::string& text, int kind) override;
     void ApriPagina(const std::string& address) override;

@@ -209,7 +209,8 @@ std::string AddressReaders::readChromium(Browser browser, BrowserSlots& slots) {
     // browser has only one window of the class.
     const LocalizedQuery localized = localizedQuery(browser, language_);
     language_ = std::string(localized.language);
-    const auto look = lookOnDesktop(slots.localized, localized.query);
+    const auto look =
+        lookOnDesktop(slots.localized, localized.query, browser == Browser::Edge ? "msedge.exe" : "chrome.exe");
     if (!look) return {};
     return judge(look->value, look->focused, browser);
 }
@@ -217,7 +218,7 @@ std::string AddressReaders::readChromium(Browser browser, BrowserSlots& slots) {
 std::string AddressReaders::readFirefox() {
     reading_ = 0;
     if (!processRunning("firefox.exe")) return {};
-    const auto look = lookOnDesktop(firefox_, localizedQuery(Browser::Firefox, language_).query);
+    const auto look = lookOnDesktop(firefox_, localizedQuery(Browser::Firefox, language_).query, "firefox.exe");
     if (!look || look->focused) return {};
     return look->value;
 }
@@ -269,8 +270,19 @@ std::optional<AddressReaders::Look> AddressReaders::lookInWindow(WindowSlot& slo
     return look;
 }
 
-std::optional<AddressReaders::Look> AddressReaders::lookOnDesktop(DesktopSlot& slot, const AccessibleQuery& query) {
+std::optional<AddressReaders::Look> AddressReaders::lookOnDesktop(DesktopSlot& slot, const AccessibleQuery& query,
+                                                                  std::string_view image) {
     const std::vector<WindowId> windows = accessibility_.desktopWindows();
+    // A search walks another process's element tree: only the browser's own
+    // windows are worth it (a window whose process cannot be told still is).
+    std::vector<std::uint32_t> others;
+    for (const platform::ProcessEntry& p : processes_.snapshot()) {
+        if (!equalsNoCase(p.imageName, image)) others.push_back(p.id);
+    }
+    const auto foreign = [&](WindowId window) {
+        const std::uint32_t pid = windows_.processId(window);
+        return pid != 0 && std::find(others.begin(), others.end(), pid) != others.end();
+    };
     if (caching_) forgetWindowsOtherThan(windows);
     if (!(slot.query == query)) {
         slot = DesktopSlot{};
@@ -279,6 +291,7 @@ std::optional<AddressReaders::Look> AddressReaders::lookOnDesktop(DesktopSlot& s
     // Front to back, as a search from the desktop goes: the first window
     // holding a match answers.
     for (const WindowId window : windows) {
+        if (foreign(window)) continue;
         if (slot.element && slot.window == window) {
             if (auto look = lookAt<Look>(*slot.element)) return look;
             slot.element.reset();  // gone: search this window again

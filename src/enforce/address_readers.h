@@ -125,7 +125,9 @@ private:
     bool processRunning(std::string_view imageName);
     std::optional<Look> lookInWindow(WindowSlot& slot, platform::WindowId window,
                                      const platform::AccessibleQuery& query);
-    std::optional<Look> lookOnDesktop(DesktopSlot& slot, const platform::AccessibleQuery& query);
+    // `image`: the browser's; windows of other programs are not searched.
+    std::optional<Look> lookOnDesktop(DesktopSlot& slot, const platform::AccessibleQuery& query,
+                                      std::string_view image);
     // A search through the known windows: null for a settled miss.
     std::unique_ptr<platform::AccessibleElement> search(platform::WindowId window,
                                                         const platform::AccessibleQuery& query);

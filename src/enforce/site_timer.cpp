@@ -88,8 +88,17 @@ void SiteTimer::ChiudiScheda() {
     m_.keyboard.keyEvent(kVkW, kUp);
 }
 
+// A browser that is not running reads as empty, without letting events run
+// first: the site timer ticks twenty times a second all day.
+bool SiteTimer::notRunning(Side& s) {
+    if (IsProcessRunning(s.process)) return false;
+    s.lbl.clear();
+    return true;
+}
+
 void SiteTimer::bloccaVietati(Which w) {
     Side s = side(w);
+    if (notRunning(s)) return;
     m_.pump.doEvents();
     s.lbl = readAddress(w);
     if (s.lbl.empty()) return;
@@ -128,6 +137,7 @@ void SiteTimer::bloccaVietati(Which w) {
 }
 
 bool SiteTimer::outsideAllowedList(Which w, Side& s) {
+    if (notRunning(s)) return false;
     m_.pump.doEvents();
     s.lbl = readAddress(w);
     const Verdict v = verdictAsChrome(p_.elencoSiti, true, s.lbl);

@@ -61,6 +61,7 @@ public:
     void killBrowser(const Side& s);
 
 private:
+    [[nodiscard]] bool notRunning(Side& s);
     void bloccaVietati(Which w);
     void bloccaConsentiti(Which w);
     void closeInternetExplorer();

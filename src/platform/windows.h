@@ -27,6 +27,8 @@ public:
     virtual void postClose(WindowId window) = 0;
     // HWND_TOPMOST / HWND_NOTOPMOST without moving, sizing or activating.
     virtual void setTopmost(WindowId window, bool topmost) = 0;
+    // The process that made the window; 0 when it cannot be told.
+    [[nodiscard]] virtual std::uint32_t processId(WindowId) { return 0; }
 };
 
 }  // namespace ombrix::platform

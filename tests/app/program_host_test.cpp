@@ -40,7 +40,8 @@ struct HostRig {
     core::Store store;
     core::Controller controller{{env, rig.timers, view, rig.processes, rig.pump, instance}, store};
     RecordingShell shell{journal};
-    ProgramHost host{{controller, view, rig.timers, system, shell, platform::realFileSystem()}};
+    platform::SharedProcessView processView{rig.processes, rig.clock, 500};
+    ProgramHost host{{controller, view, rig.timers, system, shell, platform::realFileSystem(), processView}};
 };
 
 TEST(ProgramHost, EachTimerReachesItsTickAndTimersOfMissingPartsAreSwitchedOff) {
@@ -57,6 +58,15 @@ TEST(ProgramHost, EachTimerReachesItsTickAndTimersOfMissingPartsAreSwitchedOff) 
     h.rig.processes.start("taskmgr.exe");
     h.host.onTimer(TimerId::KillTaskManager);
     EXPECT_GE(h.journal.find("kill taskmgr.exe"), 0);
+
+    // A window that appears runs the process timer's check at once, while that timer is on.
+    h.rig.processes.start("calc.exe");
+    h.host.onWindowAppeared();
+    EXPECT_EQ(h.journal.count("kill calc.exe"), 2);
+    h.rig.timers.setEnabled(TimerId::ProcessiVietati, false);
+    h.rig.processes.start("calc.exe");
+    h.host.onWindowAppeared();
+    EXPECT_EQ(h.journal.count("kill calc.exe"), 2);
 
     for (const TimerId id : {TimerId::LanciaPaginaIniziale, TimerId::MetroKiller, TimerId::NascondiDesktop,
                              TimerId::AttesaDati}) {

@@ -201,6 +201,11 @@ TEST_F(Readers, FirefoxSearchesTheDesktopFrontFirst) {
     const auto front = desktop.addWindow("MozillaWindowClass", true, true);
     desktop.addNode(front, {kFirefoxBar, "", true, "front.org", false});
     EXPECT_EQ(readers.IndirizzoFirefox(), "front.org");
+    processes.start("notepad.exe");  // another program's window, in front, is not searched
+    const auto foreign = desktop.addWindow("Notepad", true, true);
+    desktop.find(foreign)->pid = processes.running.back().id;
+    desktop.addNode(foreign, {kFirefoxBar, "", true, "foreign.org", false});
+    EXPECT_EQ(readers.IndirizzoFirefox(), "front.org");
     desktop.find(front)->nodes[0]->focused = true;
     EXPECT_EQ(readers.IndirizzoFirefox(), "");
     readers.setLanguageSetting("Inglese");

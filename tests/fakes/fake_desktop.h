@@ -32,6 +32,7 @@ struct FakeWindow {
     bool visible = true;
     std::vector<std::shared_ptr<FakeNode>> nodes;  // tree order
     std::string title;
+    std::uint32_t pid = 0;  // 0: the process cannot be told
 };
 
 class FakeDesktop final : public platform::WindowSystem, public platform::Accessibility {
@@ -98,6 +99,10 @@ public:
         note("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
     }
     void postClose(platform::WindowId id) override { note("close " + title(id)); }
+    std::uint32_t processId(platform::WindowId id) override {
+        const FakeWindow* w = find(id);
+        return w ? w->pid : 0;
+    }
     void setTopmost(platform::WindowId id, bool topmost) override {
         note((topmost ? "topmost " : "not topmost ") + title(id));
     }

@@ -15,6 +15,7 @@
 #include "platform/win32/debugger_output.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
+#include "platform/win32/window_appearances.h"
 #include "support/language.h"
 
 namespace {
@@ -34,9 +35,13 @@ int run() {
     machine.dialogs().setOwner(form.window());
 
     core::Controller controller({env, form, form, machine.processes(), machine.pump(), instance}, store);
-    win32::BrowserReaders browsers(machine.processes(), machine.windows());
-    app::ProgramHost host({controller, form, form, machine.system(), machine.shell(), machine.fileSystem()});
-    enforce::Enforcement enforcement({store.connection, language, machine.processes(), machine.windows(),
+    // The timers and readers share one view of the processes; a window that
+    // appears, the process timer and the age limit renew it.
+    platform::SharedProcessView processes(machine.processes(), machine.clock(), 500);
+    win32::BrowserReaders browsers(processes, machine.windows());
+    app::ProgramHost host(
+        {controller, form, form, machine.system(), machine.shell(), machine.fileSystem(), processes});
+    enforce::Enforcement enforcement({store.connection, language, processes, machine.windows(),
                                       machine.keyboard(), browsers, browsers, machine.clock(), machine.pump(), form,
                                       host});
     controller.setProfileLists(&enforcement);
@@ -52,6 +57,7 @@ int run() {
     form.onTimer = [&](core::TimerId id) { host.onTimer(id); };
 
     if (controller.startUp() == core::Controller::StartResult::AnotherInstance) return 0;
+    const win32::WindowAppearances appearances([&] { host.onWindowAppeared(); });
 
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {

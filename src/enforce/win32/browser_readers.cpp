@@ -4,6 +4,7 @@
 
 #include "enforce/win32/dde_address.h"
 #include "platform/failures.h"
+#include "platform/process_control.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
@@ -83,7 +84,9 @@ bool shellWindowCall(IDispatch* window, const wchar_t* method) {
 
 BrowserReaders::BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows,
                                AccessibilityChoice choice)
-    : accessibility_(makeAccessibility(choice)), readers_(processes, windows, *accessibility_) {}
+    : processes_(processes), accessibility_(makeAccessibility(choice)), readers_(processes, windows, *accessibility_) {}
+
+bool BrowserReaders::internetExplorerRunning() { return platform::IsProcessRunning(processes_, "iexplore.exe"); }
 
 BrowserReaders::~BrowserReaders() = default;
 
@@ -97,7 +100,8 @@ std::string BrowserReaders::IndirizzoDDE(const std::string& service) {
 }
 
 std::string BrowserReaders::ElencoFinestreShell() {
-    return platform::guarded([] {
+    return platform::guarded([this] {
+        if (!internetExplorerRunning()) return std::string();
         std::vector<std::string> addresses;
         for (const auto& window : shellApplicationWindows()) addresses.push_back(shellWindowText(window.get(), L"LocationURL"));
         return enforce::ElencoFinestreShell(addresses);
@@ -108,6 +112,7 @@ std::vector<platform::ShellBrowserWindow> BrowserReaders::windows() {
     return platform::guarded([this] {
         lastWindows_.clear();
         std::vector<platform::ShellBrowserWindow> out;
+        if (!internetExplorerRunning()) return out;
         for (auto& window : shellWindows()) {
             out.push_back({shellWindowText(window.get(), L"LocationURL"), shellWindowText(window.get(), L"LocationName")});
             lastWindows_.push_back(std::move(window));

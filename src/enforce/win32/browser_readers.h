@@ -30,13 +30,15 @@ public:
     std::string IndirizzoChrome() override;
     std::string IndirizzoEdge() override;
     std::string IndirizzoFirefox() override;
-    // Through "Shell.Application" and its Windows collection.
+    // Through "Shell.Application" and its Windows collection. Internet
+    // Explorer's windows are asked for only while iexplore.exe runs: each
+    // question is a call into the shell's process.
     std::string ElencoFinestreShell() override;
     // Kept for the unwired Opera blockers and helpers: see dde_address.h.
     std::string IndirizzoDDE(const std::string& service) override;
     [[nodiscard]] std::string UrlChrome2();
 
-    // Through the ShellWindows collection.
+    // Through the ShellWindows collection, while iexplore.exe runs.
     std::vector<platform::ShellBrowserWindow> windows() override;
     void goBack(std::size_t index) override;
 
@@ -45,6 +47,9 @@ public:
     [[nodiscard]] std::uint64_t accessibilityCalls() const noexcept { return accessibility_->accessibilityCalls(); }
 
 private:
+    [[nodiscard]] bool internetExplorerRunning();
+
+    platform::Processes& processes_;
     // Already a multi-threaded apartment is fine too: COM works there.
     ComApartment apartment_ = ComApartment::enter(COINIT_APARTMENTTHREADED);
     std::unique_ptr<CountedAccessibility> accessibility_;

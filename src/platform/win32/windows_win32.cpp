@@ -72,6 +72,12 @@ public:
         }
     }
 
+    std::uint32_t processId(platform::WindowId window) override {
+        DWORD pid = 0;
+        GetWindowThreadProcessId(toHwnd(window), &pid);
+        return pid;
+    }
+
     void show(platform::WindowId window, platform::ShowCommand command) override {
         if (window == 0) return;
         const HWND hwnd = toHwnd(window);

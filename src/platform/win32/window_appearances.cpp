@@ -1,0 +1,34 @@
+#include "platform/win32/window_appearances.h"
+
+#include "platform/failures.h"
+
+namespace ombrix::win32 {
+namespace {
+
+WindowAppearances* g_listener = nullptr;
+
+}  // namespace
+
+WindowAppearances::WindowAppearances(std::function<void()> onAppeared) : onAppeared_(std::move(onAppeared)) {
+    if (g_listener != nullptr) return;
+    hook_ = SetWinEventHook(EVENT_OBJECT_SHOW, EVENT_OBJECT_SHOW, nullptr, &WindowAppearances::onEvent, 0, 0,
+                            WINEVENT_OUTOFCONTEXT | WINEVENT_SKIPOWNPROCESS);
+    if (hook_ != nullptr) g_listener = this;
+}
+
+WindowAppearances::~WindowAppearances() {
+    if (hook_ == nullptr) return;
+    UnhookWinEvent(hook_);
+    g_listener = nullptr;
+}
+
+void CALLBACK WindowAppearances::onEvent(HWINEVENTHOOK, DWORD event, HWND window, LONG object, LONG child, DWORD,
+                                         DWORD) {
+    // The window itself, not a caret or a cursor, and a top-level one: a
+    // program's child controls show by the dozen.
+    if (event != EVENT_OBJECT_SHOW || object != OBJID_WINDOW || child != CHILDID_SELF || window == nullptr) return;
+    if (GetAncestor(window, GA_PARENT) != GetDesktopWindow()) return;
+    if (g_listener != nullptr && g_listener->onAppeared_) platform::guarded([] { g_listener->onAppeared_(); });
+}
+
+}  // namespace ombrix::win32
