@@ -223,7 +223,7 @@ void BM_Load(benchmark::State& state) {
     StoreFile store(count);
     std::size_t overhead = 0, text = 0;
     for (auto _ : state) {
-        enforce::SiteList list = enforce::loadSiteList(store.db, 1);
+        enforce::SiteList list = enforce::loadSiteList(store.db, 1).value;
         if (list.size() != count) state.SkipWithError("wrong number of entries");
         overhead = list.overheadBytes();
         text = list.entryTextBytes();
@@ -286,6 +286,7 @@ public:
     long long profileInUse() override { return 1; }
     bool logSwitch() override { return false; }
     void keepNoticeWindowsOnTop() override {}
+    void storeUnreadable(const std::string&) override {}
 
 private:
     // Each browser shows the page for a few reads, then the next one.

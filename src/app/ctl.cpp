@@ -1,37 +1,96 @@
 #include "app/ctl.h"
 
+#include <array>
 #include <memory>
 #include <ostream>
+#include <utility>
 
 #include "app/ctl_session.h"
 
 namespace ombrix::app {
+namespace {
+
+// The texts of the identifiers the command line prints, for when the
+// language file beside the program is missing or lacks them: a message must
+// never be an identifier alone.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 17> kBuiltInTexts = {{
+    {"0090", "The Ombrix database was not found."},
+    {"0091", "Database not found"},
+    {"0092", "Choose the folder that holds the Ombrix database"},
+    {"0093", "Choose the database folder"},
+    {"0143", "The password cannot be blank."},
+    {"0145", "The two passwords differ."},
+    {"0238", "The start date is not valid."},
+    {"0239", "Write the start date as dd/mm/yyyy, for example 01/09/2024."},
+    {"0240", "Correct the start date and try again."},
+    {"0241", "The end date is not valid."},
+    {"0242", "Write the end date as dd/mm/yyyy, for example 30/09/2024."},
+    {"0243", "Correct the end date and try again."},
+    {"0311", "The password can have at most 256 characters."},
+    {"0312", "The password holds a character that cannot be typed (a control character)."},
+    {"0313", "The database cannot be read:"},
+    {"0314", "The database upgrade failed; the database was not changed:"},
+    {"0315", "The file is not an Ombrix database:"},
+}};
+
+}  // namespace
+
+std::string messageText(Language& language, std::string_view id) {
+    std::string text = language.TestoMessaggio(id);
+    if (!text.empty()) return text;
+    for (const auto& [known, english] : kBuiltInTexts) {
+        if (known == id) return std::string(english);
+    }
+    return text;
+}
+
+std::string printable(std::string_view text) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string out;
+    out.reserve(text.size());
+    for (const char c : text) {
+        const auto b = static_cast<unsigned char>(c);
+        if (c == '\\') out += "\\\\";
+        else if (c == '\t') out += "\\t";
+        else if (c == '\n') out += "\\n";
+        else if (c == '\r') out += "\\r";
+        else if (b < 0x20 || b == 0x7f) {
+            out += "\\x";
+            out += kDigits[b >> 4];
+            out += kDigits[b & 15];
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
 
 // Messages go to standard error as "<identifier>: <text>"; nobody is there
 // to pick a folder.
 class Session::ConsoleDialogs final : public platform::Dialogs {
 public:
-    explicit ConsoleDialogs(std::ostream& err) : err_(err) {}
+    ConsoleDialogs(std::ostream& err, Language& language) : err_(err), language_(language) {}
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& r) override {
-        err_ << r.messageId << ": " << r.text << "\n";
+        err_ << r.messageId << ": " << (r.text.empty() ? messageText(language_, r.messageId) : r.text) << "\n";
         return r.buttons == platform::MessageButtons::YesNo ? platform::MessageAnswer::No : platform::MessageAnswer::Ok;
     }
     std::optional<std::string> browseForFolder(const std::string&) override { return std::nullopt; }
 
 private:
     std::ostream& err_;
+    Language& language_;
 };
 
 Session::Session(CtlEnvironment& env, std::optional<std::string> dbFile)
     : env_(env),
       language_(env.system.programFolder(), platform::pathSeparator()),
-      dialogs_(std::make_unique<ConsoleDialogs>(env.err)),
+      dialogs_(std::make_unique<ConsoleDialogs>(env.err, language_)),
       dbFile_(std::move(dbFile)) {}
 
 Session::~Session() = default;
 
 int Session::refuse(const char* id, const std::string& detail) {
-    env_.err << id << ": " << language_.TestoMessaggio(id);
+    env_.err << id << ": " << messageText(language_, id);
     if (!detail.empty()) env_.err << " " << detail;
     env_.err << "\n";
     return kRefused;
@@ -80,6 +139,13 @@ void printUsage(std::ostream& out) {
     for (const auto& c : allCommands()) out << "  " << c.usage << "\n";
 }
 
+// Results that could not be written are results lost: a script must learn it.
+int outputWritten(CtlEnvironment& env, int status) {
+    if (env.out.flush()) return status;
+    env.err << "ombrixctl: cannot write the output\n";
+    return status == kOk ? kRefused : status;
+}
+
 int usageError(CtlEnvironment& env, const std::string& why) {
     if (!why.empty()) env.err << "ombrixctl: " << why << "\n";
     printUsage(env.err);
@@ -98,7 +164,7 @@ int runCtl(const std::vector<std::string>& args, CtlEnvironment& env) {
             i += 2;
         } else if (args[i] == "--help") {
             printUsage(env.out);
-            return kOk;
+            return outputWritten(env, kOk);
         } else {
             return usageError(env, "unknown option " + args[i]);
         }
@@ -111,7 +177,7 @@ int runCtl(const std::vector<std::string>& args, CtlEnvironment& env) {
             Session session(env, dbFile);
             const int status = c.run(session, rest);
             if (status == kUsage) printUsage(env.err);
-            return status;
+            return outputWritten(env, status);
         }
     }
     return usageError(env, "unknown command " + name);

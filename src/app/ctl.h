@@ -15,6 +15,15 @@ namespace ombrix::app {
 
 enum ExitStatus { kOk = 0, kRefused = 1, kUsage = 2 };
 
+// Standard input when it is a terminal: a password is read with the echo of
+// typed characters off.
+class Terminal {
+public:
+    virtual ~Terminal() = default;
+    // False when the echo cannot be switched.
+    virtual bool setEcho(bool on) = 0;
+};
+
 struct CtlEnvironment {
     platform::Registry& registry;
     platform::FileSystem& files;
@@ -22,6 +31,7 @@ struct CtlEnvironment {
     std::istream& in;
     std::ostream& out;
     std::ostream& err;
+    Terminal* terminal = nullptr;  // null when standard input is not a terminal
 };
 
 // Runs one command line (without the program name); returns the exit status.

@@ -22,36 +22,59 @@ bool allDigits(const std::string& s) {
     return true;
 }
 
-// A profile by identifier, else by name (letter case ignored, as the store compares).
-std::optional<long long> findProfile(core::Database& db, const std::string& nameOrId) {
-    if (allDigits(nameOrId)) {
-        const core::Value id = db.scalar("SELECT IDProfilo FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;",
-                                         {core::Value(static_cast<std::int64_t>(std::stoll(nameOrId)))});
-        if (!id.isEmpty()) return id.toInteger();
+// A profile by identifier, else by name (letter case ignored, as the store
+// compares); no value when there is no such profile.
+enforce::Loaded<std::optional<long long>> findProfile(core::Database& db, const std::string& nameOrId) {
+    enforce::Loaded<std::optional<long long>> out;
+    auto lookUp = [&](const char* sql, const core::Value& key) {
+        core::Statement q = db.prepare(sql);
+        if (!q.valid()) {
+            out.error = db.lastError();
+        } else if (!q.bind(1, key)) {
+            out.error = q.error();
+        } else if (q.step()) {
+            if (!q.column(0).isNull()) out.value = q.column(0).toInteger();
+        } else if (q.failed()) {
+            out.error = q.error();
+        }
+        return out.ok() && out.value.has_value();
+    };
+    if (allDigits(nameOrId) &&
+        lookUp("SELECT IDProfilo FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;",
+               core::Value(static_cast<std::int64_t>(std::stoll(nameOrId))))) {
+        return out;
     }
-    const core::Value id =
-        db.scalar("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS " ORDER BY rowid LIMIT 1;", {core::Value(nameOrId)});
-    if (id.isEmpty() || id.isNull()) return std::nullopt;
-    return id.toInteger();
+    if (!out.ok()) return out;
+    lookUp("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS " ORDER BY rowid LIMIT 1;",
+           core::Value(nameOrId));
+    return out;
+}
+
+int cannotRead(Session& s, const std::string& error) {
+    s.err() << "ombrixctl: cannot read the database: " << error << "\n";
+    return kRefused;
 }
 
 int cmdCheck(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 2) return s.usage("check takes a PROFILE and an ADDRESS (or - to read addresses)");
     if (!s.open()) return kRefused;
-    const std::optional<long long> id = findProfile(s.db(), args[0]);
-    const std::optional<bool> proibiti = id ? enforce::readSitiProibiti(s.db(), *id) : std::nullopt;
-    if (!proibiti) {
-        s.err() << "ombrixctl: no profile " << args[0] << "\n";
+    const auto id = findProfile(s.db(), args[0]);
+    if (!id.ok()) return cannotRead(s, id.error);
+    const auto proibiti = id.value ? enforce::readSitiProibiti(s.db(), *id.value) : enforce::Loaded<std::optional<bool>>{};
+    if (!proibiti.ok()) return cannotRead(s, proibiti.error);
+    if (!proibiti.value) {
+        s.err() << "ombrixctl: no profile " << printable(args[0]) << "\n";
         return kRefused;
     }
-    const enforce::SiteList list = enforce::loadSiteList(s.db(), *id);
-    const bool sitiConsentiti = !*proibiti;
+    const auto list = enforce::loadSiteList(s.db(), *id.value);
+    if (!list.ok()) return cannotRead(s, list.error);
+    const bool sitiConsentiti = !*proibiti.value;
     auto judge = [&](std::string_view address) {
-        const enforce::Verdict v = enforce::verdictAsChrome(list, sitiConsentiti, address);
+        const enforce::Verdict v = enforce::verdictAsChrome(list.value, sitiConsentiti, address);
         std::ostream& out = s.out();
         out << (v.blocked ? "blocked" : "allowed");
         if (v.message != nullptr) out << ' ' << v.message;
-        if (v.entry != enforce::kNoMatch) out << ' ' << list.entry(v.entry);
+        if (v.entry != enforce::kNoMatch) out << ' ' << printable(list.value.entry(v.entry));
         out << '\n';
     };
     if (args[1] != "-") {
@@ -59,7 +82,8 @@ int cmdCheck(Session& s, const std::vector<std::string>& args) {
         return kOk;
     }
     std::string line;
-    while (std::getline(s.env().in, line)) {
+    // A reader that went away ends the reading; the dispatcher reports it.
+    while (s.out() && std::getline(s.env().in, line)) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         judge(line);
     }
@@ -93,7 +117,7 @@ int logShow(Session& s, const std::vector<std::string>& args) {
         s.err() << "ombrixctl: cannot read the log: " << s.db().lastError() << "\n";
         return kRefused;
     }
-    for (const auto& r : *rows) s.out() << r.dataOra << '\t' << r.url << '\n';
+    for (const auto& r : *rows) s.out() << printable(r.dataOra) << '\t' << printable(r.url) << '\n';
     return kOk;
 }
 

@@ -12,13 +12,38 @@
 namespace ombrix::app {
 namespace {
 
+// Writes the hash into the options row; on failure says why, in the store's
+// own words (locked, read-only, disk full), and the old password stays.
+bool storePassword(Session& s, const std::string& hash) {
+    const bool ok = s.db().run("UPDATE Opzioni SET PasswordAdmin = ? WHERE rowid = (SELECT min(rowid) FROM Opzioni);",
+                               {core::Value(hash)});
+    if (ok && s.db().changes() == 1) return true;
+    s.err() << "ombrixctl: the password could not be stored; the old one stays: "
+            << (ok ? std::string("the database has no options row") : s.db().lastError()) << "\n";
+    return false;
+}
+
 // Reads no more than a password can hold (and its line break), so endless
 // input ends the command instead of filling memory: whatever was read then
-// is over-long and refused.
-std::string readPassword(std::istream& in) {
-    std::string text(core::kPasswordMaxBytes + 3, '\0');
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(in.gcount()));
+// is over-long and refused. At a terminal: one line, typed without echo
+// after a prompt on standard error.
+std::string readPassword(CtlEnvironment& env) {
+    const std::size_t limit = core::kPasswordMaxBytes + 3;
+    std::string text;
+    if (env.terminal) {
+        env.err << "Password: " << std::flush;
+        const bool silent = env.terminal->setEcho(false);
+        for (int c; text.size() < limit && (c = env.in.get()) != std::char_traits<char>::eof() && c != '\n';) {
+            text += static_cast<char>(c);
+        }
+        if (silent) (void)env.terminal->setEcho(true);
+        env.err << "\n";
+        if (!text.empty() && text.back() == '\r') text.pop_back();
+        return text;
+    }
+    text.assign(limit, '\0');
+    env.in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(env.in.gcount()));
     if (!text.empty() && text.back() == '\n') {
         text.pop_back();
         if (!text.empty() && text.back() == '\r') text.pop_back();
@@ -26,25 +51,31 @@ std::string readPassword(std::istream& in) {
     return text;
 }
 
+int passwordCheck(Session& s, const std::string& typed) {
+    core::Statement q = s.db().prepare("SELECT PasswordAdmin FROM Opzioni ORDER BY rowid LIMIT 1;");
+    const bool row = q.valid() && q.step();
+    if (!q.valid() || q.failed()) {
+        s.err() << "ombrixctl: cannot read the password: " << (q.valid() ? q.error() : s.db().lastError()) << "\n";
+        return kRefused;
+    }
+    const std::string stored = row ? core::ValoreNonNullo(q.column(0)).toText() : std::string();
+    if (!core::passwordMatches(stored, typed)) return kRefused;
+    // A check that matched is a login: an old value gets today's hash.
+    // The answer stays yes when that cannot be stored.
+    if (core::passwordNeedsRehash(stored)) {
+        const std::optional<std::string> fresh = core::hashPassword(typed);
+        if (!fresh || !storePassword(s, *fresh)) {
+            s.err() << "ombrixctl: the password matches, but its hash could not be renewed\n";
+        }
+    }
+    return kOk;
+}
+
 int cmdPassword(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 1 || (args[0] != "set" && args[0] != "check")) return s.usage("password takes set or check");
-    const std::string typed = readPassword(s.env().in);
+    const std::string typed = readPassword(s.env());
     if (!s.open()) return kRefused;
-    if (args[0] == "check") {
-        const std::string stored =
-            core::ValoreNonNullo(core::ReadField(s.db(), "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
-        if (!core::passwordMatches(stored, typed)) return kRefused;
-        // A check that matched is a login: an old value gets today's hash.
-        // The answer stays yes when that cannot be stored.
-        if (core::passwordNeedsRehash(stored)) {
-            const std::optional<std::string> fresh = core::hashPassword(typed);
-            if (!fresh ||
-                !core::UpdateField(s.db(), "Opzioni", "PasswordAdmin", core::Value(*fresh), core::kOptionsRow)) {
-                s.err() << "ombrixctl: the password matches, but its hash could not be renewed\n";
-            }
-        }
-        return kOk;
-    }
+    if (args[0] == "check") return passwordCheck(s, typed);
     // The same rules as the options form; the one entry stands for both of its fields.
     if (const std::string problem = core::newPasswordProblem(typed, typed); !problem.empty()) {
         return s.refuse(problem.c_str());
@@ -54,11 +85,7 @@ int cmdPassword(Session& s, const std::vector<std::string>& args) {
         s.err() << "ombrixctl: the system's cryptography failed; the old password stays\n";
         return kRefused;
     }
-    if (!core::UpdateField(s.db(), "Opzioni", "PasswordAdmin", core::Value(*hash), core::kOptionsRow)) {
-        s.err() << "ombrixctl: the password could not be stored; the old one stays\n";
-        return kRefused;
-    }
-    return kOk;
+    return storePassword(s, *hash) ? kOk : kRefused;
 }
 
 }  // namespace

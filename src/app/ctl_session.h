@@ -43,6 +43,15 @@ private:
     core::Store store_;
 };
 
+// The text of a message identifier from the language file, else the
+// command line's own English text for it.
+[[nodiscard]] std::string messageText(Language& language, std::string_view id);
+
+// Text from the store as one field of one output line: control characters
+// and the backslash are written as escapes (\t, \n, \r, \\, \xHH), so a
+// stored value can never forge a line or a field.
+[[nodiscard]] std::string printable(std::string_view text);
+
 // One command: its name, the line of usage text, and the handler that gets
 // the arguments after the name.
 struct CtlCommand {

@@ -8,7 +8,7 @@ namespace ombrix::app {
 namespace {
 
 int cmdInit(Session& s, const std::vector<std::string>& args) {
-    if (args.size() != 1) return s.usage("init takes one FILE");
+    if (args.size() != 1 || args[0].empty()) return s.usage("init takes one FILE");
     if (s.env().files.fileExists(args[0])) {
         s.err() << "ombrixctl: " << args[0] << " exists already; it is left as it is\n";
         return kRefused;
@@ -24,15 +24,22 @@ int cmdInit(Session& s, const std::vector<std::string>& args) {
 int cmdUpgrade(Session& s, const std::vector<std::string>& args) {
     if (!args.empty()) return s.usage("upgrade takes no arguments");
     if (!s.open()) return kRefused;
-    s.out() << (core::AggiornaDBAVersioneCorrente(s.db()) ? "upgraded" : "up to date") << "\n";
-    return kOk;
+    const core::UpgradeResult r = core::AggiornaDBAVersioneCorrente(s.db());
+    using Outcome = core::UpgradeResult::Outcome;
+    switch (r.outcome) {
+        case Outcome::UpToDate: s.out() << "up to date\n"; return kOk;
+        case Outcome::Upgraded: s.out() << "upgraded\n"; return kOk;
+        case Outcome::NotOurStore: return s.refuse("0315", s.db().path() + " (" + r.error + ")");
+        case Outcome::Failed: break;
+    }
+    return s.refuse("0314", r.step + ": " + r.error);
 }
 
 int cmdProfiles(Session& s, const std::vector<std::string>& args) {
     if (!args.empty()) return s.usage("profiles takes no arguments");
     if (!s.open()) return kRefused;
     core::Statement q = s.db().prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
-    while (q.step()) s.out() << q.column(0).toText() << "\t" << q.column(1).toText() << "\n";
+    while (q.step()) s.out() << printable(q.column(0).toText()) << "\t" << printable(q.column(1).toText()) << "\n";
     if (!q.valid() || q.failed()) {
         s.err() << "ombrixctl: cannot read the profiles: " << s.db().lastError() << "\n";
         return kRefused;

@@ -45,6 +45,7 @@ public:
     void clearFirefoxSession() override;
     bool timeSlotScheduleInForce() override { return false; }
     long long profileInUse() override;
+    void storeUnreadable(const std::string& message) override { p_.controller.storeUnreadable(message); }
     bool logSwitch() override;
     void keepNoticeWindowsOnTop() override;
 

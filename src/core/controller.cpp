@@ -94,7 +94,6 @@ void Controller::loadLists() {
 }
 
 Controller::StartResult Controller::startUp() {
-    Language& lang = m_.env.language;
     m_.view.applyIconAndLanguage();
     killTaskManager();
     if (machineProfile_) machineProfile_->DisattivaPresentazioneDesktop();
@@ -113,10 +112,7 @@ Controller::StartResult Controller::startUp() {
     if (machineProfile_) machineProfile_->rememberSettings();
     killTaskManager();
 
-    if (ensureStore() && AggiornaDBAVersioneCorrente(store_.connection)) {
-        m_.env.dialogs.messageBox({"0151", lang.TestoMessaggio("0151"), std::string(kProgramTitle),
-                                   platform::MessageIcon::Information, platform::MessageButtons::Ok});
-    }
+    if (ensureStore()) reportUpgrade(AggiornaDBAVersioneCorrente(store_.connection));
     killTaskManager();
     // A store without a password: the administrator chooses one before anything else.
     if (store_.connection.isOpen() && !passwordIsSet()) m_.view.openOptions();
@@ -203,6 +199,31 @@ bool Controller::savePassword(const std::string& password, const std::string& co
     m_.env.dialogs.messageBox({"0310", lang.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
                                platform::MessageIcon::Critical, platform::MessageButtons::Ok});
     return false;
+}
+
+void Controller::reportUpgrade(const UpgradeResult& upgrade) {
+    Language& lang = m_.env.language;
+    const auto show = [&](const char* id, const std::string& detail, platform::MessageIcon icon) {
+        std::string text = lang.TestoMessaggio(id);
+        if (!detail.empty()) text += " " + detail;
+        m_.env.dialogs.messageBox({id, text, std::string(kProgramTitle), icon, platform::MessageButtons::Ok});
+    };
+    switch (upgrade.outcome) {
+        case UpgradeResult::Outcome::Upgraded: show("0151", {}, platform::MessageIcon::Information); break;
+        case UpgradeResult::Outcome::Failed:
+            show("0314", upgrade.step + ": " + upgrade.error, platform::MessageIcon::Critical);
+            break;
+        case UpgradeResult::Outcome::NotOurStore:
+            show("0315", store_.connection.path() + " (" + upgrade.error + ")", platform::MessageIcon::Critical);
+            break;
+        case UpgradeResult::Outcome::UpToDate: break;
+    }
+}
+
+void Controller::storeUnreadable(const std::string& why) {
+    m_.env.dialogs.messageBox({"0313", m_.env.language.TestoMessaggio("0313") + " " + why,
+                               std::string(kProgramTitle), platform::MessageIcon::Critical,
+                               platform::MessageButtons::Ok});
 }
 
 bool Controller::login(const std::string& typed) {

@@ -11,6 +11,7 @@
 
 #include "core/main_view.h"
 #include "core/profile_switches.h"
+#include "core/schema.h"
 #include "core/store_location.h"
 #include "core/timers.h"
 #include "platform/clock.h"
@@ -98,6 +99,11 @@ public:
     [[nodiscard]] bool refuseClose(CloseRequest request);
     void onMinimised();
 
+    // Tells the administrator what the start-up's upgrade did, when it did
+    // something or failed: "0151" upgraded, "0314" failed, "0315" not our store.
+    void reportUpgrade(const UpgradeResult& upgrade);
+    // Tells the administrator that the lists could not be read ("0313").
+    void storeUnreadable(const std::string& why);
     // The enforcement's notice: kind 1, 2, 3 or other picks the heading.
     void VisualizzaMessaggio(const std::string& text, int kind);
     // Terminates every running task manager (after each start-up step, and

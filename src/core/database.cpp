@@ -64,6 +64,10 @@ bool Statement::step() {
     return false;
 }
 
+std::string Statement::error() const {
+    return stmt_ ? sqlite3_errmsg(sqlite3_db_handle(stmt_)) : "the statement could not be prepared";
+}
+
 int Statement::columnCount() const { return stmt_ ? sqlite3_column_count(stmt_) : 0; }
 
 std::string Statement::columnName(int column) const {

@@ -39,6 +39,8 @@ public:
     // True while a row is available; false at the end or on failure (see failed()).
     [[nodiscard]] bool step();
     [[nodiscard]] bool failed() const { return failed_; }
+    // The store's message for the last failure of this statement.
+    [[nodiscard]] std::string error() const;
     [[nodiscard]] int columnCount() const;
     [[nodiscard]] std::string columnName(int column) const;
     // Null for a NULL column.

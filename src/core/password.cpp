@@ -72,8 +72,42 @@ bool parseHash(std::string_view stored, ParsedHash& out) {
     return fromHex(salt, out.salt) && fromHex(hash, out.hash) && out.hash.size() == kHashBytes && !out.salt.empty();
 }
 
+// Unicode's white space: the login box shows it as nothing.
+bool isBlank(char32_t c) {
+    return c == U' ' || (c >= U'\t' && c <= U'\r') || c == U'\u0085' || c == U'\u00a0' || c == U'\u1680' || (c >= U'\u2000' && c <= U'\u200b') ||
+           c == U'\u2028' || c == U'\u2029' || c == U'\u202f' || c == U'\u205f' || c == U'\u3000' ||
+           c == U'\ufeff' || c == U'\u180e';
+}
+
+// C0, DEL and C1: no key types them into the login box.
+bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7f && c <= 0x9f); }
+
+// Decoded with the byte fallback of decodeUtf8: a stray byte 0x80-0x9F
+// reads as a C1 control and is refused too.
+template <typename Test>
+bool anyCharacter(std::string_view text, Test test) {
+    for (std::size_t i = 0; i < text.size();) {
+        if (test(decodeUtf8(text, i))) return true;
+    }
+    return false;
+}
+
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+// HMAC replaces a key longer than its block with the key's hash, and some
+// providers do so again on every one of the hundreds of thousands of calls:
+// hashing it once here gives the same result at the cost of one.
+constexpr std::size_t kHmacBlockBytes = 64;
+
+bool derive(std::string_view password, std::string_view salt, std::uint32_t iterations, Hash& out) {
+    std::array<std::uint8_t, 32> shortKey{};
+    if (password.size() > kHmacBlockBytes) {
+        if (!platform::sha256(password, shortKey)) return false;
+        password = std::string_view(reinterpret_cast<const char*>(shortKey.data()), shortKey.size());
+    }
+    return platform::pbkdf2HmacSha256(password, salt, iterations, out);
 }
 
 }  // namespace
@@ -93,7 +127,7 @@ std::optional<std::string> hashPassword(std::string_view password) {
 
 std::optional<std::string> hashPassword(std::string_view password, std::string_view salt, std::uint32_t iterations) {
     Hash hash{};
-    if (salt.empty() || !platform::pbkdf2HmacSha256(password, salt, iterations, hash)) return std::nullopt;
+    if (salt.empty() || !derive(password, salt, iterations, hash)) return std::nullopt;
     return std::string(kScheme) + "$" + std::to_string(iterations) + "$" + toHex(salt) + "$" +
            toHex(std::string_view(reinterpret_cast<const char*>(hash.data()), hash.size()));
 }
@@ -104,13 +138,15 @@ bool isPasswordHash(std::string_view stored) {
 }
 
 bool passwordMatches(std::string_view stored, std::string_view typed) {
-    if (stored.empty() || typed.size() > kPasswordMaxBytes || characterCount(typed) > kPasswordMaxCharacters) {
+    // HMAC pads its key with NULs, so "secret\0" would open "secret".
+    if (stored.empty() || typed.size() > kPasswordMaxBytes || characterCount(typed) > kPasswordMaxCharacters ||
+        anyCharacter(typed, isControl)) {
         return false;
     }
     ParsedHash parsed;
     if (!parseHash(stored, parsed)) return platform::sameBytes(bytesOf(stored), bytesOf(typed));
     Hash hash{};
-    if (!platform::pbkdf2HmacSha256(typed, parsed.salt, parsed.iterations, hash)) return false;
+    if (!derive(typed, parsed.salt, parsed.iterations, hash)) return false;
     return platform::sameBytes(hash, bytesOf(parsed.hash));
 }
 
@@ -120,10 +156,10 @@ bool passwordNeedsRehash(std::string_view stored) {
 }
 
 std::string newPasswordProblem(std::string_view password, std::string_view confirmation) {
-    if (trimBlanks(password).empty()) return "0143";
+    if (!anyCharacter(password, [](char32_t c) { return !isBlank(c); })) return "0143";
     if (password != confirmation) return "0145";
     if (password.size() > kPasswordMaxBytes || characterCount(password) > kPasswordMaxCharacters) return "0311";
-    if (password.find_first_of(std::string_view("\0\r\n", 3)) != std::string_view::npos) return "0312";
+    if (anyCharacter(password, isControl)) return "0312";
     return {};
 }
 

@@ -13,8 +13,9 @@ namespace ombrix::core {
 
 // Today's recommended work for PBKDF2-HMAC-SHA256.
 inline constexpr std::uint32_t kPasswordIterations = 600000;
-// The store's column held 255 characters when it kept the password as typed.
-inline constexpr std::size_t kPasswordMaxCharacters = 255;
+// A bound on a password's length, so that neither the command line nor the
+// login form spends long on a pasted wall of text.
+inline constexpr std::size_t kPasswordMaxCharacters = 256;
 // No UTF-8 text longer than this can be a password (four bytes a character).
 inline constexpr std::size_t kPasswordMaxBytes = 4 * kPasswordMaxCharacters;
 
@@ -34,8 +35,9 @@ void setPasswordWorkForTests(std::uint32_t iterations);
 
 // Whether `typed` is the password `stored` stands for. A stored value that is
 // not a hash is an old plain password and is compared as it stands. An
-// empty store value, and a typed text longer than any password, match
-// nothing; so does everything when the system's cryptography fails.
+// empty store value, and a typed text longer than any password or holding a
+// control character, match nothing; so does everything when the system's
+// cryptography fails.
 [[nodiscard]] bool passwordMatches(std::string_view stored, std::string_view typed);
 
 // Whether the stored value is a hash of ours (false: plain, to be replaced).
@@ -46,9 +48,9 @@ void setPasswordWorkForTests(std::uint32_t iterations);
 [[nodiscard]] bool passwordNeedsRehash(std::string_view stored);
 
 // The check of a new password: "" when it may be stored, otherwise the
-// message to show: "0143" blank, "0145" the two differ, "0311" longer than
-// kPasswordMaxCharacters, "0312" a character no one can type into the login
-// box (NUL, line break).
+// message to show: "0143" blank (every Unicode blank counts), "0145" the two
+// differ, "0311" longer than kPasswordMaxCharacters, "0312" a control
+// character, which no one types into the login box.
 [[nodiscard]] std::string newPasswordProblem(std::string_view password, std::string_view confirmation);
 
 }  // namespace ombrix::core

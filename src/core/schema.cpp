@@ -1,7 +1,9 @@
 #include "core/schema.h"
 
 #include <cstdio>
-#include <regex>
+#include <optional>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "platform/files.h"
@@ -127,26 +129,67 @@ bool rebuildTable(Database& db, const std::string& table, const std::string& cre
     return true;
 }
 
+bool isAsciiLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+
+// The CREATE statement with Sito's declared type (one word and an optional
+// width) replaced by TEXT(255); "" when no declaration of Sito is found. By
+// hand, one pass: the statement is the file's text, not ours.
+std::string withWideSito(std::string_view sql) {
+    for (std::size_t i = 0; i < sql.size(); ++i) {
+        std::size_t nameStart = i;
+        char close = 0;
+        if (sql[i] == '"' || sql[i] == '`' || sql[i] == '[') {
+            close = sql[i] == '[' ? ']' : sql[i];
+            nameStart = i + 1;
+        } else if (i > 0 && isNameChar(sql[i - 1])) {
+            continue;
+        }
+        if (sql.size() - nameStart < 4 || !equalsIgnoringAsciiCase(sql.substr(nameStart, 4), "Sito")) continue;
+        std::size_t nameEnd = nameStart + 4;
+        if (close) {
+            if (nameEnd >= sql.size() || sql[nameEnd] != close) continue;
+            ++nameEnd;
+        } else if (nameEnd < sql.size() && isNameChar(sql[nameEnd])) {
+            continue;
+        }
+        // A column definition follows "(" or ",".
+        std::size_t before = i;
+        while (before > 0 && isBlank(sql[before - 1])) --before;
+        if (before == 0 || (sql[before - 1] != '(' && sql[before - 1] != ',')) continue;
+        std::size_t type = nameEnd;
+        while (type < sql.size() && isBlank(sql[type])) ++type;
+        std::size_t end = type;
+        while (end < sql.size() && isAsciiLetter(sql[end])) ++end;
+        if (end == type) return std::string(sql.substr(0, nameEnd)) + " TEXT(255)" + std::string(sql.substr(nameEnd));
+        std::size_t open = end;
+        while (open < sql.size() && isBlank(sql[open])) ++open;
+        if (open < sql.size() && sql[open] == '(') {
+            const std::size_t shut = sql.find(')', open);
+            if (shut == std::string_view::npos) return {};
+            end = shut + 1;
+        }
+        return std::string(sql.substr(0, type)) + "TEXT(255)" + std::string(sql.substr(end));
+    }
+    return {};
+}
+
 // Rebuilds SitiVietatiConsentiti with Sito declared 255 wide, keeping its
-// rows, identifiers, other columns and indexes. All or nothing.
+// rows, identifiers, other columns and indexes. Inside the upgrade's
+// transaction.
 bool widenSiteColumn(Database& db) {
     const std::string create =
         db.scalar("SELECT sql FROM sqlite_master WHERE type = 'table' AND name = 'SitiVietatiConsentiti';").toText();
-    if (create.empty()) return false;
-    static const std::regex sitoDecl(R"(\bSito(\s+)[A-Za-z]+(\s*\(\s*\d+\s*\))?)", std::regex::icase);
-    const std::string widened =
-        std::regex_replace(create, sitoDecl, "Sito$1TEXT(" + std::to_string(kSiteWidth) + ")",
-                           std::regex_constants::format_first_only);
-    if (widened == create) return false;
-    Transaction tx(db);
-    if (!tx.active()) return false;
-    if (!rebuildTable(db, "SitiVietatiConsentiti", widened, [](std::string sql) { return sql; })) return false;
-    return tx.commit();
+    const std::string widened = withWideSito(create);
+    if (widened.empty()) return false;
+    return rebuildTable(db, "SitiVietatiConsentiti", widened, [](std::string sql) { return sql; });
 }
 
+// What the collation step finds to do.
+enum class Done { Nothing, Changed, Failed };
+
 // Takes our own collation out of every table and index that still names it.
-// All or nothing; true when something changed.
-bool dropOwnCollation(Database& db) {
+// Inside the upgrade's transaction.
+Done dropOwnCollation(Database& db) {
     std::vector<std::pair<std::string, std::string>> tables;
     {
         Statement q = db.prepare("SELECT name, sql FROM sqlite_master WHERE type = 'table' AND sql IS NOT NULL "
@@ -156,7 +199,7 @@ bool dropOwnCollation(Database& db) {
             std::string stripped = withoutOwnCollation(sql);
             if (stripped != sql) tables.emplace_back(q.column(0).toText(), std::move(stripped));
         }
-        if (q.failed()) return false;
+        if (!q.valid() || q.failed()) return Done::Failed;
     }
     std::vector<std::string> indexes;
     {
@@ -165,30 +208,83 @@ bool dropOwnCollation(Database& db) {
             const std::string sql = q.column(1).toText();
             if (withoutOwnCollation(sql) != sql) indexes.push_back(q.column(0).toText());
         }
-        if (q.failed()) return false;
+        if (!q.valid() || q.failed()) return Done::Failed;
     }
-    if (tables.empty() && indexes.empty()) return false;
-    Transaction tx(db);
-    if (!tx.active()) return false;
+    if (tables.empty() && indexes.empty()) return Done::Nothing;
     for (const auto& [table, create] : tables) {
-        if (!rebuildTable(db, table, create, withoutOwnCollation)) return false;
+        if (!rebuildTable(db, table, create, withoutOwnCollation)) return Done::Failed;
     }
     // An index that names the collation on a table that did not.
     for (const auto& name : indexes) {
         const std::string sql =
             db.scalar("SELECT sql FROM sqlite_master WHERE type = 'index' AND name = ?;", {Value(name)}).toText();
         if (sql.empty() || withoutOwnCollation(sql) == sql) continue;
-        if (!db.exec("DROP INDEX " + bracketed(name) + ";") || !db.exec(withoutOwnCollation(sql))) return false;
+        if (!db.exec("DROP INDEX " + bracketed(name) + ";") || !db.exec(withoutOwnCollation(sql))) {
+            return Done::Failed;
+        }
     }
-    return tx.commit();
+    return Done::Changed;
 }
 
-void seedTimeSlots(Database& db) {
-    if (db.scalar("SELECT count(*) FROM Fasce;").toInteger() == 0) {
-        // Without the row the table reads as no time slot set, as an empty one always has.
-        (void)db.exec("INSERT INTO Fasce VALUES (NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL);");
+// Whether any table or index still names our collation; nullopt when the
+// schema cannot be read.
+std::optional<bool> namesOwnCollation(Database& db) {
+    Statement q = db.prepare("SELECT sql FROM sqlite_master WHERE type IN ('table', 'index') AND sql IS NOT NULL;");
+    while (q.step()) {
+        const std::string sql = q.column(0).toText();
+        if (withoutOwnCollation(sql) != sql) return true;
     }
+    if (!q.valid() || q.failed()) return std::nullopt;
+    return false;
 }
+
+bool seedTimeSlots(Database& db) {
+    // Without the row the table reads as no time slot set, as an empty one always has.
+    return db.exec("INSERT INTO Fasce SELECT NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL "
+                   "WHERE NOT EXISTS (SELECT 1 FROM Fasce);");
+}
+
+// Every table and column name (trimmed, as the provider's column rowset
+// gives them) and the declared type of Sito.
+struct Structure {
+    std::set<std::pair<std::string, std::string>> columns;
+    std::set<std::string> tables;
+    std::string sitoType;
+    [[nodiscard]] bool has(const UpgradeStep& step) const {
+        return step.column ? columns.count({step.table, step.column}) > 0 : tables.count(step.table) > 0;
+    }
+};
+
+bool readStructure(Database& db, Structure& out) {
+    out = Structure{};
+    Statement q = db.prepare(
+        "SELECT m.name, p.name, p.type FROM sqlite_master AS m JOIN pragma_table_info(m.name) AS p "
+        "WHERE m.type IN ('table', 'view');");
+    while (q.step()) {
+        std::string table(trimBlanks(q.column(0).toText()));
+        std::string column(trimBlanks(q.column(1).toText()));
+        if (table == "SitiVietatiConsentiti" && column == "Sito") out.sitoType = q.column(2).toText();
+        out.tables.insert(table);
+        out.columns.emplace(std::move(table), std::move(column));
+    }
+    return q.valid() && !q.failed();
+}
+
+// What a file must hold to be our store: the tables of the delivered
+// database that every version had, with the columns the program keys on.
+std::string missingBase(const Structure& s) {
+    static constexpr std::pair<const char*, const char*> kBase[] = {
+        {"Profili", "IDProfilo"},      {"Profili", "SitiProibiti"},           {"Opzioni", "IDProfiloInUso"},
+        {"Opzioni", "PasswordAdmin"},  {"SitiVietatiConsentiti", "IDProfilo"}, {"SitiVietatiConsentiti", "Sito"},
+        {"ProcessiVietati", "IDProfilo"}, {"ProcessiVietati", "Processo"},    {"NomiFinestreVietate", "IDProfilo"},
+        {"NomiFinestreVietate", "NomeFinestra"},
+    };
+    for (const auto& [table, column] : kBase) {
+        if (!s.columns.count({table, column})) return std::string("no column ") + table + "." + column;
+    }
+    return {};
+}
+
 
 }  // namespace
 
@@ -200,15 +296,13 @@ bool VerificaEsistenzaTabella(Database& db, std::string_view table) {
     return anyColumn(db, [&](std::string_view t, std::string_view) { return t == table; });
 }
 
-int declaredTextWidth(Database& db, std::string_view table, std::string_view column) {
-    if (!isPlainIdentifier(table)) return 0;
-    const std::string type =
-        db.scalar("SELECT type FROM pragma_table_info('" + std::string(table) + "') WHERE name = ?;",
-                  {Value(std::string(column))})
-            .toText();
-    // By hand and bounded: the declaration is the file's text, not ours.
+namespace {
+
+// The width in "TEXT(100)"; 0 when there is none. By hand and bounded: the
+// declaration is the file's text, not ours.
+int widthOf(std::string_view type) {
     const std::size_t open = type.find('(');
-    if (open == std::string::npos) return 0;
+    if (open == std::string_view::npos) return 0;
     std::size_t i = open + 1;
     while (i < type.size() && isBlank(type[i])) ++i;
     long long width = 0;
@@ -223,28 +317,73 @@ int declaredTextWidth(Database& db, std::string_view table, std::string_view col
     return static_cast<int>(width);
 }
 
-bool AggiornaDBAVersioneCorrente(Database& db) {
-    if (!db.isOpen()) return false;
+}  // namespace
+
+int declaredTextWidth(Database& db, std::string_view table, std::string_view column) {
+    if (!isPlainIdentifier(table)) return 0;
+    return widthOf(db.scalar("SELECT type FROM pragma_table_info('" + std::string(table) + "') WHERE name = ?;",
+                             {Value(std::string(column))})
+                       .toText());
+}
+
+UpgradeResult AggiornaDBAVersioneCorrente(Database& db) {
+    using Outcome = UpgradeResult::Outcome;
+    UpgradeResult result;
+    auto fail = [&](std::string step) {
+        result.outcome = Outcome::Failed;
+        result.step = std::move(step);
+        result.error = db.isOpen() ? db.lastError() : "the database is not open";
+        return result;
+    };
+    if (!db.isOpen()) return fail("open");
+    Structure structure;
+    if (!readStructure(db, structure)) return fail("reading the structure");
+    if (std::string missing = missingBase(structure); !missing.empty()) {
+        result.outcome = Outcome::NotOurStore;
+        result.error = std::move(missing);
+        return result;
+    }
+    // A store with nothing to do is not written, so a read-only one that is
+    // current opens as it always has.
+    auto workLeft = [&](std::optional<bool> collation) {
+        for (const UpgradeStep& step : kSteps) {
+            if (!structure.has(step)) return true;
+        }
+        return widthOf(structure.sitoType) != kSiteWidth || collation.value_or(true);
+    };
+    if (!workLeft(namesOwnCollation(db))) return result;
+
+    Transaction tx(db);
+    if (!tx.active()) return fail("BEGIN IMMEDIATE");
+    // Another writer may have upgraded the file before it was ours to write.
+    if (!readStructure(db, structure)) return fail("reading the structure");
     bool changed = false;
     for (const UpgradeStep& step : kSteps) {
-        const bool present = step.column ? VerificaEsistenzaCampo(db, step.column, step.table)
-                                         : VerificaEsistenzaTabella(db, step.table);
-        if (present) continue;
-        if (!db.exec(step.statement)) continue;
+        if (structure.has(step)) continue;
+        if (!db.exec(step.statement)) return fail(step.statement);
         changed = true;
         const std::string_view table = step.table;
-        if (step.column && std::string_view(step.column) == "Kiosk") {
-            // Only a file old enough to lack Kiosk has its site column checked.
-            if (declaredTextWidth(db, "SitiVietatiConsentiti", "Sito") != kSiteWidth) widenSiteColumn(db);
-        } else if (!step.column && table == "Fasce") {
-            seedTimeSlots(db);
-        } else if (!step.column && table == "LogSiti") {
-            // The index only speeds up reading the log by date.
-            (void)db.exec("CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);");
+        if (!step.column && table == "Fasce" && !seedTimeSlots(db)) return fail("INSERT INTO Fasce");
+        if (!step.column && table == "LogSiti" &&
+            !db.exec("CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);")) {
+            return fail("CREATE INDEX LogSitiDataOra");
         }
     }
-    if (dropOwnCollation(db)) changed = true;
-    return changed;
+    // Its own check, not part of the Kiosk step: a file that gained Kiosk and
+    // lost the widening to an earlier failure is widened now.
+    if (widthOf(structure.sitoType) != kSiteWidth) {
+        if (!widenSiteColumn(db)) return fail("widening SitiVietatiConsentiti.Sito to TEXT(255)");
+        changed = true;
+    }
+    switch (dropOwnCollation(db)) {
+        case Done::Failed: return fail("removing the collation NOCASE_LATIN from the schema");
+        case Done::Changed: changed = true; break;
+        case Done::Nothing: break;
+    }
+    if (!changed) return result;
+    if (!tx.commit()) return fail("COMMIT");
+    result.outcome = Outcome::Upgraded;
+    return result;
 }
 
 bool createDeliveredDatabase(const std::string& path, std::string* error) {
@@ -255,7 +394,8 @@ bool createDeliveredDatabase(const std::string& path, std::string* error) {
     if (fileSize(path) || std::filesystem::exists(pathFromUtf8(path))) return fail("the file exists already");
     const std::string temp = path + ".new";
     std::error_code ec;
-    std::filesystem::remove(pathFromUtf8(temp), ec);
+    // Someone else's file, perhaps: never ours to delete.
+    if (std::filesystem::exists(pathFromUtf8(temp), ec) || ec) return fail(temp + " exists already; it is left as it is");
     {
         Database db;
         if (!db.open(temp, Database::Mode::CreateIfMissing)) return fail(db.lastError());

@@ -12,18 +12,30 @@ namespace ombrix::core {
 // The statements that build the delivered empty database.
 [[nodiscard]] std::string_view deliveredSchemaSql();
 
-// Writes the delivered empty database to `path`. Refuses (false) when the
-// file exists; on failure nothing is left behind.
+// Writes the delivered empty database to `path`, through `path` + ".new".
+// Refuses (false) when either exists; on failure nothing is left behind.
 [[nodiscard]] bool createDeliveredDatabase(const std::string& path, std::string* error = nullptr);
 
 // Whether a column of a table, or a table, exists. Names compare exactly.
 [[nodiscard]] bool VerificaEsistenzaCampo(Database& db, std::string_view column, std::string_view table);
 [[nodiscard]] bool VerificaEsistenzaTabella(Database& db, std::string_view table);
 
+// What the upgrade did.
+struct UpgradeResult {
+    enum class Outcome { UpToDate, Upgraded, Failed, NotOurStore };
+    Outcome outcome = Outcome::UpToDate;
+    std::string step;   // Failed: the step that failed
+    std::string error;  // Failed, NotOurStore: the store's message, or what is missing
+    [[nodiscard]] bool changed() const { return outcome == Outcome::Upgraded; }
+};
+
 // Adds, in a fixed order, every column and table that later versions
-// introduced and the file lacks. True when it changed the structure. A step
-// that fails is left for the next start.
-bool AggiornaDBAVersioneCorrente(Database& db);
+// introduced and the file lacks, widens SitiVietatiConsentiti.Sito to 255
+// when it is not, and takes our collation out of the schema. One
+// transaction: the first step that fails is reported and nothing changes, so
+// the next start tries again from the same state. A file without the base
+// tables of our store is refused untouched.
+[[nodiscard]] UpgradeResult AggiornaDBAVersioneCorrente(Database& db);
 
 // The declared width of a text column ("TEXT(100)" gives 100); 0 when the
 // declaration carries none or the column is missing.

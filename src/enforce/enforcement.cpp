@@ -9,22 +9,53 @@ Enforcement::Enforcement(Machine machine) : m_(machine) {}
 
 void Enforcement::setProfile(long long, const core::ProfileSwitches& switches) { profile_.switches = switches; }
 
+bool Enforcement::readable(const std::string& error) {
+    if (error.empty()) return true;
+    everyListRead_ = false;
+    if (!storeErrorShown_) {
+        storeErrorShown_ = true;
+        m_.host.storeUnreadable(error);
+    }
+    return false;
+}
+
 void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
     m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, false);
-    profile_.elencoSiti = loadSiteList(m_.db, profileId);
-    // A missing row reads as a false SitiProibiti: an allowed list, so a
-    // profile deleted while in use blocks every page rather than none. Only
-    // "no profile" (0, put in use by the shutdown) and a store that cannot be
-    // read at all enforce no site list.
-    const std::optional<bool> proibiti = readSitiProibiti(m_.db, profileId);
-    profile_.sitiConsentiti = profileId != 0 && m_.db.isOpen() && !proibiti.value_or(false);
+    everyListRead_ = true;
+    if (profileId == 0) {
+        // "No profile", put in use by the shutdown: no site list at all.
+        profile_.elencoSiti = SiteList();
+        profile_.sitiConsentiti = false;
+        return;
+    }
+    Loaded<SiteList> list = loadSiteList(m_.db, profileId);
+    const Loaded<std::optional<bool>> proibiti =
+        list.ok() ? readSitiProibiti(m_.db, profileId) : Loaded<std::optional<bool>>{};
+    if (readable(list.ok() ? proibiti.error : list.error)) {
+        profile_.elencoSiti = std::move(list.value);
+        // A missing row reads as a false SitiProibiti: an allowed list, so a
+        // profile deleted while in use blocks every page rather than none.
+        profile_.sitiConsentiti = !proibiti.value.value_or(false);
+        sitesLoaded_ = true;
+    } else if (!sitesLoaded_) {
+        // Nothing read yet: every page is blocked, as an empty allowed list does.
+        profile_.elencoSiti = SiteList();
+        profile_.sitiConsentiti = true;
+    }
+    // Otherwise the lists loaded last stay in force.
     // An empty allowed list still blocks every page but the exempt ones.
     m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, profile_.sitiConsentiti || !profile_.elencoSiti.empty());
 }
 
 void Enforcement::CaricaProcessiVietati() {
     m_.timers.setEnabled(core::TimerId::ProcessiVietati, false);
-    std::vector<std::string> names = loadProcessNames(m_.db, m_.host.profileInUse());
+    Loaded<std::vector<std::string>> loaded = loadProcessNames(m_.db, m_.host.profileInUse());
+    if (!readable(loaded.error)) {
+        // The names loaded last stay in force.
+        m_.timers.setEnabled(core::TimerId::ProcessiVietati, profile_.elencoProcessi.size() > 1);
+        return;
+    }
+    std::vector<std::string> names = std::move(loaded.value);
     const bool siteTimer = m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti);
     if (profile_.switches.utilizzaBrowserInterno) {
         names.insert(names.end(), kInternalBrowserOnly.begin(), kInternalBrowserOnly.end());
@@ -42,12 +73,18 @@ void Enforcement::CaricaProcessiVietati() {
 
 void Enforcement::CaricaFinestreVietate() {
     m_.timers.setEnabled(core::TimerId::ChiudiFinestre, false);
-    std::vector<std::string> titles = loadWindowTitles(m_.db, m_.host.profileInUse());
-    if (profile_.switches.bloccaDownload) titles.emplace_back(kDownloadTitle);
-    if (m_.host.timeSlotScheduleInForce()) titles.insert(titles.end(), kClockTitles.begin(), kClockTitles.end());
-    titles.insert(titles.end(), kBrowserPromptTitles.begin(), kBrowserPromptTitles.end());
-    titles.emplace_back();  // the spare element
-    profile_.elencoFinestre = std::move(titles);
+    Loaded<std::vector<std::string>> loaded = loadWindowTitles(m_.db, m_.host.profileInUse());
+    if (readable(loaded.error)) {
+        std::vector<std::string> titles = std::move(loaded.value);
+        if (profile_.switches.bloccaDownload) titles.emplace_back(kDownloadTitle);
+        if (m_.host.timeSlotScheduleInForce()) titles.insert(titles.end(), kClockTitles.begin(), kClockTitles.end());
+        titles.insert(titles.end(), kBrowserPromptTitles.begin(), kBrowserPromptTitles.end());
+        titles.emplace_back();  // the spare element
+        profile_.elencoFinestre = std::move(titles);
+    }
+    // Every list read: the next failure is news again.
+    if (everyListRead_) storeErrorShown_ = false;
+    // Otherwise the titles loaded last stay in force.
     m_.timers.setEnabled(core::TimerId::ChiudiFinestre, true);
 }
 

@@ -28,6 +28,8 @@ public:
 
     // Called by the controller after each application of a profile, then the
     // three loaders in this order (the process list depends on the site timer).
+    // A loader that cannot read the store keeps the list it loaded last (the
+    // site loader, with none yet, blocks every page) and the host is told.
     void setProfile(long long profileId, const core::ProfileSwitches& switches) override;
     void CaricaSitiVietatiConsentiti(long long profileId) override;
     void CaricaProcessiVietati() override;
@@ -57,8 +59,15 @@ public:
     [[nodiscard]] Holders& holders() { return profile_.holders; }
 
 private:
+    // True when `error` is empty; otherwise tells the host (once until every
+    // list reads again) and the caller keeps the lists it loaded last.
+    bool readable(const std::string& error);
+
     Machine m_;
     EnforcedProfile profile_;
+    bool sitesLoaded_ = false;
+    bool storeErrorShown_ = false;
+    bool everyListRead_ = true;  // in the current round of the three loaders
     SiteTimer sites_{m_, profile_};
     ProcessTimer processes_{m_, profile_};
     WindowTimer windows_{m_, profile_};

@@ -32,6 +32,9 @@ public:
     [[nodiscard]] virtual long long profileInUse() = 0;
     // The program-wide copy of Opzioni.LogSiti.
     [[nodiscard]] virtual bool logSwitch() = 0;
+    // The store could not be read while loading the lists: the administrator
+    // is told, with the store's message. Called once until a load succeeds.
+    virtual void storeUnreadable(const std::string& message) = 0;
     // Keeps the program's own notice and internal-browser windows on top.
     virtual void keepNoticeWindowsOnTop() = 0;
 

@@ -1,57 +1,82 @@
 #include "enforce/profile_lists.h"
 
-#include "core/store.h"
 #include "core/value.h"
 
 namespace ombrix::enforce {
 namespace {
 
-std::vector<std::string> loadTexts(core::Database& db, const char* sql, long long profileId) {
-    std::vector<std::string> out;
+// Prepares `sql` with the profile bound as its one parameter; the store's
+// message in `error` when that fails.
+core::Statement prepareForProfile(core::Database& db, const char* sql, long long profileId, std::string& error) {
     core::Statement q = db.prepare(sql);
-    if (!q.valid() || !q.bind(1, core::Value(static_cast<std::int64_t>(profileId)))) return out;
-    while (q.step()) out.push_back(core::ValoreNonNullo(q.column(0)).toText());
+    if (!q.valid()) {
+        error = db.lastError();
+    } else if (!q.bind(1, core::Value(static_cast<std::int64_t>(profileId)))) {
+        error = q.error();
+    }
+    return q;
+}
+
+Loaded<std::vector<std::string>> loadTexts(core::Database& db, const char* sql, long long profileId) {
+    Loaded<std::vector<std::string>> out;
+    core::Statement q = prepareForProfile(db, sql, profileId, out.error);
+    if (!out.ok()) return out;
+    while (q.step()) out.value.push_back(core::ValoreNonNullo(q.column(0)).toText());
+    if (q.failed()) out.error = q.error();
     return out;
 }
 
 }  // namespace
 
-SiteList loadSiteList(core::Database& db, long long profileId) {
+Loaded<SiteList> loadSiteList(core::Database& db, long long profileId) {
+    Loaded<SiteList> out;
     SiteList::Builder builder;
     // length() rather than a comparison with '': no text but the empty one
     // has length 0, whatever the column's type affinity made of it.
-    core::Statement q = db.prepare(
-        "SELECT SitiVietatiConsentiti.Sito FROM SitiVietatiConsentiti "
+    core::Statement q = prepareForProfile(
+        db,
+        "SELECT substr(SitiVietatiConsentiti.Sito, 1, 255) FROM SitiVietatiConsentiti "
         "WHERE SitiVietatiConsentiti.IDProfilo = ? AND SitiVietatiConsentiti.Sito IS NOT NULL "
-        "AND length(SitiVietatiConsentiti.Sito) > 0 ORDER BY SitiVietatiConsentiti.rowid;");
-    if (q.valid() && q.bind(1, core::Value(static_cast<std::int64_t>(profileId)))) {
-        while (q.step()) {
-            if (!builder.add(q.column(0).toText())) break;
-        }
+        "AND length(SitiVietatiConsentiti.Sito) > 0 ORDER BY SitiVietatiConsentiti.rowid;",
+        profileId, out.error);
+    if (!out.ok()) return out;
+    while (q.step()) {
+        if (!builder.add(q.column(0).toText())) break;
     }
-    return builder.build();
+    if (q.failed()) {
+        out.error = q.error();
+        return out;
+    }
+    out.value = builder.build();
+    return out;
 }
 
-std::optional<bool> readSitiProibiti(core::Database& db, long long profileId) {
-    const core::Condition profile{"IDProfilo = ?", {core::Value(static_cast<std::int64_t>(profileId))}};
-    const core::Value v = core::ReadField(db, "Profili", "SitiProibiti", profile);
-    if (v.isEmpty()) return std::nullopt;
-    return core::ValoreNonNullo(v, core::Value::boolean(false)).toBool();
+Loaded<std::optional<bool>> readSitiProibiti(core::Database& db, long long profileId) {
+    Loaded<std::optional<bool>> out;
+    core::Statement q = prepareForProfile(
+        db, "SELECT SitiProibiti FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;", profileId, out.error);
+    if (!out.ok()) return out;
+    if (q.step()) {
+        out.value = core::ValoreNonNullo(q.column(0), core::Value::boolean(false)).toBool();
+    } else if (q.failed()) {
+        out.error = q.error();
+    }
+    return out;
 }
 
-std::vector<std::string> loadProcessNames(core::Database& db, long long profileId) {
+Loaded<std::vector<std::string>> loadProcessNames(core::Database& db, long long profileId) {
     return loadTexts(db,
-                     "SELECT ProcessiVietati.Processo FROM Profili INNER JOIN ProcessiVietati "
+                     "SELECT substr(ProcessiVietati.Processo, 1, 255) FROM Profili INNER JOIN ProcessiVietati "
                      "ON Profili.IDProfilo = ProcessiVietati.IDProfilo WHERE Profili.IDProfilo = ? "
                      "ORDER BY ProcessiVietati.rowid;",
                      profileId);
 }
 
-std::vector<std::string> loadWindowTitles(core::Database& db, long long profileId) {
+Loaded<std::vector<std::string>> loadWindowTitles(core::Database& db, long long profileId) {
     return loadTexts(db,
-                     "SELECT NomiFinestreVietate.NomeFinestra FROM Profili INNER JOIN NomiFinestreVietate "
-                     "ON Profili.IDProfilo = NomiFinestreVietate.IDProfilo WHERE Profili.IDProfilo = ? "
-                     "ORDER BY NomiFinestreVietate.rowid;",
+                     "SELECT substr(NomiFinestreVietate.NomeFinestra, 1, 255) FROM Profili INNER JOIN "
+                     "NomiFinestreVietate ON Profili.IDProfilo = NomiFinestreVietate.IDProfilo "
+                     "WHERE Profili.IDProfilo = ? ORDER BY NomiFinestreVietate.rowid;",
                      profileId);
 }
 

@@ -14,16 +14,29 @@
 
 namespace ombrix::enforce {
 
+// What a loader read, or the store's message when it could not read: an
+// empty list and a list that could not be read must never look alike, or a
+// damaged store would silently stop the filtering.
+template <typename T>
+struct Loaded {
+    T value{};
+    std::string error;  // empty when the read succeeded
+    [[nodiscard]] bool ok() const { return error.empty(); }
+};
+
+// Entries are cut at the 255 characters the store's columns hold: longer text
+// (written by another tool) would only make matching cost more.
+
 // The `Sito` values of a profile, empty and Null ones left out, compiled.
-[[nodiscard]] SiteList loadSiteList(core::Database& db, long long profileId);
+[[nodiscard]] Loaded<SiteList> loadSiteList(core::Database& db, long long profileId);
 
 // `SitiProibiti` of the profile (Null reads false); nullopt when the profile
-// has no row or the store cannot be read.
-[[nodiscard]] std::optional<bool> readSitiProibiti(core::Database& db, long long profileId);
+// has no row.
+[[nodiscard]] Loaded<std::optional<bool>> readSitiProibiti(core::Database& db, long long profileId);
 
 // The forbidden image names and window titles of a profile (Null reads "").
-[[nodiscard]] std::vector<std::string> loadProcessNames(core::Database& db, long long profileId);
-[[nodiscard]] std::vector<std::string> loadWindowTitles(core::Database& db, long long profileId);
+[[nodiscard]] Loaded<std::vector<std::string>> loadProcessNames(core::Database& db, long long profileId);
+[[nodiscard]] Loaded<std::vector<std::string>> loadWindowTitles(core::Database& db, long long profileId);
 
 // The six browsers the process timer hands over for.
 inline constexpr std::array<std::string_view, 6> kInternalBrowserOnly = {

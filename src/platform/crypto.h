@@ -16,6 +16,9 @@ namespace ombrix::platform {
 [[nodiscard]] bool pbkdf2HmacSha256(std::string_view password, std::string_view salt, std::uint32_t iterations,
                                     std::span<std::uint8_t> key);
 
+// SHA-256 of `data` into `digest` (32 bytes); false when the system refuses.
+[[nodiscard]] bool sha256(std::string_view data, std::span<std::uint8_t, 32> digest);
+
 // Fills `out` from the system's cryptographic generator; false when it cannot.
 [[nodiscard]] bool randomBytes(std::span<std::uint8_t> out);
 

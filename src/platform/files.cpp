@@ -16,11 +16,19 @@ std::string pathToUtf8(const std::filesystem::path& path) {
 }
 
 std::optional<std::string> readWholeFile(std::string_view path) {
+    // A folder opens as a stream on some systems and then throws on the
+    // first read: only a file is read.
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(pathFromUtf8(path), ec)) return std::nullopt;
     std::ifstream in(pathFromUtf8(path), std::ios::binary);
     if (!in) return std::nullopt;
-    std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad()) return std::nullopt;
-    return data;
+    try {
+        std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (in.bad()) return std::nullopt;
+        return data;
+    } catch (const std::ios_base::failure&) {
+        return std::nullopt;
+    }
 }
 
 std::optional<std::uintmax_t> fileSize(std::string_view path) {

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 
 #include "app/ctl_fixture.h"
 #include "core/database.h"
 #include "core/schema.h"
+#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {
@@ -68,6 +70,74 @@ TEST_F(CtlEnforce, CheckRefusesWhatItCannotJudge) {
     EXPECT_EQ(run({"check", "99", "http://a.it/"}), kRefused);
     EXPECT_EQ(run({"check", "Scuola"}), kUsage);
     EXPECT_EQ(run({"check", "Scuola", "a", "b"}), kUsage);
+}
+
+// A damaged site list is never an empty one: the command says the store's
+// error and exits 1, instead of answering "allowed" for every address.
+TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
+    ASSERT_EQ(run({"check", "2", "http://www.poker.com/"}), kOk);
+    ASSERT_EQ(out.str().rfind("blocked", 0), 0u);
+    const struct {
+        const char* damage;
+        const char* error;
+    } cases[] = {
+        {"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietatiConsentiti"},
+        {"ALTER TABLE SitiVietatiConsentiti RENAME Sito TO Indirizzo;", "no such column"},
+        {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column"},
+        {"DROP TABLE Profili;", "no such table: Profili"},
+    };
+    const auto pristine = readWholeFile(db).value();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.damage);
+        test::writeFile(db, pristine);
+        {
+            core::Database store;
+            ASSERT_TRUE(store.open(db));
+            ASSERT_TRUE(store.exec(c.damage));
+        }
+        EXPECT_EQ(run({"check", "2", "http://www.poker.com/"}), kRefused);
+        EXPECT_EQ(out.str(), "");
+        EXPECT_NE(err.str().find(c.error), std::string::npos) << err.str();
+        EXPECT_EQ(run({"check", "Scuola", "-"}, "http://a.it/\n"), kRefused);
+        EXPECT_EQ(out.str(), "");
+    }
+}
+
+class FailingOutput : public std::streambuf {
+    int overflow(int) override { return traits_type::eof(); }
+};
+
+// Results that cannot be written are reported: a script learns they were lost.
+TEST_F(CtlEnforce, AnOutputThatCannotBeWrittenExitsOne) {
+    FailingOutput full;
+    std::ostream sink(&full);
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"--db", db, "check", "2", "-"},
+                                                 std::vector<std::string>{"--db", db, "log", "show"},
+                                                 std::vector<std::string>{"--db", db, "profiles"},
+                                                 std::vector<std::string>{"--help"}}) {
+        std::istringstream in("http://a.it/\nhttp://b.it/\n");
+        err.str({});
+        sink.clear();
+        CtlEnvironment env{registry, platform::realFileSystem(), system, in, sink, err};
+        EXPECT_EQ(runCtl(args, env), kRefused) << args[2 % args.size()];
+        EXPECT_NE(err.str().find("cannot write the output"), std::string::npos);
+    }
+}
+
+// Stored text is printed so that it cannot forge lines or fields.
+TEST_F(CtlEnforce, StoredControlCharactersArePrintedEscaped) {
+    {
+        core::Database store;
+        ASSERT_TRUE(store.open(db));
+        ASSERT_TRUE(store.run("INSERT INTO Profili (IDProfilo, Profilo) VALUES (5, ?);",
+                              {core::Value(std::string("a\nb\tc\\d\x1b", 9))}));
+        ASSERT_TRUE(store.run("INSERT INTO LogSiti (DataOra, URL) VALUES ('2030-01-01 00:00:00', ?);",
+                              {core::Value(std::string("http://x.it/\n2030-01-01 00:00:01\thttp://falso.it/"))}));
+    }
+    ASSERT_EQ(run({"profiles"}), kOk);
+    EXPECT_NE(out.str().find("5\ta\\nb\\tc\\\\d\\x1b\\x00\n"), std::string::npos) << out.str();
+    ASSERT_EQ(run({"log", "show", "--from", "01/01/2030"}), kOk);
+    EXPECT_EQ(out.str(), "2030-01-01 00:00:00\thttp://x.it/\\n2030-01-01 00:00:01\\thttp://falso.it/\n");
 }
 
 // The range rules are the log viewer's (tests/enforce/site_log_test.cpp).

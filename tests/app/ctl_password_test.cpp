@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "app/ctl_fixture.h"
 #include "core/password.h"
 #include "core/schema.h"
@@ -47,6 +49,61 @@ TEST_F(CtlPassword, RefusalsChangeNothing) {
     EXPECT_EQ(stored(), before);
     EXPECT_EQ(run("check", "Prima\n"), kOk);
     EXPECT_EQ(run("reset", "x"), kUsage);
+}
+
+// Trailing NULs would pass HMAC's padding; controls are never typed.
+TEST_F(CtlPassword, ControlCharactersNeverMatch) {
+    ASSERT_EQ(run("set", "secret\n"), kOk);
+    EXPECT_EQ(run("check", std::string("secret\0\0", 8)), kRefused);
+    EXPECT_EQ(run("check", "secret\t\n"), kRefused);
+    EXPECT_EQ(run("set", "\xC2\xA0\n"), kRefused) << "a no-break space alone is blank";
+    EXPECT_EQ(err.str().rfind("0143:", 0), 0u);
+    EXPECT_EQ(run("check", "secret\n"), kOk);
+}
+
+// A store the password cannot be read from or written to is not a wrong
+// password: the command says the store's error.
+TEST_F(CtlPassword, StoreErrorsAreSaid) {
+    {
+        core::Database d;
+        ASSERT_TRUE(d.open(db));
+        ASSERT_TRUE(d.exec("DROP TABLE Opzioni;"));
+    }
+    EXPECT_EQ(run("check", "x\n"), kRefused);
+    EXPECT_NE(err.str().find("no such table: Opzioni"), std::string::npos) << err.str();
+    EXPECT_EQ(run("set", "nuova\n"), kRefused);
+    EXPECT_NE(err.str().find("no such table: Opzioni"), std::string::npos) << err.str();
+
+    ASSERT_TRUE(core::createDeliveredDatabase(dir.file("held.db")));
+    core::Database holder;
+    ASSERT_TRUE(holder.open(dir.file("held.db")));
+    ASSERT_TRUE(holder.exec("BEGIN EXCLUSIVE;"));
+    EXPECT_EQ(ctl({"--db", dir.file("held.db"), "password", "set"}, "nuova\n"), kRefused);
+    EXPECT_NE(err.str().find("locked"), std::string::npos) << err.str();
+}
+
+class FakeTerminal final : public Terminal {
+public:
+    std::vector<bool> echo;
+    bool setEcho(bool on) override {
+        echo.push_back(on);
+        return true;
+    }
+};
+
+// At a terminal: a prompt on standard error, no echo while typing, one line.
+TEST_F(CtlPassword, AtATerminalTheTypingIsNotEchoed) {
+    FakeTerminal terminal;
+    auto typed = [&](const std::string& verb, const std::string& input) {
+        std::istringstream in(input);
+        err.str({});
+        CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err, &terminal};
+        return runCtl({"--db", db, "password", verb}, env);
+    };
+    EXPECT_EQ(typed("set", "Segreta\nnon letta\n"), kOk);
+    EXPECT_EQ(err.str(), "Password: \n");
+    EXPECT_EQ(terminal.echo, (std::vector<bool>{false, true}));
+    EXPECT_EQ(run("check", "Segreta\n"), kOk);
 }
 
 TEST_F(CtlPassword, AMatchingCheckRenewsAWeakerHash) {

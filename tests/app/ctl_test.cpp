@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 
 #include "app/ctl_fixture.h"
 #include "core/schema.h"
@@ -53,6 +54,82 @@ TEST_F(Ctl, UpgradeReportsWhatItDid) {
     EXPECT_EQ(out.str(), "up to date\n");
     EXPECT_EQ(ctl({"--db", path, "profiles"}), kOk);
     EXPECT_EQ(out.str(), "1\tScuola\n2\tChiosco\n");
+}
+
+// The upgrade is one transaction: the first failed step is named, the file
+// is left as it was, and the next run starts from the same state.
+TEST_F(Ctl, AFailedUpgradeSaysWhichStepAndChangesNothing) {
+    const std::string path = dir.file("vecchio.db");
+    {
+        core::Database db;
+        ASSERT_TRUE(db.open(path, core::Database::Mode::CreateIfMissing));
+        ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
+        // An index holding the name makes the LogSiti creation fail.
+        ASSERT_TRUE(db.exec("CREATE TABLE X(y); CREATE INDEX LogSiti ON X(y);"));
+    }
+    const auto before = readWholeFile(path);
+    EXPECT_EQ(ctl({"--db", path, "upgrade"}), kRefused);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_NE(err.str().find("0314: "), std::string::npos) << err.str();
+    EXPECT_NE(err.str().find("CREATE TABLE LogSiti"), std::string::npos) << err.str();
+    EXPECT_NE(err.str().find("already an index named LogSiti"), std::string::npos) << err.str();
+    EXPECT_EQ(readWholeFile(path), before);
+
+    // A store another writer holds: refused after the wait, not "up to date".
+    {
+        core::Database db;
+        ASSERT_TRUE(db.open(path));
+        ASSERT_TRUE(db.exec("DROP INDEX LogSiti;"));
+        core::Database holder;
+        ASSERT_TRUE(holder.open(path));
+        ASSERT_TRUE(holder.exec("BEGIN IMMEDIATE;"));
+        EXPECT_EQ(ctl({"--db", path, "upgrade"}), kRefused);
+        EXPECT_NE(err.str().find("locked"), std::string::npos) << err.str();
+    }
+    EXPECT_EQ(ctl({"--db", path, "upgrade"}), kOk);
+    EXPECT_EQ(out.str(), "upgraded\n");
+}
+
+// Only our own store is upgraded: an empty file or another program's
+// database is refused and left untouched.
+TEST_F(Ctl, UpgradeRefusesAFileThatIsNotOurStore) {
+    const std::string empty = dir.file("vuoto.db");
+    test::writeFile(empty, "");
+    const std::string other = dir.file("altro.db");
+    {
+        core::Database db;
+        ASSERT_TRUE(db.open(other, core::Database::Mode::CreateIfMissing));
+        ASSERT_TRUE(db.exec("CREATE TABLE Ricette (Nome TEXT); INSERT INTO Ricette VALUES ('pesto');"));
+    }
+    for (const std::string& path : {empty, other}) {
+        const auto before = readWholeFile(path);
+        EXPECT_EQ(ctl({"--db", path, "upgrade"}), kRefused) << path;
+        EXPECT_EQ(out.str(), "");
+        EXPECT_EQ(err.str().rfind("0315: The file is not an Ombrix database: " + path, 0), 0u) << err.str();
+        EXPECT_EQ(readWholeFile(path), before);
+    }
+}
+
+TEST_F(Ctl, InitNeverDeletesAnotherFile) {
+    const std::string db = dir.file("nuovo.db");
+    test::writeFile(db + ".new", "di qualcun altro");
+    EXPECT_EQ(ctl({"init", db}), kRefused);
+    EXPECT_EQ(readWholeFile(db + ".new"), "di qualcun altro");
+    EXPECT_FALSE(platform::realFileSystem().fileExists(db));
+    EXPECT_EQ(ctl({"init", ""}), kUsage);
+}
+
+// A registry path that names a folder reads as an empty registry.
+TEST_F(Ctl, ARegistryThatIsAFolderIsEmpty) {
+    std::optional<platform::FileRegistry> folder;
+    EXPECT_NO_THROW(folder.emplace(pathToUtf8(dir.path())));
+    EXPECT_FALSE(folder->readValue(platform::RegRoot::LocalMachine, "Software\\Ombrix", "x"));
+}
+
+// Without a text in the language file, the English one, never a bare identifier.
+TEST_F(Ctl, MessagesFallBackToEnglish) {
+    EXPECT_EQ(ctl({"--db", dir.file("x.db"), "log", "show", "--from", "31/02/2024"}), kRefused);
+    EXPECT_EQ(err.str(), "0240: Correct the start date and try again. 31/02/2024\n");
 }
 
 TEST_F(Ctl, AMissingDatabaseOrAnotherFileIsRefused) {

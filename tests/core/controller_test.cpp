@@ -133,6 +133,39 @@ TEST_F(ControllerTest, AnUpgradedStoreIsAnnouncedOnce) {
     EXPECT_TRUE(dialogs2.shown.empty());
 }
 
+// An upgrade that failed, or a file that is not our store, is told to the
+// administrator with the store's message; the start-up goes on.
+TEST_F(ControllerTest, AFailedUpgradeOrAForeignFileIsToldAtStart) {
+    const struct {
+        const char* sql;
+        const char* id;
+        const char* detail;
+    } cases[] = {
+        {"CREATE TABLE X(y); CREATE INDEX LogSiti ON X(y);", "0314", "CREATE TABLE LogSiti"},
+        {"CREATE TABLE Ricette (Nome TEXT);", "0315", "no column Profili.IDProfilo"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.id);
+        controller_.reset();
+        store.connection.close();
+        dialogs.shown.clear();
+        std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db");
+        {
+            Database db;
+            ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db"), Database::Mode::CreateIfMissing));
+            if (std::string_view(c.id) == "0314") {
+                ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
+            }
+            ASSERT_TRUE(db.exec(c.sql));
+        }
+        controller().startUp();
+        ASSERT_FALSE(dialogs.shown.empty());
+        EXPECT_EQ(dialogs.shown[0].messageId, c.id);
+        EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Critical);
+        EXPECT_NE(dialogs.shown[0].text.find(c.detail), std::string::npos) << dialogs.shown[0].text;
+    }
+}
+
 TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
     sql("UPDATE Opzioni SET LogSiti = -1, TastieraVirtuale = -1;"
         "UPDATE Profili SET PaginaPredefinita = 'http://scuola.example' WHERE IDProfilo = 1;");

@@ -84,11 +84,20 @@ TEST(Password, HashMatchesExactlyWhatWasTyped) {
     for (const char* wrong : {"segreta 1", "SEGRETA 1", "Segreta 1 ", " Segreta 1", "Segreta1", ""}) {
         EXPECT_FALSE(passwordMatches(stored, wrong)) << "'" << wrong << "'";
     }
-    // Every byte counts, a NUL's and those after it too.
-    const std::string nul = hashPassword(std::string("a\0b", 3), "salt", 10).value();
-    EXPECT_TRUE(passwordMatches(nul, std::string("a\0b", 3)));
-    EXPECT_FALSE(passwordMatches(nul, "a"));
-    EXPECT_FALSE(passwordMatches(nul, std::string("a\0c", 3)));
+    // HMAC pads its key with NULs: trailing NULs (or any control character)
+    // typed after the password must not open it.
+    const std::string secret = hashPassword("secret", "salt", 10).value();
+    EXPECT_TRUE(passwordMatches(secret, "secret"));
+    for (const std::string& typed : {std::string("secret\0\0", 8), std::string("secret\0", 7), std::string("secret\t")}) {
+        EXPECT_FALSE(passwordMatches(secret, typed)) << typed.size();
+    }
+}
+
+// A key longer than HMAC's block is hashed once up front; the result must be
+// the standard PBKDF2-HMAC-SHA256 of the whole key.
+TEST(Password, LongKeyGivesTheStandardResult) {
+    EXPECT_EQ(hashPassword(std::string(100, 'k'), "salt", 2).value(),
+              "pbkdf2-sha256$2$73616c74$2c1357648009149f57e4d5544c3435bbca87a6b231300fa3abb2a89b50f56ec3");
 }
 
 TEST(Password, StoredFormatStaysReadable) {
@@ -144,10 +153,15 @@ TEST(Password, NewPasswordChecks) {
     const Case cases[] = {
         {"", "", "0143"},
         {"    ", "    ", "0143"},
+        {"\t", "\t", "0143"},                  // blank to the eye, and a control
+        {"\xC2\xA0", "\xC2\xA0", "0143"},      // no-break space
+        {"\xE3\x80\x80 ", "\xE3\x80\x80 ", "0143"},  // ideographic space
         {"abc", "abd", "0145"},
         {"abc", "ABC", "0145"},
         {" a ", " a ", ""},
-        {"a\tb", "a\tb", ""},
+        {"a\tb", "a\tb", "0312"},
+        {"a\x7f", "a\x7f", "0312"},
+        {"a\xC2\x85", "a\xC2\x85", "0312"},  // a C1 control
         {longest, longest, ""},
         {accented, accented, ""},
         {longest + "a", longest + "a", "0311"},

@@ -35,7 +35,7 @@ TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
     EXPECT_FALSE(VerificaEsistenzaCampo(db, "Kiosk", "Profili"));
     EXPECT_FALSE(VerificaEsistenzaCampo(db, "sito", "SitiVietatiConsentiti")) << "names compare exactly";
     EXPECT_FALSE(VerificaEsistenzaTabella(db, "clienti"));
-    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db));
+    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
 
     EXPECT_EQ(columnsOf(db, "Profili"),
               (std::vector<std::string>{"IDProfilo", "Profilo", "StampantePredefinita", "PaginaPredefinita",
@@ -71,7 +71,7 @@ TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
 
 TEST(Upgrade, DeliveredDatabaseIsAlreadyCurrentAndEnforcesNothing) {
     Database db = test::deliveredStore();
-    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
     EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
     // One profile, named by the options row: an empty forbidden list and every switch off.
     EXPECT_EQ(db.scalar("SELECT count(*) FROM Profili JOIN Opzioni ON IDProfilo = IDProfiloInUso WHERE SitiProibiti "
@@ -87,8 +87,8 @@ TEST(Upgrade, DeliveredDatabaseIsAlreadyCurrentAndEnforcesNothing) {
 }
 
 // From every state in between: the file has the first k added columns and
-// tables already. Each later step is added once, and Sito is widened only
-// when Kiosk was missing.
+// tables already. Each later step is added once, and Sito is widened by its
+// own check, so a file that gained Kiosk without the widening gets it too.
 TEST(Upgrade, FromEveryIntermediateState) {
     const char* statements[] = {
         "ALTER TABLE Profili ADD Kiosk Bit",
@@ -111,26 +111,78 @@ TEST(Upgrade, FromEveryIntermediateState) {
         Database db = test::oldestStore();
         for (int i = 0; i < done; ++i) ASSERT_TRUE(db.exec(statements[i]));
         // The oldest file names the old collation: there is always work.
-        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
+        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
         for (const auto& [table, column] : kAddedColumns) EXPECT_TRUE(VerificaEsistenzaCampo(db, column, table)) << column;
-        EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), done == 0 ? 255 : 100);
+        EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
         // A Fasce table made before this run is not seeded again.
         EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce;").toInteger(), done >= 8 ? 0 : 1);
-        EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+        EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
     }
 }
 
-TEST(Upgrade, AFailedStepIsLeftForTheNextStart) {
+TEST(Upgrade, AFailedStepIsNamedAndUndoesEveryStep) {
     Database db = test::oldestStore();
-    // An index that holds the name makes the LogSiti creation fail on this run.
+    // An index that holds the name makes the LogSiti creation fail.
     ASSERT_TRUE(db.exec("CREATE TABLE X(y); CREATE INDEX LogSiti ON X(y);"));
-    EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
-    EXPECT_FALSE(VerificaEsistenzaTabella(db, "LogSiti"));
-    EXPECT_TRUE(VerificaEsistenzaCampo(db, "ApriPaginaInizialeATuttoSchermo", "Profili")) << "later steps still run";
+    const UpgradeResult failed = AggiornaDBAVersioneCorrente(db);
+    EXPECT_EQ(failed.outcome, UpgradeResult::Outcome::Failed);
+    EXPECT_EQ(failed.step, "CREATE TABLE LogSiti(DataOra DateTime, URL Text(255))");
+    EXPECT_NE(failed.error.find("LogSiti"), std::string::npos) << failed.error;
+    EXPECT_FALSE(VerificaEsistenzaCampo(db, "Kiosk", "Profili")) << "the steps before it are undone";
+    EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 100);
     ASSERT_TRUE(db.exec("DROP INDEX LogSiti;"));
-    EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
     EXPECT_TRUE(VerificaEsistenzaTabella(db, "LogSiti"));
-    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
+}
+
+TEST(Upgrade, RefusesAFileThatIsNotOurStore) {
+    const char* schemas[] = {"", "CREATE TABLE Ricette (Nome TEXT);",
+                             "CREATE TABLE Profili (IDProfilo INTEGER, Profilo TEXT);"};
+    for (const char* sql : schemas) {
+        SCOPED_TRACE(sql);
+        Database db;
+        ASSERT_TRUE(db.open(":memory:"));
+        ASSERT_TRUE(db.exec(sql));
+        const UpgradeResult r = AggiornaDBAVersioneCorrente(db);
+        EXPECT_EQ(r.outcome, UpgradeResult::Outcome::NotOurStore);
+        EXPECT_FALSE(r.error.empty());
+        EXPECT_FALSE(VerificaEsistenzaTabella(db, "LogSiti"));
+    }
+}
+
+// Declarations written by hand or by a hostile tool: the width is read and
+// the column rebuilt without exceptions, deep recursion or lost rows.
+TEST(Upgrade, OddSiteDeclarationsAreWidened) {
+    const std::string blanks(40000, ' ');
+    const std::string declarations[] = {
+        "Sito TEXT(99999999999)", "Sito TEXT(" + blanks + "100" + blanks + ")", "Sito" + blanks + "TEXT(100)",
+        "[Sito] varchar(100)",    "\"Sito\" TEXT",                            "Sito",
+        "Sito CHAR ( 80 ) NOT NULL DEFAULT ''",
+    };
+    for (const std::string& declaration : declarations) {
+        SCOPED_TRACE(declaration.substr(0, 40));
+        std::string sql(test::oldestSchemaSql());
+        const std::string old = "Sito TEXT(100) COLLATE NOCASE_LATIN";
+        sql.replace(sql.find(old), old.size(), declaration);
+        Database db;
+        ASSERT_TRUE(db.open(":memory:"));
+        ASSERT_TRUE(db.exec(sql));
+        ASSERT_TRUE(db.exec("ALTER TABLE Profili ADD Kiosk Bit;")) << "the widening is its own check";
+        const UpgradeResult r = AggiornaDBAVersioneCorrente(db);
+        ASSERT_EQ(r.outcome, UpgradeResult::Outcome::Upgraded) << r.step << ": " << r.error;
+        EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
+        EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).size(), 2u);
+    }
+}
+
+// The rebuild keeps the AUTOINCREMENT counter: a deleted identifier never comes back.
+TEST(Upgrade, WideningKeepsTheIdentifierCounter) {
+    Database db = test::oldestStore();
+    ASSERT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE IDSito = 3;"));
+    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
+    ASSERT_EQ(insertListEntry(db, ListKind::Sites, 2, ".nuovo.it"), InsertResult::Inserted);
+    EXPECT_EQ(loadListRows(db, ListKind::Sites, 2).back().id, 4);
 }
 
 // An administrator opens the file with any SQLite tool: nothing of ours is
@@ -146,7 +198,7 @@ TEST(PlainSqlite, ChangesEveryTableOfDeliveredAndUpgradedFiles) {
         EXPECT_TRUE(db.open(path, Database::Mode::CreateIfMissing));
         EXPECT_TRUE(db.exec(sql));
         EXPECT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE Sito = '*gioco';")) << "a deleted identifier";
-        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db));
+        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
         return path;
     };
     std::string collated(deliveredSchemaSql());
@@ -207,13 +259,13 @@ TEST(PlainSqlite, ChangesEveryTableOfDeliveredAndUpgradedFiles) {
     ASSERT_TRUE(db.open(dir.file("probe.db"), Database::Mode::CreateIfMissing));
     ASSERT_TRUE(db.exec(collated));
     ASSERT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE Sito = '*gioco';"));
-    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db));
+    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
     EXPECT_EQ(db.scalar("SELECT count(*) FROM sqlite_master WHERE sql LIKE '%nocase_latin%';").toInteger(), 0);
     EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).size(), 1u);
     EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, ".EXAMPLE.com"), InsertResult::Duplicate);
     ASSERT_EQ(insertListEntry(db, ListKind::Sites, 1, ".nuovo.it"), InsertResult::Inserted);
     EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).back().id, 3);
-    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db));
+    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
 }
 
 }  // namespace

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+
 #include "core/win32/resource.h"
 #include "e2e/driver.h"
 
@@ -89,6 +92,36 @@ TEST_F(ProgramTest, TheFirstStartAsksForAPasswordInPlainSight) {
     ASSERT_TRUE(waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }));
     login(main, L"Prima1");
     EXPECT_TRUE(waitFor([&] { return adminShown(main); }));
+}
+
+// A store whose site list cannot be read: the administrator is told at start,
+// first what the upgrade found, then that the lists could not be read.
+TEST_F(ProgramTest, ADamagedStoreIsToldAtStart) {
+    install.sql("DROP TABLE SitiVietatiConsentiti;");
+    program = std::make_unique<StartedProgram>(launch());
+    const std::pair<const wchar_t*, const char*> boxes[] = {
+        {L"Il file non \u00e8 un database di Ombrix", "0315-not-our-store"},
+        {L"Impossibile leggere il database", "0313-store-unreadable"},
+    };
+    for (const auto& [expected, name] : boxes) {
+        SCOPED_TRACE(name);
+        HWND box = nullptr;
+        ASSERT_TRUE(waitFor([&] {
+            for (HWND w : program->windows()) {
+                if (IsWindowVisible(w) && text(GetDlgItem(w, 0xFFFF)).find(expected) != std::wstring::npos) {
+                    box = w;
+                    return true;
+                }
+            }
+            return false;
+        }));
+        pause(1s);
+        screenshot(name);
+        bringToFront(box);
+        pressKey(VK_RETURN);
+        ASSERT_TRUE(waitFor([&] { return !IsWindow(box) || !visible(box); }));
+    }
+    EXPECT_TRUE(waitFor([&] { return formWith(*program, IDC_TXTPASS) != nullptr; })) << "the start-up goes on";
 }
 
 TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {

@@ -1,3 +1,5 @@
+#include <functional>
+
 #include <gtest/gtest.h>
 
 #include "enforce/enforcement.h"
@@ -127,28 +129,62 @@ TEST(Loaders, ProcessListSeesTheSiteTimerOfTheSameSequence) {
     EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()).size(), 0u);
 }
 
-}  // namespace
-}  // namespace ombrix::enforce
+// A store that cannot be read never makes a forbidden page allowed: the
+// lists loaded last stay in force (at start, every page is blocked), and the
+// administrator hears of it once.
+TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
+    struct Damage {
+        const char* name;
+        std::function<void(core::Database&)> apply;
+    };
+    const Damage damages[] = {
+        {"closed", [](core::Database& db) { db.close(); }},
+        {"no site table", [](core::Database& db) { ASSERT_TRUE(db.exec("DROP TABLE SitiVietatiConsentiti;")); }},
+        {"no Sito column",
+         [](core::Database& db) { ASSERT_TRUE(db.exec("ALTER TABLE SitiVietatiConsentiti RENAME Sito TO X;")); }},
+        {"no profile table", [](core::Database& db) { ASSERT_TRUE(db.exec("DROP TABLE Profili;")); }},
+    };
+    for (const Damage& d : damages) {
+        SCOPED_TRACE(d.name);
+        {  // Loaded before: the forbidden list stays, and so do the names and titles.
+            test::EnforcementRig rig;
+            rig.addProfile(2, true, {".vietato.it"}, {"calc.exe"}, {"Prompt"});
+            rig.use(2);
+            d.apply(rig.db);
+            rig.use(2);
+            rig.use(2);
+            ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
+            EXPECT_FALSE(rig.enforcement->SitiConsentiti());
+            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
+            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::ProcessiVietati));
+            EXPECT_EQ(rig.enforcement->ElencoProcessi().front(), "calc.exe");
+            EXPECT_EQ(rig.enforcement->ElencoFinestre().front(), "Prompt");
+            EXPECT_EQ(rig.host.storeErrors.size(), 1u) << "once, not once a list or a load";
+            EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), rig.enforcement->SitiConsentiti(),
+                                        "https://www.vietato.it/")
+                            .blocked);
+        }
+        {  // Nothing loaded yet: every page is blocked.
+            test::EnforcementRig rig;
+            rig.addProfile(2, true, {".vietato.it"});
+            d.apply(rig.db);
+            rig.use(2);
+            EXPECT_TRUE(rig.enforcement->SitiConsentiti());
+            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
+            EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), true, "https://www.altro.it/").blocked);
+            ASSERT_EQ(rig.host.storeErrors.size(), 1u);
+            EXPECT_FALSE(rig.host.storeErrors[0].empty());
+        }
+    }
+}
 
-namespace ombrix::enforce {
-namespace {
-
-TEST(Loaders, AClosedStoreLeavesNothingToEnforceAndNothingFails) {
+// An entry longer than the store's column is cut when loaded.
+TEST(Loaders, LongEntriesAreCutToTheColumnWidth) {
     test::EnforcementRig rig;
-    rig.addProfile(2, false, {".scuola.it"}, {"calc.exe"}, {"Prompt"});
+    rig.addProfile(2, true, {"*" + std::string(100000, 'k')});
     rig.use(2);
-    rig.db.close();
-    rig.use(2);
-    EXPECT_TRUE(rig.enforcement->ElencoSiti().empty());
-    EXPECT_FALSE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
-    EXPECT_FALSE(rig.timers.isEnabled(core::TimerId::ProcessiVietati));
-    EXPECT_EQ(rig.enforcement->ElencoFinestre().size(), 7u) << "the six prompts and the spare element";
-    rig.host.log = true;
-    rig.browsers.open(rig.browsers.chrome, "http://a.it/");
-    rig.enforcement->tickSitiVietatiConsentiti();
-    rig.enforcement->tickLogSitiVisitati();
-    rig.enforcement->MemorizzaSitoVisitato("http://b.it/");
-    EXPECT_EQ(rig.host.notices.size(), 0u);
+    ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
+    EXPECT_EQ(rig.enforcement->ElencoSiti().entry(0).size(), 255u);
 }
 
 }  // namespace

@@ -133,6 +133,8 @@ public:
     long long profileInUse() override { return profile; }
     bool logSwitch() override { return log; }
     void keepNoticeWindowsOnTop() override { journal_.add("notices on top"); }
+    std::vector<std::string> storeErrors;
+    void storeUnreadable(const std::string& message) override { storeErrors.push_back(message); }
     int internalBrowserWindowCount() override { return internalWindows; }
     void openInternalBrowser() override {
         ++internalWindows;

@@ -11,11 +11,32 @@
 #include "platform/system.h"
 #include "platform/win32/wide.h"
 
+namespace {
+
+class ConsoleInput final : public ombrix::app::Terminal {
+public:
+    bool setEcho(bool on) override {
+        const HANDLE in = GetStdHandle(STD_INPUT_HANDLE);
+        DWORD mode = 0;
+        if (!GetConsoleMode(in, &mode)) return false;
+        return SetConsoleMode(in, on ? (mode | ENABLE_ECHO_INPUT) : (mode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT))) != 0;
+    }
+};
+
+bool stdinIsConsole() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
+}  // namespace
+
 int wmain(int argc, wchar_t** argv) {
     SetConsoleOutputCP(CP_UTF8);
     std::vector<std::string> args;
     for (int i = 1; i < argc; ++i) args.push_back(ombrix::win32::fromWide(argv[i]));
+    ConsoleInput console;
     ombrix::app::CtlEnvironment env{ombrix::platform::systemRegistry(), ombrix::platform::realFileSystem(),
-                                    ombrix::platform::realSystem(), std::cin, std::cout, std::cerr};
+                                    ombrix::platform::realSystem(), std::cin, std::cout, std::cerr,
+                                    stdinIsConsole() ? &console : nullptr};
     return ombrix::app::runCtl(args, env);
 }

@@ -23,6 +23,12 @@ bool pbkdf2HmacSha256(std::string_view password, std::string_view salt, std::uin
                              static_cast<int>(key.size()), key.data()) == 1;
 }
 
+bool sha256(std::string_view data, std::span<std::uint8_t, 32> digest) {
+    unsigned int size = 0;
+    return EVP_Digest(data.data(), data.size(), digest.data(), &size, EVP_sha256(), nullptr) == 1 &&
+           size == digest.size();
+}
+
 bool randomBytes(std::span<std::uint8_t> out) {
     if (out.size() > INT_MAX) return false;
     return out.empty() || RAND_bytes(out.data(), static_cast<int>(out.size())) == 1;

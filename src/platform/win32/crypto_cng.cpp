@@ -37,6 +37,18 @@ bool pbkdf2HmacSha256(std::string_view password, std::string_view salt, std::uin
                                                 static_cast<ULONG>(key.size()), 0));
 }
 
+bool sha256(std::string_view data, std::span<std::uint8_t, 32> digest) {
+    if (data.size() > ULONG_MAX) return false;
+    UniqueAlgorithm algorithm;
+    if (!BCRYPT_SUCCESS(BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, 0))) return false;
+    BCRYPT_HASH_HANDLE hash = nullptr;
+    if (!BCRYPT_SUCCESS(BCryptCreateHash(algorithm.get(), &hash, nullptr, 0, nullptr, 0, 0))) return false;
+    const bool ok = BCRYPT_SUCCESS(BCryptHashData(hash, bytesOf(data), static_cast<ULONG>(data.size()), 0)) &&
+                    BCRYPT_SUCCESS(BCryptFinishHash(hash, digest.data(), static_cast<ULONG>(digest.size()), 0));
+    BCryptDestroyHash(hash);
+    return ok;
+}
+
 bool randomBytes(std::span<std::uint8_t> out) {
     if (out.size() > ULONG_MAX) return false;
     return out.empty() || BCRYPT_SUCCESS(BCryptGenRandom(nullptr, out.data(), static_cast<ULONG>(out.size()),
