@@ -38,7 +38,7 @@ public:
     void ApriPagina(const std::string& address) override;
     void launchStartPage() override;
     void clearFirefoxSession() override;
-    bool timeSlotScheduleInForce() override { return false; }
+    bool timeSlotScheduleInForce() override { return p_.controller.timeSlotScheduleInForce(); }
     long long profileInUse() override;
     bool logSwitch() override;
     void keepNoticeWindowsOnTop() override;
