@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "fakes/fake_enforcement.h"
 #include "fakes/fixtures.h"
 
 namespace ombrix::schedule {
@@ -79,19 +78,6 @@ TEST(Selection, BoundsAreInclusiveTheLaterSlotWinsUndefinedSlotsNeverMatch) {
         {"no fallback", noFallback, at(13, 0), 0},
     };
     for (const auto& c : cases) EXPECT_EQ(periodoOf(c.slots).profiloPerOra(c.now), c.profile) << c.what;
-}
-
-TEST(Selection, TheScheduleAsksTheClockForTheTimeOfDayOnly) {
-    core::Database db = test::deliveredStore();
-    ASSERT_TRUE(db.exec("UPDATE Fasce SET Fascia1Dalle = '14:07:09', Fascia1Alle = '14:07:10', Fascia1Profilo = 3, "
-                        "ProfiloFasceNonDefinite = 1;"));
-    test::FakeClock clock;
-    StoredSchedule schedule(db, clock);
-    ASSERT_TRUE(schedule.CaricaProfilo());
-    clock.time = {1999, 12, 31, 14, 7, 9};
-    EXPECT_EQ(schedule.profileForNow(), 3);
-    clock.time = {2031, 6, 1, 14, 7, 11};
-    EXPECT_EQ(schedule.profileForNow(), 1);
 }
 
 TEST(CaricaProfilo, AnEmptyTableOrAnUnreadableTimeKeepsTheValues) {

@@ -132,29 +132,5 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
     EXPECT_TRUE(slotOneHasTimes(*read));
 }
 
-TEST(SlotEditorStore, NoRecordIsWrittenAfreshAndAStoreThatFailsChangesNothing) {
-    test::TempDir dir;
-    test::writeScheduleTexts(dir);
-    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
-    core::Database db = test::deliveredStore();
-    ASSERT_TRUE(db.exec("DELETE FROM Fasce;"));
-    SlotBoxes b;
-    b.dalle[0] = "07:00";
-    b.alle[0] = "08:00";
-    b.profilo = {kEmpty, kEmpty, kEmpty};
-    b.fallback = kEmpty;
-    ASSERT_TRUE(SalvaFasce(db, b, ':', language));
-    EXPECT_EQ(db.scalar("SELECT count(*) || Fascia1Dalle FROM Fasce;").toText(), "107:00:00");
-
-    ASSERT_TRUE(db.exec("CREATE TRIGGER no BEFORE UPDATE ON Fasce BEGIN SELECT RAISE(ABORT, 'read only'); END;"));
-    b.dalle[0] = "06:00";
-    EXPECT_FALSE(SalvaFasce(db, b, ':', language));
-    EXPECT_EQ(db.scalar("SELECT Fascia1Dalle FROM Fasce;").toText(), "07:00:00");
-
-    EXPECT_FALSE(readScheduleSwitch(db));
-    ASSERT_TRUE(writeScheduleSwitch(db, true));
-    EXPECT_EQ(db.scalar("SELECT FasceOrarie FROM Opzioni;").toInteger(), -1);
-}
-
 }  // namespace
 }  // namespace ombrix::schedule
