@@ -64,10 +64,20 @@ HWND focusOf(HWND window) {
     return info.hwndFocus;
 }
 
+void heldClick(HWND control) {
+    RECT r{};
+    GetWindowRect(control, &r);
+    const std::string at = std::to_string((r.left + r.right) / 2) + " " + std::to_string((r.top + r.bottom) / 2);
+    (void)StartedProgram("/usr/bin/xdotool mousemove " + at + " mousedown 1 sleep 0.15 mouseup 1").waitForExit();
+    pause(300ms);
+}
+
 class ScheduleTest : public InstalledProgram {
 protected:
     void fill(HWND edit, const std::wstring& value) {
         for (int attempt = 0; attempt < 3 && boxText(edit) != value; ++attempt) {
+            // Typing goes to the window in front: after a message box it may be another.
+            bringToFront(GetAncestor(edit, GA_ROOT));
             click(edit);
             SendMessageW(edit, EM_SETSEL, 0, -1);
             typeText(value);
@@ -77,6 +87,7 @@ protected:
     // The combo after the end box takes the focus with Tab; a letter picks its profile.
     void choose(HWND end, HWND combo, const std::wstring& letter, const std::wstring& name) {
         for (int attempt = 0; attempt < 3 && boxText(combo) != name; ++attempt) {
+            bringToFront(GetAncestor(end, GA_ROOT));
             click(end);
             pressKey(VK_TAB);
             typeText(letter);
@@ -125,7 +136,10 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     EXPECT_EQ(text(GetDlgItem(refusal, 0xFFFF)).rfind(L"L'orario di inizio della prima fascia", 0), 0u);
     pause(500ms);
     screenshot("frmPeriodi-refused");
-    PostMessageW(refusal, WM_COMMAND, IDOK, 0);
+    // Enter on the box, as a person closes it; the editor takes the keys again.
+    bringToFront(refusal);
+    pressKey(VK_RETURN);
+    if (!waitFor([&] { return !IsWindow(refusal); }, 3s)) PostMessageW(refusal, WM_COMMAND, IDOK, 0);
     EXPECT_TRUE(waitFor([&] { return focusOf(editor) == box(IDC_TXTFASCIA1DALLE); }));
     EXPECT_EQ(install.scalar("SELECT quote(Fascia1Dalle) FROM Fasce;"), "NULL") << "nothing stored";
 
@@ -134,13 +148,13 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     fill(box(IDC_TXTFASCIA2DALLE), typed(boundary, sep));
     fill(box(IDC_TXTFASCIA2ALLE), typed(end, sep));
     choose(box(IDC_TXTFASCIA2ALLE), box(IDC_CMBPROFILOPERIODO2), L"P", L"Pomeriggio");
-    // The switch: a click gives it the focus, the space bar ticks it (a click
-    // on a check box under Wine here focuses it without ticking it).
+    // The switch, ticked by a click held as a hand holds it: Wine's check
+    // boxes here drop a press and release that come in the same instant.
     HWND check = box(IDC_CHKFASCEORARIE);
-    const bool switched = clickUntil(check, [&] { return focusOf(editor) == check; }) &&
-                          (pressKey(VK_SPACE), waitFor([&] {
-                              return install.scalar("SELECT FasceOrarie FROM Opzioni;") == "-1";
-                          }));
+    for (int attempt = 0; attempt < 3 && SendMessageW(check, BM_GETCHECK, 0, 0) != BST_CHECKED; ++attempt) {
+        heldClick(check);
+    }
+    const bool switched = waitFor([&] { return install.scalar("SELECT FasceOrarie FROM Opzioni;") == "-1"; });
     if (!switched) screenshot("frmPeriodi-not-switched");
     ASSERT_TRUE(switched) << install.scalar("SELECT quote(FasceOrarie) FROM Opzioni;");
     screenshot("frmPeriodi");
