@@ -128,7 +128,7 @@ namespace {
 
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
-    for (const auto* group : {&storeCommands(), &enforceCommands(), &passwordCommands()}) {
+    for (const auto* group : {&storeCommands(), &enforceCommands(), &passwordCommands(), &scheduleCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

@@ -64,5 +64,6 @@ struct CtlCommand {
 const std::vector<CtlCommand>& storeCommands();
 const std::vector<CtlCommand>& enforceCommands();
 const std::vector<CtlCommand>& passwordCommands();
+const std::vector<CtlCommand>& scheduleCommands();
 
 }  // namespace ombrix::app

@@ -1,6 +1,7 @@
 #include "app/program_host.h"
 
 #include "core/firefox_profile.h"
+#include "platform/failures.h"
 #include "platform/text.h"
 
 namespace ombrix::app {
@@ -14,7 +15,10 @@ void ProgramHost::onTimer(core::TimerId id) {
     if (enforcement_) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
-            case TimerId::KillTaskManager: enforcement_->tickKillTaskManager(); return;
+            case TimerId::KillTaskManager:
+                enforcement_->tickKillTaskManager();
+                platform::guarded([&] { p_.controller.tickFasceOrarie(); });
+                return;
             case TimerId::LogSitiVisitati: enforcement_->tickLogSitiVisitati(); return;
             case TimerId::ChiudiFinestre: enforcement_->tickChiudiFinestre(); return;
             case TimerId::ProcessiVietati:

@@ -43,7 +43,7 @@ public:
     void ApriPagina(const std::string& address) override;
     void launchStartPage() override;
     void clearFirefoxSession() override;
-    bool timeSlotScheduleInForce() override { return false; }
+    bool timeSlotScheduleInForce() override { return p_.controller.timeSlotScheduleInForce(); }
     long long profileInUse() override;
     void storeUnreadable(const std::string& message) override { p_.controller.storeUnreadable(message); }
     bool logSwitch() override;

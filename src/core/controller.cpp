@@ -123,6 +123,7 @@ Controller::StartResult Controller::startUp() {
     killTaskManager();
     profileInUse_ = ValoreNonNullo(option("IDProfiloInUso"), Value(0)).toInteger();
     timeSlotSwitch_ = ValoreNonNullo(option("FasceOrarie"), Value::boolean(false)).toBool();
+    if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
     fillProfileCombo();
     killTaskManager();
@@ -131,8 +132,8 @@ Controller::StartResult Controller::startUp() {
     loadLists();
     killTaskManager();
     m_.view.hideOwnerWindow();
-    // No time-slot schedule exists yet, so only a pending home page minimises.
-    if (homePagePending_) {
+    // A schedule changes profiles by itself: the form keeps out of the way.
+    if (scheduleLoaded_ || homePagePending_) {
         m_.view.minimise();
     } else {
         m_.view.setTopmost(true);
@@ -153,6 +154,11 @@ long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
 }
 
 void Controller::onProfileChosen(const std::string& name) {
+    ensureStore();
+    putInUse(IDProfiloCorrenteDaNomeProfilo(name));
+}
+
+void Controller::putInUse(long long id) {
     m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
     m_.timers.setEnabled(TimerId::ProcessiVietati, false);
     homePagePending_ = false;
@@ -162,7 +168,9 @@ void Controller::onProfileChosen(const std::string& name) {
     }
     if (lists_) lists_->forgetLastAddress();
     ensureStore();
-    profileInUse_ = IDProfiloCorrenteDaNomeProfilo(name);
+    // Set before anything can let a tick in: a tick inside this switch sees
+    // the new profile in use and does not switch again.
+    profileInUse_ = id;
     applyProfile();
     loadLists();
     if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
@@ -173,6 +181,28 @@ void Controller::onProfileChosen(const std::string& name) {
         m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
         homePagePending_ = false;
     }
+}
+
+void Controller::loadSchedule() {
+    // A schedule that cannot be read is none: the program runs without it.
+    scheduleLoaded_ = schedule_ && store_.connection.isOpen() && schedule_->CaricaProfilo();
+}
+
+void Controller::afterTimeSlotEditor() {
+    ensureStore();
+    timeSlotSwitch_ =
+        ValoreNonNullo(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
+            .toBool();
+    loadSchedule();
+}
+
+void Controller::tickFasceOrarie() {
+    if (shuttingDown_ || !timeSlotScheduleInForce()) return;
+    const long long chosen = schedule_->profileForNow();
+    if (chosen == profileInUse_) return;
+    putInUse(chosen);
+    // The combo shows the profile the slots put in use.
+    fillProfileCombo();
 }
 
 bool Controller::passwordIsSet() {

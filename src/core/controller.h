@@ -34,6 +34,17 @@ public:
     virtual void RipristinaImpostazioni() = 0;
 };
 
+// The daily time slots (the schedule subsystem), asked on every tick of
+// tmrKillTaskManager while the switch Opzioni.FasceOrarie is on.
+class TimeSlotSchedule {
+public:
+    virtual ~TimeSlotSchedule() = default;
+    // Reads the slots from the store; false when they could not be read.
+    [[nodiscard]] virtual bool CaricaProfilo() = 0;
+    // The profile the slots give the current time of day; 0 is none.
+    [[nodiscard]] virtual long long profileForNow() = 0;
+};
+
 // The registry places of the program outside its own settings.
 inline constexpr const char* kRunKey = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
 inline constexpr const char* kZoneMapDomains = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap\\Domains\\";
@@ -58,6 +69,7 @@ public:
     // Parts that arrive later plug in here; until then their calls are not made.
     void setProfileLists(ProfileLists* lists) { lists_ = lists; }
     void setMachineProfile(MachineProfile* machine) { machineProfile_ = machine; }
+    void setTimeSlotSchedule(TimeSlotSchedule* schedule) { schedule_ = schedule; }
 
     enum class StartResult { Running, AnotherInstance };
     // The main form's load, in its fixed order.
@@ -87,6 +99,13 @@ public:
     // Around the profile editor.
     void beforeProfileEditor();
     void afterProfileEditor();
+    // The time-slot editor closed: the slots and their switch are read again.
+    void afterTimeSlotEditor();
+    // tmrKillTaskManager's time-slot check: the profile the slots give now
+    // is put in use when it is not the one in use.
+    void tickFasceOrarie();
+    // The switch is on and the slots were read.
+    [[nodiscard]] bool timeSlotScheduleInForce() const { return timeSlotSwitch_ && scheduleLoaded_; }
 
     // cmdEsci / mnuEsci.
     void beginShutdown();
@@ -125,6 +144,10 @@ public:
 private:
     void applyProfile();
     void loadLists();
+    // The profile combo's switch and the time slots': the profile in use
+    // becomes `id`, applied, its lists loaded, stored in Opzioni.
+    void putInUse(long long id);
+    void loadSchedule();
     void fillProfileCombo();
     void trustMakerSite();
     void refreshAutostart();
@@ -137,12 +160,14 @@ private:
     Store& store_;
     ProfileLists* lists_ = nullptr;
     MachineProfile* machineProfile_ = nullptr;
+    TimeSlotSchedule* schedule_ = nullptr;
 
     long long profileInUse_ = 0;
     ProfileSwitches switches_;
     bool homePagePending_ = false;
     bool logSwitch_ = false;
     bool timeSlotSwitch_ = false;
+    bool scheduleLoaded_ = false;  // the schedule exists only after a load that worked
     bool administrator_ = false;
     bool shuttingDown_ = false;
     bool closed_ = false;

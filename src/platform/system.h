@@ -27,4 +27,8 @@ System& realSystem();
 // The separator this platform puts between folder and file names.
 [[nodiscard]] char pathSeparator();
 
+// The time separator of the thread's locale (":" where it has none of one
+// character); natively always ":".
+[[nodiscard]] char timeSeparator();
+
 }  // namespace ombrix::platform

@@ -16,6 +16,8 @@
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/window_appearances.h"
+#include "schedule/periodo.h"
+#include "schedule/win32/slot_form.h"
 #include "support/language.h"
 
 namespace {
@@ -45,6 +47,8 @@ int run() {
                                       machine.keyboard(), browsers, browsers, machine.clock(), machine.pump(), form,
                                       host});
     controller.setProfileLists(&enforcement);
+    schedule::StoredSchedule schedule(store.connection, machine.clock());
+    controller.setTimeSlotSchedule(&schedule);
     form.setController(&controller);
     form.killTaskManager = [&] { controller.killTaskManager(); };
     form.openLogViewer = [&] {
@@ -52,6 +56,12 @@ int run() {
         win32::LogFormContext context{store.connection, language, machine.dialogs(), machine.clock(),
                                       controller.logSwitch(), [&](bool on) { controller.setLogSwitch(on); }};
         win32::showLogForm(form.window(), context);
+    };
+    form.openTimeSlotEditor = [&] {
+        if (!core::ApriDatabase(env, store)) return;
+        win32::SlotFormContext context{store.connection, language, machine.dialogs()};
+        win32::showSlotForm(form.window(), context);
+        controller.afterTimeSlotEditor();
     };
     host.setEnforcement(&enforcement);
     form.onTimer = [&](core::TimerId id) { host.onTimer(id); };

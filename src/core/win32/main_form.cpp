@@ -27,7 +27,7 @@ constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CM
                                   IDC_CMDPERIODI, IDC_CMDLOGSITI, IDC_CMDPASSWORD, IDC_CMDABILITATASKMANAGER,
                                   IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDESCI};
 // Editors whose forms do not exist yet stay disabled.
-constexpr int kMissingEditors[] = {IDC_CMDPROFILI, IDC_CMDPERIODI};
+constexpr int kMissingEditors[] = {IDC_CMDPROFILI};
 
 // The hidden owner that keeps the main form off the task bar.
 UniqueWindow makeOwnerWindow() {
@@ -85,6 +85,7 @@ void MainForm::applyIconAndLanguage() {
     translation_->apply(language_);
     for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_.get(), id), FALSE);
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPERIODI), openTimeSlotEditor ? TRUE : FALSE);
     setAdministratorMode(false);
     tray_->setIcon(programIcon(16));
     tray_->setToolTip(toWide(windowText(dialog_.get())));
@@ -289,6 +290,9 @@ void MainForm::onCommand(int id, int code) {
             break;
         case IDC_CMDLOGSITI:
             if (unlocked_ && openLogViewer) openLogViewer();
+            break;
+        case IDC_CMDPERIODI:
+            if (unlocked_ && openTimeSlotEditor) openTimeSlotEditor();
             break;
         case IDC_CMDABILITATASKMANAGER:
             c.onTaskManagerClicked();

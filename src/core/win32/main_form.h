@@ -43,6 +43,8 @@ public:
     std::function<void()> killTaskManager;
     // Opens the visited-sites log (cmdLogSiti); the button is enabled only when set.
     std::function<void()> openLogViewer;
+    // Opens the time-slot editor (cmdPeriodi); the button is enabled only when set.
+    std::function<void()> openTimeSlotEditor;
 
     [[nodiscard]] HWND window() const { return dialog_.get(); }
     // For the message loop: the modeless dialogs that want IsDialogMessage.

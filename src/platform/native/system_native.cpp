@@ -38,4 +38,6 @@ System& realSystem() {
 
 char pathSeparator() { return '/'; }
 
+char timeSeparator() { return ':'; }
+
 }  // namespace ombrix::platform

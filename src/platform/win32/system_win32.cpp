@@ -70,4 +70,11 @@ System& realSystem() {
 
 char pathSeparator() { return '\\'; }
 
+char timeSeparator() {
+    wchar_t sep[8]{};
+    // LOCALE_STIME (item 30): the separator the locale writes times with.
+    if (GetLocaleInfoW(GetThreadLocale(), LOCALE_STIME, sep, 8) == 2 && sep[0] < 0x80) return static_cast<char>(sep[0]);
+    return ':';
+}
+
 }  // namespace ombrix::platform

@@ -1,0 +1,124 @@
+// ombrixctl commands on the daily time slots: the same checks and the same
+// record as the time-slot editor, with times written HH:MM or HH:MM:SS.
+#include <ostream>
+
+#include "app/ctl_session.h"
+#include "core/store.h"
+#include "platform/text.h"
+#include "schedule/slot_editor.h"
+
+namespace ombrix::app {
+namespace {
+
+constexpr char kSeparator = ':';
+// The command line's word for a combo left on its empty entry.
+constexpr const char* kNoProfile = "-";
+
+// 1, 2 or 3; 0 for anything else.
+int slotNumber(const std::string& arg) { return arg == "1" ? 1 : arg == "2" ? 2 : arg == "3" ? 3 : 0; }
+
+std::optional<schedule::SlotBoxes> currentBoxes(Session& s) {
+    auto boxes = schedule::readSlotBoxes(s.db(), kSeparator, s.language());
+    if (!boxes) s.err() << "ombrixctl: cannot read the time slots: " << s.db().lastError() << "\n";
+    return boxes;
+}
+
+// The combo text for a profile named on the command line: its stored name,
+// or the empty entry for "-". nullopt when no profile has that name.
+std::optional<std::string> comboText(Session& s, const std::string& name, const std::string& emptyEntry) {
+    if (name == kNoProfile) return emptyEntry;
+    const core::Value stored = core::ReadField(s.db(), "Profili", "Profilo",
+                                               core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(name)}});
+    if (stored.isEmpty() || stored.isNull()) {
+        s.err() << "ombrixctl: no profile is named " << name << "\n";
+        return std::nullopt;
+    }
+    return stored.toText();
+}
+
+// Validates as the editor does, then stores; nothing is written on a refusal.
+int validateAndSave(Session& s, const schedule::SlotBoxes& boxes) {
+    if (const auto refusal = schedule::ValidaFasce(boxes, kSeparator, s.language())) {
+        for (const char* id : refusal->messages) s.refuse(id);
+        return kRefused;
+    }
+    if (!schedule::SalvaFasce(s.db(), boxes, kSeparator, s.language())) {
+        s.err() << "ombrixctl: cannot write the time slots: " << s.db().lastError() << "\n";
+        return kRefused;
+    }
+    return kOk;
+}
+
+int show(Session& s, const schedule::SlotBoxes& boxes) {
+    const auto empty = schedule::emptyEntries(s.language());
+    const auto name = [&](const std::string& text, const std::string& emptyEntry) {
+        return text == emptyEntry || text.empty() ? std::string(kNoProfile) : text;
+    };
+    const auto time = [](const std::string& text) { return text.empty() ? std::string(kNoProfile) : text; };
+    s.out() << "FasceOrarie\t" << (schedule::readScheduleSwitch(s.db()) ? "on" : "off") << "\n";
+    for (std::size_t i = 0; i < 3; ++i) {
+        s.out() << i + 1 << "\t" << time(boxes.dalle[i]) << "\t" << time(boxes.alle[i]) << "\t"
+                << name(boxes.profilo[i], empty[i]) << "\n";
+    }
+    s.out() << "ProfiloFasceNonDefinite\t" << name(boxes.fallback, empty[3]) << "\n";
+    return kOk;
+}
+
+int cmdSlots(Session& s, const std::vector<std::string>& args) {
+    if (args.empty()) return s.usage("slots needs show, set, clear, fallback, on or off");
+    const std::string& verb = args[0];
+    const std::size_t n = args.size();
+    const bool shapeOk = (verb == "show" && n == 1) || (verb == "set" && n == 5) || (verb == "clear" && n == 2) ||
+                         (verb == "fallback" && n == 2) || ((verb == "on" || verb == "off") && n == 1);
+    if (!shapeOk) return s.usage("slots " + verb + ": wrong arguments");
+    const int slot = verb == "set" || verb == "clear" ? slotNumber(args[1]) : 0;
+    if ((verb == "set" || verb == "clear") && slot == 0) return s.usage("the slot is 1, 2 or 3");
+    if (!s.open()) return kRefused;
+    auto boxes = currentBoxes(s);
+    if (!boxes) return kRefused;
+    const auto empty = schedule::emptyEntries(s.language());
+
+    if (verb == "show") return show(s, *boxes);
+    if (verb == "on" || verb == "off") {
+        const bool on = verb == "on";
+        if (on && !schedule::slotOneHasTimes(*boxes)) return s.refuse("0250");
+        if (!schedule::writeScheduleSwitch(s.db(), on)) {
+            s.err() << "ombrixctl: cannot write the switch: " << s.db().lastError() << "\n";
+            return kRefused;
+        }
+        return kOk;
+    }
+    if (verb == "fallback") {
+        const auto text = comboText(s, args[1], empty[3]);
+        if (!text) return kRefused;
+        boxes->fallback = *text;
+        return validateAndSave(s, *boxes);
+    }
+    const auto i = static_cast<std::size_t>(slot - 1);
+    if (verb == "clear") {
+        boxes->dalle[i].clear();
+        boxes->alle[i].clear();
+        boxes->profilo[i] = empty[i];
+        return validateAndSave(s, *boxes);
+    }
+    const auto text = comboText(s, args[4], empty[i]);
+    if (!text) return kRefused;
+    boxes->dalle[i] = args[2];
+    boxes->alle[i] = args[3];
+    boxes->profilo[i] = *text;
+    return validateAndSave(s, *boxes);
+}
+
+}  // namespace
+
+const std::vector<CtlCommand>& scheduleCommands() {
+    static const std::vector<CtlCommand> commands = {
+        {"slots",
+         "slots show | set N FROM TO PROFILE | clear N | fallback PROFILE | on | off\n"
+         "                the daily time slots 1 to 3 (times HH:MM or HH:MM:SS, \"-\" for no profile)",
+         &cmdSlots},
+    };
+    return commands;
+}
+
+}  // namespace ombrix::app

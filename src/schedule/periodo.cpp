@@ -1,0 +1,91 @@
+#include "schedule/periodo.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include "platform/failures.h"
+#include "platform/text.h"
+
+namespace ombrix::schedule {
+namespace {
+
+// Two digits at `at`, or -1.
+int twoDigits(std::string_view s, std::size_t at) {
+    if (at + 2 > s.size()) return -1;
+    const char a = s[at], b = s[at + 1];
+    if (a < '0' || a > '9' || b < '0' || b > '9') return -1;
+    return (a - '0') * 10 + (b - '0');
+}
+
+std::optional<int> parseClock(std::string_view t) {
+    if (t.size() != 5 && t.size() != 8) return std::nullopt;
+    const int h = twoDigits(t, 0), m = twoDigits(t, 3);
+    int s = 0;
+    if (t[2] != ':') return std::nullopt;
+    if (t.size() == 8) {
+        if (t[5] != ':') return std::nullopt;
+        s = twoDigits(t, 6);
+    }
+    if (h < 0 || h > 23 || m < 0 || m > 59 || s < 0 || s > 59) return std::nullopt;
+    return h * 3600 + m * 60 + s;
+}
+
+}  // namespace
+
+std::optional<int> storedTimeOfDay(const core::Value& value) {
+    if (value.isNull() || value.isEmpty()) return 0;
+    if (!value.isText()) return std::nullopt;
+    const std::string text = value.toText();
+    std::string_view t = trimBlanks(text);
+    if (t.empty()) return 0;
+    // A date in front ("YYYY-MM-DD HH:MM:SS") counts for nothing.
+    if (t.size() > 10 && t[4] == '-' && t[7] == '-' && (t[10] == ' ' || t[10] == 'T')) t = t.substr(11);
+    return parseClock(t);
+}
+
+std::string storedTimeText(int secondsOfDay) {
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d", secondsOfDay / 3600 % 24, secondsOfDay / 60 % 60,
+                  secondsOfDay % 60);
+    return buf;
+}
+
+bool clsPeriodo::CaricaProfilo(core::Database& db) {
+    core::Statement q = db.prepare("SELECT Fasce.* FROM Fasce ORDER BY rowid;");
+    if (!q.valid()) return false;
+    if (!q.step()) return !q.failed();  // no record: the values stay
+    if (q.columnCount() < 10) return false;
+    std::array<Fascia, 3> read{};
+    for (int i = 0; i < 3; ++i) {
+        const auto dalle = storedTimeOfDay(q.column(i * 3));
+        const auto alle = storedTimeOfDay(q.column(i * 3 + 1));
+        if (!dalle || !alle) return false;
+        read[static_cast<std::size_t>(i)] = {*dalle, *alle,
+                                             static_cast<std::int32_t>(q.column(i * 3 + 2).toInteger())};
+    }
+    fasce_ = read;
+    fallback_ = static_cast<std::int32_t>(q.column(9).toInteger());
+    return true;
+}
+
+long long clsPeriodo::profiloPerOra(int secondsOfDay) const {
+    long long chosen = 0;
+    for (const Fascia& f : fasce_) {
+        // A slot whose start equals its end is undefined; no early stop.
+        if (f.dalle != f.alle && f.dalle <= secondsOfDay && secondsOfDay <= f.alle) chosen = f.profilo;
+    }
+    return chosen == 0 ? fallback_ : chosen;
+}
+
+bool StoredSchedule::CaricaProfilo() {
+    if (periodo_.CaricaProfilo(db_)) return true;
+    platform::recordFailure("Fasce not read: " + db_.lastError());
+    return false;
+}
+
+long long StoredSchedule::profileForNow() {
+    const platform::LocalTime now = clock_.now();
+    return periodo_.profiloPerOra(now.hour * 3600 + now.minute * 60 + now.second);
+}
+
+}  // namespace ombrix::schedule

@@ -1,0 +1,79 @@
+#pragma once
+// What the time-slot editor (frmPeriodi) and `ombrixctl slots` share: the
+// time format check, the validation before saving with its messages and the
+// box that takes the focus, reading and writing the Fasce record with
+// profile names, and the switch. The form shows the boxes; these decide.
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/database.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::schedule {
+
+// A time as typed, with the locale's time separator: H:MM, HH:MM, H:MM:SS or
+// HH:MM:SS, hours up to 23, minutes and seconds up to 59.
+[[nodiscard]] bool OrarioValido(const std::string& text, char separator);
+// Seconds since midnight of a text OrarioValido accepts.
+[[nodiscard]] int secondsOf(const std::string& text, char separator);
+// A stored time as the boxes show it: HH<sep>MM, with <sep>SS when the
+// seconds are not zero.
+[[nodiscard]] std::string boxText(int secondsOfDay, char separator);
+
+// The boxes of the form, by their controls' names: the start and end texts
+// of each slot, each slot's profile combo and the fallback combo, as shown.
+struct SlotBoxes {
+    std::array<std::string, 3> dalle;    // txtFascia1Dalle ..
+    std::array<std::string, 3> alle;     // txtFascia1Alle ..
+    std::array<std::string, 3> profilo;  // cmbProfiloPeriodo1 ..
+    std::string fallback;                // cmbProfilo
+};
+
+// The box a refusal puts the focus on.
+enum class SlotBox { Dalle1, Alle1, Profilo1, Dalle2, Alle2, Profilo2, Dalle3, Alle3, Profilo3 };
+[[nodiscard]] SlotBox dalleBox(int slot);  // slot 0..2
+[[nodiscard]] SlotBox alleBox(int slot);
+[[nodiscard]] SlotBox profiloBox(int slot);
+
+struct SlotRefusal {
+    std::vector<const char*> messages;  // shown joined by line breaks
+    SlotBox focus;
+};
+
+// The empty entry each combo starts with, by combo: the three slots, then
+// the fallback.
+[[nodiscard]] std::array<std::string, 4> emptyEntries(Language& language);
+
+// The checks before saving, in their fixed order; the first failure.
+[[nodiscard]] std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& boxes, char separator, Language& language);
+// The refusal's texts, joined by line breaks.
+[[nodiscard]] std::string refusalText(const SlotRefusal& refusal, Language& language);
+
+// The profiles' names in store order, for the combos.
+[[nodiscard]] std::vector<std::string> profileNames(core::Database& db);
+
+// The stored record as the form shows it: times in boxText form (empty for
+// a Null time), each profile by its name (the combo's empty entry for 0, a
+// Null or a profile that is gone). nullopt when it cannot be read.
+[[nodiscard]] std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char separator, Language& language);
+
+// Writes boxes that passed ValidaFasce into the Fasce record, in one
+// transaction: each time as "HH:MM:SS" (Null when empty), each profile as
+// the identifier of the profile of that name (Null for the empty entry or a
+// name no profile has). False, and nothing changed, when the write fails.
+[[nodiscard]] bool SalvaFasce(core::Database& db, const SlotBoxes& boxes, char separator, Language& language);
+
+// Switching the schedule on needs slot 1's start or end in the boxes;
+// without, message "0250" and the switch stays off.
+[[nodiscard]] bool slotOneHasTimes(const SlotBoxes& boxes);
+// Opzioni.FasceOrarie; false when it cannot be read.
+[[nodiscard]] bool readScheduleSwitch(core::Database& db);
+[[nodiscard]] bool writeScheduleSwitch(core::Database& db, bool on);
+
+}  // namespace ombrix::schedule

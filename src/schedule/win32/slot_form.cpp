@@ -1,0 +1,228 @@
+#include "schedule/win32/slot_form.h"
+
+#include <array>
+#include <memory>
+
+#include "platform/system.h"
+#include "platform/win32/wide.h"
+#include "schedule/slot_editor.h"
+#include "schedule/win32/slot_form_ids.h"
+#include "support/language.h"
+#include "support/win32/dialog_procedure.h"
+#include "support/win32/dialog_translation.h"
+
+namespace ombrix::win32 {
+namespace {
+
+constexpr std::array<int, 3> kDalle = {IDC_TXTFASCIA1DALLE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA3DALLE};
+constexpr std::array<int, 3> kAlle = {IDC_TXTFASCIA1ALLE, IDC_TXTFASCIA2ALLE, IDC_TXTFASCIA3ALLE};
+// The three slots' combos, then the fallback's, in the order of their empty entries.
+constexpr std::array<int, 4> kCombos = {IDC_CMBPROFILOPERIODO1, IDC_CMBPROFILOPERIODO2, IDC_CMBPROFILOPERIODO3,
+                                        IDC_CMBPROFILO};
+
+struct State {
+    SlotFormContext& context;
+    char separator = ':';
+    bool loading = true;  // the boxes are being filled: no change to save yet
+    std::unique_ptr<DialogTranslation> translation;
+};
+
+int controlOf(schedule::SlotBox box) {
+    const int i = static_cast<int>(box);
+    const std::size_t slot = static_cast<std::size_t>(i / 3);
+    switch (i % 3) {
+        case 0: return kDalle[slot];
+        case 1: return kAlle[slot];
+        default: return kCombos[slot];
+    }
+}
+
+std::string text(HWND dialog, int id) { return windowText(GetDlgItem(dialog, id)); }
+
+schedule::SlotBoxes readBoxes(HWND dialog) {
+    schedule::SlotBoxes b;
+    for (std::size_t i = 0; i < 3; ++i) {
+        b.dalle[i] = text(dialog, kDalle[i]);
+        b.alle[i] = text(dialog, kAlle[i]);
+        b.profilo[i] = text(dialog, kCombos[i]);
+    }
+    b.fallback = text(dialog, kCombos[3]);
+    return b;
+}
+
+void selectName(HWND combo, const std::string& name) {
+    const std::wstring wide = toWide(name);
+    LRESULT at = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(wide.c_str()));
+    SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(at == CB_ERR ? 0 : at), 0);
+}
+
+void load(HWND dialog, State& st) {
+    Language& lang = st.context.language;
+    setWindowText(GetDlgItem(dialog, IDC_LBLESEMPIO),
+                  lang.TestoMessaggio("0288") + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
+                      lang.TestoMessaggio("0289"));
+    const auto empty = schedule::emptyEntries(lang);
+    const auto names = schedule::profileNames(st.context.db);
+    for (std::size_t i = 0; i < kCombos.size(); ++i) {
+        HWND combo = GetDlgItem(dialog, kCombos[i]);
+        SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+        SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toWide(empty[i]).c_str()));
+        for (const auto& name : names) {
+            SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toWide(name).c_str()));
+        }
+        SendMessageW(combo, CB_SETCURSEL, 0, 0);
+    }
+    if (const auto boxes = schedule::readSlotBoxes(st.context.db, st.separator, lang)) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            setWindowText(GetDlgItem(dialog, kDalle[i]), boxes->dalle[i]);
+            setWindowText(GetDlgItem(dialog, kAlle[i]), boxes->alle[i]);
+            selectName(GetDlgItem(dialog, kCombos[i]), boxes->profilo[i]);
+        }
+        selectName(GetDlgItem(dialog, kCombos[3]), boxes->fallback);
+    }
+    CheckDlgButton(dialog, IDC_CHKFASCEORARIE,
+                   schedule::readScheduleSwitch(st.context.db) ? BST_CHECKED : BST_UNCHECKED);
+    EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), FALSE);
+    st.loading = false;
+}
+
+void show(State& st, const char* id, const std::string& message, platform::MessageIcon icon) {
+    st.context.dialogs.messageBox({id, message, "Ombrix", icon, platform::MessageButtons::Ok});
+}
+
+// Validates and stores; on a refusal the offending box gets the focus.
+bool save(HWND dialog, State& st) {
+    const schedule::SlotBoxes boxes = readBoxes(dialog);
+    if (const auto refusal = schedule::ValidaFasce(boxes, st.separator, st.context.language)) {
+        show(st, refusal->messages.front(), schedule::refusalText(*refusal, st.context.language),
+             platform::MessageIcon::Exclamation);
+        SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, controlOf(refusal->focus))),
+                     TRUE);
+        return false;
+    }
+    if (!schedule::SalvaFasce(st.context.db, boxes, st.separator, st.context.language)) {
+        show(st, "0310", st.context.language.TestoMessaggio("0310") + " " + st.context.db.lastError(),
+             platform::MessageIcon::Critical);
+        return false;
+    }
+    EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), FALSE);
+    return true;
+}
+
+// Unsaved changes are offered for saving first; a refusal keeps the form open.
+void close(HWND dialog, State& st) {
+    if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) {
+        const auto answer = st.context.dialogs.messageBox({"0295", st.context.language.TestoMessaggio("0295"),
+                                                           "Ombrix", platform::MessageIcon::Exclamation,
+                                                           platform::MessageButtons::YesNo});
+        if (answer == platform::MessageAnswer::Yes && !save(dialog, st)) return;
+    }
+    EndDialog(dialog, IDCANCEL);
+}
+
+void switchClicked(HWND dialog, State& st) {
+    const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
+    if (on && !schedule::slotOneHasTimes(readBoxes(dialog))) {
+        show(st, "0250", st.context.language.TestoMessaggio("0250"), platform::MessageIcon::Critical);
+        CheckDlgButton(dialog, IDC_CHKFASCEORARIE, BST_UNCHECKED);
+        return;
+    }
+    if (!schedule::writeScheduleSwitch(st.context.db, on)) {
+        show(st, "0310", st.context.language.TestoMessaggio("0310") + " " + st.context.db.lastError(),
+             platform::MessageIcon::Critical);
+        CheckDlgButton(dialog, IDC_CHKFASCEORARIE, on ? BST_UNCHECKED : BST_CHECKED);
+    }
+}
+
+bool isTimeBox(int id) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        if (id == kDalle[i] || id == kAlle[i]) return true;
+    }
+    return false;
+}
+
+bool isCombo(int id) {
+    for (int c : kCombos) {
+        if (id == c) return true;
+    }
+    return false;
+}
+
+INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    State* st = attachState<State>(dialog, msg, lp);
+    if (!st) return FALSE;
+    try {
+        switch (msg) {
+            case WM_INITDIALOG:
+                st->translation = std::make_unique<DialogTranslation>(
+                    dialog, "frmPeriodi",
+                    std::vector<NamedControl>{{IDC_LBLESEMPIO, "lblEsempio"},
+                                              {IDC_LBLDALLE, "lblDalle"},
+                                              {IDC_LBLALLE, "lblAlle"},
+                                              {IDC_LBLPROFILOPERIODO, "lblProfiloPeriodo"},
+                                              {IDC_LBLFASCIA1, "lblFascia1"},
+                                              {IDC_LBLFASCIA2, "lblFascia2"},
+                                              {IDC_LBLFASCIA3, "lblFascia3"},
+                                              {IDC_TXTFASCIA1DALLE, "txtFascia1Dalle"},
+                                              {IDC_TXTFASCIA1ALLE, "txtFascia1Alle"},
+                                              {IDC_CMBPROFILOPERIODO1, "cmbProfiloPeriodo1"},
+                                              {IDC_TXTFASCIA2DALLE, "txtFascia2Dalle"},
+                                              {IDC_TXTFASCIA2ALLE, "txtFascia2Alle"},
+                                              {IDC_CMBPROFILOPERIODO2, "cmbProfiloPeriodo2"},
+                                              {IDC_TXTFASCIA3DALLE, "txtFascia3Dalle"},
+                                              {IDC_TXTFASCIA3ALLE, "txtFascia3Alle"},
+                                              {IDC_CMBPROFILOPERIODO3, "cmbProfiloPeriodo3"},
+                                              {IDC_LBLFASCENONDEFINITE, "lblFasceNonDefinite"},
+                                              {IDC_CMBPROFILO, "cmbProfilo"},
+                                              {IDC_CHKFASCEORARIE, "chkFasceOrarie"},
+                                              {IDC_PER_CMDSALVA, "cmdSalva"},
+                                              {IDC_PER_CMDESCI, "cmdEsci"}});
+                st->translation->apply(st->context.language);
+                load(dialog, *st);
+                keepAboveOwner(dialog);
+                return TRUE;
+            case WM_COMMAND: {
+                const int id = LOWORD(wp);
+                const int code = HIWORD(wp);
+                if ((isTimeBox(id) && code == EN_CHANGE) || (isCombo(id) && code == CBN_SELCHANGE)) {
+                    if (!st->loading) EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), TRUE);
+                    return TRUE;
+                }
+                switch (id) {
+                    case IDOK:
+                    case IDC_PER_CMDSALVA:
+                        // Enter saves only what there is to save.
+                        if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) save(dialog, *st);
+                        return TRUE;
+                    case IDC_CHKFASCEORARIE:
+                        if (code == BN_CLICKED) switchClicked(dialog, *st);
+                        return TRUE;
+                    case IDCANCEL:
+                    case IDC_PER_CMDESCI:
+                        close(dialog, *st);
+                        return TRUE;
+                    default:
+                        return FALSE;
+                }
+            }
+            case WM_DESTROY:
+                st->translation.reset();
+                return FALSE;
+            default:
+                return FALSE;
+        }
+    } catch (...) {
+        platform::recordCurrentFailure();
+        return TRUE;
+    }
+}
+
+}  // namespace
+
+void showSlotForm(HWND owner, SlotFormContext& context) {
+    State state{context, platform::timeSeparator(), true, nullptr};
+    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMPERIODI), owner, &proc,
+                    reinterpret_cast<LPARAM>(&state));
+}
+
+}  // namespace ombrix::win32

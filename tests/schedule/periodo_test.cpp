@@ -1,0 +1,108 @@
+#include "schedule/periodo.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fixtures.h"
+
+namespace ombrix::schedule {
+namespace {
+
+constexpr int at(int h, int m, int s = 0) { return h * 3600 + m * 60 + s; }
+
+TEST(StoredTime, ReadsWhatTheProgramAndOtherToolsWrite) {
+    using core::Value;
+    const struct {
+        Value value;
+        std::optional<int> seconds;
+    } cases[] = {
+        {Value::null(), 0},
+        {Value(""), 0},
+        {Value("08:30:15"), at(8, 30, 15)},
+        {Value("08:30"), at(8, 30)},
+        {Value("1899-12-30 23:59:59"), at(23, 59, 59)},
+        {Value("2026-11-23T07:00:00"), at(7, 0)},
+        {Value("24:00:00"), std::nullopt},
+        {Value("8:30"), std::nullopt},
+        {Value("08:61"), std::nullopt},
+        {Value("mezzogiorno"), std::nullopt},
+        {Value(std::int64_t{43200}), std::nullopt},
+    };
+    for (const auto& c : cases) EXPECT_EQ(storedTimeOfDay(c.value), c.seconds) << c.value.toText();
+    EXPECT_EQ(storedTimeText(at(7, 5, 9)), "07:05:09");
+}
+
+struct Slots {
+    std::array<clsPeriodo::Fascia, 3> fasce;
+    std::int32_t fallback;
+};
+
+clsPeriodo periodoOf(const Slots& s) {
+    clsPeriodo p;
+    p.setFascia1Dalle(s.fasce[0].dalle);
+    p.setFascia1Alle(s.fasce[0].alle);
+    p.setFascia1Profilo(s.fasce[0].profilo);
+    p.setFascia2Dalle(s.fasce[1].dalle);
+    p.setFascia2Alle(s.fasce[1].alle);
+    p.setFascia2Profilo(s.fasce[1].profilo);
+    p.setFascia3Dalle(s.fasce[2].dalle);
+    p.setFascia3Alle(s.fasce[2].alle);
+    p.setFascia3Profilo(s.fasce[2].profilo);
+    p.setProfiloFasceNonDefinite(s.fallback);
+    return p;
+}
+
+TEST(Selection, BoundsAreInclusiveTheLaterSlotWinsUndefinedSlotsNeverMatch) {
+    const Slots day{{{{at(8, 0), at(12, 0), 2}, {at(12, 0), at(16, 0), 3}, {at(16, 0), at(18, 0), 4}}}, 9};
+    const Slots overlap{{{{at(8, 0), at(18, 0), 2}, {at(10, 0), at(11, 0), 3}, {}}}, 9};
+    const Slots undefined{{{{at(8, 0), at(8, 0), 2}, {}, {}}}, 7};
+    const Slots midnight{{{{at(22, 0), at(6, 0), 2}, {at(22, 0), at(23, 59, 59), 3}, {at(0, 0), at(6, 0), 4}}}, 9};
+    const Slots noFallback{{{{at(8, 0), at(12, 0), 2}, {}, {}}}, 0};
+    const struct {
+        const char* what;
+        const Slots& slots;
+        int now;
+        long long profile;
+    } cases[] = {
+        {"a start", day, at(8, 0), 2},
+        {"a second before the first start", day, at(7, 59, 59), 9},
+        {"an end shared with the next start", day, at(12, 0), 3},
+        {"a second after", day, at(12, 0, 1), 3},
+        {"the last end", day, at(18, 0), 4},
+        {"after the last end", day, at(18, 0, 1), 9},
+        {"inside two slots", overlap, at(10, 30), 3},
+        {"inside the outer only", overlap, at(11, 0, 1), 2},
+        {"start equal to end", undefined, at(8, 0), 7},
+        {"all slots empty", Slots{{}, 5}, at(0, 0), 5},
+        {"start after end", midnight, at(23, 0), 3},
+        {"after midnight", midnight, at(1, 0), 4},
+        {"no fallback", noFallback, at(13, 0), 0},
+    };
+    for (const auto& c : cases) EXPECT_EQ(periodoOf(c.slots).profiloPerOra(c.now), c.profile) << c.what;
+}
+
+TEST(CaricaProfilo, AnEmptyTableOrAnUnreadableTimeKeepsTheValues) {
+    core::Database db = test::deliveredStore();
+    ASSERT_TRUE(db.exec("UPDATE Fasce SET Fascia2Dalle = '09:00:00', Fascia2Alle = '10:00', Fascia2Profilo = 4, "
+                        "Fascia3Profilo = '5', ProfiloFasceNonDefinite = 6;"));
+    clsPeriodo p;
+    ASSERT_TRUE(p.CaricaProfilo(db));
+    EXPECT_EQ(p.Fascia1Dalle(), 0);
+    EXPECT_EQ(p.Fascia1Alle(), 0) << "Null times read as the same zero: undefined";
+    EXPECT_EQ(p.Fascia2Dalle(), at(9, 0));
+    EXPECT_EQ(p.Fascia2Alle(), at(10, 0));
+    EXPECT_EQ(p.Fascia2Profilo(), 4);
+    EXPECT_EQ(p.Fascia3Profilo(), 5);
+    EXPECT_EQ(p.ProfiloFasceNonDefinite(), 6);
+
+    ASSERT_TRUE(db.exec("UPDATE Fasce SET Fascia1Alle = 'presto', ProfiloFasceNonDefinite = 8;"));
+    EXPECT_FALSE(p.CaricaProfilo(db));
+    EXPECT_EQ(p.ProfiloFasceNonDefinite(), 6) << "a half-read record is not taken";
+    ASSERT_TRUE(db.exec("DELETE FROM Fasce;"));
+    EXPECT_TRUE(p.CaricaProfilo(db));
+    EXPECT_EQ(p.Fascia2Profilo(), 4);
+    ASSERT_TRUE(db.exec("DROP TABLE Fasce;"));
+    EXPECT_FALSE(p.CaricaProfilo(db));
+}
+
+}  // namespace
+}  // namespace ombrix::schedule

@@ -1,0 +1,136 @@
+#include "schedule/slot_editor.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fixtures.h"
+#include "platform/files.h"
+#include "platform/system.h"
+#include "platform/text.h"
+#include "schedule/schedule_texts.h"
+#include "support/language.h"
+
+namespace ombrix::schedule {
+namespace {
+
+using test::kEmpty;
+
+// Every case runs with the colon and again with the point as the locale's
+// separator: the texts are written with ':' and rewritten for '.'.
+std::string with(char sep, const std::string& text) { return replaceAll(text, ":", std::string(1, sep)); }
+
+class SlotEditor : public ::testing::TestWithParam<char> {
+protected:
+    SlotEditor() { test::writeScheduleTexts(dir); }
+    char sep() const { return GetParam(); }
+    SlotBoxes boxes(std::array<std::string, 9> v) const {
+        SlotBoxes b;
+        for (std::size_t i = 0; i < 3; ++i) {
+            b.dalle[i] = with(sep(), v[i * 3]);
+            b.alle[i] = with(sep(), v[i * 3 + 1]);
+            b.profilo[i] = v[i * 3 + 2].empty() ? kEmpty : v[i * 3 + 2];
+        }
+        b.fallback = kEmpty;
+        return b;
+    }
+
+    test::TempDir dir;
+    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Separators, SlotEditor, ::testing::Values(':', '.'),
+                         [](const auto& p) { return p.param == ':' ? "colon" : "point"; });
+
+TEST_P(SlotEditor, TheTimeFormat) {
+    for (const char* good : {"8:30", "08:30", "08:30:15", "8:30:15", " 08:30 ", "00:00", "23:59:59"}) {
+        EXPECT_TRUE(OrarioValido(with(sep(), good), sep())) << good;
+    }
+    for (const char* bad : {"", "8:3", "24:00", "08:60", "08:30:60", "0830", "08:30:1", "123:45", "ab:cd", "8:305",
+                            "08:30:", "-8:30", "08:30:15:0", "1:2:34"}) {
+        EXPECT_FALSE(OrarioValido(with(sep(), bad), sep())) << bad;
+    }
+    EXPECT_FALSE(OrarioValido(sep() == ':' ? "08.30" : "08:30", sep())) << "another locale's separator";
+    EXPECT_EQ(secondsOf(with(sep(), "8:05:09"), sep()), 8 * 3600 + 5 * 60 + 9);
+    EXPECT_EQ(boxText(8 * 3600 + 30 * 60, sep()), with(sep(), "08:30"));
+    EXPECT_EQ(boxText(8 * 3600 + 30 * 60 + 15, sep()), with(sep(), "08:30:15"));
+}
+
+TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
+    const std::string P = "Scuola";
+    const struct {
+        std::array<std::string, 9> boxes;  // start, end, profile of slots 1 to 3
+        const char* message;               // the first message; null: accepted
+        SlotBox focus;
+    } cases[] = {
+        {{}, nullptr, {}},
+        {{"8:30", "12:00", P, "12:00", "13:00:30", P, "14:00", "23:59:59", ""}, nullptr, {}},
+        {{"8:3", "12:00"}, "0252", SlotBox::Dalle1},
+        {{"", "12:00"}, "0252", SlotBox::Dalle1},
+        {{"08:00", "24:00"}, "0255", SlotBox::Alle1},
+        {{"12:00", "08:00", P}, "0258", SlotBox::Dalle1},
+        {{"12:00", "12:00"}, "0258", SlotBox::Dalle1},
+        {{"", "", P}, "0260", SlotBox::Profilo1},
+        {{"", "", "", "13:00"}, "0264", SlotBox::Dalle1},
+        {{"", "", "", "", "", "", "", "", P}, "0264", SlotBox::Dalle1},
+        {{"08:00", "12:00", "", "1300", "14:00"}, "0265", SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "11:00", "13:00"}, "0268", SlotBox::Dalle2},
+        // Compared as texts: "10:00" sorts before "9:30".
+        {{"08:00", "9:30", "", "10:00", "11:00"}, "0268", SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "12:00", "08:60"}, "0269", SlotBox::Alle2},
+        {{"08:00", "12:00", "", "13:00", "12:30"}, "0272", SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "", "", P}, "0274", SlotBox::Profilo2},
+        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, "0276", SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, "0277", SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "12:30", "15:00"}, "0280", SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, "0281", SlotBox::Alle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "15:00", "14:00"}, "0284", SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, "0286", SlotBox::Profilo3},
+    };
+    for (const auto& c : cases) {
+        const auto refusal = ValidaFasce(boxes(c.boxes), sep(), language);
+        const std::string row = c.boxes[0] + "|" + c.boxes[1] + "|" + c.boxes[3] + "|" + c.boxes[4] + "|" +
+                                c.boxes[6] + "|" + c.boxes[7];
+        if (!c.message) {
+            EXPECT_FALSE(refusal) << row << " refused with " << refusal->messages[0];
+            continue;
+        }
+        ASSERT_TRUE(refusal) << row;
+        EXPECT_STREQ(refusal->messages[0], c.message) << row;
+        EXPECT_EQ(refusal->focus, c.focus) << row;
+    }
+    const auto invalid = ValidaFasce(boxes({"8:3", "12:00"}), sep(), language);
+    ASSERT_TRUE(invalid);
+    EXPECT_EQ(refusalText(*invalid, language), "T0252\nT0253\nT0254");
+}
+
+TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem) {
+    core::Database db = test::deliveredStore();
+    ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'L''aula');"));
+    SlotBoxes b = boxes({"8:30", "12:00", "Scuola", "12:00", "13:00:30", "L'aula", "", "", ""});
+    b.fallback = "Nessuna restrizione";
+    ASSERT_FALSE(ValidaFasce(b, sep(), language));
+    ASSERT_TRUE(SalvaFasce(db, b, sep(), language));
+    EXPECT_EQ(db.scalar("SELECT Fascia1Dalle || '|' || Fascia1Alle || '|' || Fascia1Profilo || '|' || Fascia2Dalle || "
+                        "'|' || Fascia2Alle || '|' || Fascia2Profilo || '|' || ProfiloFasceNonDefinite FROM Fasce;")
+                  .toText(),
+              "08:30:00|12:00:00|2|12:00:00|13:00:30|3|1");
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce WHERE Fascia3Dalle IS NULL AND Fascia3Alle IS NULL AND "
+                        "Fascia3Profilo IS NULL;")
+                  .toInteger(),
+              1)
+        << "empty boxes and the empty entry are stored as nothing";
+
+    ASSERT_TRUE(db.exec("DELETE FROM Profili WHERE IDProfilo = 3;"));
+    const auto read = readSlotBoxes(db, sep(), language);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->dalle[0], with(sep(), "08:30"));
+    EXPECT_EQ(read->alle[1], with(sep(), "13:00:30"));
+    EXPECT_EQ(read->dalle[2], "");
+    EXPECT_EQ(read->profilo[0], "Scuola");
+    EXPECT_EQ(read->profilo[1], kEmpty) << "a profile that is gone shows the empty entry";
+    EXPECT_EQ(read->profilo[2], kEmpty);
+    EXPECT_EQ(read->fallback, "Nessuna restrizione");
+    EXPECT_TRUE(slotOneHasTimes(*read));
+}
+
+}  // namespace
+}  // namespace ombrix::schedule
