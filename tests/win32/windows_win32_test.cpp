@@ -4,8 +4,10 @@
 
 #include <algorithm>
 
+#include "fakes/fixtures.h"
 #include "helpers.h"
 #include "platform/win32/machine.h"
+#include "platform/win32/window_appearances.h"
 
 // Finding, closing and showing a window of another program by its title,
 // finding one by class and keeping a notice on top without taking the focus
@@ -54,6 +56,21 @@ TEST(Win32Windows, NoWindowMeansNothingHappens) {
     MSG msg;
     // Posting to no window would have put the close into this thread's queue.
     EXPECT_FALSE(PeekMessageW(&msg, nullptr, WM_CLOSE, WM_CLOSE, PM_REMOVE));
+}
+
+TEST(Win32Windows, AnotherProgramsFirstWindowIsTold) {
+    int told = 0;
+    const WindowAppearances appearances([&] { ++told; });
+    ASSERT_TRUE(appearances.listening());
+    test::TempDir dir;
+    test::StartedProgram other = test::startRecorder(test::recorderPath(), dir.file("r.log"), "Altro");
+    ASSERT_TRUE(test::waitForLine(dir.file("r.log"), "creating"));
+    // The events come with this thread's messages.
+    EXPECT_TRUE(test::waitFor([&] {
+        MSG msg;
+        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
+        return told > 0;
+    }));
 }
 
 }  // namespace

@@ -11,7 +11,9 @@ WindowAppearances* g_listener = nullptr;
 
 WindowAppearances::WindowAppearances(std::function<void()> onAppeared) : onAppeared_(std::move(onAppeared)) {
     if (g_listener != nullptr) return;
-    hook_ = SetWinEventHook(EVENT_OBJECT_SHOW, EVENT_OBJECT_SHOW, nullptr, &WindowAppearances::onEvent, 0, 0,
+    // Creation as well as showing: Wine tells another program's windows
+    // only as they are created, and a forbidden one may as well go then.
+    hook_ = SetWinEventHook(EVENT_OBJECT_CREATE, EVENT_OBJECT_SHOW, nullptr, &WindowAppearances::onEvent, 0, 0,
                             WINEVENT_OUTOFCONTEXT | WINEVENT_SKIPOWNPROCESS);
     if (hook_ != nullptr) g_listener = this;
 }
@@ -26,7 +28,8 @@ void CALLBACK WindowAppearances::onEvent(HWINEVENTHOOK, DWORD event, HWND window
                                          DWORD) {
     // The window itself, not a caret or a cursor, and a top-level one: a
     // program's child controls show by the dozen.
-    if (event != EVENT_OBJECT_SHOW || object != OBJID_WINDOW || child != CHILDID_SELF || window == nullptr) return;
+    if (event != EVENT_OBJECT_CREATE && event != EVENT_OBJECT_SHOW) return;
+    if (object != OBJID_WINDOW || child != CHILDID_SELF || window == nullptr) return;
     if (GetAncestor(window, GA_PARENT) != GetDesktopWindow()) return;
     if (g_listener != nullptr && g_listener->onAppeared_) platform::guarded([] { g_listener->onAppeared_(); });
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Tells when another program shows a top-level window, through the system's
+// Tells when another program creates or shows a top-level window, through the system's
 // accessibility events, received out of context: no code of ours runs in the
 // other program, and the call comes on this thread as it reads its messages.
 // One at a time: the system's callback finds it through a single slot.

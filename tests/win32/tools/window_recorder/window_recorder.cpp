@@ -2,7 +2,8 @@
 //
 // Log lines (UTF-8, one event each, the file reopened per line so a test can
 // read it while the program runs):
-//   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT | close
+//   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
+//   creating TICK (GetTickCount64 as its window is made) | close
 #include <windows.h>
 #include <shellapi.h>
 
@@ -84,6 +85,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
     wc.lpszClassName = className;
     if (!RegisterClassW(&wc)) return 1;
+    record("creating " + std::to_string(GetTickCount64()));
     HWND hwnd = CreateWindowExW(0, className, title.c_str(), WS_OVERLAPPEDWINDOW, 80, 80, 420, 180, nullptr,
                                 nullptr, instance, nullptr);
     if (!hwnd) return 1;
