@@ -6,15 +6,6 @@
 #include "platform/text.h"
 
 namespace ombrix::enforce {
-namespace {
-
-constexpr std::uint8_t kVkControl = 17;
-constexpr std::uint8_t kVkW = 87;
-constexpr std::uint32_t kDown = platform::kKeyExtended;
-constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
-
-}  // namespace
-
 Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address) {
     // The blockers judge nothing when the reader has no address.
     if (address.empty()) return {};

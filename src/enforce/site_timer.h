@@ -19,6 +19,14 @@ struct Verdict {
 };
 [[nodiscard]] Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address);
 
+// The keys the blockers press, as the keyboard seam takes them.
+inline constexpr std::uint8_t kVkControl = 17;
+inline constexpr std::uint8_t kVkMenu = 18;
+inline constexpr std::uint8_t kVkLeft = 37;
+inline constexpr std::uint8_t kVkW = 87;
+inline constexpr std::uint32_t kDown = platform::kKeyExtended;
+inline constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
+
 class SiteTimer final : public TimerPart {
 public:
     using TimerPart::TimerPart;

@@ -5,15 +5,6 @@
 #include "platform/text.h"
 
 namespace ombrix::enforce {
-namespace {
-
-constexpr std::uint8_t kVkMenu = 18;
-constexpr std::uint8_t kVkLeft = 37;
-constexpr std::uint32_t kDown = platform::kKeyExtended;
-constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
-
-}  // namespace
-
 void UnwiredBlockers::bloccaConsentitiOld(Which w) {
     Side s = sites_.side(w);
     if (!sites_.outsideAllowedList(w, s)) return;
