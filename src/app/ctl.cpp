@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/ctl_session.h"
+#include "ombrix_version.h"
 
 namespace ombrix::app {
 namespace {
@@ -135,7 +136,7 @@ std::vector<CtlCommand> allCommands() {
 }
 
 void printUsage(std::ostream& out) {
-    out << "usage: ombrixctl [--db FILE] COMMAND [ARGS]\ncommands:\n";
+    out << "usage: ombrixctl [--db FILE] COMMAND [ARGS]\n       ombrixctl --help | --version\ncommands:\n";
     for (const auto& c : allCommands()) out << "  " << c.usage << "\n";
 }
 
@@ -164,6 +165,9 @@ int runCtl(const std::vector<std::string>& args, CtlEnvironment& env) {
             i += 2;
         } else if (args[i] == "--help") {
             printUsage(env.out);
+            return outputWritten(env, kOk);
+        } else if (args[i] == "--version") {
+            env.out << "ombrixctl " << OMBRIX_VERSION << "\n";
             return outputWritten(env, kOk);
         } else {
             return usageError(env, "unknown option " + args[i]);

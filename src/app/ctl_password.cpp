@@ -1,6 +1,7 @@
 // ombrixctl commands on the administrator password: set and check. The
-// password comes from standard input, so it never shows in a process list;
-// one line break at its end is not part of it.
+// password comes from standard input (or a variable of the environment), so
+// it never shows in a process list; one line break at its end is not part
+// of it.
 #include <istream>
 #include <optional>
 #include <ostream>
@@ -72,8 +73,13 @@ int passwordCheck(Session& s, const std::string& typed) {
 }
 
 int cmdPassword(Session& s, const std::vector<std::string>& args) {
-    if (args.size() != 1 || (args[0] != "set" && args[0] != "check")) return s.usage("password takes set or check");
-    const std::string typed = readPassword(s.env());
+    // An installer has no standard input to give: it names a variable of
+    // its own environment instead, which no log and no process list shows.
+    const bool fromEnvironment = args.size() == 3 && args[1] == "--from-environment" && !args[2].empty();
+    if ((args.size() != 1 && !fromEnvironment) || (args[0] != "set" && args[0] != "check")) {
+        return s.usage("password takes set or check, and optionally --from-environment NAME");
+    }
+    const std::string typed = fromEnvironment ? s.env().system.environment(args[2]) : readPassword(s.env());
     if (!s.open()) return kRefused;
     if (args[0] == "check") return passwordCheck(s, typed);
     // The same rules as the options form; the one entry stands for both of its fields.
@@ -92,7 +98,7 @@ int cmdPassword(Session& s, const std::vector<std::string>& args) {
 
 const std::vector<CtlCommand>& passwordCommands() {
     static const std::vector<CtlCommand> commands = {
-        {"password", "password set|check   set the administrator password from standard input, or check it", &cmdPassword},
+        {"password", "password set|check [--from-environment NAME]   set the administrator password from standard input (or the variable NAME), or check it", &cmdPassword},
     };
     return commands;
 }

@@ -36,6 +36,16 @@ TEST_F(CtlPassword, SetThenCheck) {
     }
 }
 
+// An installer gives the password through a variable of its environment.
+TEST_F(CtlPassword, FromTheEnvironment) {
+    system.env["NUOVA"] = "Dal Setup";
+    EXPECT_EQ(ctl({"--db", db, "password", "set", "--from-environment", "NUOVA"}, "ignored\n"), kOk) << err.str();
+    EXPECT_EQ(run("check", "Dal Setup"), kOk);
+    EXPECT_EQ(ctl({"--db", db, "password", "set", "--from-environment", "ASSENTE"}), kRefused) << "blank: refused";
+    EXPECT_EQ(ctl({"--db", db, "password", "set", "--from-environment"}), kUsage);
+    EXPECT_EQ(run("check", "Dal Setup"), kOk);
+}
+
 TEST_F(CtlPassword, RefusalsChangeNothing) {
     ASSERT_EQ(run("set", "Prima\n"), kOk);
     const std::string before = stored();

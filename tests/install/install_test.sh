@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# The installer under Wine, in a prefix of its own made afresh: a silent first
+# install with the administrator password, the program started, a silent
+# upgrade over the running program, a silent uninstall that keeps the store,
+# and one with /PURGE that does not.
+#   tests/install/install_test.sh BUILD_DIR
+set -euo pipefail
+root=$(cd "$(dirname "$0")/../.." && pwd)
+build=$(cd "${1:?usage: install_test.sh BUILD_DIR}" && pwd)
+work=$build/install-test
+export OMBRIX_WINEPREFIX=$work/wine
+prefix=$OMBRIX_WINEPREFIX
+
+stop() { "$root/scripts/wine-stop" "$work"; }
+rm -rf "$work"
+mkdir -p "$work"
+trap stop EXIT
+
+failures=0
+check() {  # check WHAT COMMAND...: one line per check, the run goes on
+  local what=$1
+  shift
+  if "$@"; then echo "ok   $what"; else echo "FAIL $what"; failures=$((failures + 1)); fi
+}
+w() { "$root/scripts/wine-run" "$@" </dev/null; }
+reg_value() {  # reg_value KEY NAME: the value's data, empty when absent
+  w reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | awk -v n="$2" '$1 == n { $1 = ""; $2 = ""; sub(/^ +/, ""); print }'
+}
+running() { pgrep -f 'Ombrix.ombrix\.exe' >/dev/null; }
+gone() { ! running; }
+sql() { sqlite3 "$store" "$1"; }
+# As Apps & features runs it: the uninstaller hands over to a copy of itself
+# in the temporary folder and returns; the copy does the work.
+uninstall() {
+  w "$instdir/uninstall.exe" "$@"
+  for _ in $(seq 300); do pgrep -f 'nsu.*Un\.exe' >/dev/null || return 0; sleep 0.2; done
+  echo "the uninstaller did not end"
+}
+
+first=$(OMBRIX_PACKAGE_NO_BUILD=1 "$root/scripts/package.sh" "$build")
+version=$(basename "$first" .exe)
+version=${version#ombrix-setup-}
+next_version=${version%.*}.$((${version##*.} + 1))
+second=$(OMBRIX_PACKAGE_NO_BUILD=1 OMBRIX_PACKAGE_VERSION=$next_version "$root/scripts/package.sh" "$build")
+cp "$first" "$second" "$work/"
+first=$work/$(basename "$first")
+second=$work/$(basename "$second")
+
+instdir="$prefix/drive_c/Program Files/Ombrix"
+store=$prefix/drive_c/Ombrix/DataBase/DataBase.db
+uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Ombrix'
+shortcut="$prefix/drive_c/ProgramData/Microsoft/Windows/Start Menu/Programs/Ombrix.lnk"
+
+echo "== a silent first install needs the password"
+set +e
+w "$first" /S
+status=$?
+set -e
+check "refused without /PASSWORD (exit $status)" test "$status" -ne 0
+check "nothing installed" test ! -e "$instdir/ombrix.exe" -a ! -e "$store"
+
+echo "== silent first install"
+w "$first" /S '/PASSWORD=Prova Uno1'
+for f in ombrix.exe ombrixctl.exe italian.lng uninstall.exe; do check "$f installed" test -f "$instdir/$f"; done
+check "the delivered store in the per-machine folder" test -f "$store"
+check "the password stored hashed" test "$(sql "SELECT substr(PasswordAdmin, 1, 14) FROM Opzioni;")" = 'pbkdf2-sha256$'
+check "the password opens" sh -c "printf 'Prova Uno1' | '$root/scripts/wine-run' '$instdir/ombrixctl.exe' --db 'C:\\Ombrix\\DataBase\\DataBase.db' password check"
+check "no plain password in the store" sh -c "! grep -q 'Prova Uno1' '$store'"
+check "ombrixctl --version says $version" test "$(w "$instdir/ombrixctl.exe" --version | tr -d '\r')" = "ombrixctl $version"
+check "Apps & features: version" test "$(reg_value "$uninstall_key" DisplayVersion)" = "$version"
+check "Apps & features: publisher" test "$(reg_value "$uninstall_key" Publisher)" = Ombrix
+check "Apps & features: uninstaller" test -n "$(reg_value "$uninstall_key" UninstallString)"
+check "Apps & features: size" test -n "$(reg_value "$uninstall_key" EstimatedSize)"
+check "Start menu shortcut" test -f "$shortcut"
+
+echo "== the program starts"
+sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
+"$root/scripts/wine-run" "$instdir/ombrix.exe" </dev/null >/dev/null 2>&1 &
+for _ in $(seq 100); do running && break; sleep 0.2; done
+check "ombrix.exe runs" running
+sleep 3
+check "and keeps running" running
+
+echo "== silent upgrade to $next_version over the running program"
+hash=$(sql "SELECT PasswordAdmin FROM Opzioni;")
+sql "DROP TABLE LogSiti;"  # an older store: the upgrade makes it again
+w "$second" /S
+check "the running program was ended" gone
+check "the store kept its rows" test "$(sql "SELECT count(*) FROM Profili WHERE Profilo = 'Segnaposto';")" = 1
+check "the store kept its password" test "$(sql "SELECT PasswordAdmin FROM Opzioni;")" = "$hash"
+check "the store was upgraded" test "$(sql "SELECT count(*) FROM sqlite_master WHERE name = 'LogSiti';")" = 1
+check "Apps & features: version $next_version" test "$(reg_value "$uninstall_key" DisplayVersion)" = "$next_version"
+
+echo "== silent uninstall keeps the store"
+uninstall /S
+for f in ombrix.exe ombrixctl.exe italian.lng; do check "$f removed" test ! -e "$instdir/$f"; done
+check "Apps & features entry removed" test -z "$(reg_value "$uninstall_key" DisplayName)"
+check "shortcut removed" test ! -e "$shortcut"
+check "the store kept" test -f "$store"
+
+echo "== a reinstall finds the kept store; uninstall with /PURGE removes it"
+w "$second" /S
+check "the store kept its password" test "$(sql "SELECT PasswordAdmin FROM Opzioni;")" = "$hash"
+uninstall /S /PURGE
+check "the store removed" test ! -e "$store"
+
+echo "$failures failed"
+[ "$failures" -eq 0 ]
