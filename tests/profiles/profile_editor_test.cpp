@@ -1,0 +1,392 @@
+#include "profiles/profile_editor.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "platform/files.h"
+#include "platform/system.h"
+#include "support/language.h"
+
+namespace ombrix::profiles {
+namespace {
+
+using Outcome = ProfileEditor::Outcome;
+using platform::MessageAnswer;
+
+// Every message of the language file reads "T<id>", so joined texts show
+// which identifiers were shown.
+void writeTexts(const test::TempDir& dir) {
+    std::string lng = "[Strings]\r\n";
+    for (int id = 1; id <= 320; ++id) {
+        std::string key = std::to_string(id);
+        key = std::string(4 - key.size(), '0') + key;
+        lng += key + "=T" + key + "\r\n";
+    }
+    test::writeFile(dir.file("italian.lng"), lng);
+}
+
+// Every row of the four tables the editor writes, in store order.
+std::string dump(core::Database& db) {
+    std::string out;
+    for (const char* sql : {"SELECT * FROM Profili ORDER BY rowid", "SELECT * FROM ProcessiVietati ORDER BY rowid",
+                            "SELECT * FROM NomiFinestreVietate ORDER BY rowid",
+                            "SELECT * FROM SitiVietatiConsentiti ORDER BY rowid"}) {
+        core::Statement q = db.prepare(sql);
+        while (q.step()) {
+            for (int c = 0; c < q.columnCount(); ++c) out += q.column(c).toText() + "|";
+            out += "\n";
+        }
+        out += "--\n";
+    }
+    return out;
+}
+
+std::vector<std::string> texts(const std::vector<core::ListRow>& rows) {
+    std::vector<std::string> out;
+    for (const auto& r : rows) out.push_back(r.text);
+    return out;
+}
+
+class ProfileEditorTest : public ::testing::Test {
+protected:
+    ProfileEditorTest() {
+        writeTexts(dir);
+        dialogs.answer = MessageAnswer::Yes;
+        EXPECT_EQ(editor.load(), Outcome::Done);
+    }
+    // A saved profile with this name, the editor on it.
+    std::int64_t saved(const std::string& name) {
+        editor.addNew();
+        editor.record().name = name;
+        EXPECT_EQ(editor.save(), Outcome::Done);
+        return editor.record().id.value_or(-1);
+    }
+    Outcome add(ListKind kind, const std::string& typed) {
+        editor.entryBox(kind) = typed;
+        return editor.addEntry(kind);
+    }
+    std::string lastShown() const { return dialogs.shown.empty() ? "" : dialogs.shown.back().text; }
+
+    test::TempDir dir;
+    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
+    core::Database db = test::deliveredStore();
+    test::RecordingDialogs dialogs;
+    ProfileEditor editor{db, dialogs, language};
+};
+
+TEST(EntryRules, SitesProcessesAndHomePages) {
+    const struct {
+        ListKind kind;
+        const char* typed;
+        EntryVerdict::Kind verdict;
+        const char* stored;  // or the first refusal's identifier
+    } cases[] = {
+        {ListKind::Sites, " . ", EntryVerdict::Kind::Ignore, ""},
+        {ListKind::Sites, "*", EntryVerdict::Kind::Ignore, ""},
+        {ListKind::Sites, "  ", EntryVerdict::Kind::Ignore, ""},
+        {ListKind::Sites, " Example.ORG/News ", EntryVerdict::Kind::Accept, "http://Example.ORG/News"},
+        {ListKind::Sites, "HTTP://example.org", EntryVerdict::Kind::Accept, "http://HTTP://example.org"},
+        {ListKind::Sites, "outlook:inbox", EntryVerdict::Kind::Accept, "outlook:inbox"},
+        {ListKind::Sites, "ftp.example.org", EntryVerdict::Kind::Accept, "ftp.example.org"},
+        {ListKind::Sites, "about:blank", EntryVerdict::Kind::Accept, "about:blank"},
+        {ListKind::Sites, ".Example.org", EntryVerdict::Kind::Accept, ".Example.org"},
+        {ListKind::Sites, "*Casino", EntryVerdict::Kind::Accept, "*Casino"},
+        {ListKind::Processes, "C:\\Windows\\notepad.exe", EntryVerdict::Kind::Refuse, "0027"},
+        {ListKind::Processes, "bin/notepad.exe", EntryVerdict::Kind::Refuse, "0027"},
+        {ListKind::Processes, "NOTEPAD.EXE", EntryVerdict::Kind::Refuse, "0028"},
+        {ListKind::Processes, "notepad", EntryVerdict::Kind::Refuse, "0028"},
+        {ListKind::Processes, " notepad.exe ", EntryVerdict::Kind::Accept, "notepad.exe"},
+        {ListKind::WindowTitles, "  Pannello di controllo ", EntryVerdict::Kind::Accept, "Pannello di controllo"},
+    };
+    for (const auto& c : cases) {
+        const EntryVerdict v = entryVerdict(c.kind, c.typed);
+        EXPECT_EQ(v.kind, c.verdict) << c.typed;
+        EXPECT_EQ(v.kind == EntryVerdict::Kind::Refuse ? v.messages.front() : v.value, c.stored) << c.typed;
+    }
+    EXPECT_EQ(processEntry("x.EXE").messages, (std::vector<std::string>{"0028", "0029", "0030"}));
+
+    const std::pair<const char*, const char*> pages[] = {
+        {"outlook.com", "http://outlook.com"},    {"file://c/x.htm", "http://file://c/x.htm"},
+        {"file:///c:/x.htm", "file:///c:/x.htm"}, {"C:\\Giochi\\avvia.bat", "C:\\Giochi\\avvia.bat"},
+        {" ftp.x.org ", "ftp.x.org"},             {"www.Example.org", "http://www.Example.org"},
+        {"", ""},
+    };
+    for (const auto& [typed, saved] : pages) EXPECT_EQ(normalisedHomePage(typed), saved) << typed;
+}
+
+// The save's allowed-list check says what the enforcement would say.
+TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
+    const struct {
+        const char* page;
+        std::vector<std::string> sites;
+        bool allowed;
+    } cases[] = {
+        {"http://www.example.org/a", {"http://example.org"}, true},
+        {"https://sub.example.org/", {"http://example.org"}, false},
+        {"https://sub.example.org/", {".example.org"}, true},
+        {"http://x.org/?q=CASINO", {"*casino"}, true},
+        {"http://example.org", {"http://other.org", "", "*example"}, true},
+        {"http://example.org", {""}, false},
+        {"http://example.org", {}, false},
+        {"C:\\giochi\\avvia.bat", {}, true},
+        {"about:blank", {}, true},
+    };
+    for (const auto& c : cases) EXPECT_EQ(homePageAllowed(c.page, c.sites), c.allowed) << c.page;
+}
+
+TEST_F(ProfileEditorTest, ANewRecordRefusesEveryListUntilSaved) {
+    const std::string before = dump(db);
+    editor.addNew();
+    EXPECT_TRUE(editor.isNew());
+    EXPECT_EQ(editor.record().name, "T0016");
+    EXPECT_EQ(editor.statusText(), "Nuovo");
+    EXPECT_FALSE(editor.importExportEnabled());
+    EXPECT_EQ(editor.siteFrameCaption(), "0005");
+    for (const auto& [kind, typed, id] : {std::tuple{ListKind::Sites, "example.org", "0036"},
+                                          std::tuple{ListKind::Processes, "gioco.exe", "0033"},
+                                          std::tuple{ListKind::WindowTitles, "Solitario", "0026"}}) {
+        EXPECT_EQ(add(kind, typed), Outcome::Refused);
+        EXPECT_EQ(dialogs.shown.back().messageId, id);
+        EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Exclamation);
+        EXPECT_EQ(editor.entryBox(kind), "");
+    }
+    EXPECT_EQ(dump(db), before);
+
+    EXPECT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(editor.record().id, 2);
+    EXPECT_EQ(editor.statusText(), "");
+    EXPECT_TRUE(editor.importExportEnabled());
+    EXPECT_EQ(editor.position(), 1u);
+    EXPECT_EQ(add(ListKind::Sites, "example.org"), Outcome::Done);
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://example.org"});
+}
+
+TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
+    saved("Scuola");
+    dialogs.answer = MessageAnswer::No;
+    EXPECT_EQ(add(ListKind::Sites, "Example.org"), Outcome::Declined);
+    EXPECT_EQ(lastShown(), "T0034 http://Example.org T0035");
+    EXPECT_EQ(dialogs.shown.back().buttons, platform::MessageButtons::YesNo);
+    EXPECT_EQ(editor.entryBox(ListKind::Sites), "http://Example.org");
+    EXPECT_TRUE(editor.list(ListKind::Sites).empty());
+
+    dialogs.answer = MessageAnswer::Yes;
+    EXPECT_EQ(editor.addEntry(ListKind::Sites), Outcome::Done);
+    EXPECT_EQ(add(ListKind::Sites, "http://EXAMPLE.org"), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0108");
+    EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    EXPECT_EQ(lastShown(), "T0031 gioco.exe T0032");
+    EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0106");
+    EXPECT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
+    EXPECT_EQ(add(ListKind::WindowTitles, "SOLITARIO"), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0107");
+
+    // A path is cleared from the box; a wrong ending stays to be corrected.
+    EXPECT_EQ(add(ListKind::Processes, "C:\\giochi\\gioco.exe"), Outcome::Refused);
+    EXPECT_EQ(editor.entryBox(ListKind::Processes), "");
+    EXPECT_EQ(add(ListKind::Processes, "GIOCO.EXE"), Outcome::Refused);
+    EXPECT_EQ(lastShown(), "T0028\nT0029\nT0030");
+    EXPECT_EQ(editor.entryBox(ListKind::Processes), "GIOCO.EXE");
+    EXPECT_EQ(add(ListKind::Sites, "."), Outcome::Ignored);
+
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://Example.org"});
+    EXPECT_EQ(texts(editor.list(ListKind::Processes)), std::vector<std::string>{"gioco.exe"});
+    EXPECT_EQ(texts(editor.list(ListKind::WindowTitles)), std::vector<std::string>{"Solitario"});
+
+    dialogs.answer = MessageAnswer::No;
+    EXPECT_EQ(editor.deleteEntry(ListKind::Processes, 0), Outcome::Declined);
+    EXPECT_EQ(lastShown(), "T0042 gioco.exe T0043");
+    dialogs.answer = MessageAnswer::Yes;
+    EXPECT_EQ(editor.deleteEntry(ListKind::Processes, 0), Outcome::Done);
+    EXPECT_EQ(editor.deleteEntry(ListKind::Processes, 0), Outcome::Ignored);
+    EXPECT_TRUE(editor.list(ListKind::Processes).empty());
+}
+
+TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
+    saved("Scuola");
+    const std::int64_t id = saved("Casa");
+    const struct {
+        const char* name;
+        bool forbidden;
+        const char* homePage;
+        const char* shown;
+        ProfileEditor::Focus focus;
+    } cases[] = {
+        {"   ", true, "", "T0019\nT0020", ProfileEditor::Focus::Name},
+        {" SCUOLA ", true, "", "T0021", ProfileEditor::Focus::Name},
+        {"Casa", false, "www.example.org", "T0022\nT0023", ProfileEditor::Focus::None},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ(editor.moveTo(id), Outcome::Done);
+        const std::string before = dump(db);
+        editor.record().name = c.name;
+        editor.setForbiddenList(c.forbidden);
+        editor.record().homePage = c.homePage;
+        EXPECT_EQ(editor.save(), Outcome::Refused) << c.name;
+        EXPECT_EQ(lastShown(), c.shown);
+        EXPECT_EQ(editor.focus(), c.focus);
+        EXPECT_EQ(dump(db), before);
+    }
+    // The box shows the page as it would be saved.
+    EXPECT_EQ(editor.record().homePage, "http://www.example.org");
+    editor.record().homePage = "C:\\giochi\\avvia.bat";
+    EXPECT_EQ(editor.save(), Outcome::Done);
+
+    // The profile's own name in another case is no clash; the list makes the page allowed.
+    EXPECT_EQ(add(ListKind::Sites, ".example.org"), Outcome::Done);
+    editor.record().name = "CASA";
+    editor.record().homePage = "example.org/index.htm";
+    EXPECT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(db.scalar("SELECT PaginaPredefinita || '|' || Profilo FROM Profili WHERE IDProfilo = ?;", {id}).toText(),
+              "http://example.org/index.htm|CASA");
+}
+
+TEST_F(ProfileEditorTest, TheRecordItsSwitchesAndTheNavigation) {
+    const std::int64_t id = saved("Kiosk");
+    editor.record().setMode(Mode::NoStart);
+    editor.record().kiosk = true;  // both read: kiosk wins
+    EXPECT_EQ(editor.record().mode(), Mode::Kiosk);
+    editor.record().blockDownloads = true;
+    editor.record().printer = "Stampante 1";
+    editor.setForbiddenList(false);
+    EXPECT_EQ(editor.siteFrameCaption(), "0058");
+    EXPECT_FALSE(editor.maxProtectionEnabled());
+    editor.clickInternalBrowserLabel();
+    EXPECT_TRUE(editor.internalBrowserLabelVisible());
+    ProfileRecord edited = editor.record();
+    ASSERT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(editor.siteFrameCaption(), "0017");
+    EXPECT_EQ(db.scalar("SELECT Kiosk || TastoStartDisabilitato || BloccaDownload || SitiProibiti FROM Profili "
+                        "WHERE IDProfilo = ?;",
+                        {id})
+                  .toText(),
+              "-1-1-10");
+
+    // Unsaved changes go with Cancel; moving reads each record afresh.
+    editor.record().name = "Altro";
+    EXPECT_EQ(editor.cancel(), Outcome::Done);
+    EXPECT_EQ(editor.record(), edited);
+    const struct {
+        Outcome (ProfileEditor::*move)();
+        std::size_t position;
+        const char* caption;
+    } moves[] = {{&ProfileEditor::moveFirst, 0, "0007"},
+                 {&ProfileEditor::movePrevious, 0, "0009"},
+                 {&ProfileEditor::moveNext, 1, "0012"},
+                 {&ProfileEditor::moveNext, 1, "0012"},
+                 {&ProfileEditor::movePrevious, 0, "0009"},
+                 {&ProfileEditor::moveLast, 1, "0015"}};
+    for (const auto& m : moves) {
+        EXPECT_EQ((editor.*m.move)(), Outcome::Done);
+        EXPECT_EQ(editor.position(), m.position);
+        EXPECT_EQ(editor.siteFrameCaption(), m.caption);
+    }
+    EXPECT_FALSE(editor.canMoveNext());
+    EXPECT_TRUE(editor.canMovePrevious());
+    // New then Cancel goes back to the record shown before.
+    editor.addNew();
+    EXPECT_EQ(editor.cancel(), Outcome::Done);
+    EXPECT_EQ(editor.record().id, id);
+}
+
+TEST_F(ProfileEditorTest, ACopyTakesTheSwitchesAndTheListsInOrder) {
+    const std::int64_t source = saved("Scuola");
+    for (const char* site : {"b.org", "a.org", "*giochi"}) ASSERT_EQ(add(ListKind::Sites, site), Outcome::Done);
+    ASSERT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    ASSERT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
+    editor.record().hideMessages = true;
+    ASSERT_EQ(editor.save(), Outcome::Done);
+
+    editor.addNew(source);
+    EXPECT_EQ(editor.record().name, "T0016");
+    EXPECT_TRUE(editor.record().hideMessages);
+    EXPECT_TRUE(editor.list(ListKind::Sites).empty());
+    editor.record().name = "Scuola 2";
+    ASSERT_EQ(editor.save(), Outcome::Done);
+    EXPECT_NE(editor.record().id, source);
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)),
+              (std::vector<std::string>{"http://b.org", "http://a.org", "*giochi"}));
+    EXPECT_EQ(texts(editor.list(ListKind::Processes)), std::vector<std::string>{"gioco.exe"});
+    EXPECT_EQ(texts(editor.list(ListKind::WindowTitles)), std::vector<std::string>{"Solitario"});
+}
+
+TEST_F(ProfileEditorTest, DeletingAProfile) {
+    const std::int64_t kept = saved("Assegnato");
+    ASSERT_TRUE(db.run("INSERT INTO Clienti (IDProfilo) VALUES (?);", {kept}));
+    const std::int64_t gone = saved("Da eliminare");
+    ASSERT_EQ(add(ListKind::Sites, "example.org"), Outcome::Done);
+    ASSERT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    ASSERT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
+
+    ASSERT_EQ(editor.moveTo(kept), Outcome::Done);
+    const std::string before = dump(db);
+    EXPECT_EQ(editor.deleteCurrent(), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0013");
+    EXPECT_EQ(dump(db), before);
+
+    ASSERT_EQ(editor.moveTo(gone), Outcome::Done);
+    EXPECT_EQ(editor.deleteCurrent(), Outcome::Done);
+    for (const char* table : {"Profili", "ProcessiVietati", "NomiFinestreVietate", "SitiVietatiConsentiti"}) {
+        EXPECT_EQ(db.scalar(std::string("SELECT count(*) FROM ") + table + " WHERE IDProfilo = ?;", {gone}).toInteger(),
+                  0)
+            << table;
+    }
+    EXPECT_EQ(editor.record().id, kept) << "lands on the neighbour";
+}
+
+TEST_F(ProfileEditorTest, StoreFailuresAreShownNotThrown) {
+    saved("Scuola");
+    ASSERT_TRUE(db.exec("DROP TABLE ProcessiVietati;"));
+    EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Failed);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Critical);
+    // The delete stops at the missing table and the profile row stays.
+    const std::string before = dump(db);
+    EXPECT_EQ(editor.deleteCurrent(), Outcome::Failed);
+    EXPECT_EQ(dump(db), before);
+}
+
+TEST_F(ProfileEditorTest, InfoButtonsShowTheirTextsJoined) {
+    editor.showInfo(InfoButton::ProtezioneMassima);
+    EXPECT_EQ(lastShown(), "T0082\nT0083\nT0084");
+    EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Information);
+    EXPECT_EQ(infoMessageIds(InfoButton::StampantePredefinita).size(), 5u);
+}
+
+TEST_F(ProfileEditorTest, BulkAddsAreAllOrNothing) {
+    const std::int64_t id = saved("Elenco");
+    ASSERT_EQ(add(ListKind::Sites, "http://a.org"), Outcome::Done);
+    const auto feed = [](std::vector<std::string> lines) {
+        return [lines, i = std::size_t{0}](std::string& line) mutable {
+            if (i >= lines.size()) return false;
+            line = lines[i++];
+            return true;
+        };
+    };
+    const std::string before = dump(db);
+    BulkResult r = addEntries(db, ListKind::Processes, id, feed({"a.exe", "C:\\b.exe", "c.exe", "D.EXE"}));
+    ASSERT_EQ(r.refusals.size(), 2u);
+    EXPECT_EQ(r.refusals[0].line, 2u);
+    EXPECT_EQ(r.refusals[1].messages.front(), "0028");
+    EXPECT_EQ(dump(db), before);
+
+    r = addEntries(db, ListKind::Sites, id, feed({"A.org", "", "b.org", "B.ORG", ".", "c.org"}));
+    EXPECT_TRUE(r.ok());
+    EXPECT_EQ(r.added, 2u);
+    EXPECT_EQ(r.duplicates, 2u);
+    EXPECT_EQ(r.ignored, 2u);
+    ASSERT_EQ(editor.moveTo(id), Outcome::Done);
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)),
+              (std::vector<std::string>{"http://a.org", "http://b.org", "http://c.org"}));
+
+    RemoveResult removed = removeEntries(db, ListKind::Sites, id, feed({"B.org", "nowhere.org"}));
+    EXPECT_EQ(removed.missing, std::vector<std::size_t>{2});
+    removed = removeEntries(db, ListKind::Sites, id, feed({"B.org", "http://C.ORG"}));
+    EXPECT_TRUE(removed.ok());
+    EXPECT_EQ(removed.removed, 2u);
+}
+
+}  // namespace
+}  // namespace ombrix::profiles
