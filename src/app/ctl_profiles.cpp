@@ -283,16 +283,21 @@ int cmdWindow(Session& s, const std::vector<std::string>& args) {
 const std::vector<CtlCommand>& profileCommands() {
     static const std::vector<CtlCommand> commands = {
         {"profile",
-         "profile add NAME | rename PROFILE NAME | delete PROFILE | copy PROFILE NAME | show PROFILE\n"
-         "                | set PROFILE KEY VALUE   administer a profile; KEY is mode (kiosk|nostart|normal),\n"
+         "profile add NAME | rename PROFILE NAME | copy PROFILE NAME | delete PROFILE | show PROFILE\n"
+         "                | set PROFILE KEY VALUE, KEY one of mode (kiosk|nostart|normal),\n"
          "                list (forbidden|allowed), block-downloads, hide-messages, internal-browser,\n"
-         "                max-protection, full-screen (on|off), printer NAME or homepage ADDRESS (\"\" for none)",
+         "                max-protection, full-screen (on|off), printer NAME, homepage ADDRESS (\"\" for none)",
          &cmdProfile},
         {"use", "use PROFILE   put PROFILE in use", &cmdUse},
-        {"site", "site add|remove PROFILE ENTRY...|-   the site list (- reads one entry a line from standard input)",
+        {"site",
+         "site add|remove PROFILE ENTRY...|-\n"
+         "                the site list; - reads the entries from standard input, one a line",
          &cmdSite},
-        {"process", "process add|remove PROFILE ENTRY...|-   the forbidden programs", &cmdProcess},
-        {"window", "window add|remove PROFILE ENTRY...|-   the forbidden window titles", &cmdWindow},
+        {"process",
+         "process add|remove PROFILE ENTRY...|-\n"
+         "                the forbidden programs (file names ending in .exe)",
+         &cmdProcess},
+        {"window", "window add|remove PROFILE ENTRY...|-\n                the forbidden window titles", &cmdWindow},
     };
     return commands;
 }

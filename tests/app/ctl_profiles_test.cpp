@@ -3,6 +3,7 @@
 #include "app/ctl_fixture.h"
 #include "core/schema.h"
 #include "profiles/profile_editor.h"
+#include "profiles/profile_fixtures.h"
 #include "support/language.h"
 
 namespace ombrix::app {
@@ -11,35 +12,9 @@ namespace {
 using profiles::ListKind;
 using Outcome = profiles::ProfileEditor::Outcome;
 
-std::string allTexts() {
-    std::string lng;
-    for (int id = 1; id <= 320; ++id) {
-        std::string key = std::to_string(id);
-        key = std::string(4 - key.size(), '0') + key;
-        lng += key + "=T" + key + "\r\n";
-    }
-    return lng;
-}
-
-// Every row of the tables a profile lives in, in store order.
-std::string dump(core::Database& db) {
-    std::string out;
-    for (const char* sql : {"SELECT * FROM Profili ORDER BY rowid", "SELECT * FROM ProcessiVietati ORDER BY rowid",
-                            "SELECT * FROM NomiFinestreVietate ORDER BY rowid",
-                            "SELECT * FROM SitiVietatiConsentiti ORDER BY rowid", "SELECT * FROM Opzioni"}) {
-        core::Statement q = db.prepare(sql);
-        while (q.step()) {
-            for (int c = 0; c < q.columnCount(); ++c) out += q.column(c).toText() + "|";
-            out += "\n";
-        }
-        out += "--\n";
-    }
-    return out;
-}
-
 class CtlProfiles : public CtlFixture {
 protected:
-    CtlProfiles() : CtlFixture(allTexts()) { EXPECT_EQ(ctl({"init", db}), kOk); }
+    CtlProfiles() : CtlFixture(test::numberedTexts()) { EXPECT_EQ(ctl({"init", db}), kOk); }
     int run(std::vector<std::string> args, const std::string& input = {}) {
         args.insert(args.begin(), {"--db", db});
         return ctl(args, input);
@@ -47,7 +22,7 @@ protected:
     std::string stored() {
         core::Database d;
         EXPECT_TRUE(d.open(db));
-        return dump(d);
+        return test::profileRows(d);
     }
     std::string db = dir.file("DataBase.db");
 };
@@ -167,7 +142,7 @@ TEST_F(CtlProfiles, TheFormAndTheCommandLineStoreTheSameRows) {
              {"internal-browser", "on"}, {"printer", "PDF"}, {"homepage", "www.wiki.org"}}) {
         ASSERT_EQ(run({"profile", "set", "Scuola", key, value}), kOk) << key << ": " << err.str();
     }
-    EXPECT_EQ(stored(), dump(formDb));
+    EXPECT_EQ(stored(), test::profileRows(formDb));
 }
 
 }  // namespace
