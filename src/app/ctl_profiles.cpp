@@ -88,12 +88,11 @@ std::optional<long long> findProfile(Session& s, const std::string& name) {
 
 int status(Outcome o) { return o == Outcome::Done ? kOk : kRefused; }
 
-// An editor on the named profile; nullopt (and the reason printed) when
-// the store or the profile is not there.
+// The editor, with its messages going to standard error.
 struct Editing {
     CtlDialogs dialogs;
     ProfileEditor editor;
-    Editing(Session& s) : dialogs(s), editor(s.db(), dialogs, s.language()) {}
+    explicit Editing(Session& s) : dialogs(s), editor(s.db(), dialogs, s.language()) {}
 };
 
 std::optional<long long> openProfile(Session& s, const std::string& name) {

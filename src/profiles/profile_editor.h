@@ -4,6 +4,11 @@
 // save and delete checks and their messages. The form shows what this holds
 // and forwards what the user does; `ombrixctl` drives the same object.
 //
+// A form drives it so: each button, option or check box calls the member
+// of the same name, then the form shows record(), the lists, the boxes and
+// what is enabled afresh. A save (and a copy's lists) is complete when
+// save() returns, so the form needs no one-shot timers to finish it.
+//
 // Every refusal leaves the store unchanged. Store failures are shown as
 // "0310" with the store's message; nothing throws.
 

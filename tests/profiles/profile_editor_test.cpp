@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
