@@ -380,7 +380,8 @@ ProfileEditor::Outcome ProfileEditor::load() {
 
 ProfileEditor::Outcome ProfileEditor::moveFirst() { return landOn(0, "0007", "0008"); }
 ProfileEditor::Outcome ProfileEditor::movePrevious() {
-    return landOn(isNew() || position_ == 0 ? 0 : position_ - 1, "0009", "0010");
+    // From a new record (placed after the last) this is the last one.
+    return landOn(position_ == 0 ? 0 : position_ - 1, "0009", "0010");
 }
 ProfileEditor::Outcome ProfileEditor::moveNext() {
     return landOn(isNew() ? position_ : position_ + 1, "0011", "0012");

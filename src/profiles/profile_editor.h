@@ -174,7 +174,7 @@ public:
     [[nodiscard]] std::size_t count() const { return ids_.size(); }
     // 0-based among the stored profiles; count() while on a new record.
     [[nodiscard]] std::size_t position() const { return position_; }
-    [[nodiscard]] bool canMovePrevious() const { return !isNew() && position_ > 0; }
+    [[nodiscard]] bool canMovePrevious() const { return position_ > 0; }
     [[nodiscard]] bool canMoveNext() const { return !isNew() && position_ + 1 < ids_.size(); }
 
     // ---- The record and what it enables.
