@@ -19,7 +19,7 @@ using Outcome = ProfileEditor::Outcome;
 
 // English for the identifiers these commands print, when the language file
 // lacks them: a message must never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 12> kEnglish = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kEnglish = {{
     {"0013", "The profile cannot be deleted: it is still assigned to one or more clients."},
     {"0019", "The profile name cannot be empty."},
     {"0021", "A profile with this name exists already. Choose another name."},
@@ -27,11 +27,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 12> kEnglish
     {"0027", "Give only the program's file name (for example notepad.exe), without drive or folder."},
     {"0028", "The process name is not valid: it must end in .exe, written in lower case."},
     {"0082", "Maximum protection is offered only with a list of forbidden sites."},
-    {"0106", "The process is already on this profile's list."},
-    {"0107", "The window is already on this profile's list."},
-    {"0108", "The site is already on this profile's list."},
     {"0310", "The database cannot be written:"},
-    {"0016", "New profile"},
 }};
 
 std::string oneLine(std::string text) {
@@ -256,7 +252,10 @@ int listCommand(Session& s, const std::vector<std::string>& args, profiles::List
     }
     for (const auto& refusal : r.refusals) {
         std::string text;
-        for (const auto& m : refusal.messages) text += (text.empty() ? "" : " ") + textOf(s, m);
+        for (const auto& m : refusal.messages) {
+            const std::string part = textOf(s, m);
+            if (!part.empty()) text += (text.empty() ? "" : " ") + part;
+        }
         s.err() << where << " " << refusal.line << ": " << refusal.messages.front() << ": " << oneLine(text) << " ("
                 << printable(refusal.entry) << ")\n";
     }
