@@ -68,7 +68,6 @@ TEST_F(CtlProfiles, RefusalsPrintTheirIdentifierAndChangeNothing) {
         std::string error;
     } cases[] = {
         {{"profile", "add", "SCUOLA"}, "", "0021: T0021\n"},
-        {{"profile", "add", "  "}, "", "0019: T0019 T0020\n"},
         {{"profile", "rename", "Casa", "scuola"}, "", "0021: T0021\n"},
         {{"profile", "delete", "Scuola"}, "", "0013: T0013\n"},
         {{"profile", "set", "Casa", "list", "allowed"}, "", ""},  // allowed: no home page yet
@@ -92,6 +91,8 @@ TEST_F(CtlProfiles, RefusalsPrintTheirIdentifierAndChangeNothing) {
         EXPECT_EQ(err.str(), c.error);
         EXPECT_EQ(stored(), before);
     }
+    EXPECT_EQ(run({"site", "remove", "Casa", "HTTP://CASA.ORG", "nuovo.org"}), kOk);
+    EXPECT_EQ(out.str(), "removed 2\n");
     EXPECT_EQ(run({"profile", "set", "Casa", "mode", "chiosco"}), kUsage);
     EXPECT_EQ(run({"profile", "set", "Casa", "colour", "red"}), kUsage);
 }
