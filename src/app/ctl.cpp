@@ -129,7 +129,8 @@ namespace {
 
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
-    for (const auto* group : {&storeCommands(), &enforceCommands(), &passwordCommands(), &scheduleCommands()}) {
+    for (const auto* group :
+         {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(), &scheduleCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

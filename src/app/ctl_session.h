@@ -65,5 +65,6 @@ const std::vector<CtlCommand>& storeCommands();
 const std::vector<CtlCommand>& enforceCommands();
 const std::vector<CtlCommand>& passwordCommands();
 const std::vector<CtlCommand>& scheduleCommands();
+const std::vector<CtlCommand>& profileCommands();
 
 }  // namespace ombrix::app

@@ -1,24 +1,29 @@
 #pragma once
-// The one rule that decides whether an address matches a site entry, in its
-// literal form: every call lowers and rewrites both sides. This is the
-// reference that the compiled SiteList must agree with on every input; the
-// running program asks the SiteList.
-//
-// An entry's first character picks its kind: "." a domain, "*" a keyword,
-// anything else a prefix compared without "http://", "https://" and "www.".
+// The site rule as the enforcement uses it. The rule itself lives a floor
+// down (core/site_entry.h), where the profile editor reaches it too; this is
+// the reference that the compiled SiteList must agree with on every input;
+// the running program asks the SiteList.
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "core/site_entry.h"
+
 namespace ombrix::enforce {
 
 class SiteList;
 
-enum class SiteKind { Domain, Keyword, Prefix };
+using core::SiteKind;
+using core::siteKind;
+using core::withoutQuotes;
+using core::withoutSchemeAndWww;
+using core::leftCharacters;
+using core::containsText;
+using core::matchesEntry;
+using core::allowedListExempt;
 
-[[nodiscard]] SiteKind siteKind(std::string_view entry);
 // The message shown when an entry of this kind blocks a page.
 [[nodiscard]] const char* blockMessage(SiteKind kind);
 
@@ -31,23 +36,6 @@ inline constexpr std::string_view kBlockPageHost = "blocked.ombrix.example";
 inline constexpr std::string_view kBlockPageAddress = "https://blocked.ombrix.example/web";
 inline constexpr std::size_t kBlockPageCut = 34;
 
-// Every double-quote character removed.
-[[nodiscard]] std::string withoutQuotes(std::string_view text);
-// Every "http://", then every "https://", then every "www." removed; the
-// removals are case-sensitive (browsers show these parts in lower case, and
-// a list entry in capitals is the administrator's to match exactly).
-[[nodiscard]] std::string withoutSchemeAndWww(std::string_view text);
-
-// The first `count` characters (all of them when there are fewer).
-[[nodiscard]] std::string_view leftCharacters(std::string_view text, std::size_t count);
-
-// A text search as the classic InStr with a text comparison: both sides are
-// lowered by the caller; an empty text to search in never contains anything,
-// an empty text to look for is found in any other text.
-[[nodiscard]] bool containsText(std::string_view lowered, std::string_view loweredNeedle);
-
-// The rule, literally.
-[[nodiscard]] bool matchesEntry(std::string_view address, std::string_view entry);
 // The Internet Explorer flavour: a keyword also matches the window title
 // (tested first), domain and prefix entries only the address.
 [[nodiscard]] bool matchesEntryIE(std::string_view address, std::string_view title, std::string_view entry);
@@ -62,10 +50,6 @@ inline constexpr std::size_t kBlockPageCut = 34;
 [[nodiscard]] std::size_t referenceFirstKeywordMatch(const SiteList& list, std::string_view title,
                                                      std::size_t from = 0);
 
-// Pages the allowed-list blockers of Chrome, Edge and Firefox never judge: after
-// removing double quotes and commas and lowering, the address begins with
-// "about:blank" or "about:newtab".
-[[nodiscard]] bool allowedListExempt(std::string_view address);
 // Pages the Internet Explorer blockers never act on: "about:tabs",
 // "about:blank", and the block page (the first 34 characters, lowered).
 [[nodiscard]] bool internetExplorerExempt(std::string_view address);

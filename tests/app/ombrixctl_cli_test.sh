@@ -13,6 +13,12 @@ expect() {  # expect NAME EXPECTED ACTUAL
 "$ctl" init "$work/a.db" 2>/dev/null; expect "init again" 1 $?
 expect "profiles" "$(printf '1\tNessuna restrizione')" "$("$ctl" --db "$work/a.db" profiles)"
 expect "missing db" 0090 "$("$ctl" --db "$work/none.db" profiles 2>&1 | cut -c1-4)"
+expect "profile add" "$(printf '2\tScuola')" "$("$ctl" --db "$work/a.db" profile add Scuola)"
+expect "site add -" "added 2, duplicates skipped 1" \
+  "$(printf 'a.org\r\nb.org\nA.ORG\n' | "$ctl" --db "$work/a.db" site add scuola -)"
+expect "process refused" "line 2: 0027" \
+  "$(printf 'a.exe\nC:\\b.exe\n' | "$ctl" --db "$work/a.db" process add Scuola - 2>&1 | cut -c1-12)"
+expect "nothing stored" "" "$("$ctl" --db "$work/a.db" profile show Scuola | grep '^process')"
 "$ctl" 2>/dev/null; expect "no command" 2 $?
 [ $fail -eq 0 ] && echo "ombrixctl: all checks passed"
 exit $fail

@@ -76,9 +76,12 @@ public:
     std::vector<platform::MessageBoxRequest> shown;
     std::vector<std::string> prompts;
     std::optional<std::string> folderAnswer;
+    // The answer to Yes/No questions; unset, they get Ok, which is no Yes.
+    std::optional<platform::MessageAnswer> answer;
 
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
+        if (answer && request.buttons == platform::MessageButtons::YesNo) return *answer;
         return platform::MessageAnswer::Ok;
     }
     std::optional<std::string> browseForFolder(const std::string& prompt) override {

@@ -1,0 +1,303 @@
+// ombrixctl commands that administer profiles: the profile editor's rules
+// through the editor itself, with no questions asked. A refusal prints its
+// identifier and text on standard error, exits 1 and changes nothing.
+#include <array>
+#include <istream>
+#include <optional>
+#include <ostream>
+
+#include "app/ctl_session.h"
+#include "core/store.h"
+#include "platform/text.h"
+#include "profiles/profile_editor.h"
+
+namespace ombrix::app {
+namespace {
+
+using profiles::ProfileEditor;
+using Outcome = ProfileEditor::Outcome;
+
+// English for the identifiers these commands print, when the language file
+// lacks them: a message must never be an identifier alone.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kEnglish = {{
+    {"0013", "The profile cannot be deleted: it is still assigned to one or more clients."},
+    {"0019", "The profile name cannot be empty."},
+    {"0021", "A profile with this name exists already. Choose another name."},
+    {"0022", "The home page is not on the list of allowed sites and would be blocked."},
+    {"0027", "Give only the program's file name (for example notepad.exe), without drive or folder."},
+    {"0028", "The process name is not valid: it must end in .exe, written in lower case."},
+    {"0082", "Maximum protection is offered only with a list of forbidden sites."},
+    {"0310", "The database cannot be written:"},
+}};
+
+std::string oneLine(std::string text) {
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') c = ' ';
+    }
+    return text;
+}
+
+std::string textOf(Session& s, std::string_view id) {
+    std::string text = messageText(s.language(), id);
+    if (!text.empty()) return text;
+    for (const auto& [known, english] : kEnglish) {
+        if (known == id) return std::string(english);
+    }
+    return text;
+}
+
+// The editor's messages on standard error; every question is answered Yes,
+// as the command itself is the administrator's confirmation.
+class CtlDialogs final : public platform::Dialogs {
+public:
+    explicit CtlDialogs(Session& s) : s_(s) {}
+    platform::MessageAnswer messageBox(const platform::MessageBoxRequest& r) override {
+        if (r.buttons == platform::MessageButtons::YesNo) return platform::MessageAnswer::Yes;
+        std::string text = oneLine(r.text);
+        if (trimBlanks(text).empty()) text = textOf(s_, r.messageId);
+        // The store failure's text has the store's words after its own.
+        if (r.messageId == "0310" && r.text.starts_with(" ")) text = textOf(s_, "0310") + r.text;
+        s_.err() << r.messageId << ": " << text << "\n";
+        return platform::MessageAnswer::Ok;
+    }
+    std::optional<std::string> browseForFolder(const std::string&) override { return std::nullopt; }
+
+private:
+    Session& s_;
+};
+
+// A profile named on the command line: by name (letter case ignored), else
+// by its identifier.
+std::optional<long long> findProfile(Session& s, const std::string& name) {
+    core::Value id = core::ReadField(s.db(), "Profili", "IDProfilo",
+                                     core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(name)}});
+    if (id.isEmpty() && !name.empty() && name.find_first_not_of("0123456789") == std::string::npos &&
+        name.size() < 10) {
+        id = core::ReadField(s.db(), "Profili", "IDProfilo", core::Condition{"IDProfilo = ?", {core::Value(name)}});
+    }
+    if (id.isEmpty() || id.isNull()) {
+        s.err() << "ombrixctl: no profile is named " << name << "\n";
+        return std::nullopt;
+    }
+    return id.toInteger();
+}
+
+int status(Outcome o) { return o == Outcome::Done ? kOk : kRefused; }
+
+// The editor, with its messages going to standard error.
+struct Editing {
+    CtlDialogs dialogs;
+    ProfileEditor editor;
+    explicit Editing(Session& s) : dialogs(s), editor(s.db(), dialogs, s.language()) {}
+};
+
+std::optional<long long> openProfile(Session& s, const std::string& name) {
+    if (!s.open()) return std::nullopt;
+    return findProfile(s, name);
+}
+
+int saveNew(Session& s, std::optional<long long> copyOf, const std::string& name) {
+    Editing e(s);
+    if (e.editor.addNew(copyOf) != Outcome::Done) return kRefused;
+    e.editor.record().name = name;
+    if (e.editor.save() != Outcome::Done) return kRefused;
+    s.out() << *e.editor.record().id << "\t" << printable(e.editor.record().name) << "\n";
+    return kOk;
+}
+
+const char* onOff(bool on) { return on ? "on" : "off"; }
+
+int show(Session& s, long long id) {
+    Editing e(s);
+    if (e.editor.moveTo(id) != Outcome::Done) return kRefused;
+    const profiles::ProfileRecord& r = e.editor.record();
+    static constexpr const char* kModes[] = {"kiosk", "nostart", "normal"};
+    std::ostream& out = s.out();
+    out << "id\t" << id << "\n"
+        << "name\t" << printable(r.name) << "\n"
+        << "mode\t" << kModes[static_cast<int>(r.mode())] << "\n"
+        << "list\t" << (r.forbiddenList ? "forbidden" : "allowed") << "\n"
+        << "block-downloads\t" << onOff(r.blockDownloads) << "\n"
+        << "hide-messages\t" << onOff(r.hideMessages) << "\n"
+        << "internal-browser\t" << onOff(r.internalBrowser) << "\n"
+        << "max-protection\t" << onOff(r.maxProtection) << "\n"
+        << "full-screen\t" << onOff(r.fullScreen) << "\n"
+        << "printer\t" << printable(r.printer) << "\n"
+        << "homepage\t" << printable(r.homePage) << "\n";
+    for (const auto& [kind, word] : {std::pair{profiles::ListKind::Sites, "site"},
+                                     std::pair{profiles::ListKind::Processes, "process"},
+                                     std::pair{profiles::ListKind::WindowTitles, "window"}}) {
+        for (const auto& row : e.editor.list(kind)) out << word << "\t" << printable(row.text) << "\n";
+    }
+    return kOk;
+}
+
+int set(Session& s, long long id, const std::string& key, const std::string& value) {
+    Editing e(s);
+    if (e.editor.moveTo(id) != Outcome::Done) return kRefused;
+    profiles::ProfileRecord& r = e.editor.record();
+    const auto onOffValue = [&](bool& field) {
+        if (value != "on" && value != "off") return false;
+        field = value == "on";
+        return true;
+    };
+    bool understood = true;
+    if (key == "mode") {
+        if (value == "kiosk") r.setMode(profiles::Mode::Kiosk);
+        else if (value == "nostart") r.setMode(profiles::Mode::NoStart);
+        else if (value == "normal") r.setMode(profiles::Mode::Normal);
+        else understood = false;
+    } else if (key == "list") {
+        understood = value == "forbidden" || value == "allowed";
+        if (understood) e.editor.setForbiddenList(value == "forbidden");
+    } else if (key == "block-downloads") {
+        understood = onOffValue(r.blockDownloads);
+    } else if (key == "hide-messages") {
+        understood = onOffValue(r.hideMessages);
+    } else if (key == "internal-browser") {
+        understood = onOffValue(r.internalBrowser);
+    } else if (key == "full-screen") {
+        understood = onOffValue(r.fullScreen);
+    } else if (key == "max-protection") {
+        understood = onOffValue(r.maxProtection);
+        // The form offers the switch only with a forbidden list.
+        if (understood && value == "on" && !e.editor.maxProtectionEnabled()) {
+            s.err() << "0082: " << textOf(s, "0082") << "\n";
+            return kRefused;
+        }
+    } else if (key == "printer") {
+        r.printer = value;
+    } else if (key == "homepage") {
+        r.homePage = value;
+    } else {
+        return s.usage("profile set: unknown key " + key);
+    }
+    if (!understood) return s.usage("profile set " + key + ": unknown value " + value);
+    return status(e.editor.save());
+}
+
+int cmdProfile(Session& s, const std::vector<std::string>& args) {
+    const std::string verb = args.empty() ? std::string() : args[0];
+    const std::size_t n = args.size();
+    const bool shapeOk = (verb == "add" && n == 2) || (verb == "rename" && n == 3) || (verb == "delete" && n == 2) ||
+                         (verb == "copy" && n == 3) || (verb == "show" && n == 2) || (verb == "set" && n == 4);
+    if (!shapeOk) return s.usage("profile needs add, rename, delete, copy, show or set with their arguments");
+    if (verb == "add") return s.open() ? saveNew(s, std::nullopt, args[1]) : kRefused;
+    const auto id = openProfile(s, args[1]);
+    if (!id) return kRefused;
+    if (verb == "copy") return saveNew(s, *id, args[2]);
+    if (verb == "show") return show(s, *id);
+    if (verb == "set") return set(s, *id, args[2], args[3]);
+    Editing e(s);
+    if (e.editor.moveTo(*id) != Outcome::Done) return kRefused;
+    if (verb == "delete") return status(e.editor.deleteCurrent());
+    e.editor.record().name = args[2];
+    return status(e.editor.save());
+}
+
+int cmdUse(Session& s, const std::vector<std::string>& args) {
+    if (args.size() != 1) return s.usage("use takes one PROFILE");
+    const auto id = openProfile(s, args[0]);
+    if (!id) return kRefused;
+    if (!core::UpdateField(s.db(), "Opzioni", "IDProfiloInUso", core::Value(static_cast<std::int64_t>(*id)),
+                           core::kOptionsRow)) {
+        s.err() << "0310: " << textOf(s, "0310") << " " << s.db().lastError() << "\n";
+        return kRefused;
+    }
+    return kOk;
+}
+
+// The entries of the command line, or with "-" the lines of standard input.
+std::function<bool(std::string&)> entrySource(Session& s, const std::vector<std::string>& args) {
+    if (args.size() == 3 && args[2] == "-") {
+        std::istream& in = s.env().in;
+        return [&in](std::string& line) {
+            if (!std::getline(in, line)) return false;
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            return true;
+        };
+    }
+    return [&args, i = std::size_t{2}](std::string& line) mutable {
+        if (i >= args.size()) return false;
+        line = args[i++];
+        return true;
+    };
+}
+
+int listCommand(Session& s, const std::vector<std::string>& args, profiles::ListKind kind, const char* word) {
+    if (args.size() < 3 || (args[0] != "add" && args[0] != "remove")) {
+        return s.usage(std::string(word) + " needs add or remove, a PROFILE and at least one ENTRY (or -)");
+    }
+    const auto id = openProfile(s, args[1]);
+    if (!id) return kRefused;
+    const char* where = args[2] == "-" && args.size() == 3 ? "line" : "entry";
+    const auto next = entrySource(s, args);
+    if (args[0] == "remove") {
+        const profiles::RemoveResult r = profiles::removeEntries(s.db(), kind, *id, next);
+        if (r.storeFailed) {
+            s.err() << "0310: " << textOf(s, "0310") << " " << r.storeError << "\n";
+            return kRefused;
+        }
+        for (const std::size_t line : r.missing) {
+            s.err() << "ombrixctl: " << where << " " << line << ": not on the " << word << " list\n";
+        }
+        if (!r.ok()) return kRefused;
+        s.out() << "removed " << r.removed << "\n";
+        return kOk;
+    }
+    const profiles::BulkResult r = profiles::addEntries(s.db(), kind, *id, next);
+    if (r.storeFailed) {
+        s.err() << "0310: " << textOf(s, "0310") << " " << r.storeError << "\n";
+        return kRefused;
+    }
+    for (const auto& refusal : r.refusals) {
+        std::string text;
+        for (const auto& m : refusal.messages) {
+            const std::string part = textOf(s, m);
+            if (!part.empty()) text += (text.empty() ? "" : " ") + part;
+        }
+        s.err() << where << " " << refusal.line << ": " << refusal.messages.front() << ": " << oneLine(text) << " ("
+                << printable(refusal.entry) << ")\n";
+    }
+    if (!r.ok()) return kRefused;
+    s.out() << "added " << r.added << ", duplicates skipped " << r.duplicates;
+    if (r.ignored > 0) s.out() << ", ignored " << r.ignored;
+    s.out() << "\n";
+    return kOk;
+}
+
+int cmdSite(Session& s, const std::vector<std::string>& args) {
+    return listCommand(s, args, profiles::ListKind::Sites, "site");
+}
+int cmdProcess(Session& s, const std::vector<std::string>& args) {
+    return listCommand(s, args, profiles::ListKind::Processes, "process");
+}
+int cmdWindow(Session& s, const std::vector<std::string>& args) {
+    return listCommand(s, args, profiles::ListKind::WindowTitles, "window");
+}
+
+}  // namespace
+
+const std::vector<CtlCommand>& profileCommands() {
+    static const std::vector<CtlCommand> commands = {
+        {"profile",
+         "profile add NAME | rename PROFILE NAME | copy PROFILE NAME | delete PROFILE | show PROFILE\n"
+         "                | set PROFILE KEY VALUE, KEY one of mode (kiosk|nostart|normal),\n"
+         "                list (forbidden|allowed), block-downloads, hide-messages, internal-browser,\n"
+         "                max-protection, full-screen (on|off), printer NAME, homepage ADDRESS (\"\" for none)",
+         &cmdProfile},
+        {"use", "use PROFILE   put PROFILE in use", &cmdUse},
+        {"site",
+         "site add|remove PROFILE ENTRY...|-\n"
+         "                the site list; - reads the entries from standard input, one a line",
+         &cmdSite},
+        {"process",
+         "process add|remove PROFILE ENTRY...|-\n"
+         "                the forbidden programs (file names ending in .exe)",
+         &cmdProcess},
+        {"window", "window add|remove PROFILE ENTRY...|-\n                the forbidden window titles", &cmdWindow},
+    };
+    return commands;
+}
+
+}  // namespace ombrix::app

@@ -1,0 +1,573 @@
+#include "profiles/profile_editor.h"
+
+#include <algorithm>
+
+#include "core/settings_reg.h"
+#include "core/site_entry.h"
+#include "platform/text.h"
+#include "support/language.h"
+
+namespace ombrix::profiles {
+namespace {
+
+using core::Statement;
+using core::Value;
+using Verdict = EntryVerdict::Kind;
+
+Value idValue(long long id) { return Value(static_cast<std::int64_t>(id)); }
+
+bool endsWith(std::string_view text, std::string_view tail) {
+    return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
+}
+
+// A program may serve as home page; it is never judged as an address.
+bool isProgram(std::string_view page) { return endsWith(page, ".exe") || endsWith(page, ".bat"); }
+
+constexpr const char* kProfileColumns =
+    "Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, NascondiMessaggiNotifica, UtilizzaBrowserInterno, "
+    "ProtezioneMassima, ApriPaginaInizialeATuttoSchermo, SitiProibiti, StampantePredefinita, PaginaPredefinita";
+
+std::vector<Value> profileValues(const ProfileRecord& r) {
+    return {Value(r.name),
+            Value::boolean(r.kiosk),
+            Value::boolean(r.startDisabled),
+            Value::boolean(r.blockDownloads),
+            Value::boolean(r.hideMessages),
+            Value::boolean(r.internalBrowser),
+            Value::boolean(r.maxProtection),
+            Value::boolean(r.fullScreen),
+            Value::boolean(r.forbiddenList),
+            Value(r.printer),
+            Value(r.homePage)};
+}
+
+// The question asked before an entry is stored, and before one is deleted.
+struct ListTexts {
+    const char* addQuestion[2];
+    const char* deleteQuestion[2];
+    const char* unsaved;  // the refusal while the record has no identifier
+};
+constexpr ListTexts kListTexts[3] = {
+    {{"0031", "0032"}, {"0042", "0043"}, "0033"},  // processes
+    {{"0024", "0025"}, {"0040", "0041"}, "0026"},  // window titles
+    {{"0034", "0035"}, {"0044", "0045"}, "0036"},  // sites
+};
+const ListTexts& listTexts(ListKind kind) { return kListTexts[static_cast<std::size_t>(kind)]; }
+
+EntryVerdict accept(std::string value) { return {Verdict::Accept, std::move(value), {}}; }
+EntryVerdict ignore() { return {Verdict::Ignore, {}, {}}; }
+EntryVerdict refuse(std::vector<std::string> ids) { return {Verdict::Refuse, {}, std::move(ids)}; }
+
+}  // namespace
+
+Mode ProfileRecord::mode() const {
+    if (kiosk) return Mode::Kiosk;
+    return startDisabled ? Mode::NoStart : Mode::Normal;
+}
+
+void ProfileRecord::setMode(Mode mode) {
+    kiosk = mode == Mode::Kiosk;
+    startDisabled = mode == Mode::NoStart;
+}
+
+std::vector<std::string> infoMessageIds(InfoButton button) {
+    const auto range = [](int first, int last) {
+        std::vector<std::string> ids;
+        for (int n = first; n <= last; ++n) {
+            std::string id = std::to_string(n);
+            ids.push_back(std::string(4 - id.size(), '0') + id);
+        }
+        return ids;
+    };
+    switch (button) {
+        case InfoButton::AggiungiSito: return range(59, 64);
+        case InfoButton::BloccaDownload: return range(65, 66);
+        case InfoButton::BrowserInterno: return range(67, 67);
+        case InfoButton::FinestreVietate: return range(68, 71);
+        case InfoButton::ListaSiti: return range(72, 73);
+        case InfoButton::NoMessaggi: return range(74, 74);
+        case InfoButton::PaginaInizialePredefinita: return range(75, 79);
+        case InfoButton::ProcessiVietati: return range(80, 81);
+        case InfoButton::ProtezioneMassima: return range(82, 84);
+        case InfoButton::StampantePredefinita: break;
+    }
+    return range(85, 89);
+}
+
+EntryVerdict siteEntry(std::string_view typed) {
+    std::string text(trimBlanks(typed));
+    if (text.empty() || text == "." || text == "*") return ignore();
+    // Compared exactly: "HTTP://x" gets a second, lower-case scheme in front.
+    const bool keep = text.starts_with("http") || text.starts_with("file") || text.starts_with("ftp") ||
+                      text.starts_with("about:") || text.starts_with("outlook") || text.front() == '.' ||
+                      text.front() == '*';
+    return accept(keep ? text : "http://" + text);
+}
+
+EntryVerdict processEntry(std::string_view typed) {
+    const std::string text(trimBlanks(typed));
+    if (text.empty()) return ignore();
+    if (text.find_first_of(":/\\") != std::string::npos) return refuse({"0027"});
+    // Case-sensitive on purpose: "NOTEPAD.EXE" is refused here, though the
+    // import lowers it first.
+    if (!endsWith(text, ".exe")) return refuse({"0028", "0029", "0030"});
+    return accept(text);
+}
+
+EntryVerdict windowEntry(std::string_view typed) {
+    const std::string text(trimBlanks(typed));
+    return text.empty() ? ignore() : accept(text);
+}
+
+EntryVerdict entryVerdict(ListKind kind, std::string_view typed) {
+    switch (kind) {
+        case ListKind::Processes: return processEntry(typed);
+        case ListKind::WindowTitles: return windowEntry(typed);
+        case ListKind::Sites: break;
+    }
+    return siteEntry(typed);
+}
+
+std::string normalisedHomePage(std::string_view homePage) {
+    const std::string page(trimBlanks(homePage));
+    if (page.empty() || isProgram(page)) return page;
+    // Not the site list's exemptions: "file:///" needs its three slashes and
+    // "outlook" gets the prefix.
+    const bool keep = page.starts_with("http") || page.starts_with("ftp") || page.starts_with("file:///") ||
+                      page.starts_with("about:");
+    return keep ? page : "http://" + page;
+}
+
+bool homePageAllowed(std::string_view homePage, const std::vector<std::string>& sites) {
+    const std::string_view page = trimBlanks(homePage);
+    if (page.empty() || isProgram(page) || core::allowedListExempt(page)) return true;
+    // Empty entries never reach the enforcement's list, so they allow nothing.
+    return std::any_of(sites.begin(), sites.end(),
+                       [&](const std::string& e) { return !e.empty() && core::matchesEntry(page, e); });
+}
+
+core::InsertResult addSilently(core::Database& db, ListKind kind, long long profileId, std::string_view value) {
+    return core::insertListEntry(db, kind, profileId, value);
+}
+
+BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
+                      const std::function<bool(std::string& line)>& next) {
+    // Refusals beyond these are counted in the line numbers only: a wrong
+    // file of a million lines must not fill the memory with its report.
+    constexpr std::size_t kRefusalsKept = 1000;
+    BulkResult result;
+    const auto fail = [&] {
+        result.storeFailed = true;
+        result.storeError = db.lastError();
+        return result;
+    };
+    const core::ListTable& t = core::listTable(kind);
+    core::Transaction tx(db);
+    if (!tx.active()) return fail();
+    // The entries seen so far, compared as the store compares text. The
+    // collation is the connection's, so it may be named in a temporary table.
+    if (!db.exec("DROP TABLE IF EXISTS temp.ombrix_seen;"
+                 "CREATE TEMP TABLE ombrix_seen (v TEXT PRIMARY KEY COLLATE NOCASE_LATIN) WITHOUT ROWID;")) {
+        return fail();
+    }
+    if (!db.run(std::string("INSERT OR IGNORE INTO temp.ombrix_seen (v) SELECT ") + t.valueColumn + " FROM " +
+                    t.table + " WHERE IDProfilo = ? AND " + t.valueColumn + " IS NOT NULL;",
+                {idValue(profileId)})) {
+        return fail();
+    }
+    Statement seen = db.prepare("INSERT OR IGNORE INTO temp.ombrix_seen (v) VALUES (?);");
+    Statement insert =
+        db.prepare(std::string("INSERT INTO ") + t.table + " (" + t.valueColumn + ", IDProfilo) VALUES (?, ?);");
+    if (!seen.valid() || !insert.valid()) return fail();
+
+    std::string line;
+    std::size_t number = 0;
+    while (next(line)) {
+        ++number;
+        EntryVerdict v = entryVerdict(kind, line);
+        if (v.kind == Verdict::Ignore) {
+            ++result.ignored;
+            continue;
+        }
+        if (v.kind == Verdict::Refuse) {
+            if (result.refusals.size() < kRefusalsKept) result.refusals.push_back({number, line, v.messages});
+            continue;
+        }
+        if (!result.refusals.empty()) continue;  // nothing will be stored; only the refusals matter now
+        seen.reset();
+        if (!seen.bind(1, Value(v.value))) return fail();
+        (void)seen.step();
+        if (seen.failed()) return fail();
+        if (db.changes() == 0) {
+            ++result.duplicates;
+            continue;
+        }
+        insert.reset();
+        if (!insert.bindAll({Value(std::move(v.value)), idValue(profileId)})) return fail();
+        (void)insert.step();
+        if (insert.failed()) return fail();
+        ++result.added;
+    }
+    if (!result.refusals.empty()) {
+        result.added = 0;
+        return result;  // rolled back
+    }
+    if (!db.exec("DROP TABLE temp.ombrix_seen;") || !tx.commit()) return fail();
+    return result;
+}
+
+RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileId,
+                           const std::function<bool(std::string& line)>& next) {
+    RemoveResult result;
+    const auto fail = [&] {
+        result.storeFailed = true;
+        result.storeError = db.lastError();
+        return result;
+    };
+    const core::ListTable& t = core::listTable(kind);
+    core::Transaction tx(db);
+    if (!tx.active()) return fail();
+    Statement remove = db.prepare(std::string("DELETE FROM ") + t.table + " WHERE IDProfilo = ? AND " +
+                                  t.valueColumn + OMBRIX_TEXT_EQUALS ";");
+    if (!remove.valid()) return fail();
+    const auto removeOne = [&](const std::string& value) {
+        remove.reset();
+        if (!remove.bindAll({idValue(profileId), Value(value)})) return -1;
+        (void)remove.step();
+        return remove.failed() ? -1 : db.changes();
+    };
+    std::string line;
+    std::size_t number = 0;
+    while (next(line)) {
+        ++number;
+        const std::string given(trimBlanks(line));
+        int n = given.empty() ? 0 : removeOne(given);
+        if (n == 0 && kind == ListKind::Sites) {
+            const EntryVerdict v = siteEntry(given);
+            if (v.kind == Verdict::Accept && v.value != given) n = removeOne(v.value);
+        }
+        if (n < 0) return fail();
+        if (n == 0) result.missing.push_back(number);
+        result.removed += static_cast<std::size_t>(n);
+    }
+    if (!result.missing.empty()) {
+        result.removed = 0;
+        return result;  // rolled back
+    }
+    if (!tx.commit()) return fail();
+    return result;
+}
+
+// ---- ProfileEditor
+
+ProfileEditor::ProfileEditor(core::Database& db, platform::Dialogs& dialogs, Language& language)
+    : db_(db), dialogs_(dialogs), language_(language) {}
+
+const char* ProfileEditor::listHeading(ListKind kind) { return core::listTable(kind).headingMessage; }
+
+std::string ProfileEditor::text(std::string_view id) const { return language_.TestoMessaggio(id); }
+
+std::string ProfileEditor::joined(const std::vector<std::string>& ids) const {
+    std::string out;
+    for (const auto& id : ids) {
+        if (!out.empty()) out += "\n";
+        out += text(id);
+    }
+    return out;
+}
+
+ProfileEditor::Outcome ProfileEditor::refuse(std::vector<std::string> ids, Focus focus) {
+    focus_ = focus;
+    dialogs_.messageBox({ids.front(), joined(ids), std::string(core::kProgramTitle),
+                         platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+    return Outcome::Refused;
+}
+
+ProfileEditor::Outcome ProfileEditor::storeFailed() {
+    dialogs_.messageBox({"0310", text("0310") + " " + db_.lastError(), std::string(core::kProgramTitle),
+                         platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    return Outcome::Failed;
+}
+
+bool ProfileEditor::ask(const std::string& messageId, const std::string& question) {
+    return dialogs_.messageBox({messageId, question, std::string(core::kProgramTitle),
+                                platform::MessageIcon::Exclamation, platform::MessageButtons::YesNo}) ==
+           platform::MessageAnswer::Yes;
+}
+
+bool ProfileEditor::reloadIds() {
+    Statement q = db_.prepare("SELECT IDProfilo FROM Profili ORDER BY rowid;");
+    std::vector<long long> ids;
+    while (q.step()) ids.push_back(q.column(0).toInteger());
+    if (!q.valid() || q.failed()) return false;
+    ids_ = std::move(ids);
+    return true;
+}
+
+std::vector<std::pair<long long, std::string>> ProfileEditor::profiles() const {
+    std::vector<std::pair<long long, std::string>> out;
+    Statement q = db_.prepare("SELECT IDProfilo, Profilo FROM Profili ORDER BY rowid;");
+    while (q.step()) out.emplace_back(q.column(0).toInteger(), core::ValoreNonNullo(q.column(1)).toText());
+    return out;
+}
+
+ProfileEditor::Read ProfileEditor::readRecord(long long id, ProfileRecord& into) {
+    Statement q = db_.prepare(std::string("SELECT ") + kProfileColumns + " FROM Profili WHERE IDProfilo = ?;");
+    if (!q.valid() || !q.bind(1, idValue(id))) return Read::Failed;
+    if (!q.step()) return q.failed() ? Read::Failed : Read::Missing;
+    const auto flag = [&](int c) { return q.column(c).toBool(); };
+    ProfileRecord r;
+    r.id = id;
+    r.name = core::ValoreNonNullo(q.column(0)).toText();
+    r.kiosk = flag(1);
+    r.startDisabled = flag(2);
+    r.blockDownloads = flag(3);
+    r.hideMessages = flag(4);
+    r.internalBrowser = flag(5);
+    r.maxProtection = flag(6);
+    r.fullScreen = flag(7);
+    r.forbiddenList = flag(8);
+    r.printer = core::ValoreNonNullo(q.column(9)).toText();
+    r.homePage = core::ValoreNonNullo(q.column(10)).toText();
+    into = std::move(r);
+    return Read::Found;
+}
+
+void ProfileEditor::reloadLists() {
+    for (const ListKind kind : {ListKind::Processes, ListKind::WindowTitles, ListKind::Sites}) {
+        lists_[index(kind)] = record_.id ? core::loadListRows(db_, kind, *record_.id) : std::vector<core::ListRow>{};
+    }
+}
+
+void ProfileEditor::setCaption(const char* forbiddenCaption, const char* allowedCaption) {
+    frameCaption_ = record_.forbiddenList ? forbiddenCaption : allowedCaption;
+}
+
+void ProfileEditor::setForbiddenList(bool forbidden) {
+    record_.forbiddenList = forbidden;
+    setCaption("0057", "0058");
+}
+
+ProfileEditor::Outcome ProfileEditor::landOn(std::size_t position, const char* forbiddenCaption,
+                                             const char* allowedCaption) {
+    focus_ = Focus::None;
+    if (ids_.empty()) return addNew();
+    position = std::min(position, ids_.size() - 1);
+    ProfileRecord r;
+    Read read = readRecord(ids_[position], r);
+    if (read == Read::Missing) {
+        // Deleted under us (by ombrixctl, say): read the profiles again.
+        if (!reloadIds()) return storeFailed();
+        if (ids_.empty()) return addNew();
+        position = std::min(position, ids_.size() - 1);
+        read = readRecord(ids_[position], r);
+    }
+    if (read != Read::Found) return storeFailed();
+    position_ = position;
+    record_ = std::move(r);
+    copyOf_.reset();
+    boxes_[index(ListKind::Sites)].clear();
+    boxes_[index(ListKind::Processes)].clear();
+    reloadLists();
+    setCaption(forbiddenCaption, allowedCaption);
+    return Outcome::Done;
+}
+
+ProfileEditor::Outcome ProfileEditor::load() {
+    if (!reloadIds()) return storeFailed();
+    return landOn(0, "0001", "0002");
+}
+
+ProfileEditor::Outcome ProfileEditor::moveFirst() { return landOn(0, "0007", "0008"); }
+ProfileEditor::Outcome ProfileEditor::movePrevious() {
+    // From a new record (placed after the last) this is the last one.
+    return landOn(position_ == 0 ? 0 : position_ - 1, "0009", "0010");
+}
+ProfileEditor::Outcome ProfileEditor::moveNext() {
+    return landOn(isNew() ? position_ : position_ + 1, "0011", "0012");
+}
+ProfileEditor::Outcome ProfileEditor::moveLast() {
+    return landOn(ids_.empty() ? 0 : ids_.size() - 1, "0014", "0015");
+}
+
+ProfileEditor::Outcome ProfileEditor::moveTo(long long id) {
+    if (!reloadIds()) return storeFailed();
+    const auto it = std::find(ids_.begin(), ids_.end(), id);
+    if (it == ids_.end()) return Outcome::Ignored;
+    return landOn(static_cast<std::size_t>(it - ids_.begin()), "0001", "0002");
+}
+
+ProfileEditor::Outcome ProfileEditor::addNew(std::optional<long long> copyOf) {
+    focus_ = Focus::None;
+    ProfileRecord r;
+    if (copyOf && readRecord(*copyOf, r) != Read::Found) return storeFailed();
+    if (!isNew()) beforeNew_ = position_;
+    r.id.reset();
+    r.name = text("0016");
+    record_ = std::move(r);
+    copyOf_ = copyOf;
+    position_ = ids_.size();
+    for (auto& box : boxes_) box.clear();
+    reloadLists();
+    setCaption("0005", "0006");
+    return Outcome::Done;
+}
+
+ProfileEditor::Outcome ProfileEditor::cancel() {
+    if (isNew()) {
+        copyOf_.reset();
+        if (ids_.empty()) return addNew();
+        return landOn(beforeNew_, "0003", "0004");
+    }
+    return landOn(position_, "0003", "0004");
+}
+
+ProfileEditor::Outcome ProfileEditor::save() {
+    focus_ = Focus::None;
+    const std::string name(trimBlanks(record_.name));
+    if (name.empty()) return refuse({"0019", "0020"}, Focus::Name);
+
+    Statement taken = db_.prepare("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS
+                                  " AND (? IS NULL OR IDProfilo <> ?) LIMIT 1;");
+    const Value self = record_.id ? idValue(*record_.id) : Value::null();
+    if (!taken.valid() || !taken.bindAll({Value(name), self, self})) return storeFailed();
+    if (taken.step()) return refuse({"0021"}, Focus::Name);
+    if (taken.failed()) return storeFailed();
+
+    record_.homePage = normalisedHomePage(record_.homePage);
+    if (!record_.forbiddenList && !record_.homePage.empty()) {
+        // A copy is judged by the list it is about to take.
+        const std::vector<core::ListRow> rows =
+            copyOf_ && isNew() ? core::loadListRows(db_, ListKind::Sites, *copyOf_) : list(ListKind::Sites);
+        std::vector<std::string> sites;
+        for (const auto& row : rows) sites.push_back(row.text);
+        if (!homePageAllowed(record_.homePage, sites)) return refuse({"0022", "0023"}, Focus::None);
+    }
+
+    ProfileRecord toWrite = record_;
+    toWrite.name = name;
+    core::Transaction tx(db_);
+    if (!tx.active()) return storeFailed();
+    long long id = 0;
+    if (toWrite.id) {
+        id = *toWrite.id;
+        std::vector<Value> values = profileValues(toWrite);
+        values.push_back(idValue(id));
+        if (!db_.run("UPDATE Profili SET Profilo = ?, Kiosk = ?, TastoStartDisabilitato = ?, BloccaDownload = ?, "
+                     "NascondiMessaggiNotifica = ?, UtilizzaBrowserInterno = ?, ProtezioneMassima = ?, "
+                     "ApriPaginaInizialeATuttoSchermo = ?, SitiProibiti = ?, StampantePredefinita = ?, "
+                     "PaginaPredefinita = ? WHERE IDProfilo = ?;",
+                     values)) {
+            return storeFailed();
+        }
+    } else {
+        const Value next = db_.scalar("SELECT COALESCE(MAX(IDProfilo), 0) + 1 FROM Profili;");
+        if (next.isEmpty()) return storeFailed();
+        id = next.toInteger();
+        std::vector<Value> values{idValue(id)};
+        const std::vector<Value> fields = profileValues(toWrite);
+        values.insert(values.end(), fields.begin(), fields.end());
+        if (!db_.run(std::string("INSERT INTO Profili (IDProfilo, ") + kProfileColumns +
+                         ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);",
+                     values)) {
+            return storeFailed();
+        }
+        // A copy takes its source's lists with the new identifier, in their order.
+        if (copyOf_) {
+            for (const ListKind kind : {ListKind::Processes, ListKind::Sites, ListKind::WindowTitles}) {
+                const core::ListTable& t = core::listTable(kind);
+                const std::string column = t.valueColumn;
+                if (!db_.run("INSERT INTO " + std::string(t.table) + " (" + column + ", IDProfilo) SELECT " + column +
+                                 ", ? FROM " + t.table + " WHERE IDProfilo = ? AND " + column + " IS NOT NULL AND " +
+                                 column + " <> '' ORDER BY rowid;",
+                             {idValue(id), idValue(*copyOf_)})) {
+                    return storeFailed();
+                }
+            }
+        }
+    }
+    if (!tx.commit()) return storeFailed();
+    copyOf_.reset();
+    if (!reloadIds()) return storeFailed();
+    const auto it = std::find(ids_.begin(), ids_.end(), id);
+    return landOn(static_cast<std::size_t>(it - ids_.begin()), "0018", "0017");
+}
+
+ProfileEditor::Outcome ProfileEditor::deleteCurrent() {
+    if (isNew()) return cancel();
+    const long long id = *record_.id;
+    Statement assigned = db_.prepare("SELECT 1 FROM Clienti WHERE IDProfilo = ? LIMIT 1;");
+    if (!assigned.valid() || !assigned.bind(1, idValue(id))) return storeFailed();
+    if (assigned.step()) return refuse({"0013"}, Focus::None);
+    if (assigned.failed()) return storeFailed();
+    core::Transaction tx(db_);
+    if (!tx.active()) return storeFailed();
+    for (const char* table : {"ProcessiVietati", "SitiVietatiConsentiti", "NomiFinestreVietate", "Profili"}) {
+        if (!db_.run(std::string("DELETE FROM ") + table + " WHERE IDProfilo = ?;", {idValue(id)})) {
+            return storeFailed();
+        }
+    }
+    if (!tx.commit()) return storeFailed();
+    if (!reloadIds()) return storeFailed();
+    return landOn(position_, "0003", "0004");
+}
+
+ProfileEditor::Outcome ProfileEditor::addEntry(ListKind kind) {
+    focus_ = Focus::None;
+    std::string& box = entryBox(kind);
+    const EntryVerdict v = entryVerdict(kind, box);
+    if (v.kind == Verdict::Ignore) {
+        if (kind == ListKind::Sites) box = std::string(trimBlanks(box));
+        return Outcome::Ignored;
+    }
+    // The site box shows the entry as it will be stored.
+    if (kind == ListKind::Sites) box = v.value;
+    const Focus focus = kind == ListKind::Sites       ? Focus::SiteBox
+                        : kind == ListKind::Processes ? Focus::ProcessBox
+                                                      : Focus::WindowBox;
+    if (isNew()) {
+        box.clear();
+        return refuse({listTexts(kind).unsaved}, focus);
+    }
+    if (v.kind == Verdict::Refuse) {
+        // A path is cleared; a name with the wrong ending stays to be corrected.
+        if (v.messages.front() == "0027") box.clear();
+        return refuse(v.messages, focus);
+    }
+    const auto& q = listTexts(kind).addQuestion;
+    if (!ask(q[0], text(q[0]) + " " + v.value + " " + text(q[1]))) return Outcome::Declined;
+    const core::InsertResult r = core::insertListEntryInteractive(db_, dialogs_, language_, kind, *record_.id, v.value,
+                                                                  [&] { reloadLists(); });
+    box.clear();
+    switch (r) {
+        case core::InsertResult::Inserted: return Outcome::Done;
+        case core::InsertResult::Duplicate: return Outcome::Refused;
+        case core::InsertResult::EmptyValue: return Outcome::Ignored;
+        case core::InsertResult::Failed: break;
+    }
+    return storeFailed();
+}
+
+ProfileEditor::Outcome ProfileEditor::deleteEntry(ListKind kind, std::size_t row) {
+    focus_ = Focus::None;
+    const auto& rows = list(kind);
+    if (isNew() || row >= rows.size() || rows[row].text.empty()) return Outcome::Ignored;
+    const core::ListRow item = rows[row];
+    const auto& q = listTexts(kind).deleteQuestion;
+    if (!ask(q[0], text(q[0]) + " " + item.text + " " + text(q[1]))) return Outcome::Declined;
+    const core::ListTable& t = core::listTable(kind);
+    if (!db_.run(std::string("DELETE FROM ") + t.table + " WHERE " + t.idColumn + " = ? AND IDProfilo = ?;",
+                 {idValue(item.id), idValue(*record_.id)})) {
+        return storeFailed();
+    }
+    reloadLists();
+    return Outcome::Done;
+}
+
+void ProfileEditor::showInfo(InfoButton button) {
+    const std::vector<std::string> ids = infoMessageIds(button);
+    dialogs_.messageBox({ids.front(), joined(ids), std::string(core::kProgramTitle),
+                         platform::MessageIcon::Information, platform::MessageButtons::Ok});
+}
+
+}  // namespace ombrix::profiles

@@ -1,0 +1,246 @@
+#pragma once
+// The profile editor (frmProfili) without its window: the record navigation
+// over Profili, the record's fields, the three lists, the entry rules, the
+// save and delete checks and their messages. The form shows what this holds
+// and forwards what the user does; `ombrixctl` drives the same object.
+//
+// A form drives it so: each button, option or check box calls the member
+// of the same name, then the form shows record(), the lists, the boxes and
+// what is enabled afresh. A save (and a copy's lists) is complete when
+// save() returns, so the form needs no one-shot timers to finish it.
+//
+// Every refusal leaves the store unchanged. Store failures are shown as
+// "0310" with the store's message; nothing throws.
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/database.h"
+#include "core/store.h"
+#include "platform/dialogs.h"
+
+namespace ombrix {
+class Language;
+}
+
+namespace ombrix::profiles {
+
+using core::ListKind;
+
+// optModalita: kiosk wins over the start-button flag wherever both are read.
+enum class Mode { Kiosk = 0, NoStart = 1, Normal = 2 };
+
+// One row of Profili as the form shows it.
+struct ProfileRecord {
+    std::optional<long long> id;  // empty while a new record is not saved
+    std::string name;             // Profilo
+    bool kiosk = false;           // Kiosk
+    bool startDisabled = false;   // TastoStartDisabilitato
+    bool blockDownloads = false;  // BloccaDownload
+    bool hideMessages = false;    // NascondiMessaggiNotifica
+    bool internalBrowser = false; // UtilizzaBrowserInterno
+    bool maxProtection = false;   // ProtezioneMassima
+    bool fullScreen = false;      // ApriPaginaInizialeATuttoSchermo
+    bool forbiddenList = true;    // SitiProibiti: false reads the site list as an allowed list
+    std::string printer;          // StampantePredefinita, "" for none
+    std::string homePage;         // PaginaPredefinita, "" for none
+
+    [[nodiscard]] Mode mode() const;
+    void setMode(Mode mode);
+    bool operator==(const ProfileRecord&) const = default;
+};
+
+// The info pictures, each one message box of its texts joined by line breaks.
+enum class InfoButton {
+    AggiungiSito,
+    BloccaDownload,
+    BrowserInterno,
+    FinestreVietate,
+    ListaSiti,
+    NoMessaggi,
+    PaginaInizialePredefinita,
+    ProcessiVietati,
+    ProtezioneMassima,
+    StampantePredefinita
+};
+[[nodiscard]] std::vector<std::string> infoMessageIds(InfoButton button);
+
+// ---- The entry rules, shared by the form, the command line and the import.
+
+// A rule's verdict on one typed entry.
+struct EntryVerdict {
+    enum class Kind { Accept, Ignore, Refuse } kind = Kind::Accept;
+    std::string value;                  // what is stored on Accept
+    std::vector<std::string> messages;  // the refusal's texts by identifier, joined by line breaks
+};
+
+// The site box: trimmed; "", "." and "*" ignored; "http://" put in front
+// unless the text begins with http, file, ftp, about: or outlook (compared
+// exactly) or with "." or "*".
+[[nodiscard]] EntryVerdict siteEntry(std::string_view typed);
+// The process box: trimmed; a path is refused ("0027"), so is a name not
+// ending exactly in ".exe" ("0028", "0029", "0030").
+[[nodiscard]] EntryVerdict processEntry(std::string_view typed);
+// The window-title box: trimmed, nothing else.
+[[nodiscard]] EntryVerdict windowEntry(std::string_view typed);
+[[nodiscard]] EntryVerdict entryVerdict(ListKind kind, std::string_view typed);
+
+// The home page as saved: kept when it ends in ".exe" or ".bat", otherwise
+// "http://" in front unless it begins with http, ftp, file:/// or about:.
+[[nodiscard]] std::string normalisedHomePage(std::string_view homePage);
+// Whether an allowed list lets this home page through, by the rule the
+// enforcement applies (a program as home page is never judged).
+[[nodiscard]] bool homePageAllowed(std::string_view homePage, const std::vector<std::string>& sites);
+
+// The silent add of the import: no message, a duplicate or an empty value
+// skipped.
+core::InsertResult addSilently(core::Database& db, ListKind kind, long long profileId, std::string_view value);
+
+// Many entries of one list added at once, in one transaction, each through
+// its rule; duplicates (in the store or earlier in the input) are skipped and
+// counted. With any refused line nothing is stored.
+struct BulkRefusal {
+    std::size_t line;  // 1-based
+    std::string entry;
+    std::vector<std::string> messages;
+};
+struct BulkResult {
+    bool storeFailed = false;
+    std::string storeError;
+    std::size_t added = 0;
+    std::size_t duplicates = 0;
+    std::size_t ignored = 0;  // empty lines, "." and "*"
+    std::vector<BulkRefusal> refusals;
+    [[nodiscard]] bool ok() const { return !storeFailed && refusals.empty(); }
+};
+// `next` gives one line at a time and false at the end.
+BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
+                      const std::function<bool(std::string& line)>& next);
+
+// Entries removed at once, in one transaction: each must be in the list,
+// compared as the store compares text, as given or (a site) as its rule
+// would store it. With any entry missing nothing is removed.
+struct RemoveResult {
+    bool storeFailed = false;
+    std::string storeError;
+    std::size_t removed = 0;
+    std::vector<std::size_t> missing;  // 1-based lines
+    [[nodiscard]] bool ok() const { return !storeFailed && missing.empty(); }
+};
+RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileId,
+                           const std::function<bool(std::string& line)>& next);
+
+// ---- The editor.
+
+class ProfileEditor {
+public:
+    ProfileEditor(core::Database& db, platform::Dialogs& dialogs, Language& language);
+
+    enum class Outcome {
+        Done,      // stored (or moved)
+        Ignored,   // nothing to do (an empty box, no selection)
+        Declined,  // the user answered No
+        Refused,   // a rule refused, with its message shown
+        Failed     // the store failed, with "0310" shown
+    };
+    // Where a refusal puts the focus.
+    enum class Focus { None, Name, SiteBox, ProcessBox, WindowBox };
+
+    // Loads the profiles and lands on the first (a new record when there is none).
+    Outcome load();
+
+    // ---- bnrProfili
+    Outcome moveFirst();
+    Outcome movePrevious();
+    Outcome moveNext();
+    Outcome moveLast();
+    // A new record named with text "0016"; with `copyOf`, a copy of that
+    // profile's switches, and its lists follow when the copy is first saved.
+    Outcome addNew(std::optional<long long> copyOf = std::nullopt);
+    // Lands on the profile with this identifier.
+    Outcome moveTo(long long id);
+    // The before-save checks, then the write; a new record gets its identifier.
+    Outcome save();
+    // The before-delete check ("0013" while Clienti names it), then the three
+    // lists and the row in one transaction.
+    Outcome deleteCurrent();
+    // Drops unsaved changes: the record as stored, or the one shown before New.
+    Outcome cancel();
+
+    [[nodiscard]] std::size_t count() const { return ids_.size(); }
+    // 0-based among the stored profiles; count() while on a new record.
+    [[nodiscard]] std::size_t position() const { return position_; }
+    [[nodiscard]] bool canMovePrevious() const { return position_ > 0; }
+    [[nodiscard]] bool canMoveNext() const { return !isNew() && position_ + 1 < ids_.size(); }
+
+    // ---- The record and what it enables.
+    [[nodiscard]] ProfileRecord& record() { return record_; }
+    [[nodiscard]] const ProfileRecord& record() const { return record_; }
+    [[nodiscard]] bool isNew() const { return !record_.id.has_value(); }
+    // txtStato: "Nuovo" on a new record, else empty.
+    [[nodiscard]] std::string statusText() const { return isNew() ? "Nuovo" : ""; }
+    [[nodiscard]] bool importExportEnabled() const { return !isNew(); }
+    // optSiti: the list mode and the frame caption; maximum protection (and
+    // its info button) is offered only with a forbidden list.
+    void setForbiddenList(bool forbidden);
+    [[nodiscard]] bool maxProtectionEnabled() const { return record_.forbiddenList; }
+    // lblBrowserInterno is shown while the internal browser is on; a click
+    // on it toggles the check box.
+    [[nodiscard]] bool internalBrowserLabelVisible() const { return record_.internalBrowser; }
+    void clickInternalBrowserLabel() { record_.internalBrowser = !record_.internalBrowser; }
+    // The identifier of fraListaSiti's caption now: the refresh's pair, or
+    // "0057"/"0058" after the option group was clicked.
+    [[nodiscard]] const std::string& siteFrameCaption() const { return frameCaption_; }
+    // The profile names in store order, for a copy's source or a combo.
+    [[nodiscard]] std::vector<std::pair<long long, std::string>> profiles() const;
+
+    // ---- The lists and the entry boxes.
+    [[nodiscard]] const std::vector<core::ListRow>& list(ListKind kind) const { return lists_[index(kind)]; }
+    // The column heading's identifier ("0304", "0305", "0306").
+    [[nodiscard]] static const char* listHeading(ListKind kind);
+    // txtSito, txtProcesso, txtFinestra: the form writes what was typed and
+    // shows what is left after an add.
+    [[nodiscard]] std::string& entryBox(ListKind kind) { return boxes_[index(kind)]; }
+    // cmdAggiungiSito, cmdAggiungiProcesso, cmdAggiungiFinestra.
+    Outcome addEntry(ListKind kind);
+    // cmdElimina...: the item at `row` of the list, after the question.
+    Outcome deleteEntry(ListKind kind, std::size_t row);
+
+    // The pctInfo pictures.
+    void showInfo(InfoButton button);
+
+    [[nodiscard]] Focus focus() const { return focus_; }
+
+private:
+    static std::size_t index(ListKind kind) { return static_cast<std::size_t>(kind); }
+    bool reloadIds();
+    Outcome landOn(std::size_t position, const char* forbiddenCaption, const char* allowedCaption);
+    enum class Read { Found, Missing, Failed };
+    Read readRecord(long long id, ProfileRecord& into);
+    void reloadLists();
+    void setCaption(const char* forbiddenCaption, const char* allowedCaption);
+    Outcome refuse(std::vector<std::string> ids, Focus focus);
+    Outcome storeFailed();
+    bool ask(const std::string& messageId, const std::string& text);
+    std::string text(std::string_view id) const;
+    std::string joined(const std::vector<std::string>& ids) const;
+
+    core::Database& db_;
+    platform::Dialogs& dialogs_;
+    Language& language_;
+    std::vector<long long> ids_;
+    std::size_t position_ = 0;
+    std::size_t beforeNew_ = 0;
+    std::optional<long long> copyOf_;
+    ProfileRecord record_;
+    std::array<std::vector<core::ListRow>, 3> lists_;
+    std::array<std::string, 3> boxes_;
+    std::string frameCaption_;
+    Focus focus_ = Focus::None;
+};
+
+}  // namespace ombrix::profiles

@@ -1,0 +1,310 @@
+#include "profiles/profile_editor.h"
+
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "platform/files.h"
+#include "platform/system.h"
+#include "profiles/profile_fixtures.h"
+#include "support/language.h"
+
+namespace ombrix::profiles {
+namespace {
+
+using Outcome = ProfileEditor::Outcome;
+using platform::MessageAnswer;
+
+std::vector<std::string> texts(const std::vector<core::ListRow>& rows) {
+    std::vector<std::string> out;
+    for (const auto& r : rows) out.push_back(r.text);
+    return out;
+}
+
+class ProfileEditorTest : public ::testing::Test {
+protected:
+    ProfileEditorTest() {
+        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + test::numberedTexts());
+        dialogs.answer = MessageAnswer::Yes;
+        EXPECT_EQ(editor.load(), Outcome::Done);
+    }
+    // A saved profile with this name, the editor on it.
+    std::int64_t saved(const std::string& name) {
+        editor.addNew();
+        editor.record().name = name;
+        EXPECT_EQ(editor.save(), Outcome::Done);
+        return editor.record().id.value_or(-1);
+    }
+    Outcome add(ListKind kind, const std::string& typed) {
+        editor.entryBox(kind) = typed;
+        return editor.addEntry(kind);
+    }
+    std::string lastShown() const { return dialogs.shown.empty() ? "" : dialogs.shown.back().text; }
+
+    test::TempDir dir;
+    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
+    core::Database db = test::deliveredStore();
+    test::RecordingDialogs dialogs;
+    ProfileEditor editor{db, dialogs, language};
+};
+
+TEST(EntryRules, SitesProcessesAndHomePages) {
+    const struct {
+        ListKind kind;
+        const char* typed;
+        EntryVerdict::Kind verdict;
+        const char* stored;  // or the first refusal's identifier
+    } cases[] = {
+        {ListKind::Sites, " . ", EntryVerdict::Kind::Ignore, ""},
+        {ListKind::Sites, "*", EntryVerdict::Kind::Ignore, ""},
+        {ListKind::Sites, "  ", EntryVerdict::Kind::Ignore, ""},
+        {ListKind::Sites, " Example.ORG/News ", EntryVerdict::Kind::Accept, "http://Example.ORG/News"},
+        {ListKind::Sites, "HTTP://example.org", EntryVerdict::Kind::Accept, "http://HTTP://example.org"},
+        {ListKind::Sites, "outlook:inbox", EntryVerdict::Kind::Accept, "outlook:inbox"},
+        {ListKind::Sites, "ftp.example.org", EntryVerdict::Kind::Accept, "ftp.example.org"},
+        {ListKind::Sites, "about:blank", EntryVerdict::Kind::Accept, "about:blank"},
+        {ListKind::Sites, ".Example.org", EntryVerdict::Kind::Accept, ".Example.org"},
+        {ListKind::Sites, "*Casino", EntryVerdict::Kind::Accept, "*Casino"},
+        {ListKind::Processes, "C:\\Windows\\notepad.exe", EntryVerdict::Kind::Refuse, "0027"},
+        {ListKind::Processes, "bin/notepad.exe", EntryVerdict::Kind::Refuse, "0027"},
+        {ListKind::Processes, "NOTEPAD.EXE", EntryVerdict::Kind::Refuse, "0028"},
+        {ListKind::Processes, "notepad", EntryVerdict::Kind::Refuse, "0028"},
+        {ListKind::Processes, " notepad.exe ", EntryVerdict::Kind::Accept, "notepad.exe"},
+    };
+    for (const auto& c : cases) {
+        const EntryVerdict v = entryVerdict(c.kind, c.typed);
+        EXPECT_EQ(v.kind, c.verdict) << c.typed;
+        EXPECT_EQ(v.kind == EntryVerdict::Kind::Refuse ? v.messages.front() : v.value, c.stored) << c.typed;
+    }
+    EXPECT_EQ(processEntry("x.EXE").messages, (std::vector<std::string>{"0028", "0029", "0030"}));
+
+    const std::pair<const char*, const char*> pages[] = {
+        {"outlook.com", "http://outlook.com"},    {"file://c/x.htm", "http://file://c/x.htm"},
+        {"file:///c:/x.htm", "file:///c:/x.htm"}, {"C:\\Giochi\\avvia.bat", "C:\\Giochi\\avvia.bat"},
+        {" ftp.x.org ", "ftp.x.org"},             {"www.Example.org", "http://www.Example.org"},
+        {"", ""},
+    };
+    for (const auto& [typed, saved] : pages) EXPECT_EQ(normalisedHomePage(typed), saved) << typed;
+}
+
+// The save's allowed-list check says what the enforcement would say.
+TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
+    const struct {
+        const char* page;
+        std::vector<std::string> sites;
+        bool allowed;
+    } cases[] = {
+        {"http://www.example.org/a", {"http://example.org"}, true},
+        {"https://sub.example.org/", {"http://example.org"}, false},
+        {"https://sub.example.org/", {".example.org"}, true},
+        {"http://x.org/?q=CASINO", {"*casino"}, true},
+        {"http://example.org", {"http://other.org", "", "*example"}, true},
+        {"http://example.org", {""}, false},
+        {"http://example.org", {}, false},
+        {"C:\\giochi\\avvia.bat", {}, true},
+        {"about:blank", {}, true},
+    };
+    for (const auto& c : cases) EXPECT_EQ(homePageAllowed(c.page, c.sites), c.allowed) << c.page;
+}
+
+TEST_F(ProfileEditorTest, ANewRecordRefusesEveryListUntilSaved) {
+    const std::string before = test::profileRows(db);
+    editor.addNew();
+    EXPECT_TRUE(editor.isNew());
+    EXPECT_EQ(editor.record().name, "T0016");
+    EXPECT_EQ(editor.statusText(), "Nuovo");
+    EXPECT_FALSE(editor.importExportEnabled());
+    EXPECT_EQ(editor.siteFrameCaption(), "0005");
+    for (const auto& [kind, typed, id] : {std::tuple{ListKind::Sites, "example.org", "0036"},
+                                          std::tuple{ListKind::Processes, "gioco.exe", "0033"},
+                                          std::tuple{ListKind::WindowTitles, "Solitario", "0026"}}) {
+        EXPECT_EQ(add(kind, typed), Outcome::Refused);
+        EXPECT_EQ(dialogs.shown.back().messageId, id);
+        EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Exclamation);
+        EXPECT_EQ(editor.entryBox(kind), "");
+    }
+    EXPECT_EQ(test::profileRows(db), before);
+
+    EXPECT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(editor.record().id, 2);
+    EXPECT_EQ(editor.statusText(), "");
+    EXPECT_TRUE(editor.importExportEnabled());
+    EXPECT_EQ(editor.position(), 1u);
+    EXPECT_EQ(add(ListKind::Sites, "example.org"), Outcome::Done);
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://example.org"});
+}
+
+TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
+    saved("Scuola");
+    dialogs.answer = MessageAnswer::No;
+    EXPECT_EQ(add(ListKind::Sites, "Example.org"), Outcome::Declined);
+    EXPECT_EQ(lastShown(), "T0034 http://Example.org T0035");
+    EXPECT_EQ(dialogs.shown.back().buttons, platform::MessageButtons::YesNo);
+    EXPECT_EQ(editor.entryBox(ListKind::Sites), "http://Example.org");
+    EXPECT_TRUE(editor.list(ListKind::Sites).empty());
+
+    dialogs.answer = MessageAnswer::Yes;
+    EXPECT_EQ(editor.addEntry(ListKind::Sites), Outcome::Done);
+    EXPECT_EQ(add(ListKind::Sites, "http://EXAMPLE.org"), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0108");
+    EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    EXPECT_EQ(lastShown(), "T0031 gioco.exe T0032");
+    EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0106");
+    EXPECT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
+
+    // A path is cleared from the box; a wrong ending stays to be corrected.
+    EXPECT_EQ(add(ListKind::Processes, "C:\\giochi\\gioco.exe"), Outcome::Refused);
+    EXPECT_EQ(editor.entryBox(ListKind::Processes), "");
+    EXPECT_EQ(add(ListKind::Processes, "GIOCO.EXE"), Outcome::Refused);
+    EXPECT_EQ(lastShown(), "T0028\nT0029\nT0030");
+    EXPECT_EQ(editor.entryBox(ListKind::Processes), "GIOCO.EXE");
+    EXPECT_EQ(add(ListKind::Sites, "."), Outcome::Ignored);
+
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://Example.org"});
+    EXPECT_EQ(texts(editor.list(ListKind::Processes)), std::vector<std::string>{"gioco.exe"});
+    EXPECT_EQ(texts(editor.list(ListKind::WindowTitles)), std::vector<std::string>{"Solitario"});
+
+    dialogs.answer = MessageAnswer::No;
+    EXPECT_EQ(editor.deleteEntry(ListKind::Processes, 0), Outcome::Declined);
+    EXPECT_EQ(lastShown(), "T0042 gioco.exe T0043");
+    dialogs.answer = MessageAnswer::Yes;
+    EXPECT_EQ(editor.deleteEntry(ListKind::Processes, 0), Outcome::Done);
+    EXPECT_EQ(editor.deleteEntry(ListKind::Processes, 0), Outcome::Ignored);
+    EXPECT_TRUE(editor.list(ListKind::Processes).empty());
+}
+
+TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
+    saved("Scuola");
+    const std::int64_t id = saved("Casa");
+    const struct {
+        const char* name;
+        bool forbidden;
+        const char* homePage;
+        const char* shown;
+        ProfileEditor::Focus focus;
+    } cases[] = {
+        {"   ", true, "", "T0019\nT0020", ProfileEditor::Focus::Name},
+        {" SCUOLA ", true, "", "T0021", ProfileEditor::Focus::Name},
+        {"Casa", false, "www.example.org", "T0022\nT0023", ProfileEditor::Focus::None},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ(editor.moveTo(id), Outcome::Done);
+        const std::string before = test::profileRows(db);
+        editor.record().name = c.name;
+        editor.setForbiddenList(c.forbidden);
+        editor.record().homePage = c.homePage;
+        EXPECT_EQ(editor.save(), Outcome::Refused) << c.name;
+        EXPECT_EQ(lastShown(), c.shown);
+        EXPECT_EQ(editor.focus(), c.focus);
+        EXPECT_EQ(test::profileRows(db), before);
+    }
+    // The box shows the page as it would be saved.
+    EXPECT_EQ(editor.record().homePage, "http://www.example.org");
+    editor.record().homePage = "C:\\giochi\\avvia.bat";
+    EXPECT_EQ(editor.save(), Outcome::Done);
+
+    // The profile's own name in another case is no clash; the list makes the page allowed.
+    EXPECT_EQ(add(ListKind::Sites, ".example.org"), Outcome::Done);
+    editor.record().name = "CASA";
+    editor.record().homePage = "example.org/index.htm";
+    EXPECT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(db.scalar("SELECT PaginaPredefinita || '|' || Profilo FROM Profili WHERE IDProfilo = ?;", {id}).toText(),
+              "http://example.org/index.htm|CASA");
+}
+
+TEST_F(ProfileEditorTest, TheRecordItsSwitchesAndTheNavigation) {
+    const std::int64_t id = saved("Kiosk");
+    editor.record().setMode(Mode::NoStart);
+    editor.record().kiosk = true;  // both read: kiosk wins
+    EXPECT_EQ(editor.record().mode(), Mode::Kiosk);
+    editor.record().blockDownloads = true;
+    editor.setForbiddenList(false);
+    EXPECT_EQ(editor.siteFrameCaption(), "0058");
+    EXPECT_FALSE(editor.maxProtectionEnabled());
+    const ProfileRecord edited = editor.record();
+    ASSERT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(db.scalar("SELECT Kiosk || TastoStartDisabilitato || BloccaDownload || SitiProibiti FROM Profili "
+                        "WHERE IDProfilo = ?;",
+                        {id})
+                  .toText(),
+              "-1-1-10");
+
+    // Unsaved changes go with Cancel, and with a move: each record is read afresh.
+    editor.record().name = "Altro";
+    EXPECT_EQ(editor.cancel(), Outcome::Done);
+    EXPECT_EQ(editor.record(), edited);
+    const std::pair<Outcome (ProfileEditor::*)(), std::size_t> moves[] = {
+        {&ProfileEditor::moveFirst, 0}, {&ProfileEditor::movePrevious, 0}, {&ProfileEditor::moveNext, 1},
+        {&ProfileEditor::moveNext, 1},  {&ProfileEditor::movePrevious, 0}, {&ProfileEditor::moveLast, 1}};
+    for (const auto& [move, position] : moves) {
+        EXPECT_EQ((editor.*move)(), Outcome::Done);
+        EXPECT_EQ(editor.position(), position);
+    }
+    // New then Cancel goes back to the record shown before.
+    editor.addNew();
+    EXPECT_EQ(editor.cancel(), Outcome::Done);
+    EXPECT_EQ(editor.record().id, id);
+}
+
+TEST_F(ProfileEditorTest, ACopyTakesTheSwitchesAndTheListsInOrder) {
+    const std::int64_t source = saved("Scuola");
+    for (const char* site : {"b.org", "a.org", "*giochi"}) ASSERT_EQ(add(ListKind::Sites, site), Outcome::Done);
+    ASSERT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    ASSERT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
+    editor.record().hideMessages = true;
+    ASSERT_EQ(editor.save(), Outcome::Done);
+
+    editor.addNew(source);
+    EXPECT_EQ(editor.record().name, "T0016");
+    EXPECT_TRUE(editor.record().hideMessages);
+    EXPECT_TRUE(editor.list(ListKind::Sites).empty());
+    editor.record().name = "Scuola 2";
+    ASSERT_EQ(editor.save(), Outcome::Done);
+    EXPECT_NE(editor.record().id, source);
+    EXPECT_EQ(texts(editor.list(ListKind::Sites)),
+              (std::vector<std::string>{"http://b.org", "http://a.org", "*giochi"}));
+    EXPECT_EQ(texts(editor.list(ListKind::Processes)), std::vector<std::string>{"gioco.exe"});
+    EXPECT_EQ(texts(editor.list(ListKind::WindowTitles)), std::vector<std::string>{"Solitario"});
+}
+
+TEST_F(ProfileEditorTest, DeletingAProfile) {
+    const std::int64_t kept = saved("Assegnato");
+    ASSERT_TRUE(db.run("INSERT INTO Clienti (IDProfilo) VALUES (?);", {kept}));
+    const std::int64_t gone = saved("Da eliminare");
+    ASSERT_EQ(add(ListKind::Sites, "example.org"), Outcome::Done);
+    ASSERT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    ASSERT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
+
+    ASSERT_EQ(editor.moveTo(kept), Outcome::Done);
+    const std::string before = test::profileRows(db);
+    EXPECT_EQ(editor.deleteCurrent(), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0013");
+    EXPECT_EQ(test::profileRows(db), before);
+
+    ASSERT_EQ(editor.moveTo(gone), Outcome::Done);
+    EXPECT_EQ(editor.deleteCurrent(), Outcome::Done);
+    for (const char* table : {"Profili", "ProcessiVietati", "NomiFinestreVietate", "SitiVietatiConsentiti"}) {
+        EXPECT_EQ(db.scalar(std::string("SELECT count(*) FROM ") + table + " WHERE IDProfilo = ?;", {gone}).toInteger(),
+                  0)
+            << table;
+    }
+    EXPECT_EQ(editor.record().id, kept) << "lands on the neighbour";
+}
+
+TEST_F(ProfileEditorTest, StoreFailuresAreShownNotThrown) {
+    saved("Scuola");
+    ASSERT_TRUE(db.exec("DROP TABLE ProcessiVietati;"));
+    EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Failed);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Critical);
+    // The delete stops at the missing table and the profile row stays.
+    const std::string before = test::profileRows(db);
+    EXPECT_EQ(editor.deleteCurrent(), Outcome::Failed);
+    EXPECT_EQ(test::profileRows(db), before);
+}
+
+}  // namespace
+}  // namespace ombrix::profiles
