@@ -258,7 +258,9 @@ public:
         return {{1, "chrome.exe"}, {2, "msedge.exe"}, {3, "firefox.exe"}, {4, "explorer.exe"}};
     }
     bool terminate(std::uint32_t) override { return false; }
-    platform::WindowId findByTitle(std::string_view) override { return 0; }
+    std::vector<platform::WindowId> findByTitles(const std::vector<std::string>& titles) override {
+        return std::vector<platform::WindowId>(titles.size(), 0);
+    }
     platform::WindowId findByClass(std::string_view, platform::WindowId) override { return 0; }
     std::vector<platform::WindowId> topLevelWindows() override { return {}; }
     std::string title(platform::WindowId) override { return {}; }

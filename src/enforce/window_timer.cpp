@@ -8,17 +8,21 @@ namespace ombrix::enforce {
 
 void WindowTimer::ChiudiFinestreVietate() {
     const std::vector<std::string> titles = p_.elencoFinestre;
+    if (titles.size() < 2) return;  // the last entry is never searched
+    std::vector<std::string> searched;
+    searched.reserve(titles.size() - 1);
     for (std::size_t i = 0; i + 1 < titles.size(); ++i) {
-        const std::string& title = titles[i];
-        const bool silent = title.rfind(kSilentMark, 0) == 0;
-        const std::string searched = silent ? replaceAll(title, kSilentMark, "") : title;
-        // A blank title would find some untitled window of any program.
-        if (searched.empty()) continue;
-        const platform::WindowId window = m_.windows.findByTitle(searched);
+        const bool silent = titles[i].rfind(kSilentMark, 0) == 0;
+        // A blank title finds nothing: it would name some untitled window of any program.
+        searched.push_back(silent ? replaceAll(titles[i], kSilentMark, "") : titles[i]);
+    }
+    const std::vector<platform::WindowId> found = m_.windows.findByTitles(searched);
+    for (std::size_t i = 0; i < searched.size() && i < found.size(); ++i) {
+        const platform::WindowId window = found[i];
         if (window == 0) continue;
         m_.windows.show(window, platform::ShowCommand::Normal);
         m_.windows.postClose(window);
-        if (!silent) notify(text("0174") + " " + title, kNoticeWindow);
+        if (titles[i].rfind(kSilentMark, 0) != 0) notify(text("0174") + " " + titles[i], kNoticeWindow);
     }
 }
 

@@ -17,8 +17,10 @@ enum class ShowCommand { Hide = 0, Normal = 1, Minimized = 2, Maximized = 3, NoA
 class WindowSystem {
 public:
     virtual ~WindowSystem() = default;
-    // A top-level window with exactly this title, compared without case; 0 when none.
-    [[nodiscard]] virtual WindowId findByTitle(std::string_view title) = 0;
+    // For each title, the front-most top-level window with exactly that
+    // title, compared without case; 0 when none, and for an empty title.
+    // One walk of the desktop serves the whole list.
+    [[nodiscard]] virtual std::vector<WindowId> findByTitles(const std::vector<std::string>& titles) = 0;
     // The next top-level window of this class after `after` (0: the first).
     [[nodiscard]] virtual WindowId findByClass(std::string_view className, WindowId after) = 0;
     [[nodiscard]] virtual std::vector<WindowId> topLevelWindows() = 0;

@@ -124,6 +124,7 @@ TEST(WindowTimer, ClosesForbiddenTitlesAndSilentPrompts) {
                        "close Restore pages?"}))
         << "shown normally, then closed; silent entries without a notice";
     EXPECT_EQ(rig.host.notices[0].kind, kNoticeWindow);
+    EXPECT_EQ(rig.windows.titleWalks, 1) << "one walk of the desktop for the whole list";
 }
 
 TEST(WindowTimer, ABlankTitleFindsNothing) {

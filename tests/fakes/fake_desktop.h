@@ -76,12 +76,17 @@ public:
     void bringToFront(platform::WindowId id) { std::rotate(windows.begin(), at(id), at(id) + 1); }
 
     // WindowSystem. A posted close is only noted: the window handles it later.
-    platform::WindowId findByTitle(std::string_view title) override {
-        for (const auto& w : windows) {
-            if (equalsNoCase(w.title, title)) return w.id;
+    std::vector<platform::WindowId> findByTitles(const std::vector<std::string>& titles) override {
+        ++titleWalks;
+        std::vector<platform::WindowId> found;
+        for (const std::string& title : titles) {
+            const auto w = std::find_if(windows.begin(), windows.end(),
+                                        [&](const FakeWindow& f) { return equalsNoCase(f.title, title); });
+            found.push_back(title.empty() || w == windows.end() ? 0 : w->id);
         }
-        return 0;
+        return found;
     }
+    int titleWalks = 0;
     platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
         bool past = after == 0;
         for (const auto& w : windows) {

@@ -2,6 +2,9 @@
 
 #include <commctrl.h>
 
+#include <algorithm>
+#include <optional>
+
 #include "core/controller.h"
 #include "core/win32/closing_form.h"
 #include "core/win32/notice_form.h"
@@ -17,10 +20,8 @@
 namespace ombrix::win32 {
 namespace {
 
-// The program timers' ids on the main form, clear of any control's timer.
-constexpr UINT_PTR kFirstTimerId = 100;
-
-UINT_PTR timerIdOf(core::TimerId id) { return static_cast<UINT_PTR>(id) + kFirstTimerId; }
+// The one system timer that carries the program's timers, clear of any control's.
+constexpr UINT_PTR kWheelTimerId = 100;
 
 // The administrator controls, hidden while the form is locked.
 constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CMBPROFILI, IDC_CMDPROFILI,
@@ -211,9 +212,8 @@ void MainForm::unloadOtherForms() {
 void MainForm::endProgram() {
     if (ended_) return;
     ended_ = true;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(core::TimerId::Count); ++i) {
-        KillTimer(dialog_.get(), timerIdOf(static_cast<core::TimerId>(i)));
-    }
+    wheel_ = core::TimerWheel{};
+    KillTimer(dialog_.get(), kWheelTimerId);
     tray_->Hide();
     closing_.reset();
     ShowWindow(dialog_.get(), SW_HIDE);
@@ -221,18 +221,38 @@ void MainForm::endProgram() {
 }
 
 void MainForm::setEnabled(core::TimerId id, bool enabled) {
-    timers_[id] = enabled;
-    if (!dialog_) return;
     if (enabled) {
-        SetTimer(dialog_.get(), timerIdOf(id), core::timerSpec(id).intervalMs, nullptr);
+        wheel_.enable(id, GetTickCount64());
     } else {
-        KillTimer(dialog_.get(), timerIdOf(id));
+        wheel_.disable(id);
     }
+    armWheel();
 }
 
-bool MainForm::isEnabled(core::TimerId id) const {
-    const auto it = timers_.find(id);
-    return it != timers_.end() && it->second;
+bool MainForm::isEnabled(core::TimerId id) const { return wheel_.enabled(id); }
+
+void MainForm::armWheel() {
+    if (!dialog_) return;
+    const std::optional<std::uint64_t> wait = wheel_.wait(GetTickCount64());
+    if (!wait) {
+        KillTimer(dialog_.get(), kWheelTimerId);
+        return;
+    }
+    // SetTimer raises anything below its minimum to it; zero is "at once".
+    SetTimer(dialog_.get(), kWheelTimerId, static_cast<UINT>(std::max<std::uint64_t>(*wait, USER_TIMER_MINIMUM)),
+             nullptr);
+}
+
+void MainForm::onWheel() {
+    for (const core::TimerId id : wheel_.takeDue(GetTickCount64())) {
+        // A tick may switch later timers of this wake-up off, as KillTimer
+        // drops a WM_TIMER already posted.
+        if (!wheel_.enabled(id)) continue;
+        platform::guarded([&] {
+            if (onTimer) onTimer(id);
+        });
+    }
+    armWheel();
 }
 
 void MainForm::hideToTray() {
@@ -328,12 +348,7 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
             platform::guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
             return TRUE;
         case WM_TIMER:
-            if (wp >= kFirstTimerId && wp < kFirstTimerId + static_cast<WPARAM>(core::TimerId::Count)) {
-                const auto id = static_cast<core::TimerId>(wp - kFirstTimerId);
-                platform::guarded([&] {
-                    if (onTimer) onTimer(id);
-                });
-            }
+            if (wp == kWheelTimerId) platform::guarded([&] { onWheel(); });
             return TRUE;
         case WM_SYSCOMMAND:
             if ((wp & 0xFFF0) == SC_MINIMIZE) {

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "core/main_view.h"
+#include "core/timer_wheel.h"
 #include "core/timers.h"
 #include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"
@@ -81,6 +82,9 @@ public:
     [[nodiscard]] HWND noticeWindow() const;
 
 private:
+    // The program's timers share one system timer (kept by the wheel).
+    void armWheel();
+    void onWheel();
     static INT_PTR CALLBACK Proc(HWND, UINT, WPARAM, LPARAM);
     INT_PTR handle(UINT msg, WPARAM wp, LPARAM lp);
     void onCommand(int id, int code);
@@ -98,7 +102,7 @@ private:
     UniqueMenu menu_;
     bool unlocked_ = false;
     bool ended_ = false;
-    std::map<core::TimerId, bool> timers_;
+    core::TimerWheel wheel_;
     std::unique_ptr<DialogTranslation> translation_;
     std::unique_ptr<NotifyIcon> tray_;
     std::unique_ptr<SplashForm> splash_;

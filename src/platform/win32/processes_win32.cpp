@@ -1,8 +1,9 @@
 #include <windows.h>
-// tlhelp32.h needs the types of windows.h first.
-#include <tlhelp32.h>
+// winternl.h needs the types of windows.h first.
+#include <winternl.h>
 
-#include <cwchar>
+#include <algorithm>
+#include <cstdint>
 
 #include "platform/failures.h"
 #include "platform/win32/handles.h"
@@ -12,19 +13,35 @@
 namespace ombrix::win32 {
 namespace {
 
+constexpr NTSTATUS kInfoLengthMismatch = static_cast<NTSTATUS>(0xC0000004L);
+
 class Win32Processes final : public platform::Processes {
 public:
+    // The system's process list in one call: a tool-help snapshot copies the
+    // same list into a section and maps it again for every entry read.
     std::vector<platform::ProcessEntry> snapshot() override {
         std::vector<platform::ProcessEntry> out;
         try {
-            const UniqueKernelHandle snap = adoptInvalidOnFailure(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-            if (!snap) return {};
-            PROCESSENTRY32W entry{};
-            entry.dwSize = sizeof entry;
-            for (BOOL more = Process32FirstW(snap.get(), &entry); more; more = Process32NextW(snap.get(), &entry)) {
-                // The name field is a fixed buffer: the name ends at the first NUL.
-                const std::size_t length = wcsnlen(entry.szExeFile, std::size(entry.szExeFile));
-                out.push_back({entry.th32ProcessID, fromWide(std::wstring_view(entry.szExeFile, length))});
+            ULONG size = 256 * 1024;
+            std::vector<std::uint64_t> buffer;  // the records need 8-byte alignment
+            NTSTATUS status = 0;
+            for (int attempt = 0; attempt < 5; ++attempt) {
+                buffer.assign(size / sizeof(std::uint64_t) + 1, 0);
+                ULONG needed = 0;
+                status = NtQuerySystemInformation(SystemProcessInformation, buffer.data(), size, &needed);
+                if (status != kInfoLengthMismatch) break;
+                size = std::max<ULONG>(needed + 64 * 1024, size * 2);  // processes start meanwhile
+            }
+            if (status < 0) return {};
+            const auto* bytes = reinterpret_cast<const unsigned char*>(buffer.data());
+            for (std::size_t offset = 0;;) {
+                const auto* p = reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(bytes + offset);
+                const std::wstring_view name(p->ImageName.Buffer ? p->ImageName.Buffer : L"",
+                                             p->ImageName.Length / sizeof(wchar_t));
+                out.push_back({static_cast<std::uint32_t>(reinterpret_cast<ULONG_PTR>(p->UniqueProcessId)),
+                               fromWide(name)});
+                if (p->NextEntryOffset == 0) break;
+                offset += p->NextEntryOffset;
             }
         } catch (...) {
             // Out of memory half-way: what was read is still a valid, shorter list.

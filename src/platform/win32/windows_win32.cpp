@@ -14,6 +14,22 @@ platform::WindowId toId(HWND hwnd) { return reinterpret_cast<platform::WindowId>
 // hang the enforcement timers with it.
 bool ownedByThisThread(HWND hwnd) { return GetWindowThreadProcessId(hwnd, nullptr) == GetCurrentThreadId(); }
 
+// GetWindowTextLengthW would send a message to a foreign window (which may
+// hang); GetWindowTextW reads its stored text instead. The buffer grows
+// while the text fills it.
+std::wstring wideTitle(HWND window) {
+    std::wstring buffer(256, L'\0');
+    for (;;) {
+        const int n = GetWindowTextW(window, buffer.data(), static_cast<int>(buffer.size()));
+        if (n <= 0) return {};
+        if (static_cast<std::size_t>(n) < buffer.size() - 1 || buffer.size() >= 65536) {
+            buffer.resize(static_cast<std::size_t>(n));
+            return buffer;
+        }
+        buffer.assign(buffer.size() * 2, L'\0');
+    }
+}
+
 BOOL CALLBACK collectWindow(HWND hwnd, LPARAM param) {
     try {
         reinterpret_cast<std::vector<platform::WindowId>*>(param)->push_back(toId(hwnd));
@@ -26,10 +42,34 @@ BOOL CALLBACK collectWindow(HWND hwnd, LPARAM param) {
 
 class Win32WindowSystem final : public platform::WindowSystem {
 public:
-    platform::WindowId findByTitle(std::string_view title) override {
-        // An empty title would name any untitled window, never what a list means.
-        if (title.empty()) return 0;
-        return platform::guarded([&] { return toId(FindWindowW(nullptr, toWide(title).c_str())); });
+    std::vector<platform::WindowId> findByTitles(const std::vector<std::string>& titles) override {
+        // FindWindowW per title would walk the desktop, and ask the server
+        // for every window's text, once for each title of the list.
+        std::vector<platform::WindowId> found(titles.size(), 0);
+        platform::guarded([&] {
+            std::vector<std::wstring> wanted;
+            wanted.reserve(titles.size());
+            std::size_t left = 0;
+            for (const std::string& t : titles) {
+                wanted.push_back(toWide(t));
+                if (!t.empty()) ++left;
+            }
+            for (const platform::WindowId window : topLevelWindows()) {
+                if (left == 0) break;
+                const std::wstring text = wideTitle(toHwnd(window));
+                if (text.empty()) continue;
+                for (std::size_t i = 0; i < wanted.size(); ++i) {
+                    if (found[i] != 0 || wanted[i].empty()) continue;
+                    // FindWindowW's rule: the whole title, case ignored ordinally.
+                    if (CompareStringOrdinal(text.data(), static_cast<int>(text.size()), wanted[i].data(),
+                                             static_cast<int>(wanted[i].size()), TRUE) == CSTR_EQUAL) {
+                        found[i] = window;
+                        --left;
+                    }
+                }
+            }
+        });
+        return found;
     }
 
     platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
@@ -53,19 +93,7 @@ public:
     std::string title(platform::WindowId window) override {
         if (window == 0) return {};
         try {
-            // GetWindowTextLengthW would send a message to a foreign window
-            // (which may hang); GetWindowTextW reads its stored text instead.
-            // The buffer grows while the text fills it.
-            std::wstring buffer(256, L'\0');
-            for (;;) {
-                const int n = GetWindowTextW(toHwnd(window), buffer.data(), static_cast<int>(buffer.size()));
-                if (n <= 0) return {};
-                if (static_cast<std::size_t>(n) < buffer.size() - 1 || buffer.size() >= 65536) {
-                    buffer.resize(static_cast<std::size_t>(n));
-                    return fromWide(buffer);
-                }
-                buffer.assign(buffer.size() * 2, L'\0');
-            }
+            return fromWide(wideTitle(toHwnd(window)));
         } catch (...) {
             platform::recordCurrentFailure();
             return {};
