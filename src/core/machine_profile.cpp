@@ -272,6 +272,9 @@ void MachineSettings::RipristinaImpostazioni() {
     const auto registryProbe = [](const char* path, const char* name) {
         return SavedSetting{SavedSetting::Kind::Registry, RegRoot::CurrentUser, path, name, {}, {}};
     };
+    // What this run changed; the steps below may add records of their own
+    // (the remembered printer made the default again), which are not undone.
+    const std::vector<SavedSetting> changed = m_.journal.settings();
     std::vector<std::string> givenBack;
     const auto back = [&](const SavedSetting& s) {
         if (platform::guarded([&] { return giveBack(giveBackSeams(), s); }, false)) givenBack.push_back(s.key());
@@ -317,7 +320,7 @@ void MachineSettings::RipristinaImpostazioni() {
     // The rest of what this run changed; then the journal goes, unless a
     // value could not be given back: the next start tries that one again.
     std::vector<SavedSetting> kept;
-    for (const auto& s : m_.journal.settings()) {
+    for (const auto& s : changed) {
         const bool done = std::find(givenBack.begin(), givenBack.end(), s.key()) != givenBack.end() ||
                           platform::guarded([&] { return giveBack(giveBackSeams(), s); }, false);
         if (!done) kept.push_back(s);

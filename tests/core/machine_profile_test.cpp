@@ -119,6 +119,16 @@ TEST(MachineProfile, AProfileChangesTheMachineAndAnOrderlyEndGivesItAllBack) {
     EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath()));
 }
 
+TEST(MachineProfile, ThePrinterOfTheStartComesBackWhenSomeoneElseChangedIt) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    rig.settings->applyToMachine({});
+    rig.printers.device = "New,newdrv,Ne01:";
+    rig.settings->RipristinaImpostazioni();
+    EXPECT_EQ(rig.printers.device, "Old,olddrv,LPT1:");
+    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath()));
+}
+
 TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
     Rig rig;
     rig.settings->rememberSettings();
