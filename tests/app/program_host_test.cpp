@@ -5,7 +5,6 @@
 #include "fakes/fake_controller.h"
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_machine.h"
-#include "fakes/fake_machine_profile.h"
 #include "platform/file_registry.h"
 
 namespace ombrix::app {
@@ -93,24 +92,6 @@ TEST(ProgramHost, PagesOpenFromTheProgramDriveAndABlankStartPageOpensNothing) {
 
     h.host.keepNoticeWindowsOnTop();
     EXPECT_GE(h.journal.find("view notice on top"), 0);
-}
-
-TEST(ProgramHost, TheHomePageTimerFiresOnceWithTheSwitchesInUse) {
-    HostRig h;
-    test::FakePrinters printers{h.journal};
-    test::FakeDesktopLock desktop{h.journal};
-    test::FakeFileSystem files;
-    test::SwitchableWriter writer;
-    core::MachineJournal journal{writer, files};
-    core::MachineSettings machine({h.registry, h.system, printers, h.rig.processes, h.rig.pump, h.shell, files,
-                                   desktop, journal},
-                                  [] { return std::string(); });
-    h.host.setMachineSettings(&machine);
-    h.rig.processes.start("chrome.exe");
-    h.rig.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
-    h.host.onTimer(TimerId::LanciaPaginaIniziale);
-    EXPECT_FALSE(h.rig.timers.isEnabled(TimerId::LanciaPaginaIniziale));
-    EXPECT_TRUE(h.journal.inOrder({"tmrLanciaPaginaIniziale off", "kill chrome.exe", "lock 00"}));
 }
 
 }  // namespace

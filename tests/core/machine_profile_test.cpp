@@ -16,31 +16,24 @@ namespace {
 
 using platform::RegRoot;
 
-// The file registry, with a look at every write before it lands and a way to refuse some.
+// The file registry, with a look at every write before it lands.
 class WatchedRegistry final : public platform::Registry {
 public:
     platform::FileRegistry inner;
-    std::function<void(std::string_view name)> beforeWrite;
-    std::string refuseName;
+    std::function<void(std::string_view name)> beforeWrite = [](std::string_view) {};
 
     std::optional<std::string> readValue(RegRoot r, std::string_view p, std::string_view n) override {
         return inner.readValue(r, p, n);
     }
     bool writeString(RegRoot r, std::string_view p, std::string_view n, std::string_view v) override {
-        return allowed(n) && inner.writeString(r, p, n, v);
+        beforeWrite(n);
+        return inner.writeString(r, p, n, v);
     }
     bool writeDword(RegRoot r, std::string_view p, std::string_view n, std::uint32_t v) override {
-        return allowed(n) && inner.writeDword(r, p, n, v);
+        beforeWrite(n);
+        return inner.writeDword(r, p, n, v);
     }
-    bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override {
-        return allowed(n) && inner.deleteValue(r, p, n);
-    }
-
-private:
-    bool allowed(std::string_view name) {
-        if (beforeWrite) beforeWrite(name);
-        return name != refuseName;
-    }
+    bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override { return inner.deleteValue(r, p, n); }
 };
 
 // One machine; each run of the program is a fresh journal and settings object on it.
@@ -58,13 +51,12 @@ struct Rig {
     test::SwitchableWriter writer;
     std::unique_ptr<MachineJournal> journal;
     std::unique_ptr<MachineSettings> settings;
-    std::string profileFolder;
+    std::string profileFolder = pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "Profiles" / "abc.default");
+    std::string journalPath = pathToUtf8(dir.path() / kJournalFileName);
 
     Rig() {
-        system.env["APPDATA"] = pathToUtf8(dir.path());
-        const std::string firefox = pathToUtf8(dir.path() / "Mozilla" / "Firefox");
-        test::writeFile(firefox + "/profiles.ini", "[Profile0]\r\nName=default\r\nPath=Profiles/abc.default\r\n");
-        profileFolder = firefox + "/Profiles/abc.default";
+        system.env = {{"APPDATA", pathToUtf8(dir.path())}, {"ProgramFiles", "C:\\PF"}, {"USERPROFILE", "C:\\U"}};
+        test::writeFile(pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "profiles.ini"), "Path=Profiles/abc.default\n");
         test::writeFile(profileFolder + "/prefs.js", "user_pref(\"browser.startup.homepage\", \"http://ff-own/\");\n");
         printers.ports = {{"Old", "olddrv,LPT1:,15,45"}, {"New", "newdrv,Ne01:,15,45"}};
         printers.device = "Old,olddrv,LPT1:";
@@ -76,79 +68,57 @@ struct Rig {
         journal = std::make_unique<MachineJournal>(writer, platform::realFileSystem());
         settings = std::make_unique<MachineSettings>(
             MachineSeams{registry, system, printers, processes, pump, shell, files, desktop, *journal},
-            [this] { return journalPath(); });
+            [this] { return journalPath; });
     }
-    [[nodiscard]] std::string journalPath() const { return pathToUtf8(dir.path() / kJournalFileName); }
     [[nodiscard]] std::optional<std::string> value(const char* path, const char* name) {
         return registry.inner.readValue(RegRoot::CurrentUser, path, name);
     }
+    void expectAsBefore() {
+        EXPECT_EQ(value(kInternetExplorerMain, kStartPage), "http://school/");
+        EXPECT_EQ(value(kZone3, kDownloadValue), std::nullopt) << "the value did not exist before";
+        EXPECT_EQ(printers.device, "Old,olddrv,LPT1:");
+        EXPECT_EQ(HomePageFirefox(profileFolder), "http://ff-own/");
+        EXPECT_FALSE(platform::realFileSystem().fileExists(journalPath));
+    }
 };
 
-ProfileSwitches lockingProfile() {
+ProfileSwitches lockingProfile(const char* page = "http://foreign/") {
     ProfileSwitches p;
     p.stampantePredefinita = " New ";
-    p.paginaPredefinita = "http://foreign/";
-    p.bloccaDownload = true;
-    p.kiosk = true;
+    p.paginaPredefinita = page;
+    p.bloccaDownload = p.kiosk = true;
     return p;
 }
 
-void expectMachineAsBefore(Rig& rig) {
-    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://school/");
-    EXPECT_EQ(rig.value(kZone3, kDownloadValue), std::nullopt) << "the value did not exist before";
-    EXPECT_EQ(rig.printers.device, "Old,olddrv,LPT1:");
-    EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://ff-own/");
-}
-
-TEST(MachineProfile, AProfileChangesTheMachineAndAnOrderlyEndGivesItAllBack) {
+TEST(MachineProfile, AnOrderlyEndGivesEverythingBack) {
     Rig rig;
     rig.settings->rememberSettings();
     rig.settings->applyToMachine(lockingProfile());
     EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://foreign/");
     EXPECT_EQ(rig.value(kZone3, kDownloadValue), "3");
-    EXPECT_EQ(rig.printers.device, "New,newdrv,Ne01:");
     EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://foreign/");
     EXPECT_TRUE(rig.log.inOrder({"printer device New,newdrv,Ne01:", "printer rewrite New", "lock 11"}));
-
-    // Shutdown: profile 0, then the closing routine.
-    rig.settings->applyToMachine({});
+    rig.settings->applyToMachine({});  // profile 0 at shutdown
     EXPECT_EQ(rig.value(kZone3, kDownloadValue), "0");
     rig.settings->RipristinaImpostazioni();
-    expectMachineAsBefore(rig);
+    rig.expectAsBefore();
     EXPECT_EQ(rig.log.entries.back(), "restart shell") << "Windows 10";
-    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath()));
-}
-
-TEST(MachineProfile, ThePrinterOfTheStartComesBackWhenSomeoneElseChangedIt) {
-    Rig rig;
-    rig.settings->rememberSettings();
-    rig.settings->applyToMachine({});
-    rig.printers.device = "New,newdrv,Ne01:";
-    rig.settings->RipristinaImpostazioni();
-    EXPECT_EQ(rig.printers.device, "Old,olddrv,LPT1:");
-    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath()));
 }
 
 TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
     Rig rig;
     rig.settings->rememberSettings();
     rig.settings->applyToMachine(lockingProfile());
-    ProfileSwitches other = lockingProfile();
-    other.paginaPredefinita = "http://second/";
-    rig.settings->applyToMachine(other);
-
+    rig.settings->applyToMachine(lockingProfile("http://second/"));
     rig.newRun();  // the process was ended by force
     rig.settings->rememberSettings();
-    expectMachineAsBefore(rig);
-    EXPECT_EQ(rig.settings->lastRecovery().settings.size(), 5u);
+    rig.expectAsBefore();
     EXPECT_EQ(rig.log.entries.back(), "lock 00");
-    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath())) << "a fresh journal starts empty";
-
-    // This run remembered the machine's own values, not the crashed run's:
-    // a profile that changes none of them gives back what was remembered.
+    // A run that changes nothing gives back what it remembered: the machine's own values.
     rig.settings->applyToMachine({});
+    rig.printers.device = "New,newdrv,Ne01:";  // someone else's change, undone as ever
     rig.settings->RipristinaImpostazioni();
-    expectMachineAsBefore(rig);
+    rig.expectAsBefore();
 }
 
 TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
@@ -156,183 +126,101 @@ TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
     rig.settings->rememberSettings();
     int checked = 0;
     rig.registry.beforeWrite = [&](std::string_view name) {
-        const auto disk = rig.journal->read();
-        const bool recorded = std::any_of(disk.settings.begin(), disk.settings.end(),
-                                          [&](const SavedSetting& s) { return s.name == name; });
-        EXPECT_TRUE(recorded) << name;
+        const auto disk = rig.journal->read().settings;
+        EXPECT_TRUE(std::any_of(disk.begin(), disk.end(), [&](const SavedSetting& s) { return s.name == name; }))
+            << name;
         ++checked;
     };
     rig.settings->applyToMachine(lockingProfile());
     rig.settings->ImpostaEmulazioneBrowser();
-    rig.registry.beforeWrite = nullptr;
     EXPECT_EQ(checked, 3);
 }
 
-TEST(MachineProfile, AValueThatCannotGoBackStaysInTheJournalWithItsOldValue) {
+TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {
     Rig rig;
+    ProfileSwitches p;
+    p.paginaPredefinita = "C:\\giochi\\avvia.BAT";
+    p.stampantePredefinita = "Missing";
+    p.tastoStartDisabilitato = true;
     rig.settings->rememberSettings();
-    rig.settings->applyToMachine(lockingProfile());
-    rig.newRun();
-    rig.registry.refuseName = kStartPage;
-    rig.settings->rememberSettings();
-    EXPECT_EQ(rig.value(kZone3, kDownloadValue), std::nullopt) << "the others went back";
-    rig.settings->applyToMachine(lockingProfile());  // records nothing new for the start page
-
-    rig.registry.refuseName.clear();
-    rig.newRun();
-    rig.settings->rememberSettings();
-    expectMachineAsBefore(rig);
-}
-
-TEST(MachineProfile, ADamagedJournalIsSetAsideAndAFreshOneStarts) {
-    Rig rig;
-    test::writeFile(rig.journalPath(), "ombrix machine journal 1\nregistry\tHKCU\tSoftware\\Microsoft\\Inter");
-    rig.settings->rememberSettings();
-    EXPECT_EQ(rig.settings->lastRecovery().state, MachineJournal::State::Damaged);
-    EXPECT_TRUE(platform::realFileSystem().fileExists(rig.journalPath() + ".damaged"));
-    rig.settings->applyToMachine(lockingProfile());
-    EXPECT_EQ(rig.journal->read().state, MachineJournal::State::Intact);
-}
-
-TEST(MachineProfile, HomePagesPrintersAndDesktopFlagsFollowTheProfile) {
-    struct Case {
-        const char* name;
-        ProfileSwitches switches;
-        std::optional<std::string> startPage;
-        std::string device;
-        const char* lock;
-    };
-    ProfileSwitches bat;
-    bat.paginaPredefinita = "C:\\giochi\\avvia.BAT";
-    bat.tastoStartDisabilitato = true;
-    ProfileSwitches both;
-    both.kiosk = both.tastoStartDisabilitato = true;
-    both.stampantePredefinita = "Missing";
-    ProfileSwitches blank;
-    blank.paginaPredefinita = "   ";
-    const std::vector<Case> cases = {
-        {"a program is run, never written", bat, "http://school/", "Old,olddrv,LPT1:", "lock 01"},
-        {"kiosk wins; an unlisted printer changes nothing", both, "http://school/", "Old,olddrv,LPT1:", "lock 11"},
-        {"a blank page is none", blank, "http://school/", "Old,olddrv,LPT1:", "lock 00"},
-    };
-    for (const auto& c : cases) {
-        Rig rig;
-        rig.settings->rememberSettings();
-        rig.settings->applyToMachine(c.switches);
-        EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), c.startPage) << c.name;
-        EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://ff-own/") << c.name;
-        EXPECT_EQ(rig.printers.device, c.device) << c.name;
-        EXPECT_EQ(rig.log.entries.back(), c.lock) << c.name;
-        EXPECT_EQ(rig.value(kZone3, kDownloadValue), "0") << c.name;
-    }
+    rig.settings->applyToMachine(p);
+    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://school/");
+    EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://ff-own/");
+    EXPECT_EQ(rig.printers.device, "Old,olddrv,LPT1:");
+    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"lock 01"});
 }
 
 TEST(MachineProfile, DefaultBrowserIsToldBySubstringInItsOrder) {
-    struct Case {
-        const char* progId;
-        const char* startMenu;
-        const char* command;
-        const char* expected;
+    const std::pair<const char*, const char*> cases[] = {
+        {"FirefoxURL-308046B0AF4A39CB", "Firefox"},
+        {"ChromeHTML", "Altro"},  // "Chrome" with a capital is none of the names
+        {"OperaChrome", "Opera"},
+        {"chrome", "GoogleChrome"},
     };
-    const Case cases[] = {
-        {"FirefoxURL-308046B0AF4A39CB", "", "", "Firefox"},
-        {"", "", "\"C:\\Program Files\\Internet Explorer\\iexplore.exe\" %1", "IExplore"},
-        {"ChromeHTML", "", "", "Altro"},  // "Chrome" with a capital is none of the names
-        {"", "Google chrome", "", "GoogleChrome"},
-        {"", "", "\"C:\\Program Files\\Opera\\launcher.exe\" \"%1\"", "Opera"},
-        {"", "", "", "Altro"},
-        {"OperaChrome", "", "", "Opera"},  // Opera is asked before chrome
-    };
-    for (const auto& c : cases) {
+    for (const auto& [progId, expected] : cases) {
         Rig rig;
-        auto& r = rig.registry.inner;
-        r.writeString(RegRoot::CurrentUser,
-                      "SOFTWARE\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\https\\UserChoice",
-                      "ProgId", c.progId);
-        r.writeString(RegRoot::LocalMachine, "SOFTWARE\\Clients\\StartMenuInternet", "", c.startMenu);
-        r.writeString(RegRoot::LocalMachine, "Software\\Classes\\http\\shell\\open\\command", "", c.command);
-        EXPECT_EQ(rig.settings->BrowserPredefinito(), c.expected) << c.progId << c.startMenu << c.command;
-    }
-}
-
-TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersAndOpensTheHomePage) {
-    struct Case {
-        const char* name;
-        const char* page;
-        bool fullScreen;
-        const char* progId;
-        std::vector<std::string> expected;
-    };
-    const std::string ie = "\\internet explorer\\iexplore -k http://home/";
-    const Case cases[] = {
-        {"a program, minimised with focus", "avvia.exe ", false, "", {"run avvia.exe style 2", "lock 00"}},
-        {"the start page, with the shell", "http://home/", false, "",
-         {"open http://school/ in C:\\ style 1", "lock 00"}},
-        {"full screen, both Internet Explorers", "http://home/", true, "IE.HTTP",
-         {"run C:\\Program Files" + ie + " style 4", "run C:\\Program Files (x86)" + ie + " style 4", "full screen",
-          "lock 00"}},
-        {"full screen in Chrome", "http://home/", true, "chrome",
-         {"run C:\\Users\\a\\AppData\\Local\\Google\\Chrome\\Application\\chrome.exe http://home/ --kiosk-printing "
-          "--start-fullscreen style 1",
-          "full screen", "lock 00"}},
-        {"no page opens nothing", "", true, "", {"lock 00"}},
-    };
-    for (const auto& c : cases) {
-        Rig rig;
-        rig.system.env["ProgramFiles"] = "C:\\Program Files";
-        rig.system.env["PROGRAMFILES(X86)"] = "C:\\Program Files (x86)";
-        rig.system.env["USERPROFILE"] = "C:\\Users\\a";
         rig.registry.inner.writeString(
             RegRoot::CurrentUser, "SOFTWARE\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\https\\UserChoice",
-            "ProgId", c.progId);
-        for (const char* name : {"chrome.exe", "iexplorer.exe", "firefox.exe", "iexplore.exe"}) rig.processes.start(name);
-        rig.processes.start("firefox.exe", 2);
+            "ProgId", progId);
+        EXPECT_EQ(rig.settings->BrowserPredefinito(), expected) << progId;
+    }
+    Rig rig;
+    rig.registry.inner.writeString(RegRoot::LocalMachine, "Software\\Classes\\http\\shell\\open\\command", "",
+                                   "\"C:\\Program Files\\Internet Explorer\\iexplore.exe\" %1");
+    EXPECT_EQ(rig.settings->BrowserPredefinito(), "IExplore") << "the command when nothing else says";
+}
+
+TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersThenOpensTheHomePage) {
+    struct Case {
+        const char* page;
+        bool fullScreen;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"avvia.exe ", false, {"run avvia.exe style 2", "lock 00"}},
+        {"http://home/", false, {"open http://school/ in C:\\ style 1", "lock 00"}},
+        {"http://home/", true,
+         {"run C:\\PF\\internet explorer\\iexplore -k http://home/ style 4",
+          "run \\internet explorer\\iexplore -k http://home/ style 4", "full screen", "lock 00"}},
+    };
+    for (const auto& c : cases) {
+        Rig rig;
+        for (const char* name : {"chrome.exe", "iexplorer.exe", "iexplore.exe"}) rig.processes.start(name);
+        rig.processes.start("firefox.exe", 1);
         ProfileSwitches p;
         p.paginaPredefinita = c.page;
         p.apriPaginaInizialeATuttoSchermo = c.fullScreen;
         rig.settings->tickLanciaPaginaIniziale(p);
-
-        std::vector<std::string> kills(rig.log.entries.begin(), rig.log.entries.begin() + 7);
-        EXPECT_EQ(kills, (std::vector<std::string>{"kill iexplorer.exe", "kill iexplore.exe", "kill chrome.exe",
-                                                   "kill firefox.exe", "kill firefox.exe", "kill firefox.exe",
-                                                   "kill firefox.exe"}))
-            << c.name;
-        EXPECT_EQ(std::vector<std::string>(rig.log.entries.begin() + 7, rig.log.entries.end()), c.expected) << c.name;
+        std::vector<std::string> expected = {"kill iexplorer.exe", "kill iexplore.exe", "kill chrome.exe",
+                                             "kill firefox.exe", "kill firefox.exe"};
+        expected.insert(expected.end(), c.expected.begin(), c.expected.end());
+        EXPECT_EQ(rig.log.entries, expected) << c.page;
     }
-}
-
-TEST(MachineProfile, SlideshowOffOnlyWhenThereIsOne) {
-    Rig rig;
-    rig.system.env["USERPROFILE"] = "C:\\Users\\a";
-    const std::string file = "C:\\Users\\a\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini";
-    rig.settings->DisattivaPresentazioneDesktop();
-    EXPECT_TRUE(rig.log.entries.empty()) << "no slideshow, no restart of the shell";
-    rig.files.files[file] = "[Slideshow]";
-    rig.settings->DisattivaPresentazioneDesktop();
-    EXPECT_EQ(rig.files.files.count(file), 0u);
-    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
 }
 
 TEST(MachineProfile, WindowsVersionDecidesEmulationAndShellRestart) {
-    struct Case {
-        int major, minor;
-        const char* emulation;
-        bool restart;
-    };
-    const Case cases[] = {{5, 1, "8000", false}, {6, 1, "11000", false}, {6, 2, "11000", true},
-                          {7, 0, "11000", true}, {10, 0, "11000", true}};
-    for (const auto& c : cases) {
+    const std::tuple<int, int, const char*, int> cases[] = {{5, 1, "8000", 0}, {6, 1, "11000", 0}, {6, 2, "11000", 1}};
+    for (const auto& [major, minor, emulation, restarts] : cases) {
         Rig rig;
-        rig.system.major = c.major;
-        rig.system.minor = c.minor;
-        rig.system.fileName = "kiosk.exe";
+        rig.system.major = major;
+        rig.system.minor = minor;
         rig.settings->rememberSettings();
         rig.settings->ImpostaEmulazioneBrowser();
-        EXPECT_EQ(rig.value(kBrowserEmulation, "kiosk.exe"), c.emulation) << c.major << "." << c.minor;
+        EXPECT_EQ(rig.value(kBrowserEmulation, "ombrix.exe"), emulation) << major << "." << minor;
         rig.settings->RipristinaImpostazioni();
-        EXPECT_EQ(rig.log.count("restart shell"), c.restart ? 1 : 0) << c.major << "." << c.minor;
-        EXPECT_EQ(rig.value(kBrowserEmulation, "kiosk.exe"), std::nullopt) << "given back too";
+        EXPECT_EQ(rig.log.count("restart shell"), restarts) << major << "." << minor;
+        EXPECT_EQ(rig.value(kBrowserEmulation, "ombrix.exe"), std::nullopt) << "given back too";
     }
+}
+
+TEST(MachineProfile, TheSlideshowIsStoppedOnlyWhenThereIsOne) {
+    Rig rig;
+    rig.settings->DisattivaPresentazioneDesktop();
+    EXPECT_TRUE(rig.log.entries.empty());
+    rig.files.files["C:\\U\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini"] = "x";
+    rig.settings->DisattivaPresentazioneDesktop();
+    EXPECT_TRUE(rig.files.files.empty());
+    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
 }
 
 }  // namespace
