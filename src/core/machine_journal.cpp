@@ -225,7 +225,11 @@ MachineJournal::OnDisk MachineJournal::read() const {
 
 void MachineJournal::setAsideDamaged() {
     platform::recordFailure("the machine journal " + path_ + " is damaged: it was not applied, and is kept as .damaged");
-    files_.copyFile(path_, path_ + ".damaged");
+    // The newest damaged one is kept: an older copy goes first, since not
+    // every system's copy overwrites.
+    const std::string aside = path_ + ".damaged";
+    files_.removeFile(aside);
+    files_.copyFile(path_, aside);
     files_.removeFile(path_);
 }
 
