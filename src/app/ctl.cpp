@@ -129,8 +129,8 @@ namespace {
 
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
-    for (const auto* group :
-         {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(), &scheduleCommands()}) {
+    for (const auto* group : {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(),
+                              &scheduleCommands(), &restoreCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/filesystem.h"
+#include "platform/printers.h"
 #include "platform/registry.h"
 #include "platform/system.h"
 
@@ -32,6 +33,7 @@ struct CtlEnvironment {
     std::ostream& out;
     std::ostream& err;
     Terminal* terminal = nullptr;  // null when standard input is not a terminal
+    platform::Printers* printers = nullptr;  // null where the machine has none (natively)
 };
 
 // Runs one command line (without the program name); returns the exit status.

@@ -29,6 +29,8 @@ public:
     [[nodiscard]] bool open();
 
     core::Database& db() { return store_.connection; }
+    // The file named by --db, if any.
+    [[nodiscard]] const std::optional<std::string>& dbFile() const { return dbFile_; }
     CtlEnvironment& env() { return env_; }
     std::ostream& out() { return env_.out; }
     std::ostream& err() { return env_.err; }
@@ -66,5 +68,6 @@ const std::vector<CtlCommand>& enforceCommands();
 const std::vector<CtlCommand>& passwordCommands();
 const std::vector<CtlCommand>& scheduleCommands();
 const std::vector<CtlCommand>& profileCommands();
+const std::vector<CtlCommand>& restoreCommands();
 
 }  // namespace ombrix::app

@@ -12,6 +12,12 @@ void ProgramHost::onTimer(core::TimerId id) {
         p_.controller.tickEsci();
         return;
     }
+    if (id == TimerId::LanciaPaginaIniziale && machine_) {
+        // One shot: off before anything it does can let another tick in.
+        p_.timers.setEnabled(id, false);
+        platform::guarded([&] { machine_->tickLanciaPaginaIniziale(p_.controller.switches()); });
+        return;
+    }
     if (enforcement_) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;

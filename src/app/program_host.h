@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/controller.h"
+#include "core/machine_profile.h"
 #include "core/main_view.h"
 #include "core/timers.h"
 #include "enforce/enforcement.h"
@@ -32,6 +33,8 @@ public:
 
     // The enforcement is made after the host, which it needs.
     void setEnforcement(enforce::Enforcement* enforcement) { enforcement_ = enforcement; }
+    // What opens the home page once, on tmrLanciaPaginaIniziale.
+    void setMachineSettings(core::MachineSettings* machine) { machine_ = machine; }
     // One tick of a main-form timer. A timer of a part not built yet is
     // switched off, so it does not fire for nothing all day.
     void onTimer(core::TimerId id);
@@ -52,6 +55,7 @@ public:
 private:
     Parts p_;
     enforce::Enforcement* enforcement_ = nullptr;
+    core::MachineSettings* machine_ = nullptr;
 };
 
 }  // namespace ombrix::app

@@ -7,10 +7,12 @@
 
 #include "app/program_host.h"
 #include "core/controller.h"
+#include "core/machine_profile.h"
 #include "core/win32/main_form.h"
 #include "enforce/enforcement.h"
 #include "enforce/win32/browser_readers.h"
 #include "enforce/win32/log_form.h"
+#include "platform/durable.h"
 #include "platform/failures.h"
 #include "platform/win32/debugger_output.h"
 #include "platform/win32/instance_win32.h"
@@ -43,6 +45,15 @@ int run() {
     win32::BrowserReaders browsers(processes, machine.windows());
     app::ProgramHost host(
         {controller, form, form, machine.system(), machine.shell(), machine.fileSystem(), processes});
+    // Until the shell lockdown is built, the desktop is never locked.
+    core::UnlockedDesktop desktop;
+    core::MachineJournal journal(platform::systemDurableWriter(), machine.fileSystem());
+    core::MachineSettings machineSettings(
+        {machine.registry(), machine.system(), machine.printers(), processes, machine.pump(), machine.shell(),
+         machine.fileSystem(), desktop, journal},
+        [&] { return store.folder.empty() ? std::string() : core::joinPath(store.folder, core::kJournalFileName, '\\'); });
+    controller.setMachineProfile(&machineSettings);
+    host.setMachineSettings(&machineSettings);
     enforce::Enforcement enforcement({store.connection, language, processes, machine.windows(),
                                       machine.keyboard(), browsers, browsers, machine.clock(), machine.pump(), form,
                                       host});

@@ -9,6 +9,7 @@
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/system.h"
+#include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
 namespace {
@@ -38,5 +39,7 @@ int wmain(int argc, wchar_t** argv) {
     ombrix::app::CtlEnvironment env{ombrix::platform::systemRegistry(), ombrix::platform::realFileSystem(),
                                     ombrix::platform::realSystem(), std::cin, std::cout, std::cerr,
                                     stdinIsConsole() ? &console : nullptr};
+    const auto printers = ombrix::win32::makePrinters();
+    env.printers = printers.get();
     return ombrix::app::runCtl(args, env);
 }

@@ -8,7 +8,8 @@ Machine::Machine()
       keyboard_(makeKeyboardInput()),
       shell_(makeShell()),
       clock_(makeClock()),
-      pump_(makeEventPump()) {}
+      pump_(makeEventPump()),
+      printers_(makePrinters()) {}
 
 Machine& machine() {
     static Machine instance;

@@ -15,6 +15,7 @@
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/input.h"
+#include "platform/printers.h"
 #include "platform/processes.h"
 #include "platform/registry.h"
 #include "platform/shell.h"
@@ -55,6 +56,7 @@ public:
     [[nodiscard]] platform::Shell& shell() { return *shell_; }
     [[nodiscard]] platform::Clock& clock() { return *clock_; }
     [[nodiscard]] platform::EventPump& pump() { return *pump_; }
+    [[nodiscard]] platform::Printers& printers() { return *printers_; }
     [[nodiscard]] Win32Dialogs& dialogs() { return dialogs_; }
     [[nodiscard]] platform::Registry& registry() { return platform::systemRegistry(); }
     [[nodiscard]] platform::FileSystem& fileSystem() { return platform::realFileSystem(); }
@@ -67,6 +69,7 @@ private:
     std::unique_ptr<platform::Shell> shell_;
     std::unique_ptr<platform::Clock> clock_;
     std::unique_ptr<platform::EventPump> pump_;
+    std::unique_ptr<platform::Printers> printers_;
     Win32Dialogs dialogs_;
 };
 
@@ -80,5 +83,6 @@ private:
 [[nodiscard]] std::unique_ptr<platform::Shell> makeShell();
 [[nodiscard]] std::unique_ptr<platform::Clock> makeClock();
 [[nodiscard]] std::unique_ptr<platform::EventPump> makeEventPump();
+[[nodiscard]] std::unique_ptr<platform::Printers> makePrinters();
 
 }  // namespace ombrix::win32

@@ -1,0 +1,264 @@
+#include "core/machine_journal.h"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+
+#include "platform/crypto.h"
+#include "platform/failures.h"
+#include "platform/files.h"
+
+namespace ombrix::core {
+namespace {
+
+constexpr std::string_view kHeader = "ombrix machine journal 1\n";
+constexpr std::string_view kEnd = "end\t";
+
+std::string escape(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        switch (c) {
+            case '\\': out += "\\\\"; break;
+            case '\t': out += "\\t"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+// For a person to read: paths keep their backslashes, a control character
+// shows as \xHH so that no value can forge a line.
+std::string shown(std::string_view text) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string out;
+    for (const char c : text) {
+        const auto b = static_cast<unsigned char>(c);
+        if (b < 0x20 || b == 0x7f) {
+            out += "\\x";
+            out += kDigits[b >> 4];
+            out += kDigits[b & 15];
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::optional<std::string> unescape(std::string_view text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\') {
+            out += text[i];
+            continue;
+        }
+        if (++i == text.size()) return std::nullopt;
+        switch (text[i]) {
+            case '\\': out += '\\'; break;
+            case 't': out += '\t'; break;
+            case 'n': out += '\n'; break;
+            case 'r': out += '\r'; break;
+            default: return std::nullopt;
+        }
+    }
+    return out;
+}
+
+std::vector<std::string_view> split(std::string_view line, char separator) {
+    std::vector<std::string_view> fields;
+    std::size_t start = 0;
+    for (std::size_t at; (at = line.find(separator, start)) != std::string_view::npos; start = at + 1) {
+        fields.push_back(line.substr(start, at - start));
+    }
+    fields.push_back(line.substr(start));
+    return fields;
+}
+
+std::optional<std::string> digest(std::string_view bytes) {
+    std::array<std::uint8_t, 32> sum{};
+    if (!platform::sha256(bytes, sum)) return std::nullopt;
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string hex;
+    for (const auto b : sum) {
+        hex += kDigits[b >> 4];
+        hex += kDigits[b & 15];
+    }
+    return hex;
+}
+
+const char* kindName(SavedSetting::Kind kind) {
+    switch (kind) {
+        case SavedSetting::Kind::Registry: return "registry";
+        case SavedSetting::Kind::DefaultPrinter: return "printer";
+        case SavedSetting::Kind::FirefoxHomePage: return "firefox";
+        case SavedSetting::Kind::Desktop: return "desktop";
+    }
+    return "?";
+}
+
+const char* typeName(SavedSetting::Value type) {
+    switch (type) {
+        case SavedSetting::Value::Text: return "text";
+        case SavedSetting::Value::Dword: return "dword";
+        case SavedSetting::Value::Absent: return "absent";
+    }
+    return "?";
+}
+
+template <typename T, std::size_t N>
+std::optional<T> byName(std::string_view name, const std::array<T, N>& all, const char* (*nameOf)(T)) {
+    for (const T value : all) {
+        if (name == nameOf(value)) return value;
+    }
+    return std::nullopt;
+}
+
+std::optional<SavedSetting> parseRecord(std::string_view line) {
+    const auto fields = split(line, '\t');
+    if (fields.size() != 6) return std::nullopt;
+    SavedSetting s;
+    using K = SavedSetting::Kind;
+    using V = SavedSetting::Value;
+    const auto kind = byName<K>(fields[0], std::array{K::Registry, K::DefaultPrinter, K::FirefoxHomePage, K::Desktop},
+                                kindName);
+    const auto type = byName<V>(fields[4], std::array{V::Text, V::Dword, V::Absent}, typeName);
+    if (!kind || !type || (fields[1] != "HKCU" && fields[1] != "HKLM")) return std::nullopt;
+    s.kind = *kind;
+    s.type = *type;
+    s.root = fields[1] == "HKCU" ? platform::RegRoot::CurrentUser : platform::RegRoot::LocalMachine;
+    auto path = unescape(fields[2]);
+    auto name = unescape(fields[3]);
+    auto value = unescape(fields[5]);
+    if (!path || !name || !value) return std::nullopt;
+    s.path = std::move(*path);
+    s.name = std::move(*name);
+    s.value = std::move(*value);
+    if (s.type == V::Dword) {
+        std::uint32_t number = 0;
+        const auto [end, ec] = std::from_chars(s.value.data(), s.value.data() + s.value.size(), number);
+        if (ec != std::errc() || end != s.value.data() + s.value.size() || s.value.empty()) return std::nullopt;
+    }
+    return s;
+}
+
+}  // namespace
+
+std::string SavedSetting::key() const {
+    switch (kind) {
+        case Kind::Registry:
+            return std::string(root == platform::RegRoot::CurrentUser ? "HKCU\\" : "HKLM\\") + lowerAscii(path) + "\\" +
+                   lowerAscii(name);
+        case Kind::DefaultPrinter: return "printer";
+        case Kind::FirefoxHomePage: return "firefox\\" + path;
+        case Kind::Desktop: return "desktop";
+    }
+    return {};
+}
+
+std::string SavedSetting::lowerAscii(std::string_view text) {
+    std::string out(text);
+    for (char& c : out) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
+std::string SavedSetting::describe() const {
+    const auto shownValue = [&] {
+        if (type == Value::Absent) return std::string("(none)");
+        if (type == Value::Dword) return value;
+        return "\"" + shown(value) + "\"";
+    };
+    switch (kind) {
+        case Kind::Registry:
+            return std::string(root == platform::RegRoot::CurrentUser ? "HKCU\\" : "HKLM\\") + shown(path) + "\\" +
+                   shown(name) + " = " + (type == Value::Absent ? "(removed)" : shownValue());
+        case Kind::DefaultPrinter: return "default printer = " + shownValue();
+        case Kind::FirefoxHomePage: return "Firefox home page in " + shown(path) + " = " + shownValue();
+        case Kind::Desktop: return "task bar, start button and desktop = shown";
+    }
+    return {};
+}
+
+std::string serialiseJournal(const std::vector<SavedSetting>& settings) {
+    std::string body(kHeader);
+    for (const auto& s : settings) {
+        body += std::string(kindName(s.kind)) + "\t" + (s.root == platform::RegRoot::CurrentUser ? "HKCU" : "HKLM") +
+                "\t" + escape(s.path) + "\t" + escape(s.name) + "\t" + typeName(s.type) + "\t" + escape(s.value) +
+                "\n";
+    }
+    const auto sum = digest(body);
+    if (!sum) return {};
+    return body + std::string(kEnd) + std::to_string(settings.size()) + "\t" + *sum + "\n";
+}
+
+std::optional<std::vector<SavedSetting>> parseJournal(std::string_view bytes) {
+    if (bytes.substr(0, kHeader.size()) != kHeader || bytes.empty() || bytes.back() != '\n') return std::nullopt;
+    const std::size_t endAt = bytes.rfind(std::string("\n") + std::string(kEnd));
+    if (endAt == std::string_view::npos) return std::nullopt;
+    const std::string_view body = bytes.substr(0, endAt + 1);
+    const auto trailer = split(bytes.substr(endAt + 1 + kEnd.size(), bytes.size() - endAt - 2 - kEnd.size()), '\t');
+    const auto sum = digest(body);
+    if (trailer.size() != 2 || !sum || trailer[1] != *sum) return std::nullopt;
+
+    std::vector<SavedSetting> settings;
+    std::string_view records = body.substr(kHeader.size());
+    while (!records.empty()) {
+        const std::size_t eol = records.find('\n');
+        auto record = parseRecord(records.substr(0, eol));
+        if (!record) return std::nullopt;
+        settings.push_back(std::move(*record));
+        records.remove_prefix(eol + 1);
+    }
+    if (trailer[0] != std::to_string(settings.size())) return std::nullopt;
+    return settings;
+}
+
+MachineJournal::OnDisk MachineJournal::read() const {
+    if (path_.empty() || !files_.fileExists(path_)) return {};
+    const auto bytes = readWholeFile(path_);
+    auto settings = bytes ? parseJournal(*bytes) : std::nullopt;
+    if (!settings) return {State::Damaged, {}};
+    return {State::Intact, std::move(*settings)};
+}
+
+void MachineJournal::setAsideDamaged() {
+    platform::recordFailure("the machine journal " + path_ + " is damaged: it was not applied, and is kept as .damaged");
+    // The newest damaged one is kept: an older copy goes first, since not
+    // every system's copy overwrites.
+    const std::string aside = path_ + ".damaged";
+    files_.removeFile(aside);
+    files_.copyFile(path_, aside);
+    files_.removeFile(path_);
+}
+
+const SavedSetting* MachineJournal::find(const std::string& key) const {
+    for (const auto& s : settings_) {
+        if (s.key() == key) return &s;
+    }
+    return nullptr;
+}
+
+bool MachineJournal::remember(const SavedSetting& previous) {
+    if (find(previous.key())) return true;
+    settings_.push_back(previous);
+    if (save()) return true;
+    // Kept in memory all the same: the orderly shutdown still gives it back.
+    platform::recordFailure("the machine journal " + path_ + " could not be written");
+    return false;
+}
+
+bool MachineJournal::reset(std::vector<SavedSetting> settings) {
+    settings_ = std::move(settings);
+    return save();
+}
+
+bool MachineJournal::save() {
+    if (path_.empty()) return false;
+    if (settings_.empty()) return files_.removeFile(path_) || !files_.fileExists(path_);
+    const std::string bytes = serialiseJournal(settings_);
+    return !bytes.empty() && writer_.replace(path_, bytes);
+}
+
+}  // namespace ombrix::core

@@ -1,0 +1,88 @@
+#pragma once
+// The journal of the machine settings the program changed: before a setting
+// is changed for the first time in a run, its previous value is written to a
+// small file beside the store. The orderly shutdown gives the values back and
+// removes the file; a start that finds it gives them back first, so a crash,
+// a power cut or a forced end cannot leave the machine locked down.
+//
+// The file is replaced whole on every record (a new file, flushed, renamed
+// over the old), so a cut leaves the previous journal, which lacks only the
+// setting that had not been changed yet. Its last line carries the number of
+// records and the SHA-256 of everything above it: a file that is cut short or
+// damaged fails the check and is never applied.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/durable.h"
+#include "platform/filesystem.h"
+#include "platform/registry.h"
+
+namespace ombrix::core {
+
+inline constexpr const char* kJournalFileName = "Ripristino.journal";
+
+struct SavedSetting {
+    enum class Kind { Registry, DefaultPrinter, FirefoxHomePage, Desktop };
+    enum class Value { Text, Dword, Absent };
+
+    Kind kind = Kind::Registry;
+    platform::RegRoot root = platform::RegRoot::CurrentUser;
+    std::string path;   // the registry key, or Firefox's profile folder
+    std::string name;   // the registry value's name
+    Value type = Value::Text;
+    std::string value;  // text, a double word in decimal, the printer's "Device", an address
+
+    // One record per setting: two settings with the same key are the same.
+    [[nodiscard]] std::string key() const;
+    // What a support person reads: the setting and the value it went back to.
+    [[nodiscard]] std::string describe() const;
+    bool operator==(const SavedSetting&) const = default;
+
+private:
+    static std::string lowerAscii(std::string_view text);
+};
+
+[[nodiscard]] std::string serialiseJournal(const std::vector<SavedSetting>& settings);
+// nullopt for anything but a whole, intact journal.
+[[nodiscard]] std::optional<std::vector<SavedSetting>> parseJournal(std::string_view bytes);
+
+class MachineJournal {
+public:
+    MachineJournal(platform::DurableWriter& writer, platform::FileSystem& files) : writer_(writer), files_(files) {}
+
+    // Where the journal lives (beside the store); set before it is used.
+    void setPath(std::string path) { path_ = std::move(path); }
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+    enum class State { None, Intact, Damaged };
+    struct OnDisk {
+        State state = State::None;
+        std::vector<SavedSetting> settings;
+    };
+    // What the file holds now, whatever this run recorded.
+    [[nodiscard]] OnDisk read() const;
+    // A damaged file is moved aside (".damaged") for a person to read: it is
+    // never applied, and it must not stop a fresh journal.
+    void setAsideDamaged();
+
+    // Records the previous value of a setting about to change, unless this
+    // run recorded it already. False when the record could not be made durable.
+    bool remember(const SavedSetting& previous);
+    [[nodiscard]] const SavedSetting* find(const std::string& key) const;
+    [[nodiscard]] const std::vector<SavedSetting>& settings() const { return settings_; }
+    // The journal becomes exactly `settings`; none removes the file.
+    bool reset(std::vector<SavedSetting> settings);
+
+private:
+    bool save();
+
+    platform::DurableWriter& writer_;
+    platform::FileSystem& files_;
+    std::string path_;
+    std::vector<SavedSetting> settings_;
+};
+
+}  // namespace ombrix::core

@@ -1,0 +1,60 @@
+#include <windows.h>
+
+#include <winspool.h>
+
+#include <vector>
+
+#include "platform/failures.h"
+#include "platform/win32/machine.h"
+#include "platform/win32/wide.h"
+
+namespace ombrix::win32 {
+namespace {
+
+class Win32Printers final : public platform::Printers {
+public:
+    std::string profileString(std::string_view section, std::string_view key) override {
+        return platform::guarded([&] {
+            std::vector<wchar_t> buffer(1024);
+            const DWORD n = GetProfileStringW(toWide(section).c_str(), toWide(key).c_str(), L"", buffer.data(),
+                                              static_cast<DWORD>(buffer.size()));
+            return fromWide(std::wstring_view(buffer.data(), n));
+        });
+    }
+
+    bool writeDefaultDevice(std::string_view device) override {
+        return platform::guarded([&] {
+            if (!WriteProfileStringW(L"windows", L"Device", toWide(device).c_str())) return false;
+            // Every top-level window learns of it; one that hangs does not hold us.
+            DWORD_PTR ignored = 0;
+            SendMessageTimeoutW(HWND_BROADCAST, WM_SETTINGCHANGE, 0, reinterpret_cast<LPARAM>(L"windows"),
+                                SMTO_ABORTIFHUNG, 2000, &ignored);
+            return true;
+        });
+    }
+
+    bool rewriteSettings(std::string_view printer) override {
+        return platform::guarded([&] {
+            std::wstring name = toWide(printer);
+            HANDLE raw = nullptr;
+            PRINTER_DEFAULTSW access{nullptr, nullptr, PRINTER_ALL_ACCESS};
+            if (!OpenPrinterW(name.data(), &raw, &access) || !raw) return false;
+            struct Closer {
+                HANDLE h;
+                ~Closer() { ClosePrinter(h); }
+            } closer{raw};
+            DWORD needed = 0;
+            GetPrinterW(raw, 2, nullptr, 0, &needed);
+            if (needed == 0) return false;
+            std::vector<BYTE> info(needed);
+            if (!GetPrinterW(raw, 2, info.data(), needed, &needed)) return false;
+            return SetPrinterW(raw, 2, info.data(), 0) != FALSE;
+        });
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<platform::Printers> makePrinters() { return std::make_unique<Win32Printers>(); }
+
+}  // namespace ombrix::win32

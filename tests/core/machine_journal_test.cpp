@@ -1,0 +1,77 @@
+#include "core/machine_journal.h"
+
+#include <gtest/gtest.h>
+
+#include "core/machine_profile.h"
+#include "fakes/fake_machine_profile.h"
+#include "fakes/fixtures.h"
+#include "platform/file_registry.h"
+
+namespace ombrix::core {
+namespace {
+
+using K = SavedSetting::Kind;
+using V = SavedSetting::Value;
+using platform::RegRoot;
+
+const std::vector<SavedSetting> kSettings = {
+    {K::Registry, RegRoot::CurrentUser, kInternetExplorerMain, kStartPage, V::Text, "http://a\tb\\c\r\nd/è"},
+    {K::Registry, RegRoot::LocalMachine, kZone3, kDownloadValue, V::Dword, "4294967295"},
+    {K::Registry, RegRoot::CurrentUser, "Software\\X", "", V::Absent, ""},
+    {K::DefaultPrinter, RegRoot::CurrentUser, "", "", V::Text, "Laser,winspool,Ne01:"},
+    {K::FirefoxHomePage, RegRoot::CurrentUser, "C:\\Users\\a b\\x.default", "", V::Absent, ""},
+    {K::Desktop, RegRoot::CurrentUser, "", "", V::Text, ""},
+};
+
+TEST(MachineJournal, OnlyAWholeJournalIsTrusted) {
+    const std::string whole = serialiseJournal(kSettings);
+    EXPECT_EQ(parseJournal(whole), kSettings);
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        EXPECT_FALSE(parseJournal(whole.substr(0, n))) << "cut at " << n;
+        std::string changed = whole;
+        changed[n] = static_cast<char>(changed[n] ^ 0x20);
+        EXPECT_FALSE(parseJournal(changed)) << "byte " << n << " changed";
+    }
+}
+
+// A start that finds a journal cut anywhere gives nothing back and sets it aside.
+TEST(MachineJournal, ATornJournalIsNeverApplied) {
+    test::TempDir dir;
+    test::Journal log;
+    test::FakePrinters printers(log);
+    test::FakeDesktopLock desktop(log);
+    test::SwitchableWriter writer;
+    const std::string whole = serialiseJournal(kSettings);
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        platform::FileRegistry registry;
+        registry.writeString(RegRoot::CurrentUser, "Software\\X", "", "kept");
+        MachineJournal journal(writer, platform::realFileSystem());
+        journal.setPath(dir.file("j"));
+        test::writeFile(journal.path(), whole.substr(0, n));
+        const Recovery r = giveBackJournal(journal, {registry, printers, desktop});
+        EXPECT_EQ(r.state, MachineJournal::State::Damaged) << n;
+        EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, "Software\\X", ""), "kept") << n;
+        EXPECT_EQ(readWholeFile(journal.path() + ".damaged"), whole.substr(0, n)) << "kept aside for a person";
+        EXPECT_EQ(journal.read().state, MachineJournal::State::None) << "and out of the way";
+    }
+    EXPECT_TRUE(log.entries.empty()) << "no printer or desktop touched";
+}
+
+TEST(MachineJournal, TheFirstValueOfARunIsKeptAndAFailedWriteLeavesTheOldFile) {
+    test::TempDir dir;
+    test::SwitchableWriter writer;
+    MachineJournal journal(writer, platform::realFileSystem());
+    journal.setPath(dir.file("j"));
+    SavedSetting later = kSettings[1];
+    later.path = "SOFTWARE\\MICROSOFT\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3";
+    later.value = "3";
+    EXPECT_TRUE(journal.remember(kSettings[1]));
+    EXPECT_TRUE(journal.remember(later));
+    writer.refuse = true;
+    EXPECT_FALSE(journal.remember(kSettings[0]));
+    EXPECT_NE(journal.find(kSettings[0].key()), nullptr) << "kept for the orderly shutdown";
+    EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]});
+}
+
+}  // namespace
+}  // namespace ombrix::core
