@@ -360,11 +360,22 @@ Function un.onInit
 FunctionEnd
 
 Section "Uninstall"
+  Call un.OmbrixRunning
+  StrCpy $R9 $0
   Call un.EndOmbrix
   ${If} $0 == 0
     MessageBox MB_OK|MB_ICONSTOP "$(StillRunning)" /SD IDOK
     SetErrorLevel 3
     Abort
+  ${EndIf}
+  ; Ombrix ran in this session, so its journal holds this user's settings:
+  ; give them back now, as its own exit would have. A journal of another
+  ; user's session stays beside the store for `ombrixctl restore` there.
+  ${If} $R9 == 1
+    nsExec::ExecToStack '"$INSTDIR\ombrixctl.exe" --db "$StoreDir\DataBase.db" restore'
+    Pop $0
+    Pop $1
+    DetailPrint $1
   ${EndIf}
 
   Delete "$INSTDIR\ombrix.exe"
@@ -384,6 +395,8 @@ Section "Uninstall"
   ; unless the administrator asked for everything to go.
   ${If} $Purge == 1
     Delete "$StoreDir\DataBase.db"
+    Delete "$StoreDir\Ripristino.journal"
+    Delete "$StoreDir\Ripristino.journal.damaged"
     RMDir "$StoreDir"
     RMDir "$StoreDir\.."
     DeleteRegKey HKLM "${PROGRAM_KEY}"

@@ -91,12 +91,17 @@ check "the store kept its password" test "$(sql "SELECT PasswordAdmin FROM Opzio
 check "the store was upgraded" test "$(sql "SELECT count(*) FROM sqlite_master WHERE name = 'LogSiti';")" = 1
 check "Apps & features: version $next_version" test "$(reg_value "$uninstall_key" DisplayVersion)" = "$next_version"
 
-echo "== silent uninstall keeps the store"
+echo "== silent uninstall over the running program gives the machine back and keeps the store"
+journal=$(dirname "$store")/Ripristino.journal
+"$root/scripts/wine-run" "$instdir/ombrix.exe" </dev/null >/dev/null 2>&1 &
+for _ in $(seq 100); do [ -f "$journal" ] && break; sleep 0.2; done
+check "the running program keeps a journal" test -f "$journal"
 uninstall /S
 for f in ombrix.exe ombrixctl.exe italian.lng; do check "$f removed" test ! -e "$instdir/$f"; done
 check "Apps & features entry removed" test -z "$(reg_value "$uninstall_key" DisplayName)"
 check "shortcut removed" test ! -e "$shortcut"
 check "the store kept" test -f "$store"
+check "the program ended and its journal given back" sh -c "! pgrep -f 'Ombrix.ombrix\\.exe' >/dev/null && test ! -e '$journal'"
 
 echo "== a reinstall finds the kept store; uninstall with /PURGE removes it"
 w "$second" /S
