@@ -296,6 +296,14 @@ Section "Ombrix"
   File "${BINDIR}\ombrixctl.exe"
   File "${BINDIR}\italian.lng"
 
+  ; A store found later without a password was replaced: it is no first
+  ; start (the program reads this from the machine's key, which a pupil's
+  ; account cannot write).
+  ${If} $StoreExists == 0
+  ${OrIf} $Password != ""
+    WriteRegStr HKLM "${STORE_KEY}" "PasswordScelta" "1"
+  ${EndIf}
+
   ${If} $StoreExists == 0
     ; The delivered store, already holding the administrator's password.
     CreateDirectory "$StoreDir"

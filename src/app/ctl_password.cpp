@@ -8,6 +8,8 @@
 
 #include "app/ctl_session.h"
 #include "core/password.h"
+#include "core/settings_reg.h"
+#include "core/store_location.h"
 #include "core/store.h"
 
 namespace ombrix::app {
@@ -91,7 +93,15 @@ int cmdPassword(Session& s, const std::vector<std::string>& args) {
         s.err() << "ombrixctl: the system's cryptography failed; the old password stays\n";
         return kRefused;
     }
-    return storePassword(s, *hash) ? kOk : kRefused;
+    if (!storePassword(s, *hash)) return kRefused;
+    // The machine's own store: a later store without a password is a
+    // replaced one, not a first start (kept where this may write the key).
+    if (!s.dbFile()) {
+        (void)s.env().registry.writeString(platform::RegRoot::LocalMachine,
+                                           core::settingsKey(core::kProgramTitle, core::kStoreSection),
+                                           core::kPasswordChosenValue, "1");
+    }
+    return kOk;
 }
 
 }  // namespace

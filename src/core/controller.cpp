@@ -115,7 +115,7 @@ Controller::StartResult Controller::startUp() {
     if (ensureStore()) reportUpgrade(AggiornaDBAVersioneCorrente(store_.connection));
     killTaskManager();
     // A store without a password: the administrator chooses one before anything else.
-    if (store_.connection.isOpen() && !passwordIsSet()) m_.view.openOptions();
+    if (store_.connection.isOpen() && firstStart()) m_.view.openOptions();
     killTaskManager();
     Database& db = store_.connection;
     const auto option = [&](const char* column) { return ReadField(db, "Opzioni", column, kOptionsRow); };
@@ -209,6 +209,17 @@ bool Controller::passwordIsSet() {
     return !ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText().empty();
 }
 
+bool Controller::firstStart() {
+    if (passwordIsSet()) return false;
+    const std::string key = settingsKey(kProgramTitle, kStoreSection);
+    if (m_.env.registry.readValue(platform::RegRoot::LocalMachine, key, kPasswordChosenValue).value_or("") != "1") {
+        return true;
+    }
+    m_.env.dialogs.messageBox({"0316", m_.env.language.TestoMessaggio("0316"), std::string(kProgramTitle),
+                               platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    return false;
+}
+
 bool Controller::savePassword(const std::string& password, const std::string& confirmation) {
     const std::string problem = newPasswordProblem(password, confirmation);
     Language& lang = m_.env.language;
@@ -221,6 +232,10 @@ bool Controller::savePassword(const std::string& password, const std::string& co
     const std::optional<std::string> hash = hashPassword(password);
     if (hash && ensureStore() &&
         UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*hash), kOptionsRow)) {
+        // Kept only where the program may write the machine's key (elevated).
+        (void)m_.env.registry.writeString(platform::RegRoot::LocalMachine,
+                                          settingsKey(kProgramTitle, kStoreSection), kPasswordChosenValue,
+                                          "1");
         return true;
     }
     // Never a silent "Salva": the administrator must know the password was not kept.
@@ -262,7 +277,7 @@ bool Controller::login(const std::string& typed) {
         ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
     if (stored.empty()) {
         // Nobody has chosen a password yet: that comes first.
-        m_.view.openOptions();
+        if (firstStart()) m_.view.openOptions();
         return false;
     }
     if (!passwordMatches(stored, typed)) return false;

@@ -96,6 +96,10 @@ public:
     // closes); otherwise the reason was shown and the form stays open.
     bool savePassword(const std::string& password, const std::string& confirmation);
     [[nodiscard]] bool passwordIsSet();
+    // A store without a password is a first start, unless this machine's
+    // own key (which a pupil's account cannot write) says a password was
+    // chosen here: then the store was replaced, and nobody may choose anew.
+    [[nodiscard]] bool firstStart();
     // Around the profile editor.
     void beforeProfileEditor();
     void afterProfileEditor();

@@ -25,6 +25,10 @@ inline constexpr std::string_view kDatabaseFolderName = "DataBase";
 inline constexpr std::string_view kProductFolder = "Ombrix";
 inline constexpr std::string_view kStoreSection = "Opzioni";
 inline constexpr std::string_view kStoreKey = "DataBase";
+// Set in the machine's key (beside kStoreKey) when an administrator chooses
+// the password: by the installer, or by the program or ombrixctl running
+// elevated. A pupil's account can neither write nor remove it.
+inline constexpr std::string_view kPasswordChosenValue = "PasswordScelta";
 
 // What the store needs of the machine.
 struct StoreEnvironment {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
 
 #include "app/ctl_fixture.h"
@@ -34,6 +35,21 @@ TEST_F(CtlPassword, SetThenCheck) {
     for (const char* wrong : {"pass word\n", "Pass Word \n", "Pass Word\n\n", ""}) {
         EXPECT_EQ(run("check", wrong), kRefused) << wrong;
     }
+}
+
+// Set on the machine's own store, the password marks the machine: a later
+// store without one is a replaced store. A store named with --db does not.
+TEST_F(CtlPassword, TheMachinesOwnStoreMarksTheMachine) {
+    const auto marked = [&] {
+        return registry.readValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "PasswordScelta");
+    };
+    ASSERT_EQ(run("set", "Altrove\n"), kOk);
+    EXPECT_EQ(marked(), std::nullopt);
+    std::filesystem::create_directories(dir.path() / "DataBase");
+    ASSERT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
+    system.major = 5;  // the store beside the program
+    ASSERT_EQ(ctl({"password", "set"}, "Della Macchina\n"), kOk) << err.str();
+    EXPECT_EQ(marked(), "1");
 }
 
 // An installer gives the password through a variable of its environment.

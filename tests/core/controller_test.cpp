@@ -145,6 +145,35 @@ TEST_F(ControllerTest, AFileThatIsNotOurStoreIsToldAtStart) {
     EXPECT_NE(dialogs.shown[0].text.find("Profili"), std::string::npos) << dialogs.shown[0].text;
 }
 
+// A store without a password is a first start, unless the machine's key says
+// a password was chosen here: then the store was replaced, and nobody may
+// choose one at the login box either.
+TEST_F(ControllerTest, AReplacedStoreIsNoFirstStart) {
+    const std::string key = settingsKey(kProgramTitle, kStoreSection);
+    for (const bool chosenHere : {false, true}) {
+        SCOPED_TRACE(chosenHere);
+        controller_.reset();
+        store.connection.close();
+        journal.entries.clear();
+        dialogs.shown.clear();
+        storeValue("");
+        if (chosenHere) {
+            ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, key, kPasswordChosenValue, "1"));
+        }
+        controller().startUp();
+        EXPECT_FALSE(controller().login(""));
+        EXPECT_EQ(journal.count("view options"), chosenHere ? 0 : 2);
+        ASSERT_EQ(dialogs.shown.size(), chosenHere ? 2u : 0u);
+        if (chosenHere) {
+            EXPECT_EQ(dialogs.shown[0].messageId, "0316");
+        }
+    }
+    // Choosing a password marks the machine, where the program may write its key.
+    registry.deleteValue(RegRoot::LocalMachine, key, kPasswordChosenValue);
+    EXPECT_TRUE(controller().savePassword("Prima Scelta", "Prima Scelta"));
+    EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, key, kPasswordChosenValue), "1");
+}
+
 TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
     sql("UPDATE Opzioni SET LogSiti = -1, TastieraVirtuale = -1;"
         "UPDATE Profili SET PaginaPredefinita = 'http://scuola.example' WHERE IDProfilo = 1;");

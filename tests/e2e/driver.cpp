@@ -32,6 +32,9 @@ Installation::Installation() {
     // Where the program finds its store; nothing is moved elsewhere.
     platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase",
                                            pathToUtf8(folder_ / L"DataBase"));
+    // A machine where no password was chosen yet (an earlier test may have chosen one).
+    platform::systemRegistry().deleteValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
+                                           "PasswordScelta");
 }
 
 Installation::~Installation() {

@@ -72,6 +72,7 @@ check "Apps & features: publisher" test "$(reg_value "$uninstall_key" Publisher)
 check "Apps & features: uninstaller" test -n "$(reg_value "$uninstall_key" UninstallString)"
 check "Apps & features: size" test -n "$(reg_value "$uninstall_key" EstimatedSize)"
 check "Start menu shortcut" test -f "$shortcut"
+check "the machine's key says a password was chosen" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' PasswordScelta)" = 1
 
 echo "== the program starts"
 sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
