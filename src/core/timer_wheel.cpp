@@ -1,6 +1,6 @@
 #include "core/timer_wheel.h"
 
-#include <algorithm>
+#include <numeric>
 
 namespace ombrix::core {
 namespace {
@@ -38,13 +38,14 @@ std::vector<TimerId> TimerWheel::takeDue(std::uint64_t now) {
     return due;
 }
 
-std::optional<std::uint64_t> TimerWheel::wait(std::uint64_t now) const {
-    std::optional<std::uint64_t> soonest;
-    for (const auto& next : next_) {
-        if (next && (!soonest || *next < *soonest)) soonest = *next;
+std::optional<std::uint64_t> TimerWheel::period() const {
+    std::optional<std::uint64_t> gcd;
+    for (std::size_t i = 0; i < next_.size(); ++i) {
+        if (!next_[i]) continue;
+        const std::uint64_t interval = timerSpec(static_cast<TimerId>(i)).intervalMs;
+        gcd = gcd ? std::gcd(*gcd, interval) : interval;
     }
-    if (!soonest) return std::nullopt;
-    return *soonest > now ? *soonest - now : 0;
+    return gcd;
 }
 
 }  // namespace ombrix::core

@@ -213,6 +213,7 @@ void MainForm::endProgram() {
     if (ended_) return;
     ended_ = true;
     wheel_ = core::TimerWheel{};
+    armedPeriod_ = 0;
     KillTimer(dialog_.get(), kWheelTimerId);
     tray_->Hide();
     closing_.reset();
@@ -233,14 +234,14 @@ bool MainForm::isEnabled(core::TimerId id) const { return wheel_.enabled(id); }
 
 void MainForm::armWheel() {
     if (!dialog_) return;
-    const std::optional<std::uint64_t> wait = wheel_.wait(GetTickCount64());
-    if (!wait) {
+    const std::optional<std::uint64_t> period = wheel_.period();
+    if (period.value_or(0) == armedPeriod_) return;
+    armedPeriod_ = period.value_or(0);
+    if (!period) {
         KillTimer(dialog_.get(), kWheelTimerId);
         return;
     }
-    // SetTimer raises anything below its minimum to it; zero is "at once".
-    SetTimer(dialog_.get(), kWheelTimerId, static_cast<UINT>(std::max<std::uint64_t>(*wait, USER_TIMER_MINIMUM)),
-             nullptr);
+    SetTimer(dialog_.get(), kWheelTimerId, static_cast<UINT>(*period), nullptr);
 }
 
 void MainForm::onWheel() {

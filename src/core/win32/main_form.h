@@ -103,6 +103,7 @@ private:
     bool unlocked_ = false;
     bool ended_ = false;
     core::TimerWheel wheel_;
+    std::uint64_t armedPeriod_ = 0;  // the system timer's period; 0 when it is off
     std::unique_ptr<DialogTranslation> translation_;
     std::unique_ptr<NotifyIcon> tray_;
     std::unique_ptr<SplashForm> splash_;
