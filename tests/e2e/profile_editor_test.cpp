@@ -1,6 +1,7 @@
 // The profile editor in the running program, worked as an administrator
 // works it: a new profile with a site, a program and a window title, a
-// refused entry, the profile put in use from the main form, then deleted.
+// refused entry, a copy made with Ctrl held, the profile put in use from
+// the main form, then deleted.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -38,6 +39,16 @@ int comboIndexOf(HWND combo, const std::wstring& name) {
 void painted(HWND form) {
     RedrawWindow(form, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
     pause(1000ms);
+}
+
+// A key held down or let go, as the program's thread reads it.
+void keyState(WORD vk, bool down) {
+    INPUT in{};
+    in.type = INPUT_KEYBOARD;
+    in.ki.wVk = vk;
+    in.ki.dwFlags = down ? 0 : KEYEVENTF_KEYUP;
+    SendInput(1, &in, sizeof in);
+    pause(300ms);
 }
 
 int rows(HWND list) { return static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)); }
@@ -124,6 +135,17 @@ TEST_F(ProfileEditorTest, ANewProfileGetsItsListsIsPutInUseAndIsDeleted) {
     bringToFront(editor);
     painted(editor);
     screenshot("frmProfili-lists");
+
+    // New with Ctrl held copies the profile shown, its lists with it.
+    keyState(VK_CONTROL, true);
+    const bool copying = bar(editor, IDC_BNR_NEW, [&] { return boxText(item(IDC_TXTSTATO)) == L"Nuovo"; });
+    keyState(VK_CONTROL, false);
+    ASSERT_TRUE(copying);
+    fill(item(IDC_TXTPROFILO), L"Copia");
+    ASSERT_TRUE(bar(editor, IDC_BNR_SAVE, [&] { return boxText(item(IDC_TXTSTATO)).empty(); }));
+    EXPECT_EQ(rows(item(IDC_LSTVSITI)) + rows(item(IDC_LSTVPROCESSIVIETATI)) + rows(item(IDC_LSTVFINESTREVIETATE)), 3);
+    ASSERT_TRUE(bar(editor, IDC_BNR_DELETE, [&] { return boxText(item(IDC_TXTPROFILO)) != L"Copia"; }));
+    EXPECT_EQ(install.scalar("SELECT count(*) FROM Profili WHERE Profilo = 'Copia';"), "0");
 
     // Closed, the main form offers the new profile; chosen, it is in use.
     ASSERT_TRUE(clickUntil(item(IDC_PRO_CMDESCI), [&] { return !IsWindow(editor); }));
