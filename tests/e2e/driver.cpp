@@ -14,6 +14,7 @@
 #include "platform/file_registry.h"
 #include "platform/registry.h"
 #include "platform/files.h"
+#include "platform/win32/wide.h"
 
 namespace ombrix::platform {
 Registry& systemRegistry();
@@ -122,6 +123,44 @@ bool clickUntil(HWND control, const std::function<bool()>& done) {
     return false;
 }
 
+void heldClick(HWND control) {
+    RECT r{};
+    GetWindowRect(control, &r);
+    const std::string at = std::to_string((r.left + r.right) / 2) + " " + std::to_string((r.top + r.bottom) / 2);
+    (void)runHost("/usr/bin/xdotool mousemove " + at + " mousedown 1 sleep 0.15 mouseup 1");
+    pause(std::chrono::milliseconds(300));
+}
+
+void fill(HWND edit, const std::wstring& value) {
+    const auto holds = [&] { return boxText(edit) == value; };
+    for (int attempt = 0; attempt < 3 && !holds(); ++attempt) {
+        // Typing goes to the window in front: after a message box it may be another.
+        bringToFront(GetAncestor(edit, GA_ROOT));
+        click(edit);
+        // Keys sent before the click has given the box the focus are lost.
+        (void)waitFor([&] { return focusOf(edit) == edit; }, std::chrono::seconds(2));
+        SendMessageW(edit, EM_SETSEL, 0, -1);
+        typeText(value);
+        // A busy program takes the keys late; typing again too soon doubles them.
+        (void)waitFor(holds, std::chrono::seconds(2));
+    }
+    if (holds()) return;
+    GUITHREADINFO info{};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(GetWindowThreadProcessId(edit, nullptr), &info);
+    wchar_t active[64] = {}, focus[64] = {};
+    GetClassNameW(info.hwndActive, active, 64);
+    GetClassNameW(info.hwndFocus, focus, 64);
+    HWND front = GetForegroundWindow();
+    wchar_t frontClass[64] = {};
+    GetClassNameW(front, frontClass, 64);
+    ADD_FAILURE() << "in front: a " << win32::fromWide(frontClass) << " \"" << win32::fromWide(text(front))
+                  << "\"; the program's active window is a " << win32::fromWide(active) << ", its focus a "
+                  << win32::fromWide(focus) << " (" << GetDlgCtrlID(info.hwndFocus) << "); the box holds \""
+                  << win32::fromWide(boxText(edit)) << "\"";
+    screenshot("fill-failed");
+}
+
 void typeText(const std::wstring& value) {
     for (wchar_t c : value) {
         INPUT in[2] = {};
@@ -152,6 +191,28 @@ std::wstring text(HWND window) {
 }
 
 bool visible(HWND window) { return window && IsWindowVisible(window); }
+
+std::wstring boxText(HWND control) {
+    wchar_t buffer[256] = {};
+    DWORD_PTR copied = 0;
+    SendMessageTimeoutW(control, WM_GETTEXT, 256, reinterpret_cast<LPARAM>(buffer), SMTO_ABORTIFHUNG, 2000, &copied);
+    return buffer;
+}
+
+HWND focusOf(HWND window) {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(GetWindowThreadProcessId(window, nullptr), &info);
+    return info.hwndFocus;
+}
+
+HWND messageBox(const StartedProgram& program, int button) {
+    // A message box is a static text (0xFFFF) and its buttons.
+    for (HWND w : program.windows()) {
+        if (IsWindowVisible(w) && GetDlgItem(w, 0xFFFF) && GetDlgItem(w, button)) return w;
+    }
+    return nullptr;
+}
 
 void screenshot(const std::string& name) {
     const char* folder = std::getenv("OMBRIX_SCREENSHOTS");

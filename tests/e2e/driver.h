@@ -50,12 +50,24 @@ void click(HWND control);
 // now and then Wine drops a click that lands as a window takes the
 // activation. False when three clicks did nothing.
 [[nodiscard]] bool clickUntil(HWND control, const std::function<bool()>& done);
+// A press and release apart, as a hand holds the button: Wine's check boxes
+// drop the two when they come in the same instant.
+void heldClick(HWND control);
 void typeText(const std::wstring& text);
+// Types `value` over an edit's text until the box holds it.
+void fill(HWND edit, const std::wstring& value);
 void pressKey(WORD vk);
 void bringToFront(HWND window);
 
 [[nodiscard]] std::wstring text(HWND window);
 [[nodiscard]] bool visible(HWND window);
+// An edit's or a combo's text: another process's controls keep it to
+// themselves, so it is asked for rather than read from the window.
+[[nodiscard]] std::wstring boxText(HWND control);
+// The control that has the focus in the window's thread.
+[[nodiscard]] HWND focusOf(HWND window);
+// The program's message box on screen with this button, if any.
+[[nodiscard]] HWND messageBox(const StartedProgram& program, int button);
 
 // Saves a screenshot of the whole screen when OMBRIX_SCREENSHOTS names a folder.
 void screenshot(const std::string& name);

@@ -40,50 +40,8 @@ std::string stored(int seconds) {
     return buf;
 }
 
-// The program's message box on screen, if any: a static text and a button.
-HWND messageBox(const StartedProgram& program, int button) {
-    for (HWND w : program.windows()) {
-        if (IsWindowVisible(w) && GetDlgItem(w, 0xFFFF) && GetDlgItem(w, button)) return w;
-    }
-    return nullptr;
-}
-
-// An edit's or a combo's text: another process's controls keep it to
-// themselves, so it is asked for rather than read from the window.
-std::wstring boxText(HWND control) {
-    wchar_t buffer[256] = {};
-    DWORD_PTR copied = 0;
-    SendMessageTimeoutW(control, WM_GETTEXT, 256, reinterpret_cast<LPARAM>(buffer), SMTO_ABORTIFHUNG, 2000, &copied);
-    return buffer;
-}
-
-HWND focusOf(HWND window) {
-    GUITHREADINFO info{};
-    info.cbSize = sizeof info;
-    GetGUIThreadInfo(GetWindowThreadProcessId(window, nullptr), &info);
-    return info.hwndFocus;
-}
-
-void heldClick(HWND control) {
-    RECT r{};
-    GetWindowRect(control, &r);
-    const std::string at = std::to_string((r.left + r.right) / 2) + " " + std::to_string((r.top + r.bottom) / 2);
-    (void)StartedProgram("/usr/bin/xdotool mousemove " + at + " mousedown 1 sleep 0.15 mouseup 1").waitForExit();
-    pause(300ms);
-}
-
 class ScheduleTest : public InstalledProgram {
 protected:
-    void fill(HWND edit, const std::wstring& value) {
-        for (int attempt = 0; attempt < 3 && boxText(edit) != value; ++attempt) {
-            // Typing goes to the window in front: after a message box it may be another.
-            bringToFront(GetAncestor(edit, GA_ROOT));
-            click(edit);
-            SendMessageW(edit, EM_SETSEL, 0, -1);
-            typeText(value);
-        }
-        EXPECT_EQ(boxText(edit), value);
-    }
     // The combo after the end box takes the focus with Tab; a letter picks its profile.
     void choose(HWND end, HWND combo, const std::wstring& letter, const std::wstring& name) {
         for (int attempt = 0; attempt < 3 && boxText(combo) != name; ++attempt) {

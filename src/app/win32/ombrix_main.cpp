@@ -18,6 +18,7 @@
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/window_appearances.h"
+#include "profiles/win32/profile_form.h"
 #include "schedule/periodo.h"
 #include "schedule/win32/slot_form.h"
 #include "support/language.h"
@@ -67,6 +68,13 @@ int run() {
         win32::LogFormContext context{store.connection, language, machine.dialogs(), machine.clock(),
                                       controller.logSwitch(), [&](bool on) { controller.setLogSwitch(on); }};
         win32::showLogForm(form.window(), context);
+    };
+    form.openProfileEditor = [&] {
+        if (!core::ApriDatabase(env, store)) return;
+        controller.beforeProfileEditor();
+        win32::ProfileFormContext context{store.connection, language, machine.dialogs()};
+        win32::showProfileForm(form.window(), context);
+        controller.afterProfileEditor();
     };
     form.openTimeSlotEditor = [&] {
         if (!core::ApriDatabase(env, store)) return;

@@ -27,8 +27,6 @@ constexpr UINT_PTR kWheelTimerId = 100;
 constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CMBPROFILI, IDC_CMDPROFILI,
                                   IDC_CMDPERIODI, IDC_CMDLOGSITI, IDC_CMDPASSWORD, IDC_CMDABILITATASKMANAGER,
                                   IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDESCI};
-// Editors whose forms do not exist yet stay disabled.
-constexpr int kMissingEditors[] = {IDC_CMDPROFILI};
 
 // The hidden owner that keeps the main form off the task bar.
 UniqueWindow makeOwnerWindow() {
@@ -84,7 +82,7 @@ void MainForm::applyIconAndLanguage() {
                                   {IDC_CMDMINIMIZZA, "cmdMinimizza"}},
         GetSubMenu(menu_.get(), 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
     translation_->apply(language_);
-    for (int id : kMissingEditors) EnableWindow(GetDlgItem(dialog_.get(), id), FALSE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPROFILI), openProfileEditor ? TRUE : FALSE);
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPERIODI), openTimeSlotEditor ? TRUE : FALSE);
     setAdministratorMode(false);
@@ -311,6 +309,9 @@ void MainForm::onCommand(int id, int code) {
             break;
         case IDC_CMDLOGSITI:
             if (unlocked_ && openLogViewer) openLogViewer();
+            break;
+        case IDC_CMDPROFILI:
+            if (unlocked_ && openProfileEditor) openProfileEditor();
             break;
         case IDC_CMDPERIODI:
             if (unlocked_ && openTimeSlotEditor) openTimeSlotEditor();

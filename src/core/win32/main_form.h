@@ -44,6 +44,8 @@ public:
     std::function<void()> killTaskManager;
     // Opens the visited-sites log (cmdLogSiti); the button is enabled only when set.
     std::function<void()> openLogViewer;
+    // Opens the profile editor (cmdProfili); the button is enabled only when set.
+    std::function<void()> openProfileEditor;
     // Opens the time-slot editor (cmdPeriodi); the button is enabled only when set.
     std::function<void()> openTimeSlotEditor;
 
