@@ -17,6 +17,7 @@ public:
     std::string profileString(std::string_view, std::string_view) override { return {}; }
     bool writeDefaultDevice(std::string_view) override { return false; }
     bool rewriteSettings(std::string_view) override { return false; }
+    std::vector<std::string> installed() override { return {}; }
 };
 
 // Nobody is there to pick a folder: the one the program uses, or none.

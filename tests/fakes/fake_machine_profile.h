@@ -37,6 +37,11 @@ public:
         journal_.add("printer rewrite " + std::string(printer));
         return ports.count(std::string(printer)) > 0;
     }
+    std::vector<std::string> installed() override {
+        std::vector<std::string> names;
+        for (const auto& [name, port] : ports) names.push_back(name);
+        return names;
+    }
 
 private:
     Journal& journal_;

@@ -33,6 +33,24 @@ public:
         });
     }
 
+    std::vector<std::string> installed() override {
+        return platform::guarded([&] {
+            constexpr DWORD kFlags = PRINTER_ENUM_LOCAL | PRINTER_ENUM_CONNECTIONS;
+            DWORD needed = 0;
+            DWORD count = 0;
+            EnumPrintersW(kFlags, nullptr, 4, nullptr, 0, &needed, &count);
+            std::vector<std::string> names;
+            if (needed == 0) return names;
+            std::vector<BYTE> buffer(needed);
+            if (!EnumPrintersW(kFlags, nullptr, 4, buffer.data(), needed, &needed, &count)) return names;
+            const auto* info = reinterpret_cast<const PRINTER_INFO_4W*>(buffer.data());
+            for (DWORD i = 0; i < count; ++i) {
+                if (info[i].pPrinterName != nullptr) names.push_back(fromWide(info[i].pPrinterName));
+            }
+            return names;
+        });
+    }
+
     bool rewriteSettings(std::string_view printer) override {
         return platform::guarded([&] {
             std::wstring name = toWide(printer);

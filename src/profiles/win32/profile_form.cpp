@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/win32/handles.h"
-#include "platform/win32/printers.h"
+#include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "profiles/profile_editor.h"
 #include "profiles/win32/profile_form_ids.h"
@@ -104,7 +104,7 @@ void setupLists(HWND dialog, State& st) {
 
 void fillPrinters(HWND dialog) {
     HWND combo = GetDlgItem(dialog, IDC_CMBSTAMPANTI);
-    for (const std::string& name : installedPrinters()) {
+    for (const std::string& name : machine().printers().installed()) {
         SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toWide(name).c_str()));
     }
 }
