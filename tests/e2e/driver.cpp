@@ -14,6 +14,8 @@
 #include "platform/file_registry.h"
 #include "platform/registry.h"
 #include "platform/files.h"
+#include "platform/text.h"
+#include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::platform {
@@ -21,6 +23,20 @@ Registry& systemRegistry();
 }
 
 namespace ombrix::e2e {
+
+// A program left running by an interrupted earlier run would make every start
+// here a second instance that ends at once, and every test after it fail.
+class NoProgramLeftOver final : public ::testing::Environment {
+public:
+    void SetUp() override {
+        platform::Processes& processes = win32::machine().processes();
+        for (const platform::ProcessEntry& p : processes.snapshot()) {
+            if (equalsNoCase(p.imageName, "ombrix.exe")) (void)processes.terminate(p.id);
+        }
+    }
+};
+[[maybe_unused]] const ::testing::Environment* const kNoProgramLeftOver =
+    ::testing::AddGlobalTestEnvironment(new NoProgramLeftOver);
 
 // ------------------------------------------------------------ Installation
 
