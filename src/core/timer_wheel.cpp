@@ -6,8 +6,8 @@ namespace ombrix::core {
 namespace {
 
 static_assert([] {
-    for (const TimerSpec& spec : kTimers) {
-        if (spec.intervalMs == 0 || spec.intervalMs % kTimerGridMs != 0) return false;
+    for (const TimerEntry& timer : kTimers) {
+        if (timer.intervalMs == 0 || timer.intervalMs % kTimerGridMs != 0) return false;
     }
     return true;
 }(), "every interval lies on the grid, or timers due together would wake apart");
@@ -19,7 +19,7 @@ std::uint64_t onGrid(std::uint64_t t) { return (t + kTimerGridMs - 1) / kTimerGr
 
 }  // namespace
 
-void TimerWheel::enable(TimerId id, std::uint64_t now) { next_[slot(id)] = onGrid(now + timerSpec(id).intervalMs); }
+void TimerWheel::enable(TimerId id, std::uint64_t now) { next_[slot(id)] = onGrid(now + timerEntry(id).intervalMs); }
 
 void TimerWheel::disable(TimerId id) { next_[slot(id)].reset(); }
 
@@ -30,7 +30,7 @@ std::vector<TimerId> TimerWheel::takeDue(std::uint64_t now) {
     for (std::size_t i = 0; i < next_.size(); ++i) {
         std::optional<std::uint64_t>& next = next_[i];
         if (!next || *next > now) continue;
-        const std::uint64_t interval = timerSpec(static_cast<TimerId>(i)).intervalMs;
+        const std::uint64_t interval = timerEntry(static_cast<TimerId>(i)).intervalMs;
         *next += interval;
         if (*next <= now) *next = onGrid(now + interval);
         due.push_back(static_cast<TimerId>(i));
@@ -42,7 +42,7 @@ std::optional<std::uint64_t> TimerWheel::period() const {
     std::optional<std::uint64_t> gcd;
     for (std::size_t i = 0; i < next_.size(); ++i) {
         if (!next_[i]) continue;
-        const std::uint64_t interval = timerSpec(static_cast<TimerId>(i)).intervalMs;
+        const std::uint64_t interval = timerEntry(static_cast<TimerId>(i)).intervalMs;
         gcd = gcd ? std::gcd(*gcd, interval) : interval;
     }
     return gcd;

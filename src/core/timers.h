@@ -23,13 +23,13 @@ enum class TimerId {
     Count
 };
 
-struct TimerSpec {
+struct TimerEntry {
     TimerId id;
     std::string_view name;
     std::uint32_t intervalMs;
 };
 
-inline constexpr std::array<TimerSpec, static_cast<std::size_t>(TimerId::Count)> kTimers = {{
+inline constexpr std::array<TimerEntry, static_cast<std::size_t>(TimerId::Count)> kTimers = {{
     {TimerId::SitiVietatiConsentiti, "timerSitiVietatiConsentiti", 50},
     {TimerId::KillTaskManager, "tmrKillTaskManager", 100},
     {TimerId::LogSitiVisitati, "timerLogSitiVisitati", 250},
@@ -42,7 +42,7 @@ inline constexpr std::array<TimerSpec, static_cast<std::size_t>(TimerId::Count)>
     {TimerId::Esci, "tmrEsci", 100},
 }};
 
-[[nodiscard]] constexpr const TimerSpec& timerSpec(TimerId id) { return kTimers[static_cast<std::size_t>(id)]; }
+[[nodiscard]] constexpr const TimerEntry& timerEntry(TimerId id) { return kTimers[static_cast<std::size_t>(id)]; }
 
 // All timers start disabled.
 class Timers {

@@ -390,7 +390,7 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
     EXPECT_EQ(journal.count("view end"), 1);
 }
 
-TEST_F(ControllerTest, NoticesTakeTheirHeadingAndRespectTheSwitch) {
+TEST_F(ControllerTest, NoticesTakeTheirHeadingAndFollowTheSwitch) {
     controller().startUp();
     controller().VisualizzaMessaggio("Sito vietato", 1);
     controller().VisualizzaMessaggio("Sito vietato", 9);

@@ -35,7 +35,7 @@ TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
     }
     EXPECT_LE(idle, 1) << "only the first, before anything is due";
     for (const TimerId id : {kSites, kTaskManager, kLog, TimerId::ChiudiFinestre, kProcesses}) {
-        EXPECT_NEAR(ticks[id], 10000.0 / timerSpec(id).intervalMs, 1.0) << timerSpec(id).name;
+        EXPECT_NEAR(ticks[id], 10000.0 / timerEntry(id).intervalMs, 1.0) << timerEntry(id).name;
     }
     wheel.disable(kSites);
     wheel.disable(kLog);

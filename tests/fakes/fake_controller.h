@@ -47,7 +47,7 @@ public:
     explicit FakeTimers(Journal& j) : journal_(j) {}
     void setEnabled(core::TimerId id, bool enabled) override {
         on_[id] = enabled;
-        journal_.add(std::string(core::timerSpec(id).name) + (enabled ? " on" : " off"));
+        journal_.add(std::string(core::timerEntry(id).name) + (enabled ? " on" : " off"));
     }
     bool isEnabled(core::TimerId id) const override { return on_.count(id) > 0 && on_.at(id); }
 

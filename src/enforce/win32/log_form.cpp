@@ -94,71 +94,65 @@ void show(HWND dialog, State& st) {
     if (const auto rows = enforce::readLog(st.context.db, check.from, check.to)) fill(dialog, *rows);
 }
 
-INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    State* st = attachState<State>(dialog, msg, lp);
-    if (!st) return FALSE;
-    try {
-        switch (msg) {
-            case WM_INITDIALOG: {
-                st->translation = std::make_unique<DialogTranslation>(
-                    dialog, "frmLogSiti",
-                    std::vector<NamedControl>{{IDC_CHKLOGSITI, "chkLogSiti"},
-                                              {IDC_LBLDATADA, "lblDataDa"},
-                                              {IDC_TXTDATADA, "txtDataDa"},
-                                              {IDC_LBLDATAA, "lblDataA"},
-                                              {IDC_TXTDATAA, "txtDataA"},
-                                              {IDC_CMDVISUALIZZA, "cmdVisualizza"},
-                                              {IDC_CMDSVUOTALOGSITI, "cmdSvuotaLogSiti"},
-                                              {IDC_LOG_CMDESCI, "cmdEsci"}});
-                st->translation->apply(st->context.language);
-                const std::string today = enforce::displayLogDate(enforce::logDateOf(st->context.clock.now()));
-                setWindowText(GetDlgItem(dialog, IDC_TXTDATADA), today);
-                setWindowText(GetDlgItem(dialog, IDC_TXTDATAA), today);
-                CheckDlgButton(dialog, IDC_CHKLOGSITI, st->context.logSwitch ? BST_CHECKED : BST_UNCHECKED);
-                setupList(dialog, *st);
-                show(dialog, *st);
-                keepAboveOwner(dialog);
-                return TRUE;
-            }
-            case WM_COMMAND:
-                switch (LOWORD(wp)) {
-                    case IDOK:
-                    case IDC_CMDVISUALIZZA:
-                        show(dialog, *st);
-                        return TRUE;
-                    case IDC_CHKLOGSITI: {
-                        if (HIWORD(wp) != BN_CLICKED) return FALSE;
-                        const bool on = IsDlgButtonChecked(dialog, IDC_CHKLOGSITI) == BST_CHECKED;
-                        const std::string question = enforce::logSwitchQuestion(st->context.language);
-                        if (confirm(*st, "0231", question) && enforce::writeLogSwitch(st->context.db, on)) {
-                            if (st->context.onLogSwitchChanged) st->context.onLogSwitchChanged(on);
-                        } else {
-                            CheckDlgButton(dialog, IDC_CHKLOGSITI, on ? BST_UNCHECKED : BST_CHECKED);
-                        }
-                        return TRUE;
-                    }
-                    case IDC_CMDSVUOTALOGSITI:
-                        if (confirm(*st, "0235", enforce::clearLogQuestion(st->context.language))) {
-                            if (enforce::clearLog(st->context.db)) fill(dialog, {});
-                        }
-                        return TRUE;
-                    case IDCANCEL:
-                    case IDC_LOG_CMDESCI:
-                        EndDialog(dialog, IDCANCEL);
-                        return TRUE;
-                    default:
-                        return FALSE;
-                }
-            case WM_DESTROY:
-                st->translation.reset();
-                st->listFont.reset();
-                return FALSE;
-            default:
-                return FALSE;
+INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
+    State* const st = &state;
+    switch (msg) {
+        case WM_INITDIALOG: {
+            st->translation = std::make_unique<DialogTranslation>(
+                dialog, "frmLogSiti",
+                std::vector<NamedControl>{{IDC_CHKLOGSITI, "chkLogSiti"},
+                                          {IDC_LBLDATADA, "lblDataDa"},
+                                          {IDC_TXTDATADA, "txtDataDa"},
+                                          {IDC_LBLDATAA, "lblDataA"},
+                                          {IDC_TXTDATAA, "txtDataA"},
+                                          {IDC_CMDVISUALIZZA, "cmdVisualizza"},
+                                          {IDC_CMDSVUOTALOGSITI, "cmdSvuotaLogSiti"},
+                                          {IDC_LOG_CMDESCI, "cmdEsci"}});
+            st->translation->apply(st->context.language);
+            const std::string today = enforce::displayLogDate(enforce::logDateOf(st->context.clock.now()));
+            setWindowText(GetDlgItem(dialog, IDC_TXTDATADA), today);
+            setWindowText(GetDlgItem(dialog, IDC_TXTDATAA), today);
+            CheckDlgButton(dialog, IDC_CHKLOGSITI, st->context.logSwitch ? BST_CHECKED : BST_UNCHECKED);
+            setupList(dialog, *st);
+            show(dialog, *st);
+            keepAboveOwner(dialog);
+            return TRUE;
         }
-    } catch (...) {
-        platform::recordCurrentFailure();
-        return TRUE;
+        case WM_COMMAND:
+            switch (LOWORD(wp)) {
+                case IDOK:
+                case IDC_CMDVISUALIZZA:
+                    show(dialog, *st);
+                    return TRUE;
+                case IDC_CHKLOGSITI: {
+                    if (HIWORD(wp) != BN_CLICKED) return FALSE;
+                    const bool on = IsDlgButtonChecked(dialog, IDC_CHKLOGSITI) == BST_CHECKED;
+                    const std::string question = enforce::logSwitchQuestion(st->context.language);
+                    if (confirm(*st, "0231", question) && enforce::writeLogSwitch(st->context.db, on)) {
+                        if (st->context.onLogSwitchChanged) st->context.onLogSwitchChanged(on);
+                    } else {
+                        CheckDlgButton(dialog, IDC_CHKLOGSITI, on ? BST_UNCHECKED : BST_CHECKED);
+                    }
+                    return TRUE;
+                }
+                case IDC_CMDSVUOTALOGSITI:
+                    if (confirm(*st, "0235", enforce::clearLogQuestion(st->context.language))) {
+                        if (enforce::clearLog(st->context.db)) fill(dialog, {});
+                    }
+                    return TRUE;
+                case IDCANCEL:
+                case IDC_LOG_CMDESCI:
+                    EndDialog(dialog, IDCANCEL);
+                    return TRUE;
+                default:
+                    return FALSE;
+            }
+        case WM_DESTROY:
+            st->translation.reset();
+            st->listFont.reset();
+            return FALSE;
+        default:
+            return FALSE;
     }
 }
 
@@ -166,8 +160,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 
 void showLogForm(HWND owner, LogFormContext& context) {
     State state{context, nullptr, {}};
-    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMLOGSITI), owner, &proc,
-                    reinterpret_cast<LPARAM>(&state));
+    showModal<State, &handle>(owner, IDD_FRMLOGSITI, state);
 }
 
 }  // namespace ombrix::win32

@@ -369,34 +369,28 @@ INT_PTR notify(State& st, const NMHDR& header) {
     return FALSE;
 }
 
-INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    State* st = attachState<State>(dialog, msg, lp);
-    if (!st) return FALSE;
-    try {
-        switch (msg) {
-            case WM_INITDIALOG:
-                st->translation = std::make_unique<DialogTranslation>(dialog, kFormName, namedControls());
-                st->translation->apply(st->context.language);
-                setupBar(dialog, *st);
-                setupLists(dialog, *st);
-                fillPrinters(dialog);
-                st->editor.load();
-                show(dialog, *st);
-                keepAboveOwner(dialog);
-                return TRUE;
-            case WM_COMMAND:
-                return command(dialog, *st, LOWORD(wp), HIWORD(wp));
-            case WM_NOTIFY:
-                return notify(*st, *reinterpret_cast<const NMHDR*>(lp));
-            case WM_DESTROY:
-                st->translation.reset();
-                return FALSE;
-            default:
-                return FALSE;
-        }
-    } catch (...) {
-        platform::recordCurrentFailure();
-        return TRUE;
+INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM lp) {
+    State* const st = &state;
+    switch (msg) {
+        case WM_INITDIALOG:
+            st->translation = std::make_unique<DialogTranslation>(dialog, kFormName, namedControls());
+            st->translation->apply(st->context.language);
+            setupBar(dialog, *st);
+            setupLists(dialog, *st);
+            fillPrinters(dialog);
+            st->editor.load();
+            show(dialog, *st);
+            keepAboveOwner(dialog);
+            return TRUE;
+        case WM_COMMAND:
+            return command(dialog, *st, LOWORD(wp), HIWORD(wp));
+        case WM_NOTIFY:
+            return notify(*st, *reinterpret_cast<const NMHDR*>(lp));
+        case WM_DESTROY:
+            st->translation.reset();
+            return FALSE;
+        default:
+            return FALSE;
     }
 }
 
@@ -404,8 +398,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 
 void showProfileForm(HWND owner, ProfileFormContext& context) {
     State state{context, ProfileEditor(context.db, context.dialogs, context.language), nullptr, {}, 0, false};
-    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMPROFILI), owner, &proc,
-                    reinterpret_cast<LPARAM>(&state));
+    showModal<State, &handle>(owner, IDD_FRMPROFILI, state);
 }
 
 }  // namespace ombrix::win32

@@ -148,72 +148,66 @@ bool isCombo(int id) {
     return false;
 }
 
-INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
-    State* st = attachState<State>(dialog, msg, lp);
-    if (!st) return FALSE;
-    try {
-        switch (msg) {
-            case WM_INITDIALOG:
-                st->translation = std::make_unique<DialogTranslation>(
-                    dialog, "frmPeriodi",
-                    std::vector<NamedControl>{{IDC_LBLESEMPIO, "lblEsempio"},
-                                              {IDC_LBLDALLE, "lblDalle"},
-                                              {IDC_LBLALLE, "lblAlle"},
-                                              {IDC_LBLPROFILOPERIODO, "lblProfiloPeriodo"},
-                                              {IDC_LBLFASCIA1, "lblFascia1"},
-                                              {IDC_LBLFASCIA2, "lblFascia2"},
-                                              {IDC_LBLFASCIA3, "lblFascia3"},
-                                              {IDC_TXTFASCIA1DALLE, "txtFascia1Dalle"},
-                                              {IDC_TXTFASCIA1ALLE, "txtFascia1Alle"},
-                                              {IDC_CMBPROFILOPERIODO1, "cmbProfiloPeriodo1"},
-                                              {IDC_TXTFASCIA2DALLE, "txtFascia2Dalle"},
-                                              {IDC_TXTFASCIA2ALLE, "txtFascia2Alle"},
-                                              {IDC_CMBPROFILOPERIODO2, "cmbProfiloPeriodo2"},
-                                              {IDC_TXTFASCIA3DALLE, "txtFascia3Dalle"},
-                                              {IDC_TXTFASCIA3ALLE, "txtFascia3Alle"},
-                                              {IDC_CMBPROFILOPERIODO3, "cmbProfiloPeriodo3"},
-                                              {IDC_LBLFASCENONDEFINITE, "lblFasceNonDefinite"},
-                                              {IDC_CMBPROFILO, "cmbProfilo"},
-                                              {IDC_CHKFASCEORARIE, "chkFasceOrarie"},
-                                              {IDC_PER_CMDSALVA, "cmdSalva"},
-                                              {IDC_PER_CMDESCI, "cmdEsci"}});
-                st->translation->apply(st->context.language);
-                load(dialog, *st);
-                keepAboveOwner(dialog);
+INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
+    State* const st = &state;
+    switch (msg) {
+        case WM_INITDIALOG:
+            st->translation = std::make_unique<DialogTranslation>(
+                dialog, "frmPeriodi",
+                std::vector<NamedControl>{{IDC_LBLESEMPIO, "lblEsempio"},
+                                          {IDC_LBLDALLE, "lblDalle"},
+                                          {IDC_LBLALLE, "lblAlle"},
+                                          {IDC_LBLPROFILOPERIODO, "lblProfiloPeriodo"},
+                                          {IDC_LBLFASCIA1, "lblFascia1"},
+                                          {IDC_LBLFASCIA2, "lblFascia2"},
+                                          {IDC_LBLFASCIA3, "lblFascia3"},
+                                          {IDC_TXTFASCIA1DALLE, "txtFascia1Dalle"},
+                                          {IDC_TXTFASCIA1ALLE, "txtFascia1Alle"},
+                                          {IDC_CMBPROFILOPERIODO1, "cmbProfiloPeriodo1"},
+                                          {IDC_TXTFASCIA2DALLE, "txtFascia2Dalle"},
+                                          {IDC_TXTFASCIA2ALLE, "txtFascia2Alle"},
+                                          {IDC_CMBPROFILOPERIODO2, "cmbProfiloPeriodo2"},
+                                          {IDC_TXTFASCIA3DALLE, "txtFascia3Dalle"},
+                                          {IDC_TXTFASCIA3ALLE, "txtFascia3Alle"},
+                                          {IDC_CMBPROFILOPERIODO3, "cmbProfiloPeriodo3"},
+                                          {IDC_LBLFASCENONDEFINITE, "lblFasceNonDefinite"},
+                                          {IDC_CMBPROFILO, "cmbProfilo"},
+                                          {IDC_CHKFASCEORARIE, "chkFasceOrarie"},
+                                          {IDC_PER_CMDSALVA, "cmdSalva"},
+                                          {IDC_PER_CMDESCI, "cmdEsci"}});
+            st->translation->apply(st->context.language);
+            load(dialog, *st);
+            keepAboveOwner(dialog);
+            return TRUE;
+        case WM_COMMAND: {
+            const int id = LOWORD(wp);
+            const int code = HIWORD(wp);
+            if ((isTimeBox(id) && code == EN_CHANGE) || (isCombo(id) && code == CBN_SELCHANGE)) {
+                if (!st->loading) EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), TRUE);
                 return TRUE;
-            case WM_COMMAND: {
-                const int id = LOWORD(wp);
-                const int code = HIWORD(wp);
-                if ((isTimeBox(id) && code == EN_CHANGE) || (isCombo(id) && code == CBN_SELCHANGE)) {
-                    if (!st->loading) EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), TRUE);
-                    return TRUE;
-                }
-                switch (id) {
-                    case IDOK:
-                    case IDC_PER_CMDSALVA:
-                        // Enter saves only what there is to save.
-                        if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) save(dialog, *st);
-                        return TRUE;
-                    case IDC_CHKFASCEORARIE:
-                        if (code == BN_CLICKED) switchClicked(dialog, *st);
-                        return TRUE;
-                    case IDCANCEL:
-                    case IDC_PER_CMDESCI:
-                        close(dialog, *st);
-                        return TRUE;
-                    default:
-                        return FALSE;
-                }
             }
-            case WM_DESTROY:
-                st->translation.reset();
-                return FALSE;
-            default:
-                return FALSE;
+            switch (id) {
+                case IDOK:
+                case IDC_PER_CMDSALVA:
+                    // Enter saves only what there is to save.
+                    if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) save(dialog, *st);
+                    return TRUE;
+                case IDC_CHKFASCEORARIE:
+                    if (code == BN_CLICKED) switchClicked(dialog, *st);
+                    return TRUE;
+                case IDCANCEL:
+                case IDC_PER_CMDESCI:
+                    close(dialog, *st);
+                    return TRUE;
+                default:
+                    return FALSE;
+            }
         }
-    } catch (...) {
-        platform::recordCurrentFailure();
-        return TRUE;
+        case WM_DESTROY:
+            st->translation.reset();
+            return FALSE;
+        default:
+            return FALSE;
     }
 }
 
@@ -221,8 +215,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 
 void showSlotForm(HWND owner, SlotFormContext& context) {
     State state{context, platform::timeSeparator(), true, nullptr};
-    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMPERIODI), owner, &proc,
-                    reinterpret_cast<LPARAM>(&state));
+    showModal<State, &handle>(owner, IDD_FRMPERIODI, state);
 }
 
 }  // namespace ombrix::win32

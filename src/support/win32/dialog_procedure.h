@@ -21,4 +21,23 @@ T* attachState(HWND dialog, UINT msg, LPARAM lp) {
     return reinterpret_cast<T*>(GetWindowLongPtrW(dialog, DWLP_USER));
 }
 
+// Shows a modal dialog whose messages go to Handle with `state`; the state
+// is attached at WM_INITDIALOG, and a failure in Handle is recorded and the
+// message taken as handled.
+template <typename T, INT_PTR (*Handle)(HWND, T&, UINT, WPARAM, LPARAM)>
+INT_PTR showModal(HWND owner, int templateId, T& state) {
+    constexpr DLGPROC proc = [](HWND dialog, UINT msg, WPARAM wp, LPARAM lp) -> INT_PTR {
+        T* st = attachState<T>(dialog, msg, lp);
+        if (!st) return FALSE;
+        try {
+            return Handle(dialog, *st, msg, wp, lp);
+        } catch (...) {
+            platform::recordCurrentFailure();
+            return TRUE;
+        }
+    };
+    return DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(templateId), owner, proc,
+                           reinterpret_cast<LPARAM>(&state));
+}
+
 }  // namespace ombrix::win32
