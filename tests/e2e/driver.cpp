@@ -24,19 +24,28 @@ Registry& systemRegistry();
 
 namespace ombrix::e2e {
 
-// A program left running by an interrupted earlier run would make every start
-// here a second instance that ends at once, and every test after it fail.
-class NoProgramLeftOver final : public ::testing::Environment {
+// A program left running by an earlier test (or an interrupted run) would make
+// every start after it a second instance that ends at once, and every later
+// test fail; each test starts with none.
+class NoProgramLeftOver final : public ::testing::EmptyTestEventListener {
 public:
-    void SetUp() override {
+    void OnTestStart(const ::testing::TestInfo&) override {
         platform::Processes& processes = win32::machine().processes();
-        for (const platform::ProcessEntry& p : processes.snapshot()) {
-            if (equalsNoCase(p.imageName, "ombrix.exe")) (void)processes.terminate(p.id);
-        }
+        const auto endAll = [&] {
+            bool none = true;
+            for (const platform::ProcessEntry& p : processes.snapshot()) {
+                if (!equalsNoCase(p.imageName, "ombrix.exe")) continue;
+                (void)processes.terminate(p.id);
+                none = false;
+            }
+            return none;
+        };
+        // Ending is not immediate: the next start must not meet it still alive.
+        (void)waitFor(endAll, std::chrono::seconds(5));
     }
 };
-[[maybe_unused]] const ::testing::Environment* const kNoProgramLeftOver =
-    ::testing::AddGlobalTestEnvironment(new NoProgramLeftOver);
+[[maybe_unused]] const bool kNoProgramLeftOver =
+    (::testing::UnitTest::GetInstance()->listeners().Append(new NoProgramLeftOver), true);
 
 // ------------------------------------------------------------ Installation
 
@@ -133,6 +142,8 @@ void click(HWND control) {
 
 bool clickUntil(HWND control, const std::function<bool()>& done) {
     for (int attempt = 0; attempt < 3; ++attempt) {
+        // A click on a window behind another one lands on the one in front.
+        if (attempt > 0) bringToFront(GetAncestor(control, GA_ROOT));
         click(control);
         if (waitFor(done, std::chrono::seconds(3))) return true;
     }
@@ -154,7 +165,12 @@ void fill(HWND edit, const std::wstring& value) {
         bringToFront(GetAncestor(edit, GA_ROOT));
         click(edit);
         // Keys sent before the click has given the box the focus are lost.
-        (void)waitFor([&] { return focusOf(edit) == edit; }, std::chrono::seconds(2));
+        // After a message box Wine may leave the focus on the dialog itself
+        // whatever is clicked; the dialog manager moves it as Tab would.
+        if (!waitFor([&] { return focusOf(edit) == edit; }, std::chrono::seconds(2))) {
+            SendMessageW(GetParent(edit), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(edit), TRUE);
+            (void)waitFor([&] { return focusOf(edit) == edit; }, std::chrono::seconds(1));
+        }
         SendMessageW(edit, EM_SETSEL, 0, -1);
         typeText(value);
         // A busy program takes the keys late; typing again too soon doubles them.
@@ -245,7 +261,8 @@ StartedProgram InstalledProgram::launch() const {
 HWND InstalledProgram::start() {
     program = std::make_unique<StartedProgram>(launch());
     HWND main = nullptr;
-    waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; });
+    // A start on a loaded machine takes long: the splash, the store, the lists.
+    waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }, std::chrono::seconds(45));
     return main;
 }
 

@@ -48,6 +48,8 @@ protected:
             bringToFront(GetAncestor(end, GA_ROOT));
             click(end);
             pressKey(VK_TAB);
+            // Wine may keep the focus on the dialog after a message box.
+            if (focusOf(combo) != combo) SendMessageW(GetParent(combo), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(combo), TRUE);
             typeText(letter);
         }
         EXPECT_EQ(boxText(combo), name);
