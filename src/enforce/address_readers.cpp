@@ -291,7 +291,7 @@ std::optional<AddressReaders::Look> AddressReaders::lookOnDesktop(DesktopSlot& s
     // Front to back, as a search from the desktop goes: the first window
     // holding a match answers.
     for (const WindowId window : windows) {
-        if (foreign(window)) continue;
+        if (foreign(window) || !accessibility_.isVisible(window)) continue;
         if (slot.element && slot.window == window) {
             if (auto look = lookAt<Look>(*slot.element)) return look;
             slot.element.reset();  // gone: search this window again

@@ -39,9 +39,13 @@ public:
 class Accessibility {
 public:
     virtual ~Accessibility() = default;
-    // The children of the desktop element: the visible top-level windows,
-    // front first. A search from the desktop walks them in this order.
+    // The top-level windows, front first, visible or not: the children of the
+    // desktop element are the visible ones among them, and a search from the
+    // desktop walks them in this order. Asking each window whether it shows
+    // costs a call to another process, so the caller asks only of the windows
+    // it would search.
     [[nodiscard]] virtual std::vector<WindowId> desktopWindows() = 0;
+    [[nodiscard]] virtual bool isVisible(WindowId window) = 0;
     // The first descendant of the window, in tree order, that matches; null when
     // none (or the window is gone, or the layer fails).
     [[nodiscard]] virtual std::unique_ptr<AccessibleElement> findFirst(WindowId window, const AccessibleQuery& query) = 0;

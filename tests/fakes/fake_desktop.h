@@ -113,7 +113,11 @@ public:
     }
 
     // Accessibility.
-    std::vector<platform::WindowId> desktopWindows() override { return ids(true); }
+    std::vector<platform::WindowId> desktopWindows() override { return ids(false); }
+    bool isVisible(platform::WindowId window) override {
+        const FakeWindow* w = find(window);
+        return w != nullptr && w->visible;
+    }
     std::unique_ptr<platform::AccessibleElement> findFirst(platform::WindowId window,
                                                            const platform::AccessibleQuery& query) override {
         ++searches;

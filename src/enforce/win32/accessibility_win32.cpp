@@ -7,8 +7,7 @@
 namespace ombrix::win32 {
 namespace {
 
-BOOL CALLBACK collectVisible(HWND window, LPARAM out) {
-    if (!IsWindowVisible(window)) return TRUE;
+BOOL CALLBACK collect(HWND window, LPARAM out) {
     try {
         reinterpret_cast<std::vector<platform::WindowId>*>(out)->push_back(reinterpret_cast<platform::WindowId>(window));
         return TRUE;
@@ -20,13 +19,16 @@ BOOL CALLBACK collectVisible(HWND window, LPARAM out) {
 
 }  // namespace
 
-// The desktop element's children are the visible top-level windows, in
-// z-order like EnumWindows gives them.
+// In z-order, as EnumWindows gives them: one request for the whole list.
 std::vector<platform::WindowId> CountedAccessibility::desktopWindows() {
     std::vector<platform::WindowId> windows;
     windows.reserve(64);
-    EnumWindows(collectVisible, reinterpret_cast<LPARAM>(&windows));
+    EnumWindows(collect, reinterpret_cast<LPARAM>(&windows));
     return windows;
+}
+
+bool CountedAccessibility::isVisible(platform::WindowId window) {
+    return IsWindowVisible(reinterpret_cast<HWND>(window)) != FALSE;
 }
 
 std::uint16_t CountedAccessibility::userInterfaceLanguage() { return GetUserDefaultUILanguage(); }

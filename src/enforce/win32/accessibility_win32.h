@@ -19,6 +19,7 @@ public:
     [[nodiscard]] virtual bool isUiAutomation() const noexcept = 0;
 
     std::vector<platform::WindowId> desktopWindows() override;
+    bool isVisible(platform::WindowId window) override;
     std::uint16_t userInterfaceLanguage() override;
 
 protected:

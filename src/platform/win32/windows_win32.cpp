@@ -1,5 +1,7 @@
 #include <windows.h>
 
+#include <unordered_map>
+
 #include "platform/failures.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -100,9 +102,18 @@ public:
         }
     }
 
+    // A window keeps its process for life, and a handle's value comes back
+    // only after its slot has served tens of thousands of windows: the
+    // answer, a request to the server for another process's window, is
+    // remembered. The readers ask it of every window on the desktop twenty
+    // times a second.
     std::uint32_t processId(platform::WindowId window) override {
+        if (const auto known = processes_.find(window); known != processes_.end()) return known->second;
         DWORD pid = 0;
         GetWindowThreadProcessId(toHwnd(window), &pid);
+        if (pid == 0) return 0;
+        if (processes_.size() >= kRememberedWindows) processes_.clear();
+        processes_.emplace(window, pid);
         return pid;
     }
 
@@ -129,6 +140,10 @@ public:
         if (!ownedByThisThread(toHwnd(window))) flags |= SWP_ASYNCWINDOWPOS;
         SetWindowPos(toHwnd(window), topmost ? HWND_TOPMOST : HWND_NOTOPMOST, 0, 0, 0, 0, flags);
     }
+
+private:
+    static constexpr std::size_t kRememberedWindows = 1024;
+    std::unordered_map<platform::WindowId, std::uint32_t> processes_;
 };
 
 }  // namespace
