@@ -34,6 +34,13 @@ enum class SiteKind { Domain, Keyword, Prefix };
 // The rule, literally: every call lowers and rewrites both sides.
 [[nodiscard]] bool matchesEntry(std::string_view address, std::string_view entry);
 
+// The program's own block page: "https://" + host + "/web". The host is ours
+// and reserved for examples, so it can never be somebody else's site. It is
+// 34 characters long, the width of the comparison that exempts it.
+inline constexpr std::string_view kBlockPageHost = "blocked.ombrix.example";
+inline constexpr std::string_view kBlockPageAddress = "https://blocked.ombrix.example/web";
+inline constexpr std::size_t kBlockPageCut = 34;
+
 // Pages an allowed list never blocks: after removing double quotes and
 // commas and lowering, the address begins with "about:blank" or
 // "about:newtab".

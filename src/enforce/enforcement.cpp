@@ -88,4 +88,11 @@ void Enforcement::CaricaFinestreVietate() {
     m_.timers.setEnabled(core::TimerId::ChiudiFinestre, true);
 }
 
+std::vector<std::string> Enforcement::entries() const {
+    std::vector<std::string> out;
+    out.reserve(profile_.elencoSiti.size());
+    for (std::size_t i = 0; i < profile_.elencoSiti.size(); ++i) out.emplace_back(profile_.elencoSiti.entry(i));
+    return out;
+}
+
 }  // namespace ombrix::enforce

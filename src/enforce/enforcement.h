@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/profile_switches.h"
+#include "core/site_verdicts.h"
 #include "enforce/log_timer.h"
 #include "enforce/process_timer.h"
 #include "enforce/site_timer.h"
@@ -20,7 +21,7 @@
 
 namespace ombrix::enforce {
 
-class Enforcement final : public core::ProfileLists {
+class Enforcement final : public core::ProfileLists, public core::SiteVerdicts {
 public:
     using Machine = EnforcementMachine;
 
@@ -57,6 +58,13 @@ public:
     [[nodiscard]] const std::vector<std::string>& ElencoFinestre() const { return profile_.elencoFinestre; }
     [[nodiscard]] const core::ProfileSwitches& switches() const { return profile_.switches; }
     [[nodiscard]] Holders& holders() { return profile_.holders; }
+
+    // The internal browser's verdicts: the list and mode the site timer uses.
+    [[nodiscard]] bool allowedList() const override { return profile_.sitiConsentiti; }
+    [[nodiscard]] bool matches(std::string_view address) const override {
+        return profile_.elencoSiti.firstMatch(address) != kNoMatch;
+    }
+    [[nodiscard]] std::vector<std::string> entries() const override;
 
 private:
     // True when `error` is empty; otherwise tells the host (once until every

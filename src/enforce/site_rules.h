@@ -29,12 +29,9 @@ using core::allowedListExempt;
 
 inline constexpr std::size_t kNoMatch = static_cast<std::size_t>(-1);
 
-// The program's own block page: "https://" + host + "/web". The host is ours
-// and reserved for examples, so it can never be somebody else's site. It is
-// 34 characters long, the width of the comparison that exempts it.
-inline constexpr std::string_view kBlockPageHost = "blocked.ombrix.example";
-inline constexpr std::string_view kBlockPageAddress = "https://blocked.ombrix.example/web";
-inline constexpr std::size_t kBlockPageCut = 34;
+using core::kBlockPageAddress;
+using core::kBlockPageCut;
+using core::kBlockPageHost;
 
 // The Internet Explorer flavour: a keyword also matches the window title
 // (tested first), domain and prefix entries only the address.

@@ -1,0 +1,26 @@
+#pragma once
+// What the application bar shown while the desktop is locked offers: its
+// browser button opens the internal browser or the external one at the
+// profile's home page, and its label names which.
+
+#include <string>
+#include <string_view>
+
+namespace ombrix::browser {
+
+enum class BrowserButton { ExternalAtHomePage, Internal };
+
+struct BarChoices {
+    const char* label;      // the message naming the browser the button opens
+    BrowserButton browser;  // what the button opens
+};
+
+[[nodiscard]] constexpr BarChoices barChoices(bool internalBrowser) {
+    return internalBrowser ? BarChoices{"0225", BrowserButton::Internal}
+                           : BarChoices{"0226", BrowserButton::ExternalAtHomePage};
+}
+
+// The profile's own start page when it is set, otherwise the default one.
+[[nodiscard]] std::string homePage(std::string_view profilePage, std::string_view defaultPage);
+
+}  // namespace ombrix::browser

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include "browser/address_check.h"
+#include "browser/application_bar.h"
+#include "browser/browser_settings.h"
+#include "core/settings_reg.h"
+#include "enforce/site_list.h"
+#include "platform/file_registry.h"
+
+namespace ombrix::browser {
+namespace {
+
+// The verdicts as the enforcement gives them: the compiled list's own rule.
+class ListVerdicts final : public core::SiteVerdicts {
+public:
+    ListVerdicts(bool allowed, const std::vector<std::string>& entries)
+        : allowed_(allowed), entries_(entries), list_(enforce::SiteList::from(entries)) {}
+    bool allowedList() const override { return allowed_; }
+    bool matches(std::string_view address) const override { return list_.firstMatch(address) != enforce::kNoMatch; }
+    std::vector<std::string> entries() const override { return entries_; }
+
+private:
+    bool allowed_;
+    std::vector<std::string> entries_;
+    enforce::SiteList list_;
+};
+
+TEST(InternalBrowser, TheSchemeTestIsExactAndCaseSensitive) {
+    const struct {
+        const char* typed;
+        const char* address;
+    } cases[] = {
+        {"www.scuola.example", "http://www.scuola.example"},
+        {"http://a.example", "http://a.example"},
+        {"https://a.example", "https://a.example"},
+        {"ftp://a.example", "ftp://a.example"},
+        {"about:blank", "about:blank"},
+        {"HTTP://a.example", "http://HTTP://a.example"},
+        {"ftp.a.example", "http://ftp.a.example"},
+        {"", "http://"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(withScheme(c.typed), c.address) << c.typed;
+}
+
+TEST(InternalBrowser, TheGoProcedureStopsAForbiddenAddressAndStillRequestsOneOutsideTheAllowedList) {
+    const ListVerdicts forbidden(false, {".giochi.example", "*casino"});
+    const ListVerdicts allowed(true, {".scuola.example", "http://www.wiki.example/"});
+    const struct {
+        const ListVerdicts& list;
+        const char* typed;
+        const char* message;
+        Then then;
+    } cases[] = {
+        {forbidden, "www.giochi.example/x", "0228", Then::GoHomeAndStop},
+        {forbidden, "http://casino.example/", "0228", Then::GoHomeAndStop},
+        {forbidden, "www.scuola.example", nullptr, Then::Navigate},
+        {forbidden, "about:blank", nullptr, Then::Navigate},
+        {allowed, "www.scuola.example/compiti", nullptr, Then::Navigate},
+        {allowed, "http://www.wiki.example/pagina", nullptr, Then::Navigate},
+        {allowed, "www.giochi.example", "0227", Then::GoBackThenNavigate},
+        {allowed, "about:tabs", nullptr, Then::Navigate},
+        {allowed, "https://blocked.ombrix.example/web?u=x", nullptr, Then::Navigate},
+    };
+    for (const auto& c : cases) {
+        const GoDecision d = go(c.list, c.typed);
+        EXPECT_STREQ(d.message, c.message) << c.typed;
+        EXPECT_EQ(d.then, c.then) << c.typed;
+        EXPECT_EQ(d.remember, c.message == nullptr) << c.typed;
+        EXPECT_EQ(d.address, withScheme(c.typed));
+    }
+}
+
+TEST(InternalBrowser, ThePageBeingLoadedAndTheRequestAboutToStartAreJudgedAlike) {
+    const ListVerdicts forbidden(false, {".giochi.example"});
+    const ListVerdicts allowed(true, {".scuola.example"});
+    const struct {
+        const ListVerdicts& list;
+        const char* location;
+        const char* message;
+    } cases[] = {
+        {forbidden, "http://www.giochi.example/", "0230"},
+        {forbidden, "http://www.scuola.example/", nullptr},
+        {allowed, "http://www.giochi.example/", "0229"},
+        {allowed, "http://www.scuola.example/", nullptr},
+        {allowed, "", nullptr},  // never reported
+        {allowed, "about:blank", nullptr},
+        {allowed, "About:blank", "0229"},  // the exemptions are exact
+        {forbidden, "https://blocked.ombrix.example/web", nullptr},
+    };
+    for (const auto& c : cases) {
+        EXPECT_STREQ(refusedWhileLoading(c.list, c.location), c.message) << c.location;
+        // A link or a redirect never reaches the network when the go
+        // procedure would have refused the same address typed in.
+        EXPECT_EQ(cancelBeforeRequest(c.list, c.location), c.message != nullptr) << c.location;
+    }
+}
+
+TEST(InternalBrowser, TheAddressBoxOffersWholeAddressesAndLocalFilesSendItHome) {
+    const ListVerdicts list(true, {".scuola.example", "*compiti", "http://www.wiki.example/", "biblioteca.example"});
+    EXPECT_EQ(addressHistory(list), (std::vector<std::string>{"http://www.wiki.example/", "biblioteca.example"}));
+    EXPECT_TRUE(sendsHome("file:///C:/Windows/win.ini"));
+    EXPECT_FALSE(sendsHome("FILE:///C:/"));  // the timer's test is exact
+    EXPECT_FALSE(sendsHome("http://file://"));
+}
+
+TEST(InternalBrowser, TheSwitchesAreTrueOnlyAsTheTextTrueAndAreSavedPerUser) {
+    platform::FileRegistry registry;
+    BrowserSettings settings(registry);
+    EXPECT_FALSE(settings.on(kNoPopup)) << "a missing key is off";
+    ASSERT_TRUE(settings.set(kNoPopup, true));
+    EXPECT_TRUE(settings.on(kNoPopup));
+    EXPECT_FALSE(settings.on(kNoPrint));
+    const std::string path = core::programSettingsKey(core::kProgramTitle, "Settings");
+    EXPECT_EQ(registry.readValue(platform::RegRoot::CurrentUser, path, "NoPopup"), "True");
+    ASSERT_TRUE(settings.set(kNoPopup, false));
+    EXPECT_EQ(registry.readValue(platform::RegRoot::CurrentUser, path, "NoPopup"), "False");
+    registry.writeString(platform::RegRoot::CurrentUser, path, "NoStampa", "true");
+    EXPECT_FALSE(settings.on(kNoPrint)) << "only the exact text counts";
+}
+
+TEST(InternalBrowser, TheBarNamesAndOpensTheBrowserTheProfileUses) {
+    EXPECT_STREQ(barChoices(true).label, "0225");
+    EXPECT_EQ(barChoices(true).browser, BrowserButton::Internal);
+    EXPECT_STREQ(barChoices(false).label, "0226");
+    EXPECT_EQ(barChoices(false).browser, BrowserButton::ExternalAtHomePage);
+    EXPECT_EQ(homePage("http://scuola.example/", "http://default.example/"), "http://scuola.example/");
+    EXPECT_EQ(homePage("  ", "http://default.example/"), "http://default.example/");
+}
+
+}  // namespace
+}  // namespace ombrix::browser
