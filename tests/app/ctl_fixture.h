@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/ctl.h"
+#include "core/database.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
 #include "platform/file_registry.h"
@@ -30,9 +31,21 @@ protected:
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
         return runCtl(args, env);
     }
+    // ombrixctl --db db ARGS...
+    int run(std::vector<std::string> args, const std::string& input = {}) {
+        args.insert(args.begin(), {"--db", db});
+        return ctl(args, input);
+    }
+    // Statements run on a store file, as another tool would run them.
+    static void sql(const std::string& path, const std::string& statements) {
+        core::Database d;
+        ASSERT_TRUE(d.open(path));
+        ASSERT_TRUE(d.exec(statements)) << d.lastError();
+    }
 
     test::QuickPasswords quick;
     test::TempDir dir;
+    std::string db = dir.file("DataBase.db");
     platform::FileRegistry registry;
     test::FakeSystem system;
     std::ostringstream out, err;

@@ -15,16 +15,11 @@ using Outcome = profiles::ProfileEditor::Outcome;
 class CtlProfiles : public CtlFixture {
 protected:
     CtlProfiles() : CtlFixture(test::numberedTexts()) { EXPECT_EQ(ctl({"init", db}), kOk); }
-    int run(std::vector<std::string> args, const std::string& input = {}) {
-        args.insert(args.begin(), {"--db", db});
-        return ctl(args, input);
-    }
     std::string stored() {
         core::Database d;
         EXPECT_TRUE(d.open(db));
         return test::profileRows(d);
     }
-    std::string db = dir.file("DataBase.db");
 };
 
 TEST_F(CtlProfiles, AProfileFromAddToDelete) {
@@ -57,18 +52,13 @@ TEST_F(CtlProfiles, RefusalsPrintTheirIdentifierAndChangeNothing) {
     ASSERT_EQ(run({"profile", "add", "Scuola"}), kOk);
     ASSERT_EQ(run({"profile", "add", "Casa"}), kOk);
     ASSERT_EQ(run({"site", "add", "Casa", "casa.org"}), kOk);
-    {
-        core::Database d;
-        ASSERT_TRUE(d.open(db));
-        ASSERT_TRUE(d.exec("INSERT INTO Clienti (IDProfilo) VALUES (2);"));
-    }
+    sql(db, "INSERT INTO Clienti (IDProfilo) VALUES (2);");
     const struct {
         std::vector<std::string> args;
         std::string input;
         std::string error;
     } cases[] = {
         {{"profile", "add", "SCUOLA"}, "", "0021: T0021\n"},
-        {{"profile", "rename", "Casa", "scuola"}, "", "0021: T0021\n"},
         {{"profile", "delete", "Scuola"}, "", "0013: T0013\n"},
         {{"profile", "set", "Casa", "list", "allowed"}, "", ""},  // allowed: no home page yet
         {{"profile", "set", "Casa", "homepage", "altro.org"}, "", "0022: T0022 T0023\n"},

@@ -12,26 +12,25 @@ using platform::RegRoot;
 class CtlRestore : public CtlFixture {
 protected:
     CtlRestore() : CtlFixture("") {}
-    std::string db = dir.file("DataBase.db");
     std::string journal = dir.file(core::kJournalFileName);
 };
 
 TEST_F(CtlRestore, GivesBackWhatTheJournalHoldsOneLineEach) {
-    EXPECT_EQ(ctl({"--db", db, "restore"}), kOk);
+    EXPECT_EQ(run({"restore"}), kOk);
     EXPECT_EQ(out.str(), "nothing to restore\n");
     registry.writeDword(RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, 3);
     test::writeFile(journal, core::serialiseJournal({
         {SavedSetting::Kind::Registry, RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, SavedSetting::Value::Absent, ""},
         {SavedSetting::Kind::DefaultPrinter, RegRoot::CurrentUser, "", "", SavedSetting::Value::Text, "Old,drv,LPT1:"},
     }));
-    EXPECT_EQ(ctl({"--db", db, "restore"}), kRefused) << "no printers here";
+    EXPECT_EQ(run({"restore"}), kRefused) << "no printers here";
     EXPECT_EQ(out.str(), "restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = (removed)\n");
     EXPECT_EQ(err.str(), "ombrixctl: not restored, kept in the journal: default printer = \"Old,drv,LPT1:\"\n");
     EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, core::kZone3, core::kDownloadValue), std::nullopt);
     EXPECT_EQ(core::parseJournal(*readWholeFile(journal))->size(), 1u);
 
     test::writeFile(journal, "ombrix machine journal 1\nregistry\tHKCU");
-    EXPECT_EQ(ctl({"--db", db, "restore"}), kRefused);
+    EXPECT_EQ(run({"restore"}), kRefused);
     EXPECT_NE(err.str().find("is damaged and was not applied"), std::string::npos);
 }
 

@@ -4,6 +4,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/file_registry.h"
+#include "platform/files.h"
 
 namespace ombrix::core {
 namespace {
@@ -73,6 +74,8 @@ TEST(FileRegistry, KeysIgnoreCaseValuesSurviveAReloadAndAFailedWriteKeepsNothing
     platform::FileRegistry blocked(dir.file("blocker/registry.txt"));
     EXPECT_FALSE(blocked.writeString(RegRoot::CurrentUser, "Software\\X", "A", "1"));
     EXPECT_EQ(blocked.readValue(RegRoot::CurrentUser, "Software\\X", "A"), std::nullopt);
+    platform::FileRegistry folder(pathToUtf8(dir.path()));
+    EXPECT_EQ(folder.readValue(RegRoot::LocalMachine, kMachineKey, "x"), std::nullopt) << "a folder reads as empty";
 }
 
 }  // namespace

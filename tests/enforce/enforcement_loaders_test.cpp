@@ -140,8 +140,6 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
     const Damage damages[] = {
         {"closed", [](core::Database& db) { db.close(); }},
         {"no site table", [](core::Database& db) { ASSERT_TRUE(db.exec("DROP TABLE SitiVietatiConsentiti;")); }},
-        {"no Sito column",
-         [](core::Database& db) { ASSERT_TRUE(db.exec("ALTER TABLE SitiVietatiConsentiti RENAME Sito TO X;")); }},
         {"no profile table", [](core::Database& db) { ASSERT_TRUE(db.exec("DROP TABLE Profili;")); }},
     };
     for (const Damage& d : damages) {

@@ -239,18 +239,5 @@ TEST(EmptyAllowedList, BlocksEveryPageButTheExemptOnes) {
     EXPECT_EQ(rig.host.opened, Entries{}) << "no start page, nothing to open";
 }
 
-TEST(StarEntry, BlocksEverythingForbiddenAndPassesEverythingAllowed) {
-    for (const bool forbidden : {true, false}) {
-        test::EnforcementRig rig;
-        rig.addProfile(2, forbidden, {"*"});
-        rig.use(2);
-        rig.browsers.open(rig.browsers.chrome, "http://qualsiasi.it/");
-        rig.browsers.chrome.afterClose = {""};
-        rig.enforcement->tickSitiVietatiConsentiti();
-        EXPECT_EQ(rig.host.notices.size(), forbidden ? 1u : 0u);
-        EXPECT_EQ(rig.entries("kill").size(), 0u);
-    }
-}
-
 }  // namespace
 }  // namespace ombrix::enforce

@@ -1,5 +1,5 @@
 #pragma once
-// A language file with the schedule's texts: each message reads "T<id>",
+// The schedule's texts for a language file: each message reads "T<id>",
 // each combo's empty entry reads kEmpty.
 
 #include <string>
@@ -10,15 +10,18 @@ namespace ombrix::test {
 
 inline constexpr const char* kEmpty = "(nessuno)";
 
-inline void writeScheduleTexts(const TempDir& dir) {
-    std::string lng = "[Strings]\r\n";
+// The [Strings] lines, without the header.
+inline std::string scheduleTexts() {
+    std::string lng;
     for (int id = 250; id <= 295; ++id) {
         const std::string key = "0" + std::to_string(id);
         const bool emptyEntry = id == 259 || id == 261 || id == 262 || id == 263 || id == 273 || id == 275 ||
                                 id == 285 || (id >= 291 && id <= 294);
         lng += key + "=" + (emptyEntry ? std::string(kEmpty) : "T" + key) + "\r\n";
     }
-    writeFile(dir.file("italian.lng"), lng);
+    return lng;
 }
+
+inline void writeScheduleTexts(const TempDir& dir) { writeFile(dir.file("italian.lng"), "[Strings]\r\n" + scheduleTexts()); }
 
 }  // namespace ombrix::test
