@@ -29,6 +29,40 @@ TEST(KillProcess, WholeImageNameWithoutCase) {
     EXPECT_EQ(journal.entries, (Entries{"kill notepad.exe"}));
 }
 
+TEST(KillForbiddenProcess, AlsoByTheNamesTheProgramKeepsInside) {
+    struct Case {
+        const char* image;
+        std::vector<std::string> inside;
+        const char* forbidden;
+        bool ended;
+    };
+    const Case cases[] = {
+        {"appunti.exe", {"GIOCO.EXE"}, "gioco.exe", true},
+        {"appunti.exe", {"gioco.exe", "gioco"}, "Gioco", true},  // the internal name
+        {"blocco.exe", {"NOTEPAD.EXE.MUI"}, "notepad.exe", true},
+        {"appunti.exe", {"gioco.exe"}, "gioco", false},  // whole names only
+        {"appunti.exe", {"giocone.exe"}, "gioco.exe", false},
+        {"appunti.exe", {}, "gioco.exe", false},  // no version resource: its image name alone
+        {"gioco.exe", {"appunti.exe"}, "gioco.exe", true},
+        {"appunti.exe", {".mui"}, "", false},
+    };
+    {
+        test::Journal journal;
+        test::FakeProcesses processes(journal);
+        processes.startRenamed("appunti.exe", "gioco.exe");
+        EXPECT_EQ(KillProcess(processes, "gioco.exe"), 0) << "KillProcess itself still goes by the image name";
+    }
+    for (const auto& c : cases) {
+        test::Journal journal;
+        test::FakeProcesses processes(journal);
+        processes.running.push_back({1, c.image, 0, c.inside});
+        processes.start("explorer.exe");
+        EXPECT_EQ(platform::KillForbiddenProcess(processes, c.forbidden), c.ended ? 1 : 0)
+            << c.image << " forbidden " << c.forbidden;
+        EXPECT_EQ(processes.running.size(), c.ended ? 1u : 2u) << c.image;
+    }
+}
+
 class ProcessTimer : public ::testing::Test {
 protected:
     void useProfile(const std::vector<std::string>& names, bool siteList, core::ProfileSwitches s = {}) {
@@ -53,6 +87,20 @@ TEST_F(ProcessTimer, AForbiddenProgramIsTerminatedWithANotice) {
     EXPECT_EQ(rig.host.notices[0].kind, kNoticeProcess);
     rig.enforcement->tickProcessiVietati();
     EXPECT_EQ(rig.host.notices.size(), 1u) << "nothing left to terminate";
+}
+
+TEST_F(ProcessTimer, ARenamedCopyIsEndedAndAnotherProgramIsLeftAlone) {
+    useProfile({"gioco.exe", "chrome.exe"}, true);
+    rig.processes.startRenamed("appunti.exe", "Gioco.exe");
+    rig.processes.startRenamed("lettore.exe", "lettore.exe");
+    rig.processes.startRenamed("navigatore.exe", "chrome.exe", 2);
+    rig.enforcement->tickProcessiVietati();
+    EXPECT_EQ(rig.entries("kill"),
+              (Entries{"kill appunti.exe", "kill navigatore.exe", "kill navigatore.exe", "kill navigatore.exe"}))
+        << "a renamed browser is ended until gone, as the browser itself";
+    EXPECT_EQ(noticeTexts(), (Entries{"T0171 gioco.exe", "T0170"}));
+    ASSERT_EQ(rig.processes.running.size(), 1u);
+    EXPECT_EQ(rig.processes.running[0].name, "lettore.exe");
 }
 
 TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
