@@ -10,7 +10,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates
   libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
-  wine wine64 xvfb xdotool imagemagick x11-utils sqlite3 nsis procps
+  wine wine64 xvfb xdotool imagemagick x11-utils sqlite3 nsis procps libidn2-dev
 )
 # npm fetches the SQLite amalgamation; a machine may have its own Node.js
 # already, which Debian's npm package would conflict with.

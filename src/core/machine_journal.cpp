@@ -234,23 +234,31 @@ void MachineJournal::setAsideDamaged() {
 }
 
 const SavedSetting* MachineJournal::find(const std::string& key) const {
-    for (const auto& s : settings_) {
-        if (s.key() == key) return &s;
-    }
-    return nullptr;
+    const auto it = index_.find(key);
+    return it == index_.end() ? nullptr : &settings_[it->second];
 }
 
-bool MachineJournal::remember(const SavedSetting& previous) {
-    if (find(previous.key())) return true;
-    settings_.push_back(previous);
-    if (save()) return true;
+bool MachineJournal::remember(const SavedSetting& previous) { return remember(std::vector<SavedSetting>{previous}); }
+
+bool MachineJournal::remember(const std::vector<SavedSetting>& previous) {
+    bool added = false;
+    for (const auto& s : previous) {
+        if (!index_.emplace(s.key(), settings_.size()).second) continue;
+        settings_.push_back(s);
+        added = true;
+    }
+    if (!added || save()) return true;
     // Kept in memory all the same: the orderly shutdown still gives it back.
     platform::recordFailure("the machine journal " + path_ + " could not be written");
     return false;
 }
 
 bool MachineJournal::reset(std::vector<SavedSetting> settings) {
-    settings_ = std::move(settings);
+    settings_.clear();
+    index_.clear();
+    for (auto& s : settings) {
+        if (index_.emplace(s.key(), settings_.size()).second) settings_.push_back(std::move(s));
+    }
     return save();
 }
 

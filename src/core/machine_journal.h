@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/durable.h"
@@ -71,6 +72,8 @@ public:
     // Records the previous value of a setting about to change, unless this
     // run recorded it already. False when the record could not be made durable.
     bool remember(const SavedSetting& previous);
+    // Many at once, in one write of the file (the browsers' lists run to thousands).
+    bool remember(const std::vector<SavedSetting>& previous);
     [[nodiscard]] const SavedSetting* find(const std::string& key) const;
     [[nodiscard]] const std::vector<SavedSetting>& settings() const { return settings_; }
     // The journal becomes exactly `settings`; none removes the file.
@@ -83,6 +86,7 @@ private:
     platform::FileSystem& files_;
     std::string path_;
     std::vector<SavedSetting> settings_;
+    std::unordered_map<std::string, std::size_t> index_;  // key -> position in settings_
 };
 
 }  // namespace ombrix::core

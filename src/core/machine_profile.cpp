@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <unordered_set>
 
 #include "core/firefox_prefs.h"
 #include "core/firefox_profile.h"
@@ -186,6 +187,54 @@ void MachineSettings::applyToMachine(const ProfileSwitches& switches) {
         writeDword(RegRoot::CurrentUser, kZone3, kDownloadValue, switches.bloccaDownload ? 3 : 0);
     });
     platform::guarded([&] { applyTaskbarFlags(switches); });
+}
+
+void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
+    const BrowserPolicies wanted = sites ? translatePolicies(*sites) : BrowserPolicies{};
+    if (wanted.values == policies_) return;
+    for (const auto& why : wanted.leftToReaders) platform::recordFailure("browser policies: left to the readers: " + why);
+    const auto setting = [](const PolicyValue& v) {
+        return SavedSetting{SavedSetting::Kind::Registry, RegRoot::CurrentUser, v.path, v.name,
+                            v.dword ? SavedSetting::Value::Dword : SavedSetting::Value::Text, {}};
+    };
+    std::unordered_set<std::string> keep;
+    for (const auto& v : wanted.values) keep.insert(setting(v).key());
+    for (const auto& v : policies_) {
+        const SavedSetting* before = m_.journal.find(setting(v).key());
+        if (before && !keep.count(before->key())) {
+            platform::guarded([&] { giveBack(giveBackSeams(), *before); });
+        }
+    }
+    std::vector<SavedSetting> previous;
+    for (const auto& v : wanted.values) {
+        SavedSetting s = setting(v);
+        if (m_.journal.find(s.key())) continue;
+        // A value of another type reads as missing: it is given back as missing.
+        if (const auto value = m_.registry.readValue(RegRoot::CurrentUser, v.path, v.name)) {
+            s.value = *value;
+        } else {
+            s.type = SavedSetting::Value::Absent;
+        }
+        previous.push_back(std::move(s));
+    }
+    m_.journal.remember(previous);
+    std::size_t refused = 0;
+    for (const auto& v : wanted.values) {
+        const bool written = platform::guarded(
+            [&] {
+                return v.dword ? m_.registry.writeDword(RegRoot::CurrentUser, v.path, v.name,
+                                                        static_cast<std::uint32_t>(std::stoul(v.value)))
+                               : m_.registry.writeString(RegRoot::CurrentUser, v.path, v.name, v.value);
+            },
+            false);
+        if (!written) ++refused;
+    }
+    // Once, not per value: a key the session may not write refuses them all.
+    if (refused > 0) {
+        platform::recordFailure("browser policies: " + std::to_string(refused) + " of " +
+                                std::to_string(wanted.values.size()) + " values could not be written");
+    }
+    policies_ = wanted.values;
 }
 
 void MachineSettings::restoreStartButtonAndTaskbar() { m_.desktop.lockDesktop(false, false); }

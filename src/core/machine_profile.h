@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/browser_policies.h"
 #include "core/controller.h"
 #include "core/desktop_lock.h"
 #include "core/machine_journal.h"
@@ -71,7 +72,7 @@ Recovery giveBackJournal(MachineJournal& journal, GiveBackSeams m);
 // The name of the Windows default printer ("" when there is none).
 [[nodiscard]] std::string defaultPrinterName(platform::Printers& printers);
 
-class MachineSettings final : public MachineProfile {
+class MachineSettings final : public MachineProfile, public BrowserPolicySink {
 public:
     // `journalPath` names the journal once the store's folder is known.
     MachineSettings(MachineSeams seams, std::function<std::string()> journalPath)
@@ -85,6 +86,10 @@ public:
     void DisattivaTabsWarnOnCloseFirefox() override;
     void releaseKeyboardHook() override;
     void RipristinaImpostazioni() override;
+    // The browsers' policies for the site list in force, each value recorded
+    // in the journal before it is first written; what an earlier list wrote
+    // and this one does not want goes back to its value from before.
+    void siteListInForce(const std::optional<PolicySites>& sites) override;
 
     // tmrLanciaPaginaIniziale's one tick (the caller disables the timer).
     void tickLanciaPaginaIniziale(const ProfileSwitches& switches);
@@ -115,6 +120,7 @@ private:
     std::string printer_;
     std::string firefoxHomePage_;
     std::optional<std::string> startPage_;
+    std::vector<PolicyValue> policies_;  // written for the site list in force
 };
 
 }  // namespace ombrix::core

@@ -2,6 +2,7 @@
 
 #include "enforce/profile_lists.h"
 #include "enforce/site_rules.h"
+#include "platform/failures.h"
 
 namespace ombrix::enforce {
 
@@ -26,6 +27,7 @@ void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
         // "No profile", put in use by the shutdown: no site list at all.
         profile_.elencoSiti = SiteList();
         profile_.sitiConsentiti = false;
+        tellBrowserPolicies();
         return;
     }
     Loaded<SiteList> list = loadSiteList(m_.db, profileId);
@@ -45,6 +47,23 @@ void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
     // Otherwise the lists loaded last stay in force.
     // An empty allowed list still blocks every page but the exempt ones.
     m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, profile_.sitiConsentiti || !profile_.elencoSiti.empty());
+    tellBrowserPolicies();
+}
+
+void Enforcement::tellBrowserPolicies() {
+    if (!policies_) return;
+    platform::guarded([&] {
+        // The list the site timer enforces, or none when it is off.
+        std::optional<core::PolicySites> sites;
+        if (m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti)) {
+            sites.emplace();
+            sites->allowedList = profile_.sitiConsentiti;
+            for (std::size_t i = 0; i < profile_.elencoSiti.size(); ++i) {
+                sites->entries.emplace_back(profile_.elencoSiti.entry(i));
+            }
+        }
+        policies_->siteListInForce(sites);
+    });
 }
 
 void Enforcement::CaricaProcessiVietati() {

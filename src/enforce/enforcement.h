@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/browser_policies.h"
 #include "core/profile_switches.h"
 #include "core/site_verdicts.h"
 #include "enforce/log_timer.h"
@@ -37,6 +38,8 @@ public:
     void CaricaFinestreVietate() override;
     void forgetLastAddress() override { profile_.holders.UltimoSitoVisto.clear(); }
     void clearInternalBrowser() override { profile_.switches.utilizzaBrowserInterno = false; }
+    // Told the site list in force after each load (the browsers' policies).
+    void setBrowserPolicies(core::BrowserPolicySink* sink) { policies_ = sink; }
 
     // A tick that lets events run is not entered again by the same timer
     // while it runs.
@@ -70,9 +73,11 @@ private:
     // True when `error` is empty; otherwise tells the host (once until every
     // list reads again) and the caller keeps the lists it loaded last.
     bool readable(const std::string& error);
+    void tellBrowserPolicies();
 
     Machine m_;
     EnforcedProfile profile_;
+    core::BrowserPolicySink* policies_ = nullptr;
     bool sitesLoaded_ = false;
     bool storeErrorShown_ = false;
     bool everyListRead_ = true;  // in the current round of the three loaders

@@ -25,7 +25,7 @@ void ProcessTimer::tick() noexcept {
     for (std::size_t i = 0; i + 1 < names.size(); ++i) {
         platform::guarded([&] {
             const std::string& name = names[i];
-            if (KillProcess(name) == 0) return;
+            if (KillForbiddenProcess(name) == 0) return;
             const std::string lowered = lowerText(name);
             if (std::find(kInternalBrowserOnly.begin(), kInternalBrowserOnly.end(), lowered) ==
                 kInternalBrowserOnly.end()) {
@@ -37,7 +37,7 @@ void ProcessTimer::tick() noexcept {
             if (p_.switches.protezioneMassima && isOneOf(lowered, {"chrome.exe", "safari.exe", "microsoftedge.exe"})) {
                 return;
             }
-            killUntilGone(name);
+            killForbiddenUntilGone(name);
             if (p_.switches.utilizzaBrowserInterno) {
                 if (m_.host.internalBrowserWindowCount() < 5) m_.host.openInternalBrowser();
             } else if (isOneOf(lowered, {"opera.exe", "safari.exe", "chrome.exe", "microsoftedge.exe"})) {

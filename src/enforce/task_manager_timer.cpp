@@ -7,8 +7,8 @@ namespace ombrix::enforce {
 void TaskManagerTimer::tick() noexcept {
     const Entered entered(*this);
     if (!entered.first()) return;
-    platform::guarded([&] { KillProcess("taskmgr.exe"); });
-    platform::guarded([&] { KillProcess("msconfig.exe"); });
+    platform::guarded([&] { KillForbiddenProcess("taskmgr.exe"); });
+    platform::guarded([&] { KillForbiddenProcess("msconfig.exe"); });
     platform::guarded([&] { m_.host.keepNoticeWindowsOnTop(); });
 }
 

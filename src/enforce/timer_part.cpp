@@ -21,6 +21,14 @@ void TimerPart::killUntilGone(std::string_view imageName) {
     platform::killUntilGone(m_.processes, m_.pump, imageName);
 }
 
+int TimerPart::KillForbiddenProcess(std::string_view name) {
+    return platform::KillForbiddenProcess(m_.processes, name);
+}
+
+void TimerPart::killForbiddenUntilGone(std::string_view name) {
+    platform::killForbiddenUntilGone(m_.processes, m_.pump, name);
+}
+
 void TimerPart::MemorizzaSitoVisitato(const std::string& url) {
     // An empty address is no visit: a browser that closed reads as "".
     if (url.empty()) return;

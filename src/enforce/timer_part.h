@@ -70,6 +70,10 @@ public:
     int KillProcess(std::string_view imageName);
     [[nodiscard]] bool IsProcessRunning(std::string_view imageName);
     void killUntilGone(std::string_view imageName);
+    // As KillProcess and killUntilGone, also by the names the executable
+    // keeps inside: for the forbidden programs, which a pupil may rename.
+    int KillForbiddenProcess(std::string_view name);
+    void killForbiddenUntilGone(std::string_view name);
     // Writes one visited address, unless the site list forbids it (forbidden
     // list) or does not allow it (allowed list); with no profile in use
     // everything is written. The site and the log timer both write.

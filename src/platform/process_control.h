@@ -20,4 +20,12 @@ int KillProcess(platform::Processes& processes, std::string_view imageName);
 // process that outlives 50 terminations must not hold the caller for ever.
 void killUntilGone(Processes& processes, EventPump& pump, std::string_view imageName);
 
+// A forbidden program is also known by the names its executable keeps inside
+// (Processes::originalNames), compared as the image name is: a forbidden
+// "gioco.exe" copied as "appunti.exe" is still "gioco.exe". A program without
+// them is judged by its image name alone.
+[[nodiscard]] bool isProgram(Processes& processes, const ProcessEntry& process, std::string_view name);
+int KillForbiddenProcess(Processes& processes, std::string_view name);
+void killForbiddenUntilGone(Processes& processes, EventPump& pump, std::string_view name);
+
 }  // namespace ombrix::platform

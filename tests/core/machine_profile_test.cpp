@@ -223,5 +223,27 @@ TEST(MachineProfile, TheSlideshowIsStoppedOnlyWhenThereIsOne) {
     EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
 }
 
+// The run's own values go back: when a shorter list follows, and at the end.
+// (A forced end, and the real registry, are the end-to-end test's.)
+TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantThem) {
+    Rig rig;
+    const std::string block = std::string(kChromePolicies) + "\\URLBlocklist";
+    rig.registry.inner.writeString(RegRoot::CurrentUser, block, "4", "own.it");
+    rig.settings->rememberSettings();
+    rig.settings->siteListInForce(PolicySites{{".a.it", ".b.it", ".c.it"}, false});
+    EXPECT_EQ(rig.value(block.c_str(), "4"), "chrome://extensions");
+    EXPECT_EQ(rig.journal->read().settings.size(), translatePolicies({{".a.it", ".b.it", ".c.it"}}).values.size());
+    rig.settings->siteListInForce(PolicySites{{".d.it"}, false});
+    EXPECT_EQ(rig.value(block.c_str(), "1"), "d.it");
+    EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
+    EXPECT_EQ(rig.value(block.c_str(), "5"), std::nullopt);
+    rig.settings->siteListInForce(std::nullopt);
+    rig.settings->RipristinaImpostazioni();
+    EXPECT_EQ(rig.value(block.c_str(), "1"), std::nullopt);
+    EXPECT_EQ(rig.value(kChromePolicies, "IncognitoModeAvailability"), std::nullopt);
+    EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
+    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath));
+}
+
 }  // namespace
 }  // namespace ombrix::core

@@ -29,6 +29,26 @@ TEST(KillProcess, WholeImageNameWithoutCase) {
     EXPECT_EQ(journal.entries, (Entries{"kill notepad.exe"}));
 }
 
+TEST(KillForbiddenProcess, AlsoByTheNamesTheProgramKeepsInsideWholeAndWithoutCase) {
+    struct Case {
+        std::vector<std::string> inside;
+        const char* forbidden;
+        bool ended;
+    };
+    const Case cases[] = {
+        {{"GIOCO.EXE"}, "gioco.exe", true},           {{"gioco.exe", "gioco"}, "Gioco", true},  // internal name
+        {{"NOTEPAD.EXE.MUI"}, "notepad.exe", true},   {{"gioco.exe"}, "gioco", false},
+        {{}, "gioco.exe", false},  // no version resource: the image name alone
+    };
+    for (const auto& c : cases) {
+        test::Journal journal;
+        test::FakeProcesses processes(journal);
+        processes.running.push_back({1, "appunti.exe", 0, c.inside});
+        EXPECT_EQ(KillProcess(processes, c.forbidden), 0) << "KillProcess itself goes by the image name";
+        EXPECT_EQ(platform::KillForbiddenProcess(processes, c.forbidden), c.ended ? 1 : 0) << c.forbidden;
+    }
+}
+
 class ProcessTimer : public ::testing::Test {
 protected:
     void useProfile(const std::vector<std::string>& names, bool siteList, core::ProfileSwitches s = {}) {
@@ -53,6 +73,20 @@ TEST_F(ProcessTimer, AForbiddenProgramIsTerminatedWithANotice) {
     EXPECT_EQ(rig.host.notices[0].kind, kNoticeProcess);
     rig.enforcement->tickProcessiVietati();
     EXPECT_EQ(rig.host.notices.size(), 1u) << "nothing left to terminate";
+}
+
+TEST_F(ProcessTimer, ARenamedCopyIsEndedAndAnotherProgramIsLeftAlone) {
+    useProfile({"gioco.exe", "chrome.exe"}, true);
+    rig.processes.startRenamed("appunti.exe", "Gioco.exe");
+    rig.processes.startRenamed("lettore.exe", "lettore.exe");
+    rig.processes.startRenamed("navigatore.exe", "chrome.exe", 2);
+    rig.enforcement->tickProcessiVietati();
+    EXPECT_EQ(rig.entries("kill"),
+              (Entries{"kill appunti.exe", "kill navigatore.exe", "kill navigatore.exe", "kill navigatore.exe"}))
+        << "a renamed browser is ended until gone, as the browser itself";
+    EXPECT_EQ(noticeTexts(), (Entries{"T0171 gioco.exe", "T0170"}));
+    ASSERT_EQ(rig.processes.running.size(), 1u);
+    EXPECT_EQ(rig.processes.running[0].name, "lettore.exe");
 }
 
 TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {

@@ -63,15 +63,29 @@ public:
         std::uint32_t id;
         std::string name;
         int survivesKills = 0;  // how many terminate calls it outlives; -1: forever
+        std::vector<std::string> originalNames = {};  // its version resource's names
+        std::uint64_t startTime = 0;
     };
     std::vector<Proc> running;
     std::uint32_t nextId = 100;
+    int nameReads = 0;  // executables opened for their names
 
     void start(const std::string& name, int survives = 0) { running.push_back({nextId++, name, survives}); }
+    // A program whose file was renamed: it still calls itself `original` inside.
+    void startRenamed(const std::string& name, const std::string& original, int survives = 0) {
+        running.push_back({nextId++, name, survives, {original}});
+    }
     std::vector<platform::ProcessEntry> snapshot() override {
         std::vector<platform::ProcessEntry> out;
-        for (const auto& p : running) out.push_back({p.id, p.name});
+        for (const auto& p : running) out.push_back({p.id, p.name, p.startTime});
         return out;
+    }
+    std::vector<std::string> originalNames(const platform::ProcessEntry& entry) override {
+        ++nameReads;
+        for (const auto& p : running) {
+            if (p.id == entry.id && p.startTime == entry.startTime) return p.originalNames;
+        }
+        return {};
     }
     bool terminate(std::uint32_t id) override {
         const auto it = std::find_if(running.begin(), running.end(), [&](const Proc& p) { return p.id == id; });

@@ -38,5 +38,32 @@ TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeLimit) {
     EXPECT_EQ(view.systemSnapshots(), 4u);
 }
 
+TEST(SharedProcessView, NamesInsideAreReadOncePerProcessAndForgottenWhenItEnds) {
+    test::Journal journal;
+    test::FakeProcesses system(journal);
+    MovingClock clock;
+    SharedProcessView view(system, clock, 500);
+    system.startRenamed("appunti.exe", "gioco.exe");
+    system.start("explorer.exe");
+    for (int tick = 0; tick < 5; ++tick) {
+        clock.ms += 500;
+        for (const auto& p : view.snapshot()) (void)view.originalNames(p);
+    }
+    EXPECT_EQ(system.nameReads, 2) << "once per process, not per tick";
+    EXPECT_EQ(view.originalNames(view.snapshot()[0]), std::vector<std::string>{"gioco.exe"});
+
+    // The id given again to a later process: its start time tells them apart.
+    const std::uint32_t id = system.running[0].id;
+    system.running[0] = {id, "appunti.exe", 0, {"lettore.exe"}, 7};
+    view.refresh();
+    EXPECT_EQ(view.originalNames(view.snapshot()[0]), std::vector<std::string>{"lettore.exe"});
+    EXPECT_EQ(view.namesKept(), 2u) << "the ended process's names are gone";
+
+    system.running.clear();
+    view.refresh();
+    EXPECT_TRUE(view.snapshot().empty());
+    EXPECT_EQ(view.namesKept(), 0u);
+}
+
 }  // namespace
 }  // namespace ombrix::platform

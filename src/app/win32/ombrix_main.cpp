@@ -59,6 +59,7 @@ int run() {
                                       machine.keyboard(), browsers, browsers, machine.clock(), machine.pump(), form,
                                       host});
     controller.setProfileLists(&enforcement);
+    enforcement.setBrowserPolicies(&machineSettings);
     schedule::StoredSchedule schedule(store.connection, machine.clock());
     controller.setTimeSlotSchedule(&schedule);
     form.setController(&controller);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
 
 #include "platform/failures.h"
 #include "platform/win32/handles.h"
@@ -14,6 +15,70 @@ namespace ombrix::win32 {
 namespace {
 
 constexpr NTSTATUS kInfoLengthMismatch = static_cast<NTSTATUS>(0xC0000004L);
+
+std::wstring executableOf(std::uint32_t id) {
+    // Limited query: granted for most processes of other users too.
+    const UniqueKernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+    if (!process) return {};
+    std::wstring path(MAX_PATH, L'\0');
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        DWORD size = static_cast<DWORD>(path.size());
+        if (QueryFullProcessImageNameW(process.get(), 0, path.data(), &size)) {
+            path.resize(size);
+            return path;
+        }
+        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return {};
+        path.resize(path.size() * 4);
+    }
+    return {};
+}
+
+std::wstring hex4(WORD value) {
+    static constexpr wchar_t kDigits[] = L"0123456789abcdef";
+    std::wstring out(4, L'0');
+    for (int i = 3; i >= 0; --i, value >>= 4) out[static_cast<std::size_t>(i)] = kDigits[value & 15];
+    return out;
+}
+
+// OriginalFilename and InternalName, from the first language of the resource that has them.
+std::vector<std::string> versionNames(const std::wstring& file) {
+    // Neutral: the executable's own resource, not its language file's.
+    const DWORD flags = FILE_VER_GET_NEUTRAL;
+    DWORD ignored = 0;
+    const DWORD size = GetFileVersionInfoSizeExW(flags, file.c_str(), &ignored);
+    if (size == 0) return {};
+    std::vector<std::uint64_t> data(size / sizeof(std::uint64_t) + 1);
+    if (!GetFileVersionInfoExW(flags, file.c_str(), 0, size, data.data())) return {};
+    struct Translation {
+        WORD language, codePage;
+    };
+    void* block = nullptr;
+    UINT bytes = 0;
+    std::vector<Translation> tables;
+    if (VerQueryValueW(data.data(), L"\\VarFileInfo\\Translation", &block, &bytes) && block) {
+        const auto* listed = static_cast<const Translation*>(block);
+        tables.assign(listed, listed + bytes / sizeof(Translation));
+    }
+    // A resource without a translation list is usually US English, Unicode or Western.
+    tables.push_back({0x0409, 0x04B0});
+    tables.push_back({0x0409, 0x04E4});
+    std::vector<std::string> names;
+    for (const auto& t : tables) {
+        for (const wchar_t* field : {L"OriginalFilename", L"InternalName"}) {
+            const std::wstring query = L"\\StringFileInfo\\" + hex4(t.language) + hex4(t.codePage) + L"\\" + field;
+            void* text = nullptr;
+            UINT length = 0;
+            if (!VerQueryValueW(data.data(), query.c_str(), &text, &length) || !text) continue;
+            std::wstring_view value(static_cast<const wchar_t*>(text), wcsnlen(static_cast<const wchar_t*>(text), length));
+            while (!value.empty() && value.back() == L' ') value.remove_suffix(1);
+            if (value.empty()) continue;
+            std::string name = fromWide(value);
+            if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(std::move(name));
+        }
+        if (!names.empty()) break;
+    }
+    return names;
+}
 
 class Win32Processes final : public platform::Processes {
 public:
@@ -39,7 +104,7 @@ public:
                 const std::wstring_view name(p->ImageName.Buffer ? p->ImageName.Buffer : L"",
                                              p->ImageName.Length / sizeof(wchar_t));
                 out.push_back({static_cast<std::uint32_t>(reinterpret_cast<ULONG_PTR>(p->UniqueProcessId)),
-                               fromWide(name)});
+                               fromWide(name), static_cast<std::uint64_t>(p->CreateTime.QuadPart)});
                 if (p->NextEntryOffset == 0) break;
                 offset += p->NextEntryOffset;
             }
@@ -48,6 +113,18 @@ public:
             platform::recordCurrentFailure();
         }
         return out;
+    }
+
+    std::vector<std::string> originalNames(const platform::ProcessEntry& process) override {
+        // The idle and system processes have no file.
+        if (process.id <= 4) return {};
+        try {
+            const std::wstring file = executableOf(process.id);
+            return file.empty() ? std::vector<std::string>() : versionNames(file);
+        } catch (...) {
+            platform::recordCurrentFailure();
+            return {};
+        }
     }
 
     bool terminate(std::uint32_t id) override {

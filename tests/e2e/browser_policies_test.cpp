@@ -1,0 +1,106 @@
+// The browsers' own policies written by ombrix.exe while a site list is in
+// force, and every value given back: after the exit command, and after a
+// forced end by ombrixctl restore.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/browser_policies.h"
+#include "core/machine_journal.h"
+#include "core/win32/resource.h"
+#include "e2e/driver.h"
+
+namespace ombrix::e2e {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string raw(const std::string& key, const char* name) {
+    BYTE data[2048] = {};
+    DWORD size = sizeof data;
+    DWORD type = REG_NONE;
+    if (RegGetValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), win32::toWide(name).c_str(),
+                     RRF_RT_ANY | RRF_NOEXPAND, &type, data, &size) != ERROR_SUCCESS) {
+        return "-";
+    }
+    if (type == REG_DWORD) return "dword " + std::to_string(*reinterpret_cast<DWORD*>(data));
+    return "text " + win32::fromWide(reinterpret_cast<wchar_t*>(data));
+}
+
+const std::string kChrome = core::kChromePolicies;
+const std::string kEdge = core::kEdgePolicies;
+const std::string kFirefox = core::kFirefoxPolicies;
+
+// A sample of what the profile's list writes, one line.
+std::string policies() {
+    return raw(kChrome + "\\URLBlocklist", "1") + " | " + raw(kChrome + "\\URLBlocklist", "2") + " | " +
+           raw(kChrome + "\\URLBlocklist", "3") + " | " + raw(kChrome, "IncognitoModeAvailability") + " | " +
+           raw(kEdge + "\\URLBlocklist", "1") + " | " + raw(kEdge, "DnsOverHttpsMode") + " | " +
+           raw(kFirefox + "\\WebsiteFilter\\Block", "1") + " | " + raw(kFirefox, "DisablePrivateBrowsing") + " | " +
+           raw(kFirefox + "\\DNSOverHTTPS", "Enabled");
+}
+constexpr const char* kWritten =
+    "text xn--vietat-8wa.it | text chrome://extensions | text chrome://policy | dword 1 | text xn--vietat-8wa.it | "
+    "text off | text *://*.xn--vietat-8wa.it/* | dword 1 | dword 0";
+// The administrator's own block list had a second entry; nothing else was set.
+constexpr const char* kBefore = "- | text own.example | - | - | - | - | - | - | -";
+
+class BrowserPoliciesTest : public InstalledProgram {
+protected:
+    BrowserPoliciesTest() {
+        install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Siti', -1);"
+                    "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, '.vietatò.it');"
+                    "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, '*casino');"
+                    "UPDATE Opzioni SET IDProfiloInUso = 2;");
+        for (const auto& key : {kChrome, kEdge, kFirefox}) {
+            RegDeleteTreeW(HKEY_CURRENT_USER, win32::toWide(key).c_str());
+        }
+        const std::wstring own = L"own.example";
+        RegSetKeyValueW(HKEY_CURRENT_USER, win32::toWide(kChrome + "\\URLBlocklist").c_str(), L"2", REG_SZ,
+                        own.c_str(), static_cast<DWORD>((own.size() + 1) * sizeof(wchar_t)));
+    }
+    ~BrowserPoliciesTest() override {
+        program.reset();
+        if (journalExists()) (void)StartedProgram(restore()).waitForExit();
+        for (const auto& key : {kChrome, kEdge, kFirefox}) {
+            RegDeleteTreeW(HKEY_CURRENT_USER, win32::toWide(key).c_str());
+        }
+    }
+    [[nodiscard]] std::string restore() const {
+        return test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
+               test::quoted(pathToUtf8(install.database())) + " restore";
+    }
+    [[nodiscard]] bool journalExists() const {
+        return std::filesystem::exists(install.database().parent_path() / core::kJournalFileName);
+    }
+};
+
+TEST_F(BrowserPoliciesTest, WrittenWhileTheListIsInForceAndGivenBackAfterAnExitOrAForcedEnd) {
+    ASSERT_EQ(policies(), kBefore);
+    HWND main = start();
+    ASSERT_TRUE(main);
+    ASSERT_TRUE(waitFor([] { return policies() == kWritten; })) << policies();
+
+    // The exit command.
+    ShowWindow(main, SW_RESTORE);
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }));
+    EXPECT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDESCI), [&] { return !program->running() || policies() == kBefore; }));
+    EXPECT_EQ(program->waitForExit(30s), 0u);
+    EXPECT_EQ(policies(), kBefore);
+    EXPECT_FALSE(journalExists());
+
+    // A forced end, then ombrixctl restore.
+    program = std::make_unique<StartedProgram>(launch());
+    ASSERT_TRUE(waitFor([] { return policies() == kWritten; })) << policies();
+    program.reset();
+    EXPECT_EQ(policies(), kWritten) << "a forced end gives nothing back by itself";
+    EXPECT_EQ(StartedProgram(restore()).waitForExit(), 0u);
+    EXPECT_EQ(policies(), kBefore);
+    EXPECT_FALSE(journalExists());
+}
+
+}  // namespace
+}  // namespace ombrix::e2e
