@@ -18,6 +18,16 @@ void ProgramHost::onTimer(core::TimerId id) {
         platform::guarded([&] { machine_->tickLanciaPaginaIniziale(p_.controller.switches()); });
         return;
     }
+    if (shellLock_ && (id == TimerId::MetroKiller || id == TimerId::NascondiDesktop)) {
+        platform::guarded([&] {
+            if (id == TimerId::MetroKiller) {
+                shellLock_->tickMetroKiller();
+            } else {
+                shellLock_->tickNascondiDesktop();
+            }
+        });
+        return;
+    }
     if (enforcement_) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
