@@ -32,6 +32,7 @@ void ProgramHost::onTimer(core::TimerId id) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
             case TimerId::KillTaskManager:
+                if (shellLock_) platform::guarded([&] { shellLock_->keepStartHidden(); });
                 enforcement_->tickKillTaskManager();
                 platform::guarded([&] { p_.controller.tickFasceOrarie(); });
                 return;

@@ -157,6 +157,13 @@ void ShellLock::guardMouse(const MouseEvent& e) {
     }
 }
 
+void ShellLock::keepStartHidden() {
+    if (!locked_) return;
+    for (const WindowId w : {byClass(kTaskbar, kStartButton), byClass({}, "Start")}) {
+        if (m_.windows.visible(w)) m_.windows.show(w, false);
+    }
+}
+
 void ShellLock::lock() {
     runStartScreenKiller();
     installMouseGuard();
@@ -169,9 +176,11 @@ void ShellLock::lock() {
     showByClass(true, kTaskbar, kTaskButtons);
     installFilter(KeyboardFilter::A);
     // The task bar itself stays enabled: the mouse guard switches it.
+    locked_ = true;
 }
 
 void ShellLock::unlock() {
+    locked_ = false;
     removeMouseGuard();
     releaseKeyboardHook();
     enableByClass(true, kTaskbar, {});

@@ -120,9 +120,13 @@ public:
 
     // One event of the mouse guard.
     void guardMouse(const MouseEvent& event);
+    // While locked, a Start button the shell showed again (as a task bar
+    // laying out its buttons does) is hidden again; run on a frequent tick.
+    void keepStartHidden();
 
     [[nodiscard]] KeyboardFilter keyboardFilter() const { return filter_; }
     [[nodiscard]] bool mouseGuarded() const { return mouseGuard_; }
+    [[nodiscard]] bool locked() const { return locked_; }
 
 private:
     [[nodiscard]] WindowId byClass(std::string_view parentClass, std::string_view childClass);
@@ -136,6 +140,7 @@ private:
     OnScreenKeyboard* keyboard_ = nullptr;
     KeyboardFilter filter_ = KeyboardFilter::None;
     bool mouseGuard_ = false;
+    bool locked_ = false;
 };
 
 }  // namespace ombrix::lockdown

@@ -37,6 +37,7 @@ public:
     [[nodiscard]] virtual Rect rect(WindowId window) = 0;
     // The program's own active window (GetActiveWindow).
     [[nodiscard]] virtual WindowId activeWindow() = 0;
+    [[nodiscard]] virtual bool visible(WindowId window) = 0;
 };
 
 // WM_ mouse messages the guard tells apart.

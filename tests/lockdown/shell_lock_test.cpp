@@ -78,6 +78,7 @@ public:
     }
     Rect rect(WindowId id) override { return id ? windows[id].rect : Rect{}; }
     WindowId activeWindow() override { return active; }
+    bool visible(WindowId id) override { return id != 0 && windows[id].visible; }
 
 private:
     static bool equalsNoCase(std::string_view a, std::string_view b) {
@@ -321,6 +322,22 @@ TEST(ShellLock, MouseGuardCases) {
         EXPECT_EQ(steps, c.steps);
         EXPECT_EQ(r.form.state, c.stateAfter);
     }
+}
+
+TEST(ShellLock, AStartButtonTheShellShowsAgainIsHiddenWhileLocked) {
+    Rig r;
+    r.lock.keepStartHidden();
+    EXPECT_TRUE(r.log.entries.empty()) << "unlocked, nothing is touched";
+    r.lock.lockDesktop(false, true);
+    r.windows.windows[r.windows.find("Shell_TrayWnd", "") + 1].visible = true;  // its Start button
+    r.log.entries.clear();
+    r.lock.keepStartHidden();
+    EXPECT_EQ(r.log.entries, std::vector<std::string>{"show Button 0"}) << "only what the shell showed again";
+
+    r.lock.lockDesktop(false, false);
+    r.log.entries.clear();
+    r.lock.keepStartHidden();
+    EXPECT_TRUE(r.log.entries.empty());
 }
 
 TEST(ShellLock, ShellWithoutIconsArmsTheDesktopTimerAgain) {
