@@ -24,17 +24,23 @@ using namespace std::chrono_literals;
 class ShellStandIns {
 public:
     ShellStandIns() {
-        tray_ = FindWindowW(L"Shell_TrayWnd", L"");
         RECT r{};
         GetWindowRect(tray_, &r);
-        const int height = r.bottom - r.top;
         int left = (r.right - r.left) - 200;
-        for (const wchar_t* cls : {L"TrayButton", L"TrayDummySearchControl", L"TrayNotifyWnd"}) {
-            windows_.push_back(make(cls, L"", WS_CHILD | WS_VISIBLE, left, 0, 60, height, tray_));
-            left += 66;
+        for (const wchar_t* cls : {L"TrayNotifyWnd", L"TrayDummySearchControl", L"TrayButton", L"Progman",
+                                   L"SHELLDLL_DefView"}) {
+            const bool icons = windows_.size() == 4;
+            HWND parent = windows_.size() < 3 ? tray_ : icons ? windows_.back() : nullptr;
+            WNDCLASSW wc{};
+            wc.lpfnWndProc = DefWindowProcW;
+            wc.hInstance = GetModuleHandleW(nullptr);
+            wc.lpszClassName = cls;
+            RegisterClassW(&wc);
+            windows_.push_back(CreateWindowExW(0, cls, parent || icons ? L"" : L"Program Manager",
+                                               (parent ? WS_CHILD : WS_POPUP) | WS_VISIBLE, left, 0, 60,
+                                               r.bottom - r.top, parent, nullptr, wc.hInstance, nullptr));
+            left -= 66;
         }
-        windows_.push_back(make(L"Progman", L"Program Manager", WS_POPUP | WS_VISIBLE, 0, 0, 1, 1, nullptr));
-        windows_.push_back(make(L"SHELLDLL_DefView", L"", WS_CHILD | WS_VISIBLE, 0, 0, 1, 1, windows_.back()));
     }
     ~ShellStandIns() {
         for (auto it = windows_.rbegin(); it != windows_.rend(); ++it) DestroyWindow(*it);
@@ -44,45 +50,25 @@ public:
 
     [[nodiscard]] HWND tray() const { return tray_; }
     [[nodiscard]] HWND start() const { return FindWindowExW(tray_, nullptr, L"Button", nullptr); }
-    [[nodiscard]] HWND part(const wchar_t* cls) const { return FindWindowExW(tray_, nullptr, cls, nullptr); }
-    [[nodiscard]] HWND icons() const { return windows_.back(); }
-    [[nodiscard]] HWND desktop() const { return windows_[windows_.size() - 2]; }
-
-    // Each part as "name enabled visible", the Start button first.
+    // The Start button, the notification area, search box, task buttons,
+    // desktop and its icons, each "enabled|disabled shown|hidden".
     [[nodiscard]] std::vector<std::string> state() const {
         std::vector<std::string> out;
-        const auto add = [&](const char* name, HWND w) {
-            out.push_back(std::string(name) + (IsWindowEnabled(w) ? " enabled" : " disabled") +
+        for (HWND w : {start(), windows_[0], windows_[1], windows_[2], windows_[3], windows_[4]}) {
+            out.push_back(std::string(IsWindowEnabled(w) ? "enabled" : "disabled") +
                           (IsWindowVisible(w) ? " shown" : " hidden"));
-        };
-        add("start", start());
-        add("notify", part(L"TrayNotifyWnd"));
-        add("search", part(L"TrayDummySearchControl"));
-        add("buttons", part(L"TrayButton"));
-        add("icons", icons());
-        add("desktop", desktop());
+        }
         return out;
     }
 
 private:
-    static HWND make(const wchar_t* cls, const wchar_t* title, DWORD style, int x, int y, int w, int h, HWND parent) {
-        WNDCLASSW wc{};
-        wc.lpfnWndProc = DefWindowProcW;
-        wc.hInstance = GetModuleHandleW(nullptr);
-        wc.lpszClassName = cls;
-        wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_HIGHLIGHT + 1);
-        RegisterClassW(&wc);
-        return CreateWindowExW(0, cls, title, style, x, y, w, h, parent, nullptr, wc.hInstance, nullptr);
-    }
-
-    HWND tray_ = nullptr;
+    HWND tray_ = FindWindowW(L"Shell_TrayWnd", L"");
     std::vector<HWND> windows_;
 };
 
-const std::vector<std::string> kLocked = {"start disabled hidden",   "notify disabled shown", "search disabled hidden",
-                                          "buttons disabled hidden", "icons enabled hidden",  "desktop enabled hidden"};
-const std::vector<std::string> kFree = {"start enabled shown",   "notify enabled shown", "search enabled shown",
-                                        "buttons enabled shown", "icons enabled shown",  "desktop enabled shown"};
+const std::vector<std::string> kLocked = {"disabled hidden", "disabled shown",  "disabled hidden",
+                                          "disabled hidden", "enabled hidden", "enabled hidden"};
+const std::vector<std::string> kFree(6, "enabled shown");
 
 class KioskTest : public InstalledProgram {
 protected:
