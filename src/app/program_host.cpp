@@ -18,10 +18,21 @@ void ProgramHost::onTimer(core::TimerId id) {
         platform::guarded([&] { machine_->tickLanciaPaginaIniziale(p_.controller.switches()); });
         return;
     }
+    if (shellLock_ && (id == TimerId::MetroKiller || id == TimerId::NascondiDesktop)) {
+        platform::guarded([&] {
+            if (id == TimerId::MetroKiller) {
+                shellLock_->tickMetroKiller();
+            } else {
+                shellLock_->tickNascondiDesktop();
+            }
+        });
+        return;
+    }
     if (enforcement_) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
             case TimerId::KillTaskManager:
+                if (shellLock_) platform::guarded([&] { shellLock_->keepStartHidden(); });
                 enforcement_->tickKillTaskManager();
                 platform::guarded([&] { p_.controller.tickFasceOrarie(); });
                 return;

@@ -11,6 +11,7 @@
 #include "core/timers.h"
 #include "enforce/enforcement.h"
 #include "enforce/enforcement_host.h"
+#include "lockdown/shell_lock.h"
 #include "platform/filesystem.h"
 #include "platform/process_view.h"
 #include "platform/shell.h"
@@ -35,6 +36,8 @@ public:
     void setEnforcement(enforce::Enforcement* enforcement) { enforcement_ = enforcement; }
     // What opens the home page once, on tmrLanciaPaginaIniziale.
     void setMachineSettings(core::MachineSettings* machine) { machine_ = machine; }
+    // What the Start-screen killer's and the desktop's one-shot timers run.
+    void setShellLock(lockdown::ShellLock* lock) { shellLock_ = lock; }
     // One tick of a main-form timer. A timer of a part not built yet is
     // switched off, so it does not fire for nothing all day.
     void onTimer(core::TimerId id);
@@ -56,6 +59,7 @@ private:
     Parts p_;
     enforce::Enforcement* enforcement_ = nullptr;
     core::MachineSettings* machine_ = nullptr;
+    lockdown::ShellLock* shellLock_ = nullptr;
 };
 
 }  // namespace ombrix::app

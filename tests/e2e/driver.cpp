@@ -58,6 +58,12 @@ Installation::Installation() {
     // Where the program finds its store; nothing is moved elsewhere.
     platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase",
                                            pathToUtf8(folder_ / L"DataBase"));
+    // The program sees Windows 7 here. From 6.2 on its shutdown restarts
+    // the shell, which under Wine opens a file browser over the virtual
+    // desktop after every test (the desktop's own process is not listed, so
+    // nothing is ended); the restart is tested natively.
+    platform::systemRegistry().writeString(platform::RegRoot::CurrentUser, "Software\\Wine\\AppDefaults\\ombrix.exe",
+                                           "Version", "win7");
     // A machine where no password was chosen yet (an earlier test may have chosen one).
     platform::systemRegistry().deleteValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
                                            "PasswordScelta");

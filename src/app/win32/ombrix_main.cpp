@@ -12,6 +12,8 @@
 #include "enforce/enforcement.h"
 #include "enforce/win32/browser_readers.h"
 #include "enforce/win32/log_form.h"
+#include "lockdown/shell_lock.h"
+#include "lockdown/win32/shell_win32.h"
 #include "platform/durable.h"
 #include "platform/failures.h"
 #include "platform/win32/debugger_output.h"
@@ -46,8 +48,26 @@ int run() {
     win32::BrowserReaders browsers(processes, machine.windows());
     app::ProgramHost host(
         {controller, form, form, machine.system(), machine.shell(), machine.fileSystem(), processes});
-    // Until the shell lockdown is built, the desktop is never locked.
-    core::UnlockedDesktop desktop;
+    // The shell lockdown reads the switches of the profile in use; on the way
+    // out the on-screen keyboard is no longer asked for.
+    win32::ShellWindowsWin32 shellWindows;
+    win32::InputHooksWin32 hooks;
+    lockdown::ShellLock desktop(
+        {shellWindows, hooks, machine.processes(), machine.clock(), machine.pump(), machine.shell(), machine.system(), form},
+        [&] {
+            const core::ProfileSwitches& s = controller.switches();
+            return lockdown::KioskSwitches{s.kiosk, s.tastoStartDisabilitato, s.apriPaginaInizialeATuttoSchermo,
+                                           !controller.shuttingDown() && form.virtualKeyboardChecked()};
+        });
+    struct GuardedMainForm final : lockdown::GuardedForm {
+        explicit GuardedMainForm(win32::MainForm& f) : form(f) {}
+        std::string stateField() override { return form.trayMark(); }
+        void setStateField(const std::string& value) override { form.setTrayMark(value); }
+        void bringBack(int left, int top) override { form.bringBack(left, top); }
+        win32::MainForm& form;
+    } guardedForm(form);
+    desktop.setForm(&guardedForm);
+    host.setShellLock(&desktop);
     core::MachineJournal journal(platform::systemDurableWriter(), machine.fileSystem());
     core::MachineSettings machineSettings(
         {machine.registry(), machine.system(), machine.printers(), processes, machine.pump(), machine.shell(),

@@ -191,6 +191,25 @@ void MainForm::showAndFocusPassword() {
     SetFocus(GetDlgItem(dialog_.get(), IDC_TXTPASS));
 }
 
+void MainForm::bringBack(int leftTwips, int topTwips) {
+    HWND form = dialog_.get();
+    ShowWindow(form, SW_RESTORE);
+    ShowWindow(form, SW_SHOW);
+    HDC screen = GetDC(nullptr);
+    const int dpiX = screen ? GetDeviceCaps(screen, LOGPIXELSX) : 96;
+    const int dpiY = screen ? GetDeviceCaps(screen, LOGPIXELSY) : 96;
+    if (screen) ReleaseDC(nullptr, screen);
+    SetWindowPos(form, nullptr, MulDiv(leftTwips, dpiX, 1440), MulDiv(topTwips, dpiY, 1440), 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER);
+    clearPassword();
+    SetForegroundWindow(form);
+    SetFocus(GetDlgItem(form, IDC_TXTPASS));
+}
+
+bool MainForm::virtualKeyboardChecked() const {
+    return IsDlgButtonChecked(dialog_.get(), IDC_CHKTASTIERAVIRTUALE) == BST_CHECKED;
+}
+
 void MainForm::showNotice(const std::string& text, const std::string& heading) { notice_->show(text, heading); }
 
 void MainForm::showClosingNotice() {
@@ -271,6 +290,9 @@ void MainForm::showTrayMenu() {
 
 void MainForm::onTray(tray::Event e) {
     switch (e) {
+        case tray::Event::LeftDown:
+            trayMark_ = "1";
+            break;
         case tray::Event::RightUp:
         case tray::Event::LeftUp:
             showTrayMenu();

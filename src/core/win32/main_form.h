@@ -83,6 +83,18 @@ public:
     // The windows the task-manager timer keeps on top (the notice).
     [[nodiscard]] HWND noticeWindow() const;
 
+    // The shell lockdown's mouse guard. The tray mark reads "1" once the
+    // administrator pressed the program's tray icon; the guard then brings
+    // the form back on the next press on the notification area (the second
+    // press of a double click, which the locked notification area does not
+    // pass on), and any press elsewhere clears it.
+    [[nodiscard]] const std::string& trayMark() const { return trayMark_; }
+    void setTrayMark(const std::string& mark) { trayMark_ = mark; }
+    // Restored, visible, at (left, top) in twips, the password box cleared
+    // and focused.
+    void bringBack(int leftTwips, int topTwips);
+    [[nodiscard]] bool virtualKeyboardChecked() const;
+
 private:
     // The program's timers share one system timer (kept by the wheel).
     void armWheel();
@@ -104,6 +116,7 @@ private:
     UniqueMenu menu_;
     bool unlocked_ = false;
     bool ended_ = false;
+    std::string trayMark_ = "0";
     core::TimerWheel wheel_;
     std::uint64_t armedPeriod_ = 0;  // the system timer's period; 0 when it is off
     std::unique_ptr<DialogTranslation> translation_;

@@ -4,6 +4,7 @@
 // read it while the program runs):
 //   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
 //   creating TICK (GetTickCount64 as its window is made) | close
+//   key VK (a key pressed while it has the focus, in decimal)
 #include <windows.h>
 #include <shellapi.h>
 
@@ -35,6 +36,10 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
             record("close");
             DestroyWindow(hwnd);
             return 0;
+        case WM_KEYDOWN:
+        case WM_SYSKEYDOWN:
+            record("key " + std::to_string(wp));
+            return DefWindowProcW(hwnd, msg, wp, lp);
         case WM_TIMER:  // a forgotten recorder does not outlive the test run by much
             DestroyWindow(hwnd);
             return 0;

@@ -1,0 +1,146 @@
+#pragma once
+// The shell lockdown: the task bar's parts, the Start button, the desktop
+// icons, the keyboard filters and the task-bar mouse guard, the Start-screen
+// killer and the shell restart. It works only through the running shell's
+// windows and the input hooks, and writes nothing to the registry.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "core/application_bar.h"
+#include "core/desktop_lock.h"
+#include "core/timers.h"
+#include "lockdown/shell_seam.h"
+#include "platform/clock.h"
+#include "platform/processes.h"
+#include "platform/shell.h"
+#include "platform/system.h"
+
+namespace ombrix::lockdown {
+
+inline constexpr std::uint32_t kVkEscape = 0x1B;
+inline constexpr std::uint32_t kVkLeftWin = 0x5B;
+inline constexpr std::uint32_t kVkRightWin = 0x5C;
+inline constexpr std::uint32_t kVkApps = 0x5D;
+inline constexpr std::uint32_t kVkF4 = 0x73;
+
+// Where the mouse guard puts the main form back, in twips.
+inline constexpr int kFormLeftTwips = 2890;
+inline constexpr int kFormTopTwips = 4000;
+
+// The switches this part reads, as the profile in use and the options have them.
+struct KioskSwitches {
+    bool kiosk = false;
+    bool startButtonDisabled = false;  // TastoStartDisabilitato
+    bool fullScreen = false;           // ApriPaginaInizialeATuttoSchermo
+    bool virtualKeyboard = false;      // Opzioni.TastieraVirtuale
+};
+
+// Filter A is locking's; B follows the home page opened full screen. They
+// share one slot, so at most one of them is installed.
+enum class KeyboardFilter { None, A, B };
+
+// Whether the filter swallows this key (down and up alike, whatever modifier).
+[[nodiscard]] bool filterSwallows(KeyboardFilter filter, std::uint32_t virtualKey, const KioskSwitches& switches);
+
+// Elapsed milliseconds as whole seconds, halves to the even second, as the
+// shell restart has always counted them.
+[[nodiscard]] long long wholeSeconds(std::uint64_t milliseconds);
+
+// The main form, as the mouse guard reaches it: its tray mark ("1" after the
+// administrator pressed the program's tray icon, else "0") and the way back
+// to its password box.
+class GuardedForm {
+public:
+    virtual ~GuardedForm() = default;
+    [[nodiscard]] virtual std::string stateField() = 0;
+    virtual void setStateField(const std::string& value) = 0;
+    // Restored, made visible, placed at (left, top), the password box
+    // cleared and focused.
+    virtual void bringBack(int leftTwips, int topTwips) = 0;
+};
+
+// The on-screen keyboard as unlocking and the mouse guard use it.
+class OnScreenKeyboard {
+public:
+    virtual ~OnScreenKeyboard() = default;
+    // Loaded, its mouse hook installed, shown modeless.
+    virtual void show() = 0;
+    // Its look and its place again, above whatever came over it.
+    virtual void reapply() = 0;
+};
+
+class ShellLock final : public core::DesktopLock {
+public:
+    struct Seams {
+        ShellWindows& windows;
+        InputHooks& hooks;
+        platform::Processes& processes;
+        platform::Clock& clock;
+        platform::EventPump& pump;
+        platform::Shell& shell;
+        platform::System& system;
+        core::Timers& timers;
+    };
+    ShellLock(Seams seams, std::function<KioskSwitches()> switches) : m_(seams), switches_(std::move(switches)) {}
+    ~ShellLock() override;
+    ShellLock(const ShellLock&) = delete;
+    ShellLock& operator=(const ShellLock&) = delete;
+
+    // Parts that may come later; until then their steps are not taken.
+    void setForm(GuardedForm* form) { form_ = form; }
+    void setApplicationBar(core::ApplicationBar* bar) { bar_ = bar; }
+    void setKeyboard(OnScreenKeyboard* keyboard) { keyboard_ = keyboard; }
+
+    // core::DesktopLock
+    void lockDesktop(bool hideIcons, bool lockShell) override;
+    void fullScreen() override { installFilter(KeyboardFilter::B); }
+    void restartShell() override;
+    void releaseKeyboardHook() override;
+
+    // The two helpers every shell window goes through.
+    void enableByClass(bool enable, std::string_view parentClass, std::string_view childClass);
+    void showByClass(bool hide, std::string_view parentClass, std::string_view childClass);
+    void enableStartButton(bool enable);
+    // Leaves "menu start" alone, unlike the enabler.
+    void hideStartButton(bool hide);
+    void hideDesktopIcons(bool hide);
+
+    void installFilter(KeyboardFilter filter);
+    void installMouseGuard();
+    void removeMouseGuard();
+    // "\metrokiller.exe /s" from the program's folder, minimised, not waited for.
+    void runStartScreenKiller();
+
+    // The one-shot timers.
+    void tickMetroKiller();
+    void tickNascondiDesktop();
+
+    // One event of the mouse guard.
+    void guardMouse(const MouseEvent& event);
+    // While locked, a Start button the shell showed again (as a task bar
+    // laying out its buttons does) is hidden again; run on a frequent tick.
+    void keepStartHidden();
+
+    [[nodiscard]] KeyboardFilter keyboardFilter() const { return filter_; }
+    [[nodiscard]] bool mouseGuarded() const { return mouseGuard_; }
+    [[nodiscard]] bool locked() const { return locked_; }
+
+private:
+    [[nodiscard]] WindowId byClass(std::string_view parentClass, std::string_view childClass);
+    void lock();
+    void unlock();
+
+    Seams m_;
+    std::function<KioskSwitches()> switches_;
+    GuardedForm* form_ = nullptr;
+    core::ApplicationBar* bar_ = nullptr;
+    OnScreenKeyboard* keyboard_ = nullptr;
+    KeyboardFilter filter_ = KeyboardFilter::None;
+    bool mouseGuard_ = false;
+    bool locked_ = false;
+};
+
+}  // namespace ombrix::lockdown

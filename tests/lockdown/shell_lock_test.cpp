@@ -1,0 +1,310 @@
+#include "lockdown/shell_lock.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <tuple>
+
+#include "fakes/fake_controller.h"
+#include "fakes/fake_machine.h"
+#include "fakes/fake_machine_profile.h"
+#include "platform/text.h"
+
+namespace ombrix::lockdown {
+namespace {
+
+using test::Journal;
+
+// The shell of the later versions. Calls land in the journal as
+// "enable NAME 0/1" and "show NAME 0/1", NAME the title or else the class,
+// "none" for window 0; hooks, the form, the bar and the keyboard likewise.
+struct FakeShell final : ShellWindows, InputHooks, GuardedForm, core::ApplicationBar {
+    struct Win {
+        std::string cls, title;
+        WindowId parent = 0;
+        bool enabled = true, visible = true;
+        Rect rect{};
+    };
+    Journal& log;
+    std::map<WindowId, Win> w;
+    WindowId active = 0;
+    std::string state = "0";
+    std::function<bool(std::uint32_t)> keyboard;
+    std::function<void(const MouseEvent&)> mouse;
+
+    explicit FakeShell(Journal& j) : log(j) {
+        const auto add = [&](WindowId id, const char* cls, const char* title, WindowId parent) {
+            w[id] = {cls, title, parent, true, true, {}};
+        };
+        add(1, "Shell_TrayWnd", "", 0);
+        add(2, "Button", "", 1);
+        add(3, "TrayNotifyWnd", "", 1);
+        add(4, "TrayDummySearchControl", "", 1);
+        add(5, "TrayButton", "", 1);
+        add(6, "ImmersiveLauncher", "Start", 0);
+        add(7, "DV2ControlHost", "menu start", 0);
+        add(8, "Progman", "Program Manager", 0);
+        add(9, "SHELLDLL_DefView", "", 8);
+        add(10, "OmbrixForm", "", 0);
+        w[3].rect = {900, 700, 1000, 740};
+        active = 10;
+    }
+    std::string name(WindowId id) { return id == 0 ? "none" : w[id].title.empty() ? w[id].cls : w[id].title; }
+
+    WindowId find(std::optional<std::string_view> c, std::optional<std::string_view> t) override {
+        for (const auto& [id, x] : w) {
+            if (x.parent == 0 && (!c || *c == x.cls) && (!t || equalsNoCase(*t, x.title))) return id;
+        }
+        return 0;
+    }
+    WindowId findChild(WindowId parent, std::string_view c) override {
+        for (const auto& [id, x] : w) {
+            if (parent && x.parent == parent && x.cls == c) return id;
+        }
+        return 0;
+    }
+    WindowId firstChild(WindowId window) override { return window ? findChild(window, "SHELLDLL_DefView") : 0; }
+    void enable(WindowId id, bool on) override {
+        log.add("enable " + name(id) + (on ? " 1" : " 0"));
+        if (id) w[id].enabled = on;
+    }
+    void show(WindowId id, bool on) override {
+        log.add("show " + name(id) + (on ? " 1" : " 0"));
+        if (id) w[id].visible = on;
+    }
+    bool visible(WindowId id) override { return id && w[id].visible; }
+    Rect rect(WindowId id) override { return id ? w[id].rect : Rect{}; }
+    WindowId activeWindow() override { return active; }
+
+    bool installKeyboard(std::function<bool(std::uint32_t)> f) override {
+        EXPECT_FALSE(keyboard) << "the slot was not emptied first";
+        log.add("hook keyboard");
+        keyboard = std::move(f);
+        return true;
+    }
+    void removeKeyboard() override {
+        log.add("unhook keyboard");
+        keyboard = nullptr;
+    }
+    bool installMouse(std::function<void(const MouseEvent&)> f) override {
+        EXPECT_FALSE(mouse) << "the slot was not emptied first";
+        log.add("hook mouse");
+        mouse = std::move(f);
+        return true;
+    }
+    void removeMouse() override {
+        log.add("unhook mouse");
+        mouse = nullptr;
+    }
+
+    std::string stateField() override { return state; }
+    void setStateField(const std::string& v) override { state = v; }
+    void bringBack(int left, int top) override { log.add("form at " + std::to_string(left) + "," + std::to_string(top)); }
+    void show() override { log.add("bar shown"); }
+    void unload() override { log.add("bar unloaded"); }
+};
+
+struct OnScreenShown final : OnScreenKeyboard {
+    Journal& log;
+    explicit OnScreenShown(Journal& j) : log(j) {}
+    void show() override { log.add("keyboard shown"); }
+    void reapply() override { log.add("keyboard look"); }
+};
+
+// A tick that moves by `step` milliseconds on every reading.
+struct SteppingClock final : platform::Clock {
+    std::uint64_t at = 0, step = 100;
+    platform::LocalTime now() override { return {}; }
+    std::uint64_t tickMilliseconds() override { return at += step; }
+};
+
+struct Rig {
+    Journal log;
+    FakeShell shell{log};
+    OnScreenShown keyboard{log};
+    test::FakeProcesses processes{log};
+    SteppingClock clock;
+    test::FakePump pump;
+    test::FakeShell run{log};
+    test::FakeSystem system;
+    test::FakeTimers timers{log};
+    KioskSwitches switches;
+    ShellLock lock{{shell, shell, processes, clock, pump, run, system, timers}, [this] { return switches; }};
+    Rig() {
+        lock.setForm(&shell);
+        lock.setApplicationBar(&shell);
+        lock.setKeyboard(&keyboard);
+    }
+};
+
+TEST(ShellLock, LockingTakesThePartsInItsOrderAndNeverDisablesTheTaskBar) {
+    Rig r;
+    r.lock.lockDesktop(true, true);
+    EXPECT_TRUE(r.log.inOrder({"run C:\\Programmi\\Ombrix\\metrokiller.exe /s style 2", "unhook mouse", "hook mouse",
+                               "enable Button 0", "enable menu start 0", "enable Start 0", "show Button 0",
+                               "show Start 0", "enable TrayNotifyWnd 0", "enable TrayDummySearchControl 0",
+                               "show TrayDummySearchControl 0", "enable TrayButton 0", "show TrayButton 0",
+                               "unhook keyboard", "hook keyboard", "show SHELLDLL_DefView 0",
+                               "show Program Manager 0", "bar shown"}));
+    EXPECT_EQ(r.log.count("enable Shell_TrayWnd 0"), 0);
+    EXPECT_EQ(r.log.count("show menu start 0"), 0) << "the hider leaves menu start alone";
+    EXPECT_TRUE(r.timers.isEnabled(core::TimerId::MetroKiller));
+}
+
+TEST(ShellLock, UnlockingGivesEverythingBackInItsOrderAndEnablesTheTaskBar) {
+    Rig r;
+    r.switches.virtualKeyboard = true;
+    r.lock.lockDesktop(true, true);
+    r.log.entries.clear();
+    r.lock.lockDesktop(false, false);
+    EXPECT_TRUE(r.log.inOrder({"unhook mouse", "unhook keyboard", "enable Shell_TrayWnd 1", "enable TrayNotifyWnd 1",
+                               "show Button 1", "show Start 1", "enable Button 1", "enable menu start 1",
+                               "enable Start 1", "enable TrayDummySearchControl 1", "show TrayDummySearchControl 1",
+                               "enable TrayButton 1", "show TrayButton 1", "keyboard shown",
+                               "show SHELLDLL_DefView 1", "show Program Manager 1", "bar unloaded"}));
+    for (const auto& [id, x] : r.shell.w) EXPECT_TRUE(x.enabled && x.visible) << x.cls;
+    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::NascondiDesktop)) << "a pending hiding would take the icons back";
+}
+
+TEST(ShellLock, TheProfilePairDecidesTheIconsTheBarAndTheKeyboard) {
+    struct Case {
+        bool hide, lock, iconsVisible, bar, keyboard;
+    };
+    for (const Case c : {Case{true, true, false, true, false}, Case{false, true, true, true, false},
+                         Case{false, false, true, false, true}}) {
+        SCOPED_TRACE(::testing::Message() << c.hide << c.lock);
+        Rig r;
+        r.switches.virtualKeyboard = true;
+        r.lock.lockDesktop(c.hide, c.lock);
+        EXPECT_EQ(r.shell.w[9].visible, c.iconsVisible);
+        EXPECT_EQ(r.shell.w[8].visible, c.iconsVisible);
+        EXPECT_EQ(r.log.count("bar shown"), c.bar ? 1 : 0);
+        EXPECT_EQ(r.log.count("keyboard shown"), c.keyboard ? 1 : 0);
+        EXPECT_EQ(r.timers.isEnabled(core::TimerId::NascondiDesktop), c.hide);
+    }
+}
+
+TEST(ShellLock, KeyboardFiltersShareOneSlotAndSwapTheirGates) {
+    struct Case {
+        KeyboardFilter filter;
+        bool startDisabled, fullScreen;
+        std::uint32_t key;
+        bool swallowed;
+    };
+    const Case cases[] = {
+        {KeyboardFilter::A, false, false, kVkEscape, true},   {KeyboardFilter::A, false, false, kVkLeftWin, true},
+        {KeyboardFilter::A, false, false, kVkRightWin, true}, {KeyboardFilter::A, false, false, kVkApps, true},
+        {KeyboardFilter::A, false, false, kVkF4, false},      {KeyboardFilter::A, false, true, kVkF4, true},
+        {KeyboardFilter::A, true, true, 'A', false},          {KeyboardFilter::B, false, false, kVkF4, true},
+        {KeyboardFilter::B, false, false, kVkEscape, false},  {KeyboardFilter::B, false, false, kVkLeftWin, false},
+        {KeyboardFilter::B, true, false, kVkEscape, true},    {KeyboardFilter::B, true, false, kVkApps, true},
+        {KeyboardFilter::B, true, true, 'W', false},          {KeyboardFilter::None, true, true, kVkEscape, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << static_cast<int>(c.filter) << c.startDisabled << c.fullScreen << " "
+                                          << c.key);
+        EXPECT_EQ(filterSwallows(c.filter, c.key, {false, c.startDisabled, c.fullScreen, false}), c.swallowed);
+    }
+    Rig r;
+    r.switches.fullScreen = true;
+    r.lock.fullScreen();
+    EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::B);
+    r.lock.lockDesktop(false, true);
+    r.lock.lockDesktop(false, true);
+    EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::A);
+    EXPECT_TRUE(r.shell.keyboard(kVkF4)) << "the switches of its installation";
+    EXPECT_FALSE(r.shell.keyboard('Q'));
+    r.lock.releaseKeyboardHook();
+    EXPECT_FALSE(r.shell.keyboard);
+}
+
+TEST(ShellLock, MouseGuardCases) {
+    // The notification area spans (900,700)-(1000,740).
+    struct Case {
+        std::uint32_t message;
+        Point at;
+        std::string before;
+        std::vector<std::string> steps;
+        std::string after;
+    };
+    const Case cases[] = {
+        {kLeftDown, {899, 720}, "1", {"enable Shell_TrayWnd 1"}, "0"},
+        {kLeftDown, {950, 699}, "1", {"enable Shell_TrayWnd 1"}, "0"},
+        {kLeftDown, {950, 720}, "0", {"enable Shell_TrayWnd 0"}, "0"},
+        {kLeftDown, {950, 720}, "1", {"enable Shell_TrayWnd 0", "form at 2890,4000"}, "0"},
+        {kLeftUp, {950, 720}, "1", {"enable Shell_TrayWnd 0", "enable OmbrixForm 1"}, "1"},
+        {kRightDown, {10, 10}, "0", {"enable Shell_TrayWnd 0", "enable OmbrixForm 0"}, "0"},
+        {kRightUp, {10, 10}, "0", {"enable Shell_TrayWnd 0", "enable OmbrixForm 0"}, "0"},
+        {kLeftDoubleClick, {950, 720}, "1", {}, "1"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << std::hex << c.message << std::dec << " at " << c.at.x << "," << c.at.y);
+        Rig r;
+        r.switches.virtualKeyboard = true;
+        r.lock.lockDesktop(false, true);
+        r.shell.state = c.before;
+        r.log.entries.clear();
+        r.shell.mouse({c.message, c.at});
+        std::vector<std::string> expected{"keyboard look"};
+        expected.insert(expected.end(), c.steps.begin(), c.steps.end());
+        EXPECT_EQ(r.log.entries, expected);
+        EXPECT_EQ(r.shell.state, c.after);
+    }
+}
+
+TEST(ShellLock, WhatTheShellBringsBackIsTakenAgain) {
+    Rig r;
+    r.lock.keepStartHidden();
+    EXPECT_TRUE(r.log.entries.empty()) << "unlocked, nothing is touched";
+    r.lock.lockDesktop(false, true);
+    r.shell.w[2].visible = true;  // the task bar laid its Start button out again
+    r.log.entries.clear();
+    r.lock.keepStartHidden();
+    EXPECT_EQ(r.log.entries, std::vector<std::string>{"show Button 0"});
+
+    // No icon view yet: hiding, and only hiding, tries again on the timer.
+    r.shell.w.erase(9);
+    r.lock.hideDesktopIcons(false);
+    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::NascondiDesktop));
+    r.lock.tickNascondiDesktop();
+    EXPECT_TRUE(r.log.inOrder({"tmrNancondiDesktop off", "tmrNancondiDesktop on", "show Program Manager 0"}));
+}
+
+TEST(ShellLock, MetroKillerTimerRunsOnlyOnItsVersions) {
+    for (const auto& [major, minor, runs] : {std::tuple{6, 1, false}, std::tuple{6, 2, true}, std::tuple{9, 3, true},
+                                            std::tuple{10, 0, false}, std::tuple{10, 2, false}}) {
+        SCOPED_TRACE(::testing::Message() << major << "." << minor);
+        Rig r;
+        r.system.major = major;
+        r.system.minor = minor;
+        r.timers.setEnabled(core::TimerId::MetroKiller, true);
+        r.lock.tickMetroKiller();
+        EXPECT_FALSE(r.timers.isEnabled(core::TimerId::MetroKiller));
+        EXPECT_EQ(r.log.count("run C:\\Programmi\\Ombrix\\metrokiller.exe /s style 2"), runs ? 1 : 0);
+    }
+}
+
+TEST(ShellLock, ShellRestartWaitsInWholeSecondsAndStartsTheShellFromTheProgramsDrive) {
+    EXPECT_EQ(wholeSeconds(2500), 2) << "halves to the even second";
+    EXPECT_EQ(wholeSeconds(2501), 3);
+    EXPECT_EQ(wholeSeconds(3500), 4);
+    for (const auto& [folder, command] :
+         {std::pair{"D:\\Ombrix", "run explorer.exe D:\\windows\\explorer.exe style 2"},
+          std::pair{"\\\\server\\share\\Ombrix", "run explorer.exe c:\\windows\\explorer.exe style 2"}}) {
+        SCOPED_TRACE(folder);
+        Rig r;
+        r.system.folder = folder;
+        r.processes.start("explorer.exe", -1);  // never ends
+        r.clock.step = 1000;
+        int pumped = 0;
+        r.pump.during = [&] { ++pumped; };
+        r.lock.restartShell();
+        // More than 10 whole seconds at a second a reading: eleven rounds, then one more.
+        EXPECT_EQ(r.log.count("kill explorer.exe"), 12);
+        EXPECT_EQ(r.log.count(command), 1);
+        EXPECT_GE(pumped, 11 + 3) << "the waits let the program run";
+    }
+}
+
+}  // namespace
+}  // namespace ombrix::lockdown
