@@ -294,6 +294,7 @@ Section "Ombrix"
   SetOutPath "$INSTDIR"
   File "${BINDIR}\ombrix.exe"
   File "${BINDIR}\ombrixctl.exe"
+  File "${BINDIR}\metrokiller.exe"
   File "${BINDIR}\italian.lng"
 
   ; A store found later without a password was replaced: it is no first
@@ -388,6 +389,7 @@ Section "Uninstall"
 
   Delete "$INSTDIR\ombrix.exe"
   Delete "$INSTDIR\ombrixctl.exe"
+  Delete "$INSTDIR\metrokiller.exe"
   Delete "$INSTDIR\italian.lng"
   Delete "$INSTDIR\uninstall.exe"
   RMDir "$INSTDIR"
