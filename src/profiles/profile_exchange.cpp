@@ -124,7 +124,7 @@ std::optional<std::string> importedProcess(std::string_view line) {
 }
 
 struct NoCaseLess {
-    bool operator()(const std::string& a, const std::string& b) const { return compareNoCase(a, b) < 0; }
+    bool operator()(std::string_view a, std::string_view b) const { return compareNoCase(a, b) < 0; }
 };
 
 bool fileExists(const std::string& path) {
@@ -379,7 +379,8 @@ ProfileExchange::Result ProfileExchange::importBytes(std::string_view bytes, lon
         core::Statement insert = db_.prepare(std::string("INSERT INTO ") + t.table + " (" + t.valueColumn +
                                              ", IDProfilo) VALUES (?, ?);");
         if (!insert.valid()) return storeFailed();
-        std::set<std::string, NoCaseLess> seen;
+        // Views into the list, which stays as it is: no second copy of a large file.
+        std::set<std::string_view, NoCaseLess> seen;
         for (const std::string& v : *values) {
             if (v.empty() || !seen.insert(v).second) continue;
             insert.reset();
