@@ -95,10 +95,6 @@ TEST(ExchangeText, ValuesTheFileCannotCarryAreNamed) {
     }
 }
 
-TEST(ExchangeNames, EightCharactersBecomeDashes) {
-    EXPECT_EQ(proposedFileName("a\\b/c:d*e\"f<g>h|i?j.k"), "a-b-c-d-e-f-g-h-i?j.k");
-}
-
 std::string file(const std::string& body) {
     std::string out;
     for (const char* tag : {"NOME", "MODO", "DOWNLOAD", "MESSAGGI", "BROWSERINTERNO", "LISTASITI", "HOMEPAGE", "SITI",
@@ -229,7 +225,7 @@ TEST_F(ExchangeStoreTest, PrinterLookedUpAndDuplicatesSkipped) {
 TEST_F(ExchangeStoreTest, FilesThroughTheDialogs) {
     QueuedFileDialogs files;
     ExchangeProfile p = sample();
-    p.record.name = "a/b:c";
+    p.record.name = "a\\b/c:d*e\"f<g>h|i?";
     p.record.startDisabled = false;  // kiosk wins: the file cannot say both
     const std::string path = dir.file("out.ox");
     ASSERT_TRUE(writeWholeFile(path, "old"));
@@ -237,12 +233,13 @@ TEST_F(ExchangeStoreTest, FilesThroughTheDialogs) {
     files.answers = {path, "  ", path};
     // No to the question shows the dialog again; an empty name ends it.
     EXPECT_EQ(exchange.exportWithDialog(files, p), Result::Cancelled);
-    EXPECT_EQ(files.proposed, (std::vector<std::string>{"a-b-c", "a-b-c"}));
+    // Eight characters become dashes; a question mark stays.
+    EXPECT_EQ(files.proposed, (std::vector<std::string>{"a-b-c-d-e-f-g-h-i?", "a-b-c-d-e-f-g-h-i?"}));
     EXPECT_EQ(readWholeFile(path), "old");
     dialogs.answer = platform::MessageAnswer::Yes;
     files.answers = {path};
     EXPECT_EQ(exchange.exportWithDialog(files, p), Result::Done);
-    EXPECT_EQ(dialogs.shown.back().text, "T0053a/b:cT0054");
+    EXPECT_EQ(dialogs.shown.back().text, "T0053" + p.record.name + "T0054");
     EXPECT_EQ(shownIds(), "0046 0046 0053 ");
 
     dialogs.shown.clear();
