@@ -11,6 +11,7 @@ packages=(
   libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
   wine wine64 xvfb xdotool imagemagick x11-utils sqlite3 nsis procps libidn2-dev
+  clang-16 libclang-rt-16-dev
 )
 # npm fetches the SQLite amalgamation; a machine may have its own Node.js
 # already, which Debian's npm package would conflict with.
@@ -39,7 +40,7 @@ fi
 # A package can install without the command a script calls: check each.
 absent=()
 for c in wine wineserver Xvfb xdotool import x86_64-w64-mingw32-g++ x86_64-w64-mingw32-windres \
-         cmake ninja npm g++ flock setsid sqlite3 makensis pgrep; do
+         cmake ninja npm g++ flock setsid sqlite3 makensis pgrep clang-16 clang++-16; do
   command -v "$c" >/dev/null 2>&1 || absent+=("$c")
 done
 if [ ${#absent[@]} -gt 0 ]; then

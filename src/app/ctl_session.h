@@ -69,5 +69,6 @@ const std::vector<CtlCommand>& passwordCommands();
 const std::vector<CtlCommand>& scheduleCommands();
 const std::vector<CtlCommand>& profileCommands();
 const std::vector<CtlCommand>& restoreCommands();
+const std::vector<CtlCommand>& exchangeCommands();
 
 }  // namespace ombrix::app

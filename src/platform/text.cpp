@@ -130,25 +130,42 @@ std::string cp1252ToUtf8(std::string_view bytes) {
     return out;
 }
 
+namespace {
+
+// One character's byte in Windows-1252, or 0 when it has none (NUL has its own
+// byte but never reaches here as a mapped character).
+char cp1252Byte(char32_t cp) {
+    if (cp < 0x80 || (cp >= 0xA0 && cp <= 0xFF)) return static_cast<char>(cp);
+    for (std::size_t i = 0; i < kHigh.size(); ++i) {
+        if ((kHigh[i] != 0 && kHigh[i] == cp) || (kHigh[i] == 0 && cp == 0x80 + i)) {
+            return static_cast<char>(0x80 + i);
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
 std::string utf8ToCp1252(std::string_view utf8) {
     std::string out;
     out.reserve(utf8.size());
     forEachCharacter(utf8, [&](char32_t cp, bool stray) {
-        if (stray) {
-            out += '?';
-        } else if (cp < 0x80 || (cp >= 0xA0 && cp <= 0xFF)) {
-            out += static_cast<char>(cp);
-        } else {
-            char mapped = '?';
-            for (std::size_t i = 0; i < kHigh.size(); ++i) {
-                if ((kHigh[i] != 0 && kHigh[i] == cp) || (kHigh[i] == 0 && cp == 0x80 + i)) {
-                    mapped = static_cast<char>(0x80 + i);
-                    break;
-                }
-            }
-            out += mapped;
-        }
+        const char b = stray ? '?' : cp1252Byte(cp);
+        out += (b != 0 || cp == 0) ? b : '?';
     });
+    return out;
+}
+
+std::optional<std::string> utf8ToCp1252Exact(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    bool exact = true;
+    forEachCharacter(utf8, [&](char32_t cp, bool stray) {
+        const char b = stray ? 0 : cp1252Byte(cp);
+        if (b == 0 && (stray || cp != 0)) exact = false;
+        out += b;
+    });
+    if (!exact) return std::nullopt;
     return out;
 }
 

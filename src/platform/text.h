@@ -2,6 +2,7 @@
 // Text helpers shared by every subsystem. Strings are UTF-8 inside the
 // program; files that the program calls ANSI are Windows-1252.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ namespace ombrix {
 
 // UTF-8 to Windows-1252. Characters the code page lacks become '?'.
 [[nodiscard]] std::string utf8ToCp1252(std::string_view utf8);
+// The same when every character has its own byte in the code page; nullopt
+// otherwise, for files that must read back as they were written.
+[[nodiscard]] std::optional<std::string> utf8ToCp1252Exact(std::string_view utf8);
 
 // Lower-cases the letters that Windows lowers for the Western languages:
 // ASCII, Latin-1, Latin Extended-A, Greek and Cyrillic capitals. Other code

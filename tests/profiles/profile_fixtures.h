@@ -11,7 +11,7 @@ namespace ombrix::test {
 
 inline std::string numberedTexts() {
     std::string lng;
-    for (int id = 1; id <= 320; ++id) {
+    for (int id = 1; id <= 340; ++id) {
         std::string key = std::to_string(id);
         key = std::string(4 - key.size(), '0') + key;
         lng += key + "=T" + key + "\r\n";

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/win32/file_dialogs_win32.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "profiles/profile_editor.h"
+#include "profiles/profile_exchange.h"
 #include "profiles/win32/profile_form_ids.h"
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
@@ -159,6 +161,8 @@ void show(HWND dialog, State& st) {
     SendMessageW(bar, TB_ENABLEBUTTON, IDC_BNR_PREVIOUS, ed.canMovePrevious());
     SendMessageW(bar, TB_ENABLEBUTTON, IDC_BNR_NEXT, ed.canMoveNext());
     SendMessageW(bar, TB_ENABLEBUTTON, IDC_BNR_LAST, ed.canMoveNext());
+    enable(dialog, IDC_CMDESPORTA, ed.importExportEnabled());
+    enable(dialog, IDC_CMDIMPORTA, ed.importExportEnabled());
     st.showing = false;
 }
 
@@ -205,6 +209,22 @@ void barCommand(HWND dialog, State& st, int id) {
     }
     show(dialog, st);
     focusRefusal(dialog, st);
+}
+
+// cmdEsporta and cmdImporta: the profile as shown goes out; one that comes
+// in is a new profile, shown at once.
+void exchangeCommand(HWND dialog, State& st, int id) {
+    Win32FileDialogs files(dialog);
+    profiles::ProfileExchange exchange(st.context.db, st.context.dialogs, st.context.language,
+                                       &machine().printers());
+    if (id == IDC_CMDESPORTA) {
+        (void)exchange.exportWithDialog(files, profiles::shownProfile(st.editor));  // it shows its own messages
+        return;
+    }
+    long long imported = 0;
+    if (exchange.importWithDialog(files, &imported) != profiles::ProfileExchange::Result::Done) return;
+    st.editor.moveTo(imported);
+    show(dialog, st);
 }
 
 const ListControls* listWithButton(int id) {
@@ -322,7 +342,9 @@ std::vector<NamedControl> namedControls() {
             {IDC_PCTINFOPROCESSIVIETATI, "pctInfoProcessiVietati"},
             {IDC_PCTINFOPROTEZIONEMASSIMA, "pctInfoProtezioneMassima"},
             {IDC_PCTINFOSTAMPANTEPREDEFINITA, "pctInfoStampantePredefinita"},
-            {IDC_PRO_CMDESCI, "cmdEsci"}};
+            {IDC_PRO_CMDESCI, "cmdEsci"},
+            {IDC_CMDESPORTA, "cmdEsporta"},
+            {IDC_CMDIMPORTA, "cmdImporta"}};
 }
 
 INT_PTR command(HWND dialog, State& st, int id, int code) {
@@ -348,6 +370,10 @@ INT_PTR command(HWND dialog, State& st, int id, int code) {
     collect(dialog, st);
     if (id >= IDC_BNR_FIRST && id <= IDC_BNR_CANCEL) {
         barCommand(dialog, st, id);
+        return TRUE;
+    }
+    if (id == IDC_CMDESPORTA || id == IDC_CMDIMPORTA) {
+        exchangeCommand(dialog, st, id);
         return TRUE;
     }
     if (const ListControls* c = listWithButton(id)) {

@@ -50,6 +50,8 @@
 #define IDC_PCTINFOPROTEZIONEMASSIMA 1058
 #define IDC_PCTINFOSTAMPANTEPREDEFINITA 1059
 #define IDC_PRO_CMDESCI 1060
+#define IDC_CMDESPORTA 1061
+#define IDC_CMDIMPORTA 1062
 // The navigation bar's buttons (commands, not controls).
 #define IDC_BNR_FIRST 1070
 #define IDC_BNR_PREVIOUS 1071

@@ -1,0 +1,328 @@
+#include "profiles/profile_exchange.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <random>
+
+#include "fakes/fake_machine.h"
+#include "fakes/fixtures.h"
+#include "platform/files.h"
+#include "platform/system.h"
+#include "platform/text.h"
+#include "profiles/profile_fixtures.h"
+#include "support/language.h"
+
+namespace ombrix::profiles {
+namespace {
+
+using Result = ProfileExchange::Result;
+
+class ListedPrinters final : public platform::Printers {
+public:
+    std::vector<std::string> names{"Laser Aula 1", "PDF"};
+    std::string profileString(std::string_view, std::string_view) override { return {}; }
+    bool writeDefaultDevice(std::string_view) override { return false; }
+    bool rewriteSettings(std::string_view) override { return false; }
+    std::vector<std::string> installed() override { return names; }
+};
+
+// Answers the file dialogs from a queue; an empty queue cancels.
+class QueuedFileDialogs final : public platform::FileDialogs {
+public:
+    std::deque<std::optional<std::string>> answers;
+    std::vector<std::string> proposed;
+    std::optional<std::string> saveFileName(std::string_view filter, std::string_view initial) override {
+        EXPECT_EQ(filter, "Ombrix files (*.OX)|*.OX");
+        proposed.emplace_back(initial);
+        return next();
+    }
+    std::optional<std::string> openFileName(std::string_view) override { return next(); }
+
+private:
+    std::optional<std::string> next() {
+        if (answers.empty()) return std::nullopt;
+        auto a = answers.front();
+        answers.pop_front();
+        return a;
+    }
+};
+
+ExchangeProfile sample() {
+    ExchangeProfile p;
+    p.record.name = "Classe 3ª \"B\"";
+    p.record.kiosk = true;
+    p.record.startDisabled = true;
+    p.record.blockDownloads = true;
+    p.record.forbiddenList = false;
+    p.record.homePage = "http://scuola.it";
+    p.sites = {"http://scuola.it", ".wikipedia.org"};
+    p.processes = {"notepad.exe"};
+    return p;
+}
+
+TEST(ExchangeText, SectionsInOrderInTheCodePageWithCrLf) {
+    const ExchangeText t = exchangeText(sample());
+    ASSERT_FALSE(t.uncarried);
+    EXPECT_EQ(t.bytes,
+              "<NOME>\r\nClasse 3\xAA \"B\"\r\n</NOME>\r\n<MODO>\r\nKIOSK\r\n</MODO>\r\n<DOWNLOAD>\r\nNO\r\n</DOWNLOAD>\r\n"
+              "<MESSAGGI>\r\nSI\r\n</MESSAGGI>\r\n<BROWSERINTERNO>\r\nNO\r\n</BROWSERINTERNO>\r\n"
+              "<LISTASITI>\r\nCONSENTITI\r\n</LISTASITI>\r\n<HOMEPAGE>\r\nhttp://scuola.it\r\n</HOMEPAGE>\r\n"
+              "<SITI>\r\nhttp://scuola.it\r\n.wikipedia.org\r\n</SITI>\r\n<PROTEZIONEMASSIMA>\r\nNO\r\n</PROTEZIONEMASSIMA>\r\n"
+              "<PROCESSI>\r\nnotepad.exe\r\n</PROCESSI>\r\n<FINESTRE>\r\n</FINESTRE>\r\n<STAMPANTE>\r\n</STAMPANTE>\r\n"
+              "<IETUTTOSCHERMO>\r\nNO\r\n</IETUTTOSCHERMO>\r\n");
+}
+
+TEST(ExchangeText, ValuesTheFileCannotCarryAreNamed) {
+    const struct {
+        const char* name;
+        const char* window;
+        const char* uncarried;  // nullptr: written
+    } cases[] = {
+        {"Caf\xC3\xA9 \xE2\x82\xAC", "x", nullptr},                // é and € have their bytes
+        {"\xCE\xA9mega", "x", "\xCE\xA9mega"},                      // Greek capital omega has none
+        {"ok", "  </SITI> ", "  </SITI> "},                        // a line that reads as a tag
+        {"ok", "<SITI> and more", nullptr},                         // a tag inside a line is harmless
+        {"a\nb", "x", "a\nb"},
+    };
+    for (const auto& c : cases) {
+        ExchangeProfile p;
+        p.record.name = c.name;
+        p.windows = {c.window};
+        const ExchangeText t = exchangeText(p);
+        EXPECT_EQ(t.uncarried.value_or("(written)"), c.uncarried ? c.uncarried : "(written)") << c.name;
+        EXPECT_EQ(t.bytes.empty(), c.uncarried != nullptr);
+    }
+}
+
+std::string file(const std::string& body) {
+    std::string out;
+    for (const char* tag : {"NOME", "MODO", "DOWNLOAD", "MESSAGGI", "BROWSERINTERNO", "LISTASITI", "HOMEPAGE", "SITI",
+                            "PROCESSI", "FINESTRE"}) {
+        const std::string open = std::string("<") + tag + ">";
+        if (body.find(open) == std::string::npos) out += open + "\r\n</" + tag + ">\r\n";
+    }
+    return body + out;
+}
+
+TEST(ExchangeRead, SwitchWordsListsAndChecks) {
+    using S = ExchangeRead::Status;
+    const struct {
+        std::string bytes;
+        S status;
+        const char* expect;  // fields of the record, or the missing tag
+    } cases[] = {
+        {file("<NOME>\r\n  Aula  \r\n</NOME>\r\n<MODO>\r\nNOSTART\r\n</MODO>\r\n<DOWNLOAD>\r\nNO\r\n</DOWNLOAD>\r\n"
+              "<MESSAGGI>\r\nno\r\n</MESSAGGI>\r\n<BROWSERINTERNO>\r\nx\r\n</BROWSERINTERNO>\r\n"),
+         S::Valid, "Aula nostart blocked shown internal allowed maxoff fulloff"},
+        {file("<NOME>\r\nA\r\n</NOME>\r\n<MODO>\r\nkiosk\r\n</MODO>\r\n<BROWSERINTERNO>\r\nNO\r\n</BROWSERINTERNO>\r\n"
+              "<LISTASITI>\r\nPROIBITI\r\n</LISTASITI>\r\n<PROTEZIONEMASSIMA>\r\n\r\n</PROTEZIONEMASSIMA>\r\n"
+              "<IETUTTOSCHERMO>\r\nNO\r\n</IETUTTOSCHERMO>\r\n"),
+         S::Valid, "A normal allowed shown noint forbidden maxon fulloff"},
+        // LF alone, and the last of two values wins.
+        {file("<NOME>\nA\nB\n</NOME>\n<IETUTTOSCHERMO>\n\n</IETUTTOSCHERMO>\n"), S::Valid,
+         "B normal allowed shown internal allowed maxoff fullon"},
+        {"</NOME>\r\n" + file("<NOME>\r\nA\r\n"), S::MissingPair, "<NOME>"},
+        {file("<NOME>\r\nA\r\n</NOME>\r\n<FINESTRE>\r\n"), S::MissingPair, "<FINESTRE>"},
+        {std::string("<NOME>\0", 7) + file(""), S::NotText, ""},
+        {std::string("\xFF\xFE<\0N\0", 6), S::NotText, ""},
+        {"\xEF\xBB\xBF" + file("<NOME>\r\nCaff\xC3\xA8\r\n</NOME>\r\n"), S::Valid,
+         "Caff\xC3\xA8 normal allowed shown internal allowed maxoff fulloff"},
+    };
+    for (const auto& c : cases) {
+        const ExchangeRead r = readExchange(c.bytes);
+        ASSERT_EQ(r.status, c.status) << c.bytes;
+        if (c.status == S::MissingPair) {
+            EXPECT_EQ(r.missingTag, c.expect);
+        }
+        if (c.status != S::Valid) continue;
+        const ProfileRecord& p = r.profile.record;
+        const char* modes[] = {"kiosk", "nostart", "normal"};
+        const std::string got = p.name + " " + modes[static_cast<int>(p.mode())] + " " +
+                                (p.blockDownloads ? "blocked" : "allowed") + " " + (p.hideMessages ? "hidden" : "shown") +
+                                " " + (p.internalBrowser ? "internal" : "noint") + " " +
+                                (p.forbiddenList ? "forbidden" : "allowed") + " " + (p.maxProtection ? "maxon" : "maxoff") +
+                                " " + (p.fullScreen ? "fullon" : "fulloff");
+        EXPECT_EQ(got, c.expect);
+    }
+}
+
+TEST(ExchangeRead, EachListHasItsOwnNormalisation) {
+    const ExchangeRead r = readExchange(file(
+        "<NOME>\r\nA\r\n</NOME>\r\n<SITI>\r\n .\r\n*\r\n\r\n  scuola.it \r\nHTTP://X.IT\r\n.dom.it\r\n</SITI>\r\n"
+        "<PROCESSI>\r\nNOTEPAD.EXE\r\nc:\\x.exe\r\ncalc.exe  \r\nbad.com\r\n  paint.exe\r\n</PROCESSI>\r\n"
+        "<FINESTRE>\r\n  Titolo  \r\n\r\n</FINESTRE>\r\n"));
+    ASSERT_EQ(r.status, ExchangeRead::Status::Valid);
+    EXPECT_EQ(r.profile.sites, (std::vector<std::string>{"http://scuola.it", "http://HTTP://X.IT", ".dom.it"}));
+    // Lowered first: capitals pass here though the editor's box refuses them;
+    // trailing blanks hide the ".exe" ending and the line is skipped.
+    EXPECT_EQ(r.profile.processes, (std::vector<std::string>{"notepad.exe", "paint.exe"}));
+    EXPECT_EQ(r.profile.windows, (std::vector<std::string>{"Titolo", ""}));
+}
+
+class ExchangeStoreTest : public ::testing::Test {
+protected:
+    ExchangeStoreTest() { test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + test::numberedTexts()); }
+    long long importText(const std::string& bytes) {
+        long long id = -1;
+        last = exchange.importBytes(bytes, &id);
+        return id;
+    }
+    ExchangeProfile stored(long long id) {
+        ProfileEditor editor(db, dialogs, language);
+        EXPECT_EQ(editor.moveTo(id), ProfileEditor::Outcome::Done);
+        return shownProfile(editor);
+    }
+    std::string shownIds() const {
+        std::string out;
+        for (const auto& m : dialogs.shown) out += m.messageId + " ";
+        return out;
+    }
+
+    test::TempDir dir;
+    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
+    core::Database db = test::deliveredStore();
+    test::RecordingDialogs dialogs;
+    ListedPrinters printers;
+    ProfileExchange exchange{db, dialogs, language, &printers};
+    Result last = Result::Done;
+};
+
+TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
+    const std::string before = test::profileRows(db);
+    const std::string valid = file("<NOME>\r\nAula\r\n</NOME>\r\n<SITI>\r\nx.it\r\n</SITI>\r\n");
+    ASSERT_GT(importText(valid), 0);
+    const std::string withAula = test::profileRows(db);
+    ASSERT_NE(withAula, before);
+    dialogs.shown.clear();
+    const std::string refused[] = {
+        file("<NOME>\r\naULA\r\n</NOME>\r\n"),                                     // 0050: the name exists
+        "<NOME>\r\nNuova\r\n</NOME>\r\n",                                          // 0332: pairs missing
+        file("<NOME>\r\n\r\n</NOME>\r\n"),                                         // 0332 + 0338: no name
+        std::string("\0", 1) + valid,                                             // 0332 + 0335: not text
+        file("<NOME>\r\nN\r\n</NOME>\r\n<HOMEPAGE>\r\naltro.it\r\n</HOMEPAGE>\r\n"),  // 0022: its list blocks it
+    };
+    for (const auto& bytes : refused) EXPECT_EQ(importText(bytes), -1);
+    EXPECT_EQ(shownIds(), "0050 0332 0332 0332 0022 ");
+    EXPECT_EQ(dialogs.shown[0].title, "T0051");
+    EXPECT_EQ(dialogs.shown[0].text, "T0050aULA.");
+    EXPECT_EQ(dialogs.shown[2].text, "T0332\nT0333\nT0338");
+    EXPECT_EQ(test::profileRows(db), withAula);
+}
+
+TEST_F(ExchangeStoreTest, PrinterLookedUpAndDuplicatesSkipped) {
+    const std::string body = "<SITI>\r\nx.it\r\nX.IT\r\nhttp://x.it\r\n</SITI>\r\n<PROCESSI>\r\nA.EXE\r\na.exe\r\n</PROCESSI>\r\n";
+    const long long laser = importText(file("<NOME>\r\nL\r\n</NOME>\r\n<STAMPANTE>\r\nLaser Aula 1\r\n</STAMPANTE>\r\n" + body));
+    const long long other = importText(file("<NOME>\r\nM\r\n</NOME>\r\n<STAMPANTE>\r\nlaser aula 1\r\n</STAMPANTE>\r\n"));
+    EXPECT_EQ(stored(laser).record.printer, "Laser Aula 1");
+    EXPECT_EQ(stored(laser).sites, (std::vector<std::string>{"http://x.it"}));
+    EXPECT_EQ(stored(laser).processes, (std::vector<std::string>{"a.exe"}));
+    EXPECT_EQ(stored(other).record.printer, "");
+    EXPECT_EQ(shownIds(), "0037 ");
+    EXPECT_EQ(dialogs.shown[0].text, "T0037\nT0038\nT0039");
+}
+
+TEST_F(ExchangeStoreTest, FilesThroughTheDialogs) {
+    QueuedFileDialogs files;
+    ExchangeProfile p = sample();
+    p.record.name = "a\\b/c:d*e\"f<g>h|i?";
+    p.record.startDisabled = false;  // kiosk wins: the file cannot say both
+    const std::string path = dir.file("out.ox");
+    ASSERT_TRUE(writeWholeFile(path, "old"));
+    dialogs.answer = platform::MessageAnswer::No;
+    files.answers = {path, "  ", path};
+    // No to the question shows the dialog again; an empty name ends it.
+    EXPECT_EQ(exchange.exportWithDialog(files, p), Result::Cancelled);
+    // Eight characters become dashes; a question mark stays.
+    EXPECT_EQ(files.proposed, (std::vector<std::string>{"a-b-c-d-e-f-g-h-i?", "a-b-c-d-e-f-g-h-i?"}));
+    EXPECT_EQ(readWholeFile(path), "old");
+    dialogs.answer = platform::MessageAnswer::Yes;
+    files.answers = {path};
+    EXPECT_EQ(exchange.exportWithDialog(files, p), Result::Done);
+    EXPECT_EQ(dialogs.shown.back().text, "T0053" + p.record.name + "T0054");
+    EXPECT_EQ(shownIds(), "0046 0046 0053 ");
+
+    dialogs.shown.clear();
+    files.answers = {dir.file("out.txt"), dir.file("missing.OX"), path};
+    EXPECT_EQ(exchange.importWithDialog(files), Result::Refused);
+    EXPECT_EQ(exchange.importWithDialog(files), Result::Refused);
+    long long id = -1;
+    EXPECT_EQ(exchange.importWithDialog(files, &id), Result::Done);  // ".ox" in small letters
+    EXPECT_EQ(exchange.importWithDialog(files), Result::Cancelled);
+    EXPECT_EQ(shownIds(), "0330 0048 ");
+    EXPECT_EQ(dialogs.shown[0].title, "T0331");
+    EXPECT_EQ(stored(id), p);
+}
+
+// Random profiles, exported and imported, come back as they were, unless
+// the export refused a value the file cannot carry: a character outside the
+// code page, or a whole line reading as a tag. (Values are generated as the
+// editor stores them: trimmed, sites by the site rule, processes in small
+// letters, no duplicates; the import's normalisations are the identity on
+// them.)
+TEST_F(ExchangeStoreTest, RoundTripOfRandomProfiles) {
+    std::mt19937 rng(20261123);
+    const auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
+    const std::vector<std::string> pieces = {"a", "Z", " ", "\"", "'", "<", ">", "/", "\xC3\xA0", "\xC3\xA8", "\xE2\x82\xAC",
+                                             "\t", "<NOME>", "</SITI>", "x.it", "\xC3\x89", ".", "*", "?", "\xC2\x81"};
+    int refused = 0;
+    int carried = 0;
+    const auto text = [&](std::size_t maxPieces) {
+        std::string s;
+        const std::size_t n = pick(8) == 0 ? 400 + pick(400) : pick(maxPieces);
+        for (std::size_t i = 0; i < n; ++i) s += pieces[pick(pieces.size())];
+        if (pick(40) == 0) s += "\xCE\xA9";                         // outside the code page
+        if (pick(60) == 0) s = std::string("</PROCESSI>");          // a whole line as a tag
+        return std::string(trimBlanks(s));
+    };
+    const auto list = [&](auto make) {
+        std::vector<std::string> out;
+        const std::size_t n = pick(4) == 0 ? 0 : pick(6);
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::string v = make();
+            const bool dup = std::any_of(out.begin(), out.end(), [&](const auto& o) { return equalsNoCase(o, v); });
+            if (!v.empty() && !dup) out.push_back(v);
+        }
+        return out;
+    };
+    for (int round = 0; round < 300; ++round) {
+        ExchangeProfile p;
+        ProfileRecord& r = p.record;
+        r.name = std::string(trimBlanks(text(6) + " #" + std::to_string(round)));
+        r.setMode(static_cast<Mode>(pick(3)));
+        r.blockDownloads = pick(2);
+        r.hideMessages = pick(2);
+        r.internalBrowser = pick(2);
+        r.maxProtection = pick(2);
+        r.fullScreen = pick(2);
+        r.forbiddenList = pick(2);
+        r.printer = pick(3) == 0 ? "" : printers.names[pick(2)];
+        p.sites = list([&] { return siteEntry(text(5)).value; });
+        p.processes = list([&] {
+            std::string v = lowerText(text(4));
+            for (char& c : v) c = (c == '/' || c == ':' || c == '\\') ? '_' : c;
+            return std::string(trimBlanks(v)) + ".exe";
+        });
+        p.windows = list([&] { return text(5); });
+        r.homePage = normalisedHomePage(text(5));
+        if (!r.forbiddenList && !homePageAllowed(r.homePage, p.sites)) r.homePage.clear();
+
+        const ExchangeText t = exchangeText(p);
+        if (t.uncarried) {
+            ++refused;
+            const std::string& v = *t.uncarried;
+            EXPECT_TRUE(!utf8ToCp1252Exact(v) || trimBlanks(v).starts_with("<")) << v;
+            continue;
+        }
+        ++carried;
+        const long long id = importText(t.bytes);
+        ASSERT_GT(id, 0) << t.bytes;
+        EXPECT_EQ(stored(id), p) << t.bytes;
+    }
+    EXPECT_GT(refused, 10);
+    EXPECT_GT(carried, 150);
+    EXPECT_TRUE(dialogs.shown.empty());
+}
+
+}  // namespace
+}  // namespace ombrix::profiles
