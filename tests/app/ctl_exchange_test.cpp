@@ -12,13 +12,13 @@ protected:
         EXPECT_EQ(ctl({"init", a}), kOk);
         EXPECT_EQ(ctl({"init", b}), kOk);
     }
-    int on(const std::string& db, std::vector<std::string> args) {
-        args.insert(args.begin(), {"--db", db});
+    int on(const std::string& store, std::vector<std::string> args) {
+        args.insert(args.begin(), {"--db", store});
         return ctl(args);
     }
-    std::string stored(const std::string& db) {
+    std::string stored(const std::string& store) {
         core::Database d;
-        EXPECT_TRUE(d.open(db));
+        EXPECT_TRUE(d.open(store));
         return test::profileRows(d);
     }
     std::string a = dir.file("a.db"), b = dir.file("b.db"), file = dir.file("scuola.OX");
