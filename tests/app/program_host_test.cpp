@@ -5,25 +5,13 @@
 #include "fakes/fake_controller.h"
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_machine.h"
+#include "fakes/fake_machine_profile.h"
 #include "platform/file_registry.h"
 
 namespace ombrix::app {
 namespace {
 
 using core::TimerId;
-
-class RecordingShell final : public platform::Shell {
-public:
-    explicit RecordingShell(test::Journal& j) : journal_(j) {}
-    bool open(const std::string& target, const std::string& folder, int style) override {
-        journal_.add("shell open " + target + " in " + folder + " style " + std::to_string(style));
-        return true;
-    }
-    bool run(const std::string&, int) override { return false; }
-
-private:
-    test::Journal& journal_;
-};
 
 // The enforcement rig's machine, with a controller and the host between them.
 struct HostRig {
@@ -39,7 +27,7 @@ struct HostRig {
     test::FakeInstance instance;
     core::Store store;
     core::Controller controller{{env, rig.timers, view, rig.processes, rig.pump, instance}, store};
-    RecordingShell shell{journal};
+    test::FakeShell shell{journal};
     platform::SharedProcessView processView{rig.processes, rig.clock, 500};
     ProgramHost host{{controller, view, rig.timers, system, shell, platform::realFileSystem(), processView}};
 };
@@ -84,7 +72,7 @@ TEST(ProgramHost, PagesOpenFromTheProgramDriveAndABlankStartPageOpensNothing) {
     HostRig h;
     h.system.folder = "D:\\Scuola\\Ombrix";
     h.host.ApriPagina("http://scuola.example/");
-    EXPECT_GE(h.journal.find("shell open http://scuola.example/ in D:\\ style 1"), 0);
+    EXPECT_GE(h.journal.find("open http://scuola.example/ in D:\\ style 1"), 0);
 
     h.journal.entries.clear();
     h.host.launchStartPage();  // no profile in use: no start page

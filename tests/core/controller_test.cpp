@@ -2,20 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "core/notices.h"
 #include "core/password.h"
-#include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
-#include "fakes/fake_controller.h"
-#include "fakes/fake_machine.h"
-#include "fakes/fixtures.h"
+#include "fakes/controller_rig.h"
 #include "platform/failures.h"
-#include "platform/file_registry.h"
-#include "platform/files.h"
-#include "support/language.h"
 
 namespace ombrix::core {
 namespace {
@@ -23,27 +15,18 @@ namespace {
 using platform::RegRoot;
 using test::Journal;
 
-class ControllerTest : public ::testing::Test {
-protected:
-    ControllerTest() {
-        system.folder = pathToUtf8(dir.path());
-        system.major = 5;  // the store stays beside the program
-        std::string lng = "[Strings]\r\n";
-        for (const char* id : {"0111", "0112", "0113", "0114", "0144", "0149", "0150", "0163", "0164"}) {
-            lng += std::string(id) + "=text " + id + "\r\n";
-        }
-        test::writeFile(dir.file("italian.lng"), lng);
-        std::filesystem::create_directories(dir.path() / "DataBase");
-        EXPECT_TRUE(createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
-        storeValue(hashPassword("segreta", "salt", 10).value());
+std::string controllerTexts() {
+    std::string lng;
+    for (const char* id : {"0111", "0112", "0113", "0114", "0144", "0149", "0150", "0163", "0164"}) {
+        lng += std::string(id) + "=text " + id + "\r\n";
     }
+    return lng;
+}
 
-    // Writes to the database file directly, as another program would.
-    void sql(const std::string& statement) {
-        Database db;
-        ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
-        ASSERT_TRUE(db.exec(statement)) << db.lastError();
-    }
+class ControllerTest : public ::testing::Test, protected test::ControllerRig {
+protected:
+    ControllerTest() : ControllerRig(controllerTexts()) { storeValue(hashPassword("segreta", "salt", 10).value()); }
+
     // The password column as stored, written or read as another program would.
     void storeValue(const std::string& value) {
         Database db;
@@ -58,28 +41,13 @@ protected:
 
     Controller& controller() {
         if (!controller_) {
-            controller_ =
-                std::make_unique<Controller>(Controller::Machine{env, timers, view, processes, pump, instance}, store);
+            controller_ = std::make_unique<Controller>(machine(), store);
             controller_->setProfileLists(&lists);
         }
         return *controller_;
     }
 
     test::QuickPasswords quick;
-    test::TempDir dir;
-    Journal journal;
-    platform::FileRegistry registry;
-    test::FakeSystem system;
-    test::RecordingDialogs dialogs;
-    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
-    StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, language};
-    test::FakeTimers timers{journal};
-    test::FakeView view{journal};
-    test::FakeProcesses processes{journal};
-    test::FakePump pump;
-    test::FakeInstance instance;
-    test::FakeLists lists{journal};
-    Store store;
     std::unique_ptr<Controller> controller_;
 };
 

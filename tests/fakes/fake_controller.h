@@ -170,9 +170,7 @@ private:
 class FakeLists final : public core::ProfileLists {
 public:
     explicit FakeLists(Journal& j) : journal_(j) {}
-    core::ProfileSwitches lastSwitches;
-    void setProfile(long long id, const core::ProfileSwitches& s) override {
-        lastSwitches = s;
+    void setProfile(long long id, const core::ProfileSwitches&) override {
         journal_.add("lists profile " + std::to_string(id));
     }
     void CaricaSitiVietatiConsentiti(long long id) override { journal_.add("load sites " + std::to_string(id)); }

@@ -100,8 +100,9 @@ private:
 class FakeClock final : public platform::Clock {
 public:
     platform::LocalTime time{2024, 3, 5, 14, 7, 9};
+    std::uint64_t ms = 1000;
     platform::LocalTime now() override { return time; }
-    std::uint64_t tickMilliseconds() override { return 1000; }
+    std::uint64_t tickMilliseconds() override { return ms; }
 };
 
 class FakeHost final : public enforce::EnforcementHost {

@@ -81,10 +81,8 @@ private:
 class SwitchableWriter final : public platform::DurableWriter {
 public:
     bool refuse = false;
-    int writes = 0;
     bool replace(std::string_view path, std::string_view bytes) override {
         if (refuse) return false;
-        ++writes;
         return writeWholeFile(path, bytes);
     }
 };

@@ -2,22 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include "fakes/fake_controller.h"
+#include "fakes/fake_enforcement.h"
 
 namespace ombrix::platform {
 namespace {
 
-class MovingClock final : public Clock {
-public:
-    LocalTime now() override { return {}; }
-    std::uint64_t tickMilliseconds() override { return ms; }
-    std::uint64_t ms = 1000;
-};
-
 TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeLimit) {
     test::Journal journal;
     test::FakeProcesses system(journal);
-    MovingClock clock;
+    test::FakeClock clock;
     SharedProcessView view(system, clock, 500);
     system.start("notepad.exe");
     EXPECT_EQ(view.snapshot().size(), 1u);
@@ -41,7 +34,7 @@ TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeLimit) {
 TEST(SharedProcessView, NamesInsideAreReadOncePerProcessAndForgottenWhenItEnds) {
     test::Journal journal;
     test::FakeProcesses system(journal);
-    MovingClock clock;
+    test::FakeClock clock;
     SharedProcessView view(system, clock, 500);
     system.startRenamed("appunti.exe", "gioco.exe");
     system.start("explorer.exe");

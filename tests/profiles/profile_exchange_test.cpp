@@ -6,6 +6,7 @@
 #include <random>
 
 #include "fakes/fake_machine.h"
+#include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
 #include "platform/system.h"
@@ -17,15 +18,6 @@ namespace ombrix::profiles {
 namespace {
 
 using Result = ProfileExchange::Result;
-
-class ListedPrinters final : public platform::Printers {
-public:
-    std::vector<std::string> names{"Laser Aula 1", "PDF"};
-    std::string profileString(std::string_view, std::string_view) override { return {}; }
-    bool writeDefaultDevice(std::string_view) override { return false; }
-    bool rewriteSettings(std::string_view) override { return false; }
-    std::vector<std::string> installed() override { return names; }
-};
 
 // Answers the file dialogs from a queue; an empty queue cancels.
 class QueuedFileDialogs final : public platform::FileDialogs {
@@ -162,7 +154,10 @@ TEST(ExchangeRead, EachListHasItsOwnNormalisation) {
 
 class ExchangeStoreTest : public ::testing::Test {
 protected:
-    ExchangeStoreTest() { test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + test::numberedTexts()); }
+    ExchangeStoreTest() {
+        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + test::numberedTexts());
+        printers.ports = {{"Laser Aula 1", "drv,LPT1:"}, {"PDF", "drv,PDF:"}};
+    }
     long long importText(const std::string& bytes) {
         long long id = -1;
         last = exchange.importBytes(bytes, &id);
@@ -183,7 +178,8 @@ protected:
     Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
     core::Database db = test::deliveredStore();
     test::RecordingDialogs dialogs;
-    ListedPrinters printers;
+    test::Journal journal;
+    test::FakePrinters printers{journal};
     ProfileExchange exchange{db, dialogs, language, &printers};
     Result last = Result::Done;
 };
@@ -296,7 +292,7 @@ TEST_F(ExchangeStoreTest, RoundTripOfRandomProfiles) {
         r.maxProtection = pick(2);
         r.fullScreen = pick(2);
         r.forbiddenList = pick(2);
-        r.printer = pick(3) == 0 ? "" : printers.names[pick(2)];
+        r.printer = pick(3) == 0 ? "" : printers.installed()[pick(2)];
         p.sites = list([&] { return siteEntry(text(5)).value; });
         p.processes = list([&] {
             std::string v = lowerText(text(4));

@@ -2,42 +2,23 @@
 // timer's tick, start-up with the switch on, and the editor's close.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
-#include "core/controller.h"
-#include "core/schema.h"
 #include "core/store.h"
-#include "fakes/fake_controller.h"
+#include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
-#include "fakes/fake_machine.h"
-#include "fakes/fixtures.h"
-#include "platform/file_registry.h"
-#include "platform/files.h"
 #include "schedule/periodo.h"
 #include "schedule/schedule_texts.h"
-#include "support/language.h"
 
 namespace ombrix::schedule {
 namespace {
 
-class ScheduledController : public ::testing::Test {
+class ScheduledController : public ::testing::Test, protected test::ControllerRig {
 protected:
-    ScheduledController() {
-        system.folder = pathToUtf8(dir.path());
-        system.major = 5;  // the store stays beside the program
-        test::writeScheduleTexts(dir);
-        std::filesystem::create_directories(dir.path() / "DataBase");
-        EXPECT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
+    ScheduledController() : ControllerRig(test::scheduleTexts()) {
         sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Mattina'), (3, 'Pomeriggio');"
             "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 2,"
             " Fascia2Dalle = '12:00:00', Fascia2Alle = '16:00:00', Fascia2Profilo = 3, ProfiloFasceNonDefinite = 1;");
         controller.setProfileLists(&lists);
         controller.setTimeSlotSchedule(&schedule);
-    }
-    void sql(const std::string& statements) {
-        core::Database db;
-        ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
-        ASSERT_TRUE(db.exec(statements)) << db.lastError();
     }
     long long storedProfile() {
         core::Database db;
@@ -46,23 +27,9 @@ protected:
     }
     void at(int h, int m, int s) { clock.time = {2026, 11, 23, h, m, s}; }
 
-    test::TempDir dir;
-    test::Journal journal;
-    platform::FileRegistry registry;
-    test::FakeSystem system;
-    test::RecordingDialogs dialogs;
-    Language language{pathToUtf8(dir.path()), platform::pathSeparator()};
-    core::StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, language};
-    test::FakeTimers timers{journal};
-    test::FakeView view{journal};
-    test::FakeProcesses processes{journal};
-    test::FakePump pump;
-    test::FakeInstance instance;
-    test::FakeLists lists{journal};
     test::FakeClock clock;
-    core::Store store;
     StoredSchedule schedule{store.connection, clock};
-    core::Controller controller{{env, timers, view, processes, pump, instance}, store};
+    core::Controller controller{machine(), store};
 };
 
 TEST_F(ScheduledController, WithTheSwitchOnTheProgramStartsMinimisedAndEachBoundarySwitchesOnce) {
