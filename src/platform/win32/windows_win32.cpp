@@ -88,7 +88,8 @@ public:
             platform::recordCurrentFailure();
             return {};
         }
-        EnumWindows(&collectWindow, reinterpret_cast<LPARAM>(&out));
+        // EnumWindows would ask after every window once more before handing it on.
+        EnumDesktopWindows(nullptr, &collectWindow, reinterpret_cast<LPARAM>(&out));
         return out;
     }
 
