@@ -34,6 +34,8 @@ public:
         return inner.writeDword(r, p, n, v);
     }
     bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override { return inner.deleteValue(r, p, n); }
+    bool keyExists(RegRoot r, std::string_view p) override { return inner.keyExists(r, p); }
+    bool deleteEmptyKey(RegRoot r, std::string_view p) override { return inner.deleteEmptyKey(r, p); }
 };
 
 // One machine; each run of the program is a fresh journal and settings object on it.
