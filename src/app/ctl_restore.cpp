@@ -59,7 +59,7 @@ int cmdRestore(Session& s, const std::vector<std::string>& args) {
     int status = kOk;
     for (const auto& given : recovery.settings) {
         if (given.done) {
-            s.out() << "restored " << given.setting.describe() << "\n";
+            s.out() << "restored " << given.setting.describe(given.leftInPlace) << "\n";
         } else {
             s.err() << "ombrixctl: not restored, kept in the journal: " << given.setting.describe() << "\n";
             status = kRefused;

@@ -1,5 +1,6 @@
 #include "core/machine_journal.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -12,6 +13,8 @@ namespace ombrix::core {
 namespace {
 
 constexpr std::string_view kHeader = "ombrix machine journal 1\n";
+// Both headers are the same length: the records start at the same place.
+constexpr std::string_view kHeaderWithKeys = "ombrix machine journal 2\n";
 constexpr std::string_view kEnd = "end\t";
 
 std::string escape(std::string_view text) {
@@ -93,6 +96,7 @@ const char* kindName(SavedSetting::Kind kind) {
         case SavedSetting::Kind::DefaultPrinter: return "printer";
         case SavedSetting::Kind::FirefoxHomePage: return "firefox";
         case SavedSetting::Kind::Desktop: return "desktop";
+        case SavedSetting::Kind::CreatedKey: return "key";
     }
     return "?";
 }
@@ -114,14 +118,14 @@ std::optional<T> byName(std::string_view name, const std::array<T, N>& all, cons
     return std::nullopt;
 }
 
-std::optional<SavedSetting> parseRecord(std::string_view line) {
+std::optional<SavedSetting> parseRecord(std::string_view line, bool keysAllowed) {
     const auto fields = split(line, '\t');
     if (fields.size() != 6) return std::nullopt;
     SavedSetting s;
     using K = SavedSetting::Kind;
     using V = SavedSetting::Value;
-    const auto kind = byName<K>(fields[0], std::array{K::Registry, K::DefaultPrinter, K::FirefoxHomePage, K::Desktop},
-                                kindName);
+    const auto kind = byName<K>(
+        fields[0], std::array{K::Registry, K::DefaultPrinter, K::FirefoxHomePage, K::Desktop, K::CreatedKey}, kindName);
     const auto type = byName<V>(fields[4], std::array{V::Text, V::Dword, V::Absent}, typeName);
     if (!kind || !type || (fields[1] != "HKCU" && fields[1] != "HKLM")) return std::nullopt;
     s.kind = *kind;
@@ -134,6 +138,10 @@ std::optional<SavedSetting> parseRecord(std::string_view line) {
     s.path = std::move(*path);
     s.name = std::move(*name);
     s.value = std::move(*value);
+    if (s.kind == K::CreatedKey && (!keysAllowed || s.path.empty() || !s.name.empty() || s.type != V::Absent ||
+                                    !s.value.empty())) {
+        return std::nullopt;
+    }
     if (s.type == V::Dword) {
         std::uint32_t number = 0;
         const auto [end, ec] = std::from_chars(s.value.data(), s.value.data() + s.value.size(), number);
@@ -152,6 +160,9 @@ std::string SavedSetting::key() const {
         case Kind::DefaultPrinter: return "printer";
         case Kind::FirefoxHomePage: return "firefox\\" + path;
         case Kind::Desktop: return "desktop";
+        case Kind::CreatedKey:
+            return std::string(root == platform::RegRoot::CurrentUser ? "key\\HKCU\\" : "key\\HKLM\\") +
+                   lowerAscii(path);
     }
     return {};
 }
@@ -164,7 +175,7 @@ std::string SavedSetting::lowerAscii(std::string_view text) {
     return out;
 }
 
-std::string SavedSetting::describe() const {
+std::string SavedSetting::describe(bool leftInPlace) const {
     const auto shownValue = [&] {
         if (type == Value::Absent) return std::string("(none)");
         if (type == Value::Dword) return value;
@@ -177,12 +188,17 @@ std::string SavedSetting::describe() const {
         case Kind::DefaultPrinter: return "default printer = " + shownValue();
         case Kind::FirefoxHomePage: return "Firefox home page in " + shown(path) + " = " + shownValue();
         case Kind::Desktop: return "task bar, start button and desktop = shown";
+        case Kind::CreatedKey:
+            return std::string("key ") + (root == platform::RegRoot::CurrentUser ? "HKCU\\" : "HKLM\\") + shown(path) +
+                   (leftInPlace ? " = (kept: another program's values are in it)" : " = (removed)");
     }
     return {};
 }
 
 std::string serialiseJournal(const std::vector<SavedSetting>& settings) {
-    std::string body(kHeader);
+    const bool keys = std::any_of(settings.begin(), settings.end(),
+                                  [](const SavedSetting& s) { return s.kind == SavedSetting::Kind::CreatedKey; });
+    std::string body(keys ? kHeaderWithKeys : kHeader);
     for (const auto& s : settings) {
         body += std::string(kindName(s.kind)) + "\t" + (s.root == platform::RegRoot::CurrentUser ? "HKCU" : "HKLM") +
                 "\t" + escape(s.path) + "\t" + escape(s.name) + "\t" + typeName(s.type) + "\t" + escape(s.value) +
@@ -194,7 +210,9 @@ std::string serialiseJournal(const std::vector<SavedSetting>& settings) {
 }
 
 std::optional<std::vector<SavedSetting>> parseJournal(std::string_view bytes) {
-    if (bytes.substr(0, kHeader.size()) != kHeader || bytes.empty() || bytes.back() != '\n') return std::nullopt;
+    const std::string_view header = bytes.substr(0, kHeader.size());
+    const bool keysAllowed = header == kHeaderWithKeys;
+    if ((header != kHeader && !keysAllowed) || bytes.empty() || bytes.back() != '\n') return std::nullopt;
     const std::size_t endAt = bytes.rfind(std::string("\n") + std::string(kEnd));
     if (endAt == std::string_view::npos) return std::nullopt;
     const std::string_view body = bytes.substr(0, endAt + 1);
@@ -206,7 +224,7 @@ std::optional<std::vector<SavedSetting>> parseJournal(std::string_view bytes) {
     std::string_view records = body.substr(kHeader.size());
     while (!records.empty()) {
         const std::size_t eol = records.find('\n');
-        auto record = parseRecord(records.substr(0, eol));
+        auto record = parseRecord(records.substr(0, eol), keysAllowed);
         if (!record) return std::nullopt;
         settings.push_back(std::move(*record));
         records.remove_prefix(eol + 1);

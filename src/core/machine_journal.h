@@ -10,6 +10,11 @@
 // setting that had not been changed yet. Its last line carries the number of
 // records and the SHA-256 of everything above it: a file that is cut short or
 // damaged fails the check and is never applied.
+//
+// A key the program created is a record of its own, given back after every
+// value by deleting it if nothing is left in it. A journal holds version 2
+// only when it has such a record: one without reads as before, so an older
+// program can still give it back, and a version 1 journal reads as ever.
 
 #include <optional>
 #include <string>
@@ -26,7 +31,8 @@ namespace ombrix::core {
 inline constexpr const char* kJournalFileName = "Ripristino.journal";
 
 struct SavedSetting {
-    enum class Kind { Registry, DefaultPrinter, FirefoxHomePage, Desktop };
+    // CreatedKey: a registry key that did not exist before (root and path only).
+    enum class Kind { Registry, DefaultPrinter, FirefoxHomePage, Desktop, CreatedKey };
     enum class Value { Text, Dword, Absent };
 
     Kind kind = Kind::Registry;
@@ -38,8 +44,9 @@ struct SavedSetting {
 
     // One record per setting: two settings with the same key are the same.
     [[nodiscard]] std::string key() const;
-    // What a support person reads: the setting and the value it went back to.
-    [[nodiscard]] std::string describe() const;
+    // What a support person reads: the setting and the value it went back to
+    // (a created key left in place says so).
+    [[nodiscard]] std::string describe(bool leftInPlace = false) const;
     bool operator==(const SavedSetting&) const = default;
 
 private:

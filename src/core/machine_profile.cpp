@@ -48,8 +48,39 @@ bool giveBack(GiveBackSeams m, const SavedSetting& s) {
         case SavedSetting::Kind::Desktop:
             m.desktop.lockDesktop(false, false);
             return true;
+        case SavedSetting::Kind::CreatedKey: return m.registry.deleteEmptyKey(s.root, s.path);
     }
     return false;
+}
+
+std::vector<GivenBack> giveBackInOrder(GiveBackSeams m, std::vector<SavedSetting> settings,
+                                       const std::function<bool(const SavedSetting&)>& alreadyBack) {
+    using K = SavedSetting::Kind;
+    const auto isKey = [](const SavedSetting& s) { return s.kind == K::CreatedKey; };
+    const auto depth = [](const SavedSetting& s) { return std::count(s.path.begin(), s.path.end(), '\\'); };
+    const auto firstKey = std::stable_partition(settings.begin(), settings.end(), [&](const auto& s) { return !isKey(s); });
+    std::stable_sort(firstKey, settings.end(), [&](const auto& a, const auto& b) { return depth(a) > depth(b); });
+
+    std::vector<GivenBack> out;
+    // The registry paths of what stays: a key above one of them is not empty because of us.
+    std::vector<std::pair<RegRoot, std::string>> stays;
+    for (auto& s : settings) {
+        GivenBack given{std::move(s), false, false};
+        given.done = (alreadyBack && alreadyBack(given.setting)) ||
+                     platform::guarded([&] { return giveBack(m, given.setting); }, false);
+        const bool registry = given.setting.kind == K::Registry || isKey(given.setting);
+        const std::string path = lowerText(given.setting.path);
+        if (!given.done && isKey(given.setting)) {
+            const bool oursBelow = std::any_of(stays.begin(), stays.end(), [&](const auto& below) {
+                return below.first == given.setting.root &&
+                       (below.second == path || below.second.rfind(path + "\\", 0) == 0);
+            });
+            given.done = given.leftInPlace = !oursBelow;
+        }
+        if (!given.done && registry) stays.emplace_back(given.setting.root, path);
+        out.push_back(std::move(given));
+    }
+    return out;
 }
 
 Recovery giveBackJournal(MachineJournal& journal, GiveBackSeams m) {
@@ -60,16 +91,27 @@ Recovery giveBackJournal(MachineJournal& journal, GiveBackSeams m) {
         journal.reset({});
         return recovery;
     }
+    recovery.settings = giveBackInOrder(m, std::move(disk.settings));
     std::vector<SavedSetting> kept;
-    for (auto& setting : disk.settings) {
-        const bool done = platform::guarded([&] { return giveBack(m, setting); }, false);
-        if (!done) kept.push_back(setting);
-        recovery.settings.push_back({std::move(setting), done});
+    for (const auto& given : recovery.settings) {
+        if (!given.done) kept.push_back(given.setting);
     }
     if (!journal.reset(std::move(kept)) && disk.state == MachineJournal::State::Intact) {
         platform::recordFailure("the machine journal " + journal.path() + " could not be renewed");
     }
     return recovery;
+}
+
+std::vector<SavedSetting> MachineSettings::keysToCreate(RegRoot root, const std::string& path) {
+    std::vector<SavedSetting> created;
+    for (std::string key = path; !key.empty();) {
+        SavedSetting record{SavedSetting::Kind::CreatedKey, root, key, {}, SavedSetting::Value::Absent, {}};
+        if (m_.journal.find(record.key()) || m_.registry.keyExists(root, key)) break;
+        created.push_back(std::move(record));
+        const std::size_t parent = key.rfind('\\');
+        key.resize(parent == std::string::npos ? 0 : parent);
+    }
+    return created;
 }
 
 void MachineSettings::rememberRegistry(RegRoot root, const char* path, const char* name, SavedSetting::Value type) {
@@ -82,7 +124,9 @@ void MachineSettings::rememberRegistry(RegRoot root, const char* path, const cha
     } else {
         previous.type = SavedSetting::Value::Absent;
     }
-    m_.journal.remember(previous);
+    std::vector<SavedSetting> records = keysToCreate(root, path);
+    records.push_back(std::move(previous));
+    m_.journal.remember(records);
 }
 
 void MachineSettings::writeDword(RegRoot root, const char* path, const char* name, std::uint32_t value) {
@@ -206,7 +250,11 @@ void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
         }
     }
     std::vector<SavedSetting> previous;
+    std::unordered_set<std::string> keysSeen;
     for (const auto& v : wanted.values) {
+        if (keysSeen.insert(lowerText(v.path)).second) {
+            for (auto& key : keysToCreate(RegRoot::CurrentUser, v.path)) previous.push_back(std::move(key));
+        }
         SavedSetting s = setting(v);
         if (m_.journal.find(s.key())) continue;
         // A value of another type reads as missing: it is given back as missing.
@@ -366,13 +414,15 @@ void MachineSettings::RipristinaImpostazioni() {
         if ((major > 5 && minor > 1) || major >= 7) m_.desktop.restartShell();
     });
 
-    // The rest of what this run changed; then the journal goes, unless a
-    // value could not be given back: the next start tries that one again.
+    // The rest of what this run changed, the keys it created last; then the
+    // journal goes, unless something could not be given back: the next
+    // start tries that one again.
     std::vector<SavedSetting> kept;
-    for (const auto& s : changed) {
-        const bool done = std::find(givenBack.begin(), givenBack.end(), s.key()) != givenBack.end() ||
-                          platform::guarded([&] { return giveBack(giveBackSeams(), s); }, false);
-        if (!done) kept.push_back(s);
+    const auto rest = giveBackInOrder(giveBackSeams(), changed, [&](const SavedSetting& s) {
+        return std::find(givenBack.begin(), givenBack.end(), s.key()) != givenBack.end();
+    });
+    for (const auto& given : rest) {
+        if (!given.done) kept.push_back(given.setting);
     }
     platform::guarded([&] { m_.journal.reset(std::move(kept)); });
 }

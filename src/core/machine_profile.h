@@ -52,14 +52,25 @@ struct GiveBackSeams {
     DesktopLock& desktop;
 };
 
-// Gives one saved setting back; false when it could not.
+// Gives one saved setting back; false when it could not (a created key:
+// when it is still there).
 bool giveBack(GiveBackSeams m, const SavedSetting& setting);
 
-// The journal on disk given back, as a start after a crash and ombrixctl do.
 struct GivenBack {
     SavedSetting setting;
     bool done = false;
+    // A created key that holds what the program did not write (another
+    // program's values): it stays, and is done with.
+    bool leftInPlace = false;
 };
+// Gives back every setting but those `alreadyBack` says are: the values in
+// their order, then the keys the program created, a subkey before its
+// parent. A key above a value that could not be given back is tried again
+// next time, with the value.
+std::vector<GivenBack> giveBackInOrder(GiveBackSeams m, std::vector<SavedSetting> settings,
+                                       const std::function<bool(const SavedSetting&)>& alreadyBack = {});
+
+// The journal on disk given back, as a start after a crash and ombrixctl do.
 struct Recovery {
     MachineJournal::State state = MachineJournal::State::None;
     std::vector<GivenBack> settings;
@@ -108,6 +119,9 @@ private:
     void writeDword(platform::RegRoot root, const char* path, const char* name, std::uint32_t value);
     void writeText(platform::RegRoot root, const char* path, const char* name, const std::string& value);
     void rememberRegistry(platform::RegRoot root, const char* path, const char* name, SavedSetting::Value type);
+    // The keys a write under `path` would create and the journal lacks: so
+    // that they go again once their values are given back.
+    [[nodiscard]] std::vector<SavedSetting> keysToCreate(platform::RegRoot root, const std::string& path);
     void setFirefoxHomePage(const std::string& address);
     void lockDesktop(bool hideIcons, bool lockShell);
     void applyTaskbarFlags(const ProfileSwitches& switches);

@@ -51,6 +51,21 @@ FileRegistry::Id FileRegistry::makeId(RegRoot root, std::string_view path, std::
     return {root == RegRoot::LocalMachine ? 1 : 0, normaliseKey(path), lowerText(name)};
 }
 
+FileRegistry::KeyId FileRegistry::makeKeyId(RegRoot root, std::string_view path) {
+    return {root == RegRoot::LocalMachine ? 1 : 0, normaliseKey(path)};
+}
+
+std::vector<FileRegistry::KeyId> FileRegistry::addKeys(const KeyId& key) {
+    std::vector<KeyId> added;
+    const auto& [root, path] = key;
+    for (std::size_t end = 0; end != std::string::npos && !path.empty();) {
+        end = path.find('\\', end + 1);
+        KeyId part{root, path.substr(0, end)};
+        if (!part.second.empty() && keys_.insert(part).second) added.push_back(std::move(part));
+    }
+    return added;
+}
+
 std::optional<std::string> FileRegistry::readValue(RegRoot root, std::string_view path, std::string_view name) {
     const auto it = values_.find(makeId(root, path, name));
     if (it == values_.end()) return std::nullopt;
@@ -70,13 +85,21 @@ bool FileRegistry::deleteValue(RegRoot root, std::string_view path, std::string_
     return save();
 }
 
-bool FileRegistry::keyExists(RegRoot root, std::string_view path) const {
-    const int r = root == RegRoot::LocalMachine ? 1 : 0;
-    const std::string key = normaliseKey(path);
+bool FileRegistry::keyExists(RegRoot root, std::string_view path) { return keys_.count(makeKeyId(root, path)) > 0; }
+
+bool FileRegistry::deleteEmptyKey(RegRoot root, std::string_view path) {
+    const KeyId key = makeKeyId(root, path);
+    if (!keys_.count(key)) return true;
+    const std::string below = key.second + "\\";
     for (const auto& [id, entry] : values_) {
-        const auto& [idRoot, idPath, idName] = id;
-        if (idRoot == r && (idPath == key || idPath.rfind(key + "\\", 0) == 0)) return true;
+        if (std::get<0>(id) == key.first && std::get<1>(id) == key.second) return false;
     }
+    for (const auto& [keyRoot, keyPath] : keys_) {
+        if (keyRoot == key.first && keyPath.rfind(below, 0) == 0) return false;
+    }
+    keys_.erase(key);
+    if (save()) return true;
+    keys_.insert(key);
     return false;
 }
 
@@ -84,9 +107,11 @@ bool FileRegistry::put(const Id& id, Entry entry) {
     const auto old = values_.find(id);
     const std::optional<Entry> previous = old == values_.end() ? std::nullopt : std::optional<Entry>(old->second);
     values_[id] = std::move(entry);
+    const std::vector<KeyId> added = addKeys({std::get<0>(id), std::get<1>(id)});
     if (save()) return true;
     if (previous) values_[id] = *previous;
     else values_.erase(id);
+    for (const auto& key : added) keys_.erase(key);
     return false;
 }
 
@@ -105,14 +130,20 @@ void FileRegistry::load() {
             if (tab == std::string::npos) break;
             start = tab + 1;
         }
-        if (fields.size() != 5 || (fields[0] != "HKLM" && fields[0] != "HKCU")) continue;
-        values_[{fields[0] == "HKLM" ? 1 : 0, fields[1], fields[2]}] = {fields[3] == "dword", fields[4]};
+        if (fields.size() < 2 || (fields[0] != "HKLM" && fields[0] != "HKCU")) continue;
+        const int root = fields[0] == "HKLM" ? 1 : 0;
+        // A key line (a key that may hold nothing), or a value line.
+        if (fields.size() == 2) addKeys({root, normaliseKey(fields[1])});
+        if (fields.size() != 5) continue;
+        values_[{root, fields[1], fields[2]}] = {fields[3] == "dword", fields[4]};
+        addKeys({root, fields[1]});
     }
 }
 
 bool FileRegistry::save() const {
     if (file_.empty()) return true;
     std::string out;
+    for (const auto& [root, path] : keys_) out += (root == 1 ? "HKLM\t" : "HKCU\t") + escape(path) + '\n';
     for (const auto& [id, entry] : values_) {
         const auto& [root, path, name] = id;
         out += (root == 1 ? "HKLM" : "HKCU");

@@ -25,6 +25,13 @@ public:
                             std::uint32_t value) = 0;
     // True when the value is gone afterwards (also when it never existed).
     virtual bool deleteValue(RegRoot root, std::string_view path, std::string_view name) = 0;
+    // False only when the key is known to be missing: a key that cannot be
+    // opened may still be someone's.
+    [[nodiscard]] virtual bool keyExists(RegRoot root, std::string_view path) = 0;
+    // Deletes the key only when it holds nothing (no values, no subkeys): a
+    // key another program put something in is never ours to delete. True
+    // when the key is gone afterwards (also when it never existed).
+    virtual bool deleteEmptyKey(RegRoot root, std::string_view path) = 0;
 };
 
 }  // namespace ombrix::platform

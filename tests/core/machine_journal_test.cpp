@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "core/machine_profile.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
+#include "platform/crypto.h"
 #include "platform/file_registry.h"
 
 namespace ombrix::core {
@@ -21,6 +24,7 @@ const std::vector<SavedSetting> kSettings = {
     {K::DefaultPrinter, RegRoot::CurrentUser, "", "", V::Text, "Laser,winspool,Ne01:"},
     {K::FirefoxHomePage, RegRoot::CurrentUser, "C:\\Users\\a b\\x.default", "", V::Absent, ""},
     {K::Desktop, RegRoot::CurrentUser, "", "", V::Text, ""},
+    {K::CreatedKey, RegRoot::CurrentUser, "Software\\Policies\\Y", "", V::Absent, ""},
 };
 
 TEST(MachineJournal, OnlyAWholeJournalIsTrusted) {
@@ -55,6 +59,44 @@ TEST(MachineJournal, ATornJournalIsNeverApplied) {
         EXPECT_EQ(journal.read().state, MachineJournal::State::None) << "and out of the way";
     }
     EXPECT_TRUE(log.entries.empty()) << "no printer or desktop touched";
+}
+
+// A journal without created keys is the previous version's, byte for byte:
+// either program gives back what the other wrote.
+TEST(MachineJournal, TheVersionWithoutKeysIsReadAndWrittenAsBefore) {
+    const std::string previous =
+        "ombrix machine journal 1\n"
+        "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7\n"
+        "printer\tHKCU\t\t\ttext\tLaser,winspool,Ne01:\n"
+        "end\t2\tf33f82c235d44d69a4a12cbb3e9c6925186df68d2634f0ec601aab85bf975867\n";
+    const std::vector<SavedSetting> settings = {{K::Registry, RegRoot::CurrentUser, "Software\\X", "N", V::Dword, "7"},
+                                                kSettings[3]};
+    EXPECT_EQ(parseJournal(previous), settings);
+    EXPECT_EQ(serialiseJournal(settings), previous);
+    EXPECT_EQ(serialiseJournal(kSettings).substr(0, 25), "ombrix machine journal 2\n");
+
+    // A key record belongs to version 2 only, and holds a path alone.
+    const auto sealed = [](const std::string& version, const std::string& record) {
+        const std::string body = "ombrix machine journal " + version + "\n" + record + "\n";
+        std::array<std::uint8_t, 32> sum{};
+        EXPECT_TRUE(platform::sha256(body, sum));
+        std::string hex;
+        for (const auto b : sum) {
+            hex += "0123456789abcdef"[b >> 4];
+            hex += "0123456789abcdef"[b & 15];
+        }
+        return body + "end\t1\t" + hex + "\n";
+    };
+    EXPECT_TRUE(parseJournal(sealed("2", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t")));
+    for (const auto& [version, record] : std::vector<std::pair<std::string, std::string>>{
+             {"1", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"},
+             {"2", "key\tHKCU\t\t\tabsent\t"},
+             {"2", "key\tHKCU\tSoftware\\\\Y\tN\tabsent\t"},
+             {"2", "key\tHKCU\tSoftware\\\\Y\t\tdword\t1"},
+             {"3", "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7"},
+         }) {
+        EXPECT_FALSE(parseJournal(sealed(version, record))) << version << " " << record;
+    }
 }
 
 TEST(MachineJournal, TheFirstValueOfARunIsKeptAndAFailedWriteLeavesTheOldFile) {

@@ -16,11 +16,13 @@ namespace {
 
 using platform::RegRoot;
 
-// The file registry, with a look at every write before it lands.
+// The file registry, with a look at every write before it lands and a list
+// of the deletions in their order.
 class WatchedRegistry final : public platform::Registry {
 public:
     platform::FileRegistry inner;
     std::function<void(std::string_view name)> beforeWrite = [](std::string_view) {};
+    std::vector<std::string> deletions;  // "value PATH" or "key PATH"
 
     std::optional<std::string> readValue(RegRoot r, std::string_view p, std::string_view n) override {
         return inner.readValue(r, p, n);
@@ -33,7 +35,15 @@ public:
         beforeWrite(n);
         return inner.writeDword(r, p, n, v);
     }
-    bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override { return inner.deleteValue(r, p, n); }
+    bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override {
+        deletions.push_back("value " + std::string(p));
+        return inner.deleteValue(r, p, n);
+    }
+    bool keyExists(RegRoot r, std::string_view p) override { return inner.keyExists(r, p); }
+    bool deleteEmptyKey(RegRoot r, std::string_view p) override {
+        deletions.push_back("key " + std::string(p));
+        return inner.deleteEmptyKey(r, p);
+    }
 };
 
 // One machine; each run of the program is a fresh journal and settings object on it.
@@ -232,7 +242,10 @@ TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantT
     rig.settings->rememberSettings();
     rig.settings->siteListInForce(PolicySites{{".a.it", ".b.it", ".c.it"}, false});
     EXPECT_EQ(rig.value(block.c_str(), "4"), "chrome://extensions");
-    EXPECT_EQ(rig.journal->read().settings.size(), translatePolicies({{".a.it", ".b.it", ".c.it"}}).values.size());
+    const auto journaled = rig.journal->read().settings;
+    EXPECT_EQ(std::count_if(journaled.begin(), journaled.end(),
+                            [](const SavedSetting& s) { return s.kind == SavedSetting::Kind::Registry; }),
+              static_cast<std::ptrdiff_t>(translatePolicies({{".a.it", ".b.it", ".c.it"}}).values.size()));
     rig.settings->siteListInForce(PolicySites{{".d.it"}, false});
     EXPECT_EQ(rig.value(block.c_str(), "1"), "d.it");
     EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
@@ -243,6 +256,70 @@ TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantT
     EXPECT_EQ(rig.value(kChromePolicies, "IncognitoModeAvailability"), std::nullopt);
     EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
     EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath));
+}
+
+// The policy keys the program created go once their values are given back,
+// deepest first; a key that was there before, or that holds someone else's
+// value, stays.
+TEST(MachineProfile, CreatedPolicyKeysGoAndOthersStay) {
+    enum class End { Orderly, ForcedThenNextStart };
+    const std::string google = "Software\\Policies\\Google", chrome = kChromePolicies, firefox = kFirefoxPolicies;
+    const std::string mozilla = "Software\\Policies\\Mozilla", edge = kEdgePolicies;
+    const std::string microsoft = "Software\\Policies\\Microsoft", filter = firefox + "\\WebsiteFilter";
+    struct Case {
+        const char* name;
+        End end;
+        std::string emptyBefore;  // a key there before, holding nothing
+        std::string foreignAfter;  // a key another program writes in while the list is in force
+        std::vector<std::string> kept;
+        std::vector<std::string> gone;
+    };
+    const std::vector<Case> cases = {
+        {"orderly end", End::Orderly, "", "", {microsoft + "\\Windows", microsoft},
+         {chrome + "\\URLBlocklist", chrome, google, edge + "\\URLBlocklist", edge, filter, firefox, mozilla}},
+        {"forced end", End::ForcedThenNextStart, "", "", {microsoft}, {chrome + "\\URLBlocklist", google, edge, mozilla}},
+        {"empty key from before", End::Orderly, chrome, "", {chrome}, {chrome + "\\URLBlocklist", mozilla, edge}},
+        {"foreign value", End::ForcedThenNextStart, "", filter, {filter, firefox, mozilla},
+         {filter + "\\Block", firefox + "\\DNSOverHTTPS", google, edge}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Rig rig;
+        rig.registry.inner.writeDword(RegRoot::CurrentUser, microsoft + "\\Windows", "Own", 1);
+        if (!c.emptyBefore.empty()) {
+            rig.registry.inner.writeDword(RegRoot::CurrentUser, c.emptyBefore, "Gone", 1);
+            rig.registry.inner.deleteValue(RegRoot::CurrentUser, c.emptyBefore, "Gone");
+        }
+        rig.settings->rememberSettings();
+        rig.settings->siteListInForce(PolicySites{{".a.it"}, false});
+        ASSERT_TRUE(rig.registry.inner.keyExists(RegRoot::CurrentUser, chrome + "\\URLBlocklist"));
+        if (!c.foreignAfter.empty()) rig.registry.inner.writeString(RegRoot::CurrentUser, c.foreignAfter, "Other", "x");
+        rig.registry.deletions.clear();
+        if (c.end == End::Orderly) {
+            rig.settings->siteListInForce(std::nullopt);
+            rig.settings->RipristinaImpostazioni();
+        } else {
+            rig.newRun();
+            rig.settings->rememberSettings();
+        }
+        for (const auto& key : c.kept) EXPECT_TRUE(rig.registry.inner.keyExists(RegRoot::CurrentUser, key)) << key;
+        for (const auto& key : c.gone) EXPECT_FALSE(rig.registry.inner.keyExists(RegRoot::CurrentUser, key)) << key;
+        if (!c.foreignAfter.empty()) {
+            EXPECT_EQ(rig.value(c.foreignAfter.c_str(), "Other"), "x");
+        }
+        EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath)) << "nothing left to try again";
+
+        // Every value before any key, and no key before one below it.
+        const auto& d = rig.registry.deletions;
+        const auto firstKey = std::find_if(d.begin(), d.end(), [](const std::string& e) { return e.rfind("key ", 0) == 0; });
+        ASSERT_NE(firstKey, d.end());
+        for (auto i = firstKey; i != d.end(); ++i) {
+            ASSERT_EQ(i->rfind("key ", 0), 0u) << *i << " after a key";
+            for (auto later = i + 1; later != d.end(); ++later) {
+                EXPECT_NE(later->rfind(*i + "\\", 0), 0u) << *later << " after " << *i;
+            }
+        }
+    }
 }
 
 }  // namespace

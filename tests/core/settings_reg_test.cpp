@@ -78,5 +78,40 @@ TEST(FileRegistry, KeysIgnoreCaseValuesSurviveAReloadAndAFailedWriteKeepsNothing
     EXPECT_EQ(folder.readValue(RegRoot::LocalMachine, kMachineKey, "x"), std::nullopt) << "a folder reads as empty";
 }
 
+// A key outlives its values, as in the real registry, and goes only empty.
+TEST(FileRegistry, OnlyAnEmptyKeyIsDeleted) {
+    test::TempDir dir;
+    {
+        platform::FileRegistry reg(dir.file("registry.txt"));
+        reg.writeString(RegRoot::CurrentUser, "A\\B\\C", "V", "1");
+        reg.writeString(RegRoot::CurrentUser, "A\\D", "V", "1");
+        reg.deleteValue(RegRoot::CurrentUser, "A\\D", "V");
+        reg.writeString(RegRoot::LocalMachine, "A\\E", "V", "1");
+    }
+    platform::FileRegistry reg(dir.file("registry.txt"));  // the empty key survives a reload
+    struct Case {
+        RegRoot root;
+        const char* key;
+        bool gone;
+    };
+    for (const auto& [root, key, gone] : {
+             Case{RegRoot::CurrentUser, "A\\B\\C", false},  // holds a value
+             Case{RegRoot::CurrentUser, "A\\B", false},       // holds a subkey
+             Case{RegRoot::CurrentUser, "a\\d\\", true},     // empty once its value went
+             Case{RegRoot::CurrentUser, "A\\E", true},        // never there: the other root's
+             Case{RegRoot::LocalMachine, "A", false},
+         }) {
+        EXPECT_EQ(reg.deleteEmptyKey(root, key), gone) << key;
+        EXPECT_EQ(reg.keyExists(root, key), !gone) << key;
+    }
+    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, "A\\B\\C", "V"), "1");
+
+    // A file of the previous format has value lines only: their keys exist.
+    test::writeFile(dir.file("old.txt"), "HKCU\tsoftware\\\\x\tn\tdword\t7\n");
+    platform::FileRegistry old(dir.file("old.txt"));
+    EXPECT_TRUE(old.keyExists(RegRoot::CurrentUser, "Software"));
+    EXPECT_FALSE(old.deleteEmptyKey(RegRoot::CurrentUser, "Software\\X"));
+}
+
 }  // namespace
 }  // namespace ombrix::core

@@ -222,6 +222,25 @@ void pressKey(WORD vk) {
     pause(std::chrono::milliseconds(300));
 }
 
+std::string registryValue(const std::string& key, const std::string& name) {
+    BYTE data[2048] = {};
+    DWORD size = sizeof data;
+    DWORD type = REG_NONE;
+    if (RegGetValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), win32::toWide(name).c_str(),
+                     RRF_RT_ANY | RRF_NOEXPAND, &type, data, &size) != ERROR_SUCCESS) {
+        return "-";
+    }
+    if (type == REG_DWORD) return "dword " + std::to_string(*reinterpret_cast<DWORD*>(data));
+    return "text " + win32::fromWide(reinterpret_cast<wchar_t*>(data));
+}
+
+bool registryKeyExists(const std::string& key) {
+    HKEY handle = nullptr;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), 0, KEY_READ, &handle) != ERROR_SUCCESS) return false;
+    RegCloseKey(handle);
+    return true;
+}
+
 std::wstring text(HWND window) {
     wchar_t buffer[512] = {};
     GetWindowTextW(window, buffer, 512);

@@ -69,6 +69,11 @@ void bringToFront(HWND window);
 // The program's message box on screen with this button, if any.
 [[nodiscard]] HWND messageBox(const StartedProgram& program, int button);
 
+// A current-user value as the system holds it, its type shown ("dword 3",
+// "text abc"); "-" when there is none.
+[[nodiscard]] std::string registryValue(const std::string& key, const std::string& name);
+[[nodiscard]] bool registryKeyExists(const std::string& key);
+
 // Saves a screenshot of the whole screen when OMBRIX_SCREENSHOTS names a folder.
 void screenshot(const std::string& name);
 

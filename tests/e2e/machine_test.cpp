@@ -1,6 +1,6 @@
-// What ombrix.exe changes on the machine, and the machine given back: after
-// the exit command, after a forced end and the next start, and by
-// ombrixctl restore.
+// What ombrix.exe changes on the machine (the browsers' policy keys among
+// it), and the machine given back: after the exit command, after a forced
+// end and the next start, and by ombrixctl restore.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 
+#include "core/browser_policies.h"
 #include "core/machine_journal.h"
 #include "core/machine_profile.h"
 #include "core/win32/resource.h"
@@ -18,31 +19,31 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A value as the system holds it, its type included; "-" when there is none.
-std::string raw(const char* key, const char* name) {
-    BYTE data[2048] = {};
-    DWORD size = sizeof data;
-    DWORD type = REG_NONE;
-    if (RegGetValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), win32::toWide(name).c_str(),
-                     RRF_RT_ANY | RRF_NOEXPAND, &type, data, &size) != ERROR_SUCCESS) {
-        return "-";
-    }
-    if (type == REG_DWORD) return "dword " + std::to_string(*reinterpret_cast<DWORD*>(data));
-    return "text " + win32::fromWide(reinterpret_cast<wchar_t*>(data));
-}
+// The browsers' policy keys the program creates for a site list.
+const char* const kPolicyKeys[] = {"Software\\Policies\\Google", core::kEdgePolicies, "Software\\Policies\\Mozilla"};
 
-// The download block and the start page.
+// The download block, the start page and the policy keys there.
 std::string machine() {
-    return raw(core::kZone3, core::kDownloadValue) + " | " + raw(core::kInternetExplorerMain, core::kStartPage);
+    std::string keys = "keys";
+    for (const char* key : kPolicyKeys) {
+        if (registryKeyExists(key)) keys += std::string(" ") + key;
+    }
+    return registryValue(core::kZone3, core::kDownloadValue) + " | " +
+           registryValue(core::kInternetExplorerMain, core::kStartPage) + " | " + keys;
 }
-constexpr const char* kLocked = "dword 3 | text http://home.example/";
+constexpr const char* kLocked =
+    "dword 3 | text http://home.example/ | keys Software\\Policies\\Google Software\\Policies\\Microsoft\\Edge "
+    "Software\\Policies\\Mozilla";
 
 class MachineTest : public InstalledProgram {
 protected:
     MachineTest() {
-        // Profile 2 blocks downloads and has a home page; profile 1 changes little.
+        // Profile 2 blocks downloads and a site and has a home page; profile 1 changes little.
         install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti, BloccaDownload, PaginaPredefinita) "
-                    "VALUES (2, 'Chiuso', -1, -1, 'http://home.example/');");
+                    "VALUES (2, 'Chiuso', -1, -1, 'http://home.example/');"
+                    "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, '.vietato.example');");
+        // Nor did it have the browsers' policy keys.
+        for (const char* key : kPolicyKeys) RegDeleteTreeW(HKEY_CURRENT_USER, win32::toWide(key).c_str());
         // A machine that never had the zone value: giving it back means removing it.
         RegDeleteKeyValueW(HKEY_CURRENT_USER, win32::toWide(core::kZone3).c_str(), L"1803");
         RegSetKeyValueW(HKEY_CURRENT_USER, win32::toWide(core::kInternetExplorerMain).c_str(), L"Start Page", REG_SZ,
@@ -87,7 +88,7 @@ protected:
 
 TEST_F(MachineTest, AForcedEndIsGivenBackByTheNextStartOrByOmbrixctlRestore) {
     const std::string before = machine();
-    ASSERT_EQ(before, "- | text http://before.example/");
+    ASSERT_EQ(before, "- | text http://before.example/ | keys");
     lockThenForceEnd();
     inUse(1);
     HWND main = start();

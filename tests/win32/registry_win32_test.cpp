@@ -38,6 +38,35 @@ TEST_F(Win32RegistryTest, TextAndDoubleWordValuesRoundTrip) {
     EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, "Software\\OmbrixTest\\NoSuchKey", "X"), std::nullopt);
 }
 
+// Only a key with nothing in it goes; another program's value or subkey keeps it.
+TEST_F(Win32RegistryTest, OnlyAnEmptyKeyIsDeleted) {
+    const std::string parent = "Software\\OmbrixTest\\Keys";
+    ASSERT_TRUE(reg.writeString(RegRoot::CurrentUser, parent + "\\Empty", "V", "1"));
+    ASSERT_TRUE(reg.deleteValue(RegRoot::CurrentUser, parent + "\\Empty", "V"));
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Keys\\Held", L"", REG_SZ, L"x", 4),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Keys\\Deep\\Sub", L"", REG_SZ, L"x", 4),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegDeleteKeyValueW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Keys\\Deep\\Sub", L""), ERROR_SUCCESS);
+    struct Case {
+        const char* key;
+        bool gone;
+    };
+    for (const auto& [key, gone] : {
+             Case{"Held", false},     // a default value
+             Case{"Deep", false},     // an empty subkey
+             Case{"deep\\SUB", true},  // case ignored
+             Case{"Deep", true},      // empty now
+             Case{"EMPTY", true},
+             Case{"Missing", true},
+         }) {
+        EXPECT_EQ(reg.deleteEmptyKey(RegRoot::CurrentUser, parent + "\\" + key), gone) << key;
+        EXPECT_EQ(reg.keyExists(RegRoot::CurrentUser, parent + "\\" + key), !gone) << key;
+    }
+    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, parent + "\\Held", ""), "x");
+    EXPECT_TRUE(reg.keyExists(RegRoot::CurrentUser, "Software"));
+}
+
 TEST_F(Win32RegistryTest, ValuesAreWhereOtherProgramsLookForThem) {
     ASSERT_TRUE(reg.writeString(RegRoot::LocalMachine, "SOFTWARE\\OmbrixTest\\Opzioni", "DataBase", "C:\\Dati"));
     wchar_t buffer[64] = {};

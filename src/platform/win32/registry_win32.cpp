@@ -64,6 +64,32 @@ public:
         return rc == ERROR_SUCCESS || rc == ERROR_FILE_NOT_FOUND;
     }
 
+    bool keyExists(RegRoot root, std::string_view path) override {
+        win32::UniqueHkey key;
+        return RegOpenKeyExW(rootKey(root), toWide(path).c_str(), 0, KEY_QUERY_VALUE, key.put()) !=
+               ERROR_FILE_NOT_FOUND;
+    }
+
+    bool deleteEmptyKey(RegRoot root, std::string_view path) override {
+        const std::wstring widePath = toWide(path);
+        win32::UniqueHkey key;
+        const LONG open = RegOpenKeyExW(rootKey(root), widePath.c_str(), 0, KEY_QUERY_VALUE, key.put());
+        if (open == ERROR_FILE_NOT_FOUND) return true;
+        if (open != ERROR_SUCCESS) return false;
+        DWORD subkeys = 0, values = 0;
+        if (RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr,
+                             nullptr, nullptr, nullptr) != ERROR_SUCCESS ||
+            subkeys != 0 || values != 0) {
+            return false;
+        }
+        key.reset();
+        // The system refuses a key with subkeys but would take its values
+        // along: a value written in the instant since the count is the one
+        // thing this cannot rule out.
+        const LONG rc = RegDeleteKeyW(rootKey(root), widePath.c_str());
+        return rc == ERROR_SUCCESS || rc == ERROR_FILE_NOT_FOUND;
+    }
+
 private:
     static bool write(RegRoot root, std::string_view path, std::string_view name, DWORD type, const void* data,
                       std::size_t bytes) {
