@@ -21,6 +21,7 @@ struct OnScreenShown final : OnScreenKeyboard {
     Journal& log;
     explicit OnScreenShown(Journal& j) : log(j) {}
     void show() override { log.add("keyboard shown"); }
+    void hide() override { log.add("keyboard hidden"); }
     void reapply() override { log.add("keyboard look"); }
 };
 
