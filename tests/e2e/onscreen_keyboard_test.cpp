@@ -59,6 +59,8 @@ TEST_F(OnScreenKeyboardTest, TypesIntoTheFocusedWindowWhichKeepsTheFocus) {
     ASSERT_TRUE(waitFor([&] { return GetForegroundWindow() == target; }));
     pause(500ms);
     screenshot("keyboard-lower-case");
+    // The capture runs outside Wine and may end after the call returns.
+    pause(2s);
 
     // Caption by caption, as a finger would press them; the space bar has none.
     const wchar_t* const presses[] = {L"Maiu", L"C", L"Minu", L"i", L"a", L"o", L"", L"è", L"",
@@ -80,6 +82,7 @@ TEST_F(OnScreenKeyboardTest, TypesIntoTheFocusedWindowWhichKeepsTheFocus) {
     EXPECT_TRUE(key(L"Minu")) << "still in upper case";
     pause(500ms);
     screenshot("keyboard-upper-case");
+    pause(2s);
 
     // The close box only puts it away.
     PostMessageW(keyboard, WM_CLOSE, 0, 0);

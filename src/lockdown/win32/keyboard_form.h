@@ -25,7 +25,6 @@ public:
     void reapply() override;
 
     [[nodiscard]] HWND window() const { return window_.get(); }
-    [[nodiscard]] bool hooked() const { return static_cast<bool>(hook_); }
 
 private:
     static LRESULT CALLBACK windowProc(HWND window, UINT msg, WPARAM wp, LPARAM lp);
