@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/desktop_lock.h"
 #include "platform/filesystem.h"
 #include "platform/printers.h"
 #include "platform/registry.h"
@@ -34,6 +35,9 @@ struct CtlEnvironment {
     std::ostream& err;
     Terminal* terminal = nullptr;  // null when standard input is not a terminal
     platform::Printers* printers = nullptr;  // null where the machine has none (natively)
+    // The shell's own lock, as the program's start gives a locked shell back;
+    // null where there is no shell (natively).
+    core::DesktopLock* desktop = nullptr;
 };
 
 // Runs one command line (without the program name); returns the exit status.

@@ -43,10 +43,12 @@ int cmdRestore(Session& s, const std::vector<std::string>& args) {
     core::MachineJournal journal(platform::systemDurableWriter(), s.env().files);
     journal.setPath(core::joinPath(folder, core::kJournalFileName, platform::pathSeparator()));
     NoPrinters none;
-    // The desktop lock belongs to the running program; nothing of it outlives it here.
-    core::UnlockedDesktop desktop;
-    const core::Recovery recovery =
-        core::giveBackJournal(journal, {s.env().registry, s.env().printers ? *s.env().printers : none, desktop});
+    // A shell left locked by a forced end is freed by the same lock that
+    // locked it; where there is no shell, there is nothing to free.
+    core::UnlockedDesktop noShell;
+    const core::Recovery recovery = core::giveBackJournal(
+        journal, {s.env().registry, s.env().printers ? *s.env().printers : none,
+                  s.env().desktop ? *s.env().desktop : noShell});
     if (recovery.state == core::MachineJournal::State::Damaged) {
         s.err() << "ombrixctl: the journal " << journal.path()
                 << " is damaged and was not applied; it is kept as " << journal.path() << ".damaged\n";

@@ -328,6 +328,13 @@ void Controller::onVirtualKeyboardClicked(bool ticked) {
     if (!UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow)) {
         traceUnsaved(store_.connection, "TastieraVirtuale");
     }
+    // The box says what the administrator sees, stored or not.
+    if (keyboard_ == nullptr) return;
+    if (ticked) {
+        keyboard_->show();
+    } else {
+        keyboard_->hide();
+    }
 }
 
 void Controller::onTaskManagerClicked() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/main_view.h"
+#include "core/on_screen_keyboard.h"
 #include "core/profile_switches.h"
 #include "core/schema.h"
 #include "core/store_location.h"
@@ -70,6 +71,7 @@ public:
     void setProfileLists(ProfileLists* lists) { lists_ = lists; }
     void setMachineProfile(MachineProfile* machine) { machineProfile_ = machine; }
     void setTimeSlotSchedule(TimeSlotSchedule* schedule) { schedule_ = schedule; }
+    void setOnScreenKeyboard(OnScreenKeyboard* keyboard) { keyboard_ = keyboard; }
 
     enum class StartResult { Running, AnotherInstance };
     // The main form's load, in its fixed order.
@@ -165,6 +167,7 @@ private:
     ProfileLists* lists_ = nullptr;
     MachineProfile* machineProfile_ = nullptr;
     TimeSlotSchedule* schedule_ = nullptr;
+    OnScreenKeyboard* keyboard_ = nullptr;
 
     long long profileInUse_ = 0;
     ProfileSwitches switches_;

@@ -11,6 +11,7 @@
 
 #include "core/application_bar.h"
 #include "core/desktop_lock.h"
+#include "core/on_screen_keyboard.h"
 #include "core/timers.h"
 #include "lockdown/shell_seam.h"
 #include "platform/clock.h"
@@ -62,15 +63,7 @@ public:
     virtual void bringBack(int leftTwips, int topTwips) = 0;
 };
 
-// The on-screen keyboard as unlocking and the mouse guard use it.
-class OnScreenKeyboard {
-public:
-    virtual ~OnScreenKeyboard() = default;
-    // Loaded, its mouse hook installed, shown modeless.
-    virtual void show() = 0;
-    // Its look and its place again, above whatever came over it.
-    virtual void reapply() = 0;
-};
+using core::OnScreenKeyboard;
 
 class ShellLock final : public core::DesktopLock {
 public:

@@ -29,6 +29,7 @@ protected:
         out.str({});
         err.str({});
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
+        env.desktop = desktop;
         return runCtl(args, env);
     }
     // ombrixctl --db db ARGS...
@@ -48,6 +49,7 @@ protected:
     std::string db = dir.file("DataBase.db");
     platform::FileRegistry registry;
     test::FakeSystem system;
+    core::DesktopLock* desktop = nullptr;
     std::ostringstream out, err;
 };
 

@@ -2,6 +2,9 @@
 
 #include "app/ctl_fixture.h"
 #include "core/machine_profile.h"
+#include "fakes/fake_enforcement.h"
+#include "fakes/fake_machine_profile.h"
+#include "fakes/fake_shell_windows.h"
 
 namespace ombrix::app {
 namespace {
@@ -41,6 +44,25 @@ TEST_F(CtlRestore, GivesBackWhatTheJournalHoldsOneLineEach) {
     test::writeFile(journal, "ombrix machine journal 1\nregistry\tHKCU");
     EXPECT_EQ(run({"restore"}), kRefused);
     EXPECT_NE(err.str().find("is damaged and was not applied"), std::string::npos);
+}
+
+TEST_F(CtlRestore, AShellLeftLockedIsFreedByTheShellsOwnLock) {
+    test::Journal log;
+    test::FakeShellWindows shell(log);
+    test::FakeProcesses processes(log);
+    test::FakeClock clock;
+    test::FakePump pump;
+    test::FakeShell starter(log);
+    test::FakeTimers timers(log);
+    lockdown::ShellLock lock({shell, shell, processes, clock, pump, starter, system, timers}, {});
+    lock.lockDesktop(true, true);
+    ASSERT_FALSE(shell.w[2].enabled || shell.w[9].visible);
+    desktop = &lock;
+    test::writeFile(journal, core::serialiseJournal({{SavedSetting::Kind::Desktop, RegRoot::CurrentUser, {}, {}, {}, {}}}));
+    EXPECT_EQ(run({"restore"}), kOk) << err.str();
+    EXPECT_EQ(out.str(), "restored task bar, start button and desktop = shown\n");
+    for (const auto& [id, x] : shell.w) EXPECT_TRUE(x.enabled && x.visible) << x.cls;
+    EXPECT_FALSE(shell.keyboard || shell.mouse) << "the hooks went with the lock";
 }
 
 }  // namespace

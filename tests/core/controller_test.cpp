@@ -231,6 +231,23 @@ TEST_F(ControllerTest, AnOptionTheStoreRefusesLeavesATrace) {
     EXPECT_NE(failures.back().what.find("store refused"), std::string::npos) << failures.back().what;
 }
 
+TEST_F(ControllerTest, TheKeyboardBoxShowsAndHidesTheKeyboardOnlyForTheAdministrator) {
+    struct Keyboard final : OnScreenKeyboard {
+        std::vector<std::string> calls;
+        void show() override { calls.push_back("show"); }
+        void hide() override { calls.push_back("hide"); }
+        void reapply() override {}
+    } keyboard;
+    controller().setOnScreenKeyboard(&keyboard);
+    controller().startUp();
+    controller().onVirtualKeyboardClicked(true);
+    EXPECT_TRUE(keyboard.calls.empty()) << "before the login the box does nothing";
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onVirtualKeyboardClicked(true);
+    controller().onVirtualKeyboardClicked(false);
+    EXPECT_EQ(keyboard.calls, (std::vector<std::string>{"show", "hide"}));
+}
+
 TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {
     controller().startUp();
     EXPECT_FALSE(controller().savePassword("   ", "   "));

@@ -1,7 +1,8 @@
 // The shell locked by a kiosk profile, in the virtual desktop's task bar:
 // the Start button, the task bar's parts of later shells and the desktop
 // icons, the keys that open Start or leave a program, and all of it given
-// back by unlocking and by the start after a forced end.
+// back by unlocking, and after a forced end by the next start or by
+// ombrixctl restore.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -149,6 +150,18 @@ TEST_F(KioskTest, AForcedEndWhileLockedIsGivenBackByTheNextStart) {
 
     inUse(1);
     ASSERT_TRUE(start());
+    EXPECT_TRUE(waitFor([&] { return shell.state() == kFree; })) << ::testing::PrintToString(shell.state());
+    EXPECT_TRUE(IsWindowEnabled(shell.tray()));
+}
+
+TEST_F(KioskTest, AForcedEndWhileLockedIsGivenBackByOmbrixctlRestore) {
+    inUse(3);
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(waitFor([&] { return shell.state() == kLocked; })) << ::testing::PrintToString(shell.state());
+    program.reset();
+    const StartedProgram restore(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
+                                 test::quoted(pathToUtf8(install.database())) + " restore");
+    EXPECT_EQ(restore.waitForExit(), 0u);
     EXPECT_TRUE(waitFor([&] { return shell.state() == kFree; })) << ::testing::PrintToString(shell.state());
     EXPECT_TRUE(IsWindowEnabled(shell.tray()));
 }

@@ -8,106 +8,20 @@
 #include "fakes/fake_controller.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
+#include "fakes/fake_shell_windows.h"
 #include "platform/text.h"
 
 namespace ombrix::lockdown {
 namespace {
 
+using test::FakeShellWindows;
 using test::Journal;
-
-// The shell of the later versions. Calls land in the journal as
-// "enable NAME 0/1" and "show NAME 0/1", NAME the title or else the class,
-// "none" for window 0; hooks, the form, the bar and the keyboard likewise.
-struct FakeShell final : ShellWindows, InputHooks, GuardedForm, core::ApplicationBar {
-    struct Win {
-        std::string cls, title;
-        WindowId parent = 0;
-        bool enabled = true, visible = true;
-        Rect rect{};
-    };
-    Journal& log;
-    std::map<WindowId, Win> w;
-    WindowId active = 0;
-    std::string state = "0";
-    std::function<bool(std::uint32_t)> keyboard;
-    std::function<void(const MouseEvent&)> mouse;
-
-    explicit FakeShell(Journal& j) : log(j) {
-        const auto add = [&](WindowId id, const char* cls, const char* title, WindowId parent) {
-            w[id] = {cls, title, parent, true, true, {}};
-        };
-        add(1, "Shell_TrayWnd", "", 0);
-        add(2, "Button", "", 1);
-        add(3, "TrayNotifyWnd", "", 1);
-        add(4, "TrayDummySearchControl", "", 1);
-        add(5, "TrayButton", "", 1);
-        add(6, "ImmersiveLauncher", "Start", 0);
-        add(7, "DV2ControlHost", "menu start", 0);
-        add(8, "Progman", "Program Manager", 0);
-        add(9, "SHELLDLL_DefView", "", 8);
-        add(10, "OmbrixForm", "", 0);
-        w[3].rect = {900, 700, 1000, 740};
-        active = 10;
-    }
-    std::string name(WindowId id) { return id == 0 ? "none" : w[id].title.empty() ? w[id].cls : w[id].title; }
-
-    WindowId find(std::optional<std::string_view> c, std::optional<std::string_view> t) override {
-        for (const auto& [id, x] : w) {
-            if (x.parent == 0 && (!c || *c == x.cls) && (!t || equalsNoCase(*t, x.title))) return id;
-        }
-        return 0;
-    }
-    WindowId findChild(WindowId parent, std::string_view c) override {
-        for (const auto& [id, x] : w) {
-            if (parent && x.parent == parent && x.cls == c) return id;
-        }
-        return 0;
-    }
-    WindowId firstChild(WindowId window) override { return window ? findChild(window, "SHELLDLL_DefView") : 0; }
-    void enable(WindowId id, bool on) override {
-        log.add("enable " + name(id) + (on ? " 1" : " 0"));
-        if (id) w[id].enabled = on;
-    }
-    void show(WindowId id, bool on) override {
-        log.add("show " + name(id) + (on ? " 1" : " 0"));
-        if (id) w[id].visible = on;
-    }
-    bool visible(WindowId id) override { return id && w[id].visible; }
-    Rect rect(WindowId id) override { return id ? w[id].rect : Rect{}; }
-    WindowId activeWindow() override { return active; }
-
-    bool installKeyboard(std::function<bool(std::uint32_t)> f) override {
-        EXPECT_FALSE(keyboard) << "the slot was not emptied first";
-        log.add("hook keyboard");
-        keyboard = std::move(f);
-        return true;
-    }
-    void removeKeyboard() override {
-        log.add("unhook keyboard");
-        keyboard = nullptr;
-    }
-    bool installMouse(std::function<void(const MouseEvent&)> f) override {
-        EXPECT_FALSE(mouse) << "the slot was not emptied first";
-        log.add("hook mouse");
-        mouse = std::move(f);
-        return true;
-    }
-    void removeMouse() override {
-        log.add("unhook mouse");
-        mouse = nullptr;
-    }
-
-    std::string stateField() override { return state; }
-    void setStateField(const std::string& v) override { state = v; }
-    void bringBack(int left, int top) override { log.add("form at " + std::to_string(left) + "," + std::to_string(top)); }
-    void show() override { log.add("bar shown"); }
-    void unload() override { log.add("bar unloaded"); }
-};
 
 struct OnScreenShown final : OnScreenKeyboard {
     Journal& log;
     explicit OnScreenShown(Journal& j) : log(j) {}
     void show() override { log.add("keyboard shown"); }
+    void hide() override { log.add("keyboard hidden"); }
     void reapply() override { log.add("keyboard look"); }
 };
 
@@ -120,7 +34,7 @@ struct SteppingClock final : platform::Clock {
 
 struct Rig {
     Journal log;
-    FakeShell shell{log};
+    FakeShellWindows shell{log};
     OnScreenShown keyboard{log};
     test::FakeProcesses processes{log};
     SteppingClock clock;

@@ -61,6 +61,15 @@ TEST(Owners, MoveLeaveEmptyLetGoBeforeClosingAndEndWhatTheyBegan) {
     EXPECT_EQ(text->vt, VT_EMPTY);
     EXPECT_EQ(SysStringLen(moved->bstrVal), 3u);
 
+    // A hook: removed once, by its last owner.
+    UniqueHook hook(SetWindowsHookExW(WH_MOUSE_LL, [](int c, WPARAM w, LPARAM l) { return CallNextHookEx(nullptr, c, w, l); },
+                                      GetModuleHandleW(nullptr), 0));
+    ASSERT_TRUE(hook);
+    const HHOOK raw = hook.get();
+    UniqueHook kept(std::move(hook));
+    kept.reset();
+    EXPECT_FALSE(UnhookWindowsHookEx(raw)) << "the hook outlived its owner";
+
     // The COM apartment, on a thread of its own so no other test's COM is in the way.
     std::thread([] {
         {

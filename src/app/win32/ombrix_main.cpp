@@ -13,6 +13,7 @@
 #include "enforce/win32/browser_readers.h"
 #include "enforce/win32/log_form.h"
 #include "lockdown/shell_lock.h"
+#include "lockdown/win32/keyboard_form.h"
 #include "lockdown/win32/shell_win32.h"
 #include "platform/durable.h"
 #include "platform/failures.h"
@@ -67,6 +68,9 @@ int run() {
         win32::MainForm& form;
     } guardedForm(form);
     desktop.setForm(&guardedForm);
+    win32::KeyboardForm keyboard;
+    desktop.setKeyboard(&keyboard);
+    controller.setOnScreenKeyboard(&keyboard);
     host.setShellLock(&desktop);
     core::MachineJournal journal(platform::systemDurableWriter(), machine.fileSystem());
     core::MachineSettings machineSettings(

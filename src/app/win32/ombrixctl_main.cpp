@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "app/ctl.h"
+#include "lockdown/shell_lock.h"
+#include "lockdown/win32/shell_win32.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/system.h"
@@ -22,6 +24,14 @@ public:
         if (!GetConsoleMode(in, &mode)) return false;
         return SetConsoleMode(in, on ? (mode | ENABLE_ECHO_INPUT) : (mode & ~static_cast<DWORD>(ENABLE_ECHO_INPUT))) != 0;
     }
+};
+
+// Nothing here runs timers: the desktop timers' later retries are the
+// running program's.
+class NoTimers final : public ombrix::core::Timers {
+public:
+    void setEnabled(ombrix::core::TimerId, bool) override {}
+    bool isEnabled(ombrix::core::TimerId) const override { return false; }
 };
 
 bool stdinIsConsole() {
@@ -41,5 +51,13 @@ int wmain(int argc, wchar_t** argv) {
                                     stdinIsConsole() ? &console : nullptr};
     const auto printers = ombrix::win32::makePrinters();
     env.printers = printers.get();
+    ombrix::win32::Machine& m = ombrix::win32::machine();
+    ombrix::win32::ShellWindowsWin32 shellWindows;
+    ombrix::win32::InputHooksWin32 hooks;
+    NoTimers timers;
+    ombrix::lockdown::ShellLock shell({shellWindows, hooks, m.processes(), m.clock(), m.pump(),
+                                       m.shell(), m.system(), timers},
+                                      {});
+    env.desktop = &shell;
     return ombrix::app::runCtl(args, env);
 }

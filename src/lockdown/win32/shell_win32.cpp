@@ -21,6 +21,14 @@ std::optional<std::wstring> wide(std::optional<std::string_view> text) {
     return toWide(*text);
 }
 
+// Empties the slot first: one hook per slot.
+bool installHook(UniqueHook& slot, int kind, HOOKPROC procedure, const char* failure) {
+    slot.reset();
+    slot.reset(SetWindowsHookExW(kind, procedure, GetModuleHandleW(nullptr), 0));
+    if (!slot) platform::recordFailure(failure);
+    return static_cast<bool>(slot);
+}
+
 }  // namespace
 
 lockdown::WindowId ShellWindowsWin32::find(std::optional<std::string_view> className,
@@ -71,36 +79,27 @@ InputHooksWin32::InputHooksWin32() {
 }
 
 InputHooksWin32::~InputHooksWin32() {
-    removeKeyboard();
-    removeMouse();
+    keyboard_.reset();
+    mouse_.reset();
     if (g_hooks == this) g_hooks = nullptr;
 }
 
 bool InputHooksWin32::installKeyboard(std::function<bool(std::uint32_t)> swallow) {
-    removeKeyboard();
+    keyboard_.reset();
     swallow_ = std::move(swallow);
-    keyboard_ = SetWindowsHookExW(WH_KEYBOARD_LL, &InputHooksWin32::keyboardProc, GetModuleHandleW(nullptr), 0);
-    if (!keyboard_) platform::recordFailure("the keyboard filter could not be installed");
-    return keyboard_ != nullptr;
+    return installHook(keyboard_, WH_KEYBOARD_LL, &InputHooksWin32::keyboardProc,
+                       "the keyboard filter could not be installed");
 }
 
-void InputHooksWin32::removeKeyboard() {
-    if (keyboard_) UnhookWindowsHookEx(keyboard_);
-    keyboard_ = nullptr;
-}
+void InputHooksWin32::removeKeyboard() { keyboard_.reset(); }
 
 bool InputHooksWin32::installMouse(std::function<void(const lockdown::MouseEvent&)> guard) {
-    removeMouse();
+    mouse_.reset();
     guard_ = std::move(guard);
-    mouse_ = SetWindowsHookExW(WH_MOUSE_LL, &InputHooksWin32::mouseProc, GetModuleHandleW(nullptr), 0);
-    if (!mouse_) platform::recordFailure("the mouse guard could not be installed");
-    return mouse_ != nullptr;
+    return installHook(mouse_, WH_MOUSE_LL, &InputHooksWin32::mouseProc, "the mouse guard could not be installed");
 }
 
-void InputHooksWin32::removeMouse() {
-    if (mouse_) UnhookWindowsHookEx(mouse_);
-    mouse_ = nullptr;
-}
+void InputHooksWin32::removeMouse() { mouse_.reset(); }
 
 LRESULT CALLBACK InputHooksWin32::keyboardProc(int code, WPARAM wp, LPARAM lp) {
     if (code == HC_ACTION && g_hooks && g_hooks->keyboard_ && g_hooks->swallow_) {

@@ -44,8 +44,8 @@ private:
     static LRESULT CALLBACK windowProc(HWND window, UINT msg, WPARAM wp, LPARAM lp);
 
     UniqueWindow mailbox_;  // where the mouse hook leaves its events
-    HHOOK keyboard_ = nullptr;
-    HHOOK mouse_ = nullptr;
+    UniqueHook keyboard_;
+    UniqueHook mouse_;
     std::function<bool(std::uint32_t)> swallow_;
     std::function<void(const lockdown::MouseEvent&)> guard_;
 };

@@ -49,6 +49,7 @@ inline void destroyWindow(HWND window) { DestroyWindow(window); }
 inline void deleteFont(HFONT font) { DeleteObject(font); }
 inline void destroyMenu(HMENU menu) { DestroyMenu(menu); }
 inline void freeBstr(BSTR text) { SysFreeString(text); }
+inline void unhook(HHOOK hook) { UnhookWindowsHookEx(hook); }
 
 using UniqueHkey = UniqueHandle<HKEY, closeHkey, nullptr>;
 // Processes, threads, snapshots, files, and the single-instance mutex.
@@ -57,6 +58,8 @@ using UniqueWindow = UniqueHandle<HWND, destroyWindow, nullptr>;
 using UniqueFont = UniqueHandle<HFONT, deleteFont, nullptr>;
 using UniqueMenu = UniqueHandle<HMENU, destroyMenu, nullptr>;
 using UniqueBstr = UniqueHandle<BSTR, freeBstr, nullptr>;
+// A hook of this thread, removed when its owner goes.
+using UniqueHook = UniqueHandle<HHOOK, unhook, nullptr>;
 
 // For the calls that fail with INVALID_HANDLE_VALUE instead of null
 // (CreateToolhelp32Snapshot, CreateFileW): a pointer constant cannot be a

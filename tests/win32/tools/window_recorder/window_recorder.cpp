@@ -5,6 +5,7 @@
 //   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
 //   creating TICK (GetTickCount64 as its window is made) | close
 //   key VK (a key pressed while it has the focus, in decimal)
+//   char UNIT (a character typed, its UTF-16 unit in decimal) | focus lost
 #include <windows.h>
 #include <shellapi.h>
 
@@ -39,6 +40,12 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
         case WM_KEYDOWN:
         case WM_SYSKEYDOWN:
             record("key " + std::to_string(wp));
+            return DefWindowProcW(hwnd, msg, wp, lp);
+        case WM_CHAR:
+            record("char " + std::to_string(wp));
+            return 0;
+        case WM_KILLFOCUS:
+            record("focus lost");
             return DefWindowProcW(hwnd, msg, wp, lp);
         case WM_TIMER:  // a forgotten recorder does not outlive the test run by much
             DestroyWindow(hwnd);

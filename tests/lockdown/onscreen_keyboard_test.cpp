@@ -1,0 +1,107 @@
+#include "lockdown/onscreen_keyboard.h"
+
+#include <gtest/gtest.h>
+
+namespace ombrix::lockdown {
+namespace {
+
+const OnScreenKey& key(std::string_view name) {
+    const auto i = keyNamed(name);
+    EXPECT_TRUE(i) << name;
+    return onScreenKeys()[i.value_or(0)];
+}
+
+TEST(OnScreenKeyboard, EachKeyShowsAndSendsItsCaptionInBothCases) {
+    struct Case {
+        std::string_view name, lower, upper;
+        char32_t sentLower, sentUpper;
+    };
+    const Case cases[] = {
+        {"lbl1", "1", "!", U'1', U'!'},        {"lbl2", "2", "\"", U'2', U'"'},     {"lbl3", "3", "£", U'3', U'£'},
+        {"lbl4", "4", "$", U'4', U'$'},        {"lbl5", "5", "%", U'5', U'%'},      {"lbl6", "6", "&&", U'6', U'&'},
+        {"lbl7", "7", "/", U'7', U'/'},        {"lbl8", "8", "(", U'8', U'('},      {"lbl9", "9", ")", U'9', U')'},
+        {"lbl0", "0", "=", U'0', U'='},        {"lblApice", "'", "?", U'\'', U'?'}, {"lblIAcc", "ì", "^", U'ì', U'^'},
+        {"lblEAcc", "è", "é", U'è', U'é'},     {"lblPiu", "+", "*", U'+', U'*'},    {"lblOAcc", "ò", " @ ", U'ò', U'@'},
+        {"lblAAcc", "à", " # ", U'à', U'#'},   {"lblUAcc", "ù", "§", U'ù', U'§'},   {"lblBarra", "\\", "|", U'\\', U'|'},
+        {"lblVirgola", ",", ";", U',', U';'},  {"lblPunto", ".", ":", U'.', U':'},  {"lblMeno", "-", "_", U'-', U'_'},
+        {"lblMagMin", "<", ">", U'<', U'>'},   {"lbl(21)", "c", "C", U'c', U'C'},   {"lbl(0)", "q", "Q", U'q', U'Q'},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        OnScreenCase state;
+        EXPECT_EQ(state.caption(key(c.name)), c.lower);
+        EXPECT_EQ(state.press(key(c.name)), (KeyStroke{c.sentLower, 0}));
+        state.Maiuscolo();
+        EXPECT_EQ(state.caption(key(c.name)), c.upper);
+        EXPECT_EQ(state.press(key(c.name)), (KeyStroke{c.sentUpper, 0}));
+    }
+    EXPECT_EQ(onScreenKeys().size(), 26u + 22u + 1u + 3u) << "26 letters, the table, shift; space, Enter, Backspace";
+}
+
+TEST(OnScreenKeyboard, TheShiftKeyNamesTheCaseItSwitchesToAndSendsNothing) {
+    OnScreenCase state;
+    const OnScreenKey& shift = key("lblMaiuscolo");
+    EXPECT_EQ(state.caption(shift), "Maiu");
+    EXPECT_EQ(state.press(shift), std::nullopt);
+    EXPECT_TRUE(state.upper());
+    EXPECT_EQ(state.caption(shift), "Minu");
+    EXPECT_EQ(state.press(key("lblSpazio")), (KeyStroke{U' ', 0})) << "space is the same in both cases";
+    EXPECT_EQ(state.press(key("lblInvio")), (KeyStroke{0, kVkReturn}));
+    EXPECT_EQ(state.press(key("lblCancella")), (KeyStroke{0, kVkBack}));
+    EXPECT_EQ(state.press(shift), std::nullopt);
+    EXPECT_FALSE(state.upper());
+    EXPECT_EQ(captionCharacter("ab"), std::nullopt);
+    EXPECT_EQ(captionCharacter("\xE0"), std::nullopt) << "a Latin-1 byte is no UTF-8";
+}
+
+TEST(OnScreenKeyboard, EveryKeyIsHitOnItsOwnFaceAndNowhereElseAtBothScales) {
+    for (const auto& [w, h] : {std::pair{616, 186}, std::pair{931, 280}}) {
+        SCOPED_TRACE(w);
+        for (std::size_t i = 0; i < onScreenKeys().size(); ++i) {
+            const KeyBox b = keyBox(onScreenKeys()[i], w, h);
+            SCOPED_TRACE(onScreenKeys()[i].name);
+            EXPECT_GE(b.left, 0);
+            EXPECT_LE(b.left + b.width, w);
+            EXPECT_LE(b.top + b.height, h);
+            EXPECT_EQ(keyAt(b.left, b.top, w, h), i);
+            EXPECT_EQ(keyAt(b.left + b.width / 2, b.top + b.height / 2, w, h), i);
+            EXPECT_EQ(keyAt(b.left + b.width - 1, b.top + b.height - 1, w, h), i);
+            EXPECT_NE(keyAt(b.left - 1, b.top, w, h), i) << "the gap before a key is not the key";
+            EXPECT_NE(keyAt(b.left + b.width, b.top + b.height, w, h), i);
+        }
+        EXPECT_EQ(keyAt(-1, 5, w, h), std::nullopt);
+        EXPECT_EQ(keyAt(w - 2, h * 5 / 10, w, h), std::nullopt) << "beside the row of à and ù";
+        EXPECT_EQ(keyAt(5, h, w, h), std::nullopt);
+    }
+}
+
+TEST(OnScreenKeyboard, AStrokeGoesAsItsKeyWhenTheLayoutHasOneElseAsItself) {
+    struct Case {
+        KeyStroke stroke;
+        std::int16_t scan;
+        std::vector<KeyInput> inputs;
+    };
+    const Case cases[] = {
+        {{U'c', 0}, 0x0043, {{'C', 0, false}, {'C', 0, true}}},
+        {{U'!', 0}, 0x0131, {{kVkShift, 0, false}, {'1', 0, false}, {'1', 0, true}, {kVkShift, 0, true}}},
+        {{U'à', 0}, -1, {{0, u'à', false}, {0, u'à', true}}},
+        {{U'@', 0}, 0x06C0, {{0, u'@', false}, {0, u'@', true}}},  // Ctrl+Alt on the Italian layout
+        {{0, kVkReturn}, -1, {{kVkReturn, 0, false}, {kVkReturn, 0, true}}},
+        {{U'\U0001F600', 0}, -1, {{0, 0xD83D, false}, {0, 0xD83D, true}, {0, 0xDE00, false}, {0, 0xDE00, true}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(static_cast<unsigned>(c.stroke.character));
+        EXPECT_EQ(keyInputs(c.stroke, c.scan), c.inputs);
+    }
+}
+
+TEST(OnScreenKeyboard, ItSitsCentredJustAboveTheTaskBar) {
+    EXPECT_EQ(taskbarHeight(994, 1024), 26);
+    EXPECT_EQ(taskbarHeight(1023, 1024), 0) << "a one-pixel bar gives no height";
+    EXPECT_EQ(keyboardPlacement(1280, 1024, 26, 96), (Placement{324, 785, 631, 213}));
+    EXPECT_EQ(keyboardPlacement(1280, 1024, 40, 144), (Placement{166, 664, 947, 320}));
+    EXPECT_EQ(keyboardPlacement(640, 200, 26, 96), (Placement{4, 0, 631, 213})) << "never off the top";
+}
+
+}  // namespace
+}  // namespace ombrix::lockdown
