@@ -123,6 +123,25 @@ bool runHost(const std::string& commandLine) {
 }
 }  // namespace
 
+void injectClick(HWND control) {
+    RECT r{};
+    GetWindowRect(control, &r);
+    const int x = (r.left + r.right) / 2, y = (r.top + r.bottom) / 2;
+    const int w = GetSystemMetrics(SM_CXSCREEN), h = GetSystemMetrics(SM_CYSCREEN);
+    INPUT in[3] = {};
+    in[0].type = INPUT_MOUSE;
+    // The point travels with the events: a cursor set apart may come after them.
+    in[0].mi.dx = static_cast<LONG>((x * 65535) / (w - 1));
+    in[0].mi.dy = static_cast<LONG>((y * 65535) / (h - 1));
+    in[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
+    in[1] = in[0];
+    in[1].mi.dwFlags = MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
+    in[2] = in[0];
+    in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
+    SendInput(3, in, sizeof(INPUT));
+    pause(std::chrono::milliseconds(300));
+}
+
 void click(HWND control) {
     RECT r{};
     GetWindowRect(control, &r);
@@ -131,17 +150,8 @@ void click(HWND control) {
     // desktop lies at the screen's origin, so its coordinates are the screen's.
     // Injected clicks are dropped now and then by modal dialogs under Wine.
     if (!runHost("/usr/bin/xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1")) {
-        const int w = GetSystemMetrics(SM_CXSCREEN), h = GetSystemMetrics(SM_CYSCREEN);
-        INPUT in[3] = {};
-        in[0].type = INPUT_MOUSE;
-        in[0].mi.dx = static_cast<LONG>((x * 65535) / (w - 1));
-        in[0].mi.dy = static_cast<LONG>((y * 65535) / (h - 1));
-        in[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
-        in[1] = in[0];
-        in[1].mi.dwFlags = MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
-        in[2] = in[0];
-        in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
-        SendInput(3, in, sizeof(INPUT));
+        injectClick(control);
+        return;
     }
     pause(std::chrono::milliseconds(300));
 }

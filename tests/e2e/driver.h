@@ -46,6 +46,9 @@ void login(HWND mainForm, const std::wstring& password);
 
 // Input as a person gives it.
 void click(HWND control);
+// One injected press and release on the control's middle, as a touch
+// screen's driver gives them (click may also give the X server's).
+void injectClick(HWND control);
 // Clicks until `done` holds, as a person clicks again when nothing happened:
 // now and then Wine drops a click that lands as a window takes the
 // activation. False when three clicks did nothing.

@@ -15,26 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A touch on the key's middle: one press and one release, as a touch screen's
-// driver injects them.
-void press(HWND key) {
-    RECT r{};
-    GetWindowRect(key, &r);
-    const int w = GetSystemMetrics(SM_CXSCREEN), h = GetSystemMetrics(SM_CYSCREEN);
-    INPUT in[3] = {};
-    in[0].type = INPUT_MOUSE;
-    // The point travels with the events: a cursor set apart may come after them.
-    in[0].mi.dx = static_cast<LONG>(((r.left + r.right) / 2 * 65535) / (w - 1));
-    in[0].mi.dy = static_cast<LONG>(((r.top + r.bottom) / 2 * 65535) / (h - 1));
-    in[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
-    in[1] = in[0];
-    in[1].mi.dwFlags = MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
-    in[2] = in[0];
-    in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
-    SendInput(3, in, sizeof(INPUT));
-    pause(300ms);
-}
-
 class OnScreenKeyboardTest : public InstalledProgram {
 protected:
     OnScreenKeyboardTest() { install.sql("UPDATE Opzioni SET TastieraVirtuale = -1, IDProfiloInUso = 1;"); }
@@ -68,7 +48,7 @@ TEST_F(OnScreenKeyboardTest, TypesIntoTheFocusedWindowWhichKeepsTheFocus) {
     for (const wchar_t* caption : presses) {
         HWND k = key(caption);
         ASSERT_TRUE(k) << "no key shows \"" << pathToUtf8(caption) << "\"";
-        press(k);
+        injectClick(k);
     }
     ASSERT_TRUE(test::waitForLine(log, "char 33")) << "the last key, \"!\", never arrived";
     std::wstring typed;
