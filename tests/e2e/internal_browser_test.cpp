@@ -4,6 +4,8 @@
 // visited-sites log shows where the control went).
 #include <windows.h>
 
+#include <tlhelp32.h>
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,6 +13,8 @@
 #include "browser/win32/browser_form_ids.h"
 #include "core/win32/resource.h"
 #include "e2e/driver.h"
+#include "platform/win32/handles.h"
+#include "platform/win32/wide.h"
 
 namespace ombrix::e2e {
 namespace {
@@ -29,11 +33,32 @@ protected:
     ~InternalBrowserTest() override {
         // Ended by force: the next test gets its Start button and task bar back.
         program.reset();
+        endStandIns();
         HWND tray = FindWindowW(L"Shell_TrayWnd", L"");
         HWND startButton = FindWindowExW(tray, nullptr, L"Button", nullptr);
         ShowWindow(startButton, SW_SHOW);
         EnableWindow(startButton, TRUE);
         EnableWindow(tray, TRUE);
+    }
+    // The default browser's stand-ins this test started, wherever it failed.
+    void endStandIns() const {
+        const win32::UniqueKernelHandle snapshot =
+            win32::adoptInvalidOnFailure(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+        PROCESSENTRY32W entry{};
+        entry.dwSize = sizeof entry;
+        for (BOOL more = snapshot && Process32FirstW(snapshot.get(), &entry); more;
+             more = Process32NextW(snapshot.get(), &entry)) {
+            if (_wcsicmp(entry.szExeFile, L"msedge.exe") != 0) continue;
+            const win32::UniqueKernelHandle h(OpenProcess(
+                PROCESS_TERMINATE | SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
+            wchar_t path[MAX_PATH] = {};
+            DWORD size = MAX_PATH;
+            if (!h || !QueryFullProcessImageNameW(h.get(), 0, path, &size)) continue;
+            const std::wstring folder = install.folder().wstring();
+            if (_wcsnicmp(path, folder.c_str(), folder.size()) != 0) continue;
+            TerminateProcess(h.get(), 0);
+            WaitForSingleObject(h.get(), 5000);
+        }
     }
     [[nodiscard]] bool logged(const std::string& address) const {
         return install.scalar("SELECT COUNT(*) FROM LogSiti WHERE URL = '" + address + "';") != "0";
@@ -69,6 +94,28 @@ TEST_F(InternalBrowserTest, TheBarOpensTheBrowserWhichRefusesAForbiddenAddressAn
     EXPECT_TRUE(waitFor([&] { return logged("http://www.scuola.example/compiti"); }))
         << "the control was not asked for the allowed address";
     EXPECT_FALSE(logged("http://www.giochi.example/x"));
+}
+
+TEST_F(InternalBrowserTest, WithoutTheInternalBrowserTheBarOpensTheDefaultBrowserAtTheHomePage) {
+    install.sql("UPDATE Profili SET UtilizzaBrowserInterno = 0, PaginaPredefinita = 'http://home.example/' "
+                "WHERE IDProfilo = 3;");
+    const std::string edge =
+        test::copyProgram("browser_standin.exe", pathToUtf8(install.folder() / L"browser" / L"msedge.exe"));
+    const test::MachineDefaultValue handler(L"Software\\Classes\\http\\shell\\open\\command",
+                                            win32::toWide(test::quoted(edge)) + L" \"%1\"");
+    ASSERT_TRUE(handler.ok());
+    // With a home page to open the main form stays out of sight: the bar is what comes.
+    program = std::make_unique<StartedProgram>(launch());
+    HWND bar = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (bar = formWith(*program, IDC_PCTBROWSER)) != nullptr; }, 45s));
+    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), L"Browser predefinito");
+    // The start may open the home page once by itself; the bar's is the one after.
+    pause(2s);
+    const std::size_t before = test::logLines(edge + ".record").size();
+    ASSERT_TRUE(clickUntil(GetDlgItem(bar, IDC_PCTINTERNETEXPLORER),
+                           [&] { return test::logLines(edge + ".record").size() > before; }));
+    EXPECT_EQ(test::logLines(edge + ".record").back(), "open http://home.example/");
+    EXPECT_EQ(formWith(*program, IDC_CMBINDIRIZZI), nullptr) << "no internal browser";
 }
 
 }  // namespace

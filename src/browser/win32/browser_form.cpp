@@ -105,11 +105,20 @@ INT_PTR CALLBACK BrowserForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) 
     return platform::guarded([&] { return self->handle(msg, wp, lp); }, static_cast<INT_PTR>(TRUE));
 }
 
-INT_PTR BrowserForm::handle(UINT msg, WPARAM wp, LPARAM) {
+INT_PTR BrowserForm::handle(UINT msg, WPARAM wp, LPARAM lp) {
     switch (msg) {
         case WM_INITDIALOG: return TRUE;
         case WM_SIZE: layout(); return TRUE;
-        case WM_GETMINMAXINFO: return FALSE;
+        case WM_GETMINMAXINFO:
+            // Never so small that the tools overlap the address box.
+            if (HWND d = dialog_.get()) {
+                const RECT least = units(d, 0, 0, 360, 120);
+                auto* info = reinterpret_cast<MINMAXINFO*>(lp);
+                info->ptMinTrackSize.x = least.right;
+                info->ptMinTrackSize.y = least.bottom;
+                return TRUE;
+            }
+            return FALSE;
         case WM_TIMER:
             if (wp == kGoHomeTimer) tickGoHome();
             return TRUE;
