@@ -84,7 +84,8 @@ INT_PTR CALLBACK ApplicationBarForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPAR
     auto* self = attachState<ApplicationBarForm>(dialog, msg, lp);
     if (!self) return FALSE;
     switch (msg) {
-        case WM_INITDIALOG: return TRUE;
+        // The bar takes no focus of its own: the pupil's window keeps it.
+        case WM_INITDIALOG: return FALSE;
         case WM_COMMAND:
             platform::guarded([&] { self->command(LOWORD(wp), HIWORD(wp)); });
             return TRUE;

@@ -173,10 +173,9 @@ void BrowserForm::layout() {
     const int statusTop = height - margin.top - status.top;
     const int goLeft = width - margin.left - tool.right;
     place(GetDlgItem(d, IDC_PCTGO), goLeft, tool.top, tool.right, tool.bottom);
-    RECT box{};
-    GetWindowRect(GetDlgItem(d, IDC_CMBINDIRIZZI), &box);
-    place(GetDlgItem(d, IDC_CMBINDIRIZZI), tool.left, tool.top, goLeft - margin.left / 2 - tool.left,
-          box.bottom - box.top);
+    // A combo box's height is that of its open list.
+    const RECT list = units(d, 0, 0, 0, 120);
+    place(GetDlgItem(d, IDC_CMBINDIRIZZI), tool.left, tool.top, goLeft - margin.left / 2 - tool.left, list.bottom);
     place(GetDlgItem(d, IDC_LBLBROWSER), margin.left, statusTop, width - 3 * margin.left - status.left, status.top);
     place(GetDlgItem(d, IDC_PROGRESSBAR1), width - margin.left - status.left, statusTop, status.left, status.top);
     const RECT page{0, row, width, statusTop - margin.top};
