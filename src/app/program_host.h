@@ -4,7 +4,9 @@
 // machine, kept free of Win32 so that it is tested natively.
 
 #include <string>
+#include <vector>
 
+#include "browser/browser_windows.h"
 #include "core/controller.h"
 #include "core/machine_profile.h"
 #include "core/main_view.h"
@@ -38,6 +40,8 @@ public:
     void setMachineSettings(core::MachineSettings* machine) { machine_ = machine; }
     // What the Start-screen killer's and the desktop's one-shot timers run.
     void setShellLock(lockdown::ShellLock* lock) { shellLock_ = lock; }
+    // The internal browser's windows; until set there are none.
+    void setBrowserWindows(browser::BrowserWindows* windows) { browserWindows_ = windows; }
     // One tick of a main-form timer. A timer of a part not built yet is
     // switched off, so it does not fire for nothing all day.
     void onTimer(core::TimerId id);
@@ -54,12 +58,20 @@ public:
     void storeUnreadable(const std::string& message) override { p_.controller.storeUnreadable(message); }
     bool logSwitch() override;
     void keepNoticeWindowsOnTop() override;
+    int internalBrowserWindowCount() override { return browserWindows_ ? browserWindows_->count() : 0; }
+    void openInternalBrowser() override {
+        if (browserWindows_) browserWindows_->open();
+    }
+    std::vector<std::string> internalBrowserAddresses() override {
+        return browserWindows_ ? browserWindows_->addresses() : std::vector<std::string>{};
+    }
 
 private:
     Parts p_;
     enforce::Enforcement* enforcement_ = nullptr;
     core::MachineSettings* machine_ = nullptr;
     lockdown::ShellLock* shellLock_ = nullptr;
+    browser::BrowserWindows* browserWindows_ = nullptr;
 };
 
 }  // namespace ombrix::app

@@ -6,6 +6,8 @@
 #include <commctrl.h>
 
 #include "app/program_host.h"
+#include "browser/win32/application_bar_form.h"
+#include "browser/win32/internal_browser.h"
 #include "core/controller.h"
 #include "core/machine_profile.h"
 #include "core/win32/main_form.h"
@@ -108,6 +110,35 @@ int run() {
         controller.afterTimeSlotEditor();
     };
     host.setEnforcement(&enforcement);
+
+    // The internal browser applies the enforcement's verdicts; the control's
+    // rendering mode is written (and journaled) before each control is made.
+    win32::InternalBrowser* internalBrowser = nullptr;
+    win32::ApplicationBarForm bar({language,
+                                   [&] {
+                                       const core::ProfileSwitches& s = controller.switches();
+                                       return win32::ApplicationBarContext::Switches{
+                                           s.utilizzaBrowserInterno, s.apriPaginaInizialeATuttoSchermo,
+                                           s.paginaPredefinita};
+                                   },
+                                   "about:blank",
+                                   [&] {
+                                       if (internalBrowser) internalBrowser->open();
+                                   },
+                                   [&](const std::string& address) { host.ApriPagina(address); },
+                                   [&] { form.showAndFocusPassword(); }});
+    win32::InternalBrowser internal(
+        {language, enforcement, machine.registry(),
+         [&](const std::string& text) { host.VisualizzaMessaggio(text, enforce::kNoticeSite); },
+         [&] { machineSettings.ImpostaEmulazioneBrowser(); }, {}},
+        [&]() -> std::optional<RECT> {
+            RECT place{};
+            if (controller.switches().kiosk && bar.placeBeside(place)) return place;
+            return std::nullopt;
+        });
+    internalBrowser = &internal;
+    desktop.setApplicationBar(&bar);
+    host.setBrowserWindows(&internal);
     form.onTimer = [&](core::TimerId id) { host.onTimer(id); };
 
     if (controller.startUp() == core::Controller::StartResult::AnotherInstance) return 0;
@@ -115,10 +146,12 @@ int run() {
 
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
-        if (form.handleDialogMessage(msg)) continue;
+        if (form.handleDialogMessage(msg) || internal.handleMessage(msg) || bar.handleMessage(msg)) continue;
         TranslateMessage(&msg);
         DispatchMessageW(&msg);
     }
+    desktop.setApplicationBar(nullptr);
+    host.setBrowserWindows(nullptr);
     return 0;
 }
 

@@ -1,0 +1,79 @@
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "browser/browser_settings.h"
+#include "browser/win32/browser_form_ids.h"
+#include "browser/win32/browser_options_form.h"
+#include "core/settings_reg.h"
+#include "helpers.h"
+#include "platform/win32/machine.h"
+#include "support/language.h"
+
+namespace ombrix::win32 {
+namespace {
+
+// What the form showed and what each click left in the settings, seen from
+// a timer while the modal form runs.
+struct Seen {
+    bool found = false;
+    bool popupAtLoad = false, printAtLoad = false;
+    bool popupSaved = false, printSaved = false;
+};
+Seen* seen = nullptr;
+
+void CALLBACK drive(HWND, UINT, UINT_PTR timer, DWORD) {
+    HWND form = FindWindowW(nullptr, L"Opzioni del browser interno");
+    if (!form || !IsWindowVisible(form)) return;
+    KillTimer(nullptr, timer);
+    seen->found = true;
+    seen->popupAtLoad = IsDlgButtonChecked(form, IDC_CHKDISABILITAPOPUP) == BST_CHECKED;
+    seen->printAtLoad = IsDlgButtonChecked(form, IDC_CHKDISABILITASTAMPA) == BST_CHECKED;
+    if (const char* folder = std::getenv("OMBRIX_SCREENSHOTS"); folder && *folder) {
+        // The host's import outlives the process Wine hands back: wait for its file.
+        const std::string shot = std::string(folder) + "/frmOpzioniBrowser.png";
+        const std::filesystem::path file = "Z:" + shot;
+        std::filesystem::remove(file);
+        test::pause(std::chrono::milliseconds(300));
+        (void)test::StartedProgram("/usr/bin/import -window root " + shot).waitForExit();
+        (void)test::waitFor([&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 0; });
+        test::pause(std::chrono::milliseconds(500));
+    }
+    const browser::BrowserSettings settings(machine().registry());
+    SendMessageW(GetDlgItem(form, IDC_CHKDISABILITAPOPUP), BM_CLICK, 0, 0);
+    SendMessageW(GetDlgItem(form, IDC_CHKDISABILITASTAMPA), BM_CLICK, 0, 0);
+    // Read while the form is still open: saved at the click, not at closing.
+    seen->popupSaved = settings.on(browser::kNoPopup);
+    seen->printSaved = settings.on(browser::kNoPrint);
+    SendMessageW(GetDlgItem(form, IDC_CMDESCIBROWSER), BM_CLICK, 0, 0);
+}
+
+TEST(BrowserOptionsForm, ShowsBothSwitchesAndSavesEachTheMomentItIsClicked) {
+    browser::BrowserSettings settings(machine().registry());
+    ASSERT_TRUE(settings.set(browser::kNoPopup, true));
+    ASSERT_TRUE(settings.set(browser::kNoPrint, false));
+    Seen s;
+    seen = &s;
+    Language language(platform::realSystem().programFolder(), '\\');
+    const UINT_PTR timer = SetTimer(nullptr, 0, 100, &drive);
+    showBrowserOptionsForm(nullptr, language, machine().registry());
+    KillTimer(nullptr, timer);
+    seen = nullptr;
+    ASSERT_TRUE(s.found) << "the form did not open";
+    EXPECT_TRUE(s.popupAtLoad);
+    EXPECT_FALSE(s.printAtLoad);
+    EXPECT_FALSE(s.popupSaved);
+    EXPECT_TRUE(s.printSaved);
+    EXPECT_EQ(machine().registry().readValue(platform::RegRoot::CurrentUser,
+                                             core::programSettingsKey(core::kProgramTitle, "Settings"), "NoStampa"),
+              "True");
+    ASSERT_TRUE(settings.set(browser::kNoPrint, false));
+}
+
+}  // namespace
+}  // namespace ombrix::win32
