@@ -118,5 +118,30 @@ TEST_F(InternalBrowserTest, WithoutTheInternalBrowserTheBarOpensTheDefaultBrowse
     EXPECT_EQ(formWith(*program, IDC_CMBINDIRIZZI), nullptr) << "no internal browser";
 }
 
+// Its options are the administrator's: reached from the main form after login.
+TEST_F(InternalBrowserTest, TheAdministratorSwitchesPopUpsOffFromTheMainForm) {
+    install.sql("UPDATE Opzioni SET IDProfiloInUso = 1;");
+    // The user's settings outlive a run: start from pop-ups allowed.
+    const std::string key = "Software\\Ombrix\\Program Settings\\Ombrix\\Settings";
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), L"NoPopup");
+    HWND main = start();
+    ASSERT_TRUE(main);
+    HWND button = GetDlgItem(main, IDC_CMDOPZIONIBROWSER);
+    EXPECT_FALSE(IsWindowVisible(button)) << "hidden before login";
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return visible(button); }));
+    pause(1500ms);
+    screenshot("frmOmbrix-browser-options");
+    HWND options = nullptr;
+    ASSERT_TRUE(clickUntil(button, [&] { return (options = formWith(*program, IDC_CHKDISABILITAPOPUP)) != nullptr; }));
+    heldClick(GetDlgItem(options, IDC_CHKDISABILITAPOPUP));
+    EXPECT_TRUE(waitFor([&] {
+        return registryValue(key, "NoPopup") == "text True";
+    }));
+    click(GetDlgItem(options, IDC_CMDESCIBROWSER));
+    EXPECT_TRUE(waitFor([&] { return !IsWindow(options); }));
+    RegDeleteKeyValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), L"NoPopup");
+}
+
 }  // namespace
 }  // namespace ombrix::e2e

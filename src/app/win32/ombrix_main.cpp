@@ -7,6 +7,7 @@
 
 #include "app/program_host.h"
 #include "browser/win32/application_bar_form.h"
+#include "browser/win32/browser_options_form.h"
 #include "browser/win32/internal_browser.h"
 #include "core/controller.h"
 #include "core/machine_profile.h"
@@ -109,6 +110,8 @@ int run() {
         win32::showSlotForm(form.window(), context);
         controller.afterTimeSlotEditor();
     };
+    // Per-user switches of the internal browser: only the administrator reaches them.
+    form.openBrowserOptions = [&] { win32::showBrowserOptionsForm(form.window(), language, machine.registry()); };
     host.setEnforcement(&enforcement);
 
     // The internal browser applies the enforcement's verdicts; the control's

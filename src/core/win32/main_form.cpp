@@ -26,7 +26,8 @@ constexpr UINT_PTR kWheelTimerId = 100;
 // The administrator controls, hidden while the form is locked.
 constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CMBPROFILI, IDC_CMDPROFILI,
                                   IDC_CMDPERIODI, IDC_CMDLOGSITI, IDC_CMDPASSWORD, IDC_CMDABILITATASKMANAGER,
-                                  IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDESCI};
+                                  IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDOPZIONIBROWSER,
+                                  IDC_CMDESCI};
 
 // The hidden owner that keeps the main form off the task bar.
 UniqueWindow makeOwnerWindow() {
@@ -78,6 +79,7 @@ void MainForm::applyIconAndLanguage() {
                                   {IDC_CMDABILITATASKMANAGER, "cmdAbilitaTaskManager"},
                                   {IDC_CHKESECUZIONEAUTOMATICA, "chkEsecuzioneAutomatica"},
                                   {IDC_CHKTASTIERAVIRTUALE, "chkTastieraVirtuale"},
+                                  {IDC_CMDOPZIONIBROWSER, "cmdOpzioniBrowser"},
                                   {IDC_CMDESCI, "cmdEsci"},
                                   {IDC_CMDMINIMIZZA, "cmdMinimizza"}},
         GetSubMenu(menu_.get(), 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
@@ -85,6 +87,7 @@ void MainForm::applyIconAndLanguage() {
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPROFILI), openProfileEditor ? TRUE : FALSE);
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPERIODI), openTimeSlotEditor ? TRUE : FALSE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDOPZIONIBROWSER), openBrowserOptions ? TRUE : FALSE);
     setAdministratorMode(false);
     tray_->setIcon(programIcon(16));
     tray_->setToolTip(toWide(windowText(dialog_.get())));
@@ -337,6 +340,9 @@ void MainForm::onCommand(int id, int code) {
             break;
         case IDC_CMDPERIODI:
             if (unlocked_ && openTimeSlotEditor) openTimeSlotEditor();
+            break;
+        case IDC_CMDOPZIONIBROWSER:
+            if (unlocked_ && openBrowserOptions) openBrowserOptions();
             break;
         case IDC_CMDABILITATASKMANAGER:
             c.onTaskManagerClicked();

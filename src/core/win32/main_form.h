@@ -48,6 +48,8 @@ public:
     std::function<void()> openProfileEditor;
     // Opens the time-slot editor (cmdPeriodi); the button is enabled only when set.
     std::function<void()> openTimeSlotEditor;
+    // Opens the internal browser's options; the button is enabled only when set.
+    std::function<void()> openBrowserOptions;
 
     [[nodiscard]] HWND window() const { return dialog_.get(); }
     // For the message loop: the modeless dialogs that want IsDialogMessage.
