@@ -4,26 +4,14 @@
 #include "browser/application_bar.h"
 #include "browser/browser_settings.h"
 #include "core/settings_reg.h"
-#include "enforce/site_list.h"
+#include "fakes/list_verdicts.h"
 #include "platform/file_registry.h"
 
 namespace ombrix::browser {
 namespace {
 
 // The verdicts as the enforcement gives them: the compiled list's own rule.
-class ListVerdicts final : public core::SiteVerdicts {
-public:
-    ListVerdicts(bool allowed, const std::vector<std::string>& entries)
-        : allowed_(allowed), entries_(entries), list_(enforce::SiteList::from(entries)) {}
-    bool allowedList() const override { return allowed_; }
-    bool matches(std::string_view address) const override { return list_.firstMatch(address) != enforce::kNoMatch; }
-    std::vector<std::string> entries() const override { return entries_; }
-
-private:
-    bool allowed_;
-    std::vector<std::string> entries_;
-    enforce::SiteList list_;
-};
+using test::ListVerdicts;
 
 TEST(InternalBrowser, TheSchemeTestIsExactAndCaseSensitive) {
     const struct {

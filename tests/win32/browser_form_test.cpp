@@ -9,7 +9,7 @@
 #include "browser/browser_settings.h"
 #include "browser/win32/browser_form.h"
 #include "browser/win32/browser_form_ids.h"
-#include "enforce/site_list.h"
+#include "fakes/list_verdicts.h"
 #include "helpers.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -24,19 +24,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class ListVerdicts final : public core::SiteVerdicts {
-public:
-    ListVerdicts(bool allowed, std::vector<std::string> entries)
-        : allowed_(allowed), entries_(std::move(entries)), list_(enforce::SiteList::from(entries_)) {}
-    bool allowedList() const override { return allowed_; }
-    bool matches(std::string_view address) const override { return list_.firstMatch(address) != enforce::kNoMatch; }
-    std::vector<std::string> entries() const override { return entries_; }
-
-private:
-    bool allowed_;
-    std::vector<std::string> entries_;
-    enforce::SiteList list_;
-};
+using test::ListVerdicts;
 
 // The control's home page, inside every list of these tests.
 constexpr wchar_t kMainKey[] = L"Software\\Microsoft\\Internet Explorer\\Main";
