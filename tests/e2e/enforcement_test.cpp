@@ -122,10 +122,10 @@ TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
     login(main, L"Segreta1");
     ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDLOGSITI)); }));
     ASSERT_TRUE(IsWindowEnabled(GetDlgItem(main, IDC_CMDLOGSITI)));
-    click(GetDlgItem(main, IDC_CMDLOGSITI));
-
     HWND viewer = nullptr;
-    const bool opened = waitFor([&] { return (viewer = formWith(*program, IDC_LISTEXPORTSITIVISITATI)) != nullptr; });
+    const bool opened = clickUntil(GetDlgItem(main, IDC_CMDLOGSITI), [&] {
+        return (viewer = formWith(*program, IDC_LISTEXPORTSITIVISITATI)) != nullptr;
+    });
     if (!opened) screenshot("frmLogSiti-missing");
     ASSERT_TRUE(opened);
     HWND list = GetDlgItem(viewer, IDC_LISTEXPORTSITIVISITATI);
@@ -145,12 +145,7 @@ TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
     typeText(L"31/02/2024");
     click(GetDlgItem(viewer, IDC_CMDVISUALIZZA));
     HWND box = nullptr;
-    ASSERT_TRUE(waitFor([&] {
-        for (HWND w : program->windows()) {
-            if (w != viewer && w != main && IsWindowVisible(w) && GetDlgItem(w, 0xFFFF) && GetDlgItem(w, IDOK)) box = w;
-        }
-        return box != nullptr;
-    })) << "no message box";
+    ASSERT_TRUE(waitFor([&] { return (box = messageBox(*program, IDOK)) != nullptr; })) << "no message box";
     screenshot("frmLogSiti-bad-date");
     PostMessageW(box, WM_COMMAND, IDOK, 0);
     // The box is gone once the viewer takes input again.
