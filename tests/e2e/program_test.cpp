@@ -149,8 +149,7 @@ TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {
 
     login(main, L"Segreta1");
     ASSERT_TRUE(waitFor([&] { return adminShown(main); }));
-    click(GetDlgItem(main, IDC_CMDESCI));
-    EXPECT_TRUE(waitFor([&] {
+    EXPECT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDESCI), [&] {
         HWND closing = nullptr;
         for (HWND w : program->windows()) {
             if (GetDlgItem(w, IDC_LBLCHIUSURAINCORSO)) closing = w;
