@@ -120,12 +120,17 @@ FunctionEnd
 
 Function ${un}EndOmbrix
   Call ${un}OmbrixRunning
-  ${If} $0 == 0
+  StrCpy $3 $0
+  ; A program still starting holds no name yet: it goes by its image name too.
+  nsExec::Exec '"$SYSDIR\taskkill.exe" /F /IM ombrix.exe'
+  Pop $1
+  ${If} $1 == 0
+    StrCpy $3 1
+  ${EndIf}
+  ${If} $3 == 0
     StrCpy $0 1
     Return
   ${EndIf}
-  nsExec::Exec '"$SYSDIR\taskkill.exe" /F /IM ombrix.exe'
-  Pop $1
   ${For} $2 1 50
     Call ${un}OmbrixRunning
     ${If} $0 == 0
@@ -369,6 +374,7 @@ Function un.onInit
 FunctionEnd
 
 Section "Uninstall"
+  ; Held by a program of this session: its journal holds this user's settings.
   Call un.OmbrixRunning
   StrCpy $R9 $0
   Call un.EndOmbrix
