@@ -15,8 +15,6 @@ namespace ombrix::win32 {
 
 namespace {
 
-std::string fromBstr(BSTR text) { return text ? fromWide(std::wstring_view(text, SysStringLen(text))) : std::string(); }
-
 // An event argument the control may pass by value or by reference.
 const VARIANT* deref(const VARIANT& v) {
     if (v.vt == (VT_BYREF | VT_VARIANT) && v.pvarVal) return v.pvarVal;

@@ -28,7 +28,7 @@ public:
         UniqueVariant v;
         if (!read(uia::kLegacyValueProperty, v)) return std::nullopt;
         if (v->vt != VT_BSTR || v->bstrVal == nullptr) return std::string();
-        return fromWide(std::wstring_view(v->bstrVal, SysStringLen(v->bstrVal)));
+        return fromBstr(v->bstrVal);
     }
 
     std::optional<bool> hasKeyboardFocus() override {

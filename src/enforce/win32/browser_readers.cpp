@@ -73,8 +73,8 @@ std::vector<ComPtr<IDispatch>> shellWindows() {
 std::string shellWindowText(IDispatch* window, const wchar_t* property) {
     UniqueVariant v;
     if (!invoke(window, property, DISPATCH_PROPERTYGET, nullptr, v)) return {};
-    if (v->vt != VT_BSTR || v->bstrVal == nullptr) return {};
-    return fromWide(std::wstring_view(v->bstrVal, SysStringLen(v->bstrVal)));
+    if (v->vt != VT_BSTR) return {};
+    return fromBstr(v->bstrVal);
 }
 
 bool shellWindowCall(IDispatch* window, const wchar_t* method) {

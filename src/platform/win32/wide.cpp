@@ -1,6 +1,7 @@
 #include "platform/win32/wide.h"
 
 #include <windows.h>
+#include <oleauto.h>
 
 namespace ombrix::win32 {
 
@@ -19,6 +20,10 @@ std::string fromWide(std::wstring_view wide) {
     std::string out(static_cast<std::size_t>(n), '\0');
     WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), out.data(), n, nullptr, nullptr);
     return out;
+}
+
+std::string fromBstr(const wchar_t* text) {
+    return text ? fromWide(std::wstring_view(text, SysStringLen(const_cast<BSTR>(text)))) : std::string();
 }
 
 }  // namespace ombrix::win32

@@ -8,5 +8,7 @@ namespace ombrix::win32 {
 
 [[nodiscard]] std::wstring toWide(std::string_view utf8);
 [[nodiscard]] std::string fromWide(std::wstring_view wide);
+// A COM text (BSTR), which may hold NULs and may be null: "" for null.
+[[nodiscard]] std::string fromBstr(const wchar_t* text);
 
 }  // namespace ombrix::win32
