@@ -9,15 +9,8 @@
 namespace ombrix::win32 {
 namespace {
 
-RECT units(HWND dialog, int left, int top, int right, int bottom) {
-    RECT r{left, top, right, bottom};
-    MapDialogRect(dialog, &r);
-    return r;
-}
-
-void moveTo(HWND control, const RECT& r) {
-    SetWindowPos(control, nullptr, r.left, r.top, r.right, r.bottom, SWP_NOZORDER | SWP_NOACTIVATE);
-}
+// A control at x, y (left, top) with the width and height in right, bottom.
+void moveTo(HWND control, const RECT& r) { placeControl(control, r.left, r.top, r.right, r.bottom); }
 
 }  // namespace
 
@@ -49,11 +42,11 @@ void ApplicationBarForm::arrange(const ApplicationBarContext::Switches& s) {
     GetWindowRect(d, &bar);
     const int height = bar.bottom - bar.top;
     const int screenWidth = GetSystemMetrics(SM_CXSCREEN), screenHeight = GetSystemMetrics(SM_CYSCREEN);
-    const RECT browserButton = units(d, 4, 4, 70, 16);
-    const RECT ombrixButton = units(d, 4, 4, 50, 16);
-    const RECT gap = units(d, 4, 0, 0, 0);
-    RECT ie = units(d, 0, 4, 30, 16);
-    RECT label = units(d, 0, 7, 80, 10);
+    const RECT browserButton = dialogUnits(d, 4, 4, 70, 16);
+    const RECT ombrixButton = dialogUnits(d, 4, 4, 50, 16);
+    const RECT gap = dialogUnits(d, 4, 0, 0, 0);
+    RECT ie = dialogUnits(d, 0, 4, 30, 16);
+    RECT label = dialogUnits(d, 0, 7, 80, 10);
     RECT first = s.fullScreen ? ombrixButton : browserButton;
     RECT second = s.fullScreen ? browserButton : ombrixButton;
     second.left = first.left + first.right + gap.left;

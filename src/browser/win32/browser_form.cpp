@@ -16,17 +16,6 @@ namespace {
 constexpr UINT_PTR kGoHomeTimer = 1;  // tmrGoHome
 constexpr UINT kGoHomeMs = 200;
 
-// Dialog units to this window's pixels, so the layout follows its font and DPI.
-RECT units(HWND dialog, int left, int top, int right, int bottom) {
-    RECT r{left, top, right, bottom};
-    MapDialogRect(dialog, &r);
-    return r;
-}
-
-void place(HWND control, int x, int y, int w, int h) {
-    SetWindowPos(control, nullptr, x, y, w > 0 ? w : 0, h > 0 ? h : 0, SWP_NOZORDER | SWP_NOACTIVATE);
-}
-
 }  // namespace
 
 BrowserForm::~BrowserForm() { close(); }
@@ -112,7 +101,7 @@ INT_PTR BrowserForm::handle(UINT msg, WPARAM wp, LPARAM lp) {
         case WM_GETMINMAXINFO:
             // Never so small that the tools overlap the address box.
             if (HWND d = dialog_.get()) {
-                const RECT least = units(d, 0, 0, 360, 120);
+                const RECT least = dialogUnits(d, 0, 0, 360, 120);
                 auto* info = reinterpret_cast<MINMAXINFO*>(lp);
                 info->ptMinTrackSize.x = least.right;
                 info->ptMinTrackSize.y = least.bottom;
@@ -146,12 +135,9 @@ void BrowserForm::command(int id, int code) {
                 HWND box = GetDlgItem(dialog_.get(), IDC_CMBINDIRIZZI);
                 const LRESULT item = SendMessageW(box, CB_GETCURSEL, 0, 0);
                 if (item == CB_ERR) break;
-                const LRESULT length = SendMessageW(box, CB_GETLBTEXTLEN, item, 0);
-                std::wstring text(static_cast<std::size_t>(length > 0 ? length : 0) + 1, L'\0');
-                SendMessageW(box, CB_GETLBTEXT, item, reinterpret_cast<LPARAM>(text.data()));
-                text.resize(wcslen(text.c_str()));
-                if (fromWide(text) == host_.locationUrl()) break;
-                SetWindowTextW(box, text.c_str());
+                const std::string text = comboItemText(box, item);
+                if (text == host_.locationUrl()) break;
+                setWindowText(box, text);
                 go();
                 if (HWND control = host_.controlWindow()) SetFocus(control);
             }
@@ -166,18 +152,18 @@ void BrowserForm::layout() {
     RECT client{};
     GetClientRect(d, &client);
     const int width = client.right, height = client.bottom;
-    const RECT margin = units(d, 4, 4, 0, 0);
-    const RECT tool = units(d, 270, 4, 36, 14);  // the address box's left, and the Go button's size
-    const RECT status = units(d, 100, 9, 0, 0);  // the progress bar's width, the status row's height
+    const RECT margin = dialogUnits(d, 4, 4, 0, 0);
+    const RECT tool = dialogUnits(d, 270, 4, 36, 14);  // the address box's left, and the Go button's size
+    const RECT status = dialogUnits(d, 100, 9, 0, 0);  // the progress bar's width, the status row's height
     const int row = tool.top + tool.bottom + margin.top;
     const int statusTop = height - margin.top - status.top;
     const int goLeft = width - margin.left - tool.right;
-    place(GetDlgItem(d, IDC_PCTGO), goLeft, tool.top, tool.right, tool.bottom);
+    placeControl(GetDlgItem(d, IDC_PCTGO), goLeft, tool.top, tool.right, tool.bottom);
     // A combo box's height is that of its open list.
-    const RECT list = units(d, 0, 0, 0, 120);
-    place(GetDlgItem(d, IDC_CMBINDIRIZZI), tool.left, tool.top, goLeft - margin.left / 2 - tool.left, list.bottom);
-    place(GetDlgItem(d, IDC_LBLBROWSER), margin.left, statusTop, width - 3 * margin.left - status.left, status.top);
-    place(GetDlgItem(d, IDC_PROGRESSBAR1), width - margin.left - status.left, statusTop, status.left, status.top);
+    const RECT list = dialogUnits(d, 0, 0, 0, 120);
+    placeControl(GetDlgItem(d, IDC_CMBINDIRIZZI), tool.left, tool.top, goLeft - margin.left / 2 - tool.left, list.bottom);
+    placeControl(GetDlgItem(d, IDC_LBLBROWSER), margin.left, statusTop, width - 3 * margin.left - status.left, status.top);
+    placeControl(GetDlgItem(d, IDC_PROGRESSBAR1), width - margin.left - status.left, statusTop, status.left, status.top);
     const RECT page{0, row, width, statusTop - margin.top};
     host_.resize(page);
     InvalidateRect(d, nullptr, TRUE);

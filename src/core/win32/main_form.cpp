@@ -320,13 +320,7 @@ void MainForm::onCommand(int id, int code) {
             if (code == CBN_SELCHANGE && unlocked_) {
                 HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
                 const LRESULT i = SendMessageW(combo, CB_GETCURSEL, 0, 0);
-                if (i >= 0) {
-                    const LRESULT n = SendMessageW(combo, CB_GETLBTEXTLEN, static_cast<WPARAM>(i), 0);
-                    std::wstring text(static_cast<std::size_t>(n > 0 ? n : 0) + 1, L'\0');
-                    SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text.data()));
-                    text.resize(static_cast<std::size_t>(n > 0 ? n : 0));
-                    c.onProfileChosen(fromWide(text));
-                }
+                if (i >= 0) c.onProfileChosen(comboItemText(combo, i));
             }
             break;
         case IDC_CMDPASSWORD:

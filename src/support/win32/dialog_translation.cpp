@@ -17,6 +17,25 @@ std::string windowText(HWND window) {
 
 void setWindowText(HWND window, const std::string& text) { SetWindowTextW(window, toWide(text).c_str()); }
 
+std::string comboItemText(HWND combo, LRESULT index) {
+    const LRESULT n = SendMessageW(combo, CB_GETLBTEXTLEN, static_cast<WPARAM>(index), 0);
+    if (n <= 0) return {};
+    std::wstring text(static_cast<std::size_t>(n) + 1, L'\0');
+    SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(text.data()));
+    text.resize(wcslen(text.c_str()));
+    return fromWide(text);
+}
+
+RECT dialogUnits(HWND dialog, int left, int top, int right, int bottom) {
+    RECT r{left, top, right, bottom};
+    MapDialogRect(dialog, &r);
+    return r;
+}
+
+void placeControl(HWND control, int x, int y, int width, int height) {
+    SetWindowPos(control, nullptr, x, y, width > 0 ? width : 0, height > 0 ? height : 0, SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
 void keepAboveOwner(HWND dialog) {
     const HWND owner = GetWindow(dialog, GW_OWNER);
     if (owner && (GetWindowLongW(owner, GWL_EXSTYLE) & WS_EX_TOPMOST)) {

@@ -61,5 +61,12 @@ void keepAboveOwner(HWND dialog);
 // Window text as UTF-8, and back.
 [[nodiscard]] std::string windowText(HWND window);
 void setWindowText(HWND window, const std::string& text);
+// The text of a combo box's list item; "" when there is none.
+[[nodiscard]] std::string comboItemText(HWND combo, LRESULT index);
+
+// Dialog units in this dialog's pixels: a layout that follows its font and DPI.
+[[nodiscard]] RECT dialogUnits(HWND dialog, int left, int top, int right, int bottom);
+// Moves and sizes a control, leaving the z-order and the activation alone.
+void placeControl(HWND control, int x, int y, int width, int height);
 
 }  // namespace ombrix::win32
