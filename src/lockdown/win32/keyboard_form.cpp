@@ -89,6 +89,7 @@ void KeyboardForm::show() {
     hook_.reset(SetWindowsHookExW(WH_MOUSE_LL, &KeyboardForm::mouseHook, GetModuleHandleW(nullptr), 0));
     if (!hook_) platform::recordFailure("the on-screen keyboard's mouse hook could not be installed");
     if (IsIconic(window_.get())) ShowWindow(window_.get(), SW_SHOWNOACTIVATE);
+    taskbarHeight_ = -1;
     place();
     look();
 }
@@ -108,8 +109,16 @@ void KeyboardForm::reapply() {
 }
 
 void KeyboardForm::place() {
+    if (taskbarHeight_ < 0) taskbarHeight_ = taskbarHeight();
     const lockdown::Placement p = lockdown::keyboardPlacement(GetSystemMetrics(SM_CXSCREEN),
-                                                              GetSystemMetrics(SM_CYSCREEN), taskbarHeight(), screenDpi());
+                                                              GetSystemMetrics(SM_CYSCREEN), taskbarHeight_, screenDpi());
+    // Put back on every mouse event: a keyboard already in its place and in
+    // front is left alone, so nothing under it repaints.
+    RECT now{};
+    if (GetWindowRect(window_.get(), &now) && now.left == p.left && now.top == p.top &&
+        now.right - now.left == p.width && now.bottom - now.top == p.height && GetTopWindow(nullptr) == window_.get()) {
+        return;
+    }
     SetWindowPos(window_.get(), HWND_TOPMOST, p.left, p.top, p.width, p.height, lockdown::kPlacementFlags);
 }
 
@@ -246,6 +255,10 @@ LRESULT KeyboardForm::handle(UINT msg, WPARAM wp, LPARAM lp) {
             return 0;
         case WM_WINDOWPOSCHANGED:
             noteKeysOnScreen();
+            break;
+        case WM_SETTINGCHANGE:
+        case WM_DISPLAYCHANGE:
+            taskbarHeight_ = -1;  // the task bar may have moved or grown
             break;
         case WM_CTLCOLORSTATIC:
             SetTextColor(reinterpret_cast<HDC>(wp), kKeyText);

@@ -43,6 +43,9 @@ private:
     UniqueHook hook_;
     UniqueFont font_;
     int fontDpi_ = 0;
+    // Asked of the shell once a show and again when the work area changes,
+    // never on each mouse event.
+    int taskbarHeight_ = -1;
     // What the hook reads: kept here so that it never asks the window.
     RECT keysOnScreen_{};
     bool pressSwallowed_ = false;
