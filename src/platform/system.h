@@ -19,6 +19,9 @@ public:
     // The running executable's file name ("ombrix.exe"), as it is on disk:
     // an administrator may have renamed it.
     [[nodiscard]] virtual std::string programFileName() = 0;
+    // True when the process holds administrator rights in full (an elevated
+    // token): only then may it write the protected store.
+    [[nodiscard]] virtual bool elevated() = 0;
 };
 
 // The running machine. Natively the Windows version reads as 0.

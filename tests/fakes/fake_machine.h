@@ -68,7 +68,9 @@ public:
     }
     std::string programFolder() override { return folder; }
     std::string programFileName() override { return fileName; }
+    bool elevated() override { return isElevated; }
     std::string fileName = "ombrix.exe";
+    bool isElevated = false;
 };
 
 class RecordingDialogs final : public platform::Dialogs {

@@ -2,6 +2,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include <unistd.h>
+
 #include "platform/system.h"
 #include "platform/files.h"
 
@@ -27,6 +29,7 @@ public:
         const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
         return ec ? std::string() : pathToUtf8(exe.filename());
     }
+    bool elevated() override { return geteuid() == 0; }
 };
 
 }  // namespace

@@ -45,6 +45,16 @@ public:
         return win32::fromWide(slash == std::wstring::npos ? path : path.substr(slash + 1));
     }
 
+    bool elevated() override {
+        HANDLE token = nullptr;
+        if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return false;
+        TOKEN_ELEVATION elevation{};
+        DWORD size = 0;
+        const BOOL ok = GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &size);
+        CloseHandle(token);
+        return ok && elevation.TokenIsElevated != 0;
+    }
+
 private:
     static std::wstring modulePath() {
         std::wstring path(MAX_PATH, L'\0');
