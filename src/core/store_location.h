@@ -22,6 +22,11 @@ namespace ombrix::core {
 
 inline constexpr std::string_view kDatabaseFileName = "DataBase.db";
 inline constexpr std::string_view kDatabaseFolderName = "DataBase";
+// Inside the store's folder: what the program writes from a pupil's session
+// (the visited-sites log). The store's folder is read-only to ordinary users;
+// this one is theirs to write.
+inline constexpr std::string_view kLogFolderName = "Registro";
+inline constexpr std::string_view kLogFileName = "LogSiti.db";
 inline constexpr std::string_view kProductFolder = "Ombrix";
 inline constexpr std::string_view kStoreSection = "Opzioni";
 inline constexpr std::string_view kStoreKey = "DataBase";
