@@ -24,6 +24,14 @@ public:
     [[nodiscard]] virtual bool elevated() = 0;
 };
 
+// Whether the administrator's changes must go through the consent prompt:
+// the process is not elevated, or the tests ask it to act as a standard
+// user's (OMBRIX_AS_STANDARD_USER=1). The variable can only add a prompt,
+// never take one away.
+[[nodiscard]] inline bool changesNeedConsent(System& system) {
+    return !system.elevated() || system.environment("OMBRIX_AS_STANDARD_USER") == "1";
+}
+
 // The running machine. Natively the Windows version reads as 0.
 System& realSystem();
 
