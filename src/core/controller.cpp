@@ -109,6 +109,14 @@ Controller::StartResult Controller::startUp() {
     killTaskManager();
     refreshAutostart();
     killTaskManager();
+    // On a machine whose administrator chose a password, a store that is
+    // missing or cannot be read was not replaced by a first start: what the
+    // last run put on the machine stays, and every page is blocked.
+    storeLost_ = machineMarked(m_.env.registry) && !storeReadable();
+    if (storeLost_) {
+        startWithoutStore();
+        return StartResult::Running;
+    }
     if (machineProfile_) machineProfile_->rememberSettings();
     killTaskManager();
 
@@ -142,11 +150,49 @@ Controller::StartResult Controller::startUp() {
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     logSwitch_ = ValoreNonNullo(option("LogSiti"), Value::boolean(false)).toBool();
     m_.timers.setEnabled(TimerId::LogSitiVisitati, logSwitch_);
+    finishStartUp();
+    return StartResult::Running;
+}
+
+void Controller::finishStartUp() {
     killTaskManager();
     if (machineProfile_) machineProfile_->DisattivaTabsWarnOnCloseFirefox();
     killTaskManager();
     m_.view.closeSplashSoon();
-    return StartResult::Running;
+}
+
+bool Controller::storeReadable() {
+    if (!ensureStore()) return false;
+    Statement q = store_.connection.prepare("SELECT IDProfiloInUso, PasswordAdmin FROM Opzioni;");
+    return q.valid() && q.step();
+}
+
+void Controller::startWithoutStore() {
+    const bool shellLocked = machineProfile_ && machineProfile_->keepLastRestrictions();
+    killTaskManager();
+    std::string where = joinPath(store_.folder, kDatabaseFileName, m_.env.separator);
+    if (store_.connection.isOpen() && !store_.connection.lastError().empty()) {
+        where += " (" + store_.connection.lastError() + ")";
+    }
+    m_.env.dialogs.messageBox({"0355", m_.env.language.TestoMessaggio("0355") + " " + where,
+                               std::string(kProgramTitle), platform::MessageIcon::Critical,
+                               platform::MessageButtons::Ok});
+    killTaskManager();
+    // Which profile was in use is in the store: its lists fail to load, which
+    // blocks every page, and the strictest switches stand in for its own.
+    profileInUse_ = kUnknownProfile;
+    switches_ = ProfileSwitches{};
+    switches_.bloccaDownload = true;
+    switches_.protezioneMassima = true;
+    switches_.kiosk = shellLocked;
+    homePagePending_ = false;
+    if (machineProfile_) machineProfile_->applyToMachine(switches_);
+    if (lists_) lists_->setProfile(profileInUse_, switches_);
+    loadLists();
+    m_.view.hideOwnerWindow();
+    m_.view.setTopmost(true);
+    m_.timers.setEnabled(TimerId::KillTaskManager, true);
+    finishStartUp();
 }
 
 long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
@@ -211,10 +257,7 @@ bool Controller::passwordIsSet() {
 
 bool Controller::firstStart() {
     if (passwordIsSet()) return false;
-    const std::string key = settingsKey(kProgramTitle, kStoreSection);
-    if (m_.env.registry.readValue(platform::RegRoot::LocalMachine, key, kPasswordChosenValue).value_or("") != "1") {
-        return true;
-    }
+    if (!machineMarked(m_.env.registry)) return true;
     m_.env.dialogs.messageBox({"0316", m_.env.language.TestoMessaggio("0316"), std::string(kProgramTitle),
                                platform::MessageIcon::Critical, platform::MessageButtons::Ok});
     return false;
@@ -266,13 +309,21 @@ void Controller::reportUpgrade(const UpgradeResult& upgrade) {
 }
 
 void Controller::storeUnreadable(const std::string& why) {
+    if (storeLost_) return;  // told at start, with the store's place
     m_.env.dialogs.messageBox({"0313", m_.env.language.TestoMessaggio("0313") + " " + why,
                                std::string(kProgramTitle), platform::MessageIcon::Critical,
                                platform::MessageButtons::Ok});
 }
 
 bool Controller::login(const std::string& typed) {
-    if (!ensureStore()) return false;
+    if (!ensureStore() || (storeLost_ && !storeReadable())) {
+        if (storeLost_) {
+            m_.env.dialogs.messageBox({"0355", m_.env.language.TestoMessaggio("0355") + " " + store_.folder,
+                                       std::string(kProgramTitle), platform::MessageIcon::Critical,
+                                       platform::MessageButtons::Ok});
+        }
+        return false;
+    }
     const std::string stored =
         ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
     if (stored.empty()) {
@@ -281,6 +332,11 @@ bool Controller::login(const std::string& typed) {
         return false;
     }
     if (!passwordMatches(stored, typed)) return false;
+    if (storeLost_) {
+        // The store is back: the administrator chooses the profile again.
+        storeLost_ = false;
+        fillProfileCombo();
+    }
     // Only now is the password known: a value an older version kept as typed,
     // or hashed with less work than today's, is replaced. When that fails the
     // old value still opens, and the next login tries again.
@@ -375,6 +431,12 @@ void Controller::afterProfileEditor() {
 void Controller::beginShutdown() {
     if (shuttingDown_) return;
     shuttingDown_ = true;
+    if (storeLost_) {
+        // Only Windows ends a run without a store: what is in force stays,
+        // and so does the journal, for the start that finds the store again.
+        m_.timers.setEnabled(TimerId::Esci, true);
+        return;
+    }
     m_.view.setTopmost(false);
     m_.view.showClosingNotice();
     m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
@@ -408,7 +470,7 @@ void Controller::tickEsci() {
     store_.connection.close();
     if (machineProfile_) {
         machineProfile_->releaseKeyboardHook();
-        machineProfile_->RipristinaImpostazioni();
+        if (!storeLost_) machineProfile_->RipristinaImpostazioni();
     }
     m_.view.endProgram();
 }

@@ -28,6 +28,10 @@ public:
     virtual void DisattivaPresentazioneDesktop() = 0;
     // Remembers printer, home pages and the Firefox folder, to give them back.
     virtual void rememberSettings() = 0;
+    // Instead of rememberSettings when the store is lost: what a journal
+    // left by the last run holds stays in force, to be given back once the
+    // store is back. True when that run had locked the shell.
+    virtual bool keepLastRestrictions() = 0;
     virtual void applyToMachine(const ProfileSwitches& switches) = 0;
     virtual void restoreStartButtonAndTaskbar() = 0;
     virtual void DisattivaTabsWarnOnCloseFirefox() = 0;
@@ -53,6 +57,9 @@ inline constexpr const char* kZoneMapDomains = "Software\\Microsoft\\Windows\\Cu
 inline constexpr const char* kMakerSite = "www.ombrix.example";
 // The executable's usual name, used only when the system cannot tell its real one.
 inline constexpr const char* kProgramExeName = "ombrix";
+
+// The profile in use when the store is lost: none that the store could name.
+inline constexpr long long kUnknownProfile = -1;
 
 class Controller {
 public:
@@ -142,6 +149,7 @@ public:
     [[nodiscard]] bool logSwitch() const { return logSwitch_; }
     [[nodiscard]] bool timeSlotSwitch() const { return timeSlotSwitch_; }
     [[nodiscard]] bool shuttingDown() const { return shuttingDown_; }
+    [[nodiscard]] bool storeLost() const { return storeLost_; }
     [[nodiscard]] int windowsMajor() const { return windowsMajor_; }
     // The autostart entry's data: the program's full path.
     [[nodiscard]] std::string programPath() const;
@@ -158,6 +166,10 @@ private:
     void trustMakerSite();
     void refreshAutostart();
     bool ensureStore();
+    // Open, and its options row read.
+    bool storeReadable();
+    void startWithoutStore();
+    void finishStartUp();
     bool runKeyForCurrentUser() const;
     int killEveryInstance(const std::string& imageName);
     void killUntilGone(const std::string& imageName);
@@ -176,6 +188,8 @@ private:
     bool timeSlotSwitch_ = false;
     bool scheduleLoaded_ = false;  // the schedule exists only after a load that worked
     bool administrator_ = false;
+    // The store went missing on a marked machine (see startUp).
+    bool storeLost_ = false;
     bool shuttingDown_ = false;
     bool closed_ = false;
     int windowsMajor_ = 0;

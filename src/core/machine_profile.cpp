@@ -207,6 +207,24 @@ void MachineSettings::rememberSettings() {
     firefoxHomePage_ = HomePageFirefox(firefoxFolder_);
 }
 
+bool MachineSettings::keepLastRestrictions() {
+    m_.journal.setPath(journalPath_());
+    MachineJournal::OnDisk disk = m_.journal.read();
+    if (disk.state == MachineJournal::State::Damaged) {
+        m_.journal.setAsideDamaged();
+        m_.journal.reset({});
+    }
+    const bool shellLocked = std::any_of(disk.settings.begin(), disk.settings.end(), [](const SavedSetting& s) {
+        return s.kind == SavedSetting::Kind::Desktop;
+    });
+    // Known to this run, so that nothing is recorded over them.
+    if (disk.state == MachineJournal::State::Intact && !m_.journal.reset(std::move(disk.settings))) {
+        platform::recordFailure("the machine journal " + m_.journal.path() + " could not be renewed");
+    }
+    firefoxFolder_ = PathProfiloFirefox(m_.system.environment("APPDATA"));
+    return shellLocked;
+}
+
 void MachineSettings::applyTaskbarFlags(const ProfileSwitches& switches) {
     // Kiosk first: with both switches on, the desktop is hidden as well.
     if (switches.kiosk) {

@@ -92,6 +92,7 @@ public:
     void DisattivaPresentazioneDesktop() override;
     // Gives back what a journal left by an unclean end holds, then remembers.
     void rememberSettings() override;
+    bool keepLastRestrictions() override;
     void applyToMachine(const ProfileSwitches& switches) override;
     void restoreStartButtonAndTaskbar() override;
     void DisattivaTabsWarnOnCloseFirefox() override;

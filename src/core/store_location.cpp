@@ -27,7 +27,22 @@ std::string joinPath(std::string_view folder, std::string_view name, char separa
     return path;
 }
 
+bool machineMarked(platform::Registry& registry) {
+    return registry.readValue(platform::RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
+                              kPasswordChosenValue)
+               .value_or("") == "1";
+}
+
 std::string ScegliCartellaDatabase(StoreEnvironment& env) {
+    if (machineMarked(env.registry)) {
+        // A pupil may write their own settings: they must not name the store.
+        std::string folder = env.registry
+                                 .readValue(platform::RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
+                                            kStoreKey)
+                                 .value_or("");
+        if (!folder.empty()) return folder;
+        return env.system.windowsMajorVersion() > 5 ? perMachineFolder(env) : programDatabaseFolder(env);
+    }
     std::string folder = GetSettingReg(env.registry, kProgramTitle, kStoreSection, kStoreKey);
     if (!folder.empty()) return folder;
     folder = programDatabaseFolder(env);
@@ -56,6 +71,7 @@ bool SpostaDatabase(StoreEnvironment& env) {
 bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
                      std::string_view section, std::string_view key, DialogOwner owner) {
     if (!env.files.fileExists(joinPath(folder, fileName, env.separator))) {
+        if (machineMarked(env.registry)) return false;
         env.dialogs.messageBox({"0090", env.language.TestoMessaggio("0090"), env.language.TestoMessaggio("0091"),
                                 platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
         const char* prompt = owner == DialogOwner::MainForm ? "0092" : "0093";

@@ -52,6 +52,12 @@ struct Store {
     Database connection;
 };
 
+// Whether an administrator chose the password on this machine (the mark
+// above). On such a machine the store's place is the administrator's: the
+// per-machine folder or the machine's own setting, never a user's setting
+// or a folder picked at the prompt, and a missing store is no first start.
+[[nodiscard]] bool machineMarked(platform::Registry& registry);
+
 // The folder for the store, chosen at start-up before the first open.
 [[nodiscard]] std::string ScegliCartellaDatabase(StoreEnvironment& env);
 
@@ -63,7 +69,8 @@ bool SpostaDatabase(StoreEnvironment& env);
 enum class DialogOwner { MainForm, OtherForm };
 
 // Opens `db` on folder + fileName. A missing file is reported ("0090") and the
-// user may pick another folder, which replaces `folder`. On success the
+// user may pick another folder, which replaces `folder`; on a marked machine
+// a missing file is only a failure. On success the
 // folder is remembered under (section, key).
 bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
                      std::string_view section, std::string_view key, DialogOwner owner);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <functional>
+
 #include "core/notices.h"
 #include "core/password.h"
 #include "core/settings_reg.h"
@@ -140,6 +143,43 @@ TEST_F(ControllerTest, AReplacedStoreIsNoFirstStart) {
     registry.deleteValue(RegRoot::LocalMachine, key, kPasswordChosenValue);
     EXPECT_TRUE(controller().savePassword("Prima Scelta", "Prima Scelta"));
     EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, key, kPasswordChosenValue), "1");
+}
+
+// On a marked machine a store that is missing or cannot be read is lost, not
+// new: no folder is asked for (a pupil could name their own store), no
+// password is offered, every list fails to load so every page is blocked, and
+// the login says why. A user's own setting cannot move the store there.
+TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
+    const std::string key = settingsKey(kProgramTitle, kStoreSection);
+    ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, key, kPasswordChosenValue, "1"));
+    ASSERT_TRUE(registry.writeString(RegRoot::CurrentUser, programSettingsKey(kProgramTitle, kStoreSection),
+                                     kStoreKey, dir.file("altrove")));
+    const struct {
+        const char* name;
+        std::function<void()> lose;
+    } cases[] = {
+        {"options table gone", [&] { sql("DROP TABLE Opzioni;"); }},
+        {"file deleted", [&] { std::filesystem::remove(dir.file("DataBase/DataBase.db")); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        c.lose();
+        controller().startUp();
+        EXPECT_TRUE(controller().storeLost());
+        EXPECT_EQ(store.folder, dir.file("DataBase")) << "the user's setting is not read";
+        ASSERT_EQ(dialogs.shown.size(), 1u);
+        EXPECT_EQ(dialogs.shown[0].messageId, "0355");
+        EXPECT_TRUE(dialogs.prompts.empty()) << "no folder picker";
+        EXPECT_EQ(journal.count("view options"), 0);
+        EXPECT_TRUE(journal.inOrder({"lists profile -1", "load sites -1", "tmrKillTaskManager on"}));
+        EXPECT_TRUE(controller().switches().bloccaDownload);
+        EXPECT_FALSE(controller().login("segreta"));
+        EXPECT_EQ(dialogs.shown.back().messageId, "0355");
+        controller_.reset();
+        store.connection.close();
+        journal.entries.clear();
+        dialogs.shown.clear();
+    }
 }
 
 TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {

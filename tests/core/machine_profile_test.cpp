@@ -131,6 +131,23 @@ TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
     rig.expectAsBefore();
 }
 
+// A start without its store keeps what the crashed run put on the machine,
+// and its journal, so that the start that finds the store gives it back.
+TEST(MachineProfile, ALostStoreKeepsTheLastRestrictionsAndTheirJournal) {
+    Rig rig;
+    EXPECT_FALSE(rig.settings->keepLastRestrictions()) << "no journal: nothing was locked";
+    rig.settings->rememberSettings();
+    rig.settings->applyToMachine(lockingProfile());
+    rig.newRun();
+    EXPECT_TRUE(rig.settings->keepLastRestrictions()) << "the kiosk had locked the shell";
+    EXPECT_EQ(rig.value(kZone3, kDownloadValue), "3");
+    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://foreign/");
+    rig.settings->applyToMachine(lockingProfile("http://second/"));  // nothing recorded over the old values
+    rig.newRun();
+    rig.settings->rememberSettings();
+    rig.expectAsBefore();
+}
+
 TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
     Rig rig;
     rig.settings->rememberSettings();
