@@ -29,19 +29,15 @@ public:
     std::optional<std::string> browseForFolder(const std::string&) override { return std::nullopt; }
 };
 
-std::string storeFolder(Session& s) {
-    if (s.dbFile()) return pathToUtf8(pathFromUtf8(*s.dbFile()).parent_path());
-    NoDialogs dialogs;
-    core::StoreEnvironment env{s.env().registry, s.env().files, s.env().system, dialogs, s.language()};
-    return core::ScegliCartellaDatabase(env);
-}
-
 int cmdRestore(Session& s, const std::vector<std::string>& args) {
     if (!args.empty()) return s.usage("restore takes no arguments");
-    std::string folder = storeFolder(s);
+    NoDialogs dialogs;
+    core::StoreEnvironment env{s.env().registry, s.env().files, s.env().system, dialogs, s.language()};
+    std::string folder =
+        s.dbFile() ? pathToUtf8(pathFromUtf8(*s.dbFile()).parent_path()) : core::ScegliCartellaDatabase(env);
     if (folder.empty()) folder = ".";
     core::MachineJournal journal(platform::systemDurableWriter(), s.env().files);
-    journal.setPath(core::joinPath(folder, core::kJournalFileName, platform::pathSeparator()));
+    journal.setPath(core::journalLocation(env, folder));
     NoPrinters none;
     // A shell left locked by a forced end is freed by the same lock that
     // locked it; where there is no shell, there is nothing to free.

@@ -104,3 +104,42 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
 
 }  // namespace
 }  // namespace ombrix::core
+
+namespace ombrix::core {
+namespace {
+
+// The journal lives in the user's own folder; an old one beside the store
+// moves there once, and one that cannot leave is used where it is.
+TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
+    const std::string store = "C:\\Ombrix\\DataBase";
+    const std::string beside = store + "\\Ripristino.journal";
+    const std::string own = "C:\\Users\\alunno\\AppData\\Local\\Ombrix\\Ripristino.journal";
+    const struct {
+        const char* name;
+        bool localFolder, oldJournal, storeReadOnly;
+        std::string expected;
+        bool oldLeft;
+    } cases[] = {
+        {"no local folder: beside the store", false, false, false, beside, false},
+        {"the user's own folder", true, false, false, own, false},
+        {"an old journal moves", true, true, false, own, false},
+        {"an old one that cannot leave stays in use", true, true, true, beside, true},
+    };
+    for (const auto& c : cases) {
+        platform::FileRegistry registry;
+        test::FakeFileSystem files;
+        test::FakeSystem system;
+        test::RecordingDialogs dialogs;
+        Language language{"C:\\nowhere", '\\'};
+        StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
+        if (c.localFolder) system.env["LOCALAPPDATA"] = "C:\\Users\\alunno\\AppData\\Local";
+        if (c.oldJournal) files.files[beside] = "journal";
+        if (c.storeReadOnly) files.readOnlyDirectories.insert(store);
+        EXPECT_EQ(journalLocation(env, store), c.expected) << c.name;
+        EXPECT_EQ(files.files.count(beside) > 0, c.oldLeft) << c.name;
+        EXPECT_EQ(files.files.count(own) > 0, c.oldJournal && !c.oldLeft) << c.name;
+    }
+}
+
+}  // namespace
+}  // namespace ombrix::core

@@ -78,7 +78,7 @@ protected:
                test::quoted(pathToUtf8(install.database())) + " restore";
     }
     [[nodiscard]] bool journalExists() const {
-        return std::filesystem::exists(install.database().parent_path() / core::kJournalFileName);
+        return std::filesystem::exists(install.journal());
     }
 };
 

@@ -9,6 +9,7 @@
 #include "core/database.h"
 #include "core/win32/resource.h"
 #include "core/password.h"
+#include "core/machine_journal.h"
 #include "core/schema.h"
 #include "core/store.h"
 #include "platform/file_registry.h"
@@ -66,12 +67,20 @@ Installation::Installation() {
                                            "Version", "win7");
     // A machine where no password was chosen yet (an earlier test may have chosen one).
     platform::systemRegistry().deleteValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
-                                           "PasswordScelta");
+                                           "PasswordScelta");    std::error_code ec;
+    std::filesystem::remove(journal(), ec);
 }
 
 Installation::~Installation() {
     std::error_code ec;
     std::filesystem::remove_all(folder_, ec);
+    // It outlives the folder: the next test must not start from this one's.
+    std::filesystem::remove(journal(), ec);
+}
+
+std::filesystem::path Installation::journal() {
+    const wchar_t* local = _wgetenv(L"LOCALAPPDATA");
+    return std::filesystem::path(local ? local : L".") / L"Ombrix" / core::kJournalFileName;
 }
 
 void Installation::sql(const std::string& statements) const {

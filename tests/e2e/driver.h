@@ -30,6 +30,8 @@ public:
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
     [[nodiscard]] std::filesystem::path exe() const { return folder_ / L"ombrix.exe"; }
     [[nodiscard]] std::filesystem::path database() const { return folder_ / L"DataBase" / L"DataBase.db"; }
+    // The journal of the settings the program changed, in this user's own folder.
+    [[nodiscard]] static std::filesystem::path journal();
     // Runs SQL on the store while the program is not running.
     void sql(const std::string& statements) const;
     [[nodiscard]] std::string scalar(const std::string& query) const;

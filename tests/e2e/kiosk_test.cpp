@@ -146,7 +146,7 @@ TEST_F(KioskTest, AForcedEndWhileLockedIsGivenBackByTheNextStart) {
     EXPECT_EQ(std::vector<std::string>(after.begin() + 1, after.end()),
               std::vector<std::string>(kLocked.begin() + 1, kLocked.end()));
     EXPECT_FALSE(IsWindowEnabled(shell.start()));
-    EXPECT_TRUE(std::filesystem::exists(install.database().parent_path() / core::kJournalFileName));
+    EXPECT_TRUE(std::filesystem::exists(install.journal()));
 
     inUse(1);
     ASSERT_TRUE(start());

@@ -60,7 +60,7 @@ protected:
     }
     void inUse(int profile) const { install.sql("UPDATE Opzioni SET IDProfiloInUso = " + std::to_string(profile) + ";"); }
     [[nodiscard]] bool journalExists() const {
-        return std::filesystem::exists(install.database().parent_path() / core::kJournalFileName);
+        return std::filesystem::exists(install.journal());
     }
     void exitThroughTheExitCommand(HWND main) {
         ShowWindow(main, SW_RESTORE);
@@ -116,7 +116,7 @@ TEST_F(MachineTest, TwentyForcedEndsAtRandomMomentsLeaveNothingBehind) {
             const StartedProgram run = launch();
             pause(std::chrono::milliseconds(ms));
         }  // ended by force here
-        const auto text = readWholeFile(pathToUtf8(install.database().parent_path() / core::kJournalFileName));
+        const auto text = readWholeFile(pathToUtf8(install.journal()));
         EXPECT_TRUE(!text || core::parseJournal(*text)) << "a torn journal after " << ms << " ms";
     }
     inUse(1);

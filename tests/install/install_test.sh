@@ -93,7 +93,7 @@ check "the store was upgraded" test "$(sql "SELECT count(*) FROM sqlite_master W
 check "Apps & features: version $next_version" test "$(reg_value "$uninstall_key" DisplayVersion)" = "$next_version"
 
 echo "== silent uninstall over the running program gives the machine back and keeps the store"
-journal=$(dirname "$store")/Ripristino.journal
+journal="$prefix/drive_c/users/$(id -un)/AppData/Local/Ombrix/Ripristino.journal"  # this user's own
 "$root/scripts/wine-run" "$instdir/ombrix.exe" </dev/null >/dev/null 2>&1 &
 # The upgrade's forced end may have left a journal: wait for the program itself.
 for _ in $(seq 100); do running && break; sleep 0.2; done

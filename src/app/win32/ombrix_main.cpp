@@ -79,7 +79,7 @@ int run() {
     core::MachineSettings machineSettings(
         {machine.registry(), machine.system(), machine.printers(), processes, machine.pump(), machine.shell(),
          machine.fileSystem(), desktop, journal},
-        [&] { return store.folder.empty() ? std::string() : core::joinPath(store.folder, core::kJournalFileName, '\\'); });
+        [&] { return core::journalLocation(env, store.folder); });
     controller.setMachineProfile(&machineSettings);
     host.setMachineSettings(&machineSettings);
     enforce::Enforcement enforcement({store.connection, language, processes, machine.windows(),
