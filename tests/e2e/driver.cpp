@@ -67,7 +67,9 @@ Installation::Installation() {
                                            "Version", "win7");
     // A machine where no password was chosen yet (an earlier test may have chosen one).
     platform::systemRegistry().deleteValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
-                                           "PasswordScelta");    std::error_code ec;
+                                           "PasswordScelta");
+    // The journal of an interrupted earlier run would be given back at the first start.
+    std::error_code ec;
     std::filesystem::remove(journal(), ec);
 }
 
