@@ -68,15 +68,22 @@ Installation::Installation() {
     // A machine where no password was chosen yet (an earlier test may have chosen one).
     platform::systemRegistry().deleteValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
                                            "PasswordScelta");
-    // The journal of an interrupted earlier run would be given back at the first start.
-    std::error_code ec;
-    std::filesystem::remove(journal(), ec);
+    giveBackLeftoverJournal();
 }
 
 Installation::~Installation() {
     std::error_code ec;
-    std::filesystem::remove_all(folder_, ec);
     // It outlives the folder: the next test must not start from this one's.
+    giveBackLeftoverJournal();
+    std::filesystem::remove_all(folder_, ec);
+}
+
+void Installation::giveBackLeftoverJournal() const {
+    if (!std::filesystem::exists(journal())) return;
+    (void)StartedProgram(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
+                         test::quoted(pathToUtf8(database())) + " restore")
+        .waitForExit();
+    std::error_code ec;
     std::filesystem::remove(journal(), ec);
 }
 

@@ -38,6 +38,9 @@ public:
     void setPassword(const std::string& password) const;
 
 private:
+    // A forced end's journal, given back and gone before and after a test.
+    void giveBackLeftoverJournal() const;
+
     std::filesystem::path folder_;
 };
 

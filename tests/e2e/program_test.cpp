@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <utility>
 
 #include "core/win32/resource.h"
 #include "e2e/driver.h"
+#include "platform/file_registry.h"
 
 namespace ombrix::e2e {
 namespace {
@@ -122,6 +124,33 @@ TEST_F(ProgramTest, ADamagedStoreIsToldAtStart) {
         ASSERT_TRUE(waitFor([&] { return !IsWindow(box) || !visible(box); }));
     }
     EXPECT_TRUE(waitFor([&] { return formWith(*program, IDC_TXTPASS) != nullptr; })) << "the start-up goes on";
+}
+
+// A machine whose administrator chose a password, and its store gone: the
+// program says so, offers no new password, and the browsers' policies block
+// every page.
+TEST_F(ProgramTest, ALostStoreIsToldAndEveryPageIsBlocked) {
+    platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
+                                           "PasswordScelta", "1");
+    std::filesystem::remove(install.database());
+    program = std::make_unique<StartedProgram>(launch());
+    HWND box = nullptr;
+    ASSERT_TRUE(waitFor([&] {
+        for (HWND w : program->windows()) {
+            if (IsWindowVisible(w) && text(GetDlgItem(w, 0xFFFF)).find(L"manca") != std::wstring::npos) box = w;
+        }
+        return box != nullptr;
+    }));
+    pause(1s);
+    screenshot("0355-store-lost");
+    bringToFront(box);
+    pressKey(VK_RETURN);
+    HWND main = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }));
+    EXPECT_TRUE(waitFor([] {
+        return registryValue("Software\\Policies\\Google\\Chrome\\URLBlocklist", "1") == "text *";
+    })) << registryValue("Software\\Policies\\Google\\Chrome\\URLBlocklist", "1");
+    EXPECT_EQ(formWith(*program, IDC_OPZ_TXTPASS), nullptr) << "no new password is offered";
 }
 
 TEST_F(ProgramTest, TheControlBoxHidesTheFormTheExitCommandEndsTheProgram) {
