@@ -309,6 +309,9 @@ Section "Ombrix"
   ${OrIf} $Password != ""
     WriteRegStr HKLM "${STORE_KEY}" "PasswordScelta" "1"
   ${EndIf}
+  ; On a marked machine only this names the store: a user's own setting is
+  ; never read for it.
+  WriteRegStr HKLM "${STORE_KEY}" "DataBase" "$StoreDir"
 
   ${If} $StoreExists == 0
     ; The delivered store, already holding the administrator's password.

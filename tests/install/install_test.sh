@@ -73,6 +73,7 @@ check "Apps & features: uninstaller" test -n "$(reg_value "$uninstall_key" Unins
 check "Apps & features: size" test -n "$(reg_value "$uninstall_key" EstimatedSize)"
 check "Start menu shortcut" test -f "$shortcut"
 check "the machine's key says a password was chosen" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' PasswordScelta)" = 1
+check "the machine's key names the store's folder" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' DataBase)" = 'C:\Ombrix\DataBase'
 
 echo "== the program starts"
 sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
