@@ -134,10 +134,6 @@ int cmdLog(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
-}  // namespace
-
-namespace {
-
 Elevation logElevation(const std::vector<std::string>& args) {
     return !args.empty() && args[0] == "clear" ? Elevation::Relay : Elevation::None;
 }

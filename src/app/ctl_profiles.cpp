@@ -276,10 +276,6 @@ int cmdWindow(Session& s, const std::vector<std::string>& args) {
     return listCommand(s, args, profiles::ListKind::WindowTitles, "window");
 }
 
-}  // namespace
-
-namespace {
-
 Elevation profileElevation(const std::vector<std::string>& args) {
     if (args.empty()) return Elevation::None;
     for (const char* verb : {"add", "rename", "copy", "delete", "set"}) {

@@ -109,10 +109,6 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
     return validateAndSave(s, *boxes);
 }
 
-}  // namespace
-
-namespace {
-
 Elevation slotsElevation(const std::vector<std::string>& args) {
     if (args.empty()) return Elevation::None;
     for (const char* verb : {"set", "clear", "fallback", "on", "off"}) {
