@@ -7,6 +7,7 @@
 
 #include "app/ctl_session.h"
 #include "ombrix_version.h"
+#include "platform/system.h"
 
 namespace ombrix::app {
 namespace {
@@ -14,7 +15,7 @@ namespace {
 // The texts of the identifiers the command line prints, for when the
 // language file beside the program is missing or lacks them: a message must
 // never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 17> kBuiltInTexts = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 20> kBuiltInTexts = {{
     {"0090", "The Ombrix database was not found."},
     {"0091", "Database not found"},
     {"0092", "Choose the folder that holds the Ombrix database"},
@@ -32,6 +33,11 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 17> kBuiltIn
     {"0313", "The database cannot be read:"},
     {"0314", "The database upgrade failed; the database was not changed:"},
     {"0315", "The file is not an Ombrix database:"},
+    {"0340", "The administrator's consent was not given: nothing was changed."},
+    {"0341", "The command could not be run with administrator rights:"},
+    {"0342",
+     "A password cannot be handed from a variable of the environment to a command run as administrator: "
+     "run the command from a command prompt opened as administrator."},
 }};
 
 }  // namespace
@@ -157,6 +163,11 @@ int usageError(CtlEnvironment& env, const std::string& why) {
 }  // namespace
 
 int runCtl(const std::vector<std::string>& args, CtlEnvironment& env) {
+    if (!args.empty() && args[0] == "--elevated") return runElevatedChild(args, env);
+    return dispatchCtl(args, env, false);
+}
+
+int dispatchCtl(const std::vector<std::string>& args, CtlEnvironment& env, bool elevated) {
     std::optional<std::string> dbFile;
     std::size_t i = 0;
     while (i < args.size() && args[i].rfind("--", 0) == 0) {
@@ -180,6 +191,10 @@ int runCtl(const std::vector<std::string>& args, CtlEnvironment& env) {
     for (const auto& c : allCommands()) {
         if (name == c.name) {
             Session session(env, dbFile);
+            const Elevation how = c.elevation ? c.elevation(rest) : Elevation::Relay;
+            if (!elevated && how != Elevation::None && env.elevator && platform::changesNeedConsent(env.system)) {
+                return outputWritten(env, runWithConsent(session, args, how));
+            }
             const int status = c.run(session, rest);
             if (status == kUsage) printUsage(env.err);
             return outputWritten(env, status);

@@ -4,6 +4,7 @@
 // and machine.
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,27 @@ public:
     virtual bool setEcho(bool on) = 0;
 };
 
+// Runs this program again with administrator rights, through the system's
+// consent prompt, for the changes a process without them may not make.
+class Elevator {
+public:
+    struct Run {
+        enum class Outcome { Ended, Refused, Failed };
+        Outcome outcome = Outcome::Failed;
+        int exitCode = 1;   // when Ended
+        std::string error;  // when Failed: the system's words
+    };
+    virtual ~Elevator() = default;
+    // A new folder that only the calling user and administrators can open,
+    // for the files handed to and from the elevated run; nullopt, with the
+    // system's words in `error`, when none can be made.
+    [[nodiscard]] virtual std::optional<std::string> privateFolder(std::string& error) = 0;
+    // Runs this program with `args` and waits for its end. With `ownConsole`
+    // the run shows a console window of its own, where it asks for what must
+    // be typed; without, nothing of it shows.
+    [[nodiscard]] virtual Run run(const std::vector<std::string>& args, bool ownConsole) = 0;
+};
+
 struct CtlEnvironment {
     platform::Registry& registry;
     platform::FileSystem& files;
@@ -38,6 +60,12 @@ struct CtlEnvironment {
     // The shell's own lock, as the program's start gives a locked shell back;
     // null where there is no shell (natively).
     core::DesktopLock* desktop = nullptr;
+    // Null where writes run here and the system refuses what it must
+    // (natively, and in tests that give no fake).
+    Elevator* elevator = nullptr;
+    // Where a prompt for typed input goes; null: standard error. An elevated
+    // run that relays its standard error still prompts in its own console.
+    std::ostream* prompts = nullptr;
 };
 
 // Runs one command line (without the program name); returns the exit status.

@@ -134,6 +134,10 @@ int cmdLog(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
+Elevation logElevation(const std::vector<std::string>& args) {
+    return !args.empty() && args[0] == "clear" ? Elevation::Relay : Elevation::None;
+}
+
 }  // namespace
 
 const std::vector<CtlCommand>& enforceCommands() {
@@ -142,12 +146,12 @@ const std::vector<CtlCommand>& enforceCommands() {
          "check PROFILE ADDRESS|-\n"
          "                judge an address as the profile's Chrome blockers do: \"blocked ID [ENTRY]\" or\n"
          "                \"allowed [ENTRY]\"; PROFILE is an identifier or a name; - reads addresses, one a line",
-         &cmdCheck},
+         &cmdCheck, &readsOnly},
         {"log",
          "log show [--from dd/mm/yyyy] [--to dd/mm/yyyy]\n"
          "                the visited sites, newest first: date and time, a tab, the address\n"
          "  log clear     empty the visited-sites log",
-         &cmdLog},
+         &cmdLog, &logElevation},
     };
     return commands;
 }

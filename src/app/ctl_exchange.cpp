@@ -78,7 +78,7 @@ int cmdImport(Session& s, const std::vector<std::string>& args) {
 const std::vector<CtlCommand>& exchangeCommands() {
     static const std::vector<CtlCommand> commands = {
         {"export", "export PROFILE FILE\n                write PROFILE to an exchange file (.OX), replacing FILE",
-         &cmdExport},
+         &cmdExport, &readsOnly},
         {"import", "import FILE   a new profile from an exchange file; prints its id and name", &cmdImport},
     };
     return commands;

@@ -34,13 +34,14 @@ std::string readPassword(CtlEnvironment& env) {
     const std::size_t limit = core::kPasswordMaxBytes + 3;
     std::string text;
     if (env.terminal) {
-        env.err << "Password: " << std::flush;
+        std::ostream& prompts = env.prompts ? *env.prompts : env.err;
+        prompts << "Password: " << std::flush;
         const bool silent = env.terminal->setEcho(false);
         for (int c; text.size() < limit && (c = env.in.get()) != std::char_traits<char>::eof() && c != '\n';) {
             text += static_cast<char>(c);
         }
         if (silent) (void)env.terminal->setEcho(true);
-        env.err << "\n";
+        prompts << "\n";
         if (!text.empty() && text.back() == '\r') text.pop_back();
         return text;
     }
@@ -72,6 +73,15 @@ int passwordCheck(Session& s, const std::string& typed) {
         }
     }
     return kOk;
+}
+
+// Setting one must never hand the password over in a file or on a command
+// line: typed, it is asked for in the elevated run's own console; from a
+// variable, which that run may not inherit, it needs an elevated prompt.
+Elevation passwordElevation(const std::vector<std::string>& args) {
+    if (args.empty() || args[0] != "set") return Elevation::None;
+    if (args.size() == 1) return Elevation::OwnConsole;
+    return args.size() == 3 && args[1] == "--from-environment" ? Elevation::Impossible : Elevation::None;
 }
 
 int cmdPassword(Session& s, const std::vector<std::string>& args) {
@@ -108,7 +118,8 @@ int cmdPassword(Session& s, const std::vector<std::string>& args) {
 
 const std::vector<CtlCommand>& passwordCommands() {
     static const std::vector<CtlCommand> commands = {
-        {"password", "password set|check [--from-environment NAME]   set the administrator password from standard input (or the variable NAME), or check it", &cmdPassword},
+        {"password", "password set|check [--from-environment NAME]   set the administrator password from standard input (or the variable NAME), or check it", &cmdPassword,
+         &passwordElevation},
     };
     return commands;
 }

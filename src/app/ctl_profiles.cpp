@@ -276,6 +276,20 @@ int cmdWindow(Session& s, const std::vector<std::string>& args) {
     return listCommand(s, args, profiles::ListKind::WindowTitles, "window");
 }
 
+Elevation profileElevation(const std::vector<std::string>& args) {
+    if (args.empty()) return Elevation::None;
+    for (const char* verb : {"add", "rename", "copy", "delete", "set"}) {
+        if (args[0] == verb) return Elevation::Relay;
+    }
+    return Elevation::None;
+}
+
+// "-" alone after the profile reads the entries from standard input.
+Elevation listElevation(const std::vector<std::string>& args) {
+    if (args.empty() || (args[0] != "add" && args[0] != "remove")) return Elevation::None;
+    return args.size() == 3 && args[2] == "-" ? Elevation::RelayInput : Elevation::Relay;
+}
+
 }  // namespace
 
 const std::vector<CtlCommand>& profileCommands() {
@@ -285,17 +299,18 @@ const std::vector<CtlCommand>& profileCommands() {
          "                | set PROFILE KEY VALUE, KEY one of mode (kiosk|nostart|normal),\n"
          "                list (forbidden|allowed), block-downloads, hide-messages, internal-browser,\n"
          "                max-protection, full-screen (on|off), printer NAME, homepage ADDRESS (\"\" for none)",
-         &cmdProfile},
+         &cmdProfile, &profileElevation},
         {"use", "use PROFILE   put PROFILE in use", &cmdUse},
         {"site",
          "site add|remove PROFILE ENTRY...|-\n"
          "                the site list; - reads the entries from standard input, one a line",
-         &cmdSite},
+         &cmdSite, &listElevation},
         {"process",
          "process add|remove PROFILE ENTRY...|-\n"
          "                the forbidden programs (file names ending in .exe)",
-         &cmdProcess},
-        {"window", "window add|remove PROFILE ENTRY...|-\n                the forbidden window titles", &cmdWindow},
+         &cmdProcess, &listElevation},
+        {"window", "window add|remove PROFILE ENTRY...|-\n                the forbidden window titles", &cmdWindow,
+         &listElevation},
     };
     return commands;
 }

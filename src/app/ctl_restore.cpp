@@ -71,7 +71,7 @@ int cmdRestore(Session& s, const std::vector<std::string>& args) {
 const std::vector<CtlCommand>& restoreCommands() {
     static const std::vector<CtlCommand> commands = {
         {"restore", "restore       give the machine back the settings the program changed (after a crash)",
-         &cmdRestore},
+         &cmdRestore, &readsOnly},
     };
     return commands;
 }

@@ -109,6 +109,14 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
     return validateAndSave(s, *boxes);
 }
 
+Elevation slotsElevation(const std::vector<std::string>& args) {
+    if (args.empty()) return Elevation::None;
+    for (const char* verb : {"set", "clear", "fallback", "on", "off"}) {
+        if (args[0] == verb) return Elevation::Relay;
+    }
+    return Elevation::None;
+}
+
 }  // namespace
 
 const std::vector<CtlCommand>& scheduleCommands() {
@@ -116,7 +124,7 @@ const std::vector<CtlCommand>& scheduleCommands() {
         {"slots",
          "slots show | set N FROM TO PROFILE | clear N | fallback PROFILE | on | off\n"
          "                the daily time slots 1 to 3 (times HH:MM or HH:MM:SS, \"-\" for no profile)",
-         &cmdSlots},
+         &cmdSlots, &slotsElevation},
     };
     return commands;
 }

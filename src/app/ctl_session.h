@@ -54,13 +54,41 @@ private:
 // stored value can never forge a line or a field.
 [[nodiscard]] std::string printable(std::string_view text);
 
-// One command: its name, the line of usage text, and the handler that gets
-// the arguments after the name.
+// How a command line runs where changes need the administrator's consent
+// (platform::changesNeedConsent) and an elevator is at hand.
+enum class Elevation {
+    None,        // it only reads: runs here, as the calling user
+    Relay,       // it writes: runs elevated, its output and status relayed here
+    RelayInput,  // the same, with standard input handed over as well
+    OwnConsole,  // it writes what is typed: the elevated run asks in a console of its own
+    Impossible,  // it writes what cannot be handed over safely: refused here
+};
+
+[[nodiscard]] inline Elevation readsOnly(const std::vector<std::string>&) { return Elevation::None; }
+
+// One command: its name, the line of usage text, the handler that gets the
+// arguments after the name, and how its lines elevate (null: every line is
+// a write, so a command added without thought asks rather than fails).
 struct CtlCommand {
     const char* name;
     const char* usage;
     int (*run)(Session& session, const std::vector<std::string>& args);
+    Elevation (*elevation)(const std::vector<std::string>& args) = nullptr;
 };
+
+// Runs `args` (the whole command line) again elevated and relays what it
+// printed and its exit status; says why when consent was declined or the
+// run could not start.
+[[nodiscard]] int runWithConsent(Session& session, const std::vector<std::string>& args, Elevation how);
+
+// The command line of an elevated run: "--elevated", then the hidden
+// options that name the relay's files and the caller's folder, then an
+// ordinary command line, which runs without ever asking again.
+[[nodiscard]] int runElevatedChild(const std::vector<std::string>& args, CtlEnvironment& env);
+
+// The ordinary command line; `elevated`: this process came through the
+// prompt, so nothing is asked.
+[[nodiscard]] int dispatchCtl(const std::vector<std::string>& args, CtlEnvironment& env, bool elevated);
 
 // Commands by file; the dispatcher lists them in this order.
 const std::vector<CtlCommand>& storeCommands();

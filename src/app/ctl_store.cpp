@@ -51,9 +51,9 @@ int cmdProfiles(Session& s, const std::vector<std::string>& args) {
 
 const std::vector<CtlCommand>& storeCommands() {
     static const std::vector<CtlCommand> commands = {
-        {"init", "init FILE     write the empty database to FILE (never overwrites)", &cmdInit},
+        {"init", "init FILE     write the empty database to FILE (never overwrites)", &cmdInit, &readsOnly},
         {"upgrade", "upgrade       bring the database up to the current structure", &cmdUpgrade},
-        {"profiles", "profiles      list the profiles: identifier, a tab, the name", &cmdProfiles},
+        {"profiles", "profiles      list the profiles: identifier, a tab, the name", &cmdProfiles, &readsOnly},
     };
     return commands;
 }

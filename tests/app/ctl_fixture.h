@@ -30,6 +30,7 @@ protected:
         err.str({});
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
         env.desktop = desktop;
+        env.elevator = elevator;
         return runCtl(args, env);
     }
     // ombrixctl --db db ARGS...
@@ -50,6 +51,7 @@ protected:
     platform::FileRegistry registry;
     test::FakeSystem system;
     core::DesktopLock* desktop = nullptr;
+    Elevator* elevator = nullptr;
     std::ostringstream out, err;
 };
 

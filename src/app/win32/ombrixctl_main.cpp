@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/ctl.h"
+#include "app/win32/ctl_elevator_win32.h"
 #include "lockdown/shell_lock.h"
 #include "lockdown/win32/shell_win32.h"
 #include "platform/file_registry.h"
@@ -59,5 +60,7 @@ int wmain(int argc, wchar_t** argv) {
                                        m.shell(), m.system(), timers},
                                       {});
     env.desktop = &shell;
+    ombrix::app::ElevatorWin32 elevator;
+    env.elevator = &elevator;
     return ombrix::app::runCtl(args, env);
 }

@@ -1,0 +1,110 @@
+#include "app/win32/ctl_elevator_win32.h"
+
+#include <windows.h>
+
+#include <sddl.h>
+
+#include "platform/win32/handles.h"
+#include "platform/win32/run_elevated.h"
+#include "platform/win32/wide.h"
+
+namespace ombrix::app {
+namespace {
+
+std::string systemMessage(DWORD code) {
+    wchar_t* text = nullptr;
+    const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                                       FORMAT_MESSAGE_IGNORE_INSERTS,
+                                   nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+    std::wstring message = n ? std::wstring(text, n) : L"error " + std::to_wstring(code);
+    if (text) LocalFree(text);
+    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' ')) {
+        message.pop_back();
+    }
+    return win32::fromWide(message);
+}
+
+// The calling user's SID as text ("S-1-5-21-..."); empty when it cannot be read.
+std::wstring userSid() {
+    HANDLE raw = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw)) return {};
+    const win32::UniqueKernelHandle token(raw);
+    DWORD size = 0;
+    GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
+    std::string buffer(size, '\0');
+    if (size == 0 || !GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return {};
+    wchar_t* text = nullptr;
+    if (!ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text)) return {};
+    std::wstring sid(text);
+    LocalFree(text);
+    return sid;
+}
+
+std::wstring ownPath() {
+    std::wstring path(MAX_PATH, L'\0');
+    while (true) {
+        const DWORD n = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+        if (n == 0) return {};
+        if (n < path.size()) return path.substr(0, n);
+        path.resize(path.size() * 2);
+    }
+}
+
+}  // namespace
+
+std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
+    const std::wstring sid = userSid();
+    if (sid.empty()) {
+        error = systemMessage(GetLastError());
+        return std::nullopt;
+    }
+    // The caller, and the administrators: the person who consents may be
+    // another account (an administrator typing their own credentials), and
+    // its run must write the files. Nothing inherited from the temp folder.
+    const std::wstring sddl = L"D:P(A;OICI;FA;;;" + sid + L")(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, &descriptor, nullptr)) {
+        error = systemMessage(GetLastError());
+        return std::nullopt;
+    }
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
+    wchar_t temp[MAX_PATH + 1] = {};
+    const DWORD n = GetTempPathW(MAX_PATH + 1, temp);
+    std::optional<std::string> made;
+    if (n == 0 || n > MAX_PATH) {
+        error = systemMessage(GetLastError());
+    } else {
+        // A fresh folder: one that is there already, whoever made it, is never used.
+        for (unsigned attempt = 0; !made && attempt < 100; ++attempt) {
+            const std::wstring folder = std::wstring(temp) + L"ombrixctl-" + std::to_wstring(GetCurrentProcessId()) +
+                                        L"-" + std::to_wstring(GetTickCount() + attempt);
+            if (CreateDirectoryW(folder.c_str(), &attributes)) {
+                made = win32::fromWide(folder);
+            } else if (GetLastError() != ERROR_ALREADY_EXISTS) {
+                error = systemMessage(GetLastError());
+                break;
+            }
+        }
+        if (!made && error.empty()) error = systemMessage(ERROR_ALREADY_EXISTS);
+    }
+    LocalFree(descriptor);
+    return made;
+}
+
+Elevator::Run ElevatorWin32::run(const std::vector<std::string>& args, bool ownConsole) {
+    std::wstring parameters;
+    for (const auto& a : args) {
+        if (!parameters.empty()) parameters += L' ';
+        parameters += win32::quoteArgument(win32::toWide(a));
+    }
+    const win32::ElevatedRun ran = win32::runElevated(ownPath(), parameters, ownConsole ? SW_SHOWNORMAL : SW_HIDE, false);
+    Run result;
+    result.outcome = ran.outcome == win32::ElevatedRun::Outcome::Ended     ? Run::Outcome::Ended
+                     : ran.outcome == win32::ElevatedRun::Outcome::Refused ? Run::Outcome::Refused
+                                                                           : Run::Outcome::Failed;
+    result.exitCode = static_cast<int>(ran.exitCode);
+    result.error = ran.error;
+    return result;
+}
+
+}  // namespace ombrix::app

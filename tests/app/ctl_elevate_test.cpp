@@ -1,0 +1,143 @@
+// Writes from a process without administrator rights go through the consent
+// prompt: which lines ask, and what comes back from the elevated run. The
+// fake elevator's "elevated run" is runCtl itself, in this process.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "app/ctl_fixture.h"
+#include "core/schema.h"
+
+namespace ombrix::app {
+namespace {
+
+class FakeElevator final : public Elevator {
+public:
+    std::optional<std::string> privateFolder(std::string& error) override {
+        error = folderError;
+        const auto folder = root / ("relay" + std::to_string(runs.size()));
+        if (!error.empty() || !std::filesystem::create_directory(folder)) return std::nullopt;
+        return pathToUtf8(folder);
+    }
+    Run run(const std::vector<std::string>& args, bool ownConsole) override {
+        runs.push_back(args);
+        consoles.push_back(ownConsole);
+        if (outcome != Run::Outcome::Ended) return {outcome, 1, "Accesso negato."};
+        std::istringstream none;
+        std::ostringstream ignored;
+        CtlEnvironment env{registry, platform::realFileSystem(), system, none, ignored, ignored};
+        return {outcome, runCtl(args, env), {}};
+    }
+
+    std::filesystem::path root;
+    Run::Outcome outcome = Run::Outcome::Refused;
+    std::string folderError;
+    std::vector<std::vector<std::string>> runs;
+    std::vector<bool> consoles;
+    platform::FileRegistry registry;
+    test::FakeSystem system;
+};
+
+class CtlElevate : public CtlFixture {
+protected:
+    CtlElevate() : CtlFixture("") {
+        EXPECT_TRUE(core::createDeliveredDatabase(db));
+        fake.root = dir.path() / "elevations";
+        std::filesystem::create_directory(fake.root);
+        fake.system.folder = system.folder;
+        elevator = &fake;
+    }
+    [[nodiscard]] bool noRelayLeft() const { return std::filesystem::is_empty(fake.root); }
+    FakeElevator fake;
+};
+
+TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
+    // '-' runs here; 'r' asks and relays; 'i' hands standard input over too;
+    // 'c' asks for typing in the elevated run's own console.
+    const struct {
+        std::vector<std::string> line;
+        char how;
+    } cases[] = {
+        {{"profiles"}, '-'},
+        {{"profile", "show", "1"}, '-'},
+        {{"check", "1", "-"}, '-'},
+        {{"password", "check"}, '-'},
+        {{"slots", "show"}, '-'},
+        {{"export", "1", dir.file("out.ox")}, '-'},
+        {{"restore"}, '-'},
+        {{"profile", "frobnicate"}, '-'},
+        {{"upgrade"}, 'r'},
+        {{"profile", "add", "Nuovo"}, 'r'},
+        {{"profile", "delete", "1"}, 'r'},
+        {{"profile", "set", "1", "mode", "kiosk"}, 'r'},
+        {{"use", "1"}, 'r'},
+        {{"site", "add", "1", "a.org"}, 'r'},
+        {{"process", "remove", "1", "x.exe"}, 'r'},
+        {{"window", "add", "1", "-"}, 'i'},
+        {{"password", "set"}, 'c'},
+        {{"slots", "set", "1", "08:00", "09:00", "1"}, 'r'},
+        {{"slots", "off"}, 'r'},
+        {{"import", dir.file("p.ox")}, 'r'},
+        {{"log", "clear"}, 'r'},
+    };
+    const auto before = readWholeFile(db);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.line[0] + " " + (c.line.size() > 1 ? c.line[1] : ""));
+        fake.runs.clear();
+        fake.consoles.clear();
+        const int status = run(c.line, "Segreta1\n");
+        ASSERT_EQ(fake.runs.size(), c.how == '-' ? 0u : 1u);
+        if (c.how == '-') continue;
+        EXPECT_EQ(status, kRefused);
+        EXPECT_EQ(err.str(), "0340: The administrator's consent was not given: nothing was changed.\n");
+        EXPECT_EQ(fake.consoles[0], c.how == 'c');
+        const auto& line = fake.runs[0];
+        EXPECT_EQ(std::count(line.begin(), line.end(), "--input"), c.how == 'i' ? 1 : 0);
+    }
+    EXPECT_EQ(readWholeFile(db), before) << "a declined consent changes nothing";
+    EXPECT_TRUE(noRelayLeft());
+
+    fake.runs.clear();
+    EXPECT_EQ(ctl({"init", dir.file("nuovo.db")}), kOk) << "a new file of the caller's own";
+    EXPECT_EQ(ctl({"--elevated", "--db", db, "profile", "add", "Senza"}), kOk) << "came through the prompt";
+    system.isElevated = true;
+    EXPECT_EQ(run({"profile", "add", "Elevato"}), kOk);
+    system.env["OMBRIX_AS_STANDARD_USER"] = "1";
+    EXPECT_EQ(run({"profile", "add", "Standard"}), kRefused) << "the variable only adds a prompt";
+    elevator = nullptr;
+    EXPECT_EQ(run({"profile", "add", "Diretto"}), kOk) << "no elevator: run here, let the system refuse";
+    EXPECT_EQ(fake.runs.size(), 1u);
+}
+
+TEST_F(CtlElevate, TheElevatedRunsOutputAndStatusComeBack) {
+    fake.outcome = Elevator::Run::Outcome::Ended;
+    fake.system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // the elevated run never asks again
+    EXPECT_EQ(run({"profile", "add", "Nuovo"}), kOk) << err.str();
+    EXPECT_EQ(out.str(), "2\tNuovo\n");
+    EXPECT_EQ(run({"profile", "add", "nuovo"}), kRefused);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(err.str().rfind("0021: ", 0), 0u) << err.str();
+    EXPECT_EQ(run({"site", "add", "Nuovo", "-"}, "a.org\nb.org\na.org\n"), kOk) << err.str();
+    EXPECT_EQ(out.str(), "added 2, duplicates skipped 1\n");
+    EXPECT_EQ(run({"site", "add", "Nuovo"}), kUsage);
+    EXPECT_NE(err.str().find("usage: ombrixctl"), std::string::npos);
+    EXPECT_EQ(fake.runs.size(), 4u);
+    EXPECT_TRUE(noRelayLeft());
+}
+
+TEST_F(CtlElevate, WhatCannotBeAskedSaysWhy) {
+    system.env["NUOVA"] = "Segreta1";
+    EXPECT_EQ(run({"password", "set", "--from-environment", "NUOVA"}), kRefused);
+    EXPECT_EQ(err.str().rfind("0342: ", 0), 0u) << err.str();
+    fake.outcome = Elevator::Run::Outcome::Failed;
+    EXPECT_EQ(run({"use", "1"}), kRefused);
+    EXPECT_EQ(err.str(), "0341: The command could not be run with administrator rights: Accesso negato.\n");
+    fake.folderError = "Disco pieno.";
+    EXPECT_EQ(run({"use", "1"}), kRefused);
+    EXPECT_EQ(err.str(), "0341: The command could not be run with administrator rights: Disco pieno.\n");
+    EXPECT_EQ(fake.runs.size(), 1u);
+}
+
+}  // namespace
+}  // namespace ombrix::app
