@@ -54,6 +54,12 @@ inline constexpr const char* kMakerSite = "www.ombrix.example";
 // The executable's usual name, used only when the system cannot tell its real one.
 inline constexpr const char* kProgramExeName = "ombrix";
 
+// frmOpzioni's cmdSalva, for the running program and for a copy of it that
+// only shows that form: true when the password was stored; otherwise the
+// reason was shown.
+[[nodiscard]] bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::string& password,
+                                              const std::string& confirmation);
+
 class Controller {
 public:
     struct Machine {
