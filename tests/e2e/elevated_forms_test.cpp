@@ -40,17 +40,19 @@ HWND anyFormWith(int id, DWORD* pid) {
     return nullptr;
 }
 
-bool comboHolds(HWND combo, const std::wstring& name) {
+int comboIndexOf(HWND combo, const std::wstring& name) {
     const int n = static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
     for (int i = 0; i < n; ++i) {
         wchar_t item[256] = {};
         DWORD_PTR copied = 0;
         SendMessageTimeoutW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(item),
                             SMTO_ABORTIFHUNG, 2000, &copied);
-        if (name == item) return true;
+        if (name == item) return i;
     }
-    return false;
+    return -1;
 }
+
+bool comboHolds(HWND combo, const std::wstring& name) { return comboIndexOf(combo, name) >= 0; }
 
 class ElevatedFormsTest : public InstalledProgram {
 protected:
@@ -104,6 +106,38 @@ TEST_F(ElevatedFormsTest, TheProfileEditorRunsInAnElevatedCopyAndTheProgramTakes
     EXPECT_TRUE(program->running());
 }
 
+TEST_F(ElevatedFormsTest, TheProfileChosenIsInUseAtOnceAndSavedByAnElevatedOmbrixctl) {
+    const std::string ctl = pathToUtf8(install.folder() / L"ombrixctl.exe");
+    test::copyProgram("ombrixctl.exe", ctl);
+    install.sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (7, 'Laboratorio');");
+    // Whether this ombrixctl takes the flag that says it already runs elevated.
+    const bool knowsFlag = StartedProgram(test::quoted(ctl) + " --elevated --version").waitForExit() == 0u;
+    HWND main = start();
+    ASSERT_TRUE(main);
+    login(main, L"Segreta1");
+    HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
+    ASSERT_TRUE(waitFor([&] { return visible(combo); }));
+    const int at = comboIndexOf(combo, L"Laboratorio");
+    ASSERT_GE(at, 0);
+    const int current = static_cast<int>(SendMessageW(combo, CB_GETCURSEL, 0, 0));
+    bringToFront(main);
+    click(combo);
+    for (int i = current; i < at; ++i) pressKey(VK_DOWN);
+    pressKey(VK_RETURN);
+    if (knowsFlag) {
+        EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT IDProfiloInUso FROM Opzioni;") == "7"; }));
+        EXPECT_FALSE(waitFor([&] { return messageBox(*program, IDOK) != nullptr; }, 3s)) << "ombrixctl refused";
+    } else {
+        // An ombrixctl without the flag refuses it: the refusal is told.
+        HWND box = nullptr;
+        ASSERT_TRUE(waitFor([&] { return (box = messageBox(*program, IDOK)) != nullptr; }));
+        EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"ombrixctl use 7"), std::wstring::npos);
+        PostMessageW(box, WM_COMMAND, IDOK, 0);
+    }
+    EXPECT_TRUE(waitFor([&] { return IsWindowEnabled(main) != FALSE; }));
+    EXPECT_TRUE(program->running());
+}
+
 TEST_F(ElevatedFormsTest, TheAdministrationModeStartedByHandShowsOnlyItsFormOrRefuses) {
     // An unknown form: told, nothing opened, a failure status.
     StartedProgram wrong(test::quoted(pathToUtf8(install.exe())) + " /amministra giochi", install.folder());
@@ -111,6 +145,8 @@ TEST_F(ElevatedFormsTest, TheAdministrationModeStartedByHandShowsOnlyItsFormOrRe
     ASSERT_TRUE(waitFor([&] { return (box = messageBox(wrong, IDOK)) != nullptr; }));
     EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"giochi"), std::wstring::npos);
     EXPECT_EQ(formWith(wrong, IDC_TXTPASS), nullptr);
+    pause(500ms);
+    screenshot("administration-unknown-form");
     PostMessageW(box, WM_COMMAND, IDOK, 0);
     EXPECT_EQ(wrong.waitForExit(), std::optional<DWORD>(1));
 
