@@ -145,7 +145,8 @@ TEST_F(ElevatedFormsTest, TheAdministrationModeStartedByHandShowsOnlyItsFormOrRe
     ASSERT_TRUE(waitFor([&] { return (box = messageBox(wrong, IDOK)) != nullptr; }));
     EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"giochi"), std::wstring::npos);
     EXPECT_EQ(formWith(wrong, IDC_TXTPASS), nullptr);
-    pause(500ms);
+    RedrawWindow(box, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
+    pause(1500ms);
     screenshot("administration-unknown-form");
     PostMessageW(box, WM_COMMAND, IDOK, 0);
     EXPECT_EQ(wrong.waitForExit(), std::optional<DWORD>(1));
