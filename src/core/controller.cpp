@@ -21,6 +21,32 @@ void traceUnsaved(const Database& db, std::string_view column,
 
 }  // namespace
 
+bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::string& password,
+                                const std::string& confirmation) {
+    const std::string problem = newPasswordProblem(password, confirmation);
+    Language& lang = env.language;
+    if (!problem.empty()) {
+        const std::string title = problem == "0143" ? lang.TestoMessaggio("0144") : std::string(kProgramTitle);
+        env.dialogs.messageBox({problem, lang.TestoMessaggio(problem), title, platform::MessageIcon::Exclamation,
+                                platform::MessageButtons::Ok});
+        return false;
+    }
+    const std::optional<std::string> hash = hashPassword(password);
+    if (hash && ApriDatabase(env, store) &&
+        UpdateField(store.connection, "Opzioni", "PasswordAdmin", Value(*hash), kOptionsRow)) {
+        // Kept only where the program may write the machine's key (elevated).
+        (void)env.registry.writeString(platform::RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
+                                       kPasswordChosenValue, "1");
+        return true;
+    }
+    // Never a silent "Salva": the administrator must know the password was not kept.
+    std::string why = hash ? store.connection.lastError() : "PBKDF2-HMAC-SHA256";
+    if (why.empty()) why = store.connection.isOpen() ? "Opzioni" : store.folder;
+    env.dialogs.messageBox({"0310", lang.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
+                            platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    return false;
+}
+
 Controller::Controller(Machine machine, Store& store) : m_(machine), store_(store) {}
 
 int Controller::killEveryInstance(const std::string& imageName) { return platform::KillProcess(m_.processes, imageName); }
@@ -264,29 +290,7 @@ bool Controller::firstStart() {
 }
 
 bool Controller::savePassword(const std::string& password, const std::string& confirmation) {
-    const std::string problem = newPasswordProblem(password, confirmation);
-    Language& lang = m_.env.language;
-    if (!problem.empty()) {
-        const std::string title = problem == "0143" ? lang.TestoMessaggio("0144") : std::string(kProgramTitle);
-        m_.env.dialogs.messageBox({problem, lang.TestoMessaggio(problem), title, platform::MessageIcon::Exclamation,
-                                   platform::MessageButtons::Ok});
-        return false;
-    }
-    const std::optional<std::string> hash = hashPassword(password);
-    if (hash && ensureStore() &&
-        UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*hash), kOptionsRow)) {
-        // Kept only where the program may write the machine's key (elevated).
-        (void)m_.env.registry.writeString(platform::RegRoot::LocalMachine,
-                                          settingsKey(kProgramTitle, kStoreSection), kPasswordChosenValue,
-                                          "1");
-        return true;
-    }
-    // Never a silent "Salva": the administrator must know the password was not kept.
-    std::string why = hash ? store_.connection.lastError() : "PBKDF2-HMAC-SHA256";
-    if (why.empty()) why = store_.connection.isOpen() ? "Opzioni" : store_.folder;
-    m_.env.dialogs.messageBox({"0310", lang.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
-                               platform::MessageIcon::Critical, platform::MessageButtons::Ok});
-    return false;
+    return storeAdministratorPassword(m_.env, store_, password, confirmation);
 }
 
 void Controller::reportUpgrade(const UpgradeResult& upgrade) {

@@ -61,6 +61,12 @@ inline constexpr const char* kProgramExeName = "ombrix";
 // The profile in use when the store is lost: none that the store could name.
 inline constexpr long long kUnknownProfile = -1;
 
+// frmOpzioni's cmdSalva, for the running program and for a copy of it that
+// only shows that form: true when the password was stored; otherwise the
+// reason was shown.
+[[nodiscard]] bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::string& password,
+                                              const std::string& confirmation);
+
 class Controller {
 public:
     struct Machine {

@@ -5,13 +5,17 @@
 
 #include <commctrl.h>
 
+#include "app/administration.h"
 #include "app/program_host.h"
+#include "app/win32/administration_mode.h"
+#include "app/win32/elevated_starter.h"
 #include "browser/win32/application_bar_form.h"
 #include "browser/win32/browser_options_form.h"
 #include "browser/win32/internal_browser.h"
 #include "core/controller.h"
 #include "core/machine_profile.h"
 #include "core/win32/main_form.h"
+#include "core/win32/options_form.h"
 #include "enforce/enforcement.h"
 #include "enforce/win32/browser_readers.h"
 #include "enforce/win32/log_form.h"
@@ -91,25 +95,40 @@ int run() {
     controller.setTimeSlotSchedule(&schedule);
     form.setController(&controller);
     form.killTaskManager = [&] { controller.killTaskManager(); };
-    form.openLogViewer = [&] {
-        if (!core::ApriDatabase(env, store)) return;
+    const auto showLogViewer = [&] {
         win32::LogFormContext context{store.connection, language, machine.dialogs(), machine.clock(),
                                       controller.logSwitch(), [&](bool on) { controller.setLogSwitch(on); }};
         win32::showLogForm(form.window(), context);
     };
-    form.openProfileEditor = [&] {
-        if (!core::ApriDatabase(env, store)) return;
-        controller.beforeProfileEditor();
+    const auto showProfileEditor = [&] {
         win32::ProfileFormContext context{store.connection, language, machine.dialogs()};
         win32::showProfileForm(form.window(), context);
-        controller.afterProfileEditor();
     };
-    form.openTimeSlotEditor = [&] {
-        if (!core::ApriDatabase(env, store)) return;
+    const auto showTimeSlotEditor = [&] {
         win32::SlotFormContext context{store.connection, language, machine.dialogs()};
         win32::showSlotForm(form.window(), context);
-        controller.afterTimeSlotEditor();
     };
+    // The forms that write the store: here, or elevated behind the consent prompt.
+    win32::ElevatedStarterWin32 elevated(machine.system().programFolder(), machine.system().programFileName());
+    app::AdministrationForms administration(
+        {controller, env, store, elevated, [&](bool on) { form.enableForm(on); }, [&](app::AdminForm which) {
+             switch (which) {
+                 case app::AdminForm::Profiles: showProfileEditor(); break;
+                 case app::AdminForm::TimeSlots: showTimeSlotEditor(); break;
+                 case app::AdminForm::Log: showLogViewer(); break;
+                 case app::AdminForm::Options:
+                     return win32::showOptionsForm(form.window(), language,
+                                                   [&](const std::string& a, const std::string& b) {
+                                                       return controller.savePassword(a, b);
+                                                   });
+             }
+             return true;
+         }});
+    form.openLogViewer = [&] { (void)administration.open(app::AdminForm::Log); };
+    form.openProfileEditor = [&] { (void)administration.open(app::AdminForm::Profiles); };
+    form.openTimeSlotEditor = [&] { (void)administration.open(app::AdminForm::TimeSlots); };
+    form.openOptionsForm = [&] { return administration.open(app::AdminForm::Options); };
+    form.chooseProfile = [&](const std::string& name) { administration.chooseProfile(name); };
     // Per-user switches of the internal browser: only the administrator reaches them.
     form.openBrowserOptions = [&] { win32::showBrowserOptionsForm(form.window(), language, machine.registry()); };
     host.setEnforcement(&enforcement);
@@ -167,7 +186,8 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     InitCommonControlsEx(&icc);
     int status = 1;
     try {
-        status = run();
+        const std::optional<int> administered = ombrix::win32::runAdministrationModeIfAsked();
+        status = administered ? *administered : run();
     } catch (...) {
         ombrix::platform::recordCurrentFailure();
         status = 1;

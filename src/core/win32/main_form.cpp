@@ -184,7 +184,17 @@ void MainForm::setTaskManagerCaption(const std::string& caption) {
 bool MainForm::openOptions() {
     // The splash is topmost: at the first start it would cover the form that asks for a password.
     splash_.reset();
-    return controller_ && showOptionsForm(dialog_.get(), language_, *controller_);
+    if (openOptionsForm) return openOptionsForm();
+    return controller_ && showOptionsForm(dialog_.get(), language_, [this](const std::string& a, const std::string& b) {
+               return controller_->savePassword(a, b);
+           });
+}
+
+void MainForm::enableForm(bool enabled) {
+    EnableWindow(dialog_.get(), enabled ? TRUE : FALSE);
+    if (!enabled || !IsWindowVisible(dialog_.get())) return;
+    SetForegroundWindow(dialog_.get());
+    if (unlocked_) SetFocus(GetDlgItem(dialog_.get(), IDC_CMBPROFILI));
 }
 
 void MainForm::showAndFocusPassword() {
@@ -320,7 +330,12 @@ void MainForm::onCommand(int id, int code) {
             if (code == CBN_SELCHANGE && unlocked_) {
                 HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
                 const LRESULT i = SendMessageW(combo, CB_GETCURSEL, 0, 0);
-                if (i >= 0) c.onProfileChosen(comboItemText(combo, i));
+                if (i < 0) break;
+                if (chooseProfile) {
+                    chooseProfile(comboItemText(combo, i));
+                } else {
+                    c.onProfileChosen(comboItemText(combo, i));
+                }
             }
             break;
         case IDC_CMDPASSWORD:

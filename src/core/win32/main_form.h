@@ -50,8 +50,16 @@ public:
     std::function<void()> openTimeSlotEditor;
     // Opens the internal browser's options; the button is enabled only when set.
     std::function<void()> openBrowserOptions;
+    // Opens the options form (cmdPassword, first start) in place of the
+    // form's own; true when a password was stored.
+    std::function<bool()> openOptionsForm;
+    // cmbProfili's choice, with the chosen item's text, in place of the controller's own.
+    std::function<void(const std::string&)> chooseProfile;
 
     [[nodiscard]] HWND window() const { return dialog_.get(); }
+    // Off while a form of another process stands in for a modal form of
+    // this one; back on, the form is brought to the front again.
+    void enableForm(bool enabled);
     // For the message loop: the modeless dialogs that want IsDialogMessage.
     [[nodiscard]] bool handleDialogMessage(MSG& msg);
 

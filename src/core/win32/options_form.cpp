@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "core/controller.h"
 #include "core/win32/resource.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
@@ -12,7 +11,7 @@ namespace {
 
 struct State {
     Language& language;
-    core::Controller& controller;
+    const SavePassword& save;
     bool saved = false;
     std::unique_ptr<DialogTranslation> translation;
 };
@@ -44,7 +43,7 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
                     platform::guarded([&] {
                         const std::string a = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
                         const std::string b = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS2));
-                        if (st->controller.savePassword(a, b)) {
+                        if (st->save(a, b)) {
                             st->saved = true;
                             EndDialog(dialog, IDOK);
                         }
@@ -64,8 +63,8 @@ INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
 
 }  // namespace
 
-bool showOptionsForm(HWND owner, Language& language, core::Controller& controller) {
-    State state{language, controller, false, nullptr};
+bool showOptionsForm(HWND owner, Language& language, const SavePassword& save) {
+    State state{language, save, false, nullptr};
     DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOPZIONI), owner, &proc,
                     reinterpret_cast<LPARAM>(&state));
     return state.saved;

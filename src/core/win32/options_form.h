@@ -3,17 +3,20 @@
 
 #include <windows.h>
 
+#include <functional>
+#include <string>
+
 namespace ombrix {
 class Language;
 }
 
-namespace ombrix::core {
-class Controller;
-}
-
 namespace ombrix::win32 {
 
-// Modal. True when the controller stored a new password.
-bool showOptionsForm(HWND owner, Language& language, core::Controller& controller);
+// cmdSalva's work: the password and its confirmation; true when stored
+// (the form closes), otherwise the reason was shown and the form stays.
+using SavePassword = std::function<bool(const std::string& password, const std::string& confirmation)>;
+
+// Modal. True when a new password was stored.
+bool showOptionsForm(HWND owner, Language& language, const SavePassword& save);
 
 }  // namespace ombrix::win32

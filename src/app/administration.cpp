@@ -1,0 +1,128 @@
+#include "app/administration.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <utility>
+
+#include "core/settings_reg.h"
+#include "core/store.h"
+#include "platform/system.h"
+#include "support/language.h"
+
+namespace ombrix::app {
+namespace {
+
+constexpr std::array<std::pair<AdminForm, std::string_view>, 4> kForms{{{AdminForm::Profiles, "profili"},
+                                                                         {AdminForm::TimeSlots, "periodi"},
+                                                                         {AdminForm::Options, "opzioni"},
+                                                                         {AdminForm::Log, "log"}}};
+
+bool sameLetters(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+        return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+    });
+}
+
+}  // namespace
+
+std::string_view adminFormName(AdminForm form) {
+    for (const auto& [f, name] : kForms) {
+        if (f == form) return name;
+    }
+    return {};
+}
+
+std::optional<AdminForm> adminFormNamed(std::string_view name) {
+    for (const auto& [f, n] : kForms) {
+        if (sameLetters(n, name)) return f;
+    }
+    return std::nullopt;
+}
+
+std::optional<AdministrationRequest> administrationRequest(const std::vector<std::string>& arguments,
+                                                           platform::System& system) {
+    if (arguments.empty() || !sameLetters(arguments[0], kAdministerSwitch)) return std::nullopt;
+    AdministrationRequest request;
+    // The token decides, never the environment: a pupil could set that.
+    if (!system.elevated()) {
+        request.refusal = "0343";
+    } else if (arguments.size() != 2 || !(request.form = adminFormNamed(arguments[1]))) {
+        request.refusal = "0344";
+    }
+    return request;
+}
+
+bool AdministrationForms::open(AdminForm form) {
+    if (!core::ApriDatabase(p_.env, p_.store)) return false;
+    core::Controller& controller = p_.controller;
+    if (form == AdminForm::Profiles) controller.beforeProfileEditor();
+    const bool elsewhere = platform::changesNeedConsent(p_.env.system);
+    const bool saved = elsewhere ? openElsewhere(form) : p_.showHere(form);
+    switch (form) {
+        case AdminForm::Profiles:
+            controller.afterProfileEditor();
+            break;
+        case AdminForm::TimeSlots:
+            controller.afterTimeSlotEditor();
+            break;
+        case AdminForm::Log:
+            // The form here tells the controller itself; from another process
+            // the switch is read back, and kept as it was when it cannot be.
+            if (elsewhere) {
+                const core::Value on = core::ReadField(p_.store.connection, "Opzioni", "LogSiti", core::kOptionsRow);
+                if (!on.isNull()) controller.setLogSwitch(on.toBool());
+            }
+            break;
+        case AdminForm::Options:
+            // The password is read from the store at each login.
+            break;
+    }
+    return saved;
+}
+
+bool AdministrationForms::openElsewhere(AdminForm form) {
+    p_.enableMainForm(false);
+    const ElevatedOutcome outcome = p_.starter.runForm(form);
+    p_.enableMainForm(true);
+    return ran(outcome) && outcome.exitCode == static_cast<unsigned long>(kAdminSaved);
+}
+
+void AdministrationForms::chooseProfile(const std::string& name) {
+    core::Controller& controller = p_.controller;
+    controller.onProfileChosen(name);
+    if (!platform::changesNeedConsent(p_.env.system)) return;
+    const long long id = controller.profileInUse();
+    if (id <= 0) return;
+    const std::vector<std::string> arguments{std::string(kElevatedFlag), "use", std::to_string(id)};
+    p_.enableMainForm(false);
+    const ElevatedOutcome outcome = p_.starter.runControl(arguments);
+    p_.enableMainForm(true);
+    if (ran(outcome) && outcome.exitCode != 0) {
+        // ombrixctl said why on its error stream, which nobody sees here.
+        p_.env.dialogs.messageBox({"0344",
+                                   p_.env.language.TestoMessaggio("0344") + " ombrixctl use " + std::to_string(id) +
+                                       " (" + std::to_string(outcome.exitCode) + ")",
+                                   std::string(core::kProgramTitle), platform::MessageIcon::Critical,
+                                   platform::MessageButtons::Ok});
+    }
+}
+
+bool AdministrationForms::ran(const ElevatedOutcome& outcome) {
+    switch (outcome.kind) {
+        case ElevatedOutcome::Kind::Ended:
+            return true;
+        case ElevatedOutcome::Kind::Refused:
+            p_.env.dialogs.messageBox({"0343", p_.env.language.TestoMessaggio("0343"),
+                                       std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
+                                       platform::MessageButtons::Ok});
+            return false;
+        case ElevatedOutcome::Kind::Failed:
+            p_.env.dialogs.messageBox({"", outcome.error, std::string(core::kProgramTitle),
+                                       platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+            return false;
+    }
+    return false;
+}
+
+}  // namespace ombrix::app
