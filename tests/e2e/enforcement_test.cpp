@@ -112,11 +112,13 @@ TEST_F(EnforcementTest, AForbiddenWindowIsClosedWithANotice) {
 }
 
 TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
-    install.sql(
+    // The rows are in the log's own file; the store's old table holds none.
+    install.logSql(
         "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime', '-1 minute'), "
         "'http://oggi.example/1');"
         "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime'), 'http://oggi.example/2');"
         "INSERT INTO LogSiti (DataOra, URL) VALUES ('2020-01-01 10:00:00', 'http://vecchio.example/');");
+    ASSERT_EQ(install.scalar("SELECT count(*) FROM LogSiti;"), "0");
     HWND main = start();
     ASSERT_TRUE(main);
     login(main, L"Segreta1");
