@@ -9,6 +9,7 @@
 #include "core/database.h"
 #include "core/schema.h"
 #include "platform/files.h"
+#include "platform/system.h"
 
 namespace ombrix::app {
 namespace {
@@ -143,7 +144,7 @@ TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeAndClears) {
 // The log is the file beside the store named by --db; one that is not a log
 // is refused with its message and left as it is.
 TEST_F(CtlEnforce, LogIsTheFileBesideTheStore) {
-    const std::string log = dir.file("Registro/LogSiti.db");
+    const std::string log = dir.file("Registro") + platform::pathSeparator() + "LogSiti.db";
     test::writeFile(log, std::string(4096, 'x'));
     EXPECT_EQ(run({"log", "show"}), kRefused);
     EXPECT_EQ(err.str().rfind("0350: ", 0), 0u) << err.str();

@@ -182,6 +182,7 @@ TEST_F(EnforcementTest, TheLogViewerSaysWhenTheLogIsNotALog) {
     HWND box = nullptr;
     ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDLOGSITI),
                            [&] { return (box = messageBox(*program, IDOK)) != nullptr; }));
+    pause(500ms);  // drawn before it is shown
     screenshot("frmLogSiti-not-a-log");
     EXPECT_EQ(text(GetDlgItem(box, 0xFFFF)).rfind(L"Il registro dei siti visitati non \u00e8 un registro di Ombrix", 0),
               0u)

@@ -15,6 +15,8 @@
 namespace ombrix::win32 {
 namespace {
 
+constexpr UINT kShowWhenVisible = WM_APP + 1;
+
 struct State {
     LogFormContext& context;
     std::unique_ptr<DialogTranslation> translation;
@@ -136,10 +138,23 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
             setWindowText(GetDlgItem(dialog, IDC_TXTDATAA), today);
             CheckDlgButton(dialog, IDC_CHKLOGSITI, st->context.logSwitch ? BST_CHECKED : BST_UNCHECKED);
             setupList(dialog, *st);
-            show(dialog, *st);
+            // A log that cannot be opened is told once the viewer is on
+            // screen, so that the message stands over it.
+            if (st->context.log.connection()) {
+                show(dialog, *st);
+            } else {
+                PostMessageW(dialog, kShowWhenVisible, 0, 0);
+            }
             keepAboveOwner(dialog);
             return TRUE;
         }
+        case kShowWhenVisible:
+            // The dialog box would be shown once the queue is idle: shown
+            // and painted now, before the message covers it.
+            ShowWindow(dialog, SW_SHOW);
+            UpdateWindow(dialog);
+            show(dialog, *st);
+            return TRUE;
         case WM_COMMAND:
             switch (LOWORD(wp)) {
                 case IDOK:
