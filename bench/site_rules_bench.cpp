@@ -27,6 +27,7 @@
 #include "enforce/profile_lists.h"
 #include "enforce/site_list.h"
 #include "enforce/site_rules.h"
+#include "platform/filesystem.h"
 #include "platform/system.h"
 #include "support/language.h"
 
@@ -304,8 +305,12 @@ void BM_SiteTick(benchmark::State& state) {
         if (fixture(count).list.firstMatch(a) == enforce::kNoMatch) machine.pages.push_back(a);
     }
     Language language(std::filesystem::temp_directory_path().string(), platform::pathSeparator());
+    // Never written: the host keeps the log off.
+    enforce::VisitedSitesLog log(platform::realFileSystem(), machine, store.db,
+                                 [] { return std::filesystem::temp_directory_path().string(); },
+                                 platform::pathSeparator());
     enforce::Enforcement enforcement({store.db, language, machine, machine, machine, machine, machine, machine,
-                                      machine, machine, machine});
+                                      machine, machine, machine, log});
     enforcement.setProfile(1, {});
     enforcement.CaricaSitiVietatiConsentiti(1);
     if (!machine.isEnabled(core::TimerId::SitiVietatiConsentiti)) state.SkipWithError("the site timer is off");

@@ -15,7 +15,7 @@ namespace {
 // The texts of the identifiers the command line prints, for when the
 // language file beside the program is missing or lacks them: a message must
 // never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 20> kBuiltInTexts = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 24> kBuiltInTexts = {{
     {"0090", "The Ombrix database was not found."},
     {"0091", "Database not found"},
     {"0092", "Choose the folder that holds the Ombrix database"},
@@ -38,6 +38,10 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 20> kBuiltIn
     {"0342",
      "A password cannot be handed from a variable of the environment to a command run as administrator: "
      "run the command from a command prompt opened as administrator."},
+    {"0350", "The visited-sites log is not an Ombrix log; delete it and a new one will be made:"},
+    {"0351", "The visited-sites log cannot be opened:"},
+    {"0352", "The visited-sites log cannot be written:"},
+    {"0353", "The visited-sites log cannot be read:"},
 }};
 
 }  // namespace
@@ -95,6 +99,15 @@ Session::Session(CtlEnvironment& env, std::optional<std::string> dbFile)
       dbFile_(std::move(dbFile)) {}
 
 Session::~Session() = default;
+
+std::string Session::storeFolder() const {
+    if (!dbFile_) return store_.folder;
+    // Windows takes either separator.
+    const char* separators = platform::pathSeparator() == '\\' ? "\\/" : "/";
+    const std::size_t at = dbFile_->find_last_of(separators);
+    if (at == std::string::npos) return ".";
+    return dbFile_->substr(0, at == 0 ? 1 : at);
+}
 
 int Session::refuse(const char* id, const std::string& detail) {
     env_.err << id << ": " << messageText(language_, id);

@@ -1,12 +1,13 @@
 // ombrixctl commands of the enforcement: check (an address against a
 // profile's site list, as the Chrome blockers judge it) and log (the
-// visited-sites log).
+// visited-sites log, in its own file beside the store).
 #include <istream>
 #include <optional>
 #include <ostream>
 
 #include "app/ctl_session.h"
 #include "enforce/enforcement.h"
+#include "enforce/log_file.h"
 #include "enforce/profile_lists.h"
 #include "enforce/site_list.h"
 #include "enforce/site_log.h"
@@ -90,6 +91,17 @@ int cmdCheck(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
+// The log file of the store's folder, as the program opens it. False, with
+// the reason on standard error, when it cannot be opened.
+bool openLog(Session& s, core::Database& log) {
+    if (!s.open()) return false;
+    const enforce::LogOpening opening =
+        enforce::openLogFile(s.env().files, s.storeFolder(), platform::pathSeparator(), s.db(), log);
+    if (opening.ok()) return true;
+    s.refuse(opening.messageId(), opening.detail());
+    return false;
+}
+
 int logShow(Session& s, const std::vector<std::string>& args) {
     std::optional<std::string> fromText, toText;
     for (std::size_t i = 1; i < args.size(); i += 2) {
@@ -109,14 +121,12 @@ int logShow(Session& s, const std::vector<std::string>& args) {
     if (toText) {
         if (const char* id = enforce::checkLogDateField(*toText, true)) return s.refuse(id, *toText);
     }
-    if (!s.open()) return kRefused;
+    core::Database log;
+    if (!openLog(s, log)) return kRefused;
     const auto from = fromText ? enforce::parseLogDate(*fromText) : std::nullopt;
     const auto to = toText ? enforce::parseLogDate(*toText) : std::nullopt;
-    const auto rows = enforce::readLog(s.db(), from, to);
-    if (!rows) {
-        s.err() << "ombrixctl: cannot read the log: " << s.db().lastError() << "\n";
-        return kRefused;
-    }
+    const auto rows = enforce::readLog(log, from, to);
+    if (!rows) return s.refuse("0353", log.lastError());
     for (const auto& r : *rows) s.out() << printable(r.dataOra) << '\t' << printable(r.url) << '\n';
     return kOk;
 }
@@ -126,11 +136,9 @@ int cmdLog(Session& s, const std::vector<std::string>& args) {
     if (args[0] == "show") return logShow(s, args);
     if (args[0] != "clear") return s.usage("log takes show or clear, not " + args[0]);
     if (args.size() != 1) return s.usage("log clear takes no arguments");
-    if (!s.open()) return kRefused;
-    if (!enforce::clearLog(s.db())) {
-        s.err() << "ombrixctl: cannot empty the log: " << s.db().lastError() << "\n";
-        return kRefused;
-    }
+    core::Database log;
+    if (!openLog(s, log)) return kRefused;
+    if (!enforce::clearLog(log)) return s.refuse("0352", log.lastError());
     return kOk;
 }
 
@@ -150,7 +158,7 @@ const std::vector<CtlCommand>& enforceCommands() {
         {"log",
          "log show [--from dd/mm/yyyy] [--to dd/mm/yyyy]\n"
          "                the visited sites, newest first: date and time, a tab, the address\n"
-         "  log clear     empty the visited-sites log",
+         "  log clear     empty the visited-sites log (Registro/LogSiti.db in the store's folder)",
          &cmdLog, &logElevation},
     };
     return commands;

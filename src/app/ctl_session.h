@@ -29,6 +29,8 @@ public:
     [[nodiscard]] bool open();
 
     core::Database& db() { return store_.connection; }
+    // The store's folder once open: the folder of the file named by --db, else the program's.
+    [[nodiscard]] std::string storeFolder() const;
     // The file named by --db, if any.
     [[nodiscard]] const std::optional<std::string>& dbFile() const { return dbFile_; }
     CtlEnvironment& env() { return env_; }

@@ -102,12 +102,16 @@ void Statement::reset() {
 }
 
 Database::Database(Database&& other) noexcept
-    : db_(std::exchange(other.db_, nullptr)), path_(std::move(other.path_)), lastError_(std::move(other.lastError_)) {}
+    : db_(std::exchange(other.db_, nullptr)),
+      notADatabase_(other.notADatabase_),
+      path_(std::move(other.path_)),
+      lastError_(std::move(other.lastError_)) {}
 
 Database& Database::operator=(Database&& other) noexcept {
     if (this != &other) {
         close();
         db_ = std::exchange(other.db_, nullptr);
+        notADatabase_ = other.notADatabase_;
         path_ = std::move(other.path_);
         lastError_ = std::move(other.lastError_);
     }
@@ -129,8 +133,19 @@ bool Database::open(const std::string& path, Mode mode) {
     }
     db_ = handle;
     path_ = path;
+    notADatabase_ = false;
     sqlite3_busy_timeout(db_, 2000);
     sqlite3_create_collation(db_, kTextCollation, SQLITE_UTF8, nullptr, &collateNoCase);
+    // Some of our files may be replaced by any user of the machine: nothing a
+    // file holds may run code of consequence in our process.
+    if (sqlite3_db_config(db_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr) != SQLITE_OK ||
+        !exec("PRAGMA trusted_schema = OFF;")) {
+        noteError();
+        const std::string error = lastError_;
+        close();
+        lastError_ = error;
+        return false;
+    }
     // A file that is not a database fails here rather than at the first query.
     if (!exec("SELECT count(*) FROM sqlite_master;")) {
         const std::string error = lastError_;
@@ -148,7 +163,19 @@ void Database::close() {
     }
 }
 
-void Database::noteError() { lastError_ = db_ ? sqlite3_errmsg(db_) : "the store is not open"; }
+void Database::noteError() {
+    lastError_ = db_ ? sqlite3_errmsg(db_) : "the store is not open";
+    if (db_) noteCode(sqlite3_errcode(db_));
+}
+
+void Database::noteCode(int rc) {
+    const int primary = rc & 0xff;
+    notADatabase_ = primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT;
+}
+
+void Database::setBusyTimeout(int milliseconds) {
+    if (db_) sqlite3_busy_timeout(db_, milliseconds);
+}
 
 Statement Database::prepare(std::string_view sql) {
     if (!db_) {
@@ -171,8 +198,9 @@ bool Database::exec(std::string_view sql) {
     }
     char* error = nullptr;
     const std::string text(sql);
-    if (sqlite3_exec(db_, text.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
+    if (const int rc = sqlite3_exec(db_, text.c_str(), nullptr, nullptr, &error); rc != SQLITE_OK) {
         lastError_ = error ? error : "statement failed";
+        noteCode(rc);
         sqlite3_free(error);
         return false;
     }

@@ -65,6 +65,9 @@ public:
 
     enum class Mode { OpenExisting, CreateIfMissing };
     // Opens a file (or ":memory:"), registering the store's text collation.
+    // The file's schema is never trusted: views, triggers and defaults may
+    // not call functions or virtual tables with side effects, and the schema
+    // cannot be written around the engine (trusted_schema off, defensive on).
     [[nodiscard]] bool open(const std::string& path, Mode mode = Mode::OpenExisting);
     void close();
     [[nodiscard]] bool isOpen() const { return db_ != nullptr; }
@@ -79,10 +82,16 @@ public:
     [[nodiscard]] Value scalar(std::string_view sql, const std::vector<Value>& params = {});
     [[nodiscard]] int changes() const;
     [[nodiscard]] const std::string& lastError() const { return lastError_; }
+    // Whether the last failure was a file that is not a database, or a damaged one.
+    [[nodiscard]] bool lastErrorIsNotADatabase() const { return notADatabase_; }
+    // How long a statement waits for another connection's lock (2 s unless set).
+    void setBusyTimeout(int milliseconds);
 
 private:
     void noteError();
+    void noteCode(int rc);
     sqlite3* db_ = nullptr;
+    bool notADatabase_ = false;
     std::string path_;
     std::string lastError_;
 };

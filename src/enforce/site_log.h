@@ -1,6 +1,6 @@
 #pragma once
-// The visited-sites log in the store (table LogSiti) and the rules of its
-// viewer. Dates are kept as ISO-8601 text "YYYY-MM-DD HH:MM:SS", which sorts
+// The visited-sites log (table LogSiti, in the log's own file: see
+// log_file.h) and the rules of its viewer. Dates are kept as ISO-8601 text "YYYY-MM-DD HH:MM:SS", which sorts
 // as time does; the viewer shows and takes dates as "dd/mm/yyyy".
 
 #include <optional>
@@ -68,7 +68,7 @@ struct LogRow {
 
 // Empties the log; false when the store refused.
 bool clearLog(core::Database& db);
-// Writes Opzioni.LogSiti.
+// Writes Opzioni.LogSiti, in the store.
 bool writeLogSwitch(core::Database& db, bool on);
 
 // The viewer's questions: switching the log ("0231" to "0234") and emptying

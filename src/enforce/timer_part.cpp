@@ -1,6 +1,5 @@
 #include "enforce/timer_part.h"
 
-#include "enforce/site_log.h"
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "support/language.h"
@@ -39,8 +38,8 @@ void TimerPart::MemorizzaSitoVisitato(const std::string& url) {
         // pages it allows are.
         if (matched != p_.sitiConsentiti) return;
     }
-    // A row the store refuses is lost; the enforcement goes on.
-    if (!insertLogRow(m_.db, m_.clock.now(), url)) platform::recordFailure("a visited site was not logged");
+    // A row the log refuses is lost (and traced); the enforcement goes on.
+    (void)m_.log.write(m_.clock.now(), url);
 }
 
 }  // namespace ombrix::enforce

@@ -11,6 +11,7 @@
 #include "core/profile_switches.h"
 #include "core/timers.h"
 #include "enforce/enforcement_host.h"
+#include "enforce/log_file.h"
 #include "enforce/site_list.h"
 #include "platform/browsers.h"
 #include "platform/clock.h"
@@ -25,7 +26,7 @@ class Language;
 namespace ombrix::enforce {
 
 struct EnforcementMachine {
-    core::Database& db;
+    core::Database& db;  // the store
     Language& language;
     platform::Processes& processes;
     platform::WindowSystem& windows;
@@ -36,6 +37,7 @@ struct EnforcementMachine {
     platform::EventPump& pump;
     core::Timers& timers;
     EnforcementHost& host;
+    VisitedSitesLog& log;
 };
 
 // The main form's holders, by their names.

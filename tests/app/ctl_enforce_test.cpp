@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 
 #include "app/ctl_fixture.h"
 #include "core/database.h"
 #include "core/schema.h"
 #include "platform/files.h"
+#include "platform/system.h"
 
 namespace ombrix::app {
 namespace {
@@ -133,7 +135,26 @@ TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeAndClears) {
               "2024-03-05 00:00:00\thttp://mezzanotte.it/\n");
     EXPECT_EQ(run({"log", "clear"}), kOk);
     EXPECT_EQ(run({"log", "show"}), kOk);
-    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(out.str(), "") << "the store's old rows were copied once";
+    core::Database store;
+    ASSERT_TRUE(store.open(db));
+    EXPECT_EQ(store.scalar("SELECT count(*) FROM LogSiti;").toInteger(), 5) << "and stay in the store";
+}
+
+// The log is the file beside the store named by --db; one that is not a log
+// is refused with its message and left as it is.
+TEST_F(CtlEnforce, LogIsTheFileBesideTheStore) {
+    const std::string log = dir.file("Registro") + platform::pathSeparator() + "LogSiti.db";
+    test::writeFile(log, std::string(4096, 'x'));
+    EXPECT_EQ(run({"log", "show"}), kRefused);
+    EXPECT_EQ(err.str().rfind("0350: ", 0), 0u) << err.str();
+    EXPECT_NE(err.str().find(log), std::string::npos) << err.str();
+    EXPECT_EQ(run({"log", "clear"}), kRefused);
+    EXPECT_EQ(readWholeFile(log).value(), std::string(4096, 'x'));
+    std::filesystem::remove(log);
+    EXPECT_EQ(run({"log", "show", "--to", "04/03/2024"}), kOk);
+    EXPECT_EQ(out.str(), "2024-03-05 00:00:00\thttp://mezzanotte.it/\n2024-03-04 10:00:00\thttp://ieri.it/\n")
+        << "a new log, filled from the store";
 }
 
 TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessagesAndChangesNothing) {

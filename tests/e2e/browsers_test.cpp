@@ -124,7 +124,7 @@ protected:
     // The logged addresses in the order they were written.
     [[nodiscard]] std::vector<std::string> logged() const {
         return test::splitLines(
-            install.scalar("SELECT group_concat(URL, char(10)) FROM (SELECT URL FROM LogSiti ORDER BY rowid);"));
+            install.logScalar("SELECT group_concat(URL, char(10)) FROM (SELECT URL FROM LogSiti ORDER BY rowid);"));
     }
     bool waitLogged(const std::string& address) const {
         return waitFor([&] { return contains(logged(), address); });
@@ -282,8 +282,8 @@ TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnce) {
     const std::vector<std::string> expected{"http://scuola.example/l'albero", "http://scuola.example/storia",
                                             "https://biblioteca.example/", "https://www.museo.example/S\u00e0la"};
     EXPECT_EQ(rows, expected);
-    EXPECT_EQ(install.scalar("SELECT COUNT(*) FROM LogSiti "
-                             "WHERE DataOra IS NULL OR DataOra NOT LIKE '____-__-__ __:__:__';"),
+    EXPECT_EQ(install.logScalar("SELECT COUNT(*) FROM LogSiti "
+                                "WHERE DataOra IS NULL OR DataOra NOT LIKE '____-__-__ __:__:__';"),
               "0")
         << "every row has its date and time";
 }

@@ -12,7 +12,9 @@
 #include "core/machine_journal.h"
 #include "core/schema.h"
 #include "core/store.h"
+#include "enforce/log_file.h"
 #include "platform/file_registry.h"
+#include "platform/filesystem.h"
 #include "platform/registry.h"
 #include "platform/files.h"
 #include "platform/text.h"
@@ -101,6 +103,21 @@ void Installation::sql(const std::string& statements) const {
 std::string Installation::scalar(const std::string& query) const {
     core::Database db;
     if (!db.open(pathToUtf8(database()))) return "<cannot open>";
+    return db.scalar(query).toText();
+}
+
+void Installation::logSql(const std::string& statements) const {
+    core::Database store, log;
+    ASSERT_TRUE(store.open(pathToUtf8(database())));
+    const enforce::LogOpening opening =
+        enforce::openLogFile(platform::realFileSystem(), pathToUtf8(database().parent_path()), '\\', store, log);
+    ASSERT_TRUE(opening.ok()) << opening.detail();
+    ASSERT_TRUE(log.exec(statements)) << log.lastError();
+}
+
+std::string Installation::logScalar(const std::string& query) const {
+    core::Database db;
+    if (!std::filesystem::exists(logFile()) || !db.open(pathToUtf8(logFile()))) return "<no log>";
     return db.scalar(query).toText();
 }
 

@@ -35,6 +35,12 @@ public:
     // Runs SQL on the store while the program is not running.
     void sql(const std::string& statements) const;
     [[nodiscard]] std::string scalar(const std::string& query) const;
+    // The visited-sites log's own file beside the store.
+    [[nodiscard]] std::filesystem::path logFile() const { return folder_ / L"DataBase" / L"Registro" / L"LogSiti.db"; }
+    // Runs SQL on the log file, made as the program makes it when missing.
+    void logSql(const std::string& statements) const;
+    // A value from the log file; "<no log>" until there is one.
+    [[nodiscard]] std::string logScalar(const std::string& query) const;
     void setPassword(const std::string& password) const;
 
 private:

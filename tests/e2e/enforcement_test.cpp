@@ -13,6 +13,8 @@
 #include "core/win32/resource.h"
 #include "enforce/win32/log_form_ids.h"
 #include "e2e/driver.h"
+#include "fakes/fixtures.h"
+#include "platform/files.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
 
@@ -112,11 +114,13 @@ TEST_F(EnforcementTest, AForbiddenWindowIsClosedWithANotice) {
 }
 
 TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
-    install.sql(
+    // The rows are in the log's own file; the store's old table holds none.
+    install.logSql(
         "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime', '-1 minute'), "
         "'http://oggi.example/1');"
         "INSERT INTO LogSiti (DataOra, URL) VALUES (datetime('now', 'localtime'), 'http://oggi.example/2');"
         "INSERT INTO LogSiti (DataOra, URL) VALUES ('2020-01-01 10:00:00', 'http://vecchio.example/');");
+    ASSERT_EQ(install.scalar("SELECT count(*) FROM LogSiti;"), "0");
     HWND main = start();
     ASSERT_TRUE(main);
     login(main, L"Segreta1");
@@ -164,6 +168,33 @@ TEST_F(EnforcementTest, TheLogViewerShowsARangeAndRefusesABadDate) {
         closed = waitFor([&] { return !IsWindow(viewer); });
     }
     EXPECT_TRUE(closed);
+}
+
+// Any user may put a file of their own in the log's place: the viewer says
+// so, and the program goes on.
+TEST_F(EnforcementTest, TheLogViewerSaysWhenTheLogIsNotALog) {
+    std::filesystem::create_directories(install.logFile().parent_path());
+    test::writeFile(pathToUtf8(install.logFile()), std::string(4096, 'x'));
+    HWND main = start();
+    ASSERT_TRUE(main);
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDLOGSITI)); }));
+    HWND box = nullptr;
+    ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDLOGSITI),
+                           [&] { return (box = messageBox(*program, IDOK)) != nullptr; }));
+    pause(500ms);  // drawn before it is shown
+    screenshot("frmLogSiti-not-a-log");
+    EXPECT_EQ(text(GetDlgItem(box, 0xFFFF)).rfind(L"Il registro dei siti visitati non \u00e8 un registro di Ombrix", 0),
+              0u)
+        << win32::fromWide(text(GetDlgItem(box, 0xFFFF)));
+    PostMessageW(box, WM_COMMAND, IDOK, 0);
+    HWND viewer = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (viewer = formWith(*program, IDC_LISTEXPORTSITIVISITATI)) != nullptr; }));
+    EXPECT_EQ(SendMessageW(GetDlgItem(viewer, IDC_LISTEXPORTSITIVISITATI), LVM_GETITEMCOUNT, 0, 0), 0);
+    PostMessageW(viewer, WM_COMMAND, IDCANCEL, 0);
+    EXPECT_TRUE(waitFor([&] { return !IsWindow(viewer); }));
+    EXPECT_TRUE(program->running());
+    EXPECT_EQ(readWholeFile(pathToUtf8(install.logFile())).value(), std::string(4096, 'x'));
 }
 
 }  // namespace

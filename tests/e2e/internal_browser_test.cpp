@@ -61,7 +61,8 @@ protected:
         }
     }
     [[nodiscard]] bool logged(const std::string& address) const {
-        return install.scalar("SELECT COUNT(*) FROM LogSiti WHERE URL = '" + address + "';") != "0";
+        const std::string n = install.logScalar("SELECT COUNT(*) FROM LogSiti WHERE URL = '" + address + "';");
+        return n != "0" && n != "<no log>";
     }
     void go(HWND browser, const std::wstring& address) {
         HWND edit = FindWindowExW(GetDlgItem(browser, IDC_CMBINDIRIZZI), nullptr, L"Edit", nullptr);

@@ -21,10 +21,13 @@ std::string writeEnforcementLanguage(const TempDir& dir) {
 }
 
 EnforcementRig::EnforcementRig()
-    : language(writeEnforcementLanguage(dir), platform::pathSeparator()), db(deliveredStore()) {
+    : language(writeEnforcementLanguage(dir), platform::pathSeparator()),
+      db(deliveredStore()),
+      log(platform::realFileSystem(), clock, db, [this] { return pathToUtf8(dir.path()); },
+          platform::pathSeparator()) {
     keyboard.onCtrlW = [this] { browsers.pressCtrlW(); };
     enforcement = std::make_unique<enforce::Enforcement>(enforce::Enforcement::Machine{
-        db, language, processes, windows, keyboard, browsers, browsers, clock, pump, timers, host});
+        db, language, processes, windows, keyboard, browsers, browsers, clock, pump, timers, host, log});
 }
 
 long long EnforcementRig::addProfile(long long id, bool sitiProibiti, const std::vector<std::string>& sites,
@@ -57,7 +60,10 @@ void EnforcementRig::use(long long id, core::ProfileSwitches switches) {
 
 std::vector<std::string> EnforcementRig::loggedUrls() {
     std::vector<std::string> urls;
-    core::Statement q = db.prepare("SELECT URL FROM LogSiti ORDER BY rowid;");
+    core::Database* file = log.connection();
+    EXPECT_NE(file, nullptr) << log.opening().detail();
+    if (file == nullptr) return urls;
+    core::Statement q = file->prepare("SELECT URL FROM LogSiti ORDER BY rowid;");
     while (q.step()) urls.push_back(q.column(0).toText());
     return urls;
 }

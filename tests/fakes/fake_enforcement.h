@@ -160,7 +160,7 @@ struct EnforcementRig {
                          const std::vector<std::string>& processes = {}, const std::vector<std::string>& titles = {});
     // Puts a profile in use as the controller does: switches, then the three loaders.
     void use(long long id, core::ProfileSwitches switches = {});
-    // The visited-sites log, oldest first.
+    // The visited-sites log file, oldest first.
     [[nodiscard]] std::vector<std::string> loggedUrls();
     // Journal entries that begin with `prefix`, in order.
     [[nodiscard]] std::vector<std::string> entries(const std::string& prefix) const;
@@ -177,6 +177,8 @@ struct EnforcementRig {
     FakeBrowsers browsers{processes, journal};
     FakeClock clock;
     FakeHost host{journal};
+    // The log file in `dir`, filled from `db` when new.
+    enforce::VisitedSitesLog log;
     std::unique_ptr<enforce::Enforcement> enforcement;
 };
 

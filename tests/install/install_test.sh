@@ -77,11 +77,15 @@ check "the machine's key names the store's folder" test "$(reg_value 'HKLM\SOFTW
 
 echo "== the program starts"
 sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
+sql "INSERT INTO LogSiti (DataOra, URL) VALUES ('2020-01-01 10:00:00', 'http://vecchio.example/');"  # an older log
 "$root/scripts/wine-run" "$instdir/ombrix.exe" </dev/null >/dev/null 2>&1 &
 for _ in $(seq 100); do running && break; sleep 0.2; done
 check "ombrix.exe runs" running
 sleep 3
 check "and keeps running" running
+check "the log is read from its own file, filled from the store's old rows" \
+  test "$(w "$instdir/ombrixctl.exe" log show | tr -d '\r')" = "$(printf '2020-01-01 10:00:00\thttp://vecchio.example/')"
+check "the log's file beside the store" test -f "$(dirname "$store")/Registro/LogSiti.db"
 
 echo "== silent upgrade to $next_version over the running program"
 hash=$(sql "SELECT PasswordAdmin FROM Opzioni;")

@@ -14,6 +14,7 @@
 #include "core/store_location.h"
 #include "core/win32/options_form.h"
 #include "core/win32/program_icon.h"
+#include "enforce/log_file.h"
 #include "enforce/win32/log_form.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -67,7 +68,9 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
         case app::AdminForm::Log: {
             // The running program reads the switch back when this ends.
             const core::Value on = core::ReadField(store.connection, "Opzioni", "LogSiti", core::kOptionsRow);
-            LogFormContext context{store.connection, language, machine.dialogs(), machine.clock(),
+            enforce::VisitedSitesLog siteLog(machine.fileSystem(), machine.clock(), store.connection,
+                                             [&] { return store.folder; }, '\\');
+            LogFormContext context{store.connection, siteLog, language, machine.dialogs(), machine.clock(),
                                    !on.isNull() && on.toBool(), [](bool) {}};
             showLogForm(owner.get(), context);
             return app::kAdminSaved;

@@ -86,9 +86,12 @@ int run() {
         [&] { return core::journalLocation(env, store.folder); });
     controller.setMachineProfile(&machineSettings);
     host.setMachineSettings(&machineSettings);
+    // The visited-sites log's own file, beside the store in a folder the pupil's session may write.
+    enforce::VisitedSitesLog siteLog(machine.fileSystem(), machine.clock(), store.connection,
+                                     [&] { return store.folder; }, '\\');
     enforce::Enforcement enforcement({store.connection, language, processes, machine.windows(),
                                       machine.keyboard(), browsers, browsers, machine.clock(), machine.pump(), form,
-                                      host});
+                                      host, siteLog});
     controller.setProfileLists(&enforcement);
     enforcement.setBrowserPolicies(&machineSettings);
     schedule::StoredSchedule schedule(store.connection, machine.clock());
@@ -96,7 +99,7 @@ int run() {
     form.setController(&controller);
     form.killTaskManager = [&] { controller.killTaskManager(); };
     const auto showLogViewer = [&] {
-        win32::LogFormContext context{store.connection, language, machine.dialogs(), machine.clock(),
+        win32::LogFormContext context{store.connection, siteLog, language, machine.dialogs(), machine.clock(),
                                       controller.logSwitch(), [&](bool on) { controller.setLogSwitch(on); }};
         win32::showLogForm(form.window(), context);
     };

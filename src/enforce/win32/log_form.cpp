@@ -15,6 +15,8 @@
 namespace ombrix::win32 {
 namespace {
 
+constexpr UINT kShowWhenVisible = WM_APP + 1;
+
 struct State {
     LogFormContext& context;
     std::unique_ptr<DialogTranslation> translation;
@@ -78,6 +80,18 @@ void exclamation(State& st, const char* id) {
                                    platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
 }
 
+void exclamation(State& st, const char* id, const std::string& detail) {
+    st.context.dialogs.messageBox({id, st.context.language.TestoMessaggio(id) + " " + detail, "Ombrix",
+                                   platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+}
+
+// The log's connection; a log that cannot be opened is told, with why.
+core::Database* logFile(State& st) {
+    core::Database* log = st.context.log.connection();
+    if (!log) exclamation(st, st.context.log.opening().messageId(), st.context.log.opening().detail());
+    return log;
+}
+
 bool confirm(State& st, const char* id, const std::string& question) {
     return st.context.dialogs.messageBox({id, question, "Ombrix", platform::MessageIcon::Exclamation,
                                           platform::MessageButtons::YesNo}) == platform::MessageAnswer::Yes;
@@ -91,7 +105,17 @@ void show(HWND dialog, State& st) {
         exclamation(st, check.message);
         return;
     }
-    if (const auto rows = enforce::readLog(st.context.db, check.from, check.to)) fill(dialog, *rows);
+    core::Database* log = logFile(st);
+    if (!log) {
+        fill(dialog, {});
+        return;
+    }
+    if (const auto rows = enforce::readLog(*log, check.from, check.to)) {
+        fill(dialog, *rows);
+    } else {
+        fill(dialog, {});
+        exclamation(st, "0353", log->lastError());
+    }
 }
 
 INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
@@ -114,10 +138,23 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
             setWindowText(GetDlgItem(dialog, IDC_TXTDATAA), today);
             CheckDlgButton(dialog, IDC_CHKLOGSITI, st->context.logSwitch ? BST_CHECKED : BST_UNCHECKED);
             setupList(dialog, *st);
-            show(dialog, *st);
+            // A log that cannot be opened is told once the viewer is on
+            // screen, so that the message stands over it.
+            if (st->context.log.connection()) {
+                show(dialog, *st);
+            } else {
+                PostMessageW(dialog, kShowWhenVisible, 0, 0);
+            }
             keepAboveOwner(dialog);
             return TRUE;
         }
+        case kShowWhenVisible:
+            // The dialog box would be shown once the queue is idle: shown
+            // and painted now, before the message covers it.
+            ShowWindow(dialog, SW_SHOW);
+            UpdateWindow(dialog);
+            show(dialog, *st);
+            return TRUE;
         case WM_COMMAND:
             switch (LOWORD(wp)) {
                 case IDOK:
@@ -137,7 +174,13 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
                 }
                 case IDC_CMDSVUOTALOGSITI:
                     if (confirm(*st, "0235", enforce::clearLogQuestion(st->context.language))) {
-                        if (enforce::clearLog(st->context.db)) fill(dialog, {});
+                        if (core::Database* log = logFile(*st)) {
+                            if (enforce::clearLog(*log)) {
+                                fill(dialog, {});
+                            } else {
+                                exclamation(*st, "0352", log->lastError());
+                            }
+                        }
                     }
                     return TRUE;
                 case IDCANCEL:
