@@ -108,19 +108,5 @@ TEST_F(StoreTest, InteractiveInsertShowsTheListsMessageAndReloads) {
     EXPECT_EQ(dialogs.shown.size(), 1u) << "an empty value is silently not stored";
 }
 
-TEST_F(StoreTest, LoadersGiveRowsInStoreOrderWithUnderscoreKeys) {
-    for (const char* site : {"zeta.it", "alfa.it", "Media.it"}) {
-        ASSERT_EQ(insertListEntry(db, ListKind::Sites, 1, site), InsertResult::Inserted);
-    }
-    ASSERT_EQ(insertListEntry(db, ListKind::Sites, 2, "altro.it"), InsertResult::Inserted);
-    std::vector<std::string> texts;
-    for (const auto& r : loadListRows(db, ListKind::Sites, 1)) {
-        texts.push_back(r.text);
-        EXPECT_EQ(r.key, "_" + std::to_string(r.id));
-    }
-    EXPECT_EQ(texts, (std::vector<std::string>{"zeta.it", "alfa.it", "Media.it"}));
-    EXPECT_TRUE(loadListRows(db, ListKind::Processes, 1).empty());
-}
-
 }  // namespace
 }  // namespace ombrix::core
