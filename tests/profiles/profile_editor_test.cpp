@@ -149,6 +149,8 @@ TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
     EXPECT_EQ(editor.addEntry(ListKind::Sites), Outcome::Done);
     EXPECT_EQ(add(ListKind::Sites, "http://EXAMPLE.org"), Outcome::Refused);
     EXPECT_EQ(dialogs.shown.back().messageId, "0108");
+    EXPECT_EQ(lastShown(), "T0108");
+    EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Exclamation);
     EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
     EXPECT_EQ(lastShown(), "T0031 gioco.exe T0032");
     EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Refused);
