@@ -89,17 +89,15 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     for (const auto& [typed, saved] : pages) EXPECT_EQ(normalisedHomePage(typed), saved) << typed;
 }
 
-// The save's allowed-list check says what the enforcement would say.
+// The save's allowed-list check: the enforcement's rule (its cases are the
+// site rule's table), over non-empty entries, with programs and built-in pages let through.
 TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
     const struct {
         const char* page;
         std::vector<std::string> sites;
         bool allowed;
     } cases[] = {
-        {"http://www.example.org/a", {"http://example.org"}, true},
         {"https://sub.example.org/", {"http://example.org"}, false},
-        {"https://sub.example.org/", {".example.org"}, true},
-        {"http://x.org/?q=CASINO", {"*casino"}, true},
         {"http://example.org", {"http://other.org", "", "*example"}, true},
         {"http://example.org", {""}, false},
         {"http://example.org", {}, false},
