@@ -113,6 +113,11 @@ public:
         int kind;
     };
     std::vector<Notice> notices;
+    [[nodiscard]] std::vector<std::string> noticeTexts() const {
+        std::vector<std::string> out;
+        for (const auto& n : notices) out.push_back(n.text);
+        return out;
+    }
     std::vector<std::string> opened;
     bool schedule = false;
     long long profile = 0;
