@@ -152,8 +152,7 @@ private:
     Journal& journal_;
 };
 
-// A language file holding the texts the enforcement shows, so that a notice
-// reads "<text of the message> <detail>".
+// The numbered language file, so that a notice reads "T<id> <detail>".
 std::string writeEnforcementLanguage(const TempDir& dir);
 
 // The machine, the store (the delivered schema in memory) and the enforcement.
