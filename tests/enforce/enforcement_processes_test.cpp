@@ -156,17 +156,6 @@ TEST(WindowTimer, ClosesForbiddenTitlesAndSilentPrompts) {
     EXPECT_EQ(rig.windows.titleWalks, 1) << "one walk of the desktop for the whole list";
 }
 
-TEST(WindowTimer, ABlankTitleFindsNothing) {
-    test::EnforcementRig rig;
-    rig.addProfile(2, true, {}, {}, {"_***_"});
-    ASSERT_TRUE(rig.db.run("INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (2, NULL);"));
-    rig.use(2);
-    rig.windows.add("");
-    rig.journal.entries.clear();
-    rig.enforcement->tickChiudiFinestre();
-    EXPECT_EQ(rig.entries("close"), Entries{});
-}
-
 TEST(TaskManagerTimer, KillsTaskManagerAndConfigurationAndKeepsNoticesOnTop) {
     test::EnforcementRig rig;
     rig.processes.start("Taskmgr.exe");
