@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
-#include "support/language.h"
 
 namespace ombrix::core {
 namespace {
@@ -87,39 +85,6 @@ TEST_F(StoreTest, InsertsRefuseDuplicatesAndEmptyValues) {
         ASSERT_EQ(rows.size(), 1u);
         EXPECT_EQ(rows[0].text, c.first) << "stored exactly as given, apostrophes included";
     }
-}
-
-TEST_F(StoreTest, InteractiveInsertShowsTheListsMessageAndReloads) {
-    test::TempDir dir;
-    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0108=Sito gi\xE0 presente\r\n");
-    Language lang(dir.path().string(), platform::pathSeparator());
-    test::RecordingDialogs dialogs;
-    int reloads = 0;
-    auto reload = [&] { ++reloads; };
-    EXPECT_EQ(insertListEntryInteractive(db, dialogs, lang, ListKind::Sites, 1, "x", reload), InsertResult::Inserted);
-    EXPECT_EQ(reloads, 1);
-    EXPECT_TRUE(dialogs.shown.empty());
-    EXPECT_EQ(insertListEntryInteractive(db, dialogs, lang, ListKind::Sites, 1, "X", reload), InsertResult::Duplicate);
-    EXPECT_EQ(reloads, 1) << "no reload after a refusal";
-    ASSERT_EQ(dialogs.shown.size(), 1u);
-    EXPECT_EQ(dialogs.shown[0].text, "Sito già presente");
-    EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Exclamation);
-    EXPECT_EQ(insertListEntryInteractive(db, dialogs, lang, ListKind::Sites, 1, "", reload), InsertResult::EmptyValue);
-    EXPECT_EQ(dialogs.shown.size(), 1u) << "an empty value is silently not stored";
-}
-
-TEST_F(StoreTest, LoadersGiveRowsInStoreOrderWithUnderscoreKeys) {
-    for (const char* site : {"zeta.it", "alfa.it", "Media.it"}) {
-        ASSERT_EQ(insertListEntry(db, ListKind::Sites, 1, site), InsertResult::Inserted);
-    }
-    ASSERT_EQ(insertListEntry(db, ListKind::Sites, 2, "altro.it"), InsertResult::Inserted);
-    std::vector<std::string> texts;
-    for (const auto& r : loadListRows(db, ListKind::Sites, 1)) {
-        texts.push_back(r.text);
-        EXPECT_EQ(r.key, "_" + std::to_string(r.id));
-    }
-    EXPECT_EQ(texts, (std::vector<std::string>{"zeta.it", "alfa.it", "Media.it"}));
-    EXPECT_TRUE(loadListRows(db, ListKind::Processes, 1).empty());
 }
 
 }  // namespace

@@ -107,17 +107,6 @@ TEST_F(Readers, ChromeValueIsLoweredAndCompletedAndNothingWhileTheFocusIsInTheBa
     EXPECT_EQ(readers.IndirizzoChrome(), "chrome://settings");
 }
 
-TEST_F(Readers, OnlyTheSecondWindowOfTheClassIsSearchedFirst) {
-    processes.start("chrome.exe");
-    // The first window of the class holds a bar too: the first attempt never looks there.
-    const auto first = desktop.addWindow("Chrome_WidgetWin_1");
-    desktop.addNode(first, {kChromeBar, "", false, "first.org", false});
-    const auto second = desktop.addWindow("Chrome_WidgetWin_1");
-    desktop.addNode(second, {kChromeBar, "", false, "second.org", false});
-    auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://second.org");
-}
-
 TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
     struct Case {
         const char* setting;
@@ -137,7 +126,8 @@ TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
         desktop = FakeDesktop{};
         processes.running.clear();
         processes.start("chrome.exe");
-        // One window only: the first attempt fails and the localized one reads.
+        // One window only: the first attempt, which searches the class's second
+        // window, fails and the localized one reads and writes the setting back.
         const auto w = desktop.addWindow("Chrome_WidgetWin_1");
         desktop.addNode(w, {c.barName, "", false, "x.org", false});
         auto readers = make();

@@ -56,11 +56,6 @@ protected:
         rig.use(2, s);
         rig.journal.entries.clear();
     }
-    std::vector<std::string> noticeTexts() const {
-        std::vector<std::string> out;
-        for (const auto& n : rig.host.notices) out.push_back(n.text);
-        return out;
-    }
     test::EnforcementRig rig;
 };
 
@@ -69,7 +64,7 @@ TEST_F(ProcessTimer, AForbiddenProgramIsTerminatedWithANotice) {
     rig.processes.start("notepad.exe");
     rig.enforcement->tickProcessiVietati();
     EXPECT_EQ(rig.entries("kill"), Entries{"kill notepad.exe"});
-    EXPECT_EQ(noticeTexts(), Entries{"T0171 Notepad.EXE"});
+    EXPECT_EQ(rig.host.noticeTexts(), Entries{"T0171 Notepad.EXE"});
     EXPECT_EQ(rig.host.notices[0].kind, kNoticeProcess);
     rig.enforcement->tickProcessiVietati();
     EXPECT_EQ(rig.host.notices.size(), 1u) << "nothing left to terminate";
@@ -84,7 +79,7 @@ TEST_F(ProcessTimer, ARenamedCopyIsEndedAndAnotherProgramIsLeftAlone) {
     EXPECT_EQ(rig.entries("kill"),
               (Entries{"kill appunti.exe", "kill navigatore.exe", "kill navigatore.exe", "kill navigatore.exe"}))
         << "a renamed browser is ended until gone, as the browser itself";
-    EXPECT_EQ(noticeTexts(), (Entries{"T0171 gioco.exe", "T0170"}));
+    EXPECT_EQ(rig.host.noticeTexts(), (Entries{"T0171 gioco.exe", "T0170"}));
     ASSERT_EQ(rig.processes.running.size(), 1u);
     EXPECT_EQ(rig.processes.running[0].name, "lettore.exe");
 }
@@ -97,13 +92,13 @@ TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill chrome.exe", "kill chrome.exe", "kill chrome.exe", "kill opera.exe"}))
         << "chrome terminated until gone; opera only once in the same tick";
     EXPECT_EQ(rig.entries("start page"), Entries{"start page"}) << "the site list is enforced";
-    EXPECT_EQ(noticeTexts(), Entries{"T0170"});
+    EXPECT_EQ(rig.host.noticeTexts(), Entries{"T0170"});
 
     rig.journal.entries.clear();
     rig.host.notices.clear();
     rig.enforcement->tickProcessiVietati();
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill opera.exe", "kill opera.exe"}));
-    EXPECT_EQ(noticeTexts(), Entries{"T0168"}) << "the next tick hands opera over";
+    EXPECT_EQ(rig.host.noticeTexts(), Entries{"T0168"}) << "the next tick hands opera over";
 }
 
 TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
@@ -159,17 +154,6 @@ TEST(WindowTimer, ClosesForbiddenTitlesAndSilentPrompts) {
         << "shown normally, then closed; silent entries without a notice";
     EXPECT_EQ(rig.host.notices[0].kind, kNoticeWindow);
     EXPECT_EQ(rig.windows.titleWalks, 1) << "one walk of the desktop for the whole list";
-}
-
-TEST(WindowTimer, ABlankTitleFindsNothing) {
-    test::EnforcementRig rig;
-    rig.addProfile(2, true, {}, {}, {"_***_"});
-    ASSERT_TRUE(rig.db.run("INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (2, NULL);"));
-    rig.use(2);
-    rig.windows.add("");
-    rig.journal.entries.clear();
-    rig.enforcement->tickChiudiFinestre();
-    EXPECT_EQ(rig.entries("close"), Entries{});
 }
 
 TEST(TaskManagerTimer, KillsTaskManagerAndConfigurationAndKeepsNoticesOnTop) {

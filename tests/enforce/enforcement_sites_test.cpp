@@ -68,9 +68,7 @@ TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
     rig.browsers.open(rig.browsers.chrome, "http://x.org/?q=casino");
     rig.browsers.chrome.afterClose = {"http://poker.com/", "http://www.giochi.it/"};
     sites().BloccaSitiDaElencoVietatiChrome();
-    std::vector<std::string> texts;
-    for (const auto& n : rig.host.notices) texts.push_back(n.text);
-    EXPECT_EQ(texts, (Entries{"T0180 http://x.org/?q=casino", "T0182 http://poker.com/"}));
+    EXPECT_EQ(rig.host.noticeTexts(), (Entries{"T0180 http://x.org/?q=casino", "T0182 http://poker.com/"}));
     EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
     EXPECT_EQ(e().holders().lblChrome, "http://www.giochi.it/");
 }

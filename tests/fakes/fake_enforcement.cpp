@@ -9,14 +9,7 @@
 namespace ombrix::test {
 
 std::string writeEnforcementLanguage(const TempDir& dir) {
-    // Short stand-ins for the real texts: each names its identifier.
-    std::string lng = "[Strings]\r\n";
-    for (const char* id : {"0137", "0168", "0169", "0170", "0171", "0172", "0173", "0174", "0180", "0181", "0182",
-                           "0184", "0185", "0186", "0231", "0232", "0233", "0234", "0235", "0236", "0237", "0245",
-                           "0246"}) {
-        lng += std::string(id) + "=T" + id + "\r\n";
-    }
-    writeFile(dir.file("italian.lng"), lng);
+    writeFile(dir.file("italian.lng"), "[Strings]\r\n" + numberedTexts());
     return pathToUtf8(dir.path());
 }
 

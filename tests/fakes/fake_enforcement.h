@@ -113,6 +113,11 @@ public:
         int kind;
     };
     std::vector<Notice> notices;
+    [[nodiscard]] std::vector<std::string> noticeTexts() const {
+        std::vector<std::string> out;
+        for (const auto& n : notices) out.push_back(n.text);
+        return out;
+    }
     std::vector<std::string> opened;
     bool schedule = false;
     long long profile = 0;
@@ -147,8 +152,7 @@ private:
     Journal& journal_;
 };
 
-// A language file holding the texts the enforcement shows, so that a notice
-// reads "<text of the message> <detail>".
+// The numbered language file, so that a notice reads "T<id> <detail>".
 std::string writeEnforcementLanguage(const TempDir& dir);
 
 // The machine, the store (the delivered schema in memory) and the enforcement.

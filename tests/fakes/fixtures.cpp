@@ -26,6 +26,16 @@ TempDir::~TempDir() {
 
 std::string TempDir::file(std::string_view name) const { return pathToUtf8(path_ / pathFromUtf8(name)); }
 
+std::string numberedTexts() {
+    std::string lng;
+    for (int id = 1; id <= 340; ++id) {
+        std::string key = std::to_string(id);
+        key = std::string(4 - key.size(), '0') + key;
+        lng += key + "=T" + key + "\r\n";
+    }
+    return lng;
+}
+
 void writeFile(const std::string& path, std::string_view bytes) {
     const auto p = pathFromUtf8(path);
     std::filesystem::create_directories(p.parent_path());

@@ -38,6 +38,10 @@ public:
     QuickPasswords& operator=(const QuickPasswords&) = delete;
 };
 
+// The [Strings] lines of a language file whose every message reads "T<id>",
+// so that a joined text shows which identifiers were shown.
+std::string numberedTexts();
+
 // Writes bytes to a file, creating folders as needed.
 void writeFile(const std::string& path, std::string_view bytes);
 

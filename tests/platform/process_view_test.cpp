@@ -7,7 +7,7 @@
 namespace ombrix::platform {
 namespace {
 
-TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeLimit) {
+TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeAndNamesReadOncePerProcess) {
     test::Journal journal;
     test::FakeProcesses system(journal);
     test::FakeClock clock;
@@ -29,13 +29,9 @@ TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeLimit) {
     view.refresh();
     EXPECT_EQ(view.snapshot().size(), 2u);
     EXPECT_EQ(view.systemSnapshots(), 4u);
-}
 
-TEST(SharedProcessView, NamesInsideAreReadOncePerProcessAndForgottenWhenItEnds) {
-    test::Journal journal;
-    test::FakeProcesses system(journal);
-    test::FakeClock clock;
-    SharedProcessView view(system, clock, 500);
+    // The names inside are read once per process and forgotten when it ends.
+    system.running.clear();
     system.startRenamed("appunti.exe", "gioco.exe");
     system.start("explorer.exe");
     for (int tick = 0; tick < 5; ++tick) {

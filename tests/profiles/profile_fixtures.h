@@ -1,23 +1,13 @@
 #pragma once
-// What the profile tests share: a language file whose every message reads
-// "T<id>", so a joined text shows which identifiers were shown, and every
-// row of the tables a profile lives in.
+// What the profile tests share: the numbered language texts, and every row
+// of the tables a profile lives in.
 
 #include <string>
 
 #include "core/database.h"
+#include "fakes/fixtures.h"
 
 namespace ombrix::test {
-
-inline std::string numberedTexts() {
-    std::string lng;
-    for (int id = 1; id <= 340; ++id) {
-        std::string key = std::to_string(id);
-        key = std::string(4 - key.size(), '0') + key;
-        lng += key + "=T" + key + "\r\n";
-    }
-    return lng;
-}
 
 inline std::string profileRows(core::Database& db) {
     std::string out;

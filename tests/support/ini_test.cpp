@@ -40,7 +40,7 @@ std::string paddedFile(std::size_t size, const std::string& head) {
 
 std::string fixedReader(const std::string&, const std::string&, const std::string&) { return "from-reader"; }
 
-TEST(ReadValue, ChoosesThePathByFileSize) {
+TEST(ReadValue, ChoosesThePathByFileSizeAndDecodesWindows1252) {
     test::TempDir dir;
     const std::string small = dir.file("small.ini");
     const std::string large = dir.file("large.ini");
@@ -50,10 +50,8 @@ TEST(ReadValue, ChoosesThePathByFileSize) {
     EXPECT_EQ(readValue(small, "Strings", "0001", &fixedReader), "from-reader");
     EXPECT_EQ(readValue(large, "Strings", "0001", &fixedReader), "Ciao");
     EXPECT_EQ(readValue(dir.file("missing.ini"), "Strings", "0001", &fixedReader), "");
-}
 
-TEST(ReadValue, DecodesWindows1252) {
-    test::TempDir dir;
+    // Both paths decode Windows-1252.
     const std::string path = dir.file("lang.ini");
     test::writeFile(path, "[Strings]\r\n0001=Perch\xE9 \x80\r\n");
     EXPECT_EQ(readValue(path, "Strings", "0001", &portableProfileString), "Perché €");

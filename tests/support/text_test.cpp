@@ -5,14 +5,12 @@
 namespace ombrix {
 namespace {
 
-TEST(Cp1252, DecodesEveryByteRoundTripsAndKnowsItsCharacters) {
+TEST(Cp1252, DecodesEveryByteRoundTripsAndMarksWhatItCannotHold) {
     std::string all;
     for (int b = 1; b < 256; ++b) all += static_cast<char>(b);
     EXPECT_EQ(utf8ToCp1252(cp1252ToUtf8(all)), all);
     EXPECT_EQ(cp1252ToUtf8("\x80 \xE8\xC8 \x93x\x94 \x8A\x9A plain"), "€ èÈ \u201Cx\u201D Šš plain");
-}
-
-TEST(Cp1252, CharactersOutsideTheCodePageBecomeQuestionMarks) {
+    // Characters outside the code page, and stray bytes, become question marks.
     EXPECT_EQ(utf8ToCp1252("\u4E2D\u6587 ok"), "?? ok");
     EXPECT_EQ(utf8ToCp1252("bad \xFF byte"), "bad ? byte");
 }
