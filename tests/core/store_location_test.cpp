@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "core/schema.h"
 #include "core/settings_reg.h"
@@ -14,6 +15,17 @@
 
 namespace ombrix::core {
 namespace {
+
+// A store's machine made of fakes, on Windows' separator.
+struct FakeMachine {
+    platform::FileRegistry registry;
+    test::FakeFileSystem files;
+    test::FakeSystem system;
+    test::RecordingDialogs dialogs;
+    Language language{"C:\\nowhere", '\\'};
+    StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
+    auto parts() { return std::tie(registry, files, system, env); }
+};
 
 using platform::RegRoot;
 
@@ -42,12 +54,8 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
         {"a drive root gets one separator", 5, false, false, true, "", "C:\\DataBase", false, "C:\\"},
     };
     for (const auto& c : cases) {
-        platform::FileRegistry registry;
-        test::FakeFileSystem files;
-        test::FakeSystem system;
-        test::RecordingDialogs dialogs;
-        Language language{"C:\\nowhere", '\\'};
-        StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
+        FakeMachine m;
+        auto [registry, files, system, env] = m.parts();
         system.major = c.windowsMajor;
         system.folder = c.programFolder;
         if (!c.homeDrive) system.env.clear();
@@ -126,12 +134,8 @@ TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
         {"an old one that cannot leave stays in use", true, true, true, beside, true},
     };
     for (const auto& c : cases) {
-        platform::FileRegistry registry;
-        test::FakeFileSystem files;
-        test::FakeSystem system;
-        test::RecordingDialogs dialogs;
-        Language language{"C:\\nowhere", '\\'};
-        StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
+        FakeMachine m;
+        auto [registry, files, system, env] = m.parts();
         if (c.localFolder) system.env["LOCALAPPDATA"] = "C:\\Users\\alunno\\AppData\\Local";
         if (c.oldJournal) files.files[beside] = "journal";
         if (c.storeReadOnly) files.readOnlyDirectories.insert(store);

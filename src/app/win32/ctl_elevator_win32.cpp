@@ -11,19 +11,6 @@
 namespace ombrix::app {
 namespace {
 
-std::string systemMessage(DWORD code) {
-    wchar_t* text = nullptr;
-    const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                                       FORMAT_MESSAGE_IGNORE_INSERTS,
-                                   nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-    std::wstring message = n ? std::wstring(text, n) : L"error " + std::to_wstring(code);
-    if (text) LocalFree(text);
-    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' ')) {
-        message.pop_back();
-    }
-    return win32::fromWide(message);
-}
-
 // The calling user's SID as text ("S-1-5-21-..."); empty when it cannot be read.
 std::wstring userSid() {
     HANDLE raw = nullptr;
@@ -55,7 +42,7 @@ std::wstring ownPath() {
 std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
     const std::wstring sid = userSid();
     if (sid.empty()) {
-        error = systemMessage(GetLastError());
+        error = win32::systemMessage(GetLastError());
         return std::nullopt;
     }
     // The caller, and the administrators: the person who consents may be
@@ -64,7 +51,7 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
     const std::wstring sddl = L"D:P(A;OICI;FA;;;" + sid + L")(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, &descriptor, nullptr)) {
-        error = systemMessage(GetLastError());
+        error = win32::systemMessage(GetLastError());
         return std::nullopt;
     }
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
@@ -72,7 +59,7 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
     const DWORD n = GetTempPathW(MAX_PATH + 1, temp);
     std::optional<std::string> made;
     if (n == 0 || n > MAX_PATH) {
-        error = systemMessage(GetLastError());
+        error = win32::systemMessage(GetLastError());
     } else {
         // A fresh folder: one that is there already, whoever made it, is never used.
         for (unsigned attempt = 0; !made && attempt < 100; ++attempt) {
@@ -81,11 +68,11 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
             if (CreateDirectoryW(folder.c_str(), &attributes)) {
                 made = win32::fromWide(folder);
             } else if (GetLastError() != ERROR_ALREADY_EXISTS) {
-                error = systemMessage(GetLastError());
+                error = win32::systemMessage(GetLastError());
                 break;
             }
         }
-        if (!made && error.empty()) error = systemMessage(ERROR_ALREADY_EXISTS);
+        if (!made && error.empty()) error = win32::systemMessage(ERROR_ALREADY_EXISTS);
     }
     LocalFree(descriptor);
     return made;

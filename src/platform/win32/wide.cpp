@@ -26,4 +26,17 @@ std::string fromBstr(const wchar_t* text) {
     return text ? fromWide(std::wstring_view(text, SysStringLen(const_cast<BSTR>(text)))) : std::string();
 }
 
+std::string systemMessage(unsigned long code) {
+    wchar_t* text = nullptr;
+    const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                                       FORMAT_MESSAGE_IGNORE_INSERTS,
+                                   nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+    std::wstring message = n ? std::wstring(text, n) : L"error " + std::to_wstring(code);
+    if (text) LocalFree(text);
+    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' ')) {
+        message.pop_back();
+    }
+    return fromWide(message);
+}
+
 }  // namespace ombrix::win32
