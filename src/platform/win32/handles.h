@@ -50,6 +50,7 @@ inline void deleteFont(HFONT font) { DeleteObject(font); }
 inline void destroyMenu(HMENU menu) { DestroyMenu(menu); }
 inline void freeBstr(BSTR text) { SysFreeString(text); }
 inline void unhook(HHOOK hook) { UnhookWindowsHookEx(hook); }
+inline void freeLocal(HLOCAL memory) { LocalFree(memory); }
 
 using UniqueHkey = UniqueHandle<HKEY, closeHkey, nullptr>;
 // Processes, threads, snapshots, files, and the single-instance mutex.
@@ -60,6 +61,9 @@ using UniqueMenu = UniqueHandle<HMENU, destroyMenu, nullptr>;
 using UniqueBstr = UniqueHandle<BSTR, freeBstr, nullptr>;
 // A hook of this thread, removed when its owner goes.
 using UniqueHook = UniqueHandle<HHOOK, unhook, nullptr>;
+// Memory the system allocated for the caller (a security descriptor, a
+// formatted message).
+using UniqueLocal = UniqueHandle<HLOCAL, freeLocal, nullptr>;
 
 // For the calls that fail with INVALID_HANDLE_VALUE instead of null
 // (CreateToolhelp32Snapshot, CreateFileW): a pointer constant cannot be a
