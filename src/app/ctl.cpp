@@ -15,7 +15,7 @@ namespace {
 // The texts of the identifiers the command line prints, for when the
 // language file beside the program is missing or lacks them: a message must
 // never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 24> kBuiltInTexts = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 26> kBuiltInTexts = {{
     {"0090", "The Ombrix database was not found."},
     {"0091", "Database not found"},
     {"0092", "Choose the folder that holds the Ombrix database"},
@@ -38,6 +38,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 24> kBuiltIn
     {"0342",
      "A password cannot be handed from a variable of the environment to a command run as administrator: "
      "run the command from a command prompt opened as administrator."},
+    {"0345", "The access list of the folder could not be set:"},
+    {"0346", "The log folder could not be created:"},
     {"0350", "The visited-sites log is not an Ombrix log; delete it and a new one will be made:"},
     {"0351", "The visited-sites log cannot be opened:"},
     {"0352", "The visited-sites log cannot be written:"},

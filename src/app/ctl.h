@@ -10,6 +10,7 @@
 
 #include "core/desktop_lock.h"
 #include "platform/filesystem.h"
+#include "platform/folder_access.h"
 #include "platform/printers.h"
 #include "platform/registry.h"
 #include "platform/system.h"
@@ -66,6 +67,8 @@ struct CtlEnvironment {
     // Where a prompt for typed input goes; null: standard error. An elevated
     // run that relays its standard error still prompts in its own console.
     std::ostream* prompts = nullptr;
+    // Who may change the store's folders; null where nothing can set it.
+    platform::FolderAccess* folderAccess = nullptr;
 };
 
 // Runs one command line (without the program name); returns the exit status.

@@ -1,8 +1,12 @@
-// ombrixctl commands on the store itself: init, upgrade, profiles.
+// ombrixctl commands on the store itself: init, upgrade, profiles, protect.
+#include <filesystem>
 #include <ostream>
+#include <system_error>
 
 #include "app/ctl_session.h"
 #include "core/schema.h"
+#include "core/store_access.h"
+#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {
@@ -47,6 +51,42 @@ int cmdProfiles(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
+// The folder of the store: the one --db names, else the program's.
+std::optional<std::string> storeFolder(Session& s) {
+    if (!s.dbFile()) {
+        if (!s.open()) return std::nullopt;
+        return s.storeFolder();
+    }
+    if (!s.env().files.fileExists(*s.dbFile())) {
+        s.refuse("0090", *s.dbFile());
+        return std::nullopt;
+    }
+    std::error_code ec;
+    const std::filesystem::path file = std::filesystem::absolute(pathFromUtf8(*s.dbFile()), ec);
+    return pathToUtf8(ec ? pathFromUtf8(*s.dbFile()).parent_path() : file.parent_path());
+}
+
+int cmdProtect(Session& s, const std::vector<std::string>& args) {
+    if (!args.empty()) return s.usage("protect takes no arguments");
+    if (!s.env().folderAccess) {
+        s.err() << "ombrixctl: access lists cannot be set on this machine\n";
+        return kRefused;
+    }
+    const std::optional<std::string> folder = storeFolder(s);
+    if (!folder) return kRefused;
+    const auto failure =
+        core::protectStoreFolders(*s.env().folderAccess, s.env().files, *folder, platform::pathSeparator());
+    if (!failure) {
+        s.out() << "read-only for users\t" << printable(*folder) << "\n";
+        s.out() << "writable for users\t" << printable(core::joinPath(*folder, core::kLogFolderName,
+                                                                        platform::pathSeparator()))
+                << "\n";
+        return kOk;
+    }
+    if (failure->step == core::StoreAccessFailure::Step::MakeLogFolder) return s.refuse("0346", failure->folder);
+    return s.refuse("0345", failure->folder + ": " + failure->error);
+}
+
 }  // namespace
 
 const std::vector<CtlCommand>& storeCommands() {
@@ -54,6 +94,10 @@ const std::vector<CtlCommand>& storeCommands() {
         {"init", "init FILE     write the empty database to FILE (never overwrites)", &cmdInit, &readsOnly},
         {"upgrade", "upgrade       bring the database up to the current structure", &cmdUpgrade},
         {"profiles", "profiles      list the profiles: identifier, a tab, the name", &cmdProfiles, &readsOnly},
+        {"protect",
+         "protect       let only administrators change the database's folder, and users\n"
+         "                write its log folder",
+         &cmdProtect},
     };
     return commands;
 }

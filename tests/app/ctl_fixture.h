@@ -14,6 +14,7 @@
 #include "fakes/fixtures.h"
 #include "platform/file_registry.h"
 #include "platform/files.h"
+#include "platform/folder_access.h"
 
 namespace ombrix::app {
 
@@ -31,6 +32,7 @@ protected:
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
         env.desktop = desktop;
         env.elevator = elevator;
+        env.folderAccess = folderAccess;
         return runCtl(args, env);
     }
     // ombrixctl --db db ARGS...
@@ -52,6 +54,7 @@ protected:
     test::FakeSystem system;
     core::DesktopLock* desktop = nullptr;
     Elevator* elevator = nullptr;
+    platform::FolderAccess* folderAccess = &platform::realFolderAccess();
     std::ostringstream out, err;
 };
 

@@ -1,15 +1,17 @@
 #pragma once
 // Fakes of the machine for the native tests: a scripted file system, system
-// facts, and dialogs that record what was shown.
+// facts, dialogs that record what was shown, and folder access lists.
 
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/dialogs.h"
 #include "platform/filesystem.h"
+#include "platform/folder_access.h"
 #include "platform/system.h"
 
 namespace ombrix::test {
@@ -89,6 +91,20 @@ public:
     std::optional<std::string> browseForFolder(const std::string& prompt) override {
         prompts.push_back(prompt);
         return folderAnswer;
+    }
+};
+
+// The access lists set, in order; a folder in `refused` fails with its text.
+class FakeFolderAccess final : public platform::FolderAccess {
+public:
+    std::vector<std::pair<std::string, platform::FolderAccessKind>> set;
+    std::map<std::string, std::string> refused;
+
+    std::optional<std::string> setAccess(std::string_view folder, platform::FolderAccessKind kind) override {
+        const auto it = refused.find(std::string(folder));
+        if (it != refused.end()) return it->second;
+        set.emplace_back(folder, kind);
+        return std::nullopt;
     }
 };
 

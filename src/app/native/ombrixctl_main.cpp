@@ -9,6 +9,7 @@
 #include "app/ctl.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
+#include "platform/folder_access.h"
 #include "platform/system.h"
 
 namespace {
@@ -32,5 +33,6 @@ int main(int argc, char** argv) {
     ombrix::app::CtlEnvironment env{ombrix::platform::systemRegistry(), ombrix::platform::realFileSystem(),
                                     ombrix::platform::realSystem(), std::cin, std::cout, std::cerr,
                                     isatty(STDIN_FILENO) ? &terminal : nullptr};
+    env.folderAccess = &ombrix::platform::realFolderAccess();
     return ombrix::app::runCtl(args, env);
 }

@@ -11,6 +11,7 @@
 #include "lockdown/win32/shell_win32.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
+#include "platform/folder_access.h"
 #include "platform/system.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -52,6 +53,7 @@ int wmain(int argc, wchar_t** argv) {
                                     stdinIsConsole() ? &console : nullptr};
     const auto printers = ombrix::win32::makePrinters();
     env.printers = printers.get();
+    env.folderAccess = &ombrix::platform::realFolderAccess();
     ombrix::win32::Machine& m = ombrix::win32::machine();
     ombrix::win32::ShellWindowsWin32 shellWindows;
     ombrix::win32::InputHooksWin32 hooks;
