@@ -4,6 +4,7 @@
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
+#include "core/store_access.h"
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/text.h"
@@ -56,6 +57,20 @@ void Controller::killUntilGone(const std::string& imageName) { platform::killUnt
 void Controller::killTaskManager() { killEveryInstance("taskmgr.exe"); }
 
 bool Controller::ensureStore() { return ApriDatabase(m_.env, store_); }
+
+void Controller::protectFolders() {
+    // Without full rights the system would refuse; a process that cannot
+    // must not even try. A failure is the administrator's to see, through
+    // ombrixctl protect, not the pupil's: it is only traced.
+    if (!folderAccess_ || !m_.env.system.elevated()) return;
+    const auto failure = core::protectStoreFolders(*folderAccess_, m_.env.files, store_.folder, m_.env.separator);
+    if (!failure) return;
+    if (failure->step == StoreAccessFailure::Step::MakeLogFolder) {
+        platform::recordFailure("the log folder " + failure->folder + " could not be made");
+    } else {
+        platform::recordFailure("the access list of " + failure->folder + " was not set: " + failure->error);
+    }
+}
 
 std::string Controller::programPath() const {
     std::string name = m_.env.system.programFileName();
@@ -146,7 +161,11 @@ Controller::StartResult Controller::startUp() {
     if (machineProfile_) machineProfile_->rememberSettings();
     killTaskManager();
 
-    if (ensureStore()) reportUpgrade(AggiornaDBAVersioneCorrente(store_.connection));
+    if (ensureStore()) {
+        // Only now is the folder final: the administrator may have picked another.
+        protectFolders();
+        reportUpgrade(AggiornaDBAVersioneCorrente(store_.connection));
+    }
     killTaskManager();
     // A store without a password: the administrator chooses one before anything else.
     if (store_.connection.isOpen() && firstStart()) m_.view.openOptions();

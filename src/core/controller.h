@@ -16,6 +16,7 @@
 #include "core/store_location.h"
 #include "core/timers.h"
 #include "platform/clock.h"
+#include "platform/folder_access.h"
 #include "platform/instance.h"
 #include "platform/processes.h"
 
@@ -85,6 +86,8 @@ public:
     void setMachineProfile(MachineProfile* machine) { machineProfile_ = machine; }
     void setTimeSlotSchedule(TimeSlotSchedule* schedule) { schedule_ = schedule; }
     void setOnScreenKeyboard(OnScreenKeyboard* keyboard) { keyboard_ = keyboard; }
+    // Who may change the store's folders: set again at every elevated start.
+    void setFolderAccess(platform::FolderAccess* access) { folderAccess_ = access; }
 
     enum class StartResult { Running, AnotherInstance };
     // The main form's load, in its fixed order.
@@ -176,6 +179,7 @@ private:
     bool storeReadable();
     void startWithoutStore();
     void finishStartUp();
+    void protectFolders();
     bool runKeyForCurrentUser() const;
     int killEveryInstance(const std::string& imageName);
     void killUntilGone(const std::string& imageName);
@@ -186,6 +190,7 @@ private:
     MachineProfile* machineProfile_ = nullptr;
     TimeSlotSchedule* schedule_ = nullptr;
     OnScreenKeyboard* keyboard_ = nullptr;
+    platform::FolderAccess* folderAccess_ = nullptr;
 
     long long profileInUse_ = 0;
     ProfileSwitches switches_;

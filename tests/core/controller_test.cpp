@@ -271,6 +271,40 @@ TEST_F(ControllerTest, AnOptionTheStoreRefusesLeavesATrace) {
     EXPECT_NE(failures.back().what.find("store refused"), std::string::npos) << failures.back().what;
 }
 
+TEST_F(ControllerTest, AnElevatedStartSetsTheStoreFoldersAccessAndOnlyTracesAFailure) {
+    using platform::FolderAccessKind;
+    const std::string folder = dir.file("DataBase");
+    const std::string logFolder = joinPath(folder, kLogFolderName, platform::pathSeparator());
+    struct Case {
+        bool elevated;
+        std::string refused;  // the folder whose list the system refuses
+        std::vector<std::pair<std::string, FolderAccessKind>> set;
+    };
+    for (const Case& c : std::vector<Case>{
+             {false, "", {}},
+             {true, "", {{folder, FolderAccessKind::ReadOnlyForUsers}, {logFolder, FolderAccessKind::WritableForUsers}}},
+             {true, folder, {}},
+         }) {
+        SCOPED_TRACE(testing::Message() << "elevated " << c.elevated << ", refused " << c.refused);
+        std::filesystem::remove_all(dir.path() / "DataBase" / "Registro");
+        store.connection.close();
+        controller_.reset();
+        test::FakeFolderAccess access;
+        if (!c.refused.empty()) access.refused[c.refused] = "Access is denied.";
+        system.isElevated = c.elevated;
+        controller().setFolderAccess(&access);
+        ASSERT_EQ(controller().startUp(), Controller::StartResult::Running);
+        EXPECT_EQ(access.set, c.set);
+        EXPECT_EQ(std::filesystem::is_directory(dir.path() / "DataBase" / "Registro"), c.set.size() == 2);
+        EXPECT_TRUE(dialogs.shown.empty()) << "not the pupil's business";
+        if (!c.refused.empty()) {
+            ASSERT_FALSE(platform::recentFailures().empty());
+            EXPECT_EQ(platform::recentFailures().back().what,
+                      "the access list of " + folder + " was not set: Access is denied.");
+        }
+    }
+}
+
 TEST_F(ControllerTest, TheKeyboardBoxShowsAndHidesTheKeyboardOnlyForTheAdministrator) {
     struct Keyboard final : OnScreenKeyboard {
         std::vector<std::string> calls;

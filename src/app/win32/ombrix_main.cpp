@@ -24,6 +24,7 @@
 #include "lockdown/win32/shell_win32.h"
 #include "platform/durable.h"
 #include "platform/failures.h"
+#include "platform/folder_access.h"
 #include "platform/win32/debugger_output.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
@@ -85,6 +86,7 @@ int run() {
          machine.fileSystem(), desktop, journal},
         [&] { return core::journalLocation(env, store.folder); });
     controller.setMachineProfile(&machineSettings);
+    controller.setFolderAccess(&platform::realFolderAccess());
     host.setMachineSettings(&machineSettings);
     // The visited-sites log's own file, beside the store in a folder the pupil's session may write.
     enforce::VisitedSitesLog siteLog(machine.fileSystem(), machine.clock(), store.connection,
