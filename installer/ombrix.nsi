@@ -343,6 +343,20 @@ Section "Ombrix"
     ${EndIf}
   ${EndIf}
 
+  ; Only administrators and the system may change the store; the pupil's
+  ; session may write the log folder beside it. Set again on every upgrade, in
+  ; case a list was changed by hand.
+  ${If} ${FileExists} "$StoreDir\DataBase.db"
+    nsExec::ExecToStack '"$INSTDIR\ombrixctl.exe" --db "$StoreDir\DataBase.db" protect'
+    Pop $0
+    Pop $1
+    ${If} $0 != 0
+      Call Utf8Output
+      MessageBox MB_OK|MB_ICONEXCLAMATION "$(ProtectFailed)$\r$\n$1" /SD IDOK
+      SetErrorLevel 6
+    ${EndIf}
+  ${EndIf}
+
   WriteUninstaller "$INSTDIR\uninstall.exe"
   SetShellVarContext all
   CreateShortCut "$SMPROGRAMS\Ombrix.lnk" "$INSTDIR\ombrix.exe"
@@ -416,6 +430,7 @@ Section "Uninstall"
     Delete "$StoreDir\DataBase.db"
     Delete "$StoreDir\Ripristino.journal"
     Delete "$StoreDir\Ripristino.journal.damaged"
+    RMDir /r "$StoreDir\Registro"
     RMDir "$StoreDir"
     RMDir "$StoreDir\.."
     DeleteRegKey HKLM "${PROGRAM_KEY}"

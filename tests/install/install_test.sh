@@ -48,6 +48,7 @@ second=$work/$(basename "$second")
 
 instdir="$prefix/drive_c/Program Files/Ombrix"
 store=$prefix/drive_c/Ombrix/DataBase/DataBase.db
+logdir=$prefix/drive_c/Ombrix/DataBase/Registro
 uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Ombrix'
 shortcut="$prefix/drive_c/ProgramData/Microsoft/Windows/Start Menu/Programs/Ombrix.lnk"
 
@@ -60,7 +61,11 @@ check "refused without /PASSWORD (exit $status)" test "$status" -ne 0
 check "nothing installed" test ! -e "$instdir/ombrix.exe" -a ! -e "$store"
 
 echo "== silent first install"
+set +e
 w "$first" /S '/PASSWORD=Prova Uno1'
+status=$?
+set -e
+check "installed (exit $status)" test "$status" -eq 0
 for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng uninstall.exe; do check "$f installed" test -f "$instdir/$f"; done
 check "the delivered store in the per-machine folder" test -f "$store"
 check "the password stored hashed" test "$(sql "SELECT substr(PasswordAdmin, 1, 14) FROM Opzioni;")" = 'pbkdf2-sha256$'
@@ -74,6 +79,7 @@ check "Apps & features: size" test -n "$(reg_value "$uninstall_key" EstimatedSiz
 check "Start menu shortcut" test -f "$shortcut"
 check "the machine's key says a password was chosen" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' PasswordScelta)" = 1
 check "the machine's key names the store's folder" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' DataBase)" = 'C:\Ombrix\DataBase'
+check "the log folder made beside the store" test -d "$logdir"
 
 echo "== the program starts"
 sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
@@ -113,11 +119,21 @@ for _ in $(seq 25); do gone && break; sleep 0.2; done  # a process killed by for
 check "the program ended" gone
 check "its journal given back" test ! -e "$journal"
 
-echo "== a reinstall finds the kept store; uninstall with /PURGE removes it"
+echo "== a reinstall finds the kept store and tells when its folders cannot be protected; /PURGE removes it"
+rm -rf "$logdir"
+echo 'a file in the way' >"$logdir"  # the log folder cannot be made
+set +e
 w "$second" /S
+status=$?
+set -e
+check "the folders' failure has its own exit status (exit $status)" test "$status" -eq 6
 check "the store kept its password" test "$(sql "SELECT PasswordAdmin FROM Opzioni;")" = "$hash"
+rm -f "$logdir"
+w "$second" /S
+check "the log folder made again" test -d "$logdir"
 uninstall /S /PURGE
 check "the store removed" test ! -e "$store"
+check "its log folder removed" test ! -e "$logdir"
 
 echo "$failures failed"
 [ "$failures" -eq 0 ]
