@@ -77,9 +77,8 @@ int cmdProtect(Session& s, const std::vector<std::string>& args) {
     const auto failure =
         core::protectStoreFolders(*s.env().folderAccess, s.env().files, *folder, platform::pathSeparator());
     if (!failure) {
-        s.out() << "read-only for users\t" << printable(*folder) << "\n";
-        s.out() << "writable for users\t" << printable(core::joinPath(*folder, core::kLogFolderName,
-                                                                        platform::pathSeparator()))
+        s.out() << "read-only for users\t" << *folder << "\n"
+                << "writable for users\t" << core::joinPath(*folder, core::kLogFolderName, platform::pathSeparator())
                 << "\n";
         return kOk;
     }
