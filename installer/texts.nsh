@@ -33,5 +33,5 @@ LangString NoStore ${LANG_ITALIAN} "Impossibile scrivere il database di Ombrix i
 LangString UpgradeFailed ${LANG_ENGLISH} "The Ombrix database could not be upgraded and was left as it was:"
 LangString UpgradeFailed ${LANG_ITALIAN} "Non è stato possibile aggiornare il database di Ombrix, che è rimasto invariato:"
 
-LangString ProtectFailed ${LANG_ENGLISH} "Setup could not make the Ombrix database folder read-only for users, so a pupil may still change it:"
-LangString ProtectFailed ${LANG_ITALIAN} "Non è stato possibile rendere la cartella del database di Ombrix di sola lettura per gli utenti: un alunno potrebbe ancora modificarla:"
+LangString ProtectFailed ${LANG_ENGLISH} "Setup could not set who may change the Ombrix database folder and its log folder; a pupil may still be able to change them:"
+LangString ProtectFailed ${LANG_ITALIAN} "Non è stato possibile impostare chi può modificare la cartella del database di Ombrix e la sua cartella del registro; un alunno potrebbe ancora modificarle:"
