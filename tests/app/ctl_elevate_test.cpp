@@ -80,6 +80,7 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
         {{"slots", "off"}, 'r'},
         {{"import", dir.file("p.ox")}, 'r'},
         {{"log", "clear"}, 'r'},
+        {{"protect"}, 'r'},
     };
     const auto before = readWholeFile(db);
     for (const auto& c : cases) {
