@@ -33,8 +33,6 @@ public:
     [[nodiscard]] std::string storeFolder() const;
     // The file named by --db, if any.
     [[nodiscard]] const std::optional<std::string>& dbFile() const { return dbFile_; }
-    // The folder of the store open() found; empty with --db.
-    [[nodiscard]] const std::string& storeFolder() const { return store_.folder; }
     CtlEnvironment& env() { return env_; }
     std::ostream& out() { return env_.out; }
     std::ostream& err() { return env_.err; }

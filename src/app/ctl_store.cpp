@@ -1,12 +1,9 @@
 // ombrixctl commands on the store itself: init, upgrade, profiles, protect.
-#include <filesystem>
 #include <ostream>
-#include <system_error>
 
 #include "app/ctl_session.h"
 #include "core/schema.h"
 #include "core/store_access.h"
-#include "platform/files.h"
 
 namespace ombrix::app {
 namespace {
@@ -51,19 +48,16 @@ int cmdProfiles(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
-// The folder of the store: the one --db names, else the program's.
-std::optional<std::string> storeFolder(Session& s) {
+// The folder of the store: the one --db names, else the program's; nothing
+// when there is no store there.
+std::optional<std::string> existingStoreFolder(Session& s) {
     if (!s.dbFile()) {
         if (!s.open()) return std::nullopt;
-        return s.storeFolder();
-    }
-    if (!s.env().files.fileExists(*s.dbFile())) {
+    } else if (!s.env().files.fileExists(*s.dbFile())) {
         s.refuse("0090", *s.dbFile());
         return std::nullopt;
     }
-    std::error_code ec;
-    const std::filesystem::path file = std::filesystem::absolute(pathFromUtf8(*s.dbFile()), ec);
-    return pathToUtf8(ec ? pathFromUtf8(*s.dbFile()).parent_path() : file.parent_path());
+    return s.storeFolder();
 }
 
 int cmdProtect(Session& s, const std::vector<std::string>& args) {
@@ -72,7 +66,7 @@ int cmdProtect(Session& s, const std::vector<std::string>& args) {
         s.err() << "ombrixctl: access lists cannot be set on this machine\n";
         return kRefused;
     }
-    const std::optional<std::string> folder = storeFolder(s);
+    const std::optional<std::string> folder = existingStoreFolder(s);
     if (!folder) return kRefused;
     const auto failure =
         core::protectStoreFolders(*s.env().folderAccess, s.env().files, *folder, platform::pathSeparator());
