@@ -5,7 +5,6 @@
 
 #include <string>
 
-#include "platform/win32/system_message.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {

@@ -3,7 +3,6 @@
 #include <shellapi.h>
 
 #include "platform/win32/handles.h"
-#include "platform/win32/system_message.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
