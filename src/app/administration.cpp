@@ -85,7 +85,7 @@ bool AdministrationForms::openElsewhere(AdminForm form) {
     p_.enableMainForm(false);
     const ElevatedOutcome outcome = p_.starter.runForm(form);
     p_.enableMainForm(true);
-    return ran(outcome) && outcome.exitCode == static_cast<unsigned long>(kAdminSaved);
+    return ran(outcome) && outcome.exitCode == kAdminSaved;
 }
 
 void AdministrationForms::chooseProfile(const std::string& name) {
@@ -109,15 +109,15 @@ void AdministrationForms::chooseProfile(const std::string& name) {
 }
 
 bool AdministrationForms::ran(const ElevatedOutcome& outcome) {
-    switch (outcome.kind) {
-        case ElevatedOutcome::Kind::Ended:
+    switch (outcome.outcome) {
+        case ElevatedOutcome::Outcome::Ended:
             return true;
-        case ElevatedOutcome::Kind::Refused:
+        case ElevatedOutcome::Outcome::Refused:
             p_.env.dialogs.messageBox({"0343", p_.env.language.TestoMessaggio("0343"),
                                        std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
                                        platform::MessageButtons::Ok});
             return false;
-        case ElevatedOutcome::Kind::Failed:
+        case ElevatedOutcome::Outcome::Failed:
             p_.env.dialogs.messageBox({"", outcome.error, std::string(core::kProgramTitle),
                                        platform::MessageIcon::Critical, platform::MessageButtons::Ok});
             return false;

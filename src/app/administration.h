@@ -13,6 +13,7 @@
 
 #include "core/controller.h"
 #include "core/store_location.h"
+#include "platform/elevated_run.h"
 
 namespace ombrix::app {
 
@@ -40,12 +41,7 @@ inline constexpr int kAdminRefused = 1;   // not elevated, unknown form, or no s
 inline constexpr int kAdminUnsaved = 2;   // the options form was cancelled
 
 // A program of ours run through the consent prompt, and waited for.
-struct ElevatedOutcome {
-    enum class Kind { Ended, Refused, Failed };
-    Kind kind = Kind::Failed;
-    unsigned long exitCode = 1;  // when Ended
-    std::string error;           // when Failed: the system's message
-};
+using ElevatedOutcome = platform::ElevatedRun;
 
 class ElevatedStarter {
 public:

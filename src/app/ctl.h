@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/desktop_lock.h"
+#include "platform/elevated_run.h"
 #include "platform/filesystem.h"
 #include "platform/folder_access.h"
 #include "platform/printers.h"
@@ -32,12 +33,7 @@ public:
 // consent prompt, for the changes a process without them may not make.
 class Elevator {
 public:
-    struct Run {
-        enum class Outcome { Ended, Refused, Failed };
-        Outcome outcome = Outcome::Failed;
-        int exitCode = 1;   // when Ended
-        std::string error;  // when Failed: the system's words
-    };
+    using Run = platform::ElevatedRun;
     virtual ~Elevator() = default;
     // A new folder that only the calling user and administrators can open,
     // for the files handed to and from the elevated run; nullopt, with the

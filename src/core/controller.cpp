@@ -212,9 +212,7 @@ bool Controller::storeReadable() {
     return q.valid() && q.step();
 }
 
-void Controller::startWithoutStore() {
-    const bool shellLocked = machineProfile_ && machineProfile_->keepLastRestrictions();
-    killTaskManager();
+void Controller::tellStoreLost() {
     std::string where = joinPath(store_.folder, kDatabaseFileName, m_.env.separator);
     if (store_.connection.isOpen() && !store_.connection.lastError().empty()) {
         where += " (" + store_.connection.lastError() + ")";
@@ -222,6 +220,12 @@ void Controller::startWithoutStore() {
     m_.env.dialogs.messageBox({"0355", m_.env.language.TestoMessaggio("0355") + " " + where,
                                std::string(kProgramTitle), platform::MessageIcon::Critical,
                                platform::MessageButtons::Ok});
+}
+
+void Controller::startWithoutStore() {
+    const bool shellLocked = machineProfile_ && machineProfile_->keepLastRestrictions();
+    killTaskManager();
+    tellStoreLost();
     killTaskManager();
     // Which profile was in use is in the store: its lists fail to load, which
     // blocks every page, and the strictest switches stand in for its own.
@@ -339,12 +343,8 @@ void Controller::storeUnreadable(const std::string& why) {
 }
 
 bool Controller::login(const std::string& typed) {
-    if (!ensureStore() || (storeLost_ && !storeReadable())) {
-        if (storeLost_) {
-            m_.env.dialogs.messageBox({"0355", m_.env.language.TestoMessaggio("0355") + " " + store_.folder,
-                                       std::string(kProgramTitle), platform::MessageIcon::Critical,
-                                       platform::MessageButtons::Ok});
-        }
+    if (storeLost_ ? !storeReadable() : !ensureStore()) {
+        if (storeLost_) tellStoreLost();
         return false;
     }
     const std::string stored =

@@ -178,6 +178,8 @@ private:
     // Open, and its options row read.
     bool storeReadable();
     void startWithoutStore();
+    // "0355" with the store's path.
+    void tellStoreLost();
     void finishStartUp();
     void protectFolders();
     bool runKeyForCurrentUser() const;

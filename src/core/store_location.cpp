@@ -29,18 +29,13 @@ std::string joinPath(std::string_view folder, std::string_view name, char separa
 }
 
 bool machineMarked(platform::Registry& registry) {
-    return registry.readValue(platform::RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
-                              kPasswordChosenValue)
-               .value_or("") == "1";
+    return GetSettingRegRoot(registry, 1, kProgramTitle, kStoreSection, kPasswordChosenValue) == "1";
 }
 
 std::string ScegliCartellaDatabase(StoreEnvironment& env) {
     if (machineMarked(env.registry)) {
         // A pupil may write their own settings: they must not name the store.
-        std::string folder = env.registry
-                                 .readValue(platform::RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
-                                            kStoreKey)
-                                 .value_or("");
+        std::string folder = GetSettingRegRoot(env.registry, 1, kProgramTitle, kStoreSection, kStoreKey);
         if (!folder.empty()) return folder;
         return env.system.windowsMajorVersion() > 5 ? perMachineFolder(env) : programDatabaseFolder(env);
     }

@@ -17,7 +17,7 @@ using core::TimerId;
 struct FakeStarter final : ElevatedStarter {
     std::vector<std::string> started;
     std::function<void()> meanwhile;
-    ElevatedOutcome outcome{ElevatedOutcome::Kind::Ended, 0, {}};
+    ElevatedOutcome outcome{ElevatedOutcome::Outcome::Ended, 0, {}};
 
     ElevatedOutcome runForm(AdminForm form) override {
         started.push_back(std::string(adminFormName(form)));
@@ -115,7 +115,7 @@ TEST_F(AdministrationTest, ElevatedTheFormsOpenHereUnlessTheTestsActAsAPupil) {
 }
 
 TEST_F(AdministrationTest, ADeclinedPromptOrAFailedStartIsToldAndChangesNothing) {
-    starter.outcome = {ElevatedOutcome::Kind::Refused, 1, "cancelled"};
+    starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, "cancelled"};
     EXPECT_FALSE(forms.open(AdminForm::Options));
     sql("UPDATE Opzioni SET LogSiti = -1;");
     controller.setLogSwitch(true);
@@ -126,7 +126,7 @@ TEST_F(AdministrationTest, ADeclinedPromptOrAFailedStartIsToldAndChangesNothing)
     EXPECT_EQ(mainForm, (std::vector<bool>{false, true, false, true})) << "the main form is given back";
 
     dialogs.shown.clear();
-    starter.outcome = {ElevatedOutcome::Kind::Failed, 1, "Impossibile trovare il file specificato."};
+    starter.outcome = {ElevatedOutcome::Outcome::Failed, 1, "Impossibile trovare il file specificato."};
     EXPECT_FALSE(forms.open(AdminForm::Profiles));
     ASSERT_EQ(dialogs.shown.size(), 1u);
     EXPECT_EQ(dialogs.shown[0].text, "Impossibile trovare il file specificato.");
@@ -144,7 +144,7 @@ TEST_F(AdministrationTest, TheProfileChosenIsInUseAtOnceAndSavedThroughAnElevate
     starter.outcome.exitCode = 1;
     forms.chooseProfile("Laboratorio");
     EXPECT_EQ(shownIds(), std::vector<std::string>{"0344"});
-    starter.outcome = {ElevatedOutcome::Kind::Refused, 1, {}};
+    starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, {}};
     forms.chooseProfile("Laboratorio");
     EXPECT_EQ(shownIds(), (std::vector<std::string>{"0344", "0343"}));
     EXPECT_EQ(controller.profileInUse(), 2) << "in use for this session all the same";

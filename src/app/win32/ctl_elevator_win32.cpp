@@ -79,19 +79,7 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
 }
 
 Elevator::Run ElevatorWin32::run(const std::vector<std::string>& args, bool ownConsole) {
-    std::wstring parameters;
-    for (const auto& a : args) {
-        if (!parameters.empty()) parameters += L' ';
-        parameters += win32::quoteArgument(win32::toWide(a));
-    }
-    const win32::ElevatedRun ran = win32::runElevated(ownPath(), parameters, ownConsole ? SW_SHOWNORMAL : SW_HIDE, false);
-    Run result;
-    result.outcome = ran.outcome == win32::ElevatedRun::Outcome::Ended     ? Run::Outcome::Ended
-                     : ran.outcome == win32::ElevatedRun::Outcome::Refused ? Run::Outcome::Refused
-                                                                           : Run::Outcome::Failed;
-    result.exitCode = static_cast<int>(ran.exitCode);
-    result.error = ran.error;
-    return result;
+    return win32::runElevated(ownPath(), args, ownConsole ? SW_SHOWNORMAL : SW_HIDE, false);
 }
 
 }  // namespace ombrix::app

@@ -28,7 +28,13 @@ void waitPumping(HANDLE process) {
 
 }  // namespace
 
-ElevatedRun runElevated(const std::wstring& program, const std::wstring& parameters, int show, bool pumpMessages) {
+platform::ElevatedRun runElevated(const std::wstring& program, const std::vector<std::string>& arguments, int show,
+                                  bool pumpMessages) {
+    std::wstring parameters;
+    for (const std::string& argument : arguments) {
+        if (!parameters.empty()) parameters += L' ';
+        parameters += quoteArgument(toWide(argument));
+    }
     SHELLEXECUTEINFOW info{};
     info.cbSize = sizeof info;
     info.fMask = SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI;
@@ -36,6 +42,7 @@ ElevatedRun runElevated(const std::wstring& program, const std::wstring& paramet
     info.lpFile = program.c_str();
     info.lpParameters = parameters.c_str();
     info.nShow = show;
+    using platform::ElevatedRun;
     ElevatedRun run;
     if (!ShellExecuteExW(&info)) {
         const DWORD code = GetLastError();
@@ -59,7 +66,7 @@ ElevatedRun runElevated(const std::wstring& program, const std::wstring& paramet
         return run;
     }
     run.outcome = ElevatedRun::Outcome::Ended;
-    run.exitCode = code;
+    run.exitCode = static_cast<int>(code);
     return run;
 }
 

@@ -7,23 +7,18 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "platform/elevated_run.h"
 
 namespace ombrix::win32 {
 
-struct ElevatedRun {
-    enum class Outcome { Ended, Refused, Failed };
-    Outcome outcome = Outcome::Failed;
-    DWORD exitCode = 1;  // when Ended
-    std::string error;   // when Failed: the system's message
-};
-
-// `parameters` is one command line (quote each argument with quoteArgument).
+// Each argument is quoted so that the program reads it back unchanged.
 // `show` is the child's first show command (SW_HIDE for a console program).
 // With `pumpMessages`, this thread's messages are dispatched while waiting,
 // so its timers keep running; the caller disables its own windows first.
-// Refused: the person at the prompt said no.
-[[nodiscard]] ElevatedRun runElevated(const std::wstring& program, const std::wstring& parameters, int show,
-                                      bool pumpMessages);
+[[nodiscard]] platform::ElevatedRun runElevated(const std::wstring& program, const std::vector<std::string>& arguments,
+                                                int show, bool pumpMessages);
 
 // One argument quoted so that CommandLineToArgvW gives it back unchanged.
 [[nodiscard]] std::wstring quoteArgument(std::wstring_view argument);
