@@ -75,6 +75,10 @@ long long ProgramHost::profileInUse() { return p_.controller.profileInUse(); }
 
 bool ProgramHost::logSwitch() { return p_.controller.logSwitch(); }
 
-void ProgramHost::keepNoticeWindowsOnTop() { p_.view.keepNoticeOnTop(); }
+void ProgramHost::keepNoticeWindowsOnTop() {
+    // The notice last: it stays above the browser's windows.
+    if (browserWindows_) platform::guarded([&] { browserWindows_->keepOnTop(); });
+    p_.view.keepNoticeOnTop();
+}
 
 }  // namespace ombrix::app
