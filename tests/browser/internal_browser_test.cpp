@@ -2,10 +2,7 @@
 
 #include "browser/address_check.h"
 #include "browser/application_bar.h"
-#include "browser/browser_settings.h"
-#include "core/settings_reg.h"
 #include "fakes/list_verdicts.h"
-#include "platform/file_registry.h"
 
 namespace ombrix::browser {
 namespace {
@@ -89,21 +86,6 @@ TEST(InternalBrowser, TheAddressBoxOffersWholeAddressesAndLocalFilesSendItHome) 
     EXPECT_TRUE(sendsHome("file:///C:/Windows/win.ini"));
     EXPECT_FALSE(sendsHome("FILE:///C:/"));  // the timer's test is exact
     EXPECT_FALSE(sendsHome("http://file://"));
-}
-
-TEST(InternalBrowser, TheSwitchesAreTrueOnlyAsTheTextTrueAndAreSavedPerUser) {
-    platform::FileRegistry registry;
-    BrowserSettings settings(registry);
-    EXPECT_FALSE(settings.on(kNoPopup)) << "a missing key is off";
-    ASSERT_TRUE(settings.set(kNoPopup, true));
-    EXPECT_TRUE(settings.on(kNoPopup));
-    EXPECT_FALSE(settings.on(kNoPrint));
-    const std::string path = core::programSettingsKey(core::kProgramTitle, "Settings");
-    EXPECT_EQ(registry.readValue(platform::RegRoot::CurrentUser, path, "NoPopup"), "True");
-    ASSERT_TRUE(settings.set(kNoPopup, false));
-    EXPECT_EQ(registry.readValue(platform::RegRoot::CurrentUser, path, "NoPopup"), "False");
-    registry.writeString(platform::RegRoot::CurrentUser, path, "NoStampa", "true");
-    EXPECT_FALSE(settings.on(kNoPrint)) << "only the exact text counts";
 }
 
 TEST(InternalBrowser, TheBarNamesAndOpensTheBrowserTheProfileUses) {

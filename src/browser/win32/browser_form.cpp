@@ -4,6 +4,7 @@
 
 #include "browser/address_check.h"
 #include "browser/win32/browser_form_ids.h"
+#include "core/browser_switches.h"
 #include "core/win32/program_icon.h"
 #include "platform/failures.h"
 #include "platform/win32/wide.h"
@@ -56,7 +57,7 @@ bool BrowserForm::open(bool goHome, const RECT* where) {
     }
     layout();
     if (goHome) host_.goHome();
-    if (browser::BrowserSettings(c_.registry).on(browser::kNoPrint)) ShowWindow(GetDlgItem(d, IDC_PCTSTAMPA), SW_HIDE);
+    if (core::browserSwitchOn(c_.store, core::kNoPrint)) ShowWindow(GetDlgItem(d, IDC_PCTSTAMPA), SW_HIDE);
     setWindowText(GetDlgItem(d, IDC_LBLBROWSER), c_.language.TestoMessaggio("0301"));
     SendMessageW(GetDlgItem(d, IDC_PROGRESSBAR1), PBM_SETRANGE32, 0, 100);
     SetTimer(d, kGoHomeTimer, kGoHomeMs, nullptr);
@@ -246,7 +247,7 @@ void BrowserForm::progressChange(long progress, long progressMax) {
 }
 
 bool BrowserForm::newWindow(IDispatch** newWindow) {
-    if (browser::BrowserSettings(c_.registry).on(browser::kNoPopup)) return true;
+    if (core::browserSwitchOn(c_.store, core::kNoPopup)) return true;
     BrowserForm* popup = c_.openPopup ? c_.openPopup() : nullptr;
     // No window of ours, no window at all: the control's own would escape the checks.
     if (!popup) return true;
