@@ -84,6 +84,7 @@ TEST_F(InternalBrowserTest, TheBarOpensTheBrowserWhichRefusesAForbiddenAddressAn
     ASSERT_TRUE(clickUntil(GetDlgItem(bar, IDC_PCTBROWSER),
                            [&] { return (browser = formWith(*program, IDC_CMBINDIRIZZI)) != nullptr; }));
     EXPECT_EQ(text(GetDlgItem(browser, IDC_LBLBROWSER)), L"Browser protetto di Ombrix");
+    EXPECT_TRUE(waitFor([&] { return topmost(browser); })) << "the task-manager timer keeps it on top";
 
     go(browser, L"www.giochi.example/x");
     HWND box = nullptr;
