@@ -2,6 +2,7 @@
 
 #include "browser/address_check.h"
 #include "browser/application_bar.h"
+#include "browser/progress_text.h"
 #include "fakes/list_verdicts.h"
 
 namespace ombrix::browser {
@@ -86,6 +87,24 @@ TEST(InternalBrowser, TheAddressBoxOffersWholeAddressesAndLocalFilesSendItHome) 
     EXPECT_TRUE(sendsHome("file:///C:/Windows/win.ini"));
     EXPECT_FALSE(sendsHome("FILE:///C:/"));  // the timer's test is exact
     EXPECT_FALSE(sendsHome("http://file://"));
+}
+
+TEST(InternalBrowser, TheProgressBarShowsHowFarThePageIsAsAPercentage) {
+    const struct {
+        long long progress, max;
+        ProgressShown shown;
+    } cases[] = {
+        {0, 100, {0, "0%"}},
+        {1, 3, {33, "33%"}},
+        {2048, 4096, {50, "50%"}},
+        {100, 100, {100, "100%"}},
+        {150, 100, {100, "100%"}},
+        {2147483647, 2147483647, {100, "100%"}},
+        {-1, 100, {}},  // done
+        {5, 0, {}},
+        {5, -2, {}},
+    };
+    for (const auto& c : cases) EXPECT_EQ(progressShown(c.progress, c.max), c.shown) << c.progress << "/" << c.max;
 }
 
 TEST(InternalBrowser, TheBarNamesAndOpensTheBrowserTheProfileUses) {

@@ -1,5 +1,7 @@
 #include <windows.h>
 
+#include <commctrl.h>
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -115,6 +117,15 @@ TEST_F(BrowserFormTest, ATypedAddressIsCheckedBeforeTheControlIsAskedAndALocalFi
     ASSERT_TRUE(test::waitFor([&] { return form.address() == "http://www.scuola.example/"; }, 3s)) << form.address();
     EXPECT_EQ(SendMessageW(box, CB_GETCOUNT, 0, 0), 2);
     EXPECT_EQ(windowText(GetDlgItem(form.window(), IDC_LBLBROWSER)), "Browser protetto di Ombrix");
+    // The page's progress, as the control tells it: the bar and its percentage, reset when done.
+    WebBrowserEvents& events = form;
+    events.progressChange(42, 100);
+    EXPECT_EQ(windowText(GetDlgItem(form.window(), IDC_LBLPERCENTUALE)), "42%");
+    EXPECT_EQ(SendMessageW(GetDlgItem(form.window(), IDC_PROGRESSBAR1), PBM_GETPOS, 0, 0), 42);
+    test::screenshot("frmBrowser-progress");
+    events.progressChange(-1, 100);
+    EXPECT_EQ(windowText(GetDlgItem(form.window(), IDC_LBLPERCENTUALE)), "");
+    EXPECT_EQ(SendMessageW(GetDlgItem(form.window(), IDC_PROGRESSBAR1), PBM_GETPOS, 0, 0), 0);
     // A local file in the box, even before Enter, sends the browser home.
     type(form, "file:///c:/windows/");
     EXPECT_TRUE(test::waitFor([&] { return form.address() == home; }, 3s)) << form.address();

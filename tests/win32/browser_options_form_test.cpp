@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -34,16 +32,7 @@ void CALLBACK drive(HWND, UINT, UINT_PTR timer, DWORD) {
     seen->found = true;
     seen->popupAtLoad = IsDlgButtonChecked(form, IDC_CHKDISABILITAPOPUP) == BST_CHECKED;
     seen->printAtLoad = IsDlgButtonChecked(form, IDC_CHKDISABILITASTAMPA) == BST_CHECKED;
-    if (const char* folder = std::getenv("OMBRIX_SCREENSHOTS"); folder && *folder) {
-        // The host's import outlives the process Wine hands back: wait for its file.
-        const std::string shot = std::string(folder) + "/frmOpzioniBrowser.png";
-        const std::filesystem::path file = "Z:" + shot;
-        std::filesystem::remove(file);
-        test::pause(std::chrono::milliseconds(300));
-        (void)test::StartedProgram("/usr/bin/import -window root " + shot).waitForExit();
-        (void)test::waitFor([&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 0; });
-        test::pause(std::chrono::milliseconds(500));
-    }
+    test::screenshot("frmOpzioniBrowser");
     SendMessageW(GetDlgItem(form, IDC_CHKDISABILITAPOPUP), BM_CLICK, 0, 0);
     SendMessageW(GetDlgItem(form, IDC_CHKDISABILITASTAMPA), BM_CLICK, 0, 0);
     // Read while the form is still open: saved at the click, not at closing.

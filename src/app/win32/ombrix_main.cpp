@@ -76,7 +76,7 @@ int run() {
         win32::MainForm& form;
     } guardedForm(form);
     desktop.setForm(&guardedForm);
-    win32::KeyboardForm keyboard;
+    win32::KeyboardForm keyboard(language);
     desktop.setKeyboard(&keyboard);
     controller.setOnScreenKeyboard(&keyboard);
     host.setShellLock(&desktop);
