@@ -32,7 +32,10 @@ void ProgramHost::onTimer(core::TimerId id) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
             case TimerId::KillTaskManager:
-                if (shellLock_) platform::guarded([&] { shellLock_->keepStartHidden(); });
+                if (shellLock_) {
+                    platform::guarded([&] { shellLock_->keepStartHidden(); });
+                    platform::guarded([&] { shellLock_->refreshGuardArea(); });
+                }
                 enforcement_->tickKillTaskManager();
                 platform::guarded([&] { p_.controller.tickFasceOrarie(); });
                 return;
