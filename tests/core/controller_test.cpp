@@ -28,6 +28,15 @@ std::string controllerTexts() {
     return lng;
 }
 
+// The on-screen keyboard, as the controller shows and hides it.
+struct RecordedKeyboard final : OnScreenKeyboard {
+    std::vector<std::string> calls;
+    void show() override { calls.push_back("show"); }
+    void hide() override { calls.push_back("hide"); }
+    void reapply() override {}
+    [[nodiscard]] bool shown() const { return !calls.empty() && calls.back() == "show"; }
+};
+
 class ControllerTest : public ::testing::Test, protected test::ControllerRig {
 protected:
     ControllerTest() : ControllerRig(controllerTexts()) { storeValue(hashPassword("segreta", "salt", 10).value()); }
@@ -264,12 +273,7 @@ TEST_F(ControllerTest, APlainOrWeakerValueIsRehashedAtTheNextLogin) {
 
 // The box says what is stored: a click the store refused is put back, told, and shows no keyboard.
 TEST_F(ControllerTest, AnOptionTheStoreRefusesIsPutBack) {
-    struct Keyboard final : OnScreenKeyboard {
-        std::vector<std::string> calls;
-        void show() override { calls.push_back("show"); }
-        void hide() override { calls.push_back("hide"); }
-        void reapply() override {}
-    } keyboard;
+    RecordedKeyboard keyboard;
     controller().setOnScreenKeyboard(&keyboard);
     system.isElevated = true;
     controller().startUp();
@@ -298,12 +302,7 @@ TEST_F(ControllerTest, WithoutRightsTheBoxesAreSavedThroughTheConsentPromptOrPut
             return static_cast<bool>(given);
         }
     } consent;
-    struct Keyboard final : OnScreenKeyboard {
-        bool shown = false;
-        void show() override { shown = true; }
-        void hide() override { shown = false; }
-        void reapply() override {}
-    } keyboard;
+    RecordedKeyboard keyboard;
     system.major = 10;  // the user's Run entry too
     registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", dir.file("DataBase"));
     test::writeFile(dir.file("ombrix.exe"), "MZ");
@@ -319,7 +318,7 @@ TEST_F(ControllerTest, WithoutRightsTheBoxesAreSavedThroughTheConsentPromptOrPut
     controller().onAutostartClicked(true);
     EXPECT_EQ(consent.lines, (std::vector<std::string>{"option keyboard on", "autostart on"}));
     EXPECT_FALSE(view.keyboardChecked);
-    EXPECT_FALSE(keyboard.shown);
+    EXPECT_FALSE(keyboard.shown());
     EXPECT_FALSE(view.autostartChecked);
     EXPECT_FALSE(entry(RegRoot::CurrentUser)) << "the user's entry follows the machine's";
 
@@ -332,7 +331,7 @@ TEST_F(ControllerTest, WithoutRightsTheBoxesAreSavedThroughTheConsentPromptOrPut
     controller().onVirtualKeyboardClicked(true);
     controller().onAutostartClicked(true);
     EXPECT_TRUE(view.keyboardChecked);
-    EXPECT_TRUE(keyboard.shown);
+    EXPECT_TRUE(keyboard.shown());
     EXPECT_TRUE(view.autostartChecked);
     EXPECT_EQ(entry(RegRoot::CurrentUser), path);
 
@@ -341,7 +340,7 @@ TEST_F(ControllerTest, WithoutRightsTheBoxesAreSavedThroughTheConsentPromptOrPut
     controller().onVirtualKeyboardClicked(false);
     controller().onAutostartClicked(false);
     EXPECT_TRUE(view.keyboardChecked);
-    EXPECT_TRUE(keyboard.shown);
+    EXPECT_TRUE(keyboard.shown());
     EXPECT_TRUE(view.autostartChecked);
     EXPECT_EQ(entry(RegRoot::LocalMachine), path);
     EXPECT_EQ(entry(RegRoot::CurrentUser), path);
@@ -383,12 +382,7 @@ TEST_F(ControllerTest, AnElevatedStartSetsTheStoreFoldersAccessAndOnlyTracesAFai
 }
 
 TEST_F(ControllerTest, TheKeyboardBoxShowsAndHidesTheKeyboardOnlyForTheAdministrator) {
-    struct Keyboard final : OnScreenKeyboard {
-        std::vector<std::string> calls;
-        void show() override { calls.push_back("show"); }
-        void hide() override { calls.push_back("hide"); }
-        void reapply() override {}
-    } keyboard;
+    RecordedKeyboard keyboard;
     controller().setOnScreenKeyboard(&keyboard);
     controller().startUp();
     controller().onVirtualKeyboardClicked(true);
