@@ -145,8 +145,14 @@ TEST_F(ElevatedFormsTest, TheKeyboardBoxIsSavedByAnElevatedOmbrixctl) {
     login(main, L"Segreta1");
     HWND box = GetDlgItem(main, IDC_CHKTASTIERAVIRTUALE);
     ASSERT_TRUE(waitFor([&] { return visible(box); }));
-    heldClick(box);
-    EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT TastieraVirtuale FROM Opzioni;") == "-1"; }));
+    const auto saved = [&] { return install.scalar("SELECT TastieraVirtuale FROM Opzioni;") == "-1"; };
+    // A press lost on a busy machine is pressed again, only once nothing came of it.
+    for (int attempt = 0; attempt < 3 && !saved(); ++attempt) {
+        heldClick(box);
+        (void)waitFor([&] { return saved() || !IsWindowEnabled(main); }, 5s);  // ombrixctl started, or is done
+        (void)waitFor([&] { return IsWindowEnabled(main) != FALSE; });
+    }
+    EXPECT_TRUE(saved());
     EXPECT_TRUE(waitFor([&] { return SendMessageW(box, BM_GETCHECK, 0, 0) == BST_CHECKED; }));
     EXPECT_TRUE(waitFor([&] { return visible(FindWindowW(L"OmbrixTastiera", nullptr)); }));
     EXPECT_TRUE(waitFor([&] { return IsWindowEnabled(main) != FALSE; }));
