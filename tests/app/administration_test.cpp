@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/password.h"
 #include "fakes/controller_rig.h"
 
 namespace ombrix::app {
@@ -154,28 +153,6 @@ TEST_F(AdministrationTest, TheProfileChosenIsInUseAtOnceAndSavedThroughAnElevate
     system.isElevated = true;
     forms.chooseProfile("Laboratorio");
     EXPECT_TRUE(starter.started.empty()) << "an elevated program writes the store itself";
-}
-
-// The main form's boxes, saved through the same prompt: told when it was
-// declined or ombrixctl refused, the box then showing what is stored.
-TEST_F(AdministrationTest, TheBoxesAreSavedByAnElevatedOmbrixctlAndADeclinedPromptIsTold) {
-    const test::QuickPasswords quick;
-    controller.setElevatedControl(&forms);
-    sql("UPDATE Opzioni SET PasswordAdmin = '" + core::hashPassword("segreta", "salt", 1000).value() + "';");
-    ASSERT_TRUE(controller.login("segreta"));
-    EXPECT_TRUE(forms.runControl({"option", "keyboard", "on"}));
-    EXPECT_EQ(starter.started, std::vector<std::string>{"ombrixctl --elevated option keyboard on"});
-    EXPECT_EQ(mainForm, (std::vector<bool>{false, true}));
-    EXPECT_TRUE(dialogs.shown.empty());
-
-    starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, {}};
-    view.keyboardChecked = true;
-    controller.onVirtualKeyboardClicked(true);
-    EXPECT_FALSE(view.keyboardChecked) << "put back";
-    starter.outcome = {ElevatedOutcome::Outcome::Ended, 1, {}};
-    EXPECT_FALSE(forms.runControl({"autostart", "on"}));
-    EXPECT_EQ(shownIds(), (std::vector<std::string>{"0343", "0344"}));
-    EXPECT_NE(dialogs.shown.back().text.find("ombrixctl autostart on (1)"), std::string::npos);
 }
 
 TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {

@@ -24,10 +24,10 @@ TEST_F(CtlOptions, ShowsAndSetsEachOption) {
     EXPECT_EQ(run({"option", "keyboard", "on"}), kOk);
     EXPECT_EQ(run({"option", "noprint", "on"}), kOk);
     EXPECT_EQ(run({"option", "noprint", "off"}), kOk);
+    ASSERT_EQ(run({"option"}), kOk);
+    EXPECT_EQ(out.str(), "keyboard on\nnopopup off\nnoprint off\n");
     ASSERT_EQ(run({"option", "keyboard"}), kOk);
     EXPECT_EQ(out.str(), "keyboard on\n");
-    ASSERT_EQ(run({"option", "noprint"}), kOk);
-    EXPECT_EQ(out.str(), "noprint off\n");
 
     for (const std::vector<std::string>& wrong : {std::vector<std::string>{"option", "colour", "on"},
                                                   {"option", "keyboard", "si"},

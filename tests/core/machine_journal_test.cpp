@@ -108,6 +108,7 @@ TEST(MachineJournal, AJournalLargerThanTheProgramWritesIsSetAsideUnread) {
     test::FakePrinters printers(log);
     test::FakeDesktopLock desktop(log);
     test::SwitchableWriter writer;
+    writer.refuse = true;  // nothing of this test reaches the disk
     test::FakeFileSystem files;
     platform::FileRegistry registry;
     registry.writeString(RegRoot::CurrentUser, "Software\\X", "", "kept");
