@@ -45,7 +45,9 @@ CREATE TABLE Opzioni (
     PasswordAdmin TEXT(255),
     LogSiti BIT,
     FasceOrarie BIT,
-    TastieraVirtuale BIT
+    TastieraVirtuale BIT,
+    NoPopup BIT,
+    NoStampa BIT
 );
 
 CREATE TABLE Clienti (

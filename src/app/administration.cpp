@@ -13,10 +13,11 @@
 namespace ombrix::app {
 namespace {
 
-constexpr std::array<std::pair<AdminForm, std::string_view>, 4> kForms{{{AdminForm::Profiles, "profili"},
+constexpr std::array<std::pair<AdminForm, std::string_view>, 5> kForms{{{AdminForm::Profiles, "profili"},
                                                                          {AdminForm::TimeSlots, "periodi"},
                                                                          {AdminForm::Options, "opzioni"},
-                                                                         {AdminForm::Log, "log"}}};
+                                                                         {AdminForm::Log, "log"},
+                                                                         {AdminForm::BrowserOptions, "browser"}}};
 
 bool sameLetters(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
@@ -77,6 +78,9 @@ bool AdministrationForms::open(AdminForm form) {
         case AdminForm::Options:
             // The password is read from the store at each login.
             break;
+        case AdminForm::BrowserOptions:
+            // The browser reads its switches from the store each time.
+            break;
     }
     return saved;
 }
@@ -94,18 +98,26 @@ void AdministrationForms::chooseProfile(const std::string& name) {
     if (!platform::changesNeedConsent(p_.env.system)) return;
     const long long id = controller.profileInUse();
     if (id <= 0) return;
-    const std::vector<std::string> arguments{std::string(kElevatedFlag), "use", std::to_string(id)};
+    (void)runControl({"use", std::to_string(id)});
+}
+
+bool AdministrationForms::runControl(const std::vector<std::string>& arguments) {
+    std::vector<std::string> line{std::string(kElevatedFlag)};
+    line.insert(line.end(), arguments.begin(), arguments.end());
     p_.enableMainForm(false);
-    const ElevatedOutcome outcome = p_.starter.runControl(arguments);
+    const ElevatedOutcome outcome = p_.starter.runControl(line);
     p_.enableMainForm(true);
-    if (ran(outcome) && outcome.exitCode != 0) {
-        // ombrixctl said why on its error stream, which nobody sees here.
-        p_.env.dialogs.messageBox({"0344",
-                                   p_.env.language.TestoMessaggio("0344") + " ombrixctl use " + std::to_string(id) +
-                                       " (" + std::to_string(outcome.exitCode) + ")",
-                                   std::string(core::kProgramTitle), platform::MessageIcon::Critical,
-                                   platform::MessageButtons::Ok});
-    }
+    if (!ran(outcome)) return false;
+    if (outcome.exitCode == 0) return true;
+    // ombrixctl said why on its error stream, which nobody sees here.
+    std::string command = "ombrixctl";
+    for (const std::string& a : arguments) command += " " + a;
+    p_.env.dialogs.messageBox({"0344",
+                               p_.env.language.TestoMessaggio("0344") + " " + command + " (" +
+                                   std::to_string(outcome.exitCode) + ")",
+                               std::string(core::kProgramTitle), platform::MessageIcon::Critical,
+                               platform::MessageButtons::Ok});
+    return false;
 }
 
 bool AdministrationForms::ran(const ElevatedOutcome& outcome) {

@@ -17,7 +17,7 @@
 
 namespace ombrix::app {
 
-enum class AdminForm { Profiles, TimeSlots, Options, Log };
+enum class AdminForm { Profiles, TimeSlots, Options, Log, BrowserOptions };
 
 // The switch that starts the administration mode, and the name of each form after it.
 inline constexpr std::string_view kAdministerSwitch = "/amministra";
@@ -55,7 +55,7 @@ public:
 // The first argument of every elevated ombrixctl: it must not ask again.
 inline constexpr std::string_view kElevatedFlag = "--elevated";
 
-class AdministrationForms {
+class AdministrationForms final : public core::ElevatedControl {
 public:
     struct Parts {
         core::Controller& controller;
@@ -75,6 +75,10 @@ public:
     // The profile combo's choice: in use at once; saved through an elevated
     // ombrixctl when the store is not ours to write.
     void chooseProfile(const std::string& name);
+    // ombrixctl with `arguments`, elevated, while the main form waits
+    // disabled. A refusal of ombrixctl's, whose words nobody sees here, is
+    // told with the command line.
+    bool runControl(const std::vector<std::string>& arguments) override;
 
 private:
     bool openElsewhere(AdminForm form);

@@ -151,7 +151,7 @@ namespace {
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
     for (const auto* group : {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(),
-                              &scheduleCommands(), &restoreCommands(), &exchangeCommands()}) {
+                              &scheduleCommands(), &optionCommands(), &restoreCommands(), &exchangeCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

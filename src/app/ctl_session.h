@@ -100,5 +100,6 @@ const std::vector<CtlCommand>& scheduleCommands();
 const std::vector<CtlCommand>& profileCommands();
 const std::vector<CtlCommand>& restoreCommands();
 const std::vector<CtlCommand>& exchangeCommands();
+const std::vector<CtlCommand>& optionCommands();
 
 }  // namespace ombrix::app

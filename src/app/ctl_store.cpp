@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "app/ctl_session.h"
+#include "core/browser_switches.h"
 #include "core/schema.h"
 #include "core/store_access.h"
 
@@ -25,7 +26,8 @@ int cmdInit(Session& s, const std::vector<std::string>& args) {
 int cmdUpgrade(Session& s, const std::vector<std::string>& args) {
     if (!args.empty()) return s.usage("upgrade takes no arguments");
     if (!s.open()) return kRefused;
-    const core::UpgradeResult r = core::AggiornaDBAVersioneCorrente(s.db());
+    const core::UpgradeResult r =
+        core::AggiornaDBAVersioneCorrente(s.db(), core::browserSwitchesFromUserSettings(s.env().registry));
     using Outcome = core::UpgradeResult::Outcome;
     switch (r.outcome) {
         case Outcome::UpToDate: s.out() << "up to date\n"; return kOk;

@@ -32,7 +32,10 @@ void ProgramHost::onTimer(core::TimerId id) {
         switch (id) {
             case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
             case TimerId::KillTaskManager:
-                if (shellLock_) platform::guarded([&] { shellLock_->keepStartHidden(); });
+                if (shellLock_) {
+                    platform::guarded([&] { shellLock_->keepStartHidden(); });
+                    platform::guarded([&] { shellLock_->refreshGuardArea(); });
+                }
                 enforcement_->tickKillTaskManager();
                 platform::guarded([&] { p_.controller.tickFasceOrarie(); });
                 return;
@@ -75,6 +78,10 @@ long long ProgramHost::profileInUse() { return p_.controller.profileInUse(); }
 
 bool ProgramHost::logSwitch() { return p_.controller.logSwitch(); }
 
-void ProgramHost::keepNoticeWindowsOnTop() { p_.view.keepNoticeOnTop(); }
+void ProgramHost::keepNoticeWindowsOnTop() {
+    // The notice last: it stays above the browser's windows.
+    if (browserWindows_) platform::guarded([&] { browserWindows_->keepOnTop(); });
+    p_.view.keepNoticeOnTop();
+}
 
 }  // namespace ombrix::app

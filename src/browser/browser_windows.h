@@ -15,6 +15,8 @@ public:
     virtual void open() = 0;
     // The address each open window shows.
     [[nodiscard]] virtual std::vector<std::string> addresses() = 0;
+    // Each open window above the other programs' windows, none activated.
+    virtual void keepOnTop() = 0;
 };
 
 }  // namespace ombrix::browser

@@ -1,5 +1,6 @@
 #include "core/controller.h"
 
+#include "core/browser_switches.h"
 #include "core/password.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
@@ -18,6 +19,12 @@ namespace {
 void traceUnsaved(const Database& db, std::string_view column,
                   std::source_location at = std::source_location::current()) {
     platform::recordFailure("Opzioni." + std::string(column) + " not saved: " + db.lastError(), at);
+}
+
+// A change the administrator made that the store did not keep, with the store's reason.
+void tellUnsaved(StoreEnvironment& env, const std::string& why) {
+    env.dialogs.messageBox({"0310", env.language.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
+                            platform::MessageIcon::Critical, platform::MessageButtons::Ok});
 }
 
 }  // namespace
@@ -43,8 +50,7 @@ bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::
     // Never a silent "Salva": the administrator must know the password was not kept.
     std::string why = hash ? store.connection.lastError() : "PBKDF2-HMAC-SHA256";
     if (why.empty()) why = store.connection.isOpen() ? "Opzioni" : store.folder;
-    env.dialogs.messageBox({"0310", lang.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
-                            platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    tellUnsaved(env, why);
     return false;
 }
 
@@ -164,7 +170,8 @@ Controller::StartResult Controller::startUp() {
     if (ensureStore()) {
         // Only now is the folder final: the administrator may have picked another.
         protectFolders();
-        reportUpgrade(AggiornaDBAVersioneCorrente(store_.connection));
+        reportUpgrade(
+            AggiornaDBAVersioneCorrente(store_.connection, browserSwitchesFromUserSettings(m_.env.registry)));
     }
     killTaskManager();
     // A store without a password: the administrator chooses one before anything else.
@@ -382,21 +389,34 @@ void Controller::lock() {
     m_.view.setAdministratorMode(false);
 }
 
+bool Controller::changesNeedConsent() { return elevatedControl_ && platform::changesNeedConsent(m_.env.system); }
+
+void Controller::writeUserAutostart(bool on, const std::string& path) {
+    if (!on) {
+        m_.env.registry.deleteValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
+    } else if (runKeyForCurrentUser()) {
+        m_.env.registry.writeString(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle, path);
+    }
+}
+
 void Controller::onAutostartClicked(bool ticked) {
     if (!administrator_) return;
     const std::string path = programPath();
-    if (ticked) {
-        if (!m_.env.files.fileExists(path)) {
-            m_.view.setAutostartChecked(autostartEntryPresent());
-            return;
-        }
-        SaveSettingReg(m_.env.registry, "", kRunKey, kProgramTitle, path);
-        if (runKeyForCurrentUser()) {
-            m_.env.registry.writeString(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle, path);
-        }
+    if (ticked && !m_.env.files.fileExists(path)) {
+        m_.view.setAutostartChecked(autostartEntryPresent());
+        return;
+    }
+    if (changesNeedConsent()) {
+        // The machine's entry is the administrator's; the user's own follows
+        // it, in this user's settings, once that is done.
+        if (elevatedControl_->runControl({"autostart", ticked ? "on" : "off"})) writeUserAutostart(ticked, path);
     } else {
-        m_.env.registry.deleteValue(platform::RegRoot::LocalMachine, kRunKey, kProgramTitle);
-        m_.env.registry.deleteValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
+        if (ticked) {
+            SaveSettingReg(m_.env.registry, "", kRunKey, kProgramTitle, path);
+        } else {
+            m_.env.registry.deleteValue(platform::RegRoot::LocalMachine, kRunKey, kProgramTitle);
+        }
+        writeUserAutostart(ticked, path);
     }
     m_.view.setAutostartChecked(autostartEntryPresent());
 }
@@ -404,12 +424,20 @@ void Controller::onAutostartClicked(bool ticked) {
 void Controller::onVirtualKeyboardClicked(bool ticked) {
     if (!administrator_) return;
     ensureStore();
-    if (!UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow)) {
-        traceUnsaved(store_.connection, "TastieraVirtuale");
+    bool saved = false;
+    if (changesNeedConsent()) {
+        saved = elevatedControl_->runControl({"option", "keyboard", ticked ? "on" : "off"});
+    } else {
+        saved = UpdateField(store_.connection, "Opzioni", "TastieraVirtuale", Value::boolean(ticked), kOptionsRow);
+        if (!saved) tellUnsaved(m_.env, store_.connection.lastError());
     }
-    // The box says what the administrator sees, stored or not.
+    // The box, and the keyboard with it, follow what the store holds now.
+    const Value stored = ReadField(store_.connection, "Opzioni", "TastieraVirtuale", kOptionsRow);
+    const bool on = stored.isEmpty() ? (saved ? ticked : !ticked)
+                                     : ValoreNonNullo(stored, Value::boolean(false)).toBool();
+    m_.view.setVirtualKeyboardChecked(on);
     if (keyboard_ == nullptr) return;
-    if (ticked) {
+    if (on) {
         keyboard_->show();
     } else {
         keyboard_->hide();

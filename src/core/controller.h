@@ -51,6 +51,16 @@ public:
     [[nodiscard]] virtual long long profileForNow() = 0;
 };
 
+// The administrator's changes that a program without administrator rights
+// may not write itself: an ombrixctl command line (without the program's
+// name), run again through the consent prompt. True when it ran and did what
+// it was asked; otherwise the reason was told.
+class ElevatedControl {
+public:
+    virtual ~ElevatedControl() = default;
+    virtual bool runControl(const std::vector<std::string>& arguments) = 0;
+};
+
 // The registry places of the program outside its own settings.
 inline constexpr const char* kRunKey = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
 inline constexpr const char* kZoneMapDomains = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\ZoneMap\\Domains\\";
@@ -88,6 +98,8 @@ public:
     void setOnScreenKeyboard(OnScreenKeyboard* keyboard) { keyboard_ = keyboard; }
     // Who may change the store's folders: set again at every elevated start.
     void setFolderAccess(platform::FolderAccess* access) { folderAccess_ = access; }
+    // What saves the options when the system wants consent for a change.
+    void setElevatedControl(ElevatedControl* control) { elevatedControl_ = control; }
 
     enum class StartResult { Running, AnotherInstance };
     // The main form's load, in its fixed order.
@@ -103,6 +115,8 @@ public:
     // Back to the locked layout (the form was hidden or minimised).
     void lock();
 
+    // The two boxes: saved here, or through the consent prompt when the
+    // system wants it; either way the box then shows what is saved.
     void onAutostartClicked(bool ticked);
     void onVirtualKeyboardClicked(bool ticked);
     void onTaskManagerClicked();
@@ -183,6 +197,9 @@ private:
     void finishStartUp();
     void protectFolders();
     bool runKeyForCurrentUser() const;
+    // The user's own Run entry, which follows the machine's.
+    void writeUserAutostart(bool on, const std::string& path);
+    [[nodiscard]] bool changesNeedConsent();
     int killEveryInstance(const std::string& imageName);
     void killUntilGone(const std::string& imageName);
 
@@ -193,6 +210,7 @@ private:
     TimeSlotSchedule* schedule_ = nullptr;
     OnScreenKeyboard* keyboard_ = nullptr;
     platform::FolderAccess* folderAccess_ = nullptr;
+    ElevatedControl* elevatedControl_ = nullptr;
 
     long long profileInUse_ = 0;
     ProfileSwitches switches_;

@@ -7,7 +7,6 @@
 
 #include "platform/crypto.h"
 #include "platform/failures.h"
-#include "platform/files.h"
 
 namespace ombrix::core {
 namespace {
@@ -235,20 +234,21 @@ std::optional<std::vector<SavedSetting>> parseJournal(std::string_view bytes) {
 
 MachineJournal::OnDisk MachineJournal::read() const {
     if (path_.empty() || !files_.fileExists(path_)) return {};
-    const auto bytes = readWholeFile(path_);
-    auto settings = bytes ? parseJournal(*bytes) : std::nullopt;
+    // Larger than any journal the program writes: not ours, and not to be
+    // held in memory.
+    const platform::BoundedRead file = files_.readFile(path_, kJournalLimit);
+    auto settings = file.outcome == platform::BoundedRead::Outcome::Read ? parseJournal(file.bytes) : std::nullopt;
     if (!settings) return {State::Damaged, {}};
     return {State::Intact, std::move(*settings)};
 }
 
 void MachineJournal::setAsideDamaged() {
     platform::recordFailure("the machine journal " + path_ + " is damaged: it was not applied, and is kept as .damaged");
-    // The newest damaged one is kept: an older copy goes first, since not
-    // every system's copy overwrites.
+    // The newest damaged one is kept. Renamed, never copied: the file may be
+    // as large as the disk.
     const std::string aside = path_ + ".damaged";
     files_.removeFile(aside);
-    files_.copyFile(path_, aside);
-    files_.removeFile(path_);
+    if (!files_.moveFile(path_, aside)) files_.removeFile(path_);
 }
 
 const SavedSetting* MachineJournal::find(const std::string& key) const {
@@ -284,7 +284,8 @@ bool MachineJournal::save() {
     if (path_.empty()) return false;
     if (settings_.empty()) return files_.removeFile(path_) || !files_.fileExists(path_);
     const std::string bytes = serialiseJournal(settings_);
-    return !bytes.empty() && writer_.replace(path_, bytes);
+    // One the next start would refuse is not written: the old file stays.
+    return !bytes.empty() && bytes.size() <= kJournalLimit && writer_.replace(path_, bytes);
 }
 
 }  // namespace ombrix::core

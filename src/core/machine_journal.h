@@ -16,6 +16,7 @@
 // only when it has such a record: one without reads as before, so an older
 // program can still give it back, and a version 1 journal reads as ever.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,11 @@
 namespace ombrix::core {
 
 inline constexpr const char* kJournalFileName = "Ripristino.journal";
+// The largest journal the program writes, and reads: six browser lists of a
+// thousand values and the few settings beside them come to 13 MB even when
+// each value they replaced was 2 KB long. Anything larger was not written
+// by the program; it is set aside unread.
+inline constexpr std::size_t kJournalLimit = 16 * 1024 * 1024;
 
 struct SavedSetting {
     // CreatedKey: a registry key that did not exist before (root and path only).

@@ -305,7 +305,13 @@ void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
 
 void MachineSettings::restoreStartButtonAndTaskbar() { m_.desktop.lockDesktop(false, false); }
 
-void MachineSettings::DisattivaTabsWarnOnCloseFirefox() { core::DisattivaTabsWarnOnCloseFirefox(firefoxFolder_); }
+void MachineSettings::DisattivaTabsWarnOnCloseFirefox() {
+    core::DisattivaTabsWarnOnCloseFirefox(firefoxFolder_);
+    // A session saved before this start would come back all the same.
+    if (!clearFirefoxSession(m_.files, firefoxFolder_)) {
+        platform::recordFailure("Firefox's saved session in " + firefoxFolder_ + " could not be deleted");
+    }
+}
 
 void MachineSettings::releaseKeyboardHook() { m_.desktop.releaseKeyboardHook(); }
 

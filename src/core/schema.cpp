@@ -34,6 +34,9 @@ constexpr UpgradeStep kSteps[] = {
     {"Opzioni", "FasceOrarie", "ALTER TABLE Opzioni ADD FasceOrarie Bit"},
     {"Opzioni", "TastieraVirtuale", "ALTER TABLE Opzioni ADD TastieraVirtuale Bit"},
     {"Profili", "ApriPaginaInizialeATuttoSchermo", "ALTER TABLE Profili ADD ApriPaginaInizialeATuttoSchermo Bit"},
+    // The internal browser's switches, kept in the pupil's own settings before.
+    {"Opzioni", "NoPopup", "ALTER TABLE Opzioni ADD NoPopup Bit"},
+    {"Opzioni", "NoStampa", "ALTER TABLE Opzioni ADD NoStampa Bit"},
 };
 
 constexpr int kSiteWidth = 255;
@@ -326,7 +329,7 @@ int declaredTextWidth(Database& db, std::string_view table, std::string_view col
                        .toText());
 }
 
-UpgradeResult AggiornaDBAVersioneCorrente(Database& db) {
+UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carried) {
     using Outcome = UpgradeResult::Outcome;
     UpgradeResult result;
     auto fail = [&](std::string step) {
@@ -363,6 +366,11 @@ UpgradeResult AggiornaDBAVersioneCorrente(Database& db) {
         if (!db.exec(step.statement)) return fail(step.statement);
         changed = true;
         const std::string_view table = step.table;
+        const bool option = step.column && table == "Opzioni";
+        if (const std::optional<Value> value = option && carried ? carried(table, step.column) : std::nullopt;
+            value && !db.run("UPDATE Opzioni SET " + std::string(step.column) + " = ?;", {*value})) {
+            return fail(std::string("carrying Opzioni.") + step.column + " over");
+        }
         if (!step.column && table == "Fasce" && !seedTimeSlots(db)) return fail("INSERT INTO Fasce");
         if (!step.column && table == "LogSiti" &&
             !db.exec("CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);")) {

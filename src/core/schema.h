@@ -2,6 +2,8 @@
 // The store's structure: the delivered empty database, the checks for a
 // column or a table, and the upgrade that brings an older file up to date.
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,13 +31,18 @@ struct UpgradeResult {
     [[nodiscard]] bool changed() const { return outcome == Outcome::Upgraded; }
 };
 
+// The value a column starts with when the upgrade adds it, taken from where
+// the program kept that setting before; nullopt leaves it Null.
+using CarriedValue = std::function<std::optional<Value>(std::string_view table, std::string_view column)>;
+
 // Adds, in a fixed order, every column and table that later versions
 // introduced and the file lacks, widens SitiVietatiConsentiti.Sito to 255
-// when it is not, and takes our collation out of the schema. One
-// transaction: the first step that fails is reported and nothing changes, so
-// the next start tries again from the same state. A file without the base
-// tables of our store is refused untouched.
-[[nodiscard]] UpgradeResult AggiornaDBAVersioneCorrente(Database& db);
+// when it is not, and takes our collation out of the schema. A column added
+// to Opzioni starts with what `carried` gives for it. One transaction: the
+// first step that fails is reported and nothing changes, so the next start
+// tries again from the same state. A file without the base tables of our
+// store is refused untouched.
+[[nodiscard]] UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carried = {});
 
 // The declared width of a text column ("TEXT(100)" gives 100); 0 when the
 // declaration carries none or the column is missing.

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
+
+#include "support/form_translator.h"
 
 namespace ombrix::lockdown {
 namespace {
@@ -174,6 +177,73 @@ Placement keyboardPlacement(int screenWidth, int screenHeight, int taskbar, int 
     const int width = scaled(kKeyboardWidthTwips, dpi, 1440);
     const int height = scaled(kKeyboardHeightTwips, dpi, 1440);
     return {std::max(0, (screenWidth - width) / 2), std::max(0, screenHeight - taskbar - height), width, height};
+}
+
+// The keyboard as the form translator sees it: its caption, and a label for
+// each key that types no character.
+class KeyboardTexts::Form final : public TranslatableForm {
+public:
+    explicit Form(KeyboardTexts& texts) : texts_(texts) {
+        for (const OnScreenKey& k : onScreenKeys()) {
+            if (k.kind == KeyKind::Character) continue;
+            auto& words = texts_.words_[std::string(k.name)];
+            if (words.first.empty() && words.second.empty()) words = {std::string(k.lower), std::string(k.upper)};
+            labels_.push_back(std::make_unique<Label>(std::string(k.name), words, k.kind == KeyKind::Shift));
+        }
+    }
+    std::string name() const override { return "frmTastiera"; }
+    bool has(TextProperty p) const override { return p == TextProperty::Caption; }
+    std::string get(TextProperty) const override { return texts_.title_; }
+    bool set(TextProperty, const std::string& value, int) override {
+        texts_.title_ = value;
+        return true;
+    }
+    std::vector<TranslatableItem*> controls() override {
+        std::vector<TranslatableItem*> out;
+        for (auto& l : labels_) out.push_back(l.get());
+        return out;
+    }
+
+private:
+    class Label final : public TranslatableItem {
+    public:
+        Label(std::string name, std::pair<std::string, std::string>& words, bool shift)
+            : name_(std::move(name)), words_(words), shift_(shift) {}
+        std::string name() const override { return name_; }
+        bool has(TextProperty p) const override {
+            return p == TextProperty::Caption || (shift_ && p == TextProperty::Tag);
+        }
+        std::string get(TextProperty p) const override { return p == TextProperty::Tag ? words_.second : words_.first; }
+        bool set(TextProperty p, const std::string& value, int) override {
+            if (p == TextProperty::Tag) {
+                words_.second = value;
+            } else {
+                words_.first = value;
+                // Only the shift key names a word for each case.
+                if (!shift_) words_.second = value;
+            }
+            return true;
+        }
+
+    private:
+        std::string name_;
+        std::pair<std::string, std::string>& words_;
+        bool shift_;
+    };
+
+    KeyboardTexts& texts_;
+    std::vector<std::unique_ptr<Label>> labels_;
+};
+
+void KeyboardTexts::translate(const Lookup& lookup) {
+    Form form(*this);
+    translateForm(form, lookup);
+}
+
+std::string_view KeyboardTexts::caption(const OnScreenKey& key, bool upper) const {
+    const auto it = words_.find(key.name);
+    if (it == words_.end()) return upper ? key.upper : key.lower;
+    return upper ? it->second.second : it->second.first;
 }
 
 }  // namespace ombrix::lockdown

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -56,6 +58,25 @@ public:
 
 private:
     bool upper_ = false;
+};
+
+// The form's caption and the words on the keys that type no character,
+// from the form's section of the language file ("frmTastiera"), each key by
+// its label's name: ".Caption" is its word, and the shift key's ".Tag" its
+// word in upper case. A key the file leaves empty keeps its own word; the
+// characters of the layout are never translated.
+class KeyboardTexts {
+public:
+    using Lookup = std::function<std::string(const std::string& section, const std::string& key)>;
+    void translate(const Lookup& lookup);
+    [[nodiscard]] const std::string& title() const { return title_; }
+    // What a key shows in the case given.
+    [[nodiscard]] std::string_view caption(const OnScreenKey& key, bool upper) const;
+
+private:
+    class Form;
+    std::string title_ = "Tastiera";
+    std::map<std::string, std::pair<std::string, std::string>, std::less<>> words_;  // by label: lower, upper
 };
 
 // The character a caption stands for: blanks around it are only for the

@@ -26,6 +26,33 @@ bool filterSwallows(KeyboardFilter filter, std::uint32_t vk, const KioskSwitches
     return false;
 }
 
+MouseVerdict guardVerdict(const MouseEvent& e, const GuardArea& area) noexcept {
+    MouseVerdict v;
+    switch (e.message) {
+        case kLeftDown:
+            if (e.point.x < area.notifyArea.left || e.point.y < area.notifyArea.top) {
+                v.taskbar = Switch::On;
+                v.pressElsewhere = true;
+            } else {
+                v.taskbar = Switch::Off;
+                v.pressOnNotifyArea = true;
+            }
+            break;
+        case kLeftUp:
+            v.taskbar = Switch::Off;
+            v.activeWindow = Switch::On;
+            break;
+        case kRightDown:
+        case kRightUp:
+            v.taskbar = Switch::Off;
+            v.activeWindow = Switch::Off;
+            break;
+        default:
+            break;
+    }
+    return v;
+}
+
 long long wholeSeconds(std::uint64_t ms) {
     const auto seconds = static_cast<long long>(ms / 1000);
     const std::uint64_t rest = ms % 1000;
@@ -95,9 +122,15 @@ void ShellLock::releaseKeyboardHook() {
 
 void ShellLock::installMouseGuard() {
     removeMouseGuard();
-    mouseGuard_ = m_.hooks.installMouse([this](const MouseEvent& e) {
-        platform::guarded([&] { guardMouse(e); });
-    });
+    mouseGuard_ = m_.hooks.installMouse([this](const MouseEvent& e) { guardMouse(e); },
+                                        [this](const MouseEvent& e) { platform::guarded([&] { afterMouse(e); }); });
+    refreshGuardArea();
+}
+
+void ShellLock::refreshGuardArea() {
+    if (!mouseGuard_) return;
+    const WindowId taskbar = m_.windows.find(kTaskbar, std::string_view{});
+    area_ = {taskbar, m_.windows.rect(m_.windows.findChild(taskbar, kNotifyArea))};
 }
 
 void ShellLock::removeMouseGuard() {
@@ -124,36 +157,23 @@ void ShellLock::tickNascondiDesktop() {
     hideDesktopIcons(true);
 }
 
-void ShellLock::guardMouse(const MouseEvent& e) {
-    const WindowId taskbar = m_.windows.find(kTaskbar, std::string_view{});
-    // No notification area reads as an empty rectangle at the origin.
-    const Rect notify = m_.windows.rect(m_.windows.findChild(taskbar, kNotifyArea));
+void ShellLock::guardMouse(const MouseEvent& e) noexcept {
+    const MouseVerdict v = guardVerdict(e, area_);
+    platform::guarded([&] {
+        if (v.taskbar != Switch::Keep) m_.windows.enable(area_.taskbar, v.taskbar == Switch::On);
+        if (v.activeWindow != Switch::Keep) m_.windows.enable(m_.windows.activeWindow(), v.activeWindow == Switch::On);
+    });
+}
+
+void ShellLock::afterMouse(const MouseEvent& e) {
     const KioskSwitches switches = switches_ ? switches_() : KioskSwitches{};
     if (switches.virtualKeyboard && keyboard_) keyboard_->reapply();
-    switch (e.message) {
-        case kLeftDown:
-            if (e.point.x < notify.left || e.point.y < notify.top) {
-                if (form_) form_->setStateField("0");
-                m_.windows.enable(taskbar, true);
-            } else {
-                m_.windows.enable(taskbar, false);
-                if (form_ && form_->stateField() == "1") {
-                    form_->bringBack(kFormLeftTwips, kFormTopTwips);
-                    form_->setStateField("0");
-                }
-            }
-            break;
-        case kLeftUp:
-            m_.windows.enable(taskbar, false);
-            m_.windows.enable(m_.windows.activeWindow(), true);
-            break;
-        case kRightDown:
-        case kRightUp:
-            m_.windows.enable(taskbar, false);
-            m_.windows.enable(m_.windows.activeWindow(), false);
-            break;
-        default:
-            break;
+    const MouseVerdict v = guardVerdict(e, area_);
+    if (!form_) return;
+    if (v.pressElsewhere) form_->setStateField("0");
+    if (v.pressOnNotifyArea && form_->stateField() == "1") {
+        form_->bringBack(kFormLeftTwips, kFormTopTwips);
+        form_->setStateField("0");
     }
 }
 

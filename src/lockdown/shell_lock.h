@@ -46,6 +46,19 @@ enum class KeyboardFilter { None, A, B };
 // Whether the filter swallows this key (down and up alike, whatever modifier).
 [[nodiscard]] bool filterSwallows(KeyboardFilter filter, std::uint32_t virtualKey, const KioskSwitches& switches);
 
+// What the mouse guard makes of one click.
+enum class Switch { Keep, On, Off };
+struct MouseVerdict {
+    Switch taskbar = Switch::Keep;
+    Switch activeWindow = Switch::Keep;  // the program's own active window
+    // A press left of or above the notification area clears the main
+    // form's tray mark; a press on it brings the form back when marked.
+    bool pressElsewhere = false;
+    bool pressOnNotifyArea = false;
+    bool operator==(const MouseVerdict&) const = default;
+};
+[[nodiscard]] MouseVerdict guardVerdict(const MouseEvent& event, const GuardArea& area) noexcept;
+
 // Elapsed milliseconds as whole seconds, halves to the even second, as the
 // shell restart has always counted them.
 [[nodiscard]] long long wholeSeconds(std::uint64_t milliseconds);
@@ -111,8 +124,15 @@ public:
     void tickMetroKiller();
     void tickNascondiDesktop();
 
-    // One event of the mouse guard.
-    void guardMouse(const MouseEvent& event);
+    // One click, inside the hook: the task bar and the program's active
+    // window are switched before the click reaches them, from the area held.
+    void guardMouse(const MouseEvent& event) noexcept;
+    // The same click, from the message loop: the keyboard's look, the main
+    // form's tray mark.
+    void afterMouse(const MouseEvent& event);
+    // The task bar and its notification area looked up again, for the
+    // guard; run on a frequent tick while the guard is in.
+    void refreshGuardArea();
     // While locked, a Start button the shell showed again (as a task bar
     // laying out its buttons does) is hidden again; run on a frequent tick.
     void keepStartHidden();
@@ -133,6 +153,7 @@ private:
     OnScreenKeyboard* keyboard_ = nullptr;
     KeyboardFilter filter_ = KeyboardFilter::None;
     bool mouseGuard_ = false;
+    GuardArea area_;
     bool locked_ = false;
 };
 

@@ -52,6 +52,13 @@ struct MouseEvent {
     Point point;  // screen coordinates
 };
 
+// The task bar as the mouse guard holds it between refreshes: the hook
+// decides from this alone and never looks a window up.
+struct GuardArea {
+    WindowId taskbar = 0;
+    Rect notifyArea;  // empty at the origin when the task bar has none
+};
+
 // One keyboard slot and one mouse slot; installing into a taken slot is the
 // caller's mistake, so every installer empties its slot first.
 class InputHooks {
@@ -61,10 +68,12 @@ public:
     // up alike: it must decide at once and touch nothing.
     virtual bool installKeyboard(std::function<bool(std::uint32_t virtualKey)> swallow) = 0;
     virtual void removeKeyboard() = 0;
-    // `guard` runs just after the hook returned, from the message loop: the
-    // hook only notes the event, so it never waits on another program's
-    // windows.
-    virtual bool installMouse(std::function<void(const MouseEvent&)> guard) = 0;
+    // For each click (nCode 0), `guard` runs inside the hook, before the
+    // click reaches any window: it must decide at once from what it holds.
+    // `afterwards` runs from the message loop once the hook has returned,
+    // for what may take longer.
+    virtual bool installMouse(std::function<void(const MouseEvent&)> guard,
+                              std::function<void(const MouseEvent&)> afterwards) = 0;
     virtual void removeMouse() = 0;
 };
 

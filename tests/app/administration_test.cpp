@@ -169,6 +169,7 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
         {{"/AMMINISTRA", "Periodi"}, true, AdminForm::TimeSlots, ""},
         {{"/amministra", "opzioni"}, true, AdminForm::Options, ""},
         {{"/amministra", "log"}, true, AdminForm::Log, ""},
+        {{"/amministra", "browser"}, true, AdminForm::BrowserOptions, ""},
         {{"/amministra", "profili"}, false, std::nullopt, "0343"},
         {{"/amministra", "giochi"}, true, std::nullopt, "0344"},
         {{"/amministra"}, true, std::nullopt, "0344"},

@@ -66,6 +66,9 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
         {{"slots", "show"}, '-'},
         {{"export", "1", dir.file("out.ox")}, '-'},
         {{"restore"}, '-'},
+        {{"option"}, '-'},
+        {{"option", "nopopup"}, '-'},
+        {{"autostart"}, '-'},
         {{"profile", "frobnicate"}, '-'},
         {{"upgrade"}, 'r'},
         {{"profile", "add", "Nuovo"}, 'r'},
@@ -81,6 +84,8 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
         {{"import", dir.file("p.ox")}, 'r'},
         {{"log", "clear"}, 'r'},
         {{"protect"}, 'r'},
+        {{"option", "keyboard", "on"}, 'r'},
+        {{"autostart", "off"}, 'r'},
     };
     const auto before = readWholeFile(db);
     for (const auto& c : cases) {

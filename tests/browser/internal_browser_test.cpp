@@ -2,10 +2,8 @@
 
 #include "browser/address_check.h"
 #include "browser/application_bar.h"
-#include "browser/browser_settings.h"
-#include "core/settings_reg.h"
+#include "browser/progress_text.h"
 #include "fakes/list_verdicts.h"
-#include "platform/file_registry.h"
 
 namespace ombrix::browser {
 namespace {
@@ -91,19 +89,22 @@ TEST(InternalBrowser, TheAddressBoxOffersWholeAddressesAndLocalFilesSendItHome) 
     EXPECT_FALSE(sendsHome("http://file://"));
 }
 
-TEST(InternalBrowser, TheSwitchesAreTrueOnlyAsTheTextTrueAndAreSavedPerUser) {
-    platform::FileRegistry registry;
-    BrowserSettings settings(registry);
-    EXPECT_FALSE(settings.on(kNoPopup)) << "a missing key is off";
-    ASSERT_TRUE(settings.set(kNoPopup, true));
-    EXPECT_TRUE(settings.on(kNoPopup));
-    EXPECT_FALSE(settings.on(kNoPrint));
-    const std::string path = core::programSettingsKey(core::kProgramTitle, "Settings");
-    EXPECT_EQ(registry.readValue(platform::RegRoot::CurrentUser, path, "NoPopup"), "True");
-    ASSERT_TRUE(settings.set(kNoPopup, false));
-    EXPECT_EQ(registry.readValue(platform::RegRoot::CurrentUser, path, "NoPopup"), "False");
-    registry.writeString(platform::RegRoot::CurrentUser, path, "NoStampa", "true");
-    EXPECT_FALSE(settings.on(kNoPrint)) << "only the exact text counts";
+TEST(InternalBrowser, TheProgressBarShowsHowFarThePageIsAsAPercentage) {
+    const struct {
+        long long progress, max;
+        ProgressShown shown;
+    } cases[] = {
+        {0, 100, {0, "0%"}},
+        {1, 3, {33, "33%"}},
+        {2048, 4096, {50, "50%"}},
+        {100, 100, {100, "100%"}},
+        {150, 100, {100, "100%"}},
+        {2147483647, 2147483647, {100, "100%"}},
+        {-1, 100, {}},  // done
+        {5, 0, {}},
+        {5, -2, {}},
+    };
+    for (const auto& c : cases) EXPECT_EQ(progressShown(c.progress, c.max), c.shown) << c.progress << "/" << c.max;
 }
 
 TEST(InternalBrowser, TheBarNamesAndOpensTheBrowserTheProfileUses) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <filesystem>
 #include <functional>
 
@@ -25,6 +27,15 @@ std::string controllerTexts() {
     }
     return lng;
 }
+
+// The on-screen keyboard, as the controller shows and hides it.
+struct RecordedKeyboard final : OnScreenKeyboard {
+    std::vector<std::string> calls;
+    void show() override { calls.push_back("show"); }
+    void hide() override { calls.push_back("hide"); }
+    void reapply() override {}
+    [[nodiscard]] bool shown() const { return !calls.empty() && calls.back() == "show"; }
+};
 
 class ControllerTest : public ::testing::Test, protected test::ControllerRig {
 protected:
@@ -260,15 +271,80 @@ TEST_F(ControllerTest, APlainOrWeakerValueIsRehashedAtTheNextLogin) {
     }
 }
 
-TEST_F(ControllerTest, AnOptionTheStoreRefusesLeavesATrace) {
+// The box says what is stored: a click the store refused is put back, told, and shows no keyboard.
+TEST_F(ControllerTest, AnOptionTheStoreRefusesIsPutBack) {
+    RecordedKeyboard keyboard;
+    controller().setOnScreenKeyboard(&keyboard);
+    system.isElevated = true;
     controller().startUp();
     ASSERT_TRUE(controller().login("segreta"));
     sql("CREATE TRIGGER refuse BEFORE UPDATE ON Opzioni BEGIN SELECT RAISE(ABORT, 'store refused'); END;");
+    view.keyboardChecked = true;  // as the click left it
     controller().onVirtualKeyboardClicked(true);
-    const std::vector<platform::Failure> failures = platform::recentFailures();
-    ASSERT_FALSE(failures.empty());
-    EXPECT_NE(failures.back().what.find("TastieraVirtuale"), std::string::npos) << failures.back().what;
-    EXPECT_NE(failures.back().what.find("store refused"), std::string::npos) << failures.back().what;
+    EXPECT_FALSE(view.keyboardChecked);
+    EXPECT_EQ(std::count(keyboard.calls.begin(), keyboard.calls.end(), "show"), 0);
+    ASSERT_FALSE(dialogs.shown.empty());
+    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_NE(dialogs.shown.back().text.find("store refused"), std::string::npos) << dialogs.shown.back().text;
+}
+
+// Without administrator rights both boxes are saved by an elevated
+// ombrixctl; a declined prompt puts the box back, and the keyboard with it.
+TEST_F(ControllerTest, WithoutRightsTheBoxesAreSavedThroughTheConsentPromptOrPutBack) {
+    struct Consent final : ElevatedControl {
+        std::vector<std::string> lines;
+        std::function<void(const std::vector<std::string>&)> given;  // unset: declined
+        bool runControl(const std::vector<std::string>& arguments) override {
+            std::string line;
+            for (const auto& a : arguments) line += (line.empty() ? "" : " ") + a;
+            lines.push_back(line);
+            if (given) given(arguments);
+            return static_cast<bool>(given);
+        }
+    } consent;
+    RecordedKeyboard keyboard;
+    system.major = 10;  // the user's Run entry too
+    registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", dir.file("DataBase"));
+    test::writeFile(dir.file("ombrix.exe"), "MZ");
+    controller().setOnScreenKeyboard(&keyboard);
+    controller().setElevatedControl(&consent);
+    controller().startUp();
+    ASSERT_TRUE(controller().login("segreta"));
+    const std::string path = controller().programPath();
+    const auto entry = [&](RegRoot root) { return registry.readValue(root, kRunKey, "Ombrix"); };
+
+    view.keyboardChecked = view.autostartChecked = true;
+    controller().onVirtualKeyboardClicked(true);
+    controller().onAutostartClicked(true);
+    EXPECT_EQ(consent.lines, (std::vector<std::string>{"option keyboard on", "autostart on"}));
+    EXPECT_FALSE(view.keyboardChecked);
+    EXPECT_FALSE(keyboard.shown());
+    EXPECT_FALSE(view.autostartChecked);
+    EXPECT_FALSE(entry(RegRoot::CurrentUser)) << "the user's entry follows the machine's";
+
+    // Consent given: what ombrixctl wrote is what the boxes show.
+    consent.given = [&](const std::vector<std::string>& a) {
+        if (a[0] == "option") sql("UPDATE Opzioni SET TastieraVirtuale = " + std::string(a[2] == "on" ? "-1" : "0"));
+        if (a[0] == "autostart" && a[1] == "on") registry.writeString(RegRoot::LocalMachine, kRunKey, "Ombrix", path);
+        if (a[0] == "autostart" && a[1] == "off") registry.deleteValue(RegRoot::LocalMachine, kRunKey, "Ombrix");
+    };
+    controller().onVirtualKeyboardClicked(true);
+    controller().onAutostartClicked(true);
+    EXPECT_TRUE(view.keyboardChecked);
+    EXPECT_TRUE(keyboard.shown());
+    EXPECT_TRUE(view.autostartChecked);
+    EXPECT_EQ(entry(RegRoot::CurrentUser), path);
+
+    consent.given = nullptr;
+    view.keyboardChecked = view.autostartChecked = false;
+    controller().onVirtualKeyboardClicked(false);
+    controller().onAutostartClicked(false);
+    EXPECT_TRUE(view.keyboardChecked);
+    EXPECT_TRUE(keyboard.shown());
+    EXPECT_TRUE(view.autostartChecked);
+    EXPECT_EQ(entry(RegRoot::LocalMachine), path);
+    EXPECT_EQ(entry(RegRoot::CurrentUser), path);
+    EXPECT_EQ(consent.lines.size(), 6u);
 }
 
 TEST_F(ControllerTest, AnElevatedStartSetsTheStoreFoldersAccessAndOnlyTracesAFailure) {
@@ -306,12 +382,7 @@ TEST_F(ControllerTest, AnElevatedStartSetsTheStoreFoldersAccessAndOnlyTracesAFai
 }
 
 TEST_F(ControllerTest, TheKeyboardBoxShowsAndHidesTheKeyboardOnlyForTheAdministrator) {
-    struct Keyboard final : OnScreenKeyboard {
-        std::vector<std::string> calls;
-        void show() override { calls.push_back("show"); }
-        void hide() override { calls.push_back("hide"); }
-        void reapply() override {}
-    } keyboard;
+    RecordedKeyboard keyboard;
     controller().setOnScreenKeyboard(&keyboard);
     controller().startUp();
     controller().onVirtualKeyboardClicked(true);

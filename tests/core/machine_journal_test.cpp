@@ -5,6 +5,7 @@
 #include <array>
 
 #include "core/machine_profile.h"
+#include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
 #include "platform/crypto.h"
@@ -97,6 +98,60 @@ TEST(MachineJournal, TheVersionWithoutKeysIsReadAndWrittenAsBefore) {
          }) {
         EXPECT_FALSE(parseJournal(sealed(version, record))) << version << " " << record;
     }
+}
+
+// A journal the pupil's session made huge (or any file of that name) is
+// never read or copied whole at start: it goes aside by a rename, and the
+// start goes on with a fresh journal.
+TEST(MachineJournal, AJournalLargerThanTheProgramWritesIsSetAsideUnread) {
+    test::Journal log;
+    test::FakePrinters printers(log);
+    test::FakeDesktopLock desktop(log);
+    test::SwitchableWriter writer;
+    writer.refuse = true;  // nothing of this test reaches the disk
+    test::FakeFileSystem files;
+    platform::FileRegistry registry;
+    registry.writeString(RegRoot::CurrentUser, "Software\\X", "", "kept");
+    MachineJournal journal(writer, files);
+    journal.setPath("C:\\U\\Ripristino.journal");
+    files.files[journal.path()] = serialiseJournal(kSettings);
+    files.sizes[journal.path()] = std::uintmax_t{1} << 30;
+    const Recovery r = giveBackJournal(journal, {registry, printers, desktop});
+    EXPECT_EQ(r.state, MachineJournal::State::Damaged);
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, "Software\\X", ""), "kept") << "nothing of it applied";
+    EXPECT_EQ(files.files.count(journal.path() + ".damaged"), 1u);
+    EXPECT_EQ(journal.read().state, MachineJournal::State::None);
+    EXPECT_EQ(files.copies, 0) << "moved aside, not copied";
+    EXPECT_LE(files.bytesRead, kJournalLimit + 1);
+}
+
+// The bound is above the largest journal the program can write: six browser
+// lists of a thousand values, each having replaced a 2 KB value. Nothing
+// larger is written: the old file stays, as for any failed write.
+TEST(MachineJournal, TheLargestJournalTheProgramWritesFitsAndNoLargerOneIsWritten) {
+    std::vector<SavedSetting> largest = kSettings;
+    for (const std::string& list : {std::string(kChromePolicies) + "\\URLBlocklist",
+                                   std::string(kChromePolicies) + "\\URLAllowlist",
+                                   std::string(kEdgePolicies) + "\\URLBlocklist",
+                                   std::string(kEdgePolicies) + "\\URLAllowlist",
+                                   std::string(kFirefoxPolicies) + "\\WebsiteFilter\\Block",
+                                   std::string(kFirefoxPolicies) + "\\WebsiteFilter\\Exceptions"}) {
+        for (std::size_t n = 1; n <= kPolicyListLimit; ++n) {
+            largest.push_back({K::Registry, RegRoot::CurrentUser, list, std::to_string(n), V::Text, std::string(2048, 'x')});
+        }
+    }
+    EXPECT_LT(serialiseJournal(largest).size(), kJournalLimit);
+
+    test::TempDir dir;
+    test::SwitchableWriter writer;
+    MachineJournal journal(writer, platform::realFileSystem());
+    journal.setPath(dir.file("j"));
+    ASSERT_TRUE(journal.reset(kSettings));
+    SavedSetting huge = kSettings[0];
+    huge.name = "Enorme";
+    huge.value.assign(kJournalLimit, 'x');
+    EXPECT_FALSE(journal.remember(huge));
+    EXPECT_EQ(journal.read().settings, kSettings) << "the old journal stays";
 }
 
 TEST(MachineJournal, TheFirstValueOfARunIsKeptAndAFailedWriteLeavesTheOldFile) {

@@ -250,6 +250,18 @@ TEST(MachineProfile, TheSlideshowIsStoppedOnlyWhenThereIsOne) {
     EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
 }
 
+// Session restore goes off at start, and the session it would restore goes with it.
+TEST(MachineProfile, FirefoxRestoresNoSessionAfterTheStart) {
+    Rig rig;
+    const std::string session = rig.profileFolder + platform::pathSeparator() + "sessionstore.js";
+    rig.files.files[session] = "{\"windows\":[]}";
+    rig.settings->rememberSettings();
+    rig.settings->DisattivaTabsWarnOnCloseFirefox();
+    EXPECT_NE(readWholeFile(rig.profileFolder + "/prefs.js")->find("browser.sessionstore.resume_from_crash\",false"),
+              std::string::npos);
+    EXPECT_EQ(rig.files.files.count(session), 0u);
+}
+
 // The run's own values go back: when a shorter list follows, and at the end.
 // (A forced end, and the real registry, are the end-to-end test's.)
 TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantThem) {

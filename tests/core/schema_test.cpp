@@ -20,6 +20,8 @@ const std::pair<const char*, const char*> kAddedColumns[] = {
     {"Opzioni", "FasceOrarie"},
     {"Opzioni", "TastieraVirtuale"},
     {"Profili", "ApriPaginaInizialeATuttoSchermo"},
+    {"Opzioni", "NoPopup"},
+    {"Opzioni", "NoStampa"},
 };
 
 std::vector<std::string> columnsOf(Database& db, const std::string& table) {
@@ -41,7 +43,8 @@ TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
                                         "UtilizzaBrowserInterno", "NascondiMessaggiNotifica", "ProtezioneMassima",
                                         "ApriPaginaInizialeATuttoSchermo"}));
     EXPECT_EQ(columnsOf(db, "Opzioni"), (std::vector<std::string>{"IDProfiloInUso", "PasswordAdmin", "LogSiti",
-                                                                   "FasceOrarie", "TastieraVirtuale"}));
+                                                                   "FasceOrarie", "TastieraVirtuale", "NoPopup",
+                                                                   "NoStampa"}));
     EXPECT_EQ(columnsOf(db, "LogSiti"), (std::vector<std::string>{"DataOra", "URL"}));
     EXPECT_EQ(columnsOf(db, "Fasce").size(), 10u);
 
@@ -100,8 +103,10 @@ TEST(Upgrade, FromEveryIntermediateState) {
         "ALTER TABLE Opzioni ADD FasceOrarie Bit",
         "ALTER TABLE Opzioni ADD TastieraVirtuale Bit",
         "ALTER TABLE Profili ADD ApriPaginaInizialeATuttoSchermo Bit",
+        "ALTER TABLE Opzioni ADD NoPopup Bit",
+        "ALTER TABLE Opzioni ADD NoStampa Bit",
     };
-    constexpr int kSteps = 11;
+    constexpr int kSteps = 13;
     for (int done = 0; done <= kSteps; ++done) {
         SCOPED_TRACE("steps already present: " + std::to_string(done));
         Database db = test::oldestStore();

@@ -316,12 +316,6 @@ HWND messageBox(const StartedProgram& program, int button) {
     return nullptr;
 }
 
-void screenshot(const std::string& name) {
-    const char* folder = std::getenv("OMBRIX_SCREENSHOTS");
-    if (!folder || !*folder) return;
-    runHost("/usr/bin/import -window root " + std::string(folder) + "/" + name + ".png");
-}
-
 // -------------------------------------------------------------- fixture
 
 StartedProgram InstalledProgram::launch() const {

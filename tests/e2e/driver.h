@@ -17,6 +17,7 @@
 namespace ombrix::e2e {
 
 using test::pause;
+using test::screenshot;
 using test::StartedProgram;
 using test::topmost;
 using test::waitFor;
@@ -88,8 +89,6 @@ void bringToFront(HWND window);
 [[nodiscard]] std::string registryValue(const std::string& key, const std::string& name);
 [[nodiscard]] bool registryKeyExists(const std::string& key);
 
-// Saves a screenshot of the whole screen when OMBRIX_SCREENSHOTS names a folder.
-void screenshot(const std::string& name);
 
 // The installed program, with "Segreta1" as the administrator's password.
 class InstalledProgram : public ::testing::Test {

@@ -84,6 +84,7 @@ TEST_F(InternalBrowserTest, TheBarOpensTheBrowserWhichRefusesAForbiddenAddressAn
     ASSERT_TRUE(clickUntil(GetDlgItem(bar, IDC_PCTBROWSER),
                            [&] { return (browser = formWith(*program, IDC_CMBINDIRIZZI)) != nullptr; }));
     EXPECT_EQ(text(GetDlgItem(browser, IDC_LBLBROWSER)), L"Browser protetto di Ombrix");
+    EXPECT_TRUE(waitFor([&] { return topmost(browser); })) << "the task-manager timer keeps it on top";
 
     go(browser, L"www.giochi.example/x");
     HWND box = nullptr;
@@ -119,12 +120,10 @@ TEST_F(InternalBrowserTest, WithoutTheInternalBrowserTheBarOpensTheDefaultBrowse
     EXPECT_EQ(formWith(*program, IDC_CMBINDIRIZZI), nullptr) << "no internal browser";
 }
 
-// Its options are the administrator's: reached from the main form after login.
+// Its options are the administrator's: reached from the main form after
+// login, kept in the store.
 TEST_F(InternalBrowserTest, TheAdministratorSwitchesPopUpsOffFromTheMainForm) {
     install.sql("UPDATE Opzioni SET IDProfiloInUso = 1;");
-    // The user's settings outlive a run: start from pop-ups allowed.
-    const std::string key = "Software\\Ombrix\\Program Settings\\Ombrix\\Settings";
-    RegDeleteKeyValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), L"NoPopup");
     HWND main = start();
     ASSERT_TRUE(main);
     HWND button = GetDlgItem(main, IDC_CMDOPZIONIBROWSER);
@@ -136,12 +135,9 @@ TEST_F(InternalBrowserTest, TheAdministratorSwitchesPopUpsOffFromTheMainForm) {
     HWND options = nullptr;
     ASSERT_TRUE(clickUntil(button, [&] { return (options = formWith(*program, IDC_CHKDISABILITAPOPUP)) != nullptr; }));
     heldClick(GetDlgItem(options, IDC_CHKDISABILITAPOPUP));
-    EXPECT_TRUE(waitFor([&] {
-        return registryValue(key, "NoPopup") == "text True";
-    }));
+    EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT NoPopup FROM Opzioni;") == "-1"; }));
     click(GetDlgItem(options, IDC_CMDESCIBROWSER));
     EXPECT_TRUE(waitFor([&] { return !IsWindow(options); }));
-    RegDeleteKeyValueW(HKEY_CURRENT_USER, win32::toWide(key).c_str(), L"NoPopup");
 }
 
 }  // namespace

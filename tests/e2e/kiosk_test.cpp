@@ -19,6 +19,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Presses that reached the show-desktop button's stand-in.
+int g_desktopButtonPresses = 0;
+
+LRESULT CALLBACK desktopButtonProc(HWND window, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg == WM_LBUTTONDOWN) ++g_desktopButtonPresses;
+    return DefWindowProcW(window, msg, wp, lp);
+}
+
 // Wine's task bar has the Start button but not the parts of later shells,
 // nor their desktop icon view: stand-ins of this thread take their classes,
 // the parts as children of the real task bar.
@@ -42,14 +50,24 @@ public:
                                                r.bottom - r.top, parent, nullptr, wc.hInstance, nullptr));
             left -= 66;
         }
+        // Right of the notification area, and left as it is by locking.
+        WNDCLASSW wc{};
+        wc.lpfnWndProc = desktopButtonProc;
+        wc.hInstance = GetModuleHandleW(nullptr);
+        wc.lpszClassName = L"TrayShowDesktopButtonWClass";
+        RegisterClassW(&wc);
+        desktopButton_ = CreateWindowExW(0, wc.lpszClassName, L"", WS_CHILD | WS_VISIBLE, (r.right - r.left) - 130, 0,
+                                         40, r.bottom - r.top, tray_, nullptr, wc.hInstance, nullptr);
     }
     ~ShellStandIns() {
+        DestroyWindow(desktopButton_);
         for (auto it = windows_.rbegin(); it != windows_.rend(); ++it) DestroyWindow(*it);
     }
     ShellStandIns(const ShellStandIns&) = delete;
     ShellStandIns& operator=(const ShellStandIns&) = delete;
 
     [[nodiscard]] HWND tray() const { return tray_; }
+    [[nodiscard]] HWND desktopButton() const { return desktopButton_; }
     [[nodiscard]] HWND start() const { return FindWindowExW(tray_, nullptr, L"Button", nullptr); }
     // The Start button, the notification area, search box, task buttons,
     // desktop and its icons, each "enabled|disabled shown|hidden".
@@ -65,6 +83,7 @@ public:
 private:
     HWND tray_ = FindWindowW(L"Shell_TrayWnd", L"");
     std::vector<HWND> windows_;
+    HWND desktopButton_ = nullptr;
 };
 
 const std::vector<std::string> kLocked = {"disabled hidden", "disabled shown",  "disabled hidden",
@@ -111,11 +130,21 @@ protected:
 TEST_F(KioskTest, LockingClosesTheShellAndItsKeysUnlockingGivesEveryOneBack) {
     ASSERT_TRUE(shell.tray() && shell.start()) << "the virtual desktop has no task bar";
     ASSERT_EQ(shell.state(), kFree);
+    g_desktopButtonPresses = 0;
+    // Injected: the X server's own pointer lost its first press here now and then.
+    injectClick(shell.desktopButton());
+    ASSERT_TRUE(waitFor([] { return g_desktopButtonPresses == 1; })) << "a free task bar takes the press";
     inUse(3);
     HWND main = start();
     ASSERT_TRUE(main);
     EXPECT_TRUE(waitFor([&] { return shell.state() == kLocked; })) << ::testing::PrintToString(shell.state());
     EXPECT_TRUE(IsWindowEnabled(shell.tray())) << "locking leaves the task bar itself enabled";
+    // A press right of the notification area: the mouse guard switches the
+    // task bar off before the press reaches it.
+    injectClick(shell.desktopButton());
+    EXPECT_TRUE(waitFor([&] { return !IsWindowEnabled(shell.tray()); }));
+    pause(500ms);
+    EXPECT_EQ(g_desktopButtonPresses, 1) << "the press reached the locked task bar";
     pause(1s);
     screenshot("kiosk-locked-desktop");
 

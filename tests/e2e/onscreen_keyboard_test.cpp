@@ -30,6 +30,7 @@ TEST_F(OnScreenKeyboardTest, TypesIntoTheFocusedWindowWhichKeepsTheFocus) {
     ASSERT_TRUE(main);
     ASSERT_TRUE(waitFor([&] { return visible(keyboard = FindWindowW(L"OmbrixTastiera", nullptr)); }))
         << "the option shows the keyboard at the start";
+    EXPECT_EQ(text(keyboard), L"Tastiera su schermo") << "the language file's caption";
 
     const std::string log = pathToUtf8(install.folder() / L"testo.log");
     const StartedProgram recorder = test::startRecorder(test::recorderPath(), log, "Ombrix testo");

@@ -2,6 +2,7 @@
 // Fakes of the machine for the native tests: a scripted file system, system
 // facts, dialogs that record what was shown, and folder access lists.
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -21,7 +22,11 @@ public:
     std::map<std::string, std::string> files;  // path -> contents
     std::set<std::string> directories;
     std::set<std::string> readOnlyDirectories;  // files cannot be made or removed inside
+    // A size the file reports instead of its contents' (a file too large to hold here).
+    std::map<std::string, std::uintmax_t> sizes;
     int calls = 0;  // of any kind
+    int copies = 0;
+    std::uintmax_t bytesRead = 0;
 
     bool fileExists(std::string_view path) override {
         ++calls;
@@ -37,6 +42,8 @@ public:
         ++calls;
         const auto it = files.find(std::string(from));
         if (it == files.end() || blocked(to)) return false;
+        ++copies;
+        bytesRead += sizeOf(it->first);
         files[std::string(to)] = it->second;
         return true;
     }
@@ -45,8 +52,33 @@ public:
         if (blocked(path)) return false;
         return files.erase(std::string(path)) > 0;
     }
+    bool moveFile(std::string_view from, std::string_view to) override {
+        ++calls;
+        const auto it = files.find(std::string(from));
+        if (it == files.end() || blocked(from) || blocked(to)) return false;
+        std::string contents = std::move(it->second);
+        files.erase(it);
+        files[std::string(to)] = std::move(contents);
+        if (const auto size = sizes.extract(std::string(from))) sizes[std::string(to)] = size.mapped();
+        return true;
+    }
+    platform::BoundedRead readFile(std::string_view path, std::size_t limit) override {
+        ++calls;
+        const auto it = files.find(std::string(path));
+        if (it == files.end()) return {};
+        if (sizeOf(it->first) > limit) {
+            bytesRead += limit + 1;
+            return {platform::BoundedRead::Outcome::TooLarge, {}};
+        }
+        bytesRead += it->second.size();
+        return {platform::BoundedRead::Outcome::Read, it->second};
+    }
 
 private:
+    std::uintmax_t sizeOf(const std::string& path) const {
+        const auto reported = sizes.find(path);
+        return reported != sizes.end() ? reported->second : files.at(path).size();
+    }
     bool blocked(std::string_view path) const {
         for (const auto& dir : readOnlyDirectories) {
             if (std::string_view(path).substr(0, dir.size()) == dir) return true;

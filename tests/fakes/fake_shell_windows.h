@@ -27,7 +27,9 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
     platform::WindowId active = 0;
     std::string state = "0";
     std::function<bool(std::uint32_t)> keyboard;
-    std::function<void(const lockdown::MouseEvent&)> mouse;
+    std::function<void(const lockdown::MouseEvent&)> mouse;            // inside the hook
+    std::function<void(const lockdown::MouseEvent&)> mouseAfterwards;  // from the message loop
+    int lookups = 0;  // windows found or measured
 
     explicit FakeShellWindows(Journal& j) : log(j) {
         const auto add = [&](platform::WindowId id, const char* cls, const char* title, platform::WindowId parent) {
@@ -49,12 +51,14 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
     std::string name(platform::WindowId id) { return id == 0 ? "none" : w[id].title.empty() ? w[id].cls : w[id].title; }
 
     platform::WindowId find(std::optional<std::string_view> c, std::optional<std::string_view> t) override {
+        ++lookups;
         for (const auto& [id, x] : w) {
             if (x.parent == 0 && (!c || *c == x.cls) && (!t || equalsNoCase(*t, x.title))) return id;
         }
         return 0;
     }
     platform::WindowId findChild(platform::WindowId parent, std::string_view c) override {
+        ++lookups;
         for (const auto& [id, x] : w) {
             if (parent && x.parent == parent && x.cls == c) return id;
         }
@@ -70,7 +74,10 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
         if (id) w[id].visible = on;
     }
     bool visible(platform::WindowId id) override { return id && w[id].visible; }
-    lockdown::Rect rect(platform::WindowId id) override { return id ? w[id].rect : lockdown::Rect{}; }
+    lockdown::Rect rect(platform::WindowId id) override {
+        ++lookups;
+        return id ? w[id].rect : lockdown::Rect{};
+    }
     platform::WindowId activeWindow() override { return active; }
 
     bool installKeyboard(std::function<bool(std::uint32_t)> f) override {
@@ -83,15 +90,18 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
         log.add("unhook keyboard");
         keyboard = nullptr;
     }
-    bool installMouse(std::function<void(const lockdown::MouseEvent&)> f) override {
+    bool installMouse(std::function<void(const lockdown::MouseEvent&)> f,
+                      std::function<void(const lockdown::MouseEvent&)> then) override {
         EXPECT_FALSE(mouse) << "the slot was not emptied first";
         log.add("hook mouse");
         mouse = std::move(f);
+        mouseAfterwards = std::move(then);
         return true;
     }
     void removeMouse() override {
         log.add("unhook mouse");
         mouse = nullptr;
+        mouseAfterwards = nullptr;
     }
 
     std::string stateField() override { return state; }

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
+#include "support/language.h"
+
 namespace ombrix::lockdown {
 namespace {
 
@@ -53,6 +57,42 @@ TEST(OnScreenKeyboard, TheShiftKeyNamesTheCaseItSwitchesToAndSendsNothing) {
     EXPECT_EQ(captionCharacter("ab"), std::nullopt);
     EXPECT_EQ(captionCharacter("\xE0"), std::nullopt) << "a Latin-1 byte is no UTF-8";
 }
+
+TEST(OnScreenKeyboard, TheCaptionAndTheWordsOnTheKeysComeFromTheLanguageFile) {
+    const std::map<std::string, std::string> file = {
+        {"frmTastiera.Caption", "On-screen keyboard"}, {"lblInvio.Caption", "Enter"},
+        {"lblMaiuscolo.Caption", "Shift"},             {"lblMaiuscolo.Tag", "shift"},
+        {"lblSpazio.Caption", "Space"},                {"lbl1.Caption", "X"},
+    };
+    KeyboardTexts texts;
+    EXPECT_EQ(texts.caption(key("lblInvio"), false), "Invio");
+    texts.translate([&](const std::string& section, const std::string& k) {
+        EXPECT_EQ(section, "frmTastiera");
+        const auto it = file.find(k);
+        return it == file.end() ? std::string() : it->second;
+    });
+    EXPECT_EQ(texts.title(), "On-screen keyboard");
+    for (const bool upper : {false, true}) {
+        EXPECT_EQ(texts.caption(key("lblInvio"), upper), "Enter");
+        EXPECT_EQ(texts.caption(key("lblSpazio"), upper), "Space");
+        EXPECT_EQ(texts.caption(key("lblCancella"), upper), "Cancella") << "left empty: its own word";
+    }
+    EXPECT_EQ(texts.caption(key("lblMaiuscolo"), false), "Shift");
+    EXPECT_EQ(texts.caption(key("lblMaiuscolo"), true), "shift");
+    EXPECT_EQ(texts.caption(key("lbl1"), false), "1") << "the layout's characters are never translated";
+}
+
+#ifndef _WIN32
+// The delivered file names them as the keyboard always has.
+TEST(OnScreenKeyboard, TheDeliveredLanguageFileNamesTheKeyboardAndItsKeys) {
+    KeyboardTexts delivered;
+    const Language language(std::string(OMBRIX_SOURCE_DIR) + "/data", '/');
+    delivered.translate([&](const std::string& s, const std::string& k) { return language.formValue(s, k); });
+    EXPECT_EQ(delivered.title(), "Tastiera su schermo");
+    EXPECT_EQ(delivered.caption(key("lblMaiuscolo"), false), "Maiu");
+    EXPECT_EQ(delivered.caption(key("lblMaiuscolo"), true), "Minu");
+}
+#endif
 
 TEST(OnScreenKeyboard, EveryKeyIsHitOnItsOwnFaceAndNowhereElseAtBothScales) {
     for (const auto& [w, h] : {std::pair{616, 186}, std::pair{931, 280}}) {

@@ -132,38 +132,64 @@ TEST(ShellLock, KeyboardFiltersShareOneSlotAndSwapTheirGates) {
     EXPECT_FALSE(r.shell.keyboard);
 }
 
-TEST(ShellLock, MouseGuardCases) {
-    // The notification area spans (900,700)-(1000,740).
+// The notification area spans (900,700)-(1000,740).
+TEST(ShellLock, TheMouseGuardDecidesFromTheAreaItHolds) {
+    using S = Switch;
+    const GuardArea area{1, {900, 700, 1000, 740}};
     struct Case {
         std::uint32_t message;
         Point at;
-        std::string before;
-        std::vector<std::string> steps;
-        std::string after;
+        MouseVerdict verdict;
     };
     const Case cases[] = {
-        {kLeftDown, {899, 720}, "1", {"enable Shell_TrayWnd 1"}, "0"},
-        {kLeftDown, {950, 699}, "1", {"enable Shell_TrayWnd 1"}, "0"},
-        {kLeftDown, {950, 720}, "0", {"enable Shell_TrayWnd 0"}, "0"},
-        {kLeftDown, {950, 720}, "1", {"enable Shell_TrayWnd 0", "form at 2890,4000"}, "0"},
-        {kLeftUp, {950, 720}, "1", {"enable Shell_TrayWnd 0", "enable OmbrixForm 1"}, "1"},
-        {kRightDown, {10, 10}, "0", {"enable Shell_TrayWnd 0", "enable OmbrixForm 0"}, "0"},
-        {kRightUp, {10, 10}, "0", {"enable Shell_TrayWnd 0", "enable OmbrixForm 0"}, "0"},
-        {kLeftDoubleClick, {950, 720}, "1", {}, "1"},
+        {kLeftDown, {899, 720}, {S::On, S::Keep, true, false}},
+        {kLeftDown, {950, 699}, {S::On, S::Keep, true, false}},
+        {kLeftDown, {950, 720}, {S::Off, S::Keep, false, true}},
+        {kLeftDown, {900, 700}, {S::Off, S::Keep, false, true}},  // its corner is on it
+        {kLeftDown, {1200, 900}, {S::Off, S::Keep, false, true}},  // right of it and below, as on it
+        {kLeftUp, {950, 720}, {S::Off, S::On, false, false}},
+        {kRightDown, {10, 10}, {S::Off, S::Off, false, false}},
+        {kRightUp, {10, 10}, {S::Off, S::Off, false, false}},
+        {kLeftDoubleClick, {950, 720}, {}},
+        {0x200, {950, 720}, {}},  // a move
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(::testing::Message() << std::hex << c.message << std::dec << " at " << c.at.x << "," << c.at.y);
-        Rig r;
-        r.switches.virtualKeyboard = true;
-        r.lock.lockDesktop(false, true);
-        r.shell.state = c.before;
-        r.log.entries.clear();
-        r.shell.mouse({c.message, c.at});
-        std::vector<std::string> expected{"keyboard look"};
-        expected.insert(expected.end(), c.steps.begin(), c.steps.end());
-        EXPECT_EQ(r.log.entries, expected);
-        EXPECT_EQ(r.shell.state, c.after);
+        EXPECT_EQ(guardVerdict({c.message, c.at}, area), c.verdict);
     }
+    EXPECT_EQ(guardVerdict({kLeftDown, {0, 0}}, {1, {}}).taskbar, S::Off) << "no notification area: locked";
+}
+
+// Inside the hook the task bar is switched from what is held, before the
+// click goes on; the keyboard and the main form wait for the message loop.
+TEST(ShellLock, TheMouseGuardSwitchesTheTaskBarInsideTheHookAndTheRestAfterwards) {
+    Rig r;
+    r.switches.virtualKeyboard = true;
+    r.lock.lockDesktop(false, true);
+    r.shell.state = "1";
+    r.shell.lookups = 0;
+    r.log.entries.clear();
+    r.shell.mouse({kLeftDown, {950, 720}});
+    EXPECT_EQ(r.log.entries, std::vector<std::string>{"enable Shell_TrayWnd 0"});
+    EXPECT_EQ(r.shell.lookups, 0) << "no window looked up inside the hook";
+    EXPECT_EQ(r.shell.state, "1");
+    r.shell.mouseAfterwards({kLeftDown, {950, 720}});
+    EXPECT_EQ(r.log.entries, (std::vector<std::string>{"enable Shell_TrayWnd 0", "keyboard look", "form at 2890,4000"}));
+    EXPECT_EQ(r.shell.state, "0");
+
+    r.log.entries.clear();
+    r.shell.mouse({kLeftUp, {950, 720}});
+    r.shell.mouse({kRightDown, {10, 10}});
+    EXPECT_EQ(r.log.entries, (std::vector<std::string>{"enable Shell_TrayWnd 0", "enable OmbrixForm 1",
+                                                       "enable Shell_TrayWnd 0", "enable OmbrixForm 0"}));
+
+    // The notification area moved: the hook goes by the last refresh.
+    r.shell.w[3].rect = {500, 700, 600, 740};
+    r.log.entries.clear();
+    r.shell.mouse({kLeftDown, {550, 720}});
+    r.lock.refreshGuardArea();
+    r.shell.mouse({kLeftDown, {550, 720}});
+    EXPECT_EQ(r.log.entries, (std::vector<std::string>{"enable Shell_TrayWnd 1", "enable Shell_TrayWnd 0"}));
 }
 
 TEST(ShellLock, WhatTheShellBringsBackIsTakenAgain) {

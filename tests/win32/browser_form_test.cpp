@@ -1,17 +1,19 @@
 #include <windows.h>
 
+#include <commctrl.h>
+
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "browser/browser_settings.h"
 #include "browser/win32/browser_form.h"
 #include "browser/win32/browser_form_ids.h"
+#include "core/browser_switches.h"
+#include "fakes/fixtures.h"
 #include "fakes/list_verdicts.h"
 #include "helpers.h"
-#include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
 #include "support/win32/dialog_translation.h"
@@ -33,7 +35,6 @@ constexpr wchar_t kHome[] = L"http://www.scuola.example/casa";
 class BrowserFormTest : public ::testing::Test {
 protected:
     BrowserFormTest() {
-        reset();
         wchar_t buffer[1024] = {};
         DWORD size = sizeof buffer;
         if (RegGetValueW(HKEY_CURRENT_USER, kMainKey, L"Start Page", RRF_RT_REG_SZ, nullptr, buffer, &size) ==
@@ -42,21 +43,14 @@ protected:
         }
         setStartPage(kHome);
     }
-    ~BrowserFormTest() override {
-        reset();
-        setStartPage(startPage_.c_str());
-    }
-    void reset() {
-        settings.set(browser::kNoPopup, false);
-        settings.set(browser::kNoPrint, false);
-    }
+    ~BrowserFormTest() override { setStartPage(startPage_.c_str()); }
     static void setStartPage(const wchar_t* page) {
         RegSetKeyValueW(HKEY_CURRENT_USER, kMainKey, L"Start Page", REG_SZ, page,
                         static_cast<DWORD>((wcslen(page) + 1) * sizeof(wchar_t)));
     }
 
     BrowserFormContext context(const core::SiteVerdicts& verdicts) {
-        return {language, verdicts, machine().registry(), [this](const std::string& t) { notices.push_back(t); },
+        return {language, verdicts, store, [this](const std::string& t) { notices.push_back(t); },
                 [this] { ++controlsMade; }, {}};
     }
     // Opens the form and waits for the control to have gone home.
@@ -74,7 +68,7 @@ protected:
     }
 
     Language language{platform::realSystem().programFolder(), '\\'};
-    browser::BrowserSettings settings{machine().registry()};
+    core::Database store = test::deliveredStore();  // both switches off
     std::vector<std::string> notices;
     int controlsMade = 0;
 
@@ -123,6 +117,15 @@ TEST_F(BrowserFormTest, ATypedAddressIsCheckedBeforeTheControlIsAskedAndALocalFi
     ASSERT_TRUE(test::waitFor([&] { return form.address() == "http://www.scuola.example/"; }, 3s)) << form.address();
     EXPECT_EQ(SendMessageW(box, CB_GETCOUNT, 0, 0), 2);
     EXPECT_EQ(windowText(GetDlgItem(form.window(), IDC_LBLBROWSER)), "Browser protetto di Ombrix");
+    // The page's progress, as the control tells it: the bar and its percentage, reset when done.
+    WebBrowserEvents& events = form;
+    events.progressChange(42, 100);
+    EXPECT_EQ(windowText(GetDlgItem(form.window(), IDC_LBLPERCENTUALE)), "42%");
+    EXPECT_EQ(SendMessageW(GetDlgItem(form.window(), IDC_PROGRESSBAR1), PBM_GETPOS, 0, 0), 42);
+    test::screenshot("frmBrowser-progress");
+    events.progressChange(-1, 100);
+    EXPECT_EQ(windowText(GetDlgItem(form.window(), IDC_LBLPERCENTUALE)), "");
+    EXPECT_EQ(SendMessageW(GetDlgItem(form.window(), IDC_PROGRESSBAR1), PBM_GETPOS, 0, 0), 0);
     // A local file in the box, even before Enter, sends the browser home.
     type(form, "file:///c:/windows/");
     EXPECT_TRUE(test::waitFor([&] { return form.address() == home; }, 3s)) << form.address();
@@ -138,19 +141,19 @@ TEST_F(BrowserFormTest, APopUpIsCancelledWithNoPopupOrOpensInAnotherGovernedWind
         popups.push_back(std::make_unique<BrowserForm>(ctx));
         return popups.back()->open(false, nullptr) ? popups.back().get() : nullptr;
     };
-    settings.set(browser::kNoPrint, true);
+    ASSERT_TRUE(core::setBrowserSwitch(store, core::kNoPrint, true));
     BrowserForm form(ctx);
     openAtHome(form);
     EXPECT_FALSE(IsWindowVisible(GetDlgItem(form.window(), IDC_PCTSTAMPA))) << "no printing: no print button";
     WebBrowserEvents& events = form;
 
-    settings.set(browser::kNoPopup, true);
+    ASSERT_TRUE(core::setBrowserSwitch(store, core::kNoPopup, true));
     IDispatch* window = nullptr;
     EXPECT_TRUE(events.newWindow(&window));
     EXPECT_EQ(window, nullptr);
     EXPECT_TRUE(popups.empty());
 
-    settings.set(browser::kNoPopup, false);
+    ASSERT_TRUE(core::setBrowserSwitch(store, core::kNoPopup, false));
     EXPECT_FALSE(events.newWindow(&window));
     ASSERT_EQ(popups.size(), 1U);
     ASSERT_NE(window, nullptr) << "the new window's control is handed to the page";

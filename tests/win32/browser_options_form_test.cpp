@@ -2,17 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <optional>
 #include <string>
 
-#include "browser/browser_settings.h"
 #include "browser/win32/browser_form_ids.h"
 #include "browser/win32/browser_options_form.h"
-#include "core/settings_reg.h"
+#include "core/browser_switches.h"
+#include "fakes/fixtures.h"
 #include "helpers.h"
-#include "platform/win32/machine.h"
 #include "support/language.h"
 
 namespace ombrix::win32 {
@@ -26,6 +23,7 @@ struct Seen {
     bool popupSaved = false, printSaved = false;
 };
 Seen* seen = nullptr;
+core::Database* store = nullptr;
 
 void CALLBACK drive(HWND, UINT, UINT_PTR timer, DWORD) {
     HWND form = FindWindowW(nullptr, L"Opzioni del browser interno");
@@ -34,45 +32,34 @@ void CALLBACK drive(HWND, UINT, UINT_PTR timer, DWORD) {
     seen->found = true;
     seen->popupAtLoad = IsDlgButtonChecked(form, IDC_CHKDISABILITAPOPUP) == BST_CHECKED;
     seen->printAtLoad = IsDlgButtonChecked(form, IDC_CHKDISABILITASTAMPA) == BST_CHECKED;
-    if (const char* folder = std::getenv("OMBRIX_SCREENSHOTS"); folder && *folder) {
-        // The host's import outlives the process Wine hands back: wait for its file.
-        const std::string shot = std::string(folder) + "/frmOpzioniBrowser.png";
-        const std::filesystem::path file = "Z:" + shot;
-        std::filesystem::remove(file);
-        test::pause(std::chrono::milliseconds(300));
-        (void)test::StartedProgram("/usr/bin/import -window root " + shot).waitForExit();
-        (void)test::waitFor([&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 0; });
-        test::pause(std::chrono::milliseconds(500));
-    }
-    const browser::BrowserSettings settings(machine().registry());
+    test::screenshot("frmOpzioniBrowser");
     SendMessageW(GetDlgItem(form, IDC_CHKDISABILITAPOPUP), BM_CLICK, 0, 0);
     SendMessageW(GetDlgItem(form, IDC_CHKDISABILITASTAMPA), BM_CLICK, 0, 0);
     // Read while the form is still open: saved at the click, not at closing.
-    seen->popupSaved = settings.on(browser::kNoPopup);
-    seen->printSaved = settings.on(browser::kNoPrint);
+    seen->popupSaved = core::browserSwitchOn(*store, core::kNoPopup);
+    seen->printSaved = core::browserSwitchOn(*store, core::kNoPrint);
     SendMessageW(GetDlgItem(form, IDC_CMDESCIBROWSER), BM_CLICK, 0, 0);
 }
 
 TEST(BrowserOptionsForm, ShowsBothSwitchesAndSavesEachTheMomentItIsClicked) {
-    browser::BrowserSettings settings(machine().registry());
-    ASSERT_TRUE(settings.set(browser::kNoPopup, true));
-    ASSERT_TRUE(settings.set(browser::kNoPrint, false));
+    core::Database db = test::deliveredStore();
+    ASSERT_TRUE(core::setBrowserSwitch(db, core::kNoPopup, true));
+    ASSERT_TRUE(core::setBrowserSwitch(db, core::kNoPrint, false));
     Seen s;
     seen = &s;
+    store = &db;
     Language language(platform::realSystem().programFolder(), '\\');
     const UINT_PTR timer = SetTimer(nullptr, 0, 100, &drive);
-    showBrowserOptionsForm(nullptr, language, machine().registry());
+    showBrowserOptionsForm(nullptr, language, db);
     KillTimer(nullptr, timer);
     seen = nullptr;
+    store = nullptr;
     ASSERT_TRUE(s.found) << "the form did not open";
     EXPECT_TRUE(s.popupAtLoad);
     EXPECT_FALSE(s.printAtLoad);
     EXPECT_FALSE(s.popupSaved);
     EXPECT_TRUE(s.printSaved);
-    EXPECT_EQ(machine().registry().readValue(platform::RegRoot::CurrentUser,
-                                             core::programSettingsKey(core::kProgramTitle, "Settings"), "NoStampa"),
-              "True");
-    ASSERT_TRUE(settings.set(browser::kNoPrint, false));
+    EXPECT_EQ(db.scalar("SELECT NoStampa FROM Opzioni;"), core::Value(core::kTrue));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -104,6 +105,21 @@ private:
     win32::UniqueKernelHandle process_;
     DWORD id_ = 0;
 };
+
+// The whole screen as NAME.png in the folder OMBRIX_SCREENSHOTS names, when
+// it names one. The host's import outlives the process Wine hands back: its
+// file is waited for.
+inline void screenshot(const std::string& name) {
+    const char* folder = std::getenv("OMBRIX_SCREENSHOTS");
+    if (!folder || !*folder) return;
+    const std::string shot = std::string(folder) + "/" + name + ".png";
+    const std::filesystem::path file = "Z:" + shot;
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
+    pause(std::chrono::milliseconds(300));
+    (void)StartedProgram("/usr/bin/import -window root " + shot).waitForExit();
+    (void)waitFor([&] { return std::filesystem::exists(file, ignored) && std::filesystem::file_size(file, ignored) > 0; });
+}
 
 // A program built beside the tests.
 inline std::string builtProgram(const std::string& exe) { return platform::realSystem().programFolder() + "\\" + exe; }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "app/administration.h"
+#include "browser/win32/browser_options_form.h"
 #include "core/controller.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
@@ -81,6 +82,9 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
             });
             return saved ? app::kAdminSaved : app::kAdminUnsaved;
         }
+        case app::AdminForm::BrowserOptions:
+            showBrowserOptionsForm(owner.get(), language, store.connection);
+            return app::kAdminSaved;
     }
     return app::kAdminRefused;
 }

@@ -76,7 +76,7 @@ int run() {
         win32::MainForm& form;
     } guardedForm(form);
     desktop.setForm(&guardedForm);
-    win32::KeyboardForm keyboard;
+    win32::KeyboardForm keyboard(language);
     desktop.setKeyboard(&keyboard);
     controller.setOnScreenKeyboard(&keyboard);
     host.setShellLock(&desktop);
@@ -126,16 +126,19 @@ int run() {
                                                    [&](const std::string& a, const std::string& b) {
                                                        return controller.savePassword(a, b);
                                                    });
+                 case app::AdminForm::BrowserOptions:
+                     win32::showBrowserOptionsForm(form.window(), language, store.connection);
+                     break;
              }
              return true;
          }});
+    controller.setElevatedControl(&administration);
     form.openLogViewer = [&] { (void)administration.open(app::AdminForm::Log); };
     form.openProfileEditor = [&] { (void)administration.open(app::AdminForm::Profiles); };
     form.openTimeSlotEditor = [&] { (void)administration.open(app::AdminForm::TimeSlots); };
     form.openOptionsForm = [&] { return administration.open(app::AdminForm::Options); };
     form.chooseProfile = [&](const std::string& name) { administration.chooseProfile(name); };
-    // Per-user switches of the internal browser: only the administrator reaches them.
-    form.openBrowserOptions = [&] { win32::showBrowserOptionsForm(form.window(), language, machine.registry()); };
+    form.openBrowserOptions = [&] { (void)administration.open(app::AdminForm::BrowserOptions); };
     host.setEnforcement(&enforcement);
 
     // The internal browser applies the enforcement's verdicts; the control's
@@ -155,7 +158,7 @@ int run() {
                                    [&](const std::string& address) { host.ApriPagina(address); },
                                    [&] { form.showAndFocusPassword(); }});
     win32::InternalBrowser internal(
-        {language, enforcement, machine.registry(),
+        {language, enforcement, store.connection,
          [&](const std::string& text) { host.VisualizzaMessaggio(text, enforce::kNoticeSite); },
          [&] { machineSettings.ImpostaEmulazioneBrowser(); }, {}},
         [&]() -> std::optional<RECT> {

@@ -3,7 +3,9 @@
 #include <commctrl.h>
 
 #include "browser/address_check.h"
+#include "browser/progress_text.h"
 #include "browser/win32/browser_form_ids.h"
+#include "core/browser_switches.h"
 #include "core/win32/program_icon.h"
 #include "platform/failures.h"
 #include "platform/win32/wide.h"
@@ -56,7 +58,7 @@ bool BrowserForm::open(bool goHome, const RECT* where) {
     }
     layout();
     if (goHome) host_.goHome();
-    if (browser::BrowserSettings(c_.registry).on(browser::kNoPrint)) ShowWindow(GetDlgItem(d, IDC_PCTSTAMPA), SW_HIDE);
+    if (core::browserSwitchOn(c_.store, core::kNoPrint)) ShowWindow(GetDlgItem(d, IDC_PCTSTAMPA), SW_HIDE);
     setWindowText(GetDlgItem(d, IDC_LBLBROWSER), c_.language.TestoMessaggio("0301"));
     SendMessageW(GetDlgItem(d, IDC_PROGRESSBAR1), PBM_SETRANGE32, 0, 100);
     SetTimer(d, kGoHomeTimer, kGoHomeMs, nullptr);
@@ -154,7 +156,8 @@ void BrowserForm::layout() {
     const int width = client.right, height = client.bottom;
     const RECT margin = dialogUnits(d, 4, 4, 0, 0);
     const RECT tool = dialogUnits(d, 270, 4, 36, 14);  // the address box's left, and the Go button's size
-    const RECT status = dialogUnits(d, 100, 9, 0, 0);  // the progress bar's width, the status row's height
+    // The progress bar's width, the status row's height, the percentage's width.
+    const RECT status = dialogUnits(d, 100, 9, 24, 0);
     const int row = tool.top + tool.bottom + margin.top;
     const int statusTop = height - margin.top - status.top;
     const int goLeft = width - margin.left - tool.right;
@@ -162,8 +165,11 @@ void BrowserForm::layout() {
     // A combo box's height is that of its open list.
     const RECT list = dialogUnits(d, 0, 0, 0, 120);
     placeControl(GetDlgItem(d, IDC_CMBINDIRIZZI), tool.left, tool.top, goLeft - margin.left / 2 - tool.left, list.bottom);
-    placeControl(GetDlgItem(d, IDC_LBLBROWSER), margin.left, statusTop, width - 3 * margin.left - status.left, status.top);
-    placeControl(GetDlgItem(d, IDC_PROGRESSBAR1), width - margin.left - status.left, statusTop, status.left, status.top);
+    const int barLeft = width - margin.left - status.left;
+    const int percentLeft = barLeft - margin.left - status.right;
+    placeControl(GetDlgItem(d, IDC_LBLBROWSER), margin.left, statusTop, percentLeft - 2 * margin.left, status.top);
+    placeControl(GetDlgItem(d, IDC_LBLPERCENTUALE), percentLeft, statusTop, status.right, status.top);
+    placeControl(GetDlgItem(d, IDC_PROGRESSBAR1), barLeft, statusTop, status.left, status.top);
     const RECT page{0, row, width, statusTop - margin.top};
     host_.resize(page);
     InvalidateRect(d, nullptr, TRUE);
@@ -234,10 +240,9 @@ void BrowserForm::navigateComplete(const std::string& url) {
 }
 
 void BrowserForm::progressChange(long progress, long progressMax) {
-    HWND bar = GetDlgItem(dialog_.get(), IDC_PROGRESSBAR1);
-    // -1 is the control's "done".
-    const long percent = progress < 0 || progressMax <= 0 ? 0 : static_cast<long>(progress * 100LL / progressMax);
-    SendMessageW(bar, PBM_SETPOS, static_cast<WPARAM>(percent > 100 ? 100 : percent), 0);
+    const browser::ProgressShown shown = browser::progressShown(progress, progressMax);
+    SendMessageW(GetDlgItem(dialog_.get(), IDC_PROGRESSBAR1), PBM_SETPOS, static_cast<WPARAM>(shown.percent), 0);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLPERCENTUALE), shown.caption);
     const std::string location = host_.locationUrl();
     if (const char* message = browser::refusedWhileLoading(c_.verdicts, location)) {
         tell(message, location);
@@ -246,7 +251,7 @@ void BrowserForm::progressChange(long progress, long progressMax) {
 }
 
 bool BrowserForm::newWindow(IDispatch** newWindow) {
-    if (browser::BrowserSettings(c_.registry).on(browser::kNoPopup)) return true;
+    if (core::browserSwitchOn(c_.store, core::kNoPopup)) return true;
     BrowserForm* popup = c_.openPopup ? c_.openPopup() : nullptr;
     // No window of ours, no window at all: the control's own would escape the checks.
     if (!popup) return true;

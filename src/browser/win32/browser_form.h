@@ -8,8 +8,8 @@
 #include <functional>
 #include <string>
 
-#include "browser/browser_settings.h"
 #include "browser/win32/web_browser_host.h"
+#include "core/database.h"
 #include "core/site_verdicts.h"
 #include "support/win32/modeless_dialog.h"
 
@@ -24,7 +24,7 @@ class BrowserForm;
 struct BrowserFormContext {
     Language& language;
     const core::SiteVerdicts& verdicts;
-    platform::Registry& registry;  // the per-user browser settings
+    core::Database& store;  // the switches for pop-ups and printing
     // The program's notice form, with the text to show.
     std::function<void(const std::string&)> notice;
     // Run before each control is made (the control's rendering mode).

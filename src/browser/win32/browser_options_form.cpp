@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "browser/browser_settings.h"
 #include "browser/win32/browser_form_ids.h"
+#include "core/browser_switches.h"
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
@@ -13,7 +13,7 @@ namespace {
 
 struct State {
     Language& language;
-    browser::BrowserSettings settings;
+    core::Database& store;
     std::unique_ptr<DialogTranslation> translation;
 };
 
@@ -21,7 +21,12 @@ struct Box {
     int id;
     std::string_view key;
 };
-constexpr Box kBoxes[] = {{IDC_CHKDISABILITAPOPUP, browser::kNoPopup}, {IDC_CHKDISABILITASTAMPA, browser::kNoPrint}};
+constexpr Box kBoxes[] = {{IDC_CHKDISABILITAPOPUP, core::kNoPopup}, {IDC_CHKDISABILITASTAMPA, core::kNoPrint}};
+
+// The box shows what is in force, whatever was clicked.
+void showStored(HWND dialog, State& st, const Box& b) {
+    CheckDlgButton(dialog, b.id, core::browserSwitchOn(st.store, b.key) ? BST_CHECKED : BST_UNCHECKED);
+}
 
 INT_PTR handle(HWND dialog, State& st, UINT msg, WPARAM wp, LPARAM) {
     switch (msg) {
@@ -32,7 +37,7 @@ INT_PTR handle(HWND dialog, State& st, UINT msg, WPARAM wp, LPARAM) {
                                           {IDC_CHKDISABILITASTAMPA, "chkDisabilitaStampa"},
                                           {IDC_CMDESCIBROWSER, "cmdEsci"}});
             st.translation->apply(st.language);
-            for (const Box& b : kBoxes) CheckDlgButton(dialog, b.id, st.settings.on(b.key) ? BST_CHECKED : BST_UNCHECKED);
+            for (const Box& b : kBoxes) showStored(dialog, st, b);
             keepAboveOwner(dialog);
             SetForegroundWindow(dialog);
             return TRUE;
@@ -40,10 +45,7 @@ INT_PTR handle(HWND dialog, State& st, UINT msg, WPARAM wp, LPARAM) {
             for (const Box& b : kBoxes) {
                 if (LOWORD(wp) != b.id || HIWORD(wp) != BN_CLICKED) continue;
                 const bool ticked = IsDlgButtonChecked(dialog, b.id) == BST_CHECKED;
-                // Not saved: the box shows what is in force, not what was clicked.
-                if (!st.settings.set(b.key, ticked)) {
-                    CheckDlgButton(dialog, b.id, st.settings.on(b.key) ? BST_CHECKED : BST_UNCHECKED);
-                }
+                if (!core::setBrowserSwitch(st.store, b.key, ticked)) showStored(dialog, st, b);
                 return TRUE;
             }
             if (LOWORD(wp) == IDC_CMDESCIBROWSER || LOWORD(wp) == IDCANCEL || LOWORD(wp) == IDOK) {
@@ -57,8 +59,8 @@ INT_PTR handle(HWND dialog, State& st, UINT msg, WPARAM wp, LPARAM) {
 
 }  // namespace
 
-void showBrowserOptionsForm(HWND owner, Language& language, platform::Registry& registry) {
-    State state{language, browser::BrowserSettings(registry), nullptr};
+void showBrowserOptionsForm(HWND owner, Language& language, core::Database& store) {
+    State state{language, store, nullptr};
     showModal<State, &handle>(owner, IDD_FRMOPZIONIBROWSER, state);
 }
 

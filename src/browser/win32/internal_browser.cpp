@@ -1,5 +1,7 @@
 #include "browser/win32/internal_browser.h"
 
+#include "support/win32/keep_on_top.h"
+
 namespace ombrix::win32 {
 
 InternalBrowser::InternalBrowser(BrowserFormContext context, std::function<std::optional<RECT>()> kioskPlace)
@@ -37,6 +39,11 @@ std::vector<std::string> InternalBrowser::addresses() {
         if (w->isOpen()) out.push_back(w->address());
     }
     return out;
+}
+
+void InternalBrowser::keepOnTop() {
+    prune();
+    for (const auto& w : windows_) win32::keepOnTop(w->window(), Above::OtherPrograms);
 }
 
 bool InternalBrowser::handleMessage(MSG& msg) {

@@ -25,6 +25,7 @@ public:
     int count() override;
     void open() override;
     std::vector<std::string> addresses() override;
+    void keepOnTop() override;
 
     // The keyboard of the window the message is for; true when it was used.
     bool handleMessage(MSG& msg);

@@ -16,6 +16,7 @@
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/hidden_window.h"
+#include "support/win32/keep_on_top.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -97,15 +98,7 @@ void MainForm::showTrayIcon() { tray_->Show(); }
 
 void MainForm::keepNoticeOnTop() {
     // Never activated: the next Ctrl+W must reach the browser's tab, not the notice.
-    HWND notice = noticeWindow();
-    if (!notice || !IsWindowVisible(notice)) return;
-    // Moved only when a window came above it: a move every tick would make
-    // the windows around it repaint all day.
-    HWND above = GetWindow(notice, GW_HWNDPREV);
-    while (above && !IsWindowVisible(above)) above = GetWindow(above, GW_HWNDPREV);
-    if (above || (GetWindowLongPtrW(notice, GWL_EXSTYLE) & WS_EX_TOPMOST) == 0) {
-        SetWindowPos(notice, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE | SWP_SHOWWINDOW | SWP_NOACTIVATE);
-    }
+    keepOnTop(noticeWindow(), Above::Any);
 }
 
 void MainForm::showSplash() {

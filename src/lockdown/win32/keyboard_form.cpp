@@ -7,6 +7,7 @@
 
 #include "platform/failures.h"
 #include "platform/win32/wide.h"
+#include "support/language.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -46,7 +47,7 @@ int taskbarHeight() {
 
 }  // namespace
 
-KeyboardForm::KeyboardForm() {
+KeyboardForm::KeyboardForm(Language& language) : language_(language) {
     WNDCLASSW wc{};
     wc.lpfnWndProc = &KeyboardForm::windowProc;
     wc.hInstance = GetModuleHandleW(nullptr);
@@ -65,7 +66,11 @@ KeyboardForm::~KeyboardForm() {
 
 void KeyboardForm::load() {
     if (window_) return;
-    window_.reset(CreateWindowExW(WS_EX_TOPMOST | WS_EX_NOACTIVATE | WS_EX_APPWINDOW, kClassName, L"Tastiera",
+    texts_.translate([&](const std::string& section, const std::string& key) {
+        return language_.formValue(section, key);
+    });
+    const std::wstring title = toWide(texts_.title());
+    window_.reset(CreateWindowExW(WS_EX_TOPMOST | WS_EX_NOACTIVATE | WS_EX_APPWINDOW, kClassName, title.c_str(),
                                   WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_MAXIMIZEBOX, 0, 0, 0, 0,
                                   nullptr, nullptr, GetModuleHandleW(nullptr), this));
     if (!window_) {
@@ -157,7 +162,7 @@ void KeyboardForm::layoutKeys() {
 void KeyboardForm::showCase() {
     const auto keys = lockdown::onScreenKeys();
     for (std::size_t i = 0; i < keys.size(); ++i) {
-        const std::string caption(case_.caption(keys[i]));
+        const std::string caption(texts_.caption(keys[i], case_.upper()));
         SetWindowTextW(GetDlgItem(window_.get(), kFirstKeyId + static_cast<int>(i)), toWide(caption).c_str());
     }
 }

@@ -11,11 +11,16 @@
 #include "lockdown/onscreen_keyboard.h"
 #include "platform/win32/handles.h"
 
+namespace ombrix {
+class Language;
+}
+
 namespace ombrix::win32 {
 
 class KeyboardForm final : public core::OnScreenKeyboard {
 public:
-    KeyboardForm();
+    // Its caption and the words on its keys come from `language` at each load.
+    explicit KeyboardForm(Language& language);
     ~KeyboardForm() override;
     KeyboardForm(const KeyboardForm&) = delete;
     KeyboardForm& operator=(const KeyboardForm&) = delete;
@@ -38,6 +43,8 @@ private:
     void noteKeysOnScreen();
     void press(int x, int y);
 
+    Language& language_;
+    lockdown::KeyboardTexts texts_;
     lockdown::OnScreenCase case_;
     UniqueWindow window_;
     UniqueHook hook_;

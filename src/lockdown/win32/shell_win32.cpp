@@ -93,9 +93,11 @@ bool InputHooksWin32::installKeyboard(std::function<bool(std::uint32_t)> swallow
 
 void InputHooksWin32::removeKeyboard() { keyboard_.reset(); }
 
-bool InputHooksWin32::installMouse(std::function<void(const lockdown::MouseEvent&)> guard) {
+bool InputHooksWin32::installMouse(std::function<void(const lockdown::MouseEvent&)> guard,
+                                   std::function<void(const lockdown::MouseEvent&)> afterwards) {
     mouse_.reset();
     guard_ = std::move(guard);
+    afterwards_ = std::move(afterwards);
     return installHook(mouse_, WH_MOUSE_LL, &InputHooksWin32::mouseProc, "the mouse guard could not be installed");
 }
 
@@ -112,10 +114,12 @@ LRESULT CALLBACK InputHooksWin32::keyboardProc(int code, WPARAM wp, LPARAM lp) {
 
 LRESULT CALLBACK InputHooksWin32::mouseProc(int code, WPARAM wp, LPARAM lp) {
     if (code != HC_ACTION) return CallNextHookEx(nullptr, code, wp, lp);
-    if (g_hooks && g_hooks->mouse_ && g_hooks->mailbox_) {
+    // Only the clicks the guard tells apart: a move is most of the traffic.
+    if (g_hooks && g_hooks->mouse_ && wp >= WM_LBUTTONDOWN && wp <= WM_RBUTTONUP) {
         const auto* mouse = reinterpret_cast<const MSLLHOOKSTRUCT*>(lp);
-        // Only the clicks the guard tells apart: a move is most of the traffic.
-        if (wp >= WM_LBUTTONDOWN && wp <= WM_RBUTTONUP) {
+        const lockdown::MouseEvent event{static_cast<std::uint32_t>(wp), {mouse->pt.x, mouse->pt.y}};
+        if (g_hooks->guard_) platform::guarded([&] { g_hooks->guard_(event); });
+        if (g_hooks->mailbox_) {
             PostMessageW(g_hooks->mailbox_.get(), kMouseEventMessage, wp,
                          MAKELPARAM(static_cast<WORD>(mouse->pt.x), static_cast<WORD>(mouse->pt.y)));
         }
@@ -126,9 +130,9 @@ LRESULT CALLBACK InputHooksWin32::mouseProc(int code, WPARAM wp, LPARAM lp) {
 
 LRESULT CALLBACK InputHooksWin32::windowProc(HWND window, UINT msg, WPARAM wp, LPARAM lp) {
     if (msg == kMouseEventMessage) {
-        if (g_hooks && g_hooks->mouse_ && g_hooks->guard_) {
+        if (g_hooks && g_hooks->mouse_ && g_hooks->afterwards_) {
             const lockdown::MouseEvent event{static_cast<std::uint32_t>(wp), {GET_X_LPARAM(lp), GET_Y_LPARAM(lp)}};
-            platform::guarded([&] { g_hooks->guard_(event); });
+            platform::guarded([&] { g_hooks->afterwards_(event); });
         }
         return 0;
     }

@@ -35,7 +35,8 @@ public:
 
     bool installKeyboard(std::function<bool(std::uint32_t)> swallow) override;
     void removeKeyboard() override;
-    bool installMouse(std::function<void(const lockdown::MouseEvent&)> guard) override;
+    bool installMouse(std::function<void(const lockdown::MouseEvent&)> guard,
+                      std::function<void(const lockdown::MouseEvent&)> afterwards) override;
     void removeMouse() override;
 
 private:
@@ -43,11 +44,12 @@ private:
     static LRESULT CALLBACK mouseProc(int code, WPARAM wp, LPARAM lp);
     static LRESULT CALLBACK windowProc(HWND window, UINT msg, WPARAM wp, LPARAM lp);
 
-    UniqueWindow mailbox_;  // where the mouse hook leaves its events
+    UniqueWindow mailbox_;  // where the mouse hook leaves its events for afterwards
     UniqueHook keyboard_;
     UniqueHook mouse_;
     std::function<bool(std::uint32_t)> swallow_;
     std::function<void(const lockdown::MouseEvent&)> guard_;
+    std::function<void(const lockdown::MouseEvent&)> afterwards_;
 };
 
 }  // namespace ombrix::win32

@@ -1,0 +1,65 @@
+#include "core/browser_switches.h"
+
+#include <gtest/gtest.h>
+
+#include "core/settings_reg.h"
+#include "core/store.h"
+#include "fakes/fixtures.h"
+#include "platform/file_registry.h"
+
+namespace ombrix::core {
+namespace {
+
+using platform::RegRoot;
+
+// Where the user's own settings kept the switches, which a pupil's "reg add" reaches.
+const std::string kUserSettings = programSettingsKey(kProgramTitle, "Settings");
+
+TEST(BrowserSwitches, TheStoreHoldsThemAndAPupilsOwnSettingLiftsNone) {
+    Database store = test::deliveredStore();
+    platform::FileRegistry registry;
+    EXPECT_FALSE(browserSwitchOn(store, kNoPopup)) << "never set is off";
+    ASSERT_TRUE(setBrowserSwitch(store, kNoPopup, true));
+    registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", "False");
+    EXPECT_TRUE(browserSwitchOn(store, kNoPopup));
+    EXPECT_FALSE(browserSwitchOn(store, kNoPrint));
+    EXPECT_EQ(store.scalar("SELECT NoPopup FROM Opzioni;"), Value(kTrue));
+
+    // A switch that cannot be read stays on.
+    ASSERT_TRUE(store.exec("ALTER TABLE Opzioni DROP COLUMN NoStampa;"));
+    EXPECT_TRUE(browserSwitchOn(store, kNoPrint));
+    EXPECT_FALSE(setBrowserSwitch(store, kNoPrint, false));
+    store.close();
+    EXPECT_TRUE(browserSwitchOn(store, kNoPopup));
+}
+
+// The user's old values come over with the columns, and only then.
+TEST(BrowserSwitches, TheUpgradeThatAddsThemCarriesTheUsersOldValuesOver) {
+    struct Case {
+        std::optional<std::string> popup, print;  // in the user's settings
+        Value storedPopup, storedPrint;
+    };
+    const Case cases[] = {
+        {"True", "False", Value(kTrue), Value(0)},
+        {"true", std::nullopt, Value(0), Value::null()},
+        {std::nullopt, std::nullopt, Value::null(), Value::null()},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.popup.value_or("-") + " " + c.print.value_or("-"));
+        platform::FileRegistry registry;
+        if (c.popup) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", *c.popup);
+        if (c.print) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoStampa", *c.print);
+        Database db = test::oldestStore();
+        ASSERT_TRUE(AggiornaDBAVersioneCorrente(db, browserSwitchesFromUserSettings(registry)).changed());
+        EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup);
+        EXPECT_EQ(db.scalar("SELECT NoStampa FROM Opzioni;"), c.storedPrint);
+        EXPECT_TRUE(db.scalar("SELECT LogSiti FROM Opzioni;").isNull()) << "no other option is carried";
+
+        registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", "True");
+        EXPECT_FALSE(AggiornaDBAVersioneCorrente(db, browserSwitchesFromUserSettings(registry)).changed());
+        EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup) << "read once, when the column came";
+    }
+}
+
+}  // namespace
+}  // namespace ombrix::core
