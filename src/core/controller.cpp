@@ -468,9 +468,13 @@ void Controller::beginShutdown() {
         machineProfile_->DisattivaPresentazioneDesktop();
         machineProfile_->restoreStartButtonAndTaskbar();
     }
-    // No profile has the identifier 0: every switch reads off and every list
-    // is empty, which lifts everything the profile put on the machine.
-    if (lists_) lists_->clearInternalBrowser();
+    // No profile has the identifier 0: every switch reads off and, told it is
+    // the shutdown's, the enforcement loads no list, which lifts everything
+    // the profile put on the machine.
+    if (lists_) {
+        lists_->clearInternalBrowser();
+        lists_->liftForShutdown();
+    }
     homePagePending_ = false;
     profileInUse_ = 0;
     applyProfile();

@@ -178,6 +178,7 @@ public:
     void CaricaFinestreVietate() override { journal_.add("load windows"); }
     void forgetLastAddress() override { journal_.add("forget last address"); }
     void clearInternalBrowser() override { journal_.add("clear internal browser"); }
+    void liftForShutdown() override { journal_.add("lift for shutdown"); }
 
 private:
     Journal& journal_;
