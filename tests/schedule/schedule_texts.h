@@ -19,7 +19,7 @@ inline std::string scheduleTexts() {
                                 id == 285 || (id >= 291 && id <= 294);
         lng += key + "=" + (emptyEntry ? std::string(kEmpty) : "T" + key) + "\r\n";
     }
-    return lng;
+    return lng + "0356=T0356\r\n";
 }
 
 inline void writeScheduleTexts(const TempDir& dir) { writeFile(dir.file("italian.lng"), "[Strings]\r\n" + scheduleTexts()); }
