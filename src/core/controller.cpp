@@ -176,6 +176,7 @@ Controller::StartResult Controller::startUp() {
     killTaskManager();
     profileInUse_ = ValoreNonNullo(option("IDProfiloInUso"), Value(0)).toInteger();
     timeSlotSwitch_ = ValoreNonNullo(option("FasceOrarie"), Value::boolean(false)).toBool();
+    showTimeSlotSwitch();
     if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
     fillProfileCombo();
@@ -288,7 +289,12 @@ void Controller::afterTimeSlotEditor() {
     timeSlotSwitch_ =
         ValoreNonNullo(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
             .toBool();
+    showTimeSlotSwitch();
     loadSchedule();
+}
+
+void Controller::showTimeSlotSwitch() {
+    m_.view.showTimeSlots(timeSlotSwitch_, m_.env.language.TestoMessaggio(timeSlotSwitch_ ? "0357" : "0358"));
 }
 
 void Controller::tickFasceOrarie() {
