@@ -9,6 +9,7 @@
 
 #include "core/win32/resource.h"
 #include "e2e/driver.h"
+#include "platform/win32/wide.h"
 #include "schedule/win32/slot_form_ids.h"
 
 namespace ombrix::e2e {
@@ -77,6 +78,15 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     login(main, L"Segreta1");
     ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDPERIODI)); }));
     ASSERT_TRUE(IsWindowEnabled(GetDlgItem(main, IDC_CMDPERIODI)));
+    // cmdPeriodi shows whether the slots are on.
+    const auto slotsShownOn = [&](bool on) {
+        HWND button = GetDlgItem(main, IDC_CMDPERIODI);
+        return SendMessageW(button, BM_GETCHECK, 0, 0) == (on ? BST_CHECKED : BST_UNCHECKED) &&
+               text(button) == (on ? L"Fasce orarie: s\u00ec..." : L"Fasce orarie: no...");
+    };
+    EXPECT_TRUE(slotsShownOn(false)) << win32::fromWide(text(GetDlgItem(main, IDC_CMDPERIODI)));
+    pause(500ms);
+    screenshot("frmOmbrix-slots-off");
     HWND editor = openEditor(main);
     ASSERT_TRUE(editor) << "the time-slot editor did not open";
     const auto box = [&](int id) { return GetDlgItem(editor, id); };
@@ -84,6 +94,8 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
         << "the example uses the locale's separator";
     EXPECT_EQ(SendMessageW(box(IDC_CMBPROFILOPERIODO1), CB_GETCOUNT, 0, 0), 4) << "the empty entry and 3 profiles";
     EXPECT_EQ(boxText(box(IDC_CMBPROFILO)), L"(nessun profilo)");
+    EXPECT_TRUE(visible(box(IDC_PER_LBLEMPTYFALLBACK))) << "what no fallback profile means is said";
+    EXPECT_EQ(text(box(IDC_PER_LBLEMPTYFALLBACK)).rfind(L"Senza un profilo per le ore fuori dalle fasce", 0), 0u);
     EXPECT_FALSE(IsWindowEnabled(box(IDC_PER_CMDSALVA))) << "nothing changed yet";
 
     // A start of 24:00 is refused, and the focus goes back to it.
@@ -123,6 +135,10 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
                              "Fascia2Dalle || ' ' || Fascia2Alle || ' ' || Fascia2Profilo FROM Fasce;"),
               stored(first) + " " + stored(boundary) + " 2 " + stored(boundary) + " " + stored(end) + " 3");
     ASSERT_TRUE(clickUntil(box(IDC_PER_CMDESCI), [&] { return !IsWindow(editor); }));
+    EXPECT_TRUE(waitFor([&] { return slotsShownOn(true); }))
+        << win32::fromWide(text(GetDlgItem(main, IDC_CMDPERIODI)));
+    pause(500ms);
+    screenshot("frmOmbrix-slots-on");
     if (secondsNow() >= boundary - 5) GTEST_SKIP() << "the editor was filled too late for this run's slots";
 
     // Closed, the slots are in force: now lies in slot 1.
