@@ -18,49 +18,60 @@ constexpr const char* kNoProfile = "-";
 int slotNumber(const std::string& arg) { return arg == "1" ? 1 : arg == "2" ? 2 : arg == "3" ? 3 : 0; }
 
 std::optional<schedule::SlotBoxes> currentBoxes(Session& s) {
-    auto boxes = schedule::readSlotBoxes(s.db(), kSeparator, s.language());
+    auto boxes = schedule::readSlotBoxes(s.db(), kSeparator);
     if (!boxes) s.err() << "ombrixctl: cannot read the time slots: " << s.db().lastError() << "\n";
     return boxes;
 }
 
-// The combo text for a profile named on the command line: its stored name,
-// or the empty entry for "-". nullopt when no profile has that name.
-std::optional<std::string> comboText(Session& s, const std::string& name, const std::string& emptyEntry) {
-    if (name == kNoProfile) return emptyEntry;
-    const core::Value stored = core::ReadField(s.db(), "Profili", "Profilo",
-                                               core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(name)}});
-    if (stored.isEmpty() || stored.isNull()) {
+// The profile named on the command line, by its identifier; 0 (the combo's
+// empty entry) for "-". nullopt when no profile has that name.
+std::optional<long long> profileNamed(Session& s, const std::string& name) {
+    if (name == kNoProfile) return 0;
+    const core::Value id = core::ReadField(s.db(), "Profili", "IDProfilo",
+                                           core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(name)}});
+    if (id.isEmpty() || id.isNull()) {
         s.err() << "ombrixctl: no profile is named " << name << "\n";
         return std::nullopt;
     }
-    return stored.toText();
+    return id.toInteger();
+}
+
+// Switched on with no profile for the hours outside the slots: say what that means.
+void tellEmptyFallback(Session& s, const schedule::SlotBoxes& boxes) {
+    if (boxes.fallback == 0 && schedule::readScheduleSwitch(s.db())) {
+        s.err() << "0356: " << messageText(s.language(), "0356") << "\n";
+    }
 }
 
 // Validates as the editor does, then stores; nothing is written on a refusal.
 int validateAndSave(Session& s, const schedule::SlotBoxes& boxes) {
-    if (const auto refusal = schedule::ValidaFasce(boxes, kSeparator, s.language())) {
+    if (const auto refusal = schedule::ValidaFasce(boxes, kSeparator, schedule::readScheduleSwitch(s.db()))) {
         for (const char* id : refusal->messages) s.refuse(id);
         return kRefused;
     }
-    if (!schedule::SalvaFasce(s.db(), boxes, kSeparator, s.language())) {
+    if (!schedule::SalvaFasce(s.db(), boxes, kSeparator)) {
         s.err() << "ombrixctl: cannot write the time slots: " << s.db().lastError() << "\n";
         return kRefused;
     }
+    tellEmptyFallback(s, boxes);
     return kOk;
 }
 
 int show(Session& s, const schedule::SlotBoxes& boxes) {
-    const auto empty = schedule::emptyEntries(s.language());
-    const auto name = [&](const std::string& text, const std::string& emptyEntry) {
-        return text == emptyEntry || text.empty() ? std::string(kNoProfile) : text;
+    const auto profiles = schedule::profileChoices(s.db());
+    const auto name = [&](long long id) {
+        for (const auto& p : profiles) {
+            if (id != 0 && p.id == id) return printable(p.name);
+        }
+        return std::string(kNoProfile);
     };
     const auto time = [](const std::string& text) { return text.empty() ? std::string(kNoProfile) : text; };
     s.out() << "FasceOrarie\t" << (schedule::readScheduleSwitch(s.db()) ? "on" : "off") << "\n";
     for (std::size_t i = 0; i < 3; ++i) {
         s.out() << i + 1 << "\t" << time(boxes.dalle[i]) << "\t" << time(boxes.alle[i]) << "\t"
-                << name(boxes.profilo[i], empty[i]) << "\n";
+                << name(boxes.profilo[i]) << "\n";
     }
-    s.out() << "ProfiloFasceNonDefinite\t" << name(boxes.fallback, empty[3]) << "\n";
+    s.out() << "ProfiloFasceNonDefinite\t" << name(boxes.fallback) << "\n";
     return kOk;
 }
 
@@ -76,7 +87,6 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
     if (!s.open()) return kRefused;
     auto boxes = currentBoxes(s);
     if (!boxes) return kRefused;
-    const auto empty = schedule::emptyEntries(s.language());
 
     if (verb == "show") return show(s, *boxes);
     if (verb == "on" || verb == "off") {
@@ -86,26 +96,27 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
             s.err() << "ombrixctl: cannot write the switch: " << s.db().lastError() << "\n";
             return kRefused;
         }
+        tellEmptyFallback(s, *boxes);
         return kOk;
     }
     if (verb == "fallback") {
-        const auto text = comboText(s, args[1], empty[3]);
-        if (!text) return kRefused;
-        boxes->fallback = *text;
+        const auto id = profileNamed(s, args[1]);
+        if (!id) return kRefused;
+        boxes->fallback = *id;
         return validateAndSave(s, *boxes);
     }
     const auto i = static_cast<std::size_t>(slot - 1);
     if (verb == "clear") {
         boxes->dalle[i].clear();
         boxes->alle[i].clear();
-        boxes->profilo[i] = empty[i];
+        boxes->profilo[i] = 0;
         return validateAndSave(s, *boxes);
     }
-    const auto text = comboText(s, args[4], empty[i]);
-    if (!text) return kRefused;
+    const auto id = profileNamed(s, args[4]);
+    if (!id) return kRefused;
     boxes->dalle[i] = args[2];
     boxes->alle[i] = args[3];
-    boxes->profilo[i] = *text;
+    boxes->profilo[i] = *id;
     return validateAndSave(s, *boxes);
 }
 
@@ -123,7 +134,8 @@ const std::vector<CtlCommand>& scheduleCommands() {
     static const std::vector<CtlCommand> commands = {
         {"slots",
          "slots show | set N FROM TO PROFILE | clear N | fallback PROFILE | on | off\n"
-         "                the daily time slots 1 to 3 (times HH:MM or HH:MM:SS, \"-\" for no profile)",
+         "                the daily time slots 1 to 3 (times HH:MM or HH:MM:SS, \"-\" for no profile;\n"
+         "                with no fallback profile, every page is blocked outside the slots)",
          &cmdSlots, &slotsElevation},
     };
     return commands;

@@ -183,6 +183,7 @@ Controller::StartResult Controller::startUp() {
     killTaskManager();
     profileInUse_ = ValoreNonNullo(option("IDProfiloInUso"), Value(0)).toInteger();
     timeSlotSwitch_ = ValoreNonNullo(option("FasceOrarie"), Value::boolean(false)).toBool();
+    showTimeSlotSwitch();
     if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
     fillProfileCombo();
@@ -295,7 +296,12 @@ void Controller::afterTimeSlotEditor() {
     timeSlotSwitch_ =
         ValoreNonNullo(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
             .toBool();
+    showTimeSlotSwitch();
     loadSchedule();
+}
+
+void Controller::showTimeSlotSwitch() {
+    m_.view.showTimeSlots(timeSlotSwitch_, m_.env.language.TestoMessaggio(timeSlotSwitch_ ? "0357" : "0358"));
 }
 
 void Controller::tickFasceOrarie() {
@@ -496,9 +502,13 @@ void Controller::beginShutdown() {
         machineProfile_->DisattivaPresentazioneDesktop();
         machineProfile_->restoreStartButtonAndTaskbar();
     }
-    // No profile has the identifier 0: every switch reads off and every list
-    // is empty, which lifts everything the profile put on the machine.
-    if (lists_) lists_->clearInternalBrowser();
+    // No profile has the identifier 0: every switch reads off and, told it is
+    // the shutdown's, the enforcement loads no list, which lifts everything
+    // the profile put on the machine.
+    if (lists_) {
+        lists_->clearInternalBrowser();
+        lists_->liftForShutdown();
+    }
     homePagePending_ = false;
     profileInUse_ = 0;
     applyProfile();

@@ -185,6 +185,8 @@ private:
     // becomes `id`, applied, its lists loaded, stored in Opzioni.
     void putInUse(long long id);
     void loadSchedule();
+    // cmdPeriodi follows the switch.
+    void showTimeSlotSwitch();
     void fillProfileCombo();
     void trustMakerSite();
     void refreshAutostart();

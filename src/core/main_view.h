@@ -33,6 +33,8 @@ public:
     virtual void setAutostartChecked(bool checked) = 0;
     virtual void setVirtualKeyboardChecked(bool checked) = 0;
     virtual void setTaskManagerCaption(const std::string& caption) = 0;
+    // cmdPeriodi: whether the time slots are switched on, and its caption that says so.
+    virtual void showTimeSlots(bool on, const std::string& caption) = 0;
     // The options form, modal; true when a password was stored.
     virtual bool openOptions() = 0;
     // mnuApri: the form visible again, focus on the password box.

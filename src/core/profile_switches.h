@@ -47,6 +47,10 @@ public:
     virtual void forgetLastAddress() = 0;
     // The internal browser is no longer to be used (shutdown).
     virtual void clearInternalBrowser() {}
+    // The program is shutting down: the loads that follow enforce nothing.
+    // Anywhere else profile 0 is a profile without a row, whose empty allowed
+    // list blocks every page.
+    virtual void liftForShutdown() = 0;
 };
 
 }  // namespace ombrix::core

@@ -23,8 +23,8 @@ bool Enforcement::readable(const std::string& error) {
 void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
     m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, false);
     everyListRead_ = true;
-    if (profileId == 0) {
-        // "No profile", put in use by the shutdown: no site list at all.
+    if (liftedForShutdown_) {
+        // The shutdown gives the machine back: no site list at all.
         profile_.elencoSiti = SiteList();
         profile_.sitiConsentiti = false;
         tellBrowserPolicies();

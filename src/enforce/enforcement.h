@@ -38,6 +38,7 @@ public:
     void CaricaFinestreVietate() override;
     void forgetLastAddress() override { profile_.holders.UltimoSitoVisto.clear(); }
     void clearInternalBrowser() override { profile_.switches.utilizzaBrowserInterno = false; }
+    void liftForShutdown() override { liftedForShutdown_ = true; }
     // Told the site list in force after each load (the browsers' policies).
     void setBrowserPolicies(core::BrowserPolicySink* sink) { policies_ = sink; }
 
@@ -79,6 +80,7 @@ private:
     EnforcedProfile profile_;
     core::BrowserPolicySink* policies_ = nullptr;
     bool sitesLoaded_ = false;
+    bool liftedForShutdown_ = false;
     bool storeErrorShown_ = false;
     bool everyListRead_ = true;  // in the current round of the three loaders
     SiteTimer sites_{m_, profile_};

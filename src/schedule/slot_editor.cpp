@@ -28,33 +28,25 @@ std::string trimmed(const std::string& s) { return std::string(trimBlanks(s)); }
 
 bool given(const std::string& s) { return !trimBlanks(s).empty(); }
 
-// A combo shows a profile when its text is none of its empty entries.
-bool chosen(const std::string& text, Language& language, std::initializer_list<const char*> emptyIds) {
-    const std::string t = trimmed(text);
-    if (t.empty()) return false;
-    for (const char* id : emptyIds) {
-        if (t == language.TestoMessaggio(id)) return false;
-    }
-    return true;
-}
-
 struct Slot {
     const std::string& dalle;
     const std::string& alle;
 };
 
 // The checks a slot with a start or an end goes through; `previousEnd` is
-// the end of the slot before (none for slot 1).
+// the end of the slot before (none for slot 1), which passed its checks.
 std::optional<SlotRefusal> checkTimes(int slot, Slot s, const std::string* previousEnd, char sep,
                                       std::array<const char*, 3> badStart, const char* beforePrevious,
                                       std::array<const char*, 3> badEnd, const char* notBefore) {
-    const std::string dalle = trimmed(s.dalle), alle = trimmed(s.alle);
-    if (!OrarioValido(dalle, sep)) return SlotRefusal{{badStart.begin(), badStart.end()}, dalleBox(slot)};
-    // Compared as texts, as the boxes hold them: right because both passed the
-    // format check; a start equal to the previous end is accepted.
-    if (previousEnd && dalle < trimmed(*previousEnd)) return SlotRefusal{{beforePrevious}, dalleBox(slot)};
-    if (!OrarioValido(alle, sep)) return SlotRefusal{{badEnd.begin(), badEnd.end()}, alleBox(slot)};
-    if (secondsOf(dalle, sep) >= secondsOf(alle, sep)) return SlotRefusal{{notBefore}, dalleBox(slot)};
+    const std::optional<int> dalle = timeOfDay(s.dalle, sep);
+    if (!dalle) return SlotRefusal{{badStart.begin(), badStart.end()}, dalleBox(slot)};
+    // A start equal to the previous end is accepted: slots may touch.
+    if (previousEnd && *dalle < timeOfDay(*previousEnd, sep).value_or(0)) {
+        return SlotRefusal{{beforePrevious}, dalleBox(slot)};
+    }
+    const std::optional<int> alle = timeOfDay(s.alle, sep);
+    if (!alle) return SlotRefusal{{badEnd.begin(), badEnd.end()}, alleBox(slot)};
+    if (*dalle >= *alle) return SlotRefusal{{notBefore}, dalleBox(slot)};
     return std::nullopt;
 }
 
@@ -63,12 +55,12 @@ core::Value storedTime(const std::string& box, char sep) {
     return core::Value(storedTimeText(secondsOf(trimmed(box), sep)));
 }
 
-core::Value profileIdOf(core::Database& db, const std::string& name, const std::string& emptyEntry) {
-    const std::string t = trimmed(name);
-    if (t.empty() || t == emptyEntry) return core::Value::null();
-    const core::Value id =
-        core::ReadField(db, "Profili", "IDProfilo", core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(t)}});
-    return id.isEmpty() ? core::Value::null() : id;
+// The identifier to store for a combo: Null for its empty entry or a profile that is gone.
+core::Value storedProfile(core::Database& db, long long id) {
+    if (id == 0) return core::Value::null();
+    const core::Value found = core::ReadField(db, "Profili", "IDProfilo",
+                                              core::Condition{"IDProfilo = ?", {core::Value(std::int64_t{id})}});
+    return found.isEmpty() ? core::Value::null() : found;
 }
 
 }  // namespace
@@ -115,6 +107,11 @@ std::string boxText(int secondsOfDay, char sep) {
     return buf;
 }
 
+std::optional<int> timeOfDay(const std::string& text, char sep) {
+    if (!OrarioValido(text, sep)) return std::nullopt;
+    return secondsOf(text, sep);
+}
+
 SlotBox dalleBox(int slot) { return static_cast<SlotBox>(slot * 3); }
 SlotBox alleBox(int slot) { return static_cast<SlotBox>(slot * 3 + 1); }
 SlotBox profiloBox(int slot) { return static_cast<SlotBox>(slot * 3 + 2); }
@@ -124,18 +121,20 @@ std::array<std::string, 4> emptyEntries(Language& language) {
             language.TestoMessaggio("0294")};
 }
 
-std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, Language& lang) {
+std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, bool scheduleOn) {
     if (given(b.dalle[0]) || given(b.alle[0])) {
         if (auto r = checkTimes(0, {b.dalle[0], b.alle[0]}, nullptr, sep, {"0252", "0253", "0254"}, nullptr,
                                 {"0255", "0256", "0257"}, "0258")) {
             return r;
         }
     } else {
-        if (chosen(b.profilo[0], lang, {"0259"})) return SlotRefusal{{"0260"}, SlotBox::Profilo1};
-        if (given(b.dalle[1]) || given(b.alle[1]) || given(b.dalle[2]) || given(b.alle[2]) ||
-            chosen(b.profilo[1], lang, {"0261"}) || chosen(b.profilo[2], lang, {"0262", "0263"})) {
+        if (b.profilo[0] != 0) return SlotRefusal{{"0260"}, SlotBox::Profilo1};
+        if (given(b.dalle[1]) || given(b.alle[1]) || given(b.dalle[2]) || given(b.alle[2]) || b.profilo[1] != 0 ||
+            b.profilo[2] != 0) {
             return SlotRefusal{{"0264"}, SlotBox::Dalle1};
         }
+        // Switched on, the slots must have a first one.
+        if (scheduleOn) return SlotRefusal{{"0250"}, SlotBox::Dalle1};
     }
     if (given(b.dalle[1]) || given(b.alle[1])) {
         if (auto r = checkTimes(1, {b.dalle[1], b.alle[1]}, &b.alle[0], sep, {"0265", "0266", "0267"}, "0268",
@@ -143,17 +142,15 @@ std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, Language& l
             return r;
         }
     } else {
-        if (chosen(b.profilo[1], lang, {"0273"})) return SlotRefusal{{"0274"}, SlotBox::Profilo2};
-        if (given(b.dalle[2]) || given(b.alle[2]) || chosen(b.profilo[2], lang, {"0275"})) {
-            return SlotRefusal{{"0276"}, SlotBox::Dalle2};
-        }
+        if (b.profilo[1] != 0) return SlotRefusal{{"0274"}, SlotBox::Profilo2};
+        if (given(b.dalle[2]) || given(b.alle[2]) || b.profilo[2] != 0) return SlotRefusal{{"0276"}, SlotBox::Dalle2};
     }
     if (given(b.dalle[2]) || given(b.alle[2])) {
         if (auto r = checkTimes(2, {b.dalle[2], b.alle[2]}, &b.alle[1], sep, {"0277", "0278", "0279"}, "0280",
                                 {"0281", "0282", "0283"}, "0284")) {
             return r;
         }
-    } else if (chosen(b.profilo[2], lang, {"0285"})) {
+    } else if (b.profilo[2] != 0) {
         return SlotRefusal{{"0286"}, SlotBox::Profilo3};
     }
     return std::nullopt;
@@ -168,31 +165,25 @@ std::string refusalText(const SlotRefusal& refusal, Language& language) {
     return text;
 }
 
-std::vector<std::string> profileNames(core::Database& db) {
-    std::vector<std::string> names;
+std::vector<SlotProfile> profileChoices(core::Database& db) {
+    std::vector<SlotProfile> profiles;
     core::Statement q = db.prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
-    while (q.step()) names.push_back(core::ValoreNonNullo(q.column(1)).toText());
-    return names;
+    while (q.step()) profiles.push_back({q.column(0).toInteger(), core::ValoreNonNullo(q.column(1)).toText()});
+    return profiles;
 }
 
-std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char sep, Language& language) {
+std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char sep) {
     core::Statement q = db.prepare("SELECT Fasce.* FROM Fasce ORDER BY rowid;");
-    const auto empty = emptyEntries(language);
     SlotBoxes boxes;
-    for (int i = 0; i < 3; ++i) boxes.profilo[static_cast<std::size_t>(i)] = empty[static_cast<std::size_t>(i)];
-    boxes.fallback = empty[3];
     if (!q.valid()) return std::nullopt;
     if (!q.step()) {
         if (q.failed()) return std::nullopt;
         return boxes;
     }
     if (q.columnCount() < 10) return std::nullopt;
-    const auto nameOf = [&](const core::Value& id, const std::string& emptyEntry) -> std::optional<std::string> {
-        if (id.isNull() || id.toInteger() == 0) return emptyEntry;
-        const core::Value name =
-            core::ReadField(db, "Profili", "Profilo", core::Condition{"IDProfilo = ?", {core::Value(id.toInteger())}});
-        if (name.isEmpty() || name.isNull()) return emptyEntry;
-        return name.toText();
+    const auto idOf = [&](const core::Value& id) -> long long {
+        if (id.isNull()) return 0;
+        return storedProfile(db, id.toInteger()).isNull() ? 0 : id.toInteger();
     };
     for (std::size_t i = 0; i < 3; ++i) {
         const int at = static_cast<int>(i) * 3;
@@ -202,21 +193,20 @@ std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char sep, Language& l
             if (!time) return std::nullopt;
             (k == 0 ? boxes.dalle : boxes.alle)[i] = v.isNull() || trimBlanks(v.toText()).empty() ? "" : boxText(*time, sep);
         }
-        boxes.profilo[i] = *nameOf(q.column(at + 2), empty[i]);
+        boxes.profilo[i] = idOf(q.column(at + 2));
     }
-    boxes.fallback = *nameOf(q.column(9), empty[3]);
+    boxes.fallback = idOf(q.column(9));
     return boxes;
 }
 
-bool SalvaFasce(core::Database& db, const SlotBoxes& b, char sep, Language& language) {
-    const auto empty = emptyEntries(language);
+bool SalvaFasce(core::Database& db, const SlotBoxes& b, char sep) {
     std::vector<core::Value> values;
     for (std::size_t i = 0; i < 3; ++i) {
         values.push_back(storedTime(b.dalle[i], sep));
         values.push_back(storedTime(b.alle[i], sep));
-        values.push_back(profileIdOf(db, b.profilo[i], empty[i]));
+        values.push_back(storedProfile(db, b.profilo[i]));
     }
-    values.push_back(profileIdOf(db, b.fallback, empty[3]));
+    values.push_back(storedProfile(db, b.fallback));
 
     core::Transaction t(db);
     if (!t.active()) return false;

@@ -22,17 +22,28 @@ namespace ombrix::schedule {
 [[nodiscard]] bool OrarioValido(const std::string& text, char separator);
 // Seconds since midnight of a text OrarioValido accepts.
 [[nodiscard]] int secondsOf(const std::string& text, char separator);
+// Seconds since midnight of a time as typed; nullopt when OrarioValido
+// refuses it. Times are compared only so, never as texts ("9:00" is before
+// "12:00").
+[[nodiscard]] std::optional<int> timeOfDay(const std::string& text, char separator);
 // A stored time as the boxes show it: HH<sep>MM, with <sep>SS when the
 // seconds are not zero.
 [[nodiscard]] std::string boxText(int secondsOfDay, char separator);
 
 // The boxes of the form, by their controls' names: the start and end texts
-// of each slot, each slot's profile combo and the fallback combo, as shown.
+// of each slot as typed, and the profile each combo shows by its identifier
+// (0 for the combo's empty entry, whatever a profile is called).
 struct SlotBoxes {
-    std::array<std::string, 3> dalle;    // txtFascia1Dalle ..
-    std::array<std::string, 3> alle;     // txtFascia1Alle ..
-    std::array<std::string, 3> profilo;  // cmbProfiloPeriodo1 ..
-    std::string fallback;                // cmbProfilo
+    std::array<std::string, 3> dalle;  // txtFascia1Dalle ..
+    std::array<std::string, 3> alle;   // txtFascia1Alle ..
+    std::array<long long, 3> profilo{};  // cmbProfiloPeriodo1 ..
+    long long fallback = 0;              // cmbProfilo
+};
+
+// A profile as the combos offer it.
+struct SlotProfile {
+    long long id = 0;
+    std::string name;
 };
 
 // The box a refusal puts the focus on.
@@ -51,23 +62,24 @@ struct SlotRefusal {
 [[nodiscard]] std::array<std::string, 4> emptyEntries(Language& language);
 
 // The checks before saving, in their fixed order; the first failure.
-[[nodiscard]] std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& boxes, char separator, Language& language);
+// `scheduleOn`: the switch is on, which needs slot 1's times ("0250").
+[[nodiscard]] std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& boxes, char separator, bool scheduleOn);
 // The refusal's texts, joined by line breaks.
 [[nodiscard]] std::string refusalText(const SlotRefusal& refusal, Language& language);
 
-// The profiles' names in store order, for the combos.
-[[nodiscard]] std::vector<std::string> profileNames(core::Database& db);
+// The profiles in store order, for the combos.
+[[nodiscard]] std::vector<SlotProfile> profileChoices(core::Database& db);
 
 // The stored record as the form shows it: times in boxText form (empty for
-// a Null time), each profile by its name (the combo's empty entry for 0, a
-// Null or a profile that is gone). nullopt when it cannot be read.
-[[nodiscard]] std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char separator, Language& language);
+// a Null time), each profile by its identifier (0 for a Null, a 0 or a
+// profile that is gone). nullopt when it cannot be read.
+[[nodiscard]] std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char separator);
 
 // Writes boxes that passed ValidaFasce into the Fasce record, in one
 // transaction: each time as "HH:MM:SS" (Null when empty), each profile as
-// the identifier of the profile of that name (Null for the empty entry or a
-// name no profile has). False, and nothing changed, when the write fails.
-[[nodiscard]] bool SalvaFasce(core::Database& db, const SlotBoxes& boxes, char separator, Language& language);
+// its identifier (Null for the empty entry or a profile that is gone). False,
+// and nothing changed, when the write fails.
+[[nodiscard]] bool SalvaFasce(core::Database& db, const SlotBoxes& boxes, char separator);
 
 // Switching the schedule on needs slot 1's start or end in the boxes;
 // without, message "0250" and the switch stays off.

@@ -71,6 +71,11 @@ TEST(BrowserPolicies, ForbiddenListsAreCutAllowedListsWrittenWholeOrNotAtAll) {
     EXPECT_EQ(listOf(allowed, kChromeBlock), (std::vector<std::string>{"*", "chrome://extensions", "chrome://policy"}));
     EXPECT_EQ(listOf(allowed, kChromeAllow), (std::vector<std::string>{"scuola.it", ".wiki.org/it", ".www.wiki.org/it"}));
     EXPECT_EQ(listOf(allowed, kFirefoxBlock), std::vector<std::string>{"<all_urls>"});
+    // Nothing allowed ("no profile"): the browsers refuse every page too.
+    const BrowserPolicies nothing = translatePolicies({{}, true});
+    EXPECT_EQ(listOf(nothing, kChromeBlock), listOf(allowed, kChromeBlock));
+    EXPECT_TRUE(listOf(nothing, kChromeAllow).empty());
+    EXPECT_EQ(listOf(nothing, kFirefoxBlock), std::vector<std::string>{"<all_urls>"});
 
     std::vector<std::string> many;
     for (int i = 0; i < 1500; ++i) many.push_back(".host" + std::to_string(i) + ".it");

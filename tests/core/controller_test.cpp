@@ -503,7 +503,8 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
     journal.entries.clear();
     controller().beginShutdown();
     EXPECT_TRUE(journal.inOrder({"view not topmost", "view closing notice", "timerSitiVietatiConsentiti off",
-                                 "tmrProcessiVietati off", "clear internal browser", "lists profile 0", "load sites 0",
+                                 "tmrProcessiVietati off", "clear internal browser", "lift for shutdown", "lists profile 0",
+                                 "load sites 0",
                                  "load processes", "load windows", "tmrEsci on"}));
     EXPECT_EQ(controller().profileInUse(), 0);
     EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::WindowsShutdown));

@@ -288,5 +288,55 @@ TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnce) {
         << "every row has its date and time";
 }
 
+// "No profile" in use is an allowed list with nothing in it: a page in any
+// browser ends it, and so do the browsers whose address is not read. It
+// comes to be in use outside every time slot when the fallback is left on
+// no profile, and when the profile stored as in use is none.
+struct NoProfileCase {
+    const char* name;
+    bool slots;  // else IDProfiloInUso is NULL
+};
+
+void PrintTo(const NoProfileCase& c, std::ostream* out) { *out << c.name; }
+
+class NoProfileInUse : public BrowserSites, public ::testing::WithParamInterface<NoProfileCase> {};
+
+TEST_P(NoProfileInUse, EndsAnyPageAndTheBrowsersItCannotRead) {
+    if (GetParam().slots) {
+        // One slot, hours away from now, for the profile with nothing forbidden.
+        SYSTEMTIME now{};
+        GetLocalTime(&now);
+        const std::string slot = now.wHour < 12 ? "'20:00:00', Fascia1Alle = '20:30:00'"
+                                                : "'02:00:00', Fascia1Alle = '02:30:00'";
+        install.sql("UPDATE Opzioni SET FasceOrarie = -1;"
+                    "UPDATE Fasce SET Fascia1Dalle = " + slot + ", Fascia1Profilo = 1;");
+    } else {
+        install.sql("UPDATE Opzioni SET IDProfiloInUso = NULL;");
+    }
+    // With the slots on the main form starts minimised: the program is
+    // watched through what it ends.
+    program = std::make_unique<StartedProgram>(launch());
+    const std::string exe = test::copyRecorder(pathToUtf8(install.folder() / L"opera.exe"));
+    StartedProgram opera = test::startRecorder(exe, pathToUtf8(install.folder() / L"opera.log"), "Opera");
+    ASSERT_TRUE(opera.started());
+    ASSERT_TRUE(opera.waitForExit(45s)) << "a browser whose address is not read still runs";
+    if (GetParam().slots) {
+        EXPECT_EQ(install.scalar("SELECT quote(IDProfiloInUso) FROM Opzioni;"), "0");
+    }
+
+    StandinBrowser chrome("chrome.exe", standinArguments("chrome.exe"));
+    ASSERT_TRUE(chrome.started());
+    ASSERT_TRUE(chrome.send("show http://scuola.example/"));
+    EXPECT_TRUE(chrome.waitForExit()) << "a page was let through";
+    EXPECT_TRUE(noticeShows(L"Sito non consentito: http://scuola.example/"))
+        << "notice: " << win32::fromWide(noticeText());
+    EXPECT_TRUE(program->running());
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, NoProfileInUse,
+                         ::testing::Values(NoProfileCase{"OutsideTheSlots", true},
+                                           NoProfileCase{"NoneStored", false}),
+                         [](const auto& param) { return std::string(param.param.name); });
+
 }  // namespace
 }  // namespace ombrix::e2e

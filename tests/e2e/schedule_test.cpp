@@ -9,6 +9,7 @@
 
 #include "core/win32/resource.h"
 #include "e2e/driver.h"
+#include "platform/win32/wide.h"
 #include "schedule/win32/slot_form_ids.h"
 
 namespace ombrix::e2e {
@@ -32,6 +33,12 @@ std::wstring typed(int seconds, wchar_t sep) {
     std::swprintf(buf, 16, L"%02d%lc%02d%lc%02d", seconds / 3600, static_cast<wint_t>(sep), seconds / 60 % 60,
                   static_cast<wint_t>(sep), seconds % 60);
     return buf;
+}
+
+// As the editor shows a stored time: without its seconds when they are zero.
+std::wstring shown(int seconds, wchar_t sep) {
+    const std::wstring full = typed(seconds, sep);
+    return seconds % 60 == 0 ? full.substr(0, 5) : full;
 }
 
 std::string stored(int seconds) {
@@ -77,6 +84,15 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     login(main, L"Segreta1");
     ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDPERIODI)); }));
     ASSERT_TRUE(IsWindowEnabled(GetDlgItem(main, IDC_CMDPERIODI)));
+    // cmdPeriodi shows whether the slots are on.
+    const auto slotsShownOn = [&](bool on) {
+        HWND button = GetDlgItem(main, IDC_CMDPERIODI);
+        return SendMessageW(button, BM_GETCHECK, 0, 0) == (on ? BST_CHECKED : BST_UNCHECKED) &&
+               text(button) == (on ? L"Fasce orarie: s\u00ec..." : L"Fasce orarie: no...");
+    };
+    EXPECT_TRUE(slotsShownOn(false)) << win32::fromWide(text(GetDlgItem(main, IDC_CMDPERIODI)));
+    pause(500ms);
+    screenshot("frmOmbrix-slots-off");
     HWND editor = openEditor(main);
     ASSERT_TRUE(editor) << "the time-slot editor did not open";
     const auto box = [&](int id) { return GetDlgItem(editor, id); };
@@ -84,6 +100,8 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
         << "the example uses the locale's separator";
     EXPECT_EQ(SendMessageW(box(IDC_CMBPROFILOPERIODO1), CB_GETCOUNT, 0, 0), 4) << "the empty entry and 3 profiles";
     EXPECT_EQ(boxText(box(IDC_CMBPROFILO)), L"(nessun profilo)");
+    EXPECT_TRUE(visible(box(IDC_PER_LBLEMPTYFALLBACK))) << "what no fallback profile means is said";
+    EXPECT_EQ(text(box(IDC_PER_LBLEMPTYFALLBACK)).rfind(L"Senza un profilo, nelle ore fuori dalle fasce", 0), 0u);
     EXPECT_FALSE(IsWindowEnabled(box(IDC_PER_CMDSALVA))) << "nothing changed yet";
 
     // A start of 24:00 is refused, and the focus goes back to it.
@@ -111,8 +129,11 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     // The switch, ticked by a click held as a hand holds it: Wine's check
     // boxes here drop a press and release that come in the same instant.
     HWND check = box(IDC_CHKFASCEORARIE);
-    for (int attempt = 0; attempt < 3 && SendMessageW(check, BM_GETCHECK, 0, 0) != BST_CHECKED; ++attempt) {
+    const auto ticked = [&] { return SendMessageW(check, BM_GETCHECK, 0, 0) == BST_CHECKED; };
+    for (int attempt = 0; attempt < 3 && !ticked(); ++attempt) {
         heldClick(check);
+        // A click the program takes late must not be followed by one that undoes it.
+        (void)waitFor(ticked, 3s);
     }
     const bool switched = waitFor([&] { return install.scalar("SELECT FasceOrarie FROM Opzioni;") == "-1"; });
     if (!switched) screenshot("frmPeriodi-not-switched");
@@ -123,6 +144,10 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
                              "Fascia2Dalle || ' ' || Fascia2Alle || ' ' || Fascia2Profilo FROM Fasce;"),
               stored(first) + " " + stored(boundary) + " 2 " + stored(boundary) + " " + stored(end) + " 3");
     ASSERT_TRUE(clickUntil(box(IDC_PER_CMDESCI), [&] { return !IsWindow(editor); }));
+    EXPECT_TRUE(waitFor([&] { return slotsShownOn(true); }))
+        << win32::fromWide(text(GetDlgItem(main, IDC_CMDPERIODI)));
+    pause(500ms);
+    screenshot("frmOmbrix-slots-on");
     if (secondsNow() >= boundary - 5) GTEST_SKIP() << "the editor was filled too late for this run's slots";
 
     // Closed, the slots are in force: now lies in slot 1.
@@ -152,7 +177,7 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     // A change left unsaved is offered for saving; No closes without it.
     editor = openEditor(main);
     ASSERT_TRUE(editor);
-    EXPECT_EQ(boxText(box(IDC_TXTFASCIA2DALLE)), typed(boundary, sep));
+    EXPECT_EQ(boxText(box(IDC_TXTFASCIA2DALLE)), shown(boundary, sep));
     EXPECT_EQ(boxText(box(IDC_CMBPROFILOPERIODO2)), L"Pomeriggio");
     EXPECT_EQ(IsDlgButtonChecked(editor, IDC_CHKFASCEORARIE), BST_CHECKED);
     fill(box(IDC_TXTFASCIA3DALLE), typed(end, sep));

@@ -48,7 +48,7 @@ TEST(SiteLoader, TimerFollowsListModeAndSize) {
         {"empty allowed list still blocks", 2, true, false, {}, true, true},
         {"allowed list", 2, true, false, {".a.it"}, true, true},
         {"profile in use without a row: an empty allowed list", 2, false, false, {}, true, true},
-        {"no profile (the shutdown's 0)", 0, false, false, {}, false, false},
+        {"no profile: an empty allowed list", 0, false, false, {}, true, true},
     };
     for (const auto& c : cases) {
         test::EnforcementRig rig;
@@ -61,6 +61,42 @@ TEST(SiteLoader, TimerFollowsListModeAndSize) {
         EXPECT_EQ(rig.enforcement->SitiConsentiti(), c.sitiConsentiti) << c.name;
         EXPECT_EQ(rig.journal.entries.front(), "timerSitiVietatiConsentiti off") << c.name << ": switched off first";
     }
+}
+
+// What each load tells the browsers' own policies.
+struct PolicyRecorder final : core::BrowserPolicySink {
+    std::vector<std::optional<core::PolicySites>> told;
+    void siteListInForce(const std::optional<core::PolicySites>& sites) override { told.push_back(sites); }
+};
+
+// However "no profile" came to be in use (a time slot's empty fallback, an
+// IDProfiloInUso that reads as none), it blocks every page, in the browsers'
+// policies too; only the shutdown's lifts everything.
+TEST(Loaders, NoProfileBlocksEveryPageButAtTheShutdown) {
+    test::EnforcementRig rig;
+    PolicyRecorder policies;
+    rig.enforcement->setBrowserPolicies(&policies);
+    rig.use(0);
+    EXPECT_TRUE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
+    EXPECT_TRUE(rig.enforcement->SitiConsentiti());
+    EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()),
+              (std::vector<std::string>{"opera.exe", "safari.exe", "microsoftedge.exe"}));
+    ASSERT_EQ(policies.told.size(), 1u);
+    ASSERT_TRUE(policies.told[0].has_value()) << "the browsers were told of no list";
+    EXPECT_TRUE(policies.told[0]->allowedList);
+    EXPECT_TRUE(policies.told[0]->entries.empty());
+
+    rig.browsers.open(rig.browsers.chrome, "http://scuola.it/");
+    rig.processes.start("opera.exe");
+    rig.enforcement->tickSitiVietatiConsentiti();
+    rig.enforcement->tickProcessiVietati();
+    EXPECT_EQ(rig.entries("kill"), (std::vector<std::string>{"kill chrome.exe", "kill opera.exe"}));
+
+    rig.enforcement->liftForShutdown();
+    rig.use(0);
+    EXPECT_FALSE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
+    EXPECT_FALSE(rig.timers.isEnabled(TimerId::ProcessiVietati));
+    EXPECT_EQ(policies.told.back(), std::nullopt) << "the browsers' policies are given back";
 }
 
 TEST(ProcessLoader, AddsBrowsersByInternalBrowserAndSiteTimer) {

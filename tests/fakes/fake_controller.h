@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -127,6 +128,8 @@ public:
     bool autostartChecked = false;
     bool keyboardChecked = false;
     std::string taskManagerCaption;
+    std::optional<bool> timeSlotsOn;  // cmdPeriodi's state, once shown
+    std::string timeSlotsCaption;
     std::vector<std::pair<std::string, std::string>> notices;
 
     void applyIconAndLanguage() override { journal_.add("view language"); }
@@ -150,6 +153,10 @@ public:
     void setAutostartChecked(bool c) override { autostartChecked = c; }
     void setVirtualKeyboardChecked(bool c) override { keyboardChecked = c; }
     void setTaskManagerCaption(const std::string& c) override { taskManagerCaption = c; }
+    void showTimeSlots(bool on, const std::string& caption) override {
+        timeSlotsOn = on;
+        timeSlotsCaption = caption;
+    }
     bool openOptions() override {
         journal_.add("view options");
         return false;
@@ -178,6 +185,7 @@ public:
     void CaricaFinestreVietate() override { journal_.add("load windows"); }
     void forgetLastAddress() override { journal_.add("forget last address"); }
     void clearInternalBrowser() override { journal_.add("clear internal browser"); }
+    void liftForShutdown() override { journal_.add("lift for shutdown"); }
 
 private:
     Journal& journal_;

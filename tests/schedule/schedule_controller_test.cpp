@@ -60,12 +60,16 @@ TEST_F(ScheduledController, WithTheSwitchOnTheProgramStartsMinimisedAndEachBound
 
 TEST_F(ScheduledController, TheEditorsCloseReadsTheSlotsAndTheSwitchAgain) {
     controller.startUp();
+    EXPECT_EQ(view.timeSlotsOn, false) << "cmdPeriodi shows the switch from the start";
+    EXPECT_EQ(view.timeSlotsCaption, "T0358");
     at(9, 0, 0);
     controller.tickFasceOrarie();
     EXPECT_EQ(controller.profileInUse(), 1) << "switch off";
 
     sql("UPDATE Opzioni SET FasceOrarie = -1; UPDATE Fasce SET Fascia2Alle = 'sedici';");
     controller.afterTimeSlotEditor();
+    EXPECT_EQ(view.timeSlotsOn, true) << "cmdPeriodi follows the switch the editor left";
+    EXPECT_EQ(view.timeSlotsCaption, "T0357");
     controller.tickFasceOrarie();
     EXPECT_EQ(controller.profileInUse(), 1) << "a schedule that cannot be read is none";
 

@@ -19,7 +19,8 @@ inline std::string scheduleTexts() {
                                 id == 285 || (id >= 291 && id <= 294);
         lng += key + "=" + (emptyEntry ? std::string(kEmpty) : "T" + key) + "\r\n";
     }
-    return lng;
+    // What an empty fallback means; cmdPeriodi's captions with the switch on and off.
+    return lng + "0356=T0356\r\n0357=T0357\r\n0358=T0358\r\n";
 }
 
 inline void writeScheduleTexts(const TempDir& dir) { writeFile(dir.file("italian.lng"), "[Strings]\r\n" + scheduleTexts()); }

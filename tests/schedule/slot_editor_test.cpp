@@ -22,14 +22,14 @@ class SlotEditor : public ::testing::TestWithParam<char> {
 protected:
     SlotEditor() { test::writeScheduleTexts(dir); }
     char sep() const { return GetParam(); }
+    // Start, end and profile of slots 1 to 3; a profile given by its identifier, "" for none.
     SlotBoxes boxes(std::array<std::string, 9> v) const {
         SlotBoxes b;
         for (std::size_t i = 0; i < 3; ++i) {
             b.dalle[i] = with(sep(), v[i * 3]);
             b.alle[i] = with(sep(), v[i * 3 + 1]);
-            b.profilo[i] = v[i * 3 + 2].empty() ? kEmpty : v[i * 3 + 2];
+            b.profilo[i] = v[i * 3 + 2].empty() ? 0 : std::stoll(v[i * 3 + 2]);
         }
-        b.fallback = kEmpty;
         return b;
     }
 
@@ -55,7 +55,7 @@ TEST_P(SlotEditor, TheTimeFormat) {
 }
 
 TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
-    const std::string P = "Scuola";
+    const std::string P = "2";
     const struct {
         std::array<std::string, 9> boxes;  // start, end, profile of slots 1 to 3
         const char* message;               // the first message; null: accepted
@@ -73,8 +73,12 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         {{"", "", "", "", "", "", "", "", P}, "0264", SlotBox::Dalle1},
         {{"08:00", "12:00", "", "1300", "14:00"}, "0265", SlotBox::Dalle2},
         {{"08:00", "12:00", "", "11:00", "13:00"}, "0268", SlotBox::Dalle2},
-        // Compared as texts: "10:00" sorts before "9:30".
-        {{"08:00", "9:30", "", "10:00", "11:00"}, "0268", SlotBox::Dalle2},
+        // Compared as times, not as texts: "9:00" comes before "12:00", "10:00" after "9:30".
+        {{"08:00", "12:00", "", "9:00", "13:00"}, "0268", SlotBox::Dalle2},
+        {{"08:00", "9:30", "", "10:00", "11:00"}, nullptr, {}},
+        {{"08:00", "9:30", "", "09:30", "11:00"}, nullptr, {}},
+        {{"08:00", "9:30", "", "9:29:59", "11:00"}, "0268", SlotBox::Dalle2},
+        {{"08:00", "09:00", "", "10:00", "12:00", "", "9:30", "13:00"}, "0280", SlotBox::Dalle3},
         {{"08:00", "12:00", "", "12:00", "08:60"}, "0269", SlotBox::Alle2},
         {{"08:00", "12:00", "", "13:00", "12:30"}, "0272", SlotBox::Dalle2},
         {{"08:00", "12:00", "", "", "", P}, "0274", SlotBox::Profilo2},
@@ -86,7 +90,7 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, "0286", SlotBox::Profilo3},
     };
     for (const auto& c : cases) {
-        const auto refusal = ValidaFasce(boxes(c.boxes), sep(), language);
+        const auto refusal = ValidaFasce(boxes(c.boxes), sep(), false);
         const std::string row = c.boxes[0] + "|" + c.boxes[1] + "|" + c.boxes[3] + "|" + c.boxes[4] + "|" +
                                 c.boxes[6] + "|" + c.boxes[7];
         if (!c.message) {
@@ -97,22 +101,32 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         EXPECT_STREQ(refusal->messages[0], c.message) << row;
         EXPECT_EQ(refusal->focus, c.focus) << row;
     }
-    const auto invalid = ValidaFasce(boxes({"8:3", "12:00"}), sep(), language);
+    const auto invalid = ValidaFasce(boxes({"8:3", "12:00"}), sep(), false);
     ASSERT_TRUE(invalid);
     EXPECT_EQ(refusalText(*invalid, language), "T0252\nT0253\nT0254");
+
+    // Switched on, the slots keep a first one.
+    const auto none = ValidaFasce(boxes({}), sep(), true);
+    ASSERT_TRUE(none);
+    EXPECT_STREQ(none->messages[0], "0250");
+    EXPECT_EQ(none->focus, SlotBox::Dalle1);
+    EXPECT_FALSE(ValidaFasce(boxes({"08:00", "12:00"}), sep(), true));
 }
 
 TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem) {
     core::Database db = test::deliveredStore();
-    ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'L''aula');"));
-    SlotBoxes b = boxes({"8:30", "12:00", "Scuola", "12:00", "13:00:30", "L'aula", "", "", ""});
-    b.fallback = "Nessuna restrizione";
-    ASSERT_FALSE(ValidaFasce(b, sep(), language));
-    ASSERT_TRUE(SalvaFasce(db, b, sep(), language));
+    // A profile may be named like the combos' empty entry: it is a profile all the same.
+    ASSERT_TRUE(db.exec(std::string("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'L''aula'), "
+                                    "(4, '") + kEmpty + "');"));
+    EXPECT_EQ(profileChoices(db).back().name, kEmpty);
+    SlotBoxes b = boxes({"8:30", "12:00", "4", "12:00", "13:00:30", "3", "", "", ""});
+    b.fallback = 1;
+    ASSERT_FALSE(ValidaFasce(b, sep(), true));
+    ASSERT_TRUE(SalvaFasce(db, b, sep()));
     EXPECT_EQ(db.scalar("SELECT Fascia1Dalle || '|' || Fascia1Alle || '|' || Fascia1Profilo || '|' || Fascia2Dalle || "
                         "'|' || Fascia2Alle || '|' || Fascia2Profilo || '|' || ProfiloFasceNonDefinite FROM Fasce;")
                   .toText(),
-              "08:30:00|12:00:00|2|12:00:00|13:00:30|3|1");
+              "08:30:00|12:00:00|4|12:00:00|13:00:30|3|1");
     EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce WHERE Fascia3Dalle IS NULL AND Fascia3Alle IS NULL AND "
                         "Fascia3Profilo IS NULL;")
                   .toInteger(),
@@ -120,16 +134,18 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
         << "empty boxes and the empty entry are stored as nothing";
 
     ASSERT_TRUE(db.exec("DELETE FROM Profili WHERE IDProfilo = 3;"));
-    const auto read = readSlotBoxes(db, sep(), language);
+    const auto read = readSlotBoxes(db, sep());
     ASSERT_TRUE(read);
     EXPECT_EQ(read->dalle[0], with(sep(), "08:30"));
     EXPECT_EQ(read->alle[1], with(sep(), "13:00:30"));
     EXPECT_EQ(read->dalle[2], "");
-    EXPECT_EQ(read->profilo[0], "Scuola");
-    EXPECT_EQ(read->profilo[1], kEmpty) << "a profile that is gone shows the empty entry";
-    EXPECT_EQ(read->profilo[2], kEmpty);
-    EXPECT_EQ(read->fallback, "Nessuna restrizione");
+    EXPECT_EQ(read->profilo, (std::array<long long, 3>{4, 0, 0})) << "a profile that is gone shows the empty entry";
+    EXPECT_EQ(read->fallback, 1);
     EXPECT_TRUE(slotOneHasTimes(*read));
+
+    b.profilo[1] = 3;  // gone since
+    ASSERT_TRUE(SalvaFasce(db, b, sep()));
+    EXPECT_EQ(db.scalar("SELECT quote(Fascia2Profilo) FROM Fasce;").toText(), "NULL");
 }
 
 }  // namespace

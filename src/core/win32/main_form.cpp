@@ -174,6 +174,13 @@ void MainForm::setTaskManagerCaption(const std::string& caption) {
     setWindowText(GetDlgItem(dialog_.get(), IDC_CMDABILITATASKMANAGER), caption);
 }
 
+void MainForm::showTimeSlots(bool on, const std::string& caption) {
+    // A push button that stays pressed while the slots are on; a click still opens their editor.
+    HWND button = GetDlgItem(dialog_.get(), IDC_CMDPERIODI);
+    setWindowText(button, caption);
+    SendMessageW(button, BM_SETCHECK, on ? BST_CHECKED : BST_UNCHECKED, 0);
+}
+
 bool MainForm::openOptions() {
     // The splash is topmost: at the first start it would cover the form that asks for a password.
     splash_.reset();

@@ -78,6 +78,7 @@ public:
     void setAutostartChecked(bool checked) override;
     void setVirtualKeyboardChecked(bool checked) override;
     void setTaskManagerCaption(const std::string& caption) override;
+    void showTimeSlots(bool on, const std::string& caption) override;
     bool openOptions() override;
     void showAndFocusPassword() override;
     void showNotice(const std::string& text, const std::string& heading) override;

@@ -39,21 +39,45 @@ int controlOf(schedule::SlotBox box) {
 
 std::string text(HWND dialog, int id) { return windowText(GetDlgItem(dialog, id)); }
 
+// The profile a combo shows: its item's identifier, 0 for the empty entry.
+long long chosenProfile(HWND combo) {
+    const LRESULT at = SendMessageW(combo, CB_GETCURSEL, 0, 0);
+    if (at == CB_ERR) return 0;
+    const LRESULT id = SendMessageW(combo, CB_GETITEMDATA, static_cast<WPARAM>(at), 0);
+    return id == CB_ERR ? 0 : static_cast<long long>(id);
+}
+
 schedule::SlotBoxes readBoxes(HWND dialog) {
     schedule::SlotBoxes b;
     for (std::size_t i = 0; i < 3; ++i) {
         b.dalle[i] = text(dialog, kDalle[i]);
         b.alle[i] = text(dialog, kAlle[i]);
-        b.profilo[i] = text(dialog, kCombos[i]);
+        b.profilo[i] = chosenProfile(GetDlgItem(dialog, kCombos[i]));
     }
-    b.fallback = text(dialog, kCombos[3]);
+    b.fallback = chosenProfile(GetDlgItem(dialog, kCombos[3]));
     return b;
 }
 
-void selectName(HWND combo, const std::string& name) {
-    const std::wstring wide = toWide(name);
-    LRESULT at = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(wide.c_str()));
-    SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(at == CB_ERR ? 0 : at), 0);
+// Each item carries its profile's identifier, so that a profile named like
+// the empty entry is still that profile.
+void addItem(HWND combo, const std::string& name, long long id) {
+    const LRESULT at = SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toWide(name).c_str()));
+    if (at >= 0) SendMessageW(combo, CB_SETITEMDATA, static_cast<WPARAM>(at), static_cast<LPARAM>(id));
+}
+
+void selectProfile(HWND combo, long long id) {
+    const LRESULT count = SendMessageW(combo, CB_GETCOUNT, 0, 0);
+    LRESULT at = 0;
+    for (LRESULT i = 0; i < count; ++i) {
+        if (SendMessageW(combo, CB_GETITEMDATA, static_cast<WPARAM>(i), 0) == static_cast<LRESULT>(id)) at = i;
+    }
+    SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(at), 0);
+}
+
+// Under the fallback's combo, while it shows no profile: what that means.
+void showEmptyFallback(HWND dialog) {
+    const bool empty = chosenProfile(GetDlgItem(dialog, IDC_CMBPROFILO)) == 0;
+    ShowWindow(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), empty ? SW_SHOW : SW_HIDE);
 }
 
 void load(HWND dialog, State& st) {
@@ -61,25 +85,25 @@ void load(HWND dialog, State& st) {
     setWindowText(GetDlgItem(dialog, IDC_LBLESEMPIO),
                   lang.TestoMessaggio("0288") + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
                       lang.TestoMessaggio("0289"));
+    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.TestoMessaggio("0356"));
     const auto empty = schedule::emptyEntries(lang);
-    const auto names = schedule::profileNames(st.context.db);
+    const auto profiles = schedule::profileChoices(st.context.db);
     for (std::size_t i = 0; i < kCombos.size(); ++i) {
         HWND combo = GetDlgItem(dialog, kCombos[i]);
         SendMessageW(combo, CB_RESETCONTENT, 0, 0);
-        SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toWide(empty[i]).c_str()));
-        for (const auto& name : names) {
-            SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(toWide(name).c_str()));
-        }
+        addItem(combo, empty[i], 0);
+        for (const auto& p : profiles) addItem(combo, p.name, p.id);
         SendMessageW(combo, CB_SETCURSEL, 0, 0);
     }
-    if (const auto boxes = schedule::readSlotBoxes(st.context.db, st.separator, lang)) {
+    if (const auto boxes = schedule::readSlotBoxes(st.context.db, st.separator)) {
         for (std::size_t i = 0; i < 3; ++i) {
             setWindowText(GetDlgItem(dialog, kDalle[i]), boxes->dalle[i]);
             setWindowText(GetDlgItem(dialog, kAlle[i]), boxes->alle[i]);
-            selectName(GetDlgItem(dialog, kCombos[i]), boxes->profilo[i]);
+            selectProfile(GetDlgItem(dialog, kCombos[i]), boxes->profilo[i]);
         }
-        selectName(GetDlgItem(dialog, kCombos[3]), boxes->fallback);
+        selectProfile(GetDlgItem(dialog, kCombos[3]), boxes->fallback);
     }
+    showEmptyFallback(dialog);
     CheckDlgButton(dialog, IDC_CHKFASCEORARIE,
                    schedule::readScheduleSwitch(st.context.db) ? BST_CHECKED : BST_UNCHECKED);
     EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), FALSE);
@@ -93,14 +117,15 @@ void show(State& st, const char* id, const std::string& message, platform::Messa
 // Validates and stores; on a refusal the offending box gets the focus.
 bool save(HWND dialog, State& st) {
     const schedule::SlotBoxes boxes = readBoxes(dialog);
-    if (const auto refusal = schedule::ValidaFasce(boxes, st.separator, st.context.language)) {
+    const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
+    if (const auto refusal = schedule::ValidaFasce(boxes, st.separator, on)) {
         show(st, refusal->messages.front(), schedule::refusalText(*refusal, st.context.language),
              platform::MessageIcon::Exclamation);
         SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, controlOf(refusal->focus))),
                      TRUE);
         return false;
     }
-    if (!schedule::SalvaFasce(st.context.db, boxes, st.separator, st.context.language)) {
+    if (!schedule::SalvaFasce(st.context.db, boxes, st.separator)) {
         show(st, "0310", st.context.language.TestoMessaggio("0310") + " " + st.context.db.lastError(),
              platform::MessageIcon::Critical);
         return false;
@@ -184,6 +209,7 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
             const int code = HIWORD(wp);
             if ((isTimeBox(id) && code == EN_CHANGE) || (isCombo(id) && code == CBN_SELCHANGE)) {
                 if (!st->loading) EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), TRUE);
+                if (id == IDC_CMBPROFILO) showEmptyFallback(dialog);
                 return TRUE;
             }
             switch (id) {
