@@ -251,6 +251,12 @@ long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
 void Controller::onProfileChosen(const std::string& name) {
     ensureStore();
     putInUse(IDProfiloCorrenteDaNomeProfilo(name));
+    // Only the combo opens the home page: a time slot's change must not
+    // start browsers in the middle of a lesson.
+    if (homePagePending_) {
+        m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
+        homePagePending_ = false;
+    }
 }
 
 void Controller::putInUse(long long id) {
@@ -271,10 +277,6 @@ void Controller::putInUse(long long id) {
     if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
                      kOptionsRow)) {
         traceUnsaved(store_.connection, "IDProfiloInUso");
-    }
-    if (homePagePending_) {
-        m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
-        homePagePending_ = false;
     }
 }
 

@@ -182,6 +182,25 @@ TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
     }
 }
 
+// A time slot's change puts its profile in use but opens no home page (the
+// pupils' browsers would be ended mid-lesson): only the combo's choice does.
+TEST_F(ControllerTest, OnlyTheComboOpensTheHomePage) {
+    struct Slots final : TimeSlotSchedule {
+        bool CaricaProfilo() override { return true; }
+        long long profileForNow() override { return 7; }
+    } slots;
+    sql("UPDATE Opzioni SET FasceOrarie = -1;"
+        "INSERT INTO Profili (IDProfilo, Profilo, PaginaPredefinita, SitiProibiti) "
+        "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
+    controller().setTimeSlotSchedule(&slots);
+    controller().startUp();
+    controller().tickFasceOrarie();
+    EXPECT_EQ(controller().profileInUse(), 7);
+    EXPECT_FALSE(timers.isEnabled(TimerId::LanciaPaginaIniziale));
+    controller().onProfileChosen("Laboratorio");
+    EXPECT_TRUE(timers.isEnabled(TimerId::LanciaPaginaIniziale));
+}
+
 TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
     sql("UPDATE Opzioni SET LogSiti = -1, TastieraVirtuale = -1;"
         "UPDATE Profili SET PaginaPredefinita = 'http://scuola.example' WHERE IDProfilo = 1;");
