@@ -59,6 +59,8 @@ bool AdministrationForms::open(AdminForm form) {
     if (form == AdminForm::Profiles) controller.beforeProfileEditor();
     const bool elsewhere = platform::changesNeedConsent(p_.env.system);
     const bool saved = elsewhere ? openElsewhere(form) : p_.showHere(form);
+    // Windows going down ended the form with the program: nothing is read again.
+    if (controller.shuttingDown()) return saved;
     switch (form) {
         case AdminForm::Profiles:
             controller.afterProfileEditor();

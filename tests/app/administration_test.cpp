@@ -114,6 +114,20 @@ TEST_F(AdministrationTest, ElevatedTheFormsOpenHereUnlessTheTestsActAsAPupil) {
     EXPECT_EQ(starter.started, std::vector<std::string>{"periodi"});
 }
 
+// Windows went down while the editor was open: the shutdown ended it, and
+// nothing is read again (the store stays closed, the machine given back).
+TEST_F(AdministrationTest, AFormEndedByTheShutdownReadsNothingAgain) {
+    system.isElevated = true;
+    AdministrationForms ending{{controller, env, store, starter, [](bool) {}, [this](AdminForm) {
+                                    controller.beginShutdown();
+                                    controller.tickEsci();
+                                    return true;
+                                }}};
+    EXPECT_TRUE(ending.open(AdminForm::Profiles));
+    EXPECT_EQ(journal.find("view profiles"), -1);
+    EXPECT_FALSE(store.connection.isOpen());
+}
+
 TEST_F(AdministrationTest, ADeclinedPromptOrAFailedStartIsToldAndChangesNothing) {
     starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, "cancelled"};
     EXPECT_FALSE(forms.open(AdminForm::Options));

@@ -444,6 +444,20 @@ TEST_F(ControllerTest, TheTaskManagerLockAndWhatEndsTheProgram) {
 }
 
 TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
+    // Only what the closing routine asks of it is recorded.
+    struct Machine final : MachineProfile {
+        explicit Machine(Journal& j) : journal(j) {}
+        void DisattivaPresentazioneDesktop() override {}
+        void rememberSettings() override {}
+        bool keepLastRestrictions() override { return false; }
+        void applyToMachine(const ProfileSwitches&) override {}
+        void restoreStartButtonAndTaskbar() override {}
+        void DisattivaTabsWarnOnCloseFirefox() override {}
+        void releaseKeyboardHook() override { journal.add("release keyboard hook"); }
+        void RipristinaImpostazioni() override { journal.add("give the machine back"); }
+        Journal& journal;
+    } machineProfile{journal};
+    controller().setMachineProfile(&machineProfile);
     processes.start("iexplore.exe", 2);  // survives two kills
     processes.start("FIREFOX.EXE", -1);  // never dies, and must not hang the shutdown
     processes.start("chrome.exe");
@@ -461,7 +475,9 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
     EXPECT_FALSE(timers.isEnabled(TimerId::Esci));
     ASSERT_EQ(processes.running.size(), 2u) << "Internet Explorer killed until gone";
     EXPECT_EQ(processes.running[1].name, "chrome.exe") << "the closing routine leaves Chrome alone";
-    EXPECT_TRUE(journal.inOrder({"view closing notice topmost", "view unload forms", "view not topmost", "view end"}));
+    // Every other form is gone before the machine is given back.
+    EXPECT_TRUE(journal.inOrder({"view closing notice topmost", "view unload forms", "view not topmost",
+                                 "release keyboard hook", "give the machine back", "view end"}));
     EXPECT_FALSE(store.connection.isOpen());
     EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::Program));
     controller().tickEsci();

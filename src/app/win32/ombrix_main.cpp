@@ -164,6 +164,11 @@ int run() {
             return std::nullopt;
         });
     internalBrowser = &internal;
+    form.unloadProgramForms = [&] {
+        internal.closeAll();
+        bar.unload();
+        keyboard.hide();
+    };
     desktop.setApplicationBar(&bar);
     host.setBrowserWindows(&internal);
     form.onTimer = [&](core::TimerId id) { host.onTimer(id); };
