@@ -428,6 +428,8 @@ Section "Uninstall"
   ; unless the administrator asked for everything to go.
   ${If} $Purge == 1
     Delete "$StoreDir\DataBase.db"
+    Delete "$StoreDir\DataBase.copia.db"
+    Delete "$StoreDir\DataBase.copia.db-journal"
     Delete "$StoreDir\Ripristino.journal"
     Delete "$StoreDir\Ripristino.journal.damaged"
     RMDir /r "$StoreDir\Registro"
