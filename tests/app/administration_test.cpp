@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 
 #include "fakes/controller_rig.h"
@@ -94,6 +95,8 @@ TEST_F(AdministrationTest, WithoutRightsEachFormOpensElevatedAndTheProgramTakesW
     }
     EXPECT_TRUE(here.empty());
     EXPECT_TRUE(dialogs.shown.empty());
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "DataBase" / "DataBase.copia.db"))
+        << "the store's copy is the elevated form's to keep";
 
     // The options form closed without a new password.
     starter.meanwhile = nullptr;
@@ -104,6 +107,7 @@ TEST_F(AdministrationTest, WithoutRightsEachFormOpensElevatedAndTheProgramTakesW
 TEST_F(AdministrationTest, ElevatedTheFormsOpenHereUnlessTheTestsActAsAPupil) {
     system.isElevated = true;
     EXPECT_TRUE(forms.open(AdminForm::Profiles));
+    EXPECT_TRUE(std::filesystem::exists(dir.path() / "DataBase" / "DataBase.copia.db")) << "the store's copy kept";
     EXPECT_TRUE(forms.open(AdminForm::Log));
     EXPECT_EQ(here, (std::vector<std::string>{"profili", "log"}));
     EXPECT_TRUE(starter.started.empty());

@@ -2,6 +2,7 @@
 // Fakes of the machine for the native tests: a scripted file system, system
 // facts, dialogs that record what was shown, and folder access lists.
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -83,8 +84,12 @@ public:
     // The answer to Yes/No questions; unset, they get Ok, which is no Yes.
     std::optional<platform::MessageAnswer> answer;
 
+    // Runs while a box is open, as its modal loop would.
+    std::function<void(const platform::MessageBoxRequest&)> whileShown;
+
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
+        if (whileShown) whileShown(request);
         if (answer && request.buttons == platform::MessageButtons::YesNo) return *answer;
         return platform::MessageAnswer::Ok;
     }

@@ -236,6 +236,11 @@ void MainForm::setClosingNoticeTopmost() {
     if (closing_) closing_->setTopmost();
 }
 
+void MainForm::noticesWaiting() {
+    // Wakes the program's loop, which shows them between two messages.
+    PostMessageW(dialog_.get(), WM_NULL, 0, 0);
+}
+
 void MainForm::unloadOtherForms() {
     splash_.reset();
     if (notice_) notice_->close();

@@ -83,6 +83,7 @@ public:
     void setTaskManagerCaption(const std::string& caption) override;
     bool openOptions() override;
     void showAndFocusPassword() override;
+    void noticesWaiting() override;
     void showNotice(const std::string& text, const std::string& heading) override;
     void showClosingNotice() override;
     void setClosingNoticeTopmost() override;
