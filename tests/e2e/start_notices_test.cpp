@@ -46,6 +46,13 @@ protected:
         EXPECT_TRUE(visible(box)) << "the box went away by itself";
         screenshot(name);
     }
+    // Starts the program and leaves its box saying `words` open.
+    void startAndLeaveOpen(const std::wstring& words, const std::string& name) {
+        launchProgram();
+        const HWND box = boxSaying(words);
+        ASSERT_TRUE(box) << name << ": no such box";
+        forbiddenProgramEndsWhileOpen(box, name);
+    }
 };
 
 constexpr const char* kForbid = "INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'vietato.exe');";
@@ -58,10 +65,7 @@ TEST_F(BoxLeftOpenTest, TheUpgradeReport) {
         ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
     }
     install.sql(std::string(kForbid) + "UPDATE Profili SET PaginaPredefinita = '';");
-    launchProgram();
-    const HWND box = boxSaying(L"aggiornato");
-    ASSERT_TRUE(box) << "no upgrade report";
-    forbiddenProgramEndsWhileOpen(box, "0151-left-open");
+    startAndLeaveOpen(L"aggiornato", "0151-left-open");
 }
 
 // The site list cannot be read: the first box says the file is not ours,
@@ -87,10 +91,7 @@ TEST_F(BoxLeftOpenTest, TheUnreadableStoreNotice) {
 TEST_F(BoxLeftOpenTest, TheReplacedStoreNotice) {
     markMachine();
     install.sql(std::string(kForbid) + "UPDATE Opzioni SET PasswordAdmin = NULL;");
-    launchProgram();
-    const HWND box = boxSaying(L"sostituito");
-    ASSERT_TRUE(box) << "no replaced-store notice";
-    forbiddenProgramEndsWhileOpen(box, "0316-left-open");
+    startAndLeaveOpen(L"sostituito", "0316-left-open");
 }
 
 TEST_F(BoxLeftOpenTest, TheFirstStartsPasswordForm) {
@@ -109,10 +110,7 @@ TEST_F(BoxLeftOpenTest, TheLostStoreNoticeAndTheLastProfilesPrograms) {
     ASSERT_EQ(add.waitForExit(), 0u);
     markMachine();
     std::filesystem::remove(install.database());
-    launchProgram();
-    const HWND box = boxSaying(L"manca");
-    ASSERT_TRUE(box) << "no lost-store notice";
-    forbiddenProgramEndsWhileOpen(box, "0355-left-open");
+    startAndLeaveOpen(L"manca", "0355-left-open");
 }
 
 }  // namespace
