@@ -317,6 +317,8 @@ Section "Ombrix"
     ; The delivered store, already holding the administrator's password.
     CreateDirectory "$StoreDir"
     CopyFiles /SILENT "$PLUGINSDIR\ctl\store.db" "$StoreDir\DataBase.db"
+    ; And its copy, which a lost store falls back on.
+    CopyFiles /SILENT "$PLUGINSDIR\ctl\store.copia.db" "$StoreDir\DataBase.copia.db"
     ${IfNot} ${FileExists} "$StoreDir\DataBase.db"
       MessageBox MB_OK|MB_ICONSTOP "$(NoStore) $StoreDir" /SD IDOK
       SetErrorLevel 4
@@ -428,6 +430,8 @@ Section "Uninstall"
   ; unless the administrator asked for everything to go.
   ${If} $Purge == 1
     Delete "$StoreDir\DataBase.db"
+    Delete "$StoreDir\DataBase.copia.db"
+    Delete "$StoreDir\DataBase.copia.db-journal"
     Delete "$StoreDir\Ripristino.journal"
     Delete "$StoreDir\Ripristino.journal.damaged"
     RMDir /r "$StoreDir\Registro"

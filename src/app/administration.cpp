@@ -60,6 +60,10 @@ bool AdministrationForms::open(AdminForm form) {
     if (form == AdminForm::Profiles) controller.beforeProfileEditor();
     const bool elsewhere = platform::changesNeedConsent(p_.env.system);
     const bool saved = elsewhere ? openElsewhere(form) : p_.showHere(form);
+    // Windows going down ended the form with the program: nothing is read again.
+    if (controller.shuttingDown()) return saved;
+    // Elsewhere, the elevated copy of the program keeps the store's copy itself.
+    if (!elsewhere) controller.storeChanged();
     switch (form) {
         case AdminForm::Profiles:
             controller.afterProfileEditor();
@@ -95,7 +99,10 @@ bool AdministrationForms::openElsewhere(AdminForm form) {
 void AdministrationForms::chooseProfile(const std::string& name) {
     core::Controller& controller = p_.controller;
     controller.onProfileChosen(name);
-    if (!platform::changesNeedConsent(p_.env.system)) return;
+    if (!platform::changesNeedConsent(p_.env.system)) {
+        controller.storeChanged();
+        return;
+    }
     const long long id = controller.profileInUse();
     if (id <= 0) return;
     (void)runControl({"use", std::to_string(id)});

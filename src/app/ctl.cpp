@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/ctl_session.h"
+#include "core/store_copy.h"
 #include "ombrix_version.h"
 #include "platform/system.h"
 
@@ -111,6 +112,14 @@ std::string Session::storeFolder() const {
     return dbFile_->substr(0, at == 0 ? 1 : at);
 }
 
+void Session::keepStoreCopy() {
+    if (!store_.connection.isOpen()) return;
+    // The change is made; only what a lost store would fall back on lags.
+    if (const auto failure = core::keepStoreCopy(store_.connection)) {
+        env_.err << "ombrixctl: the store's copy was not kept: " << *failure << "\n";
+    }
+}
+
 int Session::refuse(const char* id, const std::string& detail) {
     env_.err << id << ": " << messageText(language_, id);
     if (!detail.empty()) env_.err << " " << detail;
@@ -212,6 +221,8 @@ int dispatchCtl(const std::vector<std::string>& args, CtlEnvironment& env, bool 
             }
             const int status = c.run(session, rest);
             if (status == kUsage) printUsage(env.err);
+            // A write went through: the store's copy, beside it, follows.
+            if (status == kOk && how != Elevation::None) session.keepStoreCopy();
             return outputWritten(env, status);
         }
     }

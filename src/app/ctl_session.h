@@ -29,6 +29,8 @@ public:
     [[nodiscard]] bool open();
 
     core::Database& db() { return store_.connection; }
+    // After a write: the store's copy follows it (see core/store_copy.h).
+    void keepStoreCopy();
     // The store's folder once open: the folder of the file named by --db, else the program's.
     [[nodiscard]] std::string storeFolder() const;
     // The file named by --db, if any.

@@ -1,11 +1,14 @@
 #include "core/controller.h"
 
+#include <algorithm>
+
 #include "core/browser_switches.h"
 #include "core/password.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "core/store_access.h"
+#include "core/store_copy.h"
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/text.h"
@@ -25,6 +28,11 @@ void traceUnsaved(const Database& db, std::string_view column,
 void tellUnsaved(StoreEnvironment& env, const std::string& why) {
     env.dialogs.messageBox({"0310", env.language.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
                             platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+}
+
+// Why an open store could not be read; empty when it did not open.
+std::string storeError(const Database& db) {
+    return db.isOpen() ? db.lastError() : std::string();
 }
 
 }  // namespace
@@ -125,8 +133,9 @@ void Controller::fillProfileCombo() {
 }
 
 void Controller::applyProfile() {
-    const AppliedProfile applied = store_.connection.isOpen() ? readProfileSwitches(store_.connection, profileInUse_)
-                                                              : AppliedProfile{};
+    const AppliedProfile applied = storeLost_                   ? lostStoreProfile()
+                                   : store_.connection.isOpen() ? readProfileSwitches(store_.connection, profileInUse_)
+                                                                : AppliedProfile{};
     switches_ = applied.switches;
     homePagePending_ = applied.homePagePending;
     if (machineProfile_) machineProfile_->applyToMachine(switches_);
@@ -135,7 +144,8 @@ void Controller::applyProfile() {
 
 void Controller::loadLists() {
     if (!lists_) return;
-    lists_->CaricaSitiVietatiConsentiti(profileInUse_);
+    // A lost store blocks every page: no profile has the unknown one's sites.
+    lists_->CaricaSitiVietatiConsentiti(storeLost_ ? kUnknownProfile : profileInUse_);
     lists_->CaricaProcessiVietati();
     lists_->CaricaFinestreVietate();
 }
@@ -167,15 +177,20 @@ Controller::StartResult Controller::startUp() {
     if (machineProfile_) machineProfile_->rememberSettings();
     killTaskManager();
 
+    bool storeSound = false;
     if (ensureStore()) {
         // Only now is the folder final: the administrator may have picked another.
         protectFolders();
-        reportUpgrade(
-            AggiornaDBAVersioneCorrente(store_.connection, browserSwitchesFromUserSettings(m_.env.registry)));
+        const UpgradeResult upgrade = AggiornaDBAVersioneCorrente(
+            store_.connection, browserSwitchesFromUserSettings(m_.env.registry));
+        storeSound = upgrade.outcome == UpgradeResult::Outcome::UpToDate ||
+                     upgrade.outcome == UpgradeResult::Outcome::Upgraded;
+        reportUpgrade(upgrade);
     }
     killTaskManager();
-    // A store without a password: the administrator chooses one before anything else.
-    if (store_.connection.isOpen() && firstStart()) m_.view.openOptions();
+    // A store without a password: the administrator chooses one first thing
+    // once the lists are in force.
+    if (store_.connection.isOpen() && firstStart()) askForPassword();
     killTaskManager();
     Database& db = store_.connection;
     const auto option = [&](const char* column) { return ReadField(db, "Opzioni", column, kOptionsRow); };
@@ -204,6 +219,8 @@ Controller::StartResult Controller::startUp() {
     logSwitch_ = ValoreNonNullo(option("LogSiti"), Value::boolean(false)).toBool();
     m_.timers.setEnabled(TimerId::LogSitiVisitati, logSwitch_);
     finishStartUp();
+    // What read whole is what a lost store falls back on.
+    if (storeSound && !listsUnreadable_) keepStoreCopy();
     return StartResult::Running;
 }
 
@@ -220,36 +237,66 @@ bool Controller::storeReadable() {
     return q.valid() && q.step();
 }
 
-void Controller::tellStoreLost() {
+void Controller::tellStoreLost(const std::string& why) {
     std::string where = joinPath(store_.folder, kDatabaseFileName, m_.env.separator);
-    if (store_.connection.isOpen() && !store_.connection.lastError().empty()) {
-        where += " (" + store_.connection.lastError() + ")";
+    if (!why.empty()) where += " (" + why + ")";
+    tell("0355", where, platform::MessageIcon::Critical);
+}
+
+void Controller::openStoreCopy() {
+    store_.connection.close();
+    (void)core::openStoreCopy(store_.connection, joinPath(store_.folder, kDatabaseFileName, m_.env.separator));
+}
+
+bool Controller::storeBack() {
+    store_.connection.close();
+    if (storeReadable()) return true;
+    const std::string why = storeError(store_.connection);
+    openStoreCopy();
+    tellStoreLost(why);
+    return false;
+}
+
+AppliedProfile Controller::lostStoreProfile() {
+    AppliedProfile lost;
+    lost.switches.bloccaDownload = true;
+    lost.switches.protezioneMassima = true;
+    lost.switches.kiosk = lastRunLockedShell_;
+    // Only what restricts more: its printer and home page are the journal's business.
+    if (store_.connection.isOpen()) {
+        const ProfileSwitches last = readProfileSwitches(store_.connection, profileInUse_).switches;
+        lost.switches.kiosk = lost.switches.kiosk || last.kiosk;
+        lost.switches.tastoStartDisabilitato = last.tastoStartDisabilitato;
+        lost.switches.utilizzaBrowserInterno = last.utilizzaBrowserInterno;
     }
-    m_.env.dialogs.messageBox({"0355", m_.env.language.TestoMessaggio("0355") + " " + where,
-                               std::string(kProgramTitle), platform::MessageIcon::Critical,
-                               platform::MessageButtons::Ok});
+    return lost;
 }
 
 void Controller::startWithoutStore() {
-    const bool shellLocked = machineProfile_ && machineProfile_->keepLastRestrictions();
+    lastRunLockedShell_ = machineProfile_ && machineProfile_->keepLastRestrictions();
+    const std::string why = storeError(store_.connection);
     killTaskManager();
-    tellStoreLost();
+    // The profile in use, its programs and windows, and the time slots come
+    // from the copy an administrator's last write left; every page is blocked
+    // and the strictest switches stand in for the profile's own. Without a
+    // copy no profile is known and only those hold.
+    openStoreCopy();
+    profileInUse_ = ValoreNonNullo(ReadField(store_.connection, "Opzioni", "IDProfiloInUso", kOptionsRow),
+                                   Value(static_cast<std::int64_t>(kUnknownProfile)))
+                        .toInteger();
+    if (profileInUse_ <= 0) profileInUse_ = kUnknownProfile;
+    timeSlotSwitch_ =
+        ValoreNonNullo(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
+            .toBool();
+    if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
-    // Which profile was in use is in the store: its lists fail to load, which
-    // blocks every page, and the strictest switches stand in for its own.
-    profileInUse_ = kUnknownProfile;
-    switches_ = ProfileSwitches{};
-    switches_.bloccaDownload = true;
-    switches_.protezioneMassima = true;
-    switches_.kiosk = shellLocked;
-    homePagePending_ = false;
-    if (machineProfile_) machineProfile_->applyToMachine(switches_);
-    if (lists_) lists_->setProfile(profileInUse_, switches_);
+    applyProfile();
     loadLists();
     m_.view.hideOwnerWindow();
     m_.view.setTopmost(true);
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     finishStartUp();
+    tellStoreLost(why);
 }
 
 long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
@@ -259,6 +306,12 @@ long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
 void Controller::onProfileChosen(const std::string& name) {
     ensureStore();
     putInUse(IDProfiloCorrenteDaNomeProfilo(name));
+    // Only the combo opens the home page: a time slot's change must not
+    // start browsers in the middle of a lesson.
+    if (homePagePending_) {
+        m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
+        homePagePending_ = false;
+    }
 }
 
 void Controller::putInUse(long long id) {
@@ -276,13 +329,10 @@ void Controller::putInUse(long long id) {
     profileInUse_ = id;
     applyProfile();
     loadLists();
-    if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
-                     kOptionsRow)) {
+    // A lost store's copy is only read.
+    if (!storeLost_ && !UpdateField(store_.connection, "Opzioni", "IDProfiloInUso",
+                                    Value(static_cast<std::int64_t>(profileInUse_)), kOptionsRow)) {
         traceUnsaved(store_.connection, "IDProfiloInUso");
-    }
-    if (homePagePending_) {
-        m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
-        homePagePending_ = false;
     }
 }
 
@@ -320,8 +370,7 @@ bool Controller::passwordIsSet() {
 bool Controller::firstStart() {
     if (passwordIsSet()) return false;
     if (!machineMarked(m_.env.registry)) return true;
-    m_.env.dialogs.messageBox({"0316", m_.env.language.TestoMessaggio("0316"), std::string(kProgramTitle),
-                               platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    tell("0316", {}, platform::MessageIcon::Critical);
     return false;
 }
 
@@ -330,19 +379,13 @@ bool Controller::savePassword(const std::string& password, const std::string& co
 }
 
 void Controller::reportUpgrade(const UpgradeResult& upgrade) {
-    Language& lang = m_.env.language;
-    const auto show = [&](const char* id, const std::string& detail, platform::MessageIcon icon) {
-        std::string text = lang.TestoMessaggio(id);
-        if (!detail.empty()) text += " " + detail;
-        m_.env.dialogs.messageBox({id, text, std::string(kProgramTitle), icon, platform::MessageButtons::Ok});
-    };
     switch (upgrade.outcome) {
-        case UpgradeResult::Outcome::Upgraded: show("0151", {}, platform::MessageIcon::Information); break;
+        case UpgradeResult::Outcome::Upgraded: tell("0151", {}, platform::MessageIcon::Information); break;
         case UpgradeResult::Outcome::Failed:
-            show("0314", upgrade.step + ": " + upgrade.error, platform::MessageIcon::Critical);
+            tell("0314", upgrade.step + ": " + upgrade.error, platform::MessageIcon::Critical);
             break;
         case UpgradeResult::Outcome::NotOurStore:
-            show("0315", store_.connection.path() + " (" + upgrade.error + ")", platform::MessageIcon::Critical);
+            tell("0315", store_.connection.path() + " (" + upgrade.error + ")", platform::MessageIcon::Critical);
             break;
         case UpgradeResult::Outcome::UpToDate: break;
     }
@@ -350,21 +393,64 @@ void Controller::reportUpgrade(const UpgradeResult& upgrade) {
 
 void Controller::storeUnreadable(const std::string& why) {
     if (storeLost_) return;  // told at start, with the store's place
-    m_.env.dialogs.messageBox({"0313", m_.env.language.TestoMessaggio("0313") + " " + why,
-                               std::string(kProgramTitle), platform::MessageIcon::Critical,
-                               platform::MessageButtons::Ok});
+    listsUnreadable_ = true;
+    tell("0313", why, platform::MessageIcon::Critical);
+}
+
+void Controller::tell(const char* id, const std::string& detail, platform::MessageIcon icon) {
+    std::string text = m_.env.language.TestoMessaggio(id);
+    if (!detail.empty()) text += " " + detail;
+    const platform::MessageBoxRequest box{id, text, std::string(kProgramTitle), icon, platform::MessageButtons::Ok};
+    // One box for a thing told again before it was shown.
+    for (const auto& waiting : waiting_) {
+        if (waiting && waiting->messageId == box.messageId && waiting->text == box.text) return;
+    }
+    waiting_.emplace_back(box);
+    m_.view.noticesWaiting();
+}
+
+void Controller::askForPassword() {
+    if (std::find(waiting_.begin(), waiting_.end(), std::nullopt) != waiting_.end()) return;
+    waiting_.emplace_back(std::nullopt);
+    m_.view.noticesWaiting();
+}
+
+void Controller::showWaitingNotices() {
+    if (showingNotices_) return;
+    showingNotices_ = true;
+    // The timers tick inside each box; what they tell meanwhile comes after it.
+    while (!waiting_.empty() && !shuttingDown_) {
+        const std::optional<platform::MessageBoxRequest> next = std::move(waiting_.front());
+        waiting_.pop_front();
+        if (next) {
+            (void)m_.env.dialogs.messageBox(*next);
+        } else if (!passwordIsSet()) {
+            m_.view.openOptions();
+        }
+    }
+    showingNotices_ = false;
+}
+
+void Controller::keepStoreCopy() {
+    // Where the pupil's account cannot write the store, it cannot write its
+    // copy either: only an elevated process tries.
+    if (!m_.env.system.elevated() || !store_.connection.isOpen()) return;
+    if (const auto failure = core::keepStoreCopy(store_.connection)) {
+        platform::recordFailure("the store's copy was not kept: " + *failure);
+    }
+}
+
+void Controller::storeChanged() {
+    if (!storeLost_) keepStoreCopy();
 }
 
 bool Controller::login(const std::string& typed) {
-    if (storeLost_ ? !storeReadable() : !ensureStore()) {
-        if (storeLost_) tellStoreLost();
-        return false;
-    }
+    if (storeLost_ ? !storeBack() : !ensureStore()) return false;
     const std::string stored =
         ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
     if (stored.empty()) {
         // Nobody has chosen a password yet: that comes first.
-        if (firstStart()) m_.view.openOptions();
+        if (firstStart()) askForPassword();
         return false;
     }
     if (!passwordMatches(stored, typed)) return false;

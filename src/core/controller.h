@@ -5,7 +5,9 @@
 // fakes of the machine.
 
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,7 @@
 #include "core/store_location.h"
 #include "core/timers.h"
 #include "platform/clock.h"
+#include "platform/dialogs.h"
 #include "platform/folder_access.h"
 #include "platform/instance.h"
 #include "platform/processes.h"
@@ -159,6 +162,16 @@ public:
     void reportUpgrade(const UpgradeResult& upgrade);
     // Tells the administrator that the lists could not be read ("0313").
     void storeUnreadable(const std::string& why);
+    // What the controller has to tell (the boxes above, "0316", "0355", the
+    // first start's options form) waits until the lists are in force: a
+    // modal box shown halfway through a sequence would hold it there, with
+    // the timers off, for as long as nobody presses OK. The program's own
+    // message loop calls this between messages, never from inside a handler
+    // or a pump; it shows the waiting boxes one at a time while the timers
+    // tick underneath, and those told meanwhile after them.
+    void showWaitingNotices();
+    // An administrator's change reached the store from this process: its copy follows.
+    void storeChanged();
     // The enforcement's notice: kind 1, 2, 3 or other picks the heading.
     void VisualizzaMessaggio(const std::string& text, int kind);
     // Terminates every running task manager (after each start-up step, and
@@ -194,8 +207,18 @@ private:
     // Open, and its options row read.
     bool storeReadable();
     void startWithoutStore();
-    // "0355" with the store's path.
-    void tellStoreLost();
+    // "0355" with the store's path and, when it opened, why it cannot be read.
+    void tellStoreLost(const std::string& why);
+    // Lost: the store itself again, when it reads; otherwise the copy stays open.
+    bool storeBack();
+    // The copy of the lost store, read-only, as the store the lists and slots are read from.
+    void openStoreCopy();
+    // A lost store's switches: the strictest, and the restrictions of the copy's profile.
+    AppliedProfile lostStoreProfile();
+    void keepStoreCopy();
+    // Waits to be shown by showWaitingNotices.
+    void tell(const char* id, const std::string& detail, platform::MessageIcon icon);
+    void askForPassword();
     void finishStartUp();
     void protectFolders();
     bool runKeyForCurrentUser() const;
@@ -223,6 +246,11 @@ private:
     bool administrator_ = false;
     // The store went missing on a marked machine (see startUp).
     bool storeLost_ = false;
+    bool lastRunLockedShell_ = false;  // the journal of a lost store's last run locked the shell
+    bool listsUnreadable_ = false;     // told "0313" since the start
+    // Boxes to show, in the order told; none stands for the options form.
+    std::deque<std::optional<platform::MessageBoxRequest>> waiting_;
+    bool showingNotices_ = false;
     bool shuttingDown_ = false;
     bool closed_ = false;
     int windowsMajor_ = 0;

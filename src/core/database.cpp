@@ -122,7 +122,7 @@ Database::~Database() { close(); }
 
 bool Database::open(const std::string& path, Mode mode) {
     close();
-    int flags = SQLITE_OPEN_READWRITE;
+    int flags = mode == Mode::ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::CreateIfMissing) flags |= SQLITE_OPEN_CREATE;
     sqlite3* handle = nullptr;
     const int rc = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
@@ -171,6 +171,25 @@ void Database::noteError() {
 void Database::noteCode(int rc) {
     const int primary = rc & 0xff;
     notADatabase_ = primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT;
+}
+
+bool Database::copyTo(Database& target) {
+    if (!db_ || !target.db_) {
+        target.lastError_ = "the store is not open";
+        return false;
+    }
+    sqlite3_backup* backup = sqlite3_backup_init(target.db_, "main", db_, "main");
+    if (!backup) {
+        target.noteError();
+        return false;
+    }
+    const int stepped = sqlite3_backup_step(backup, -1);
+    const int finished = sqlite3_backup_finish(backup);
+    if (stepped != SQLITE_DONE || finished != SQLITE_OK) {
+        target.lastError_ = sqlite3_errstr(stepped != SQLITE_DONE ? stepped : finished);
+        return false;
+    }
+    return true;
 }
 
 void Database::setBusyTimeout(int milliseconds) {

@@ -63,7 +63,8 @@ public:
     Database& operator=(const Database&) = delete;
     ~Database();
 
-    enum class Mode { OpenExisting, CreateIfMissing };
+    // ReadOnly: nothing this connection runs can change the file.
+    enum class Mode { OpenExisting, CreateIfMissing, ReadOnly };
     // Opens a file (or ":memory:"), registering the store's text collation.
     // The file's schema is never trusted: views, triggers and defaults may
     // not call functions or virtual tables with side effects, and the schema
@@ -84,6 +85,10 @@ public:
     [[nodiscard]] const std::string& lastError() const { return lastError_; }
     // Whether the last failure was a file that is not a database, or a damaged one.
     [[nodiscard]] bool lastErrorIsNotADatabase() const { return notADatabase_; }
+    // Replaces the whole content of `target` with this database's, as one
+    // transaction of the target (the engine's online backup): a cut leaves
+    // the target as it was. The reason is in target's lastError when false.
+    [[nodiscard]] bool copyTo(Database& target);
     // How long a statement waits for another connection's lock (2 s unless set).
     void setBusyTimeout(int milliseconds);
 

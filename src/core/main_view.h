@@ -41,6 +41,9 @@ public:
     virtual void showAndFocusPassword() = 0;
 
     // Notices.
+    // Boxes wait for Controller::showWaitingNotices: the message loop is to
+    // come round soon (a message to wake it), not to call it from here.
+    virtual void noticesWaiting() = 0;
     virtual void showNotice(const std::string& text, const std::string& heading) = 0;
     // A notice on show stays above the browsers, without taking the keyboard.
     virtual void keepNoticeOnTop() = 0;

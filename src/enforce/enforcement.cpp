@@ -69,11 +69,14 @@ void Enforcement::tellBrowserPolicies() {
 void Enforcement::CaricaProcessiVietati() {
     m_.timers.setEnabled(core::TimerId::ProcessiVietati, false);
     Loaded<std::vector<std::string>> loaded = loadProcessNames(m_.db, m_.host.profileInUse());
-    if (!readable(loaded.error)) {
+    if (readable(loaded.error)) {
+        processesLoaded_ = true;
+    } else if (processesLoaded_) {
         // The names loaded last stay in force.
         m_.timers.setEnabled(core::TimerId::ProcessiVietati, profile_.elencoProcessi.size() > 1);
         return;
     }
+    // Nothing loaded yet: what could be read, and the names the switches add.
     std::vector<std::string> names = std::move(loaded.value);
     const bool siteTimer = m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti);
     if (profile_.switches.utilizzaBrowserInterno) {
@@ -93,7 +96,10 @@ void Enforcement::CaricaProcessiVietati() {
 void Enforcement::CaricaFinestreVietate() {
     m_.timers.setEnabled(core::TimerId::ChiudiFinestre, false);
     Loaded<std::vector<std::string>> loaded = loadWindowTitles(m_.db, m_.host.profileInUse());
-    if (readable(loaded.error)) {
+    const bool read = readable(loaded.error);
+    // Nothing loaded yet: what could be read, and the titles the switches add.
+    if (read || !windowsLoaded_) {
+        windowsLoaded_ = windowsLoaded_ || read;
         std::vector<std::string> titles = std::move(loaded.value);
         if (profile_.switches.bloccaDownload) titles.emplace_back(kDownloadTitle);
         if (m_.host.timeSlotScheduleInForce()) titles.insert(titles.end(), kClockTitles.begin(), kClockTitles.end());

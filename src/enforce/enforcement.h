@@ -81,6 +81,8 @@ private:
     core::BrowserPolicySink* policies_ = nullptr;
     bool sitesLoaded_ = false;
     bool liftedForShutdown_ = false;
+    bool processesLoaded_ = false;
+    bool windowsLoaded_ = false;
     bool storeErrorShown_ = false;
     bool everyListRead_ = true;  // in the current round of the three loaders
     SiteTimer sites_{m_, profile_};

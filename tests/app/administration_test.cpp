@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 
 #include "fakes/controller_rig.h"
@@ -94,6 +95,8 @@ TEST_F(AdministrationTest, WithoutRightsEachFormOpensElevatedAndTheProgramTakesW
     }
     EXPECT_TRUE(here.empty());
     EXPECT_TRUE(dialogs.shown.empty());
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "DataBase" / "DataBase.copia.db"))
+        << "the store's copy is the elevated form's to keep";
 
     // The options form closed without a new password.
     starter.meanwhile = nullptr;
@@ -104,6 +107,7 @@ TEST_F(AdministrationTest, WithoutRightsEachFormOpensElevatedAndTheProgramTakesW
 TEST_F(AdministrationTest, ElevatedTheFormsOpenHereUnlessTheTestsActAsAPupil) {
     system.isElevated = true;
     EXPECT_TRUE(forms.open(AdminForm::Profiles));
+    EXPECT_TRUE(std::filesystem::exists(dir.path() / "DataBase" / "DataBase.copia.db")) << "the store's copy kept";
     EXPECT_TRUE(forms.open(AdminForm::Log));
     EXPECT_EQ(here, (std::vector<std::string>{"profili", "log"}));
     EXPECT_TRUE(starter.started.empty());
@@ -112,6 +116,20 @@ TEST_F(AdministrationTest, ElevatedTheFormsOpenHereUnlessTheTestsActAsAPupil) {
     system.env["OMBRIX_AS_STANDARD_USER"] = "1";
     EXPECT_TRUE(forms.open(AdminForm::TimeSlots));
     EXPECT_EQ(starter.started, std::vector<std::string>{"periodi"});
+}
+
+// Windows went down while the editor was open: the shutdown ended it, and
+// nothing is read again (the store stays closed, the machine given back).
+TEST_F(AdministrationTest, AFormEndedByTheShutdownReadsNothingAgain) {
+    system.isElevated = true;
+    AdministrationForms ending{{controller, env, store, starter, [](bool) {}, [this](AdminForm) {
+                                    controller.beginShutdown();
+                                    controller.tickEsci();
+                                    return true;
+                                }}};
+    EXPECT_TRUE(ending.open(AdminForm::Profiles));
+    EXPECT_EQ(journal.find("view profiles"), -1);
+    EXPECT_FALSE(store.connection.isOpen());
 }
 
 TEST_F(AdministrationTest, ADeclinedPromptOrAFailedStartIsToldAndChangesNothing) {

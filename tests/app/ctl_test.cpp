@@ -42,6 +42,27 @@ TEST_F(Ctl, InitWritesTheEmptyDatabaseOnce) {
     EXPECT_EQ(readWholeFile(db), before) << "an existing file is never overwritten";
 }
 
+// A write that went through is copied beside the store (what a lost store
+// falls back on); a read makes no copy.
+TEST_F(Ctl, AWriteKeepsTheStoresCopy) {
+    const std::string copy = dir.file("DataBase.copia.db");
+    ASSERT_EQ(ctl({"init", db}), kOk);
+    EXPECT_EQ(run({"profiles"}), kOk);
+    EXPECT_FALSE(std::filesystem::exists(copy));
+    const auto copied = [&] {
+        core::Database d;
+        return d.open(copy, core::Database::Mode::ReadOnly)
+                   ? d.scalar("SELECT group_concat(Processo) FROM ProcessiVietati;").toText()
+                   : std::string("<no copy>");
+    };
+    test::writeFile(copy, "no database");  // a damaged copy is made anew
+    EXPECT_EQ(run({"process", "add", "1", "gioco.exe"}), kOk);
+    EXPECT_EQ(copied(), "gioco.exe");
+    EXPECT_EQ(run({"process", "add", "1", "chat.exe"}), kOk);
+    EXPECT_EQ(copied(), "gioco.exe,chat.exe");
+    EXPECT_EQ(err.str(), "");
+}
+
 // The upgrade's own refusals are the store's (tests/core/schema_test.cpp):
 // here, what the command says of them, and that it writes nothing.
 TEST_F(Ctl, UpgradeSaysWhatItDidOrWhyNotAndChangesNothingWhenItFails) {

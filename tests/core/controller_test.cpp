@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <tuple>
 
 #include "core/notices.h"
 #include "core/password.h"
@@ -53,6 +54,45 @@ protected:
         return ReadField(db, "Opzioni", "PasswordAdmin", kOptionsRow).toText();
     }
 
+    // A fresh delivered store with the password, and a controller not yet started.
+    void freshStart() {
+        controller_.reset();
+        store.connection.close();
+        std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db");
+        ASSERT_TRUE(createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
+        storeValue(hashPassword("segreta", "salt", 10).value());
+        journal.entries.clear();
+        dialogs.shown.clear();
+        lists.onLoadSites = nullptr;
+        registry.deleteValue(RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection), kPasswordChosenValue);
+    }
+    void markMachine() {
+        ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
+                                         kPasswordChosenValue, "1"));
+    }
+    // Whether the lists are in force: all three loaded since their timers
+    // last went off, and the task manager's timer on.
+    [[nodiscard]] bool enforcing() const {
+        const auto last = [&](const std::string& entry) {
+            int at = -1;
+            for (std::size_t i = 0; i < journal.entries.size(); ++i) {
+                if (journal.entries[i] == entry) at = static_cast<int>(i);
+            }
+            return at;
+        };
+        const int loaded = last("load windows");
+        return loaded > last("timerSitiVietatiConsentiti off") && loaded > last("tmrProcessiVietati off") &&
+               timers.isEnabled(TimerId::KillTaskManager);
+    }
+    // Records in `told` each box and the options form as they come up, marked
+    // when the lists were not in force then.
+    void recordWhatIsTold() {
+        dialogs.whileShown = [this](const platform::MessageBoxRequest& box) {
+            told.push_back(box.messageId + (enforcing() ? "" : " before the lists"));
+        };
+        view.whileOptionsOpen = [this] { told.push_back(enforcing() ? "options" : "options before the lists"); };
+    }
+
     Controller& controller() {
         if (!controller_) {
             controller_ = std::make_unique<Controller>(machine(), store);
@@ -63,6 +103,7 @@ protected:
 
     test::QuickPasswords quick;
     std::unique_ptr<Controller> controller_;
+    std::vector<std::string> told;
 };
 
 TEST_F(ControllerTest, StartUpRunsItsStepsInOrder) {
@@ -100,6 +141,7 @@ TEST_F(ControllerTest, AnUpgradedStoreIsAnnouncedOnce) {
         ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
     }
     controller().startUp();
+    controller().showWaitingNotices();
     ASSERT_EQ(dialogs.shown.size(), 1u);
     EXPECT_EQ(dialogs.shown[0].messageId, "0151");
     EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Information);
@@ -112,6 +154,7 @@ TEST_F(ControllerTest, AnUpgradedStoreIsAnnouncedOnce) {
     Store store2;
     Controller second(Controller::Machine{env2, timers, view2, processes, pump, instance}, store2);
     second.startUp();
+    second.showWaitingNotices();
     EXPECT_TRUE(dialogs2.shown.empty());
 }
 
@@ -121,6 +164,7 @@ TEST_F(ControllerTest, AnUpgradedStoreIsAnnouncedOnce) {
 TEST_F(ControllerTest, AFileThatIsNotOurStoreIsToldAtStart) {
     sql("DROP TABLE Profili; CREATE TABLE Ricette (Nome TEXT);");
     controller().startUp();
+    controller().showWaitingNotices();
     ASSERT_FALSE(dialogs.shown.empty());
     EXPECT_EQ(dialogs.shown[0].messageId, "0315");
     EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Critical);
@@ -143,7 +187,9 @@ TEST_F(ControllerTest, AReplacedStoreIsNoFirstStart) {
             ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, key, kPasswordChosenValue, "1"));
         }
         controller().startUp();
+        controller().showWaitingNotices();
         EXPECT_FALSE(controller().login(""));
+        controller().showWaitingNotices();
         EXPECT_EQ(journal.count("view options"), chosenHere ? 0 : 2);
         ASSERT_EQ(dialogs.shown.size(), chosenHere ? 2u : 0u);
         if (chosenHere) {
@@ -176,6 +222,7 @@ TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
         SCOPED_TRACE(c.name);
         c.lose();
         controller().startUp();
+        controller().showWaitingNotices();
         EXPECT_TRUE(controller().storeLost());
         EXPECT_EQ(store.folder, dir.file("DataBase")) << "the user's setting is not read";
         ASSERT_EQ(dialogs.shown.size(), 1u);
@@ -185,11 +232,116 @@ TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
         EXPECT_TRUE(journal.inOrder({"lists profile -1", "load sites -1", "tmrKillTaskManager on"}));
         EXPECT_TRUE(controller().switches().bloccaDownload);
         EXPECT_FALSE(controller().login("segreta"));
+        controller().showWaitingNotices();
         EXPECT_EQ(dialogs.shown.back().messageId, "0355");
         controller_.reset();
         store.connection.close();
         journal.entries.clear();
         dialogs.shown.clear();
+    }
+}
+
+// Whatever the start-up and the loaders have to tell waits until the lists
+// are in force, and comes up in the order told: a box nobody answers must
+// not hold the start-up with the timers off.
+TEST_F(ControllerTest, NothingIsToldBeforeTheListsAreInForce) {
+    const auto listsUnreadable = [&] { lists.onLoadSites = [&] { controller().storeUnreadable("no such table"); }; };
+    const struct {
+        const char* name;
+        std::function<void()> make;
+        std::vector<std::string> told;
+    } cases[] = {
+        {"upgraded",
+         [&] {
+             std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db");
+             Database db;
+             ASSERT_TRUE(db.open(dir.file("DataBase/DataBase.db"), Database::Mode::CreateIfMissing));
+             ASSERT_TRUE(db.exec(test::oldestSchemaSql()));
+         },
+         {"0151"}},
+        {"not our store, lists unreadable",
+         [&] {
+             sql("DROP TABLE Profili; CREATE TABLE Ricette (Nome TEXT);");
+             listsUnreadable();
+         },
+         {"0315", "0313"}},
+        {"replaced",
+         [&] {
+             markMachine();
+             storeValue("");
+         },
+         {"0316"}},
+        {"first start", [&] { storeValue(""); }, {"options"}},
+        {"lost",
+         [&] {
+             markMachine();
+             std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db");
+         },
+         {"0355"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        freshStart();
+        c.make();
+        told.clear();
+        recordWhatIsTold();
+        controller().startUp();
+        EXPECT_TRUE(told.empty()) << "told halfway through the start-up: " << told.front();
+        EXPECT_NE(journal.find("view notices waiting"), -1);
+        controller().showWaitingNotices();
+        EXPECT_EQ(told, c.told);
+    }
+
+    // A switch of profile that finds the store unreadable tells it once, after the switch.
+    freshStart();
+    controller().startUp();
+    listsUnreadable();
+    told.clear();
+    controller().onProfileChosen("Nessuna restrizione");
+    controller().onProfileChosen("Nessuna restrizione");
+    EXPECT_TRUE(told.empty());
+    controller().showWaitingNotices();
+    EXPECT_EQ(told, std::vector<std::string>{"0313"});
+}
+
+// A time slot's change puts its profile in use but opens no home page (the
+// pupils' browsers would be ended mid-lesson): only the combo's choice does.
+TEST_F(ControllerTest, OnlyTheComboOpensTheHomePage) {
+    struct Slots final : TimeSlotSchedule {
+        bool CaricaProfilo() override { return true; }
+        long long profileForNow() override { return 7; }
+    } slots;
+    sql("UPDATE Opzioni SET FasceOrarie = -1;"
+        "INSERT INTO Profili (IDProfilo, Profilo, PaginaPredefinita, SitiProibiti) "
+        "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
+    controller().setTimeSlotSchedule(&slots);
+    controller().startUp();
+    controller().tickFasceOrarie();
+    EXPECT_EQ(controller().profileInUse(), 7);
+    EXPECT_FALSE(timers.isEnabled(TimerId::LanciaPaginaIniziale));
+    controller().onProfileChosen("Laboratorio");
+    EXPECT_TRUE(timers.isEnabled(TimerId::LanciaPaginaIniziale));
+}
+
+// An elevated start keeps a copy of a sound store beside it (a pupil's
+// account could write neither); one without rights, or whose lists could not
+// be read, leaves the copy as it was.
+TEST_F(ControllerTest, AnElevatedStartKeepsTheStoresCopy) {
+    const std::filesystem::path copy = dir.path() / "DataBase" / "DataBase.copia.db";
+    for (const auto& [elevated, unreadable, kept] : {std::tuple{false, false, false}, {true, true, false},
+                                                     {true, false, true}}) {
+        SCOPED_TRACE(testing::Message() << "elevated " << elevated << ", unreadable " << unreadable);
+        freshStart();
+        std::filesystem::remove(copy);
+        system.isElevated = elevated;
+        if (unreadable) lists.onLoadSites = [&] { controller().storeUnreadable("no such table"); };
+        controller().startUp();
+        ASSERT_EQ(std::filesystem::exists(copy), kept);
+        if (!kept) continue;
+        Database db;
+        ASSERT_TRUE(db.open(pathToUtf8(copy), Database::Mode::ReadOnly));
+        EXPECT_EQ(db.scalar("SELECT Profilo FROM Profili WHERE IDProfilo = 1;").toText(), "Nessuna restrizione");
+        EXPECT_FALSE(db.exec("DELETE FROM Profili;")) << "opened read-only";
     }
 }
 
@@ -496,6 +648,20 @@ TEST_F(ControllerTest, TheTaskManagerLockAndWhatEndsTheProgram) {
 }
 
 TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
+    // Only what the closing routine asks of it is recorded.
+    struct Machine final : MachineProfile {
+        explicit Machine(Journal& j) : journal(j) {}
+        void DisattivaPresentazioneDesktop() override {}
+        void rememberSettings() override {}
+        bool keepLastRestrictions() override { return false; }
+        void applyToMachine(const ProfileSwitches&) override {}
+        void restoreStartButtonAndTaskbar() override {}
+        void DisattivaTabsWarnOnCloseFirefox() override {}
+        void releaseKeyboardHook() override { journal.add("release keyboard hook"); }
+        void RipristinaImpostazioni() override { journal.add("give the machine back"); }
+        Journal& journal;
+    } machineProfile{journal};
+    controller().setMachineProfile(&machineProfile);
     processes.start("iexplore.exe", 2);  // survives two kills
     processes.start("FIREFOX.EXE", -1);  // never dies, and must not hang the shutdown
     processes.start("chrome.exe");
@@ -514,7 +680,9 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
     EXPECT_FALSE(timers.isEnabled(TimerId::Esci));
     ASSERT_EQ(processes.running.size(), 2u) << "Internet Explorer killed until gone";
     EXPECT_EQ(processes.running[1].name, "chrome.exe") << "the closing routine leaves Chrome alone";
-    EXPECT_TRUE(journal.inOrder({"view closing notice topmost", "view unload forms", "view not topmost", "view end"}));
+    // Every other form is gone before the machine is given back.
+    EXPECT_TRUE(journal.inOrder({"view closing notice topmost", "view unload forms", "view not topmost",
+                                 "release keyboard hook", "give the machine back", "view end"}));
     EXPECT_FALSE(store.connection.isOpen());
     EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::Program));
     controller().tickEsci();

@@ -159,8 +159,12 @@ public:
     }
     bool openOptions() override {
         journal_.add("view options");
+        if (whileOptionsOpen) whileOptionsOpen();
         return false;
     }
+    // Runs while the options form is open, as its modal loop would.
+    std::function<void()> whileOptionsOpen;
+    void noticesWaiting() override { journal_.add("view notices waiting"); }
     void showAndFocusPassword() override { journal_.add("view show"); }
     void showNotice(const std::string& text, const std::string& heading) override {
         notices.emplace_back(text, heading);
@@ -180,7 +184,12 @@ public:
     void setProfile(long long id, const core::ProfileSwitches&) override {
         journal_.add("lists profile " + std::to_string(id));
     }
-    void CaricaSitiVietatiConsentiti(long long id) override { journal_.add("load sites " + std::to_string(id)); }
+    void CaricaSitiVietatiConsentiti(long long id) override {
+        journal_.add("load sites " + std::to_string(id));
+        if (onLoadSites) onLoadSites();
+    }
+    // Runs inside the site loader (one that finds the store unreadable tells the controller).
+    std::function<void()> onLoadSites;
     void CaricaProcessiVietati() override { journal_.add("load processes"); }
     void CaricaFinestreVietate() override { journal_.add("load windows"); }
     void forgetLastAddress() override { journal_.add("forget last address"); }

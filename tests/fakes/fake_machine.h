@@ -3,6 +3,7 @@
 // facts, dialogs that record what was shown, and folder access lists.
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -115,8 +116,12 @@ public:
     // The answer to Yes/No questions; unset, they get Ok, which is no Yes.
     std::optional<platform::MessageAnswer> answer;
 
+    // Runs while a box is open, as its modal loop would.
+    std::function<void(const platform::MessageBoxRequest&)> whileShown;
+
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
+        if (whileShown) whileShown(request);
         if (answer && request.buttons == platform::MessageButtons::YesNo) return *answer;
         return platform::MessageAnswer::Ok;
     }

@@ -80,6 +80,8 @@ check "Start menu shortcut" test -f "$shortcut"
 check "the machine's key says a password was chosen" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' PasswordScelta)" = 1
 check "the machine's key names the store's folder" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' DataBase)" = 'C:\Ombrix\DataBase'
 check "the log folder made beside the store" test -d "$logdir"
+check "the store's copy beside it, with the password" \
+  test "$(sqlite3 "$(dirname "$store")/DataBase.copia.db" "SELECT PasswordAdmin FROM Opzioni;")" = "$(sql "SELECT PasswordAdmin FROM Opzioni;")"
 
 echo "== the program starts"
 sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
@@ -134,6 +136,7 @@ check "the log folder made again" test -d "$logdir"
 uninstall /S /PURGE
 check "the store removed" test ! -e "$store"
 check "its log folder removed" test ! -e "$logdir"
+check "its copy removed" test ! -e "$(dirname "$store")/DataBase.copia.db"
 
 echo "$failures failed"
 [ "$failures" -eq 0 ]

@@ -12,11 +12,13 @@
 #include "core/controller.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
+#include "core/store_copy.h"
 #include "core/store_location.h"
 #include "core/win32/options_form.h"
 #include "core/win32/program_icon.h"
 #include "enforce/log_file.h"
 #include "enforce/win32/log_form.h"
+#include "platform/failures.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "profiles/win32/profile_form.h"
@@ -55,6 +57,17 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
     const UniqueWindow owner = createHiddenWindow(L"OmbrixAdministration", WS_EX_TOOLWINDOW | WS_EX_TOPMOST,
                                                   L"Ombrix", programIcon(32));
     machine.dialogs().setOwner(owner.get());
+    // Whatever the form changed, when it closes, is what a lost store falls back on.
+    struct KeepCopy {
+        core::Store& store;
+        ~KeepCopy() {
+            platform::guarded([&] {
+                if (const auto failure = core::keepStoreCopy(store.connection)) {
+                    platform::recordFailure("the store's copy was not kept: " + *failure);
+                }
+            });
+        }
+    } keepCopy{store};
     switch (form) {
         case app::AdminForm::Profiles: {
             ProfileFormContext context{store.connection, language, machine.dialogs()};

@@ -167,6 +167,11 @@ int run() {
             return std::nullopt;
         });
     internalBrowser = &internal;
+    form.unloadProgramForms = [&] {
+        internal.closeAll();
+        bar.unload();
+        keyboard.hide();
+    };
     desktop.setApplicationBar(&bar);
     host.setBrowserWindows(&internal);
     form.onTimer = [&](core::TimerId id) { host.onTimer(id); };
@@ -176,9 +181,14 @@ int run() {
 
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
-        if (form.handleDialogMessage(msg) || internal.handleMessage(msg) || bar.handleMessage(msg)) continue;
-        TranslateMessage(&msg);
-        DispatchMessageW(&msg);
+        if (!form.handleDialogMessage(msg) && !internal.handleMessage(msg) && !bar.handleMessage(msg)) {
+            TranslateMessage(&msg);
+            DispatchMessageW(&msg);
+        }
+        // Only here, between two messages of the program's own loop, is no
+        // handler halfway through its work: a box shown inside one (or in
+        // a pump it runs) would keep it there, timers off, until answered.
+        platform::guarded([&] { controller.showWaitingNotices(); });
     }
     desktop.setApplicationBar(nullptr);
     host.setBrowserWindows(nullptr);

@@ -3,7 +3,9 @@
 #include <commctrl.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <optional>
+#include <vector>
 
 #include "core/controller.h"
 #include "core/win32/closing_form.h"
@@ -234,9 +236,41 @@ void MainForm::setClosingNoticeTopmost() {
     if (closing_) closing_->setTopmost();
 }
 
+void MainForm::noticesWaiting() {
+    // Wakes the program's loop, which shows them between two messages.
+    PostMessageW(dialog_.get(), WM_NULL, 0, 0);
+}
+
 void MainForm::unloadOtherForms() {
     splash_.reset();
     if (notice_) notice_->close();
+    if (unloadProgramForms) unloadProgramForms();
+    endModalForms();
+}
+
+void MainForm::endModalForms() {
+    // Only Windows going down reaches the shutdown with a modal form open
+    // (an editor, a box): the modeless dialogs are gone or kept by now.
+    struct Keep {
+        HWND form, owner, closing;
+        std::vector<HWND> modal;
+    } keep{dialog_.get(), owner_.get(), closing_ ? closing_->window() : nullptr, {}};
+    EnumThreadWindows(
+        GetCurrentThreadId(),
+        [](HWND w, LPARAM data) -> BOOL {
+            auto& k = *reinterpret_cast<Keep*>(data);
+            wchar_t cls[16] = {};
+            GetClassNameW(w, cls, 16);
+            if (w != k.form && w != k.owner && w != k.closing && IsWindowVisible(w) && wcscmp(cls, L"#32770") == 0) {
+                k.modal.push_back(w);
+            }
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&keep));
+    for (HWND w : keep.modal) {
+        ShowWindow(w, SW_HIDE);
+        EndDialog(w, IDCANCEL);
+    }
 }
 
 void MainForm::endProgram() {

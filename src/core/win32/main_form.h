@@ -55,6 +55,9 @@ public:
     std::function<bool()> openOptionsForm;
     // cmbProfili's choice, with the chosen item's text, in place of the controller's own.
     std::function<void(const std::string&)> chooseProfile;
+    // Unloads the program's forms this one does not own (the internal
+    // browser's windows, the on-screen keyboard, the application bar).
+    std::function<void()> unloadProgramForms;
 
     [[nodiscard]] HWND window() const { return dialog_.get(); }
     // Off while a form of another process stands in for a modal form of
@@ -81,6 +84,7 @@ public:
     void showTimeSlots(bool on, const std::string& caption) override;
     bool openOptions() override;
     void showAndFocusPassword() override;
+    void noticesWaiting() override;
     void showNotice(const std::string& text, const std::string& heading) override;
     void showClosingNotice() override;
     void setClosingNoticeTopmost() override;
@@ -117,6 +121,8 @@ private:
     void showTrayMenu();
     void hideToTray();
     void layout();
+    // Ends, unanswered, the modal forms and boxes still open on this thread.
+    void endModalForms();
 
     Language& language_;
     core::Controller* controller_ = nullptr;
