@@ -94,14 +94,16 @@ void AdministrationForms::chooseProfile(const std::string& name) {
     if (!platform::changesNeedConsent(p_.env.system)) return;
     const long long id = controller.profileInUse();
     if (id <= 0) return;
-    const std::vector<std::string> arguments{std::string(kElevatedFlag), "use", std::to_string(id)};
+    // By identifier: a profile may be named like another one's number.
+    const std::string profile = "#" + std::to_string(id);
+    const std::vector<std::string> arguments{std::string(kElevatedFlag), "use", profile};
     p_.enableMainForm(false);
     const ElevatedOutcome outcome = p_.starter.runControl(arguments);
     p_.enableMainForm(true);
     if (ran(outcome) && outcome.exitCode != 0) {
         // ombrixctl said why on its error stream, which nobody sees here.
         p_.env.dialogs.messageBox({"0344",
-                                   p_.env.language.TestoMessaggio("0344") + " ombrixctl use " + std::to_string(id) +
+                                   p_.env.language.TestoMessaggio("0344") + " ombrixctl use " + profile +
                                        " (" + std::to_string(outcome.exitCode) + ")",
                                    std::string(core::kProgramTitle), platform::MessageIcon::Critical,
                                    platform::MessageButtons::Ok});
