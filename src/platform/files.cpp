@@ -1,6 +1,8 @@
 #include "platform/files.h"
 
 #include <fstream>
+#include <random>
+#include <sstream>
 #include <iterator>
 #include <system_error>
 
@@ -41,28 +43,38 @@ std::optional<std::uintmax_t> fileSize(std::string_view path) {
 }
 
 bool writeWholeFile(std::string_view path, std::string_view bytes) {
-    const auto target = pathFromUtf8(path);
-    auto temp = target;
-    temp += ".tmp";
+    namespace fs = std::filesystem;
+    const fs::path target = pathFromUtf8(path);
+    std::error_code ec;
+    // Only a file is replaced: a device, a pipe, a link or a folder stays.
+    const fs::file_status status = fs::symlink_status(target, ec);
+    if (fs::exists(status) && !fs::is_regular_file(status)) return false;
+    // The new file is written in a folder of its own beside the target, made
+    // for this write alone (making a folder fails when one is there): no
+    // other program's file is ever written over, and the rename stays on
+    // the target's disk.
+    std::random_device random;
+    fs::path folder;
+    for (int attempt = 0;; ++attempt) {
+        if (attempt == 16) return false;
+        std::ostringstream name;
+        name << '.' << pathToUtf8(target.filename()) << '.' << std::hex << random() << random() << ".tmp";
+        folder = target.parent_path() / pathFromUtf8(name.str());
+        if (fs::create_directory(folder, ec)) break;
+        if (ec && ec != std::errc::file_exists) return false;
+    }
+    const fs::path temp = folder / target.filename();
+    bool written = false;
     {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (!out) return false;
         out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         out.flush();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(temp, ignored);
-            return false;
-        }
+        written = static_cast<bool>(out);
     }
-    std::error_code ec;
-    std::filesystem::rename(temp, target, ec);
-    if (ec) {
-        std::error_code ignored;
-        std::filesystem::remove(temp, ignored);
-        return false;
-    }
-    return true;
+    if (written) fs::rename(temp, target, ec);
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+    return written && !ec;
 }
 
 }  // namespace ombrix
