@@ -329,8 +329,16 @@ std::string ProfileExchange::text(std::string_view id) const { return language_.
 
 ProfileExchange::Result ProfileExchange::show(const std::string& id, const std::string& message,
                                               const std::string& title, platform::MessageIcon icon) {
-    dialogs_.messageBox({id, message, title, icon, platform::MessageButtons::Ok});
+    tell({id, message, title, icon, platform::MessageButtons::Ok});
     return icon == platform::MessageIcon::Information ? Result::Done : Result::Refused;
+}
+
+void ProfileExchange::tell(const platform::MessageBoxRequest& request) {
+    if (deferred_) {
+        deferred_->push_back(request);
+    } else {
+        dialogs_.messageBox(request);
+    }
 }
 
 ProfileExchange::Result ProfileExchange::invalidFile(const std::string& detailId, std::size_t line) {
@@ -410,6 +418,17 @@ ProfileExchange::Result ProfileExchange::importBytes(std::string_view bytes, lon
 }
 
 ProfileExchange::Result ProfileExchange::importStream(std::istream& in, long long* newId) {
+    // Told once the transaction has ended: a box waiting for the user must
+    // not hold the store's write lock.
+    std::vector<platform::MessageBoxRequest> messages;
+    deferred_ = &messages;
+    const Result result = storeImport(in, newId);
+    deferred_ = nullptr;
+    for (const auto& m : messages) dialogs_.messageBox(m);
+    return result;
+}
+
+ProfileExchange::Result ProfileExchange::storeImport(std::istream& in, long long* newId) {
     // Each list entry goes into the store as it is read, so a file of any
     // size is read in little memory; a file refused at any point is rolled
     // back whole.
@@ -461,9 +480,8 @@ ProfileExchange::Result ProfileExchange::importStream(std::istream& in, long lon
     if (!r.printer.empty()) {
         const std::vector<std::string> installed = printers_ ? printers_->installed() : std::vector<std::string>{};
         if (std::find(installed.begin(), installed.end(), r.printer) == installed.end()) {
-            dialogs_.messageBox({"0037", text("0037") + "\n" + text("0038") + "\n" + text("0039"),
-                                 std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
-                                 platform::MessageButtons::Ok});
+            tell({"0037", text("0037") + "\n" + text("0038") + "\n" + text("0039"), std::string(core::kProgramTitle),
+                  platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
             r.printer.clear();
         }
     }

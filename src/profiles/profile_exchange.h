@@ -99,11 +99,15 @@ public:
     Result importBytes(std::string_view bytes, long long* newId = nullptr);
 
 private:
+    // storeImport, then its messages.
+    Result importStream(std::istream& in, long long* newId);
     // The lists stored as read; then the name, the checks, the printer and
     // the profile; committed only when all passed.
-    Result importStream(std::istream& in, long long* newId);
+    Result storeImport(std::istream& in, long long* newId);
     Result show(const std::string& id, const std::string& text, const std::string& title,
                 platform::MessageIcon icon);
+    // A message box now, or kept for later while an import holds the store.
+    void tell(const platform::MessageBoxRequest& request);
     Result invalidFile(const std::string& detailId = {}, std::size_t line = 0);
     Result refusedLine(const std::vector<std::string>& ids, std::size_t line);
     Result storeFailed();
@@ -113,6 +117,7 @@ private:
     platform::Dialogs& dialogs_;
     Language& language_;
     platform::Printers* printers_;
+    std::vector<platform::MessageBoxRequest>* deferred_ = nullptr;
 };
 
 }  // namespace ombrix::profiles

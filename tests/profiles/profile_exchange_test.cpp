@@ -323,6 +323,26 @@ TEST_F(ExchangeStoreTest, AnExportWritesOnlyItsOwnFile) {
 #endif
 }
 
+// A box waits for the user with the store free: the import's transaction
+// has ended before anything is told, refused or not.
+TEST_F(ExchangeStoreTest, MessagesWaitWithTheStoreFree) {
+    struct Probe final : platform::Dialogs {
+        core::Database* db = nullptr;
+        std::vector<bool> free;
+        platform::MessageAnswer messageBox(const platform::MessageBoxRequest&) override {
+            free.push_back(db->exec("BEGIN IMMEDIATE;") && db->exec("ROLLBACK;"));
+            return platform::MessageAnswer::Ok;
+        }
+        std::optional<std::string> browseForFolder(const std::string&) override { return std::nullopt; }
+    } probe;
+    probe.db = &db;
+    ProfileExchange withProbe{db, probe, language, &printers};
+    const std::string aula = file("<NOME>\r\nAula\r\n</NOME>\r\n<STAMPANTE>\r\nAltra\r\n</STAMPANTE>\r\n");
+    EXPECT_EQ(withProbe.importBytes(aula), Result::Done);     // 0037: no such printer, imported all the same
+    EXPECT_EQ(withProbe.importBytes(aula), Result::Refused);  // 0050: the name is taken
+    EXPECT_EQ(probe.free, (std::vector<bool>{true, true}));
+}
+
 TEST_F(ExchangeStoreTest, PrinterLookedUpAndDuplicatesSkipped) {
     const std::string body = "<SITI>\r\nx.it\r\nX.IT\r\nhttp://x.it\r\n</SITI>\r\n<PROCESSI>\r\nA.EXE\r\na.exe\r\n</PROCESSI>\r\n";
     const long long laser = importText(file("<NOME>\r\nL\r\n</NOME>\r\n<STAMPANTE>\r\nLaser Aula 1\r\n</STAMPANTE>\r\n" + body));
