@@ -49,21 +49,20 @@ bool writeWholeFile(std::string_view path, std::string_view bytes) {
     // Only a file is replaced: a device, a pipe, a link or a folder stays.
     const fs::file_status status = fs::symlink_status(target, ec);
     if (fs::exists(status) && !fs::is_regular_file(status)) return false;
-    // The new file is written in a folder of its own beside the target, made
-    // for this write alone (making a folder fails when one is there): no
-    // other program's file is ever written over, and the rename stays on
-    // the target's disk.
+    // The new file beside the target, so that the rename stays on its disk,
+    // under a name of 128 random bits that no other program's file has (one
+    // that is there all the same is never written over).
     std::random_device random;
-    fs::path folder;
+    fs::path temp;
     for (int attempt = 0;; ++attempt) {
-        if (attempt == 16) return false;
+        if (attempt == 8) return false;
         std::ostringstream name;
-        name << '.' << pathToUtf8(target.filename()) << '.' << std::hex << random() << random() << ".tmp";
-        folder = target.parent_path() / pathFromUtf8(name.str());
-        if (fs::create_directory(folder, ec)) break;
-        if (ec && ec != std::errc::file_exists) return false;
+        name << '.' << pathToUtf8(target.filename()) << '.' << std::hex;
+        for (int i = 0; i < 4; ++i) name << random();
+        name << ".tmp";
+        temp = target.parent_path() / pathFromUtf8(name.str());
+        if (!fs::exists(fs::symlink_status(temp, ec))) break;
     }
-    const fs::path temp = folder / target.filename();
     bool written = false;
     {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);
@@ -72,9 +71,12 @@ bool writeWholeFile(std::string_view path, std::string_view bytes) {
         written = static_cast<bool>(out);
     }
     if (written) fs::rename(temp, target, ec);
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-    return written && !ec;
+    if (!written || ec) {
+        std::error_code ignored;
+        fs::remove(temp, ignored);
+        return false;
+    }
+    return true;
 }
 
 }  // namespace ombrix
