@@ -47,14 +47,14 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 32> kBuiltIn
     {"0351", "The visited-sites log cannot be opened:"},
     {"0352", "The visited-sites log cannot be written:"},
     {"0353", "The visited-sites log cannot be read:"},
-    {"0356", "The text holds a character that cannot be typed: a control character (a tab, a NUL) or bytes that are "
+    {"0359", "The text holds a character that cannot be typed: a control character (a tab, a NUL) or bytes that are "
              "not UTF-8 text."},
-    {"0357", "The entry matches every address: on a list of allowed sites it would let every site through. Name the "
+    {"0360", "The entry matches every address: on a list of allowed sites it would let every site through. Name the "
              "site."},
-    {"0358", "The password is not UTF-8 text: it could never be typed into the login box."},
-    {"0359", "The site list of the file is neither PROIBITI nor CONSENTITI."},
-    {"0360", "Line of the file:"},
-    {"0361", "The text is too long: more than 64 KB."},
+    {"0361", "The password is not UTF-8 text: it could never be typed into the login box."},
+    {"0362", "The site list of the file is neither PROIBITI nor CONSENTITI."},
+    {"0363", "Line of the file:"},
+    {"0364", "The text is too long: more than 64 KB."},
 }};
 
 // Marks that turn the text after them around (or hide how it reads) when a

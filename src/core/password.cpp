@@ -155,7 +155,7 @@ std::string newPasswordProblem(std::string_view password, std::string_view confi
     if (password != confirmation) return "0145";
     if (password.size() > kPasswordMaxBytes || characterCount(password) > kPasswordMaxCharacters) return "0311";
     // The login box hands over UTF-8: other bytes could never be typed there.
-    if (!isValidUtf8(password)) return "0358";
+    if (!isValidUtf8(password)) return "0361";
     if (anyCharacter(password, isControlCharacter)) return "0312";
     return {};
 }

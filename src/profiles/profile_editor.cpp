@@ -59,9 +59,9 @@ EntryVerdict refuse(std::vector<std::string> ids) { return {Verdict::Refuse, {},
 // What every box refuses first: too long, or not typeable; nullopt for
 // text the box's own rule may judge.
 std::optional<EntryVerdict> unusable(std::string_view typed, std::string_view trimmed) {
-    if (typed.size() > kMaxEntryBytes) return refuse({"0361"});
+    if (typed.size() > kMaxEntryBytes) return refuse({"0364"});
     if (trimmed.empty()) return ignore();
-    if (!typeableText(trimmed)) return refuse({"0356"});
+    if (!typeableText(trimmed)) return refuse({"0359"});
     return std::nullopt;
 }
 }  // namespace
@@ -109,7 +109,7 @@ EntryVerdict siteEntry(std::string_view typed) {
                       text.front() == '*';
     if (!keep) text = "http://" + text;
     // "." and "*" alone among them: they name no site.
-    if (core::matchesEveryAddress(text)) return {Verdict::Refuse, std::move(text), {"0357"}};
+    if (core::matchesEveryAddress(text)) return {Verdict::Refuse, std::move(text), {"0360"}};
     return accept(std::move(text));
 }
 
@@ -463,7 +463,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
     focus_ = Focus::None;
     const std::string name(trimBlanks(record_.name));
     if (name.empty()) return refuse({"0019", "0020"}, Focus::Name);
-    if (!typeableText(name)) return refuse({"0356"}, Focus::Name);
+    if (!typeableText(name)) return refuse({"0359"}, Focus::Name);
 
     Statement taken = db_.prepare("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS
                                   " AND (? IS NULL OR IDProfilo <> ?) LIMIT 1;");
@@ -473,7 +473,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
     if (taken.failed()) return storeFailed();
 
     record_.homePage = normalisedHomePage(record_.homePage);
-    if (!typeableText(record_.homePage) || !typeableText(record_.printer)) return refuse({"0356"}, Focus::None);
+    if (!typeableText(record_.homePage) || !typeableText(record_.printer)) return refuse({"0359"}, Focus::None);
     if (!record_.forbiddenList && !record_.homePage.empty()) {
         // A copy is judged by the list it is about to take.
         const std::vector<core::ListRow> rows =

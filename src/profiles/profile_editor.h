@@ -78,18 +78,18 @@ struct EntryVerdict {
     std::vector<std::string> messages;  // the refusal's texts by identifier, joined by line breaks
 };
 
-// The longest text a box takes, blanks included ("0361" beyond): far more
+// The longest text a box takes, blanks included ("0364" beyond): far more
 // than any site, program or title, and a bound for what is read from a file.
 inline constexpr std::size_t kMaxEntryBytes = 64 * 1024;
 
-// Every box refuses text that is too long or cannot be typed ("0356": a
+// Every box refuses text that is too long or cannot be typed ("0359": a
 // control character, a NUL, bytes that are not UTF-8), and ignores an empty
 // one.
 //
 // The site box: trimmed; "http://" put in front unless the text begins with
 // http, file, ftp, about: or outlook (compared exactly) or with "." or "*";
 // an entry that then matches every address ("http://", "www.", "*", "*.",
-// ".") is refused ("0357"), with the value it would have had.
+// ".") is refused ("0360"), with the value it would have had.
 [[nodiscard]] EntryVerdict siteEntry(std::string_view typed);
 // The process box: trimmed; a path is refused ("0027"), so is a name not
 // ending exactly in ".exe" ("0028", "0029", "0030").
@@ -163,7 +163,7 @@ BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
 
 // Removing: each entry must be in the list, compared as the store compares
 // text, as given or (a site) as its rule would store it; one that cannot be
-// typed is refused ("0356").
+// typed is refused ("0359").
 struct RemoveResult : BulkRefusals {
     bool storeFailed = false;
     std::string storeError;

@@ -64,8 +64,8 @@ std::string_view trimSpace(std::string_view s) {
 EntryVerdict importedProcess(std::string_view line) {
     const std::string lowered = lowerText(line);
     const std::string_view trimmed = trimBlanks(lowered);
-    if (line.size() > kMaxEntryBytes) return {EntryVerdict::Kind::Refuse, {}, {"0361"}};
-    if (!typeableText(trimmed)) return {EntryVerdict::Kind::Refuse, {}, {"0356"}};
+    if (line.size() > kMaxEntryBytes) return {EntryVerdict::Kind::Refuse, {}, {"0364"}};
+    if (!typeableText(trimmed)) return {EntryVerdict::Kind::Refuse, {}, {"0359"}};
     if (lowered.find_first_of(":/\\") != std::string::npos || !endsWith(lowered, ".exe")) return {EntryVerdict::Kind::Ignore, {}, {}};
     return {EntryVerdict::Kind::Accept, std::string(trimmed), {}};
 }
@@ -211,7 +211,7 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
         if (!refused || at < refused->line) refused = BulkRefusal{at, parser.single(s).value_or(""), std::move(messages)};
     };
     for (const Section s : {kNome, kHomePage, kStampante}) {
-        if (!typeableText(parser.single(s).value_or(""))) refuse(s, {"0356"});
+        if (!typeableText(parser.single(s).value_or(""))) refuse(s, {"0359"});
     }
     // The list's word says what every site of it means: no other word may
     // silently turn forbidden sites into the only ones allowed.
@@ -220,7 +220,7 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
     if (equalsNoCase(word, "PROIBITI") || equalsNoCase(word, "CONSENTITI")) {
         r.forbiddenList = equalsNoCase(word, "PROIBITI");
     } else {
-        refuse(kListaSiti, {"0359"});
+        refuse(kListaSiti, {"0362"});
     }
     if (refused) {
         read.status = ExchangeRead::Status::RefusedLine;
@@ -344,14 +344,14 @@ void ProfileExchange::tell(const platform::MessageBoxRequest& request) {
 ProfileExchange::Result ProfileExchange::invalidFile(const std::string& detailId, std::size_t line) {
     std::string message = text("0332") + "\n" + text("0333");
     if (!detailId.empty()) message += "\n" + text(detailId);
-    if (line != 0) message += "\n" + text("0360") + " " + std::to_string(line);
+    if (line != 0) message += "\n" + text("0363") + " " + std::to_string(line);
     return show("0332", message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
 }
 
 ProfileExchange::Result ProfileExchange::refusedLine(const std::vector<std::string>& ids, std::size_t line) {
     std::string message = text("0332");
     for (const auto& id : ids) message += "\n" + text(id);
-    message += "\n" + text("0360") + " " + std::to_string(line);
+    message += "\n" + text("0363") + " " + std::to_string(line);
     return show("0332", message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
 }
 

@@ -65,7 +65,7 @@ TEST_F(CtlPassword, RefusalsChangeNothing) {
     EXPECT_EQ(password("set", "   \n"), kRefused);
     EXPECT_EQ(err.str(), "0143: La password non può essere vuota.\n");
     EXPECT_EQ(password("set", "caff\xE8\n"), kRefused) << "a code page's bytes, not UTF-8";
-    EXPECT_EQ(err.str().rfind("0358: ", 0), 0u) << err.str();
+    EXPECT_EQ(err.str().rfind("0361: ", 0), 0u) << err.str();
     for (const std::string& bad : {std::string("due\nrighe\n"), std::string(1 << 20, 'a'), std::string("caff\xE8")}) {
         EXPECT_EQ(password("set", bad), kRefused) << bad.substr(0, 20);
         EXPECT_EQ(password("check", bad), kRefused) << bad.substr(0, 20);

@@ -71,7 +71,7 @@ TEST_F(CtlProfiles, RefusalsPrintTheirIdentifierAndChangeNothing) {
          "",
          "entry 2: 0027: T0027 (C:\\\\x.exe)\nentry 3: 0028: T0028 T0029 T0030 (Y.EXE)\n"},
         {{"site", "add", "Casa", "-"}, "nuovo.org\r\n\r\n", ""},
-        {{"site", "add", "Casa", "-"}, "altro.org\n*\n", "line 2: 0357: T0357 (*)\n"},
+        {{"site", "add", "Casa", "-"}, "altro.org\n*\n", "line 2: 0360: T0360 (*)\n"},
         {{"process", "add", "Casa", "-"}, "a.exe\nb\n", "line 2: 0028: T0028 T0029 T0030 (b)\n"},
         {{"site", "remove", "Casa", "casa.org", "nessuno.org"}, "", "ombrixctl: entry 2: not on the site list\n"},
     };
@@ -142,14 +142,14 @@ TEST_F(CtlProfiles, EntriesWithControlCharactersAreRefusedWithTheirLine) {
         std::string input;
         const char* error;
     } cases[] = {
-        {"a NUL", {"site", "add", "Aula", "-"}, std::string("ok.it\nsc\0uola.it\n", 17), "line 2: 0356: "},
-        {"UTF-16 without its mark", {"site", "add", "Aula", "-"}, utf16("ok.it\n", false).substr(2), "line 1: 0356: "},
-        {"a control character", {"site", "add", "Aula", "-"}, "ok.it\nsc\x01uola.it\n", "line 2: 0356: "},
-        {"a tab", {"window", "add", "Aula", "-"}, "Solitario\tx\n", "line 1: 0356: "},
-        {"not UTF-8", {"process", "add", "Aula", "-"}, "ok.exe\ncaff\xE8.exe\n", "line 2: 0356: "},
-        {"an argument", {"process", "add", "Aula", "ok.exe", "x\x1b.exe"}, "", "entry 2: 0356: "},
-        {"a removal", {"site", "remove", "Aula", std::string("a\0b", 3)}, "", "entry 1: 0356: "},
-        {"every address", {"site", "add", "Aula", "ok.it", "www.", "*", "."}, "", "entry 2: 0357: "},
+        {"a NUL", {"site", "add", "Aula", "-"}, std::string("ok.it\nsc\0uola.it\n", 17), "line 2: 0359: "},
+        {"UTF-16 without its mark", {"site", "add", "Aula", "-"}, utf16("ok.it\n", false).substr(2), "line 1: 0359: "},
+        {"a control character", {"site", "add", "Aula", "-"}, "ok.it\nsc\x01uola.it\n", "line 2: 0359: "},
+        {"a tab", {"window", "add", "Aula", "-"}, "Solitario\tx\n", "line 1: 0359: "},
+        {"not UTF-8", {"process", "add", "Aula", "-"}, "ok.exe\ncaff\xE8.exe\n", "line 2: 0359: "},
+        {"an argument", {"process", "add", "Aula", "ok.exe", "x\x1b.exe"}, "", "entry 2: 0359: "},
+        {"a removal", {"site", "remove", "Aula", std::string("a\0b", 3)}, "", "entry 1: 0359: "},
+        {"every address", {"site", "add", "Aula", "ok.it", "www.", "*", "."}, "", "entry 2: 0360: "},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -156,10 +156,10 @@ TEST(Password, NewPasswordChecks) {
         {longest + "a", longest + "a", "0311"},
         {std::string("a\0b", 3), std::string("a\0b", 3), "0312"},
         // Bytes that are not UTF-8 (a code page's "caffè", a cut character): no key types them.
-        {"caff\xE8", "caff\xE8", "0358"},
-        {"caff\xC3", "caff\xC3", "0358"},
-        {"a\xED\xA0\x80", "a\xED\xA0\x80", "0358"},  // a lone surrogate
-        {"a\xC0\xAF", "a\xC0\xAF", "0358"},          // an overlong slash
+        {"caff\xE8", "caff\xE8", "0361"},
+        {"caff\xC3", "caff\xC3", "0361"},
+        {"a\xED\xA0\x80", "a\xED\xA0\x80", "0361"},  // a lone surrogate
+        {"a\xC0\xAF", "a\xC0\xAF", "0361"},          // an overlong slash
         {"caff\xC3\xA8", "caff\xC3\xA8", ""},
     };
     for (const Case& c : cases) {

@@ -61,24 +61,24 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     } cases[] = {
         {ListKind::Sites, "  ", EntryVerdict::Kind::Ignore, ""},
         // Entries that match every address: on an allowed list they let every page through.
-        {ListKind::Sites, " . ", EntryVerdict::Kind::Refuse, "0357"},
-        {ListKind::Sites, "*", EntryVerdict::Kind::Refuse, "0357"},
-        {ListKind::Sites, "*.", EntryVerdict::Kind::Refuse, "0357"},
-        {ListKind::Sites, "http://", EntryVerdict::Kind::Refuse, "0357"},
-        {ListKind::Sites, "https://", EntryVerdict::Kind::Refuse, "0357"},
-        {ListKind::Sites, "www.", EntryVerdict::Kind::Refuse, "0357"},
-        {ListKind::Sites, "http://www.", EntryVerdict::Kind::Refuse, "0357"},
+        {ListKind::Sites, " . ", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "*", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "*.", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "http://", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "https://", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "www.", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "http://www.", EntryVerdict::Kind::Refuse, "0360"},
         {ListKind::Sites, "\"\"", EntryVerdict::Kind::Accept, "http://\"\""},  // quotes are part of the entry
         {ListKind::Sites, "*.it", EntryVerdict::Kind::Accept, "*.it"},
         {ListKind::Sites, ".it", EntryVerdict::Kind::Accept, ".it"},
         // What no one types into a box: a control character, a NUL, bytes that are not UTF-8.
-        {ListKind::Sites, "sc\x01uola.it", EntryVerdict::Kind::Refuse, "0356"},
-        {ListKind::Sites, "scuola.it\t", EntryVerdict::Kind::Refuse, "0356"},
-        {ListKind::Sites, "caff\xE8.it", EntryVerdict::Kind::Refuse, "0356"},
-        {ListKind::Sites, "x\xC2\x85.it", EntryVerdict::Kind::Refuse, "0356"},  // U+0085, a C1 control
+        {ListKind::Sites, "sc\x01uola.it", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::Sites, "scuola.it\t", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::Sites, "caff\xE8.it", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::Sites, "x\xC2\x85.it", EntryVerdict::Kind::Refuse, "0359"},  // U+0085, a C1 control
         {ListKind::Sites, "caff\xC3\xA8.it", EntryVerdict::Kind::Accept, "http://caff\xC3\xA8.it"},
-        {ListKind::Processes, "gioco\x7f.exe", EntryVerdict::Kind::Refuse, "0356"},
-        {ListKind::WindowTitles, "Solitario\x1b[2J", EntryVerdict::Kind::Refuse, "0356"},
+        {ListKind::Processes, "gioco\x7f.exe", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::WindowTitles, "Solitario\x1b[2J", EntryVerdict::Kind::Refuse, "0359"},
         {ListKind::Sites, " Example.ORG/News ", EntryVerdict::Kind::Accept, "http://Example.ORG/News"},
         {ListKind::Sites, "HTTP://example.org", EntryVerdict::Kind::Accept, "http://HTTP://example.org"},
         {ListKind::Sites, "outlook:inbox", EntryVerdict::Kind::Accept, "outlook:inbox"},
@@ -101,7 +101,7 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     for (const ListKind kind : {ListKind::Sites, ListKind::Processes, ListKind::WindowTitles}) {
         const EntryVerdict v = entryVerdict(kind, std::string("a\0b.exe", 7));
         EXPECT_EQ(v.kind, EntryVerdict::Kind::Refuse);
-        EXPECT_EQ(v.messages, std::vector<std::string>{"0356"});
+        EXPECT_EQ(v.messages, std::vector<std::string>{"0359"});
     }
     EXPECT_EQ(processEntry("x.EXE").messages, (std::vector<std::string>{"0028", "0029", "0030"}));
 
@@ -217,7 +217,7 @@ TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
     EXPECT_EQ(add(ListKind::Sites, "  "), Outcome::Ignored);
     // An entry that matches every address stays in the box, with the reason.
     EXPECT_EQ(add(ListKind::Sites, "www."), Outcome::Refused);
-    EXPECT_EQ(dialogs.shown.back().messageId, "0357");
+    EXPECT_EQ(dialogs.shown.back().messageId, "0360");
     EXPECT_EQ(editor.entryBox(ListKind::Sites), "http://www.");
 
     EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://Example.org"});
@@ -246,8 +246,8 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
         {"   ", true, "", "T0019\nT0020", ProfileEditor::Focus::Name},
         {" SCUOLA ", true, "", "T0021", ProfileEditor::Focus::Name},
         {"Casa", false, "www.example.org", "T0022\nT0023", ProfileEditor::Focus::None},
-        {"Ca\tsa", true, "", "T0356", ProfileEditor::Focus::Name},
-        {"Casa", true, "example.org\x1b", "T0356", ProfileEditor::Focus::None},
+        {"Ca\tsa", true, "", "T0359", ProfileEditor::Focus::Name},
+        {"Casa", true, "example.org\x1b", "T0359", ProfileEditor::Focus::None},
         // An empty allowed list lets no home page through, a built-in one neither.
         {"Casa", false, "about:blank", "T0022\nT0023", ProfileEditor::Focus::None},
     };

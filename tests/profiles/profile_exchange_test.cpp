@@ -228,13 +228,13 @@ TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
         file("<NOME>\r\n\r\n</NOME>\r\n"),                                         // 0332 + 0338: no name
         std::string("\0", 1) + valid,                                             // 0332 + 0335: not text
         file("<NOME>\r\nN\r\n</NOME>\r\n<HOMEPAGE>\r\naltro.it\r\n</HOMEPAGE>\r\n"),  // 0022: its list blocks it
-        // 0356: an entry with a control character, named by its line
+        // 0359: an entry with a control character, named by its line
         file("<NOME>\r\nN\r\n</NOME>\r\n<SITI>\r\nok.it\r\nx\x01.it\r\n</SITI>\r\n"),
-        // 0357: an entry that matches every address
+        // 0360: an entry that matches every address
         file("<NOME>\r\nN\r\n</NOME>\r\n<SITI>\r\nok.it\r\n  .  \r\n</SITI>\r\n"),
-        // 0359: the site list is neither forbidden nor allowed
+        // 0362: the site list is neither forbidden nor allowed
         file("<NOME>\r\nN\r\n</NOME>\r\n<LISTASITI>\r\nVIETATI\r\n</LISTASITI>\r\n"),
-        // 0356: a process line or a window title with a NUL's neighbours
+        // 0359: a process line or a window title with a NUL's neighbours
         file("<NOME>\r\nN\r\n</NOME>\r\n<FINESTRE>\r\nTitolo\x7f\r\n</FINESTRE>\r\n"),
     };
     for (const auto& bytes : refused) EXPECT_EQ(importText(bytes), -1);
@@ -242,10 +242,10 @@ TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
     EXPECT_EQ(dialogs.shown[0].title, "T0051");
     EXPECT_EQ(dialogs.shown[0].text, "T0050aULA.");
     EXPECT_EQ(dialogs.shown[2].text, "T0332\nT0333\nT0338");
-    EXPECT_EQ(dialogs.shown[5].text, "T0332\nT0356\nT0360 6");
-    EXPECT_EQ(dialogs.shown[6].text, "T0332\nT0357\nT0360 6");
-    EXPECT_EQ(dialogs.shown[7].text, "T0332\nT0359\nT0360 5");
-    EXPECT_EQ(dialogs.shown[8].text, "T0332\nT0356\nT0360 5");
+    EXPECT_EQ(dialogs.shown[5].text, "T0332\nT0359\nT0363 6");
+    EXPECT_EQ(dialogs.shown[6].text, "T0332\nT0360\nT0363 6");
+    EXPECT_EQ(dialogs.shown[7].text, "T0332\nT0362\nT0363 5");
+    EXPECT_EQ(dialogs.shown[8].text, "T0332\nT0359\nT0363 5");
     EXPECT_EQ(test::profileRows(db), withAula);
 }
 
