@@ -105,7 +105,8 @@ void AdministrationForms::chooseProfile(const std::string& name) {
     }
     const long long id = controller.profileInUse();
     if (id <= 0) return;
-    (void)runControl({"use", std::to_string(id)});
+    // By identifier: a profile may be named like another one's number.
+    (void)runControl({"use", "#" + std::to_string(id)});
 }
 
 bool AdministrationForms::runControl(const std::vector<std::string>& arguments) {

@@ -1,5 +1,6 @@
 #include "app/ctl.h"
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <ostream>
@@ -7,8 +8,10 @@
 
 #include "app/ctl_session.h"
 #include "core/store_copy.h"
+#include "core/store.h"
 #include "ombrix_version.h"
 #include "platform/system.h"
+#include "platform/text.h"
 
 namespace ombrix::app {
 namespace {
@@ -16,7 +19,7 @@ namespace {
 // The texts of the identifiers the command line prints, for when the
 // language file beside the program is missing or lacks them: a message must
 // never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 26> kBuiltInTexts = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 32> kBuiltInTexts = {{
     {"0090", "The Ombrix database was not found."},
     {"0091", "Database not found"},
     {"0092", "Choose the folder that holds the Ombrix database"},
@@ -45,7 +48,22 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 26> kBuiltIn
     {"0351", "The visited-sites log cannot be opened:"},
     {"0352", "The visited-sites log cannot be written:"},
     {"0353", "The visited-sites log cannot be read:"},
+    {"0359", "The text holds a character that cannot be typed: a control character (a tab, a NUL) or bytes that are "
+             "not UTF-8 text."},
+    {"0360", "The entry matches every address: on a list of allowed sites it would let every site through. Name the "
+             "site."},
+    {"0361", "The password is not UTF-8 text: it could never be typed into the login box."},
+    {"0362", "The site list of the file is neither PROIBITI nor CONSENTITI."},
+    {"0363", "Line of the file:"},
+    {"0364", "The text is too long: more than 64 KB."},
 }};
+
+// Marks that turn the text after them around (or hide how it reads) when a
+// terminal shows it: the embeddings, overrides and isolates, and the marks.
+bool isBidirectionalControl(char32_t c) {
+    return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0x200E || c == 0x200F ||
+           c == 0x061C;
+}
 
 }  // namespace
 
@@ -60,20 +78,33 @@ std::string messageText(Language& language, std::string_view id) {
 
 std::string printable(std::string_view text) {
     static constexpr char kDigits[] = "0123456789abcdef";
+    const auto hex = [&](std::string& out, char32_t value, int digits) {
+        for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) out += kDigits[(value >> shift) & 15];
+    };
     std::string out;
     out.reserve(text.size());
-    for (const char c : text) {
-        const auto b = static_cast<unsigned char>(c);
-        if (c == '\\') out += "\\\\";
-        else if (c == '\t') out += "\\t";
-        else if (c == '\n') out += "\\n";
-        else if (c == '\r') out += "\\r";
-        else if (b < 0x20 || b == 0x7f) {
+    for (std::size_t pos = 0; pos < text.size();) {
+        const std::size_t start = pos;
+        const char32_t c = decodeUtf8(text, pos);
+        if (c >= 0x80 && pos - start == 1) {  // a byte that is not UTF-8
             out += "\\x";
-            out += kDigits[b >> 4];
-            out += kDigits[b & 15];
+            hex(out, c, 2);
+        } else if (c == '\\') {
+            out += "\\\\";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else if (c < 0x20 || c == 0x7f) {
+            out += "\\x";
+            hex(out, c, 2);
+        } else if (isControlCharacter(c) || isBidirectionalControl(c)) {
+            out += "\\u";
+            hex(out, c, 4);
         } else {
-            out += c;
+            out.append(text, start, pos - start);
         }
     }
     return out;
@@ -155,6 +186,51 @@ bool Session::open() {
     return false;
 }
 
+std::optional<long long> resolveProfile(Session& s, const std::string& argument) {
+    if (!s.open()) return std::nullopt;
+    std::vector<long long> candidates;
+    std::string error;
+    const auto lookUp = [&](const char* sql, const core::Value& key) {
+        core::Statement q = s.db().prepare(sql);
+        if (!q.valid() || !q.bind(1, key)) {
+            error = q.valid() ? q.error() : s.db().lastError();
+            return;
+        }
+        while (q.step()) {
+            const long long id = q.column(0).toInteger();
+            if (std::find(candidates.begin(), candidates.end(), id) == candidates.end()) candidates.push_back(id);
+        }
+        if (q.failed()) error = q.error();
+    };
+    const auto identifier = [](std::string_view digits) -> std::optional<long long> {
+        if (digits.empty() || digits.size() > 18 || digits.find_first_not_of("0123456789") != std::string_view::npos) {
+            return std::nullopt;
+        }
+        return std::stoll(std::string(digits));
+    };
+    lookUp("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS " ORDER BY rowid LIMIT 2;",
+           core::Value(argument));
+    const std::optional<long long> written = argument.starts_with("#") ? identifier(argument.substr(1)) : std::nullopt;
+    if (error.empty() && written) {
+        lookUp("SELECT IDProfilo FROM Profili WHERE IDProfilo = ? LIMIT 1;", core::Value(static_cast<std::int64_t>(*written)));
+    }
+    if (!error.empty()) {
+        s.err() << "ombrixctl: cannot read the profiles: " << error << "\n";
+        return std::nullopt;
+    }
+    if (candidates.size() == 1) return candidates.front();
+    if (candidates.size() > 1) {
+        s.err() << "ombrixctl: " << printable(argument) << " can mean profile #" << candidates[0] << " or #"
+                << candidates[1] << ": name it by its identifier\n";
+        return std::nullopt;
+    }
+    s.err() << "ombrixctl: no profile is named " << printable(argument);
+    // A bare number is a name: say how an identifier is written.
+    if (const std::optional<long long> id = identifier(argument)) s.err() << " (an identifier is written #" << *id << ")";
+    s.err() << "\n";
+    return std::nullopt;
+}
+
 namespace {
 
 std::vector<CtlCommand> allCommands() {
@@ -169,6 +245,7 @@ std::vector<CtlCommand> allCommands() {
 void printUsage(std::ostream& out) {
     out << "usage: ombrixctl [--db FILE] COMMAND [ARGS]\n       ombrixctl --help | --version\ncommands:\n";
     for (const auto& c : allCommands()) out << "  " << c.usage << "\n";
+    out << kProfileArgumentRule << ".\n";
 }
 
 // Results that could not be written are results lost: a script must learn it.

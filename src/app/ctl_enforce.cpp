@@ -11,45 +11,10 @@
 #include "enforce/profile_lists.h"
 #include "enforce/site_list.h"
 #include "enforce/site_log.h"
+#include "platform/text_input.h"
 
 namespace ombrix::app {
 namespace {
-
-bool allDigits(const std::string& s) {
-    if (s.empty() || s.size() > 18) return false;
-    for (const char c : s) {
-        if (c < '0' || c > '9') return false;
-    }
-    return true;
-}
-
-// A profile by identifier, else by name (letter case ignored, as the store
-// compares); no value when there is no such profile.
-enforce::Loaded<std::optional<long long>> findProfile(core::Database& db, const std::string& nameOrId) {
-    enforce::Loaded<std::optional<long long>> out;
-    auto lookUp = [&](const char* sql, const core::Value& key) {
-        core::Statement q = db.prepare(sql);
-        if (!q.valid()) {
-            out.error = db.lastError();
-        } else if (!q.bind(1, key)) {
-            out.error = q.error();
-        } else if (q.step()) {
-            if (!q.column(0).isNull()) out.value = q.column(0).toInteger();
-        } else if (q.failed()) {
-            out.error = q.error();
-        }
-        return out.ok() && out.value.has_value();
-    };
-    if (allDigits(nameOrId) &&
-        lookUp("SELECT IDProfilo FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;",
-               core::Value(static_cast<std::int64_t>(std::stoll(nameOrId))))) {
-        return out;
-    }
-    if (!out.ok()) return out;
-    lookUp("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS " ORDER BY rowid LIMIT 1;",
-           core::Value(nameOrId));
-    return out;
-}
 
 int cannotRead(Session& s, const std::string& error) {
     s.err() << "ombrixctl: cannot read the database: " << error << "\n";
@@ -58,16 +23,15 @@ int cannotRead(Session& s, const std::string& error) {
 
 int cmdCheck(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 2) return s.usage("check takes a PROFILE and an ADDRESS (or - to read addresses)");
-    if (!s.open()) return kRefused;
-    const auto id = findProfile(s.db(), args[0]);
-    if (!id.ok()) return cannotRead(s, id.error);
-    const auto proibiti = id.value ? enforce::readSitiProibiti(s.db(), *id.value) : enforce::Loaded<std::optional<bool>>{};
+    const std::optional<long long> id = resolveProfile(s, args[0]);
+    if (!id) return kRefused;
+    const auto proibiti = enforce::readSitiProibiti(s.db(), *id);
     if (!proibiti.ok()) return cannotRead(s, proibiti.error);
     if (!proibiti.value) {
-        s.err() << "ombrixctl: no profile " << printable(args[0]) << "\n";
+        s.err() << "ombrixctl: no profile is named " << printable(args[0]) << "\n";
         return kRefused;
     }
-    const auto list = enforce::loadSiteList(s.db(), *id.value);
+    const auto list = enforce::loadSiteList(s.db(), *id);
     if (!list.ok()) return cannotRead(s, list.error);
     const bool sitiConsentiti = !*proibiti.value;
     auto judge = [&](std::string_view address) {
@@ -82,10 +46,17 @@ int cmdCheck(Session& s, const std::vector<std::string>& args) {
         judge(args[1]);
         return kOk;
     }
+    // UTF-8, or UTF-16 with its mark; an address is at most the 2 MB a browser takes.
+    constexpr std::size_t kLongestAddress = 2 * 1024 * 1024;
+    TextLines lines(s.env().in, {TextEncoding::Utf8, kLongestAddress, false});
     std::string line;
     // A reader that went away ends the reading; the dispatcher reports it.
-    while (s.out() && std::getline(s.env().in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
+    while (s.out() && lines.next(line)) {
+        if (lines.lineCut()) {
+            s.err() << "ombrixctl: line " << lines.lineNumber() << " is longer than " << kLongestAddress
+                    << " bytes: no address\n";
+            return kRefused;
+        }
         judge(line);
     }
     return kOk;
@@ -153,7 +124,7 @@ const std::vector<CtlCommand>& enforceCommands() {
         {"check",
          "check PROFILE ADDRESS|-\n"
          "                judge an address as the profile's Chrome blockers do: \"blocked ID [ENTRY]\" or\n"
-         "                \"allowed [ENTRY]\"; PROFILE is an identifier or a name; - reads addresses, one a line",
+         "                \"allowed [ENTRY]\"; - reads addresses, one a line",
          &cmdCheck, &readsOnly},
         {"log",
          "log show [--from dd/mm/yyyy] [--to dd/mm/yyyy]\n"

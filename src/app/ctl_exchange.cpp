@@ -38,23 +38,11 @@ private:
 
 int cmdExport(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 2) return s.usage("export needs a PROFILE and a FILE");
-    if (!s.open()) return kRefused;
+    const std::optional<long long> id = resolveProfile(s, args[0]);
+    if (!id) return kRefused;
     ExchangeDialogs dialogs(s);
     profiles::ProfileEditor editor(s.db(), dialogs, s.language());
-    if (editor.load() == profiles::ProfileEditor::Outcome::Failed) return kRefused;
-    // By name (letter case ignored), else by identifier.
-    std::optional<long long> id;
-    const auto profiles = editor.profiles();
-    for (const auto& [pid, name] : profiles) {
-        if (!id && equalsNoCase(name, args[0])) id = pid;
-    }
-    for (const auto& [pid, name] : profiles) {
-        if (!id && std::to_string(pid) == args[0]) id = pid;
-    }
-    if (!id || editor.moveTo(*id) != profiles::ProfileEditor::Outcome::Done) {
-        s.err() << "ombrixctl: no profile is named " << args[0] << "\n";
-        return kRefused;
-    }
+    if (editor.moveTo(*id) != profiles::ProfileEditor::Outcome::Done) return kRefused;
     ProfileExchange exchange(s.db(), dialogs, s.language(), s.env().printers);
     return exchange.exportTo(profiles::shownProfile(editor), args[1]) == ProfileExchange::Result::Done ? kOk
                                                                                                        : kRefused;

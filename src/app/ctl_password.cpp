@@ -11,6 +11,7 @@
 #include "core/settings_reg.h"
 #include "core/store_location.h"
 #include "core/store.h"
+#include "platform/text_input.h"
 
 namespace ombrix::app {
 namespace {
@@ -29,9 +30,10 @@ bool storePassword(Session& s, const std::string& hash) {
 // Reads no more than a password can hold (and its line break), so endless
 // input ends the command instead of filling memory: whatever was read then
 // is over-long and refused. At a terminal: one line, typed without echo
-// after a prompt on standard error.
+// after a prompt on standard error. Otherwise UTF-8, or UTF-16 with its
+// mark, as a file saved by a Windows tool may be.
 std::string readPassword(CtlEnvironment& env) {
-    const std::size_t limit = core::kPasswordMaxBytes + 3;
+    const std::size_t limit = core::kPasswordMaxBytes + 8;
     std::string text;
     if (env.terminal) {
         std::ostream& prompts = env.prompts ? *env.prompts : env.err;
@@ -45,9 +47,7 @@ std::string readPassword(CtlEnvironment& env) {
         if (!text.empty() && text.back() == '\r') text.pop_back();
         return text;
     }
-    text.assign(limit, '\0');
-    env.in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(env.in.gcount()));
+    text = decodedText(env.in, TextEncoding::Utf8, limit);
     if (!text.empty() && text.back() == '\n') {
         text.pop_back();
         if (!text.empty() && text.back() == '\r') text.pop_back();

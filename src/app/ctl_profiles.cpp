@@ -3,12 +3,14 @@
 // identifier and text on standard error, exits 1 and changes nothing.
 #include <array>
 #include <istream>
+#include <memory>
 #include <optional>
 #include <ostream>
 
 #include "app/ctl_session.h"
 #include "core/store.h"
 #include "platform/text.h"
+#include "platform/text_input.h"
 #include "profiles/profile_editor.h"
 
 namespace ombrix::app {
@@ -66,22 +68,6 @@ private:
     Session& s_;
 };
 
-// A profile named on the command line: by name (letter case ignored), else
-// by its identifier.
-std::optional<long long> findProfile(Session& s, const std::string& name) {
-    core::Value id = core::ReadField(s.db(), "Profili", "IDProfilo",
-                                     core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(name)}});
-    if (id.isEmpty() && !name.empty() && name.find_first_not_of("0123456789") == std::string::npos &&
-        name.size() < 10) {
-        id = core::ReadField(s.db(), "Profili", "IDProfilo", core::Condition{"IDProfilo = ?", {core::Value(name)}});
-    }
-    if (id.isEmpty() || id.isNull()) {
-        s.err() << "ombrixctl: no profile is named " << name << "\n";
-        return std::nullopt;
-    }
-    return id.toInteger();
-}
-
 int status(Outcome o) { return o == Outcome::Done ? kOk : kRefused; }
 
 // The editor, with its messages going to standard error.
@@ -91,10 +77,6 @@ struct Editing {
     explicit Editing(Session& s) : dialogs(s), editor(s.db(), dialogs, s.language()) {}
 };
 
-std::optional<long long> openProfile(Session& s, const std::string& name) {
-    if (!s.open()) return std::nullopt;
-    return findProfile(s, name);
-}
 
 int saveNew(Session& s, std::optional<long long> copyOf, const std::string& name) {
     Editing e(s);
@@ -183,7 +165,7 @@ int cmdProfile(Session& s, const std::vector<std::string>& args) {
                          (verb == "copy" && n == 3) || (verb == "show" && n == 2) || (verb == "set" && n == 4);
     if (!shapeOk) return s.usage("profile needs add, rename, delete, copy, show or set with their arguments");
     if (verb == "add") return s.open() ? saveNew(s, std::nullopt, args[1]) : kRefused;
-    const auto id = openProfile(s, args[1]);
+    const auto id = resolveProfile(s, args[1]);
     if (!id) return kRefused;
     if (verb == "copy") return saveNew(s, *id, args[2]);
     if (verb == "show") return show(s, *id);
@@ -197,7 +179,7 @@ int cmdProfile(Session& s, const std::vector<std::string>& args) {
 
 int cmdUse(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 1) return s.usage("use takes one PROFILE");
-    const auto id = openProfile(s, args[0]);
+    const auto id = resolveProfile(s, args[0]);
     if (!id) return kRefused;
     if (!core::UpdateField(s.db(), "Opzioni", "IDProfiloInUso", core::Value(static_cast<std::int64_t>(*id)),
                            core::kOptionsRow)) {
@@ -207,13 +189,16 @@ int cmdUse(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
-// The entries of the command line, or with "-" the lines of standard input.
+// The entries of the command line, or with "-" the lines of standard input
+// (UTF-8, or UTF-16 with its mark).
 std::function<bool(std::string&)> entrySource(Session& s, const std::vector<std::string>& args) {
     if (args.size() == 3 && args[2] == "-") {
-        std::istream& in = s.env().in;
-        return [&in](std::string& line) {
-            if (!std::getline(in, line)) return false;
-            if (!line.empty() && line.back() == '\r') line.pop_back();
+        auto lines = std::make_shared<TextLines>(
+            s.env().in, TextLines::Options{TextEncoding::Utf8, profiles::kMaxEntryBytes + 1, false});
+        return [lines](std::string& line) {
+            if (!lines->next(line)) return false;
+            // Cut short, it would be another entry: over the bound, the rule refuses it.
+            if (lines->lineCut()) line.resize(profiles::kMaxEntryBytes + 1, ' ');
             return true;
         };
     }
@@ -224,11 +209,24 @@ std::function<bool(std::string&)> entrySource(Session& s, const std::vector<std:
     };
 }
 
+// Each refused line, with its number, identifier, text and entry.
+void printRefusals(Session& s, const char* where, const profiles::BulkRefusals& r) {
+    for (const auto& refusal : r.refusals) {
+        std::string text;
+        for (const auto& m : refusal.messages) {
+            const std::string part = textOf(s, m);
+            if (!part.empty()) text += (text.empty() ? "" : " ") + part;
+        }
+        s.err() << where << " " << refusal.line << ": " << refusal.messages.front() << ": " << oneLine(text) << " ("
+                << printable(refusal.entry) << ")\n";
+    }
+}
+
 int listCommand(Session& s, const std::vector<std::string>& args, profiles::ListKind kind, const char* word) {
     if (args.size() < 3 || (args[0] != "add" && args[0] != "remove")) {
         return s.usage(std::string(word) + " needs add or remove, a PROFILE and at least one ENTRY (or -)");
     }
-    const auto id = openProfile(s, args[1]);
+    const auto id = resolveProfile(s, args[1]);
     if (!id) return kRefused;
     const char* where = args[2] == "-" && args.size() == 3 ? "line" : "entry";
     const auto next = entrySource(s, args);
@@ -238,6 +236,7 @@ int listCommand(Session& s, const std::vector<std::string>& args, profiles::List
             s.err() << "0310: " << textOf(s, "0310") << " " << r.storeError << "\n";
             return kRefused;
         }
+        printRefusals(s, where, r);
         for (const std::size_t line : r.missing) {
             s.err() << "ombrixctl: " << where << " " << line << ": not on the " << word << " list\n";
         }
@@ -250,15 +249,7 @@ int listCommand(Session& s, const std::vector<std::string>& args, profiles::List
         s.err() << "0310: " << textOf(s, "0310") << " " << r.storeError << "\n";
         return kRefused;
     }
-    for (const auto& refusal : r.refusals) {
-        std::string text;
-        for (const auto& m : refusal.messages) {
-            const std::string part = textOf(s, m);
-            if (!part.empty()) text += (text.empty() ? "" : " ") + part;
-        }
-        s.err() << where << " " << refusal.line << ": " << refusal.messages.front() << ": " << oneLine(text) << " ("
-                << printable(refusal.entry) << ")\n";
-    }
+    printRefusals(s, where, r);
     if (!r.ok()) return kRefused;
     s.out() << "added " << r.added << ", duplicates skipped " << r.duplicates;
     if (r.ignored > 0) s.out() << ", ignored " << r.ignored;

@@ -27,13 +27,7 @@ std::optional<schedule::SlotBoxes> currentBoxes(Session& s) {
 // empty entry) for "-". nullopt when no profile has that name.
 std::optional<long long> profileNamed(Session& s, const std::string& name) {
     if (name == kNoProfile) return 0;
-    const core::Value id = core::ReadField(s.db(), "Profili", "IDProfilo",
-                                           core::Condition{"Profilo" OMBRIX_TEXT_EQUALS, {core::Value(name)}});
-    if (id.isEmpty() || id.isNull()) {
-        s.err() << "ombrixctl: no profile is named " << name << "\n";
-        return std::nullopt;
-    }
-    return id.toInteger();
+    return resolveProfile(s, name);
 }
 
 // Switched on with no profile for the hours outside the slots: say what that means.

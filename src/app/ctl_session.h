@@ -53,10 +53,22 @@ private:
 // command line's own English text for it.
 [[nodiscard]] std::string messageText(Language& language, std::string_view id);
 
-// Text from the store as one field of one output line: control characters
-// and the backslash are written as escapes (\t, \n, \r, \\, \xHH), so a
-// stored value can never forge a line or a field.
+// Text from the store or the input as one field of one output line: control
+// characters and the backslash are written as escapes (\t, \n, \r, \\, \xHH
+// for a C0 control, DEL or a byte that is not UTF-8, \uHHHH for a C1 control
+// or a mark that turns text around), so a value can never forge a line or a
+// field, nor hide or reorder what follows it on the terminal.
 [[nodiscard]] std::string printable(std::string_view text);
+
+// How every command reads a profile on its command line: a name, compared
+// as the store compares names (letter case ignored), or "#" and an
+// identifier. Text that could mean two profiles (a profile named "#2" and the
+// profile #2, or two profiles of one name written by another tool) means none.
+inline constexpr const char* kProfileArgumentRule =
+    "PROFILE is a profile's name (letter case ignored), or # and its identifier (#2)";
+// The profile `argument` names; nullopt, with the reason on standard error,
+// when it names none, could name two, or the store cannot be read.
+[[nodiscard]] std::optional<long long> resolveProfile(Session& session, const std::string& argument);
 
 // How a command line runs where changes need the administrator's consent
 // (platform::changesNeedConsent) and an elevator is at hand.

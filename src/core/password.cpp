@@ -79,11 +79,6 @@ bool isBlank(char32_t c) {
            c == U'\ufeff' || c == U'\u180e';
 }
 
-// C0, DEL and C1: no key types them into the login box.
-bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7f && c <= 0x9f); }
-
-// Decoded with the byte fallback of decodeUtf8: a stray byte 0x80-0x9F
-// reads as a C1 control and is refused too.
 template <typename Test>
 bool anyCharacter(std::string_view text, Test test) {
     for (std::size_t i = 0; i < text.size();) {
@@ -140,7 +135,7 @@ bool isPasswordHash(std::string_view stored) {
 bool passwordMatches(std::string_view stored, std::string_view typed) {
     // HMAC pads its key with NULs, so "secret\0" would open "secret".
     if (stored.empty() || typed.size() > kPasswordMaxBytes || characterCount(typed) > kPasswordMaxCharacters ||
-        anyCharacter(typed, isControl)) {
+        !typeableText(typed)) {
         return false;
     }
     ParsedHash parsed;
@@ -159,7 +154,9 @@ std::string newPasswordProblem(std::string_view password, std::string_view confi
     if (!anyCharacter(password, [](char32_t c) { return !isBlank(c); })) return "0143";
     if (password != confirmation) return "0145";
     if (password.size() > kPasswordMaxBytes || characterCount(password) > kPasswordMaxCharacters) return "0311";
-    if (anyCharacter(password, isControl)) return "0312";
+    // The login box hands over UTF-8: other bytes could never be typed there.
+    if (!isValidUtf8(password)) return "0361";
+    if (anyCharacter(password, isControlCharacter)) return "0312";
     return {};
 }
 

@@ -49,8 +49,8 @@ void setPasswordWorkForTests(std::uint32_t iterations);
 
 // The check of a new password: "" when it may be stored, otherwise the
 // message to show: "0143" blank (every Unicode blank counts), "0145" the two
-// differ, "0311" longer than kPasswordMaxCharacters, "0312" a control
-// character, which no one types into the login box.
+// differ, "0311" longer than kPasswordMaxCharacters, "0361" bytes that are
+// not UTF-8, "0312" a control character: no one types those into the login box.
 [[nodiscard]] std::string newPasswordProblem(std::string_view password, std::string_view confirmation);
 
 }  // namespace ombrix::core

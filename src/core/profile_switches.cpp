@@ -28,7 +28,8 @@ AppliedProfile readProfileSwitches(Database& db, long long profileId) {
     return applied;
 }
 
-bool homePageIsProgram(const std::string& page) {
+bool homePageIsProgram(std::string_view page) {
+    page = trimBlanks(page);
     if (page.size() < 4) return false;
     const std::string tail = lowerText(page.substr(page.size() - 4));
     return tail == ".exe" || tail == ".bat";

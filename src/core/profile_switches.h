@@ -2,6 +2,7 @@
 // The switches of the profile in use, read whenever a profile is put in use.
 
 #include <string>
+#include <string_view>
 
 #include "core/database.h"
 
@@ -30,9 +31,11 @@ struct AppliedProfile {
 // page, trimmed, not empty sets the pending flag.
 [[nodiscard]] AppliedProfile readProfileSwitches(Database& db, long long profileId);
 
-// Whether a home page names a program to run (".exe" or ".bat" at the end)
-// rather than an address.
-[[nodiscard]] bool homePageIsProgram(const std::string& page);
+// Whether a home page names a program to run rather than an address: it
+// ends in ".exe" or ".bat", in any case, blanks around it aside. The one
+// test for the editor's save, the import and the start of the home page,
+// so a page saved as an address is never run as a program.
+[[nodiscard]] bool homePageIsProgram(std::string_view page);
 
 // The lists of the profile in use and their timers (the enforcement).
 class ProfileLists {

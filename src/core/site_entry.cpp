@@ -54,6 +54,17 @@ bool matchesEntry(std::string_view address, std::string_view entry) {
     return lowerText(leftCharacters(a, characterCount(e))) == lowerText(e);
 }
 
+bool matchesEveryAddress(std::string_view entry) {
+    // Hosts without a letter in common, with and without a scheme, "www."
+    // or a path, in either case.
+    static constexpr std::string_view kUnrelatedPages[] = {"http://q.x/", "https://www.j.k/z?v=1", "m.n",
+                                                           "HTTPS://U.V/"};
+    for (const std::string_view page : kUnrelatedPages) {
+        if (!matchesEntry(page, entry)) return false;
+    }
+    return true;
+}
+
 bool allowedListExempt(std::string_view address) {
     const std::string a = lowerText(removeChars(address, "\","));
     return a.starts_with("about:blank") || a.starts_with("about:newtab");

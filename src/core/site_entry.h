@@ -34,6 +34,13 @@ enum class SiteKind { Domain, Keyword, Prefix };
 // The rule, literally: every call lowers and rewrites both sides.
 [[nodiscard]] bool matchesEntry(std::string_view address, std::string_view entry);
 
+// Whether the entry matches every address, by the rule itself: it matches
+// pages of unrelated sites that share nothing but what every address has
+// (a dot in the host, a scheme or none), whichever way a browser shows them.
+// "http://", "www.", "*", "*." and "." do; on an allowed list such an entry
+// lets every page through.
+[[nodiscard]] bool matchesEveryAddress(std::string_view entry);
+
 // The program's own block page: "https://" + host + "/web". The host is ours
 // and reserved for examples, so it can never be somebody else's site. It is
 // 34 characters long, the width of the comparison that exempts it.

@@ -31,17 +31,27 @@ Loaded<std::vector<std::string>> loadTexts(core::Database& db, const char* sql, 
 Loaded<SiteList> loadSiteList(core::Database& db, long long profileId) {
     Loaded<SiteList> out;
     SiteList::Builder builder;
-    // length() rather than a comparison with '': no text but the empty one
-    // has length 0, whatever the column's type affinity made of it.
+    // Every byte of the value: the store's text functions stop at a NUL, and
+    // "http://" followed by a NUL would read as "http://", which matches
+    // every address. The length in bytes tells the empty text alone, whatever
+    // the column's type affinity made of it.
     core::Statement q = prepareForProfile(
         db,
-        "SELECT substr(SitiVietatiConsentiti.Sito, 1, 255) FROM SitiVietatiConsentiti "
+        "SELECT CAST(SitiVietatiConsentiti.Sito AS BLOB), SitiVietatiConsentiti.IDSito FROM SitiVietatiConsentiti "
         "WHERE SitiVietatiConsentiti.IDProfilo = ? AND SitiVietatiConsentiti.Sito IS NOT NULL "
-        "AND length(SitiVietatiConsentiti.Sito) > 0 ORDER BY SitiVietatiConsentiti.rowid;",
+        "AND length(CAST(SitiVietatiConsentiti.Sito AS BLOB)) > 0 ORDER BY SitiVietatiConsentiti.rowid;",
         profileId, out.error);
     if (!out.ok()) return out;
     while (q.step()) {
-        if (!builder.add(q.column(0).toText())) break;
+        const std::string entry = q.column(0).toText();
+        // Written by another tool: a list holding it cannot be read as it was
+        // meant, and is damaged rather than read shorter or without it.
+        if (entry.find('\0') != std::string::npos) {
+            out.error = "the site entry IDSito " + q.column(1).toText() + " of profile " + std::to_string(profileId) +
+                        " holds a NUL character";
+            return out;
+        }
+        if (!builder.add(entry)) break;
     }
     if (q.failed()) {
         out.error = q.error();

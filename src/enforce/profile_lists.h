@@ -24,17 +24,20 @@ struct Loaded {
     [[nodiscard]] bool ok() const { return error.empty(); }
 };
 
-// Entries are cut at the 255 characters the store's columns hold: longer text
-// (written by another tool) would only make matching cost more.
-
-// The `Sito` values of a profile, empty and Null ones left out, compiled.
+// The `Sito` values of a profile, empty and Null ones left out, compiled,
+// each whole: cut shorter, an entry of an allowed list would let more pages
+// through. A value holding a NUL (written by another tool) makes the list
+// unreadable (an error naming it), never an entry cut at the NUL.
 [[nodiscard]] Loaded<SiteList> loadSiteList(core::Database& db, long long profileId);
 
 // `SitiProibiti` of the profile (Null reads false); nullopt when the profile
 // has no row.
 [[nodiscard]] Loaded<std::optional<bool>> readSitiProibiti(core::Database& db, long long profileId);
 
-// The forbidden image names and window titles of a profile (Null reads "").
+// The forbidden image names and window titles of a profile (Null reads ""),
+// cut at the 255 characters the store's columns hold: longer text (written
+// by another tool) would only make matching cost more. No image name is
+// longer, and a title cut shorter only forbids more windows.
 [[nodiscard]] Loaded<std::vector<std::string>> loadProcessNames(core::Database& db, long long profileId);
 [[nodiscard]] Loaded<std::vector<std::string>> loadWindowTitles(core::Database& db, long long profileId);
 

@@ -1,6 +1,8 @@
 #include "platform/files.h"
 
 #include <fstream>
+#include <random>
+#include <sstream>
 #include <iterator>
 #include <system_error>
 
@@ -41,25 +43,37 @@ std::optional<std::uintmax_t> fileSize(std::string_view path) {
 }
 
 bool writeWholeFile(std::string_view path, std::string_view bytes) {
-    const auto target = pathFromUtf8(path);
-    auto temp = target;
-    temp += ".tmp";
+    namespace fs = std::filesystem;
+    const fs::path target = pathFromUtf8(path);
+    std::error_code ec;
+    // Only a file is replaced: a device, a pipe, a link or a folder stays.
+    const fs::file_status status = fs::symlink_status(target, ec);
+    if (fs::exists(status) && !fs::is_regular_file(status)) return false;
+    // The new file beside the target, so that the rename stays on its disk,
+    // under a name of 128 random bits that no other program's file has (one
+    // that is there all the same is never written over).
+    std::random_device random;
+    fs::path temp;
+    for (int attempt = 0;; ++attempt) {
+        if (attempt == 8) return false;
+        std::ostringstream name;
+        name << '.' << pathToUtf8(target.filename()) << '.' << std::hex;
+        for (int i = 0; i < 4; ++i) name << random();
+        name << ".tmp";
+        temp = target.parent_path() / pathFromUtf8(name.str());
+        if (!fs::exists(fs::symlink_status(temp, ec))) break;
+    }
+    bool written = false;
     {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        if (!out) return false;
         out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         out.flush();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(temp, ignored);
-            return false;
-        }
+        written = static_cast<bool>(out);
     }
-    std::error_code ec;
-    std::filesystem::rename(temp, target, ec);
-    if (ec) {
+    if (written) fs::rename(temp, target, ec);
+    if (!written || ec) {
         std::error_code ignored;
-        std::filesystem::remove(temp, ignored);
+        fs::remove(temp, ignored);
         return false;
     }
     return true;

@@ -113,6 +113,20 @@ std::size_t characterCount(std::string_view utf8) {
     return count;
 }
 
+bool isControlCharacter(char32_t c) { return c < 0x20 || (c >= 0x7f && c <= 0x9f); }
+
+bool isValidUtf8(std::string_view text) {
+    bool valid = true;
+    forEachCharacter(text, [&](char32_t, bool stray) { valid = valid && !stray; });
+    return valid;
+}
+
+bool typeableText(std::string_view text) {
+    bool typeable = true;
+    forEachCharacter(text, [&](char32_t c, bool stray) { typeable = typeable && !stray && !isControlCharacter(c); });
+    return typeable;
+}
+
 std::string cp1252ToUtf8(std::string_view bytes) {
     std::string out;
     out.reserve(bytes.size() + bytes.size() / 8);

@@ -47,4 +47,14 @@ void appendUtf8(std::string& out, char32_t cp);
 // as one.
 [[nodiscard]] std::size_t characterCount(std::string_view utf8);
 
+// C0 controls (NUL and tab among them), DEL and the C1 controls: no key
+// types them into a box.
+[[nodiscard]] bool isControlCharacter(char32_t c);
+// Whether every byte belongs to a well-formed UTF-8 character.
+[[nodiscard]] bool isValidUtf8(std::string_view text);
+// Whether a person could have typed the text into a box: UTF-8 throughout,
+// without a control character. A NUL would end the text early wherever it
+// passes as a C string, so an entry holding one is never stored.
+[[nodiscard]] bool typeableText(std::string_view text);
+
 }  // namespace ombrix

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/profile_switches.h"
 #include "core/settings_reg.h"
 #include "core/site_entry.h"
 #include "platform/text.h"
@@ -19,9 +20,6 @@ Value idValue(long long id) { return Value(static_cast<std::int64_t>(id)); }
 bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
 }
-
-// A program may serve as home page; it is never judged as an address.
-bool isProgram(std::string_view page) { return endsWith(page, ".exe") || endsWith(page, ".bat"); }
 
 constexpr const char* kProfileColumns =
     "Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, NascondiMessaggiNotifica, UtilizzaBrowserInterno, "
@@ -58,6 +56,14 @@ EntryVerdict accept(std::string value) { return {Verdict::Accept, std::move(valu
 EntryVerdict ignore() { return {Verdict::Ignore, {}, {}}; }
 EntryVerdict refuse(std::vector<std::string> ids) { return {Verdict::Refuse, {}, std::move(ids)}; }
 
+// What every box refuses first: too long, or not typeable; nullopt for
+// text the box's own rule may judge.
+std::optional<EntryVerdict> unusable(std::string_view typed, std::string_view trimmed) {
+    if (typed.size() > kMaxEntryBytes) return refuse({"0364"});
+    if (trimmed.empty()) return ignore();
+    if (!typeableText(trimmed)) return refuse({"0359"});
+    return std::nullopt;
+}
 }  // namespace
 
 Mode ProfileRecord::mode() const {
@@ -96,17 +102,20 @@ std::vector<std::string> infoMessageIds(InfoButton button) {
 
 EntryVerdict siteEntry(std::string_view typed) {
     std::string text(trimBlanks(typed));
-    if (text.empty() || text == "." || text == "*") return ignore();
+    if (auto v = unusable(typed, text)) return *v;
     // Compared exactly: "HTTP://x" gets a second, lower-case scheme in front.
     const bool keep = text.starts_with("http") || text.starts_with("file") || text.starts_with("ftp") ||
                       text.starts_with("about:") || text.starts_with("outlook") || text.front() == '.' ||
                       text.front() == '*';
-    return accept(keep ? text : "http://" + text);
+    if (!keep) text = "http://" + text;
+    // "." and "*" alone among them: they name no site.
+    if (core::matchesEveryAddress(text)) return {Verdict::Refuse, std::move(text), {"0360"}};
+    return accept(std::move(text));
 }
 
 EntryVerdict processEntry(std::string_view typed) {
     const std::string text(trimBlanks(typed));
-    if (text.empty()) return ignore();
+    if (auto v = unusable(typed, text)) return *v;
     if (text.find_first_of(":/\\") != std::string::npos) return refuse({"0027"});
     // Case-sensitive on purpose: "NOTEPAD.EXE" is refused here, though the
     // import lowers it first.
@@ -116,7 +125,8 @@ EntryVerdict processEntry(std::string_view typed) {
 
 EntryVerdict windowEntry(std::string_view typed) {
     const std::string text(trimBlanks(typed));
-    return text.empty() ? ignore() : accept(text);
+    if (auto v = unusable(typed, text)) return *v;
+    return accept(text);
 }
 
 EntryVerdict entryVerdict(ListKind kind, std::string_view typed) {
@@ -130,7 +140,7 @@ EntryVerdict entryVerdict(ListKind kind, std::string_view typed) {
 
 std::string normalisedHomePage(std::string_view homePage) {
     const std::string page(trimBlanks(homePage));
-    if (page.empty() || isProgram(page)) return page;
+    if (page.empty() || core::homePageIsProgram(page)) return page;
     // Not the site list's exemptions: "file:///" needs its three slashes and
     // "outlook" gets the prefix.
     const bool keep = page.starts_with("http") || page.starts_with("ftp") || page.starts_with("file:///") ||
@@ -140,7 +150,9 @@ std::string normalisedHomePage(std::string_view homePage) {
 
 bool homePageAllowed(std::string_view homePage, const std::vector<std::string>& sites) {
     const std::string_view page = trimBlanks(homePage);
-    if (page.empty() || isProgram(page) || core::allowedListExempt(page)) return true;
+    // A built-in page (about:blank) is judged as any other: an allowed list
+    // must name the home page, so an empty one refuses every page.
+    if (page.empty() || core::homePageIsProgram(page)) return true;
     // Empty entries never reach the enforcement's list, so they allow nothing.
     return std::any_of(sites.begin(), sites.end(),
                        [&](const std::string& e) { return !e.empty() && core::matchesEntry(page, e); });
@@ -150,35 +162,57 @@ core::InsertResult addSilently(core::Database& db, ListKind kind, long long prof
     return core::insertListEntry(db, kind, profileId, value);
 }
 
+ListInserter::ListInserter(core::Database& db, ListKind kind, long long profileId)
+    : db_(db), profileId_(profileId),
+      seenTable_("temp.ombrix_seen_" + std::to_string(static_cast<int>(kind))) {
+    const core::ListTable& t = core::listTable(kind);
+    // The collation is the connection's, so it may be named in a temporary table.
+    ready_ = db.exec("DROP TABLE IF EXISTS " + seenTable_ + ";CREATE TABLE " + seenTable_ +
+                     " (v TEXT PRIMARY KEY COLLATE NOCASE_LATIN) WITHOUT ROWID;") &&
+             db.run("INSERT OR IGNORE INTO " + seenTable_ + " (v) SELECT " + t.valueColumn + " FROM " + t.table +
+                        " WHERE IDProfilo = ? AND " + t.valueColumn + " IS NOT NULL;",
+                    {idValue(profileId)});
+    if (!ready_) return;
+    seen_ = db.prepare("INSERT OR IGNORE INTO " + seenTable_ + " (v) VALUES (?);");
+    insert_ = db.prepare(std::string("INSERT INTO ") + t.table + " (" + t.valueColumn + ", IDProfilo) VALUES (?, ?);");
+    ready_ = seen_.valid() && insert_.valid();
+}
+
+ListInserter::~ListInserter() { (void)finish(); }
+
+bool ListInserter::finish() {
+    if (finished_) return true;
+    finished_ = true;
+    seen_ = Statement();
+    insert_ = Statement();
+    return db_.exec("DROP TABLE IF EXISTS " + seenTable_ + ";");
+}
+
+ListInserter::Added ListInserter::add(std::string_view value) {
+    if (!ready_ || finished_) return Added::Failed;
+    seen_.reset();
+    if (!seen_.bind(1, Value(std::string(value)))) return Added::Failed;
+    (void)seen_.step();
+    if (seen_.failed()) return Added::Failed;
+    if (db_.changes() == 0) return Added::Duplicate;
+    insert_.reset();
+    if (!insert_.bindAll({Value(std::string(value)), idValue(profileId_)})) return Added::Failed;
+    (void)insert_.step();
+    return insert_.failed() ? Added::Failed : Added::Added;
+}
+
 BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
                       const std::function<bool(std::string& line)>& next) {
-    // Refusals beyond these are counted in the line numbers only: a wrong
-    // file of a million lines must not fill the memory with its report.
-    constexpr std::size_t kRefusalsKept = 1000;
     BulkResult result;
     const auto fail = [&] {
         result.storeFailed = true;
         result.storeError = db.lastError();
         return result;
     };
-    const core::ListTable& t = core::listTable(kind);
     core::Transaction tx(db);
     if (!tx.active()) return fail();
-    // The entries seen so far, compared as the store compares text. The
-    // collation is the connection's, so it may be named in a temporary table.
-    if (!db.exec("DROP TABLE IF EXISTS temp.ombrix_seen;"
-                 "CREATE TEMP TABLE ombrix_seen (v TEXT PRIMARY KEY COLLATE NOCASE_LATIN) WITHOUT ROWID;")) {
-        return fail();
-    }
-    if (!db.run(std::string("INSERT OR IGNORE INTO temp.ombrix_seen (v) SELECT ") + t.valueColumn + " FROM " +
-                    t.table + " WHERE IDProfilo = ? AND " + t.valueColumn + " IS NOT NULL;",
-                {idValue(profileId)})) {
-        return fail();
-    }
-    Statement seen = db.prepare("INSERT OR IGNORE INTO temp.ombrix_seen (v) VALUES (?);");
-    Statement insert =
-        db.prepare(std::string("INSERT INTO ") + t.table + " (" + t.valueColumn + ", IDProfilo) VALUES (?, ?);");
-    if (!seen.valid() || !insert.valid()) return fail();
+    ListInserter inserter(db, kind, profileId);
+    if (!inserter.ready()) return fail();
 
     std::string line;
     std::size_t number = 0;
@@ -190,30 +224,29 @@ BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
             continue;
         }
         if (v.kind == Verdict::Refuse) {
-            if (result.refusals.size() < kRefusalsKept) result.refusals.push_back({number, line, v.messages});
+            result.refuse(number, line, std::move(v.messages));
             continue;
         }
         if (!result.refusals.empty()) continue;  // nothing will be stored; only the refusals matter now
-        seen.reset();
-        if (!seen.bind(1, Value(v.value))) return fail();
-        (void)seen.step();
-        if (seen.failed()) return fail();
-        if (db.changes() == 0) {
-            ++result.duplicates;
-            continue;
+        switch (inserter.add(v.value)) {
+            case ListInserter::Added::Added: ++result.added; break;
+            case ListInserter::Added::Duplicate: ++result.duplicates; break;
+            case ListInserter::Added::Failed: return fail();
         }
-        insert.reset();
-        if (!insert.bindAll({Value(std::move(v.value)), idValue(profileId)})) return fail();
-        (void)insert.step();
-        if (insert.failed()) return fail();
-        ++result.added;
     }
     if (!result.refusals.empty()) {
         result.added = 0;
         return result;  // rolled back
     }
-    if (!db.exec("DROP TABLE temp.ombrix_seen;") || !tx.commit()) return fail();
+    if (!inserter.finish() || !tx.commit()) return fail();
     return result;
+}
+
+void BulkRefusals::refuse(std::size_t line, std::string_view entry, std::vector<std::string> messages) {
+    // Refusals beyond these are counted in the line numbers only: a wrong
+    // file of a million lines must not fill the memory with its report.
+    constexpr std::size_t kRefusalsKept = 1000;
+    if (refusals.size() < kRefusalsKept) refusals.push_back({line, std::string(entry), std::move(messages)});
 }
 
 RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileId,
@@ -241,6 +274,10 @@ RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileI
     while (next(line)) {
         ++number;
         const std::string given(trimBlanks(line));
+        if (auto v = unusable(line, given); v && v->kind == Verdict::Refuse) {
+            result.refuse(number, line, std::move(v->messages));
+            continue;
+        }
         int n = given.empty() ? 0 : removeOne(given);
         if (n == 0 && kind == ListKind::Sites) {
             const EntryVerdict v = siteEntry(given);
@@ -250,7 +287,7 @@ RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileI
         if (n == 0) result.missing.push_back(number);
         result.removed += static_cast<std::size_t>(n);
     }
-    if (!result.missing.empty()) {
+    if (!result.ok()) {
         result.removed = 0;
         return result;  // rolled back
     }
@@ -426,6 +463,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
     focus_ = Focus::None;
     const std::string name(trimBlanks(record_.name));
     if (name.empty()) return refuse({"0019", "0020"}, Focus::Name);
+    if (!typeableText(name)) return refuse({"0359"}, Focus::Name);
 
     Statement taken = db_.prepare("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS
                                   " AND (? IS NULL OR IDProfilo <> ?) LIMIT 1;");
@@ -435,6 +473,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
     if (taken.failed()) return storeFailed();
 
     record_.homePage = normalisedHomePage(record_.homePage);
+    if (!typeableText(record_.homePage) || !typeableText(record_.printer)) return refuse({"0359"}, Focus::None);
     if (!record_.forbiddenList && !record_.homePage.empty()) {
         // A copy is judged by the list it is about to take.
         const std::vector<core::ListRow> rows =
@@ -520,8 +559,8 @@ ProfileEditor::Outcome ProfileEditor::addEntry(ListKind kind) {
         if (kind == ListKind::Sites) box = std::string(trimBlanks(box));
         return Outcome::Ignored;
     }
-    // The site box shows the entry as it will be stored.
-    if (kind == ListKind::Sites) box = v.value;
+    // The site box shows the entry as it would be stored.
+    if (kind == ListKind::Sites && !v.value.empty()) box = v.value;
     const Focus focus = kind == ListKind::Sites       ? Focus::SiteBox
                         : kind == ListKind::Processes ? Focus::ProcessBox
                                                       : Focus::WindowBox;

@@ -74,13 +74,22 @@ enum class InfoButton {
 // A rule's verdict on one typed entry.
 struct EntryVerdict {
     enum class Kind { Accept, Ignore, Refuse } kind = Kind::Accept;
-    std::string value;                  // what is stored on Accept
+    std::string value;                  // what is stored on Accept (or would be, when known)
     std::vector<std::string> messages;  // the refusal's texts by identifier, joined by line breaks
 };
 
-// The site box: trimmed; "", "." and "*" ignored; "http://" put in front
-// unless the text begins with http, file, ftp, about: or outlook (compared
-// exactly) or with "." or "*".
+// The longest text a box takes, blanks included ("0364" beyond): far more
+// than any site, program or title, and a bound for what is read from a file.
+inline constexpr std::size_t kMaxEntryBytes = 64 * 1024;
+
+// Every box refuses text that is too long or cannot be typed ("0359": a
+// control character, a NUL, bytes that are not UTF-8), and ignores an empty
+// one.
+//
+// The site box: trimmed; "http://" put in front unless the text begins with
+// http, file, ftp, about: or outlook (compared exactly) or with "." or "*";
+// an entry that then matches every address ("http://", "www.", "*", "*.",
+// ".") is refused ("0360"), with the value it would have had.
 [[nodiscard]] EntryVerdict siteEntry(std::string_view typed);
 // The process box: trimmed; a path is refused ("0027"), so is a name not
 // ending exactly in ".exe" ("0028", "0029", "0030").
@@ -89,47 +98,78 @@ struct EntryVerdict {
 [[nodiscard]] EntryVerdict windowEntry(std::string_view typed);
 [[nodiscard]] EntryVerdict entryVerdict(ListKind kind, std::string_view typed);
 
-// The home page as saved: kept when it ends in ".exe" or ".bat", otherwise
-// "http://" in front unless it begins with http, ftp, file:/// or about:.
+// The home page as saved: kept when it names a program
+// (core::homePageIsProgram), otherwise "http://" in front unless it begins
+// with http, ftp, file:/// or about:.
 [[nodiscard]] std::string normalisedHomePage(std::string_view homePage);
 // Whether an allowed list lets this home page through, by the rule the
-// enforcement applies (a program as home page is never judged).
+// enforcement applies (a program as home page is never judged; a built-in
+// page such as about:blank is, so an empty list lets no page through).
 [[nodiscard]] bool homePageAllowed(std::string_view homePage, const std::vector<std::string>& sites);
 
 // The silent add of the import: no message, a duplicate or an empty value
 // skipped.
 core::InsertResult addSilently(core::Database& db, ListKind kind, long long profileId, std::string_view value);
 
-// Many entries of one list added at once, in one transaction, each through
-// its rule; duplicates (in the store or earlier in the input) are skipped and
-// counted. With any refused line nothing is stored.
+// Adds entries to one list of one profile inside the caller's transaction,
+// each once: one already in the list, or added before (as the store
+// compares text), is a duplicate. However many are added, memory stays
+// small: the entries seen are kept in a temporary table of the store.
+class ListInserter {
+public:
+    ListInserter(core::Database& db, ListKind kind, long long profileId);
+    ListInserter(const ListInserter&) = delete;
+    ListInserter& operator=(const ListInserter&) = delete;
+    ~ListInserter();
+    [[nodiscard]] bool ready() const { return ready_; }
+    enum class Added { Added, Duplicate, Failed };
+    [[nodiscard]] Added add(std::string_view value);
+    // Drops the temporary table; before the caller commits.
+    [[nodiscard]] bool finish();
+
+private:
+    core::Database& db_;
+    long long profileId_;
+    std::string seenTable_;
+    core::Statement seen_, insert_;
+    bool ready_ = false;
+    bool finished_ = false;
+};
+
+// Many entries of one list added or removed at once, in one transaction,
+// each through its rule. With any refused line nothing changes.
 struct BulkRefusal {
     std::size_t line;  // 1-based
     std::string entry;
     std::vector<std::string> messages;
 };
-struct BulkResult {
+struct BulkRefusals {
+    std::vector<BulkRefusal> refusals;  // the first thousand
+    void refuse(std::size_t line, std::string_view entry, std::vector<std::string> messages);
+};
+// Adding: duplicates (in the store or earlier in the input) are skipped and
+// counted.
+struct BulkResult : BulkRefusals {
     bool storeFailed = false;
     std::string storeError;
     std::size_t added = 0;
     std::size_t duplicates = 0;
-    std::size_t ignored = 0;  // empty lines, "." and "*"
-    std::vector<BulkRefusal> refusals;
+    std::size_t ignored = 0;  // empty lines
     [[nodiscard]] bool ok() const { return !storeFailed && refusals.empty(); }
 };
 // `next` gives one line at a time and false at the end.
 BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
                       const std::function<bool(std::string& line)>& next);
 
-// Entries removed at once, in one transaction: each must be in the list,
-// compared as the store compares text, as given or (a site) as its rule
-// would store it. With any entry missing nothing is removed.
-struct RemoveResult {
+// Removing: each entry must be in the list, compared as the store compares
+// text, as given or (a site) as its rule would store it; one that cannot be
+// typed is refused ("0359").
+struct RemoveResult : BulkRefusals {
     bool storeFailed = false;
     std::string storeError;
     std::size_t removed = 0;
     std::vector<std::size_t> missing;  // 1-based lines
-    [[nodiscard]] bool ok() const { return !storeFailed && missing.empty(); }
+    [[nodiscard]] bool ok() const { return !storeFailed && missing.empty() && refusals.empty(); }
 };
 RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileId,
                            const std::function<bool(std::string& line)>& next);

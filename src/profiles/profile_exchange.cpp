@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <set>
+#include <fstream>
+#include <functional>
+#include <sstream>
 #include <system_error>
 
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "platform/files.h"
 #include "platform/text.h"
+#include "platform/text_input.h"
 #include "support/language.h"
 
 namespace ombrix::profiles {
@@ -29,6 +32,10 @@ constexpr std::array<std::string_view, kSections> kTags = {
 constexpr std::array<Section, 10> kRequired = {kNome,      kModo, kDownload, kMessaggi, kBrowserInterno,
                                                kListaSiti, kHomePage, kSiti,  kProcessi, kFinestre};
 
+// The file: the code page without a mark, any line end, no line longer
+// than an entry may be (the export writes none longer).
+constexpr TextLines::Options kExchangeLines{TextEncoding::Windows1252, kMaxEntryBytes, true};
+
 std::string openTag(Section s) { return "<" + std::string(kTags[s]) + ">"; }
 std::string closeTag(Section s) { return "</" + std::string(kTags[s]) + ">"; }
 
@@ -41,91 +48,187 @@ bool readsAsTag(std::string_view value) {
     return false;
 }
 
-// Calls f(line) for each line, without its end (CR LF, LF or a lone CR),
-// until f returns false.
-template <class F>
-void forEachLine(std::string_view text, F f) {
-    std::size_t pos = 0;
-    while (pos < text.size()) {
-        const std::size_t end = text.find_first_of("\r\n", pos);
-        const std::string_view line = text.substr(pos, end == std::string_view::npos ? std::string_view::npos : end - pos);
-        if (end == std::string_view::npos) {
-            pos = text.size();
-        } else {
-            pos = end + ((text[end] == '\r' && end + 1 < text.size() && text[end + 1] == '\n') ? 2 : 1);
-        }
-        if (!f(line)) return;
-    }
-}
-
-// One pass from the start: the lines after the first line that is the
-// opening tag, up to the closing tag (both compared trimmed) or the end.
-// False when the opening tag never stands on a line of its own.
-template <class F>
-bool sectionLines(std::string_view text, Section s, F visit) {
-    const std::string open = openTag(s), close = closeTag(s);
-    bool inside = false;
-    forEachLine(text, [&](std::string_view line) {
-        const std::string_view t = trimBlanks(line);
-        if (!inside) {
-            inside = t == open;
-            return true;
-        }
-        if (t == close) return false;
-        visit(line);
-        return true;
-    });
-    return inside;
-}
-
-// A single-value section: the last line read wins; nullopt when absent.
-std::optional<std::string> singleValue(std::string_view text, Section s) {
-    std::string value;
-    if (!sectionLines(text, s, [&](std::string_view line) { value = std::string(trimBlanks(line)); })) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-// The first required pair missing from the text (searched as the whole
-// text, case-sensitively, the closing tag from its opening tag onward).
-std::optional<Section> missingPair(std::string_view text) {
-    for (const Section s : kRequired) {
-        const std::size_t at = text.find(openTag(s));
-        if (at == std::string_view::npos || text.find(closeTag(s), at) == std::string_view::npos) return s;
-    }
-    return std::nullopt;
-}
-
-// The file's bytes as UTF-8: Windows-1252, or UTF-8 after its byte order
-// mark. A NUL byte (or UTF-16, whose every other byte is one) is no text.
-std::optional<std::string> decodeFile(std::string_view bytes) {
-    if (bytes.find('\0') != std::string_view::npos) return std::nullopt;
-    constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
-    if (!bytes.starts_with(kUtf8Mark)) return cp1252ToUtf8(bytes);
-    bytes.remove_prefix(kUtf8Mark.size());
-    for (std::size_t pos = 0; pos < bytes.size();) {
-        const std::size_t start = pos;
-        if (decodeUtf8(bytes, pos) >= 0x80 && pos - start == 1) return std::nullopt;
-    }
-    return std::string(bytes);
-}
-
 bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
 }
 
-// A process line: lowered first; a path or a name not ending in ".exe" is
-// skipped. Unlike the editor's box, capitals are accepted here.
-std::optional<std::string> importedProcess(std::string_view line) {
-    const std::string lowered = lowerText(line);
-    if (lowered.find_first_of(":/\\") != std::string::npos || !endsWith(lowered, ".exe")) return std::nullopt;
-    return std::string(trimBlanks(lowered));
+// Blanks and tabs around a word, which a hand-edited file may leave.
+std::string_view trimSpace(std::string_view s) {
+    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\t')) s.remove_suffix(1);
+    return s;
 }
 
-struct NoCaseLess {
-    bool operator()(std::string_view a, std::string_view b) const { return compareNoCase(a, b) < 0; }
+// A process line: lowered first; a path or a name not ending in ".exe" is
+// skipped. Unlike the editor's box, capitals are accepted here.
+EntryVerdict importedProcess(std::string_view line) {
+    const std::string lowered = lowerText(line);
+    const std::string_view trimmed = trimBlanks(lowered);
+    if (line.size() > kMaxEntryBytes) return {EntryVerdict::Kind::Refuse, {}, {"0364"}};
+    if (!typeableText(trimmed)) return {EntryVerdict::Kind::Refuse, {}, {"0359"}};
+    if (lowered.find_first_of(":/\\") != std::string::npos || !endsWith(lowered, ".exe")) return {EntryVerdict::Kind::Ignore, {}, {}};
+    return {EntryVerdict::Kind::Accept, std::string(trimmed), {}};
+}
+
+// The file read line by line, each line once, in bounded memory: every
+// section's own pass (the lines after the first line that is its opening
+// tag, up to its closing tag, both compared trimmed), the required pairs
+// as searched in the whole text (case-sensitively, the closing tag from its
+// opening tag onward), the single values (the last line wins) and the list
+// entries, handed on as they are read.
+class ExchangeParser {
+public:
+    using Sink = std::function<void(ListKind kind, std::string value)>;
+    explicit ExchangeParser(const Sink& sink) : sink_(sink) {}
+
+    void line(std::string_view text, std::size_t number) {
+        const std::string_view trimmed = trimBlanks(text);
+        for (int i = 0; i < kSections; ++i) {
+            const auto s = static_cast<Section>(i);
+            findPair(s, text, number);
+            switch (state_[i]) {
+                case State::Before:
+                    if (trimmed == openTag(s)) {
+                        state_[i] = State::Inside;
+                        valueLine_[i] = number;
+                    }
+                    break;
+                case State::Inside:
+                    if (trimmed == closeTag(s)) {
+                        state_[i] = State::After;
+                    } else {
+                        value(s, text, number);
+                    }
+                    break;
+                case State::After:
+                    break;
+            }
+        }
+    }
+
+    // The first required pair missing from the text.
+    [[nodiscard]] std::optional<Section> missingPair() const {
+        for (const Section s : kRequired) {
+            if (!closeFound_[s]) return s;
+        }
+        return std::nullopt;
+    }
+    // A single-value section's value; nullopt when its opening tag stands on no line of its own.
+    [[nodiscard]] std::optional<std::string> single(Section s) const {
+        if (state_[s] == State::Before) return std::nullopt;
+        return values_[s];
+    }
+    // The line a value came from: its last value line, else its opening tag's.
+    [[nodiscard]] std::size_t valueLine(Section s) const { return valueLine_[s] ? valueLine_[s] : openLine_[s]; }
+    // The first list line refused, by line.
+    [[nodiscard]] const std::optional<BulkRefusal>& refused() const { return refused_; }
+
+private:
+    enum class State { Before, Inside, After };
+
+    void findPair(Section s, std::string_view text, std::size_t number) {
+        if (closeFound_[s]) return;
+        std::size_t from = 0;
+        if (!openLine_[s]) {
+            const std::size_t at = text.find(openTag(s));
+            if (at == std::string_view::npos) return;
+            openLine_[s] = number;
+            from = at;
+        }
+        closeFound_[s] = text.find(closeTag(s), from) != std::string_view::npos;
+    }
+
+    void value(Section s, std::string_view text, std::size_t number) {
+        EntryVerdict v;
+        ListKind kind;
+        switch (s) {
+            case kSiti: kind = ListKind::Sites; v = siteEntry(text); break;
+            case kProcessi: kind = ListKind::Processes; v = importedProcess(text); break;
+            case kFinestre: kind = ListKind::WindowTitles; v = windowEntry(text); break;
+            default:
+                values_[s] = std::string(trimBlanks(text));
+                valueLine_[s] = number;
+                return;
+        }
+        if (v.kind == EntryVerdict::Kind::Refuse) {
+            if (!refused_) refused_ = BulkRefusal{number, std::string(text), std::move(v.messages)};
+        } else if (v.kind == EntryVerdict::Kind::Accept && !refused_) {
+            sink_(kind, std::move(v.value));
+        }
+    }
+
+    const Sink& sink_;
+    std::array<State, kSections> state_{};
+    std::array<bool, kSections> closeFound_{};
+    std::array<std::size_t, kSections> openLine_{};
+    std::array<std::size_t, kSections> valueLine_{};
+    std::array<std::string, kSections> values_;
+    std::optional<BulkRefusal> refused_;
 };
+
+// The whole file through the parser; `sink` gets each list entry as the
+// import stores it. Everything but the lists lands in the result.
+ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
+    ExchangeRead read;
+    ExchangeParser parser(sink);
+    std::string line;
+    while (lines.next(line)) {
+        // A NUL byte (or UTF-16 without its mark, whose every other byte is one)
+        // is no text, nor are bytes that break the UTF-8 a mark announced.
+        const bool text = line.find('\0') == std::string::npos &&
+                          (lines.encoding() == TextEncoding::Windows1252 || isValidUtf8(line));
+        if (!text || lines.lineCut()) {
+            read.status = text ? ExchangeRead::Status::LineTooLong : ExchangeRead::Status::NotText;
+            read.line = lines.lineNumber();
+            return read;
+        }
+        parser.line(line, lines.lineNumber());
+    }
+    read.name = parser.single(kNome).value_or("");
+    if (const std::optional<Section> missing = parser.missingPair()) {
+        read.status = ExchangeRead::Status::MissingPair;
+        read.missingTag = openTag(*missing);
+        return read;
+    }
+
+    ProfileRecord& r = read.profile.record;
+    r.name = read.name;
+    const std::string mode = parser.single(kModo).value_or("");
+    r.setMode(mode == "KIOSK" ? Mode::Kiosk : mode == "NOSTART" ? Mode::NoStart : Mode::Normal);
+    r.blockDownloads = parser.single(kDownload) == "NO";
+    r.hideMessages = parser.single(kMessaggi) == "NO";
+    r.internalBrowser = parser.single(kBrowserInterno) != "NO";
+    r.homePage = parser.single(kHomePage).value_or("");
+    // Optional sections: absent, the new record's default stays.
+    if (const auto v = parser.single(kProtezioneMassima)) r.maxProtection = *v != "NO";
+    if (const auto v = parser.single(kIeTuttoSchermo)) r.fullScreen = *v != "NO";
+    r.printer = parser.single(kStampante).value_or("");
+
+    // What the file cannot mean: the first such line is named.
+    std::optional<BulkRefusal> refused = parser.refused();
+    const auto refuse = [&](Section s, std::vector<std::string> messages) {
+        const std::size_t at = parser.valueLine(s);
+        if (!refused || at < refused->line) refused = BulkRefusal{at, parser.single(s).value_or(""), std::move(messages)};
+    };
+    for (const Section s : {kNome, kHomePage, kStampante}) {
+        if (!typeableText(parser.single(s).value_or(""))) refuse(s, {"0359"});
+    }
+    // The list's word says what every site of it means: no other word may
+    // silently turn forbidden sites into the only ones allowed.
+    const std::string listWord = parser.single(kListaSiti).value_or("");
+    const std::string_view word = trimSpace(listWord);
+    if (equalsNoCase(word, "PROIBITI") || equalsNoCase(word, "CONSENTITI")) {
+        r.forbiddenList = equalsNoCase(word, "PROIBITI");
+    } else {
+        refuse(kListaSiti, {"0362"});
+    }
+    if (refused) {
+        read.status = ExchangeRead::Status::RefusedLine;
+        read.line = refused->line;
+        read.messages = std::move(refused->messages);
+    }
+    return read;
+}
 
 bool fileExists(const std::string& path) {
     std::error_code ec;
@@ -160,8 +263,10 @@ ExchangeText exchangeText(const ExchangeProfile& p) {
     const ProfileRecord& r = p.record;
     const auto value = [&](std::string_view v) {
         if (out.uncarried) return;
+        // What the import would not read back as it was: no text a person
+        // types, a line longer than it reads, a line that reads as a tag.
         const std::optional<std::string> bytes = utf8ToCp1252Exact(v);
-        if (!bytes || v.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos || readsAsTag(v)) {
+        if (!bytes || !typeableText(v) || v.size() > kMaxEntryBytes || readsAsTag(v)) {
             out.uncarried = std::string(v);
             return;
         }
@@ -199,43 +304,18 @@ ExchangeText exchangeText(const ExchangeProfile& p) {
 }
 
 ExchangeRead readExchange(std::string_view bytes) {
-    ExchangeRead read;
-    const std::optional<std::string> decoded = decodeFile(bytes);
-    if (!decoded) {
-        read.status = ExchangeRead::Status::NotText;
-        return read;
-    }
-    const std::string_view text = *decoded;
-    read.name = singleValue(text, kNome).value_or("");
-    if (const std::optional<Section> missing = missingPair(text)) {
-        read.status = ExchangeRead::Status::MissingPair;
-        read.missingTag = openTag(*missing);
-        return read;
-    }
-
-    ExchangeProfile& p = read.profile;
-    sectionLines(text, kSiti, [&](std::string_view line) {
-        const EntryVerdict v = siteEntry(line);
-        if (v.kind == EntryVerdict::Kind::Accept) p.sites.push_back(v.value);
+    std::istringstream in{std::string(bytes)};
+    TextLines lines(in, kExchangeLines);
+    ExchangeProfile lists;
+    ExchangeRead read = readLines(lines, [&](ListKind kind, std::string value) {
+        (kind == ListKind::Sites       ? lists.sites
+         : kind == ListKind::Processes ? lists.processes
+                                       : lists.windows)
+            .push_back(std::move(value));
     });
-    sectionLines(text, kProcessi, [&](std::string_view line) {
-        if (auto name = importedProcess(line)) p.processes.push_back(std::move(*name));
-    });
-    sectionLines(text, kFinestre, [&](std::string_view line) { p.windows.emplace_back(trimBlanks(line)); });
-
-    ProfileRecord& r = p.record;
-    r.name = read.name;
-    const std::string mode = singleValue(text, kModo).value_or("");
-    r.setMode(mode == "KIOSK" ? Mode::Kiosk : mode == "NOSTART" ? Mode::NoStart : Mode::Normal);
-    r.blockDownloads = singleValue(text, kDownload) == "NO";
-    r.hideMessages = singleValue(text, kMessaggi) == "NO";
-    r.internalBrowser = singleValue(text, kBrowserInterno) != "NO";
-    r.forbiddenList = singleValue(text, kListaSiti) == "PROIBITI";
-    r.homePage = singleValue(text, kHomePage).value_or("");
-    // Optional sections: absent, the new record's default stays.
-    if (const auto v = singleValue(text, kProtezioneMassima)) r.maxProtection = *v != "NO";
-    if (const auto v = singleValue(text, kIeTuttoSchermo)) r.fullScreen = *v != "NO";
-    r.printer = singleValue(text, kStampante).value_or("");
+    read.profile.sites = std::move(lists.sites);
+    read.profile.processes = std::move(lists.processes);
+    read.profile.windows = std::move(lists.windows);
     return read;
 }
 
@@ -249,13 +329,29 @@ std::string ProfileExchange::text(std::string_view id) const { return language_.
 
 ProfileExchange::Result ProfileExchange::show(const std::string& id, const std::string& message,
                                               const std::string& title, platform::MessageIcon icon) {
-    dialogs_.messageBox({id, message, title, icon, platform::MessageButtons::Ok});
+    tell({id, message, title, icon, platform::MessageButtons::Ok});
     return icon == platform::MessageIcon::Information ? Result::Done : Result::Refused;
 }
 
-ProfileExchange::Result ProfileExchange::invalidFile(const std::string& detailId) {
+void ProfileExchange::tell(const platform::MessageBoxRequest& request) {
+    if (deferred_) {
+        deferred_->push_back(request);
+    } else {
+        dialogs_.messageBox(request);
+    }
+}
+
+ProfileExchange::Result ProfileExchange::invalidFile(const std::string& detailId, std::size_t line) {
     std::string message = text("0332") + "\n" + text("0333");
     if (!detailId.empty()) message += "\n" + text(detailId);
+    if (line != 0) message += "\n" + text("0363") + " " + std::to_string(line);
+    return show("0332", message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
+}
+
+ProfileExchange::Result ProfileExchange::refusedLine(const std::vector<std::string>& ids, std::size_t line) {
+    std::string message = text("0332");
+    for (const auto& id : ids) message += "\n" + text(id);
+    message += "\n" + text("0363") + " " + std::to_string(line);
     return show("0332", message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
 }
 
@@ -307,24 +403,52 @@ ProfileExchange::Result ProfileExchange::importFrom(const std::string& path, lon
     std::string tail = path.size() >= 3 ? path.substr(path.size() - 3) : path;
     for (char& c : tail) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
     if (tail != ".OX") return show("0330", text("0330"), text("0331"), platform::MessageIcon::Critical);
-    const std::optional<std::uintmax_t> size = fileSize(path);
-    if (!size) {
+    std::ifstream in;
+    if (fileSize(path)) in.open(pathFromUtf8(path), std::ios::binary);
+    if (!in.is_open()) {
         return show("0048", text("0048") + "\n" + text("0049"), std::string(core::kProgramTitle),
                     platform::MessageIcon::Critical);
     }
-    if (*size > kExchangeFileLimit) return invalidFile("0336");
-    const std::optional<std::string> bytes = readWholeFile(path);
-    if (!bytes) {
-        return show("0048", text("0048") + "\n" + text("0049"), std::string(core::kProgramTitle),
-                    platform::MessageIcon::Critical);
-    }
-    return importBytes(*bytes, newId);
+    return importStream(in, newId);
 }
 
 ProfileExchange::Result ProfileExchange::importBytes(std::string_view bytes, long long* newId) {
-    if (bytes.size() > kExchangeFileLimit) return invalidFile("0336");
-    ExchangeRead read = readExchange(bytes);
-    if (read.status == ExchangeRead::Status::NotText) return invalidFile("0335");
+    std::istringstream in{std::string(bytes)};
+    return importStream(in, newId);
+}
+
+ProfileExchange::Result ProfileExchange::importStream(std::istream& in, long long* newId) {
+    // Told once the transaction has ended: a box waiting for the user must
+    // not hold the store's write lock.
+    std::vector<platform::MessageBoxRequest> messages;
+    deferred_ = &messages;
+    const Result result = storeImport(in, newId);
+    deferred_ = nullptr;
+    for (const auto& m : messages) dialogs_.messageBox(m);
+    return result;
+}
+
+ProfileExchange::Result ProfileExchange::storeImport(std::istream& in, long long* newId) {
+    // Each list entry goes into the store as it is read, so a file of any
+    // size is read in little memory; a file refused at any point is rolled
+    // back whole.
+    core::Transaction tx(db_);
+    if (!tx.active()) return storeFailed();
+    const Value next = db_.scalar("SELECT COALESCE(MAX(IDProfilo), 0) + 1 FROM Profili;");
+    if (next.isEmpty()) return storeFailed();
+    const long long id = next.toInteger();
+    ListInserter sites(db_, ListKind::Sites, id), processes(db_, ListKind::Processes, id),
+        windows(db_, ListKind::WindowTitles, id);
+    if (!sites.ready() || !processes.ready() || !windows.ready()) return storeFailed();
+    bool failed = false;
+    TextLines lines(in, kExchangeLines);
+    ExchangeRead read = readLines(lines, [&](ListKind kind, std::string value) {
+        ListInserter& list = kind == ListKind::Sites ? sites : kind == ListKind::Processes ? processes : windows;
+        if (!failed) failed = list.add(value) == ListInserter::Added::Failed;
+    });
+    if (failed) return storeFailed();
+    if (read.status == ExchangeRead::Status::NotText) return invalidFile("0335", read.line);
+    if (read.status == ExchangeRead::Status::LineTooLong) return invalidFile("0336", read.line);
 
     // Import never overwrites or merges into a profile of the same name.
     if (!read.name.empty()) {
@@ -337,30 +461,31 @@ ProfileExchange::Result ProfileExchange::importBytes(std::string_view bytes, lon
     }
     if (read.status == ExchangeRead::Status::MissingPair) return invalidFile();
     if (read.name.empty()) return invalidFile("0338");
+    if (read.status == ExchangeRead::Status::RefusedLine) return refusedLine(read.messages, read.line);
 
-    ExchangeProfile& p = read.profile;
-    ProfileRecord& r = p.record;
-    // The editor's save rules, checked before anything is stored.
+    ProfileRecord& r = read.profile.record;
+    // The editor's save rules, checked before anything is kept.
     r.homePage = normalisedHomePage(r.homePage);
-    if (!r.forbiddenList && !homePageAllowed(r.homePage, p.sites)) {
+    bool pageAllowed = r.forbiddenList || homePageAllowed(r.homePage, {});
+    if (!pageAllowed) {
+        core::Statement q = db_.prepare("SELECT Sito FROM SitiVietatiConsentiti WHERE IDProfilo = ? ORDER BY rowid;");
+        if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(id)))) return storeFailed();
+        while (!pageAllowed && q.step()) pageAllowed = homePageAllowed(r.homePage, {q.column(0).toText()});
+        if (q.failed()) return storeFailed();
+    }
+    if (!pageAllowed) {
         return show("0022", text("0022") + "\n" + text("0023"), std::string(core::kProgramTitle),
                     platform::MessageIcon::Exclamation);
     }
     if (!r.printer.empty()) {
         const std::vector<std::string> installed = printers_ ? printers_->installed() : std::vector<std::string>{};
         if (std::find(installed.begin(), installed.end(), r.printer) == installed.end()) {
-            dialogs_.messageBox({"0037", text("0037") + "\n" + text("0038") + "\n" + text("0039"),
-                                 std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
-                                 platform::MessageButtons::Ok});
+            tell({"0037", text("0037") + "\n" + text("0038") + "\n" + text("0039"), std::string(core::kProgramTitle),
+                  platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
             r.printer.clear();
         }
     }
 
-    core::Transaction tx(db_);
-    if (!tx.active()) return storeFailed();
-    const Value next = db_.scalar("SELECT COALESCE(MAX(IDProfilo), 0) + 1 FROM Profili;");
-    if (next.isEmpty()) return storeFailed();
-    const long long id = next.toInteger();
     if (!db_.run("INSERT INTO Profili (IDProfilo, Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, "
                  "NascondiMessaggiNotifica, UtilizzaBrowserInterno, ProtezioneMassima, "
                  "ApriPaginaInizialeATuttoSchermo, SitiProibiti, StampantePredefinita, PaginaPredefinita) "
@@ -371,25 +496,7 @@ ProfileExchange::Result ProfileExchange::importBytes(std::string_view bytes, lon
                   Value::boolean(r.forbiddenList), Value(r.printer), Value(r.homePage)})) {
         return storeFailed();
     }
-    // The silent adds: an empty entry or one already in the list (as the
-    // store compares text) is skipped.
-    for (const auto& [kind, values] : {std::pair{ListKind::Sites, &p.sites}, std::pair{ListKind::Processes, &p.processes},
-                                       std::pair{ListKind::WindowTitles, &p.windows}}) {
-        const core::ListTable& t = core::listTable(kind);
-        core::Statement insert = db_.prepare(std::string("INSERT INTO ") + t.table + " (" + t.valueColumn +
-                                             ", IDProfilo) VALUES (?, ?);");
-        if (!insert.valid()) return storeFailed();
-        // Views into the list, which stays as it is: no second copy of a large file.
-        std::set<std::string_view, NoCaseLess> seen;
-        for (const std::string& v : *values) {
-            if (v.empty() || !seen.insert(v).second) continue;
-            insert.reset();
-            if (!insert.bindAll({Value(v), Value(static_cast<std::int64_t>(id))})) return storeFailed();
-            (void)insert.step();
-            if (insert.failed()) return storeFailed();
-        }
-    }
-    if (!tx.commit()) return storeFailed();
+    if (!sites.finish() || !processes.finish() || !windows.finish() || !tx.commit()) return storeFailed();
     if (newId) *newId = id;
     return Result::Done;
 }

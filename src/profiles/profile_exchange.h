@@ -11,11 +11,14 @@
 // reads as one of the tags. Writing '?' in its place, as the code page
 // conversion would, makes an import create a different profile without a word.
 //
-// An import reads the whole file (at most kExchangeFileLimit bytes), checks
-// it, and only then stores the profile and its lists in one transaction:
-// a refused file stores nothing.
+// An import reads the file line by line (the code page, or UTF-8 or UTF-16
+// by their mark; no line longer than kMaxEntryBytes, which no export writes),
+// storing each list entry as it is read, in one transaction that commits only
+// when the whole file passed every check: a refused file stores nothing, and
+// an export of any size is read back in little memory.
 
 #include <cstddef>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,9 +37,6 @@ class Language;
 namespace ombrix::profiles {
 
 inline constexpr std::string_view kExchangeFilter = "Ombrix files (*.OX)|*.OX";
-// A profile is a few kilobytes; a larger file is not one, and is refused
-// before it is read.
-inline constexpr std::size_t kExchangeFileLimit = 16u * 1024u * 1024u;
 
 // The save dialog's proposed name: \ / : * " < > | each become "-", nothing else.
 [[nodiscard]] std::string proposedFileName(std::string_view profileName);
@@ -57,11 +57,20 @@ struct ExchangeText {
 };
 [[nodiscard]] ExchangeText exchangeText(const ExchangeProfile& profile);
 
-// A file read and checked, before anything is stored.
+// A file read and checked, as the import reads it.
 struct ExchangeRead {
-    enum class Status { Valid, NotText, MissingPair } status = Status::Valid;
-    std::string name;        // the trimmed <NOME> value, read before the check
+    enum class Status {
+        Valid,
+        NotText,      // a NUL, or bytes that break the UTF-8 its mark announced ("0335")
+        LineTooLong,  // a line longer than kMaxEntryBytes ("0336")
+        MissingPair,  // a required pair of tags is missing
+        RefusedLine,  // an entry or a value the editor's rules refuse, or a site-list word that is
+                      // neither PROIBITI nor CONSENTITI (in any case, blanks around it aside)
+    } status = Status::Valid;
+    std::string name;        // the trimmed <NOME> value
     std::string missingTag;  // the opening tag of the first pair missing
+    std::size_t line = 0;    // the first line not text, too long or refused
+    std::vector<std::string> messages;  // why that line was refused
     // When valid: every section as the import stores it. Lists are
     // normalised (sites by the editor's rule, processes lowered and
     // filtered, titles trimmed) but not yet freed of duplicates.
@@ -84,15 +93,23 @@ public:
 
     // cmdImporta: the open dialog, then importFrom.
     Result importWithDialog(platform::FileDialogs& files, long long* newId = nullptr);
-    // The extension, the file's presence and size, then importBytes.
+    // The extension and the file's presence, then the file read line by line.
     Result importFrom(const std::string& path, long long* newId = nullptr);
-    // The name, the check, the printer, then the profile stored at once.
+    // The same for a file's bytes already read.
     Result importBytes(std::string_view bytes, long long* newId = nullptr);
 
 private:
+    // storeImport, then its messages.
+    Result importStream(std::istream& in, long long* newId);
+    // The lists stored as read; then the name, the checks, the printer and
+    // the profile; committed only when all passed.
+    Result storeImport(std::istream& in, long long* newId);
     Result show(const std::string& id, const std::string& text, const std::string& title,
                 platform::MessageIcon icon);
-    Result invalidFile(const std::string& detailId = {});
+    // A message box now, or kept for later while an import holds the store.
+    void tell(const platform::MessageBoxRequest& request);
+    Result invalidFile(const std::string& detailId = {}, std::size_t line = 0);
+    Result refusedLine(const std::vector<std::string>& ids, std::size_t line);
     Result storeFailed();
     std::string text(std::string_view id) const;
 
@@ -100,6 +117,7 @@ private:
     platform::Dialogs& dialogs_;
     Language& language_;
     platform::Printers* printers_;
+    std::vector<platform::MessageBoxRequest>* deferred_ = nullptr;
 };
 
 }  // namespace ombrix::profiles

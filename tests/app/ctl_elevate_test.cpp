@@ -60,11 +60,11 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
         char how;
     } cases[] = {
         {{"profiles"}, '-'},
-        {{"profile", "show", "1"}, '-'},
-        {{"check", "1", "-"}, '-'},
+        {{"profile", "show", "#1"}, '-'},
+        {{"check", "#1", "-"}, '-'},
         {{"password", "check"}, '-'},
         {{"slots", "show"}, '-'},
-        {{"export", "1", dir.file("out.ox")}, '-'},
+        {{"export", "#1", dir.file("out.ox")}, '-'},
         {{"restore"}, '-'},
         {{"option"}, '-'},
         {{"option", "nopopup"}, '-'},
@@ -72,12 +72,12 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
         {{"profile", "frobnicate"}, '-'},
         {{"upgrade"}, 'r'},
         {{"profile", "add", "Nuovo"}, 'r'},
-        {{"profile", "delete", "1"}, 'r'},
-        {{"profile", "set", "1", "mode", "kiosk"}, 'r'},
-        {{"use", "1"}, 'r'},
-        {{"site", "add", "1", "a.org"}, 'r'},
-        {{"process", "remove", "1", "x.exe"}, 'r'},
-        {{"window", "add", "1", "-"}, 'i'},
+        {{"profile", "delete", "#1"}, 'r'},
+        {{"profile", "set", "#1", "mode", "kiosk"}, 'r'},
+        {{"use", "#1"}, 'r'},
+        {{"site", "add", "#1", "a.org"}, 'r'},
+        {{"process", "remove", "#1", "x.exe"}, 'r'},
+        {{"window", "add", "#1", "-"}, 'i'},
         {{"password", "set"}, 'c'},
         {{"slots", "set", "1", "08:00", "09:00", "1"}, 'r'},
         {{"slots", "off"}, 'r'},
@@ -137,10 +137,10 @@ TEST_F(CtlElevate, WhatCannotBeAskedSaysWhy) {
     EXPECT_EQ(run({"password", "set", "--from-environment", "NUOVA"}), kRefused);
     EXPECT_EQ(err.str().rfind("0342: ", 0), 0u) << err.str();
     fake.outcome = Elevator::Run::Outcome::Failed;
-    EXPECT_EQ(run({"use", "1"}), kRefused);
+    EXPECT_EQ(run({"use", "#1"}), kRefused);
     EXPECT_EQ(err.str(), "0341: The command could not be run with administrator rights: Accesso negato.\n");
     fake.folderError = "Disco pieno.";
-    EXPECT_EQ(run({"use", "1"}), kRefused);
+    EXPECT_EQ(run({"use", "#1"}), kRefused);
     EXPECT_EQ(err.str(), "0341: The command could not be run with administrator rights: Disco pieno.\n");
     EXPECT_EQ(fake.runs.size(), 1u);
 }

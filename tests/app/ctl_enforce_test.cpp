@@ -38,15 +38,16 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
     const Case cases[] = {
         {"Scuola", "https://www.giochi.it/poker/tavolo", "blocked 0181 giochi.it/poker\n"},
         {"scuola", "http://x.org/?q=CASINO", "blocked 0180 *casino\n"},
-        {"2", "https://news.poker.com/", "blocked 0182 .Poker.com\n"},
+        {"#2", "https://news.poker.com/", "blocked 0182 .Poker.com\n"},
         {"Scuola", "https://giochi.it/", "allowed\n"},
         {"Chiosco", "https://it.wikipedia.org/", "blocked 0182\n"},
-        {"3", "https://wikipedia.org/wiki/Roma", "allowed wikipedia.org\n"},
-        {"3", "about:newtab,", "allowed\n"},
-        {"3", "", "allowed\n"},
-        {"2", "http://sette.it/", "allowed\n"},  // identifier 2, not the profile named "2"
-        {"4", "http://sette.it/", "blocked 0180 *sette\n"},
-        {"1", "http://sette.it/", "allowed\n"},  // the delivered profile enforces nothing
+        {"#3", "https://wikipedia.org/wiki/Roma", "allowed wikipedia.org\n"},
+        {"#3", "about:newtab,", "allowed\n"},
+        {"#3", "", "allowed\n"},
+        {"#2", "http://sette.it/", "allowed\n"},
+        {"2", "http://sette.it/", "blocked 0180 *sette\n"},  // the profile named "2", not identifier 2
+        {"#4", "http://sette.it/", "blocked 0180 *sette\n"},
+        {"#1", "http://sette.it/", "allowed\n"},  // the delivered profile enforces nothing
     };
     for (const auto& c : cases) {
         EXPECT_EQ(run({"check", c.profile, c.address}), kOk) << err.str();
@@ -59,9 +60,9 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
 
 TEST_F(CtlEnforce, CheckRefusesWhatItCannotJudge) {
     EXPECT_EQ(run({"check", "Nessuno", "http://a.it/"}), kRefused);
-    EXPECT_NE(err.str().find("no profile Nessuno"), std::string::npos);
+    EXPECT_NE(err.str().find("no profile is named Nessuno"), std::string::npos);
     EXPECT_EQ(out.str(), "");
-    EXPECT_EQ(run({"check", "99", "http://a.it/"}), kRefused);
+    EXPECT_EQ(run({"check", "#99", "http://a.it/"}), kRefused);
     EXPECT_EQ(run({"check", "Scuola"}), kUsage);
     EXPECT_EQ(run({"check", "Scuola", "a", "b"}), kUsage);
 }
@@ -69,7 +70,7 @@ TEST_F(CtlEnforce, CheckRefusesWhatItCannotJudge) {
 // A damaged site list is never an empty one: the command says the store's
 // error and exits 1, instead of answering "allowed" for every address.
 TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
-    ASSERT_EQ(run({"check", "2", "http://www.poker.com/"}), kOk);
+    ASSERT_EQ(run({"check", "#2", "http://www.poker.com/"}), kOk);
     ASSERT_EQ(out.str().rfind("blocked", 0), 0u);
     const struct {
         const char* damage;
@@ -78,13 +79,16 @@ TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
         {"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietatiConsentiti"},
         {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column"},
         {"DROP TABLE Profili;", "no such table: Profili"},
+        // "http://" and a NUL: cut at the NUL, an entry that matches every address.
+        {"UPDATE SitiVietatiConsentiti SET Sito = CAST(X'687474703A2F2F0078' AS TEXT) WHERE Sito = '*casino';",
+         "NUL"},
     };
     const auto pristine = readWholeFile(db).value();
     for (const auto& c : cases) {
         SCOPED_TRACE(c.damage);
         test::writeFile(db, pristine);
         sql(db, c.damage);
-        EXPECT_EQ(run({"check", "2", "http://www.poker.com/"}), kRefused);
+        EXPECT_EQ(run({"check", "#2", "http://www.poker.com/"}), kRefused);
         EXPECT_EQ(out.str(), "");
         EXPECT_NE(err.str().find(c.error), std::string::npos) << err.str();
         EXPECT_EQ(run({"check", "Scuola", "-"}, "http://a.it/\n"), kRefused);
@@ -101,7 +105,7 @@ TEST_F(CtlEnforce, AnOutputThatCannotBeWrittenExitsOne) {
     FailingOutput full;
     std::ostream sink(&full);
     for (const std::vector<std::string>& args :
-         {std::vector<std::string>{"--db", db, "check", "2", "-"}, std::vector<std::string>{"--help"}}) {
+         {std::vector<std::string>{"--db", db, "check", "#2", "-"}, std::vector<std::string>{"--help"}}) {
         std::istringstream in("http://a.it/\nhttp://b.it/\n");
         err.str({});
         sink.clear();

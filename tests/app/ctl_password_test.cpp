@@ -64,7 +64,9 @@ TEST_F(CtlPassword, RefusalsChangeNothing) {
     const std::string before = stored();
     EXPECT_EQ(password("set", "   \n"), kRefused);
     EXPECT_EQ(err.str(), "0143: La password non può essere vuota.\n");
-    for (const std::string& bad : {std::string("due\nrighe\n"), std::string(1 << 20, 'a')}) {
+    EXPECT_EQ(password("set", "caff\xE8\n"), kRefused) << "a code page's bytes, not UTF-8";
+    EXPECT_EQ(err.str().rfind("0361: ", 0), 0u) << err.str();
+    for (const std::string& bad : {std::string("due\nrighe\n"), std::string(1 << 20, 'a'), std::string("caff\xE8")}) {
         EXPECT_EQ(password("set", bad), kRefused) << bad.substr(0, 20);
         EXPECT_EQ(password("check", bad), kRefused) << bad.substr(0, 20);
     }
@@ -75,6 +77,18 @@ TEST_F(CtlPassword, RefusalsChangeNothing) {
 
 // A store the password cannot be read from or written to is not a wrong
 // password: the command says the store's error.
+// A password saved by Notepad reads as the text it holds.
+TEST_F(CtlPassword, AFileInAnyWindowsEncodingGivesTheSamePassword) {
+    for (const std::string& input : {std::string("\xEF\xBB\xBF" "Caff\xC3\xA8 1\r\n"),
+                                     std::string("\xFF\xFE" "C\0a\0f\0f\0\xE8\0 \0" "1\0\r\0\n\0", 20),
+                                     std::string("\xFE\xFF\0C\0a\0f\0f\0\xE8\0 \0" "1", 16)}) {
+        ASSERT_EQ(password("set", "Altra\n"), kOk);
+        ASSERT_EQ(password("set", input), kOk) << err.str();
+        EXPECT_EQ(password("check", "Caff\xC3\xA8 1\n"), kOk);
+        EXPECT_EQ(password("check", input), kOk);
+    }
+}
+
 TEST_F(CtlPassword, StoreErrorsAreSaid) {
     sql(db, "DROP TABLE Opzioni;");
     EXPECT_EQ(password("check", "x\n"), kRefused);

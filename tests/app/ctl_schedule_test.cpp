@@ -66,6 +66,9 @@ TEST_F(CtlSlots, AProfileNamedLikeTheEmptyEntryIsThatProfile) {
     EXPECT_EQ(slots({"set", "1", "08:00", "12:00", test::kEmpty}), kOk) << err.str();
     EXPECT_EQ(slots({"fallback", test::kEmpty}), kOk) << err.str();
     EXPECT_EQ(record(), "'08:00:00''12:00:00'4NULLNULLNULLNULLNULLNULL40");
+    // By identifier too, as every command takes a profile.
+    EXPECT_EQ(slots({"set", "2", "13:00", "14:00", "#3"}), kOk) << err.str();
+    EXPECT_EQ(slots({"clear", "2"}), kOk) << err.str();
     EXPECT_EQ(slots({"show"}), kOk);
     EXPECT_EQ(out.str(), std::string("FasceOrarie\toff\n1\t08:00\t12:00\t") + test::kEmpty +
                              "\n2\t-\t-\t-\n3\t-\t-\t-\nProfiloFasceNonDefinite\t" + test::kEmpty + "\n");

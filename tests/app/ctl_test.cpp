@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "app/ctl_fixture.h"
+#include "app/ctl_session.h"
 #include "core/schema.h"
 #include "ombrix_version.h"
 
@@ -56,9 +57,9 @@ TEST_F(Ctl, AWriteKeepsTheStoresCopy) {
                    : std::string("<no copy>");
     };
     test::writeFile(copy, "no database");  // a damaged copy is made anew
-    EXPECT_EQ(run({"process", "add", "1", "gioco.exe"}), kOk);
+    EXPECT_EQ(run({"process", "add", "#1", "gioco.exe"}), kOk);
     EXPECT_EQ(copied(), "gioco.exe");
-    EXPECT_EQ(run({"process", "add", "1", "chat.exe"}), kOk);
+    EXPECT_EQ(run({"process", "add", "#1", "chat.exe"}), kOk);
     EXPECT_EQ(copied(), "gioco.exe,chat.exe");
     EXPECT_EQ(err.str(), "");
 }
@@ -145,6 +146,25 @@ TEST_F(Ctl, WithoutDbTheProgramFoldersDatabaseIsUsed) {
 #endif
     EXPECT_EQ(ctl({"profiles"}), kOk) << err.str();
     EXPECT_EQ(out.str(), "1\tNessuna restrizione\n");
+}
+
+// Text from the store or the input, printed, can neither forge a line or a
+// field nor turn the rest of the line around or be read as a terminal's command.
+TEST(Printable, EscapesWhatCouldForgeOrHideWhatFollows) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"Scuola 3\xC2\xAA B", "Scuola 3\xC2\xAA B"},               // ª is a letter
+        {"caff\xC3\xA8 \xE2\x82\xAC", "caff\xC3\xA8 \xE2\x82\xAC"},  // è and €
+        {"a\tb\nc\rd\\e", "a\\tb\\nc\\rd\\\\e"},
+        {std::string("a\0b\x1b[2J\x7f", 8), "a\\x00b\\x1b[2J\\x7f"},
+        {"x\xC2\x85y\xC2\x9B" "1m", "x\\u0085y\\u009b1m"},  // C1: NEL, CSI
+        {"gioco\xE2\x80\xAE" "exe.txt", "gioco\\u202eexe.txt"},  // right-to-left override
+        {"\xE2\x80\xAA\xE2\x80\xAB\xE2\x80\xAC\xE2\x80\xAD", "\\u202a\\u202b\\u202c\\u202d"},
+        {"\xE2\x81\xA6\xE2\x81\xA7\xE2\x81\xA8\xE2\x81\xA9", "\\u2066\\u2067\\u2068\\u2069"},
+        {"\xE2\x80\x8E\xE2\x80\x8F\xD8\x9C", "\\u200e\\u200f\\u061c"},
+        {"\xE2\x80\x8D\xE2\x80\xAF", "\xE2\x80\x8D\xE2\x80\xAF"},  // joiner and narrow space stay
+        {"caff\xE8 \x9B" "1m \xC3", "caff\\xe8 \\x9b1m \\xc3"},   // bytes that are not UTF-8
+    };
+    for (const auto& [text, shown] : cases) EXPECT_EQ(printable(text), shown) << shown;
 }
 
 }  // namespace

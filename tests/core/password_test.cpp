@@ -155,6 +155,12 @@ TEST(Password, NewPasswordChecks) {
         {accented, accented, ""},
         {longest + "a", longest + "a", "0311"},
         {std::string("a\0b", 3), std::string("a\0b", 3), "0312"},
+        // Bytes that are not UTF-8 (a code page's "caffè", a cut character): no key types them.
+        {"caff\xE8", "caff\xE8", "0361"},
+        {"caff\xC3", "caff\xC3", "0361"},
+        {"a\xED\xA0\x80", "a\xED\xA0\x80", "0361"},  // a lone surrogate
+        {"a\xC0\xAF", "a\xC0\xAF", "0361"},          // an overlong slash
+        {"caff\xC3\xA8", "caff\xC3\xA8", ""},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(newPasswordProblem(c.password, c.confirmation), c.problem) << c.password.substr(0, 20);
@@ -164,6 +170,8 @@ TEST(Password, NewPasswordChecks) {
     EXPECT_TRUE(passwordMatches(stored, longest));
     EXPECT_FALSE(passwordMatches(stored, longest + "a"));
     EXPECT_FALSE(passwordMatches(stored, std::string(1 << 20, 'a')));
+    // Nor is one that is not UTF-8 ever typed: a plain old value so written opens nothing.
+    EXPECT_FALSE(passwordMatches("caff\xE8", "caff\xE8"));
 }
 
 }  // namespace

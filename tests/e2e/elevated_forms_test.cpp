@@ -131,7 +131,7 @@ TEST_F(ElevatedFormsTest, TheProfileChosenIsInUseAtOnceAndSavedByAnElevatedOmbri
         // An ombrixctl without the flag refuses it: the refusal is told.
         HWND box = nullptr;
         ASSERT_TRUE(waitFor([&] { return (box = messageBox(*program, IDOK)) != nullptr; }));
-        EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"ombrixctl use 7"), std::wstring::npos);
+        EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"ombrixctl use #7"), std::wstring::npos);
         PostMessageW(box, WM_COMMAND, IDOK, 0);
     }
     EXPECT_TRUE(waitFor([&] { return IsWindowEnabled(main) != FALSE; }));

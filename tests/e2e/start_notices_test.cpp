@@ -106,7 +106,7 @@ TEST_F(BoxLeftOpenTest, TheFirstStartsPasswordForm) {
 // then lost. The last profile's programs stay forbidden.
 TEST_F(BoxLeftOpenTest, TheLostStoreNoticeAndTheLastProfilesPrograms) {
     const StartedProgram add(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
-                             test::quoted(pathToUtf8(install.database())) + " process add 1 vietato.exe");
+                             test::quoted(pathToUtf8(install.database())) + " process add #1 vietato.exe");
     ASSERT_EQ(add.waitForExit(), 0u);
     markMachine();
     std::filesystem::remove(install.database());

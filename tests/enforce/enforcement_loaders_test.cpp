@@ -210,13 +210,52 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
     }
 }
 
-// An entry longer than the store's column is cut when loaded.
-TEST(Loaders, LongEntriesAreCutToTheColumnWidth) {
+// A site entry is enforced whole: cut to the column's width, an allowed
+// entry would let more through. A forbidden name or title cut so only
+// forbids more, and is cut.
+TEST(Loaders, SiteEntriesAreReadWholeNamesAndTitlesCutToTheColumnWidth) {
     test::EnforcementRig rig;
-    rig.addProfile(2, true, {"*" + std::string(100000, 'k')});
+    const std::string page = "http://example.org/" + std::string(300, 'k');
+    rig.addProfile(2, false, {page}, {std::string(300, 'p') + ".exe"}, {std::string(300, 't')});
     rig.use(2);
     ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
-    EXPECT_EQ(rig.enforcement->ElencoSiti().entry(0).size(), 255u);
+    EXPECT_EQ(rig.enforcement->ElencoSiti().entry(0), page);
+    EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), true, page.substr(0, 255) + "x").blocked);
+    EXPECT_EQ(rig.enforcement->ElencoProcessi().front().size(), 255u);
+    EXPECT_EQ(rig.enforcement->ElencoFinestre().front().size(), 255u);
+}
+
+// A NUL in a stored entry (another tool wrote it) would end a C string
+// early: "http://\0a\0.\0i\0t" read so is "http://", which matches every
+// address. Such a list is never enforced shorter: it reads as damaged, so
+// the lists loaded last stay (at start every page is blocked) and the
+// administrator is told.
+TEST(Loaders, AnEntryHoldingANulIsNeverEnforcedAsAShorterOne) {
+    const std::string utf16Entry("http://\0a\0.\0i\0t", 14);
+    for (const bool forbidden : {false, true}) {
+        SCOPED_TRACE(forbidden ? "forbidden list" : "allowed list");
+        {  // At start: every page is blocked.
+            test::EnforcementRig rig;
+            rig.addProfile(2, forbidden, {".scuola.it", utf16Entry});
+            rig.use(2);
+            EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), rig.enforcement->SitiConsentiti(),
+                                        "https://altro.example/")
+                            .blocked);
+            EXPECT_TRUE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
+            ASSERT_EQ(rig.host.storeErrors.size(), 1u);
+            EXPECT_NE(rig.host.storeErrors[0].find("NUL"), std::string::npos) << rig.host.storeErrors[0];
+        }
+        {  // After a good list: that list stays.
+            test::EnforcementRig rig;
+            rig.addProfile(2, true, {".vietato.it"});
+            rig.addProfile(3, forbidden, {utf16Entry});
+            rig.use(2);
+            rig.use(3);
+            ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
+            EXPECT_EQ(rig.enforcement->ElencoSiti().entry(0), ".vietato.it");
+            EXPECT_EQ(rig.host.storeErrors.size(), 1u);
+        }
+    }
 }
 
 }  // namespace

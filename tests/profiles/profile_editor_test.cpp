@@ -4,10 +4,12 @@
 
 #include <tuple>
 
+#include "core/profile_switches.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
 #include "platform/system.h"
+#include "platform/text.h"
 #include "profiles/profile_fixtures.h"
 #include "support/language.h"
 
@@ -57,9 +59,26 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
         EntryVerdict::Kind verdict;
         const char* stored;  // or the first refusal's identifier
     } cases[] = {
-        {ListKind::Sites, " . ", EntryVerdict::Kind::Ignore, ""},
-        {ListKind::Sites, "*", EntryVerdict::Kind::Ignore, ""},
         {ListKind::Sites, "  ", EntryVerdict::Kind::Ignore, ""},
+        // Entries that match every address: on an allowed list they let every page through.
+        {ListKind::Sites, " . ", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "*", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "*.", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "http://", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "https://", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "www.", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "http://www.", EntryVerdict::Kind::Refuse, "0360"},
+        {ListKind::Sites, "\"\"", EntryVerdict::Kind::Accept, "http://\"\""},  // quotes are part of the entry
+        {ListKind::Sites, "*.it", EntryVerdict::Kind::Accept, "*.it"},
+        {ListKind::Sites, ".it", EntryVerdict::Kind::Accept, ".it"},
+        // What no one types into a box: a control character, a NUL, bytes that are not UTF-8.
+        {ListKind::Sites, "sc\x01uola.it", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::Sites, "scuola.it\t", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::Sites, "caff\xE8.it", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::Sites, "x\xC2\x85.it", EntryVerdict::Kind::Refuse, "0359"},  // U+0085, a C1 control
+        {ListKind::Sites, "caff\xC3\xA8.it", EntryVerdict::Kind::Accept, "http://caff\xC3\xA8.it"},
+        {ListKind::Processes, "gioco\x7f.exe", EntryVerdict::Kind::Refuse, "0359"},
+        {ListKind::WindowTitles, "Solitario\x1b[2J", EntryVerdict::Kind::Refuse, "0359"},
         {ListKind::Sites, " Example.ORG/News ", EntryVerdict::Kind::Accept, "http://Example.ORG/News"},
         {ListKind::Sites, "HTTP://example.org", EntryVerdict::Kind::Accept, "http://HTTP://example.org"},
         {ListKind::Sites, "outlook:inbox", EntryVerdict::Kind::Accept, "outlook:inbox"},
@@ -78,11 +97,19 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
         EXPECT_EQ(v.kind, c.verdict) << c.typed;
         EXPECT_EQ(v.kind == EntryVerdict::Kind::Refuse ? v.messages.front() : v.value, c.stored) << c.typed;
     }
+    // A NUL, which a C string would end the entry at.
+    for (const ListKind kind : {ListKind::Sites, ListKind::Processes, ListKind::WindowTitles}) {
+        const EntryVerdict v = entryVerdict(kind, std::string("a\0b.exe", 7));
+        EXPECT_EQ(v.kind, EntryVerdict::Kind::Refuse);
+        EXPECT_EQ(v.messages, std::vector<std::string>{"0359"});
+    }
     EXPECT_EQ(processEntry("x.EXE").messages, (std::vector<std::string>{"0028", "0029", "0030"}));
 
     const std::pair<const char*, const char*> pages[] = {
         {"outlook.com", "http://outlook.com"},    {"file://c/x.htm", "http://file://c/x.htm"},
         {"file:///c:/x.htm", "file:///c:/x.htm"}, {"C:\\Giochi\\avvia.bat", "C:\\Giochi\\avvia.bat"},
+        {"X.BAT", "X.BAT"},                       {" Giochi.Exe ", "Giochi.Exe"},
+        {"x.bat.htm", "http://x.bat.htm"},
         {" ftp.x.org ", "ftp.x.org"},             {"www.Example.org", "http://www.Example.org"},
         {"", ""},
     };
@@ -90,7 +117,8 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
 }
 
 // The save's allowed-list check: the enforcement's rule (its cases are the
-// site rule's table), over non-empty entries, with programs and built-in pages let through.
+// site rule's table), over non-empty entries, with programs let through; a built-in page
+// such as about:blank is judged as any other, so an empty allowed list lets none through.
 TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
     const struct {
         const char* page;
@@ -102,9 +130,34 @@ TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
         {"http://example.org", {""}, false},
         {"http://example.org", {}, false},
         {"C:\\giochi\\avvia.bat", {}, true},
-        {"about:blank", {}, true},
+        {"X.BAT", {}, true},
+        // An empty allowed list lets no page through, a built-in one neither.
+        {"about:blank", {}, false},
+        {"about:newtab", {"http://example.org"}, false},
+        {"about:blank", {"about:blank"}, true},
     };
     for (const auto& c : cases) EXPECT_EQ(homePageAllowed(c.page, c.sites), c.allowed) << c.page;
+}
+
+// One test says whether a home page names a program, for the editor's save,
+// the import (which saves through the same rules) and the start of the page.
+TEST(EntryRules, AProgramAsHomePageIsTheSameEverywhere) {
+    const struct {
+        const char* page;
+        bool program;
+    } cases[] = {
+        {"C:\\giochi\\avvia.bat", true}, {"X.BAT", true},   {"calc.EXE", true},  {" Giochi.Exe  ", true},
+        {"x.Bat", true},                   {"exe", false},    {".exe", true},      {"setup.exe.html", false},
+        {"http://x.org/a.exe", true},      {"x.exe/", false}, {"x.com", false},    {"", false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(core::homePageIsProgram(c.page), c.program) << c.page;
+        // The editor keeps a program as typed and never judges it against the list.
+        EXPECT_EQ(normalisedHomePage(c.page) == trimBlanks(c.page), c.program || std::string_view(c.page).empty())
+            << c.page;
+        EXPECT_EQ(homePageAllowed(normalisedHomePage(c.page), {}), c.program || std::string_view(c.page).empty())
+            << c.page;
+    }
 }
 
 TEST_F(ProfileEditorTest, ANewRecordRefusesEveryListUntilSaved) {
@@ -161,7 +214,11 @@ TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
     EXPECT_EQ(add(ListKind::Processes, "GIOCO.EXE"), Outcome::Refused);
     EXPECT_EQ(lastShown(), "T0028\nT0029\nT0030");
     EXPECT_EQ(editor.entryBox(ListKind::Processes), "GIOCO.EXE");
-    EXPECT_EQ(add(ListKind::Sites, "."), Outcome::Ignored);
+    EXPECT_EQ(add(ListKind::Sites, "  "), Outcome::Ignored);
+    // An entry that matches every address stays in the box, with the reason.
+    EXPECT_EQ(add(ListKind::Sites, "www."), Outcome::Refused);
+    EXPECT_EQ(dialogs.shown.back().messageId, "0360");
+    EXPECT_EQ(editor.entryBox(ListKind::Sites), "http://www.");
 
     EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://Example.org"});
     EXPECT_EQ(texts(editor.list(ListKind::Processes)), std::vector<std::string>{"gioco.exe"});
@@ -189,6 +246,10 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
         {"   ", true, "", "T0019\nT0020", ProfileEditor::Focus::Name},
         {" SCUOLA ", true, "", "T0021", ProfileEditor::Focus::Name},
         {"Casa", false, "www.example.org", "T0022\nT0023", ProfileEditor::Focus::None},
+        {"Ca\tsa", true, "", "T0359", ProfileEditor::Focus::Name},
+        {"Casa", true, "example.org\x1b", "T0359", ProfileEditor::Focus::None},
+        // An empty allowed list lets no home page through, a built-in one neither.
+        {"Casa", false, "about:blank", "T0022\nT0023", ProfileEditor::Focus::None},
     };
     for (const auto& c : cases) {
         ASSERT_EQ(editor.moveTo(id), Outcome::Done);
@@ -201,10 +262,11 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
         EXPECT_EQ(editor.focus(), c.focus);
         EXPECT_EQ(test::profileRows(db), before);
     }
-    // The box shows the page as it would be saved.
-    EXPECT_EQ(editor.record().homePage, "http://www.example.org");
-    editor.record().homePage = "C:\\giochi\\avvia.bat";
+    // The box shows the page as it would be saved; a program, in any case, is never judged.
+    EXPECT_EQ(editor.record().homePage, "about:blank");
+    editor.record().homePage = "C:\\giochi\\AVVIA.BAT";
     EXPECT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(editor.record().homePage, "C:\\giochi\\AVVIA.BAT");
 
     // The profile's own name in another case is no clash; the list makes the page allowed.
     EXPECT_EQ(add(ListKind::Sites, ".example.org"), Outcome::Done);

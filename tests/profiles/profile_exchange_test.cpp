@@ -3,7 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <filesystem>
 #include <random>
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
 
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
@@ -92,7 +97,9 @@ std::string file(const std::string& body) {
     for (const char* tag : {"NOME", "MODO", "DOWNLOAD", "MESSAGGI", "BROWSERINTERNO", "LISTASITI", "HOMEPAGE", "SITI",
                             "PROCESSI", "FINESTRE"}) {
         const std::string open = std::string("<") + tag + ">";
-        if (body.find(open) == std::string::npos) out += open + "\r\n</" + tag + ">\r\n";
+        // The site list needs its word; every other section may stand empty.
+        const std::string value = std::string(tag) == "LISTASITI" ? "CONSENTITI\r\n" : "";
+        if (body.find(open) == std::string::npos) out += open + "\r\n" + value + "</" + tag + ">\r\n";
     }
     return body + out;
 }
@@ -117,7 +124,7 @@ TEST(ExchangeRead, SwitchWordsListsAndChecks) {
         {"</NOME>\r\n" + file("<NOME>\r\nA\r\n"), S::MissingPair, "<NOME>"},
         {file("<NOME>\r\nA\r\n</NOME>\r\n<FINESTRE>\r\n"), S::MissingPair, "<FINESTRE>"},
         {std::string("<NOME>\0", 7) + file(""), S::NotText, ""},
-        {std::string("\xFF\xFE<\0N\0", 6), S::NotText, ""},
+        {std::string("\xFF\xFE<\0N\0", 6), S::MissingPair, "<NOME>"},  // UTF-16, read as such
         {"\xEF\xBB\xBF" + file("<NOME>\r\nCaff\xC3\xA8\r\n</NOME>\r\n"), S::Valid,
          "Caff\xC3\xA8 normal allowed shown internal allowed maxoff fulloff"},
     };
@@ -139,9 +146,33 @@ TEST(ExchangeRead, SwitchWordsListsAndChecks) {
     }
 }
 
+// The site list's word decides what the list means: compared trimmed and in
+// any case, and a word that is neither refuses the file rather than making
+// an allowed list of what were forbidden sites.
+TEST(ExchangeRead, TheSiteListWordIsReadInAnyCaseOrRefused) {
+    const struct {
+        const char* word;
+        const char* read;  // "forbidden", "allowed" or "refused"
+    } cases[] = {
+        {"PROIBITI", "forbidden"},   {"proibiti", "forbidden"},  {"  Proibiti\t", "forbidden"},
+        {"\tPROIBITI ", "forbidden"}, {"CONSENTITI", "allowed"},  {"consentiti ", "allowed"},
+        {"VIETATI", "refused"},      {"PROIBITI.", "refused"},   {"", "refused"},
+    };
+    for (const auto& c : cases) {
+        const ExchangeRead r =
+            readExchange(file(std::string("<NOME>\r\nA\r\n</NOME>\r\n<LISTASITI>\r\n") + c.word + "\r\n</LISTASITI>\r\n"));
+        const std::string got = r.status == ExchangeRead::Status::Valid
+                                    ? (r.profile.record.forbiddenList ? "forbidden" : "allowed")
+                                    : "refused";
+        EXPECT_EQ(got, c.read) << c.word;
+    }
+    EXPECT_NE(readExchange(file("<NOME>\r\nA\r\n</NOME>\r\n<LISTASITI>\r\n</LISTASITI>\r\n")).status,
+              ExchangeRead::Status::Valid);
+}
+
 TEST(ExchangeRead, EachListHasItsOwnNormalisation) {
     const ExchangeRead r = readExchange(file(
-        "<NOME>\r\nA\r\n</NOME>\r\n<SITI>\r\n .\r\n*\r\n\r\n  scuola.it \r\nHTTP://X.IT\r\n.dom.it\r\n</SITI>\r\n"
+        "<NOME>\r\nA\r\n</NOME>\r\n<SITI>\r\n\r\n  scuola.it \r\nHTTP://X.IT\r\n.dom.it\r\n</SITI>\r\n"
         "<PROCESSI>\r\nNOTEPAD.EXE\r\nc:\\x.exe\r\ncalc.exe  \r\nbad.com\r\n  paint.exe\r\n</PROCESSI>\r\n"
         "<FINESTRE>\r\n  Titolo  \r\n\r\n</FINESTRE>\r\n"));
     ASSERT_EQ(r.status, ExchangeRead::Status::Valid);
@@ -149,7 +180,7 @@ TEST(ExchangeRead, EachListHasItsOwnNormalisation) {
     // Lowered first: capitals pass here though the editor's box refuses them;
     // trailing blanks hide the ".exe" ending and the line is skipped.
     EXPECT_EQ(r.profile.processes, (std::vector<std::string>{"notepad.exe", "paint.exe"}));
-    EXPECT_EQ(r.profile.windows, (std::vector<std::string>{"Titolo", ""}));
+    EXPECT_EQ(r.profile.windows, std::vector<std::string>{"Titolo"});
 }
 
 class ExchangeStoreTest : public ::testing::Test {
@@ -197,13 +228,119 @@ TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
         file("<NOME>\r\n\r\n</NOME>\r\n"),                                         // 0332 + 0338: no name
         std::string("\0", 1) + valid,                                             // 0332 + 0335: not text
         file("<NOME>\r\nN\r\n</NOME>\r\n<HOMEPAGE>\r\naltro.it\r\n</HOMEPAGE>\r\n"),  // 0022: its list blocks it
+        // 0359: an entry with a control character, named by its line
+        file("<NOME>\r\nN\r\n</NOME>\r\n<SITI>\r\nok.it\r\nx\x01.it\r\n</SITI>\r\n"),
+        // 0360: an entry that matches every address
+        file("<NOME>\r\nN\r\n</NOME>\r\n<SITI>\r\nok.it\r\n  .  \r\n</SITI>\r\n"),
+        // 0362: the site list is neither forbidden nor allowed
+        file("<NOME>\r\nN\r\n</NOME>\r\n<LISTASITI>\r\nVIETATI\r\n</LISTASITI>\r\n"),
+        // 0359: a process line or a window title with a NUL's neighbours
+        file("<NOME>\r\nN\r\n</NOME>\r\n<FINESTRE>\r\nTitolo\x7f\r\n</FINESTRE>\r\n"),
     };
     for (const auto& bytes : refused) EXPECT_EQ(importText(bytes), -1);
-    EXPECT_EQ(shownIds(), "0050 0332 0332 0332 0022 ");
+    ASSERT_EQ(shownIds(), "0050 0332 0332 0332 0022 0332 0332 0332 0332 ");
     EXPECT_EQ(dialogs.shown[0].title, "T0051");
     EXPECT_EQ(dialogs.shown[0].text, "T0050aULA.");
     EXPECT_EQ(dialogs.shown[2].text, "T0332\nT0333\nT0338");
+    EXPECT_EQ(dialogs.shown[5].text, "T0332\nT0359\nT0363 6");
+    EXPECT_EQ(dialogs.shown[6].text, "T0332\nT0360\nT0363 6");
+    EXPECT_EQ(dialogs.shown[7].text, "T0332\nT0362\nT0363 5");
+    EXPECT_EQ(dialogs.shown[8].text, "T0332\nT0359\nT0363 5");
     EXPECT_EQ(test::profileRows(db), withAula);
+}
+
+// A file saved by Notepad as "Unicode" (or big endian), or as UTF-8 with its
+// mark, holds the same profile as the code page's.
+TEST_F(ExchangeStoreTest, UnicodeFilesReadAsTheTextTheyHold) {
+    const std::string text = file("<NOME>\r\nCaff\xC3\xA8\r\n</NOME>\r\n<LISTASITI>\r\nCONSENTITI\r\n</LISTASITI>\r\n"
+                                  "<SITI>\r\nscuola.it\r\n.wiki.org\r\n</SITI>\r\n");
+    const auto utf16 = [&](bool bigEndian) {
+        std::string out = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+        for (std::size_t pos = 0; pos < text.size();) {
+            const char32_t c = decodeUtf8(text, pos);
+            const char hi = static_cast<char>(c >> 8), lo = static_cast<char>(c & 0xFF);
+            out += bigEndian ? std::string{hi, lo} : std::string{lo, hi};
+        }
+        return out;
+    };
+    const std::string forms[] = {utf16(false), utf16(true), "\xEF\xBB\xBF" + text};
+    for (const std::string& bytes : forms) {
+        const long long id = importText(bytes);
+        ASSERT_GT(id, 0) << shownIds();
+        const ExchangeProfile p = stored(id);
+        EXPECT_EQ(p.record.name, "Caff\xC3\xA8");
+        EXPECT_FALSE(p.record.forbiddenList);
+        EXPECT_EQ(p.sites, (std::vector<std::string>{"http://scuola.it", ".wiki.org"}));
+        ASSERT_TRUE(db.run("DELETE FROM Profili WHERE IDProfilo = ?;", {core::Value(static_cast<std::int64_t>(id))}));
+    }
+}
+
+// An export reads back whatever its size: here 18 MB, over the bound the
+// import once had, in lines of the length a site entry may have.
+TEST_F(ExchangeStoreTest, ALargeExportIsImportedAgain) {
+    ExchangeProfile p;
+    p.record.name = "Grande";
+    for (int i = 0; i < 80000; ++i) {
+        p.sites.push_back("http://sito" + std::to_string(i) + ".example.org/" + std::string(200, 'p'));
+    }
+    const std::string path = dir.file("grande.OX");
+    ASSERT_EQ(exchange.exportTo(p, path), Result::Done);
+    ASSERT_GT(fileSize(path).value_or(0), 16u * 1024u * 1024u);
+    long long id = -1;
+    ASSERT_EQ(exchange.importFrom(path, &id), Result::Done) << shownIds();
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM SitiVietatiConsentiti WHERE IDProfilo = ?;",
+                        {core::Value(static_cast<std::int64_t>(id))})
+                  .toInteger(),
+              80000);
+    EXPECT_EQ(db.scalar("SELECT Sito FROM SitiVietatiConsentiti WHERE IDProfilo = ? ORDER BY rowid DESC LIMIT 1;",
+                        {core::Value(static_cast<std::int64_t>(id))})
+                  .toText(),
+              p.sites.back());
+}
+
+// An export never replaces what is not a file of its own: a device, or
+// another program's "<file>.tmp" beside it.
+TEST_F(ExchangeStoreTest, AnExportWritesOnlyItsOwnFile) {
+    ExchangeProfile p = sample();
+    const std::string path = dir.file("scuola.OX");
+    ASSERT_TRUE(writeWholeFile(path + ".tmp", "altrui"));
+    ASSERT_EQ(exchange.exportTo(p, path), Result::Done);
+    EXPECT_EQ(readWholeFile(path + ".tmp"), "altrui");
+    std::size_t entries = 0;
+    for (const auto& e : std::filesystem::directory_iterator(dir.path())) entries += e.path().filename() != "italian.lng";
+    EXPECT_EQ(entries, 2u) << "nothing left behind";
+    // A folder in the file's place stays a folder.
+    std::filesystem::create_directory(dir.path() / "cartella.OX");
+    EXPECT_EQ(exchange.exportTo(p, dir.file("cartella.OX")), Result::Failed);
+    EXPECT_TRUE(std::filesystem::is_directory(dir.path() / "cartella.OX"));
+    EXPECT_EQ(dialogs.shown.back().messageId, "0337");
+#ifndef _WIN32
+    // A device or a pipe stays what it was.
+    const std::string pipe = dir.file("pipe.OX");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(exchange.exportTo(p, pipe), Result::Failed);
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+#endif
+}
+
+// A box waits for the user with the store free: the import's transaction
+// has ended before anything is told, refused or not.
+TEST_F(ExchangeStoreTest, MessagesWaitWithTheStoreFree) {
+    struct Probe final : platform::Dialogs {
+        core::Database* db = nullptr;
+        std::vector<bool> free;
+        platform::MessageAnswer messageBox(const platform::MessageBoxRequest&) override {
+            free.push_back(db->exec("BEGIN IMMEDIATE;") && db->exec("ROLLBACK;"));
+            return platform::MessageAnswer::Ok;
+        }
+        std::optional<std::string> browseForFolder(const std::string&) override { return std::nullopt; }
+    } probe;
+    probe.db = &db;
+    ProfileExchange withProbe{db, probe, language, &printers};
+    const std::string aula = file("<NOME>\r\nAula\r\n</NOME>\r\n<STAMPANTE>\r\nAltra\r\n</STAMPANTE>\r\n");
+    EXPECT_EQ(withProbe.importBytes(aula), Result::Done);     // 0037: no such printer, imported all the same
+    EXPECT_EQ(withProbe.importBytes(aula), Result::Refused);  // 0050: the name is taken
+    EXPECT_EQ(probe.free, (std::vector<bool>{true, true}));
 }
 
 TEST_F(ExchangeStoreTest, PrinterLookedUpAndDuplicatesSkipped) {
@@ -252,7 +389,7 @@ TEST_F(ExchangeStoreTest, FilesThroughTheDialogs) {
 
 // Random profiles, exported and imported, come back as they were, unless
 // the export refused a value the file cannot carry: a character outside the
-// code page, or a whole line reading as a tag. (Values are generated as the
+// code page, a control character, or a whole line reading as a tag. (Values are generated as the
 // editor stores them: trimmed, sites by the site rule, processes in small
 // letters, no duplicates; the import's normalisations are the identity on
 // them.)
@@ -260,7 +397,7 @@ TEST_F(ExchangeStoreTest, RoundTripOfRandomProfiles) {
     std::mt19937 rng(20261123);
     const auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
     const std::vector<std::string> pieces = {"a", "Z", " ", "\"", "'", "<", ">", "/", "\xC3\xA0", "\xC3\xA8", "\xE2\x82\xAC",
-                                             "\t", "<NOME>", "</SITI>", "x.it", "\xC3\x89", ".", "*", "?", "\xC2\x81"};
+                                             "<NOME>", "</SITI>", "x.it", "\xC3\x89", ".", "*", "?"};
     int refused = 0;
     int carried = 0;
     const auto text = [&](std::size_t maxPieces) {
@@ -268,6 +405,7 @@ TEST_F(ExchangeStoreTest, RoundTripOfRandomProfiles) {
         const std::size_t n = pick(8) == 0 ? 400 + pick(400) : pick(maxPieces);
         for (std::size_t i = 0; i < n; ++i) s += pieces[pick(pieces.size())];
         if (pick(40) == 0) s += "\xCE\xA9";                         // outside the code page
+        if (pick(60) == 0) s += pick(2) ? "\t" : "\xC2\x81";           // a control character
         if (pick(60) == 0) s = std::string("</PROCESSI>");          // a whole line as a tag
         return std::string(trimBlanks(s));
     };
@@ -293,7 +431,10 @@ TEST_F(ExchangeStoreTest, RoundTripOfRandomProfiles) {
         r.fullScreen = pick(2);
         r.forbiddenList = pick(2);
         r.printer = pick(3) == 0 ? "" : printers.installed()[pick(2)];
-        p.sites = list([&] { return siteEntry(text(5)).value; });
+        p.sites = list([&] {
+            const EntryVerdict v = siteEntry(text(5));
+            return v.kind == EntryVerdict::Kind::Accept ? v.value : std::string();
+        });
         p.processes = list([&] {
             std::string v = lowerText(text(4));
             for (char& c : v) c = (c == '/' || c == ':' || c == '\\') ? '_' : c;
@@ -307,7 +448,7 @@ TEST_F(ExchangeStoreTest, RoundTripOfRandomProfiles) {
         if (t.uncarried) {
             ++refused;
             const std::string& v = *t.uncarried;
-            EXPECT_TRUE(!utf8ToCp1252Exact(v) || trimBlanks(v).starts_with("<")) << v;
+            EXPECT_TRUE(!utf8ToCp1252Exact(v) || !typeableText(v) || trimBlanks(v).starts_with("<")) << v;
             continue;
         }
         ++carried;

@@ -1,6 +1,10 @@
 // ombrixctl.exe: wide arguments from the system, UTF-8 to the console.
 #include <windows.h>
 
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -45,6 +49,10 @@ bool stdinIsConsole() {
 
 int wmain(int argc, wchar_t** argv) {
     SetConsoleOutputCP(CP_UTF8);
+    // Standard input as it is: text mode would end a UTF-16 list at its first
+    // 0x1A byte (the low byte of a "К") and fold the bytes CR LF inside a
+    // character; the readers tell line ends themselves.
+    (void)_setmode(_fileno(stdin), _O_BINARY);
     std::vector<std::string> args;
     for (int i = 1; i < argc; ++i) args.push_back(ombrix::win32::fromWide(argv[i]));
     ConsoleInput console;
