@@ -3,13 +3,14 @@
 #include "enforce/site_rules.h"
 #include "platform/failures.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 void UnwiredBlockers::bloccaConsentitiOld(Which w) {
     Side s = sites_.side(w);
     if (!sites_.outsideAllowedList(w, s)) return;
     const std::string shown = s.lbl;
-    const std::string notice = text("0182") + " " + withoutQuotes(shown);
+    const std::string notice = text(msg::SiteNotAllowed) + " " + withoutQuotes(shown);
     p_.holders.txtTitoloFinestraDaChiudere = shown;
     sites_.ChiudiScheda();
     p_.holders.txtTitoloFinestraDaChiudere.clear();
@@ -44,7 +45,7 @@ void UnwiredBlockers::BloccaSitiDaElencoConsentitiChromeIndietro() {
     m_.keyboard.keyEvent(kVkLeft, kDown);
     m_.keyboard.keyEvent(kVkLeft, kUp);
     m_.keyboard.keyEvent(kVkMenu, platform::kKeyUp);
-    notify(text("0182") + " " + withoutQuotes(s.lbl), kNoticeSite);
+    notify(text(msg::SiteNotAllowed) + " " + withoutQuotes(s.lbl), kNoticeSite);
 }
 
 std::string UnwiredBlockers::TitoloChrome() { return dde("Chrome"); }
@@ -55,13 +56,15 @@ void UnwiredBlockers::BloccaSitiDaElencoVietatiOpera() {
     const std::size_t match = p_.elencoSiti.firstMatch(address);
     if (match == kNoMatch) return;
     // A keyword blocks the page, any other entry the site.
-    notify(text(p_.elencoSiti.kind(match) == SiteKind::Keyword ? "0185" : "0184") + " " + address, kNoticeSite);
+    notify(text(p_.elencoSiti.kind(match) == SiteKind::Keyword ? msg::OperaPageBlocked : msg::SiteForbiddenInOpera) +
+               " " + address,
+           kNoticeSite);
 }
 
 void UnwiredBlockers::BloccaSitiDaElencoConsentitiOpera() {
     const std::string address = dde("Opera");
     if (address.empty() || p_.elencoSiti.firstMatch(address) != kNoMatch || allowedListExempt(address)) return;
-    notify(text("0186") + " " + address, kNoticeSite);
+    notify(text(msg::SiteNotAllowedInOpera) + " " + address, kNoticeSite);
 }
 
 std::string UnwiredBlockers::IndirizzoFirefoxDDE() { return dde("Firefox"); }
