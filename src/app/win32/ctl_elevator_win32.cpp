@@ -22,9 +22,8 @@ std::wstring userSid() {
     if (size == 0 || !GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return {};
     wchar_t* text = nullptr;
     if (!ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text)) return {};
-    std::wstring sid(text);
-    LocalFree(text);
-    return sid;
+    const win32::UniqueLocal owner(text);
+    return std::wstring(text);
 }
 
 std::wstring ownPath() {
@@ -54,6 +53,7 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
         error = win32::systemMessage(GetLastError());
         return std::nullopt;
     }
+    const win32::UniqueLocal owner(descriptor);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
     wchar_t temp[MAX_PATH + 1] = {};
     const DWORD n = GetTempPathW(MAX_PATH + 1, temp);
@@ -74,7 +74,6 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
         }
         if (!made && error.empty()) error = win32::systemMessage(ERROR_ALREADY_EXISTS);
     }
-    LocalFree(descriptor);
     return made;
 }
 

@@ -203,10 +203,9 @@ void MainForm::bringBack(int leftTwips, int topTwips) {
     HWND form = dialog_.get();
     ShowWindow(form, SW_RESTORE);
     ShowWindow(form, SW_SHOW);
-    HDC screen = GetDC(nullptr);
-    const int dpiX = screen ? GetDeviceCaps(screen, LOGPIXELSX) : 96;
-    const int dpiY = screen ? GetDeviceCaps(screen, LOGPIXELSY) : 96;
-    if (screen) ReleaseDC(nullptr, screen);
+    const WindowDc screen(nullptr);
+    const int dpiX = screen ? GetDeviceCaps(screen.get(), LOGPIXELSX) : 96;
+    const int dpiY = screen ? GetDeviceCaps(screen.get(), LOGPIXELSY) : 96;
     SetWindowPos(form, nullptr, MulDiv(leftTwips, dpiX, 1440), MulDiv(topTwips, dpiY, 1440), 0, 0,
                  SWP_NOSIZE | SWP_NOZORDER);
     clearPassword();
