@@ -13,9 +13,8 @@ namespace {
 
 // The calling user's SID as text ("S-1-5-21-..."); empty when it cannot be read.
 std::wstring userSid() {
-    HANDLE raw = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw)) return {};
-    const win32::UniqueKernelHandle token(raw);
+    win32::UniqueKernelHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put())) return {};
     DWORD size = 0;
     GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
     std::string buffer(size, '\0');

@@ -53,6 +53,14 @@ Program::Program()
     wireAdministration();
 }
 
+// The application bar and the internal browser go first: a message the
+// browser's teardown lets through must not reach them through the lockdown
+// or the timers.
+Program::~Program() {
+    desktop_.setApplicationBar(nullptr);
+    host_.setBrowserWindows(nullptr);
+}
+
 // The shell lockdown: the main form it guards, the on-screen keyboard, the
 // application bar that stands in for the task bar.
 void Program::wireLockdown() {

@@ -2,9 +2,8 @@
 // The running program: every part it is made of, built in the order the
 // members are declared, each from those above it, and taken down in the
 // reverse. A part that needs one built after it gets it in one of the
-// wiring steps (or calls it through a lambda, never while being built).
-// Those pointers are used only from timers and messages, which have
-// stopped with the message loop before anything is taken down.
+// wiring steps (or calls it through a lambda, never while being built);
+// the destructor takes back the pointers to the parts that go first.
 
 #include <windows.h>
 
@@ -38,6 +37,7 @@ namespace ombrix::win32 {
 class Program final : private MainFormEvents {
 public:
     Program();
+    ~Program() override;
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
