@@ -31,7 +31,8 @@ constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CM
                                   IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDOPZIONIBROWSER,
                                   IDC_CMDESCI};
 
-// The hidden owner that keeps the main form off the task bar.
+// The hidden owner of the main form and of the forms it shows (the splash,
+// the notice, the closing form): an owned window has no task-bar button.
 UniqueWindow makeOwnerWindow() {
     return createHiddenWindow(L"OmbrixOwner", WS_EX_TOOLWINDOW, L"Ombrix", programIcon(32));
 }
