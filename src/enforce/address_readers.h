@@ -83,7 +83,7 @@ public:
     [[nodiscard]] std::string IndirizzoChrome() noexcept;
     [[nodiscard]] std::string IndirizzoEdge() noexcept;
     [[nodiscard]] std::string IndirizzoFirefox() noexcept;
-    // The same reading as IndirizzoChrome, kept for the helper form frmURLChrome.
+    // The same reading as IndirizzoChrome under a second name; no timer asks for it.
     [[nodiscard]] std::string UrlChrome2() noexcept;
 
     // "Italiano", "Inglese", "Spagnolo", "Francese", "Tedesco" or "".

@@ -19,6 +19,7 @@
 #include "enforce/log_file.h"
 #include "enforce/win32/log_form.h"
 #include "platform/failures.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "profiles/win32/profile_form.h"
@@ -33,10 +34,10 @@ namespace {
 std::vector<std::string> commandLineArguments() {
     int count = 0;
     LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
+    const UniqueLocal owner(words);
     std::vector<std::string> arguments;
     if (!words) return arguments;
     for (int i = 1; i < count; ++i) arguments.push_back(fromWide(words[i]));
-    LocalFree(words);
     return arguments;
 }
 

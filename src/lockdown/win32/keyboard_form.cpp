@@ -24,9 +24,8 @@ static_assert(lockdown::kPlacementFlags == (SWP_NOACTIVATE | SWP_SHOWWINDOW));
 KeyboardForm* g_keyboard = nullptr;
 
 int screenDpi() {
-    HDC screen = GetDC(nullptr);
-    const int dpi = screen ? GetDeviceCaps(screen, LOGPIXELSY) : 96;
-    if (screen) ReleaseDC(nullptr, screen);
+    const WindowDc screen(nullptr);
+    const int dpi = screen ? GetDeviceCaps(screen.get(), LOGPIXELSY) : 96;
     return dpi > 0 ? dpi : 96;
 }
 

@@ -124,7 +124,8 @@ LRESULT CALLBACK InputHooksWin32::mouseProc(int code, WPARAM wp, LPARAM lp) {
                          MAKELPARAM(static_cast<WORD>(mouse->pt.x), static_cast<WORD>(mouse->pt.y)));
         }
     }
-    // As the guard always did: the event goes on, the next hook is not called.
+    // The click goes on to its window, but no hook installed before the lock
+    // sees it: another program's hook has nothing to act on while locked.
     return 0;
 }
 
