@@ -10,6 +10,7 @@
 #include "core/store_location.h"
 #include <memory>
 
+#include "platform/text.h"
 #include "support/language.h"
 
 namespace ombrix::app {
@@ -52,13 +53,6 @@ private:
 // The text of a message identifier from the language file, else the
 // command line's own English text for it.
 [[nodiscard]] std::string messageText(Language& language, std::string_view id);
-
-// Text from the store or the input as one field of one output line: control
-// characters and the backslash are written as escapes (\t, \n, \r, \\, \xHH
-// for a C0 control, DEL or a byte that is not UTF-8, \uHHHH for a C1 control
-// or a mark that turns text around), so a value can never forge a line or a
-// field, nor hide or reorder what follows it on the terminal.
-[[nodiscard]] std::string printable(std::string_view text);
 
 // How every command reads a profile on its command line: a name, compared
 // as the store compares names (letter case ignored), or "#" and an
