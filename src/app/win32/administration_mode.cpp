@@ -63,7 +63,7 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
         ~KeepCopy() {
             platform::guarded([&] {
                 if (const auto failure = core::keepStoreCopy(store.connection)) {
-                    platform::recordFailure("the store's copy was not kept: " + *failure);
+                    platform::recordFailure("the store's copy was not kept", *failure);
                 }
             });
         }

@@ -1,0 +1,97 @@
+#include "platform/trace_file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <string>
+
+#include "fakes/fixtures.h"
+#include "platform/failures.h"
+#include "platform/files.h"
+
+namespace ombrix::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Each test starts and ends with no trace folder and the program's bound.
+class TraceFile : public ::testing::Test {
+protected:
+    TraceFile() { setTraceFolder({}, {}); }
+    ~TraceFile() override {
+        setTraceFolder({}, {});
+        setTraceBytesForTests(kTraceBytes);
+    }
+    [[nodiscard]] std::string read(std::string_view name) const {
+        return readWholeFile(dir.file(name)).value_or("(missing)");
+    }
+    test::TempDir dir;
+};
+
+TEST_F(TraceFile, OneLinePerFailureWithTimePlaceAndTheSystemsTextOnlyOnceAFolderIsSet) {
+    recordFailure("before any folder");
+    EXPECT_EQ(traceFile(), "");
+    setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
+    EXPECT_EQ(traceFile(), dir.file("Ombrix.trace"));
+
+    const int line = __LINE__ + 1;
+    recordFailure("a test failure", "C:\\Dati\nriga\tdue\x1b[2J", SystemError{2});
+    const std::string text = read("Ombrix.trace");
+    const std::regex shape(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\tombrixtest\ttrace_file_test\.cpp:)" + std::to_string(line) +
+        R"( \S+::TestBody\ta test failure: C:\\Dati\\nriga\\tdue\\x1b\[2J \(error 2: [^()\r\n]+\)\r\n)");
+    EXPECT_TRUE(std::regex_match(text, shape)) << text;
+    EXPECT_EQ(text.find("before any folder"), std::string::npos) << "nothing kept for later";
+    EXPECT_EQ(recentFailures().back().what.rfind("a test failure: C:\\Dati\nriga\tdue\x1b[2J (error 2: ", 0), 0u)
+        << "the ring keeps the text as it was";
+}
+
+TEST_F(TraceFile, RotatesAtTheBoundKeepingThreeGenerations) {
+    setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
+    recordFailure("rotation", "n0");
+    const std::uintmax_t lineBytes = read("Ombrix.trace").size();
+    // Two lines fit, a third does not.
+    setTraceBytesForTests(lineBytes * 5 / 2);
+    for (int i = 1; i < 10; ++i) recordFailure("rotation", "n" + std::to_string(i));
+
+    const auto subjects = [&](std::string_view name) {
+        const std::string text = read(name);
+        std::string found;
+        for (std::size_t at = text.find("rotation: "); at != std::string::npos; at = text.find("rotation: ", at + 1)) {
+            found += text.substr(at + 10, 2);
+        }
+        return found;
+    };
+    EXPECT_EQ(subjects("Ombrix.trace.2"), "n4n5");
+    EXPECT_EQ(subjects("Ombrix.trace.1"), "n6n7");
+    EXPECT_EQ(subjects("Ombrix.trace"), "n8n9");
+    EXPECT_FALSE(fs::exists(dir.path() / "Ombrix.trace.3"));
+
+    const auto last = lastTraceLines(traceFile(), 3);
+    ASSERT_EQ(last.size(), 3u);
+    EXPECT_NE(last[0].find("rotation: n7"), std::string::npos) << last[0];
+    EXPECT_TRUE(last[2].ends_with("rotation: n9")) << last[2];
+}
+
+int sinkCalls = 0;
+void countingSink(const char*, const char*) noexcept { ++sinkCalls; }
+
+TEST_F(TraceFile, AFolderThatCannotBeWrittenStopsNothing) {
+    setFailureSink(&countingSink);
+    test::writeFile(dir.file("a file"), "not a folder");
+    for (const std::string& folder : {dir.file("a file"), dir.file("missing")}) {
+        setTraceFolder(folder, "ombrixtest");
+        recordFailure("dropped");
+        recordFailure("dropped");
+        EXPECT_EQ(recentFailures().back().what, "dropped") << "the ring has it";
+    }
+    setFailureSink(nullptr);
+    EXPECT_GE(sinkCalls, 4);
+    EXPECT_LE(sinkCalls, 5) << "four failures, and the lost trace told the debugger once at most";
+    EXPECT_FALSE(fs::exists(dir.path() / "missing")) << "the folder is not made";
+    EXPECT_EQ(read("a file"), "not a folder");
+}
+
+}  // namespace
+}  // namespace ombrix::platform
