@@ -162,6 +162,7 @@ Controller::StartResult Controller::startUp() {
     windowsMajor_ = m_.env.system.windowsMajorVersion();
     windowsMinor_ = m_.env.system.windowsMinorVersion();
     store_.folder = ScegliCartellaDatabase(m_.env);
+    traceInLogFolder(store_.folder, m_.env.separator, kProgramExeName);
     killTaskManager();
     trustMakerSite();
     killTaskManager();
@@ -181,6 +182,7 @@ Controller::StartResult Controller::startUp() {
     bool storeSound = false;
     if (ensureStore()) {
         // Only now is the folder final: the administrator may have picked another.
+        traceInLogFolder(store_.folder, m_.env.separator, kProgramExeName);
         protectFolders();
         const UpgradeResult upgrade = AggiornaDBAVersioneCorrente(
             store_.connection, browserSwitchesFromUserSettings(m_.env.registry));
