@@ -122,8 +122,19 @@ int Session::usage(const std::string& why) {
     return kUsage;
 }
 
+std::string Session::locateStore() {
+    if (!dbFile_ && store_.folder.empty()) {
+        core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
+        store_.folder = core::ScegliCartellaDatabase(se);
+    }
+    std::string folder = storeFolder();
+    core::traceInLogFolder(folder, platform::pathSeparator(), "ombrixctl");
+    return folder;
+}
+
 bool Session::open() {
     if (store_.connection.isOpen()) return true;
+    locateStore();
     if (dbFile_) {
         if (!env_.files.fileExists(*dbFile_)) {
             refuse("0090", *dbFile_);
@@ -136,7 +147,6 @@ bool Session::open() {
         return true;
     }
     core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
-    store_.folder = core::ScegliCartellaDatabase(se);
     if (core::ApriDatabase(se, store_)) return true;
     if (!store_.connection.lastError().empty()) {
         env_.err << "ombrixctl: cannot open the database in " << store_.folder << ": "

@@ -34,6 +34,9 @@ public:
     void keepStoreCopy();
     // The store's folder once open: the folder of the file named by --db, else the program's.
     [[nodiscard]] std::string storeFolder() const;
+    // The store's folder, chosen as open() chooses it, without opening the
+    // store. From then on the failures' trace goes to its log folder.
+    std::string locateStore();
     // The file named by --db, if any.
     [[nodiscard]] const std::optional<std::string>& dbFile() const { return dbFile_; }
     CtlEnvironment& env() { return env_; }
