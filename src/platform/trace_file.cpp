@@ -31,14 +31,14 @@ bool appendWithLibrary(const fs::path& file, std::string_view bytes) noexcept {
     }
 }
 
-// A check, then a rename: another process may slip between the two. The
-// Windows programs set a move that never replaces.
-bool moveAsideWithLibrary(const fs::path& from, const fs::path& to) noexcept {
+bool moveWithLibrary(const fs::path& from, const fs::path& to) noexcept {
     std::error_code ec;
-    if (fs::exists(fs::symlink_status(to, ec))) return false;
     fs::rename(from, to, ec);
     return !ec;
 }
+
+// Within one process the trace's own lock is enough.
+void directly(void (*work)(void*), void* context) noexcept { work(context); }
 
 std::string errorTextOfLibrary(unsigned long code) { return std::system_category().message(static_cast<int>(code)); }
 
@@ -47,7 +47,7 @@ struct Trace {
     fs::path file;  // empty: nowhere
     std::string program;
     std::uintmax_t bound = kTraceBytes;
-    TraceSystem system{&appendWithLibrary, &moveAsideWithLibrary, &errorTextOfLibrary};
+    TraceSystem system{&appendWithLibrary, &moveWithLibrary, &directly, &errorTextOfLibrary};
 };
 
 // Never destroyed: a failure recorded while the process ends still finds it.
@@ -76,15 +76,31 @@ std::string localTimeNow() {
     return text;
 }
 
-// The oldest generation goes, the previous one moves down, the file becomes
-// the previous one. Another process may rotate at the same moment: its
-// rename of .1 may push out a generation early, but the file itself is only
-// ever moved aside to a free name, so no line of it is lost; whoever loses
-// the race appends to the file the winner left.
-void rotate(Trace& t) {
+bool overBound(const Trace& t, std::size_t lineBytes) {
     std::error_code ec;
-    fs::rename(generation(t.file, 1), generation(t.file, 2), ec);
-    (void)t.system.moveAside(t.file, generation(t.file, 1));
+    const std::uintmax_t size = fs::file_size(t.file, ec);
+    return !ec && size > 0 && size + lineBytes > t.bound;
+}
+
+// Whether a line of `lineBytes` fits, after a rotation if it takes one: the
+// oldest generation goes, .1 becomes .2, the file .1. Another process may
+// have rotated while this one waited for the lock: the size is checked
+// again under it, so the file is rotated once, not twice.
+bool makeRoom(Trace& t, std::size_t lineBytes) {
+    if (!overBound(t, lineBytes)) return true;
+    struct Rotation {
+        Trace& t;
+        std::size_t lineBytes;
+    } rotation{t, lineBytes};
+    t.system.oneRotationAtATime(
+        [](void* context) {
+            const Rotation& r = *static_cast<Rotation*>(context);
+            if (!overBound(r.t, r.lineBytes)) return;
+            (void)r.t.system.move(generation(r.t.file, 1), generation(r.t.file, 2));  // none yet, at first
+            (void)r.t.system.move(r.t.file, generation(r.t.file, 1));
+        },
+        &rotation);
+    return !overBound(t, lineBytes);
 }
 
 std::vector<std::string> tailLines(const fs::path& file) {
@@ -154,15 +170,13 @@ void setTraceSystem(const TraceSystem& system) {
     t.system = system;
 }
 
-std::string systemErrorText(unsigned long code) {
+TraceSystem traceSystem() {
     Trace& t = trace();
-    std::string (*text)(unsigned long) = nullptr;
-    {
-        const std::lock_guard<std::mutex> hold(t.lock);
-        text = t.system.errorText;
-    }
-    return text(code);
+    const std::lock_guard<std::mutex> hold(t.lock);
+    return t.system;
 }
+
+std::string systemErrorText(unsigned long code) { return traceSystem().errorText(code); }
 
 TraceWrite writeTrace(std::string_view where, std::string_view function, std::string_view what) noexcept {
     // A failure while the trace writes (on this thread) is not written: the
@@ -181,9 +195,7 @@ TraceWrite writeTrace(std::string_view where, std::string_view function, std::st
                                      escapedControls(function) + "\t" + escapedControls(what) + "\r\n";
             std::error_code ec;
             if (fs::is_directory(t.file.parent_path(), ec)) {
-                const std::uintmax_t size = fs::file_size(t.file, ec);
-                if (!ec && size > 0 && size + line.size() > t.bound) rotate(t);
-                if (t.system.append(t.file, line)) result = TraceWrite::Written;
+                if (makeRoom(t, line.size()) && t.system.append(t.file, line)) result = TraceWrite::Written;
             }
         }
     } catch (...) {

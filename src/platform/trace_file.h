@@ -11,10 +11,13 @@
 // \xHH: see escapedControls in platform/text.h), so one failure is one
 // line; lines end in CR LF.
 //
-// The file is Ombrix.trace in the folder set below: the store's log folder,
-// which the pupil's session may write. When a line would take it past
-// kTraceBytes it becomes Ombrix.trace.1, that one Ombrix.trace.2, and the
-// oldest goes: three generations at most. Before a folder is set nothing is
+// The file is Ombrix.trace in the folder set below: the store's log
+// folder, which the pupil's session may write. When a line would take it
+// past kTraceBytes it becomes Ombrix.trace.1, that one .2, and the
+// oldest goes: three generations at most. Whoever rotates checks the size
+// again under a lock all processes share, so two processes that both saw
+// the file full rotate it once. A file that cannot be rotated takes no more
+// lines: the trace never outgrows its bound. Before a folder is set nothing is
 // written (the ring and the debugger have every failure all the same).
 // Writing never fails the caller and never records a failure of its own: a
 // line that cannot be written is dropped.
@@ -45,17 +48,23 @@ void setTraceFolder(std::string_view folder, std::string_view program);
 void setTraceBytesForTests(std::uintmax_t bytes);
 
 // What the trace asks of the system. The defaults use the standard library;
-// the Windows programs set the system's own (win32::sendFailuresToDebugger),
-// whose appends two processes cannot interleave and whose move never replaces.
+// the Windows programs set the system's own (win32::sendFailuresToDebugger):
+// appends that two processes cannot interleave, and a lock that every
+// process of every session shares.
 struct TraceSystem {
     // Appends to the file, making it when missing.
     bool (*append)(const std::filesystem::path& file, std::string_view bytes) noexcept;
-    // Renames `from` to `to` unless `to` exists: another writer rotated first.
-    bool (*moveAside)(const std::filesystem::path& from, const std::filesystem::path& to) noexcept;
+    // Renames `from` to `to`, replacing `to`.
+    bool (*move)(const std::filesystem::path& from, const std::filesystem::path& to) noexcept;
+    // Runs work(context) while no other process runs a rotation; runs it
+    // all the same when the lock cannot be had.
+    void (*oneRotationAtATime)(void (*work)(void*), void* context) noexcept;
     // The system's text for an error code.
     std::string (*errorText)(unsigned long code);
 };
 void setTraceSystem(const TraceSystem& system);
+// The calls in use.
+[[nodiscard]] TraceSystem traceSystem();
 
 // For platform/failures.cpp.
 [[nodiscard]] std::string systemErrorText(unsigned long code);

@@ -15,17 +15,33 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Each test starts and ends with no trace folder and the program's bound.
+// Each test starts and ends with no trace folder, the program's bound and
+// the standard library's calls.
 class TraceFile : public ::testing::Test {
 protected:
     TraceFile() { setTraceFolder({}, {}); }
     ~TraceFile() override {
         setTraceFolder({}, {});
         setTraceBytesForTests(kTraceBytes);
+        setTraceSystem(library);
     }
     [[nodiscard]] std::string read(std::string_view name) const {
         return readWholeFile(dir.file(name)).value_or("(missing)");
     }
+    // The subjects of the "rotation" lines in a file, e.g. "n4n5".
+    [[nodiscard]] std::string subjects(std::string_view name) const {
+        const std::string text = read(name);
+        std::string found;
+        for (std::size_t at = text.find("rotation: "); at != std::string::npos; at = text.find("rotation: ", at + 1)) {
+            found += text.substr(at + 10, 2);
+        }
+        return found;
+    }
+    // After the first line "rotation: n0": two such lines fit, a third does not.
+    void boundAtTwoLines() {
+        setTraceBytesForTests(read("Ombrix.trace").size() * 5 / 2);
+    }
+    const TraceSystem library = traceSystem();
     test::TempDir dir;
 };
 
@@ -50,19 +66,9 @@ TEST_F(TraceFile, OneLinePerFailureWithTimePlaceAndTheSystemsTextOnlyOnceAFolder
 TEST_F(TraceFile, RotatesAtTheBoundKeepingThreeGenerations) {
     setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
     recordFailure("rotation", "n0");
-    const std::uintmax_t lineBytes = read("Ombrix.trace").size();
-    // Two lines fit, a third does not.
-    setTraceBytesForTests(lineBytes * 5 / 2);
+    boundAtTwoLines();
     for (int i = 1; i < 10; ++i) recordFailure("rotation", "n" + std::to_string(i));
 
-    const auto subjects = [&](std::string_view name) {
-        const std::string text = read(name);
-        std::string found;
-        for (std::size_t at = text.find("rotation: "); at != std::string::npos; at = text.find("rotation: ", at + 1)) {
-            found += text.substr(at + 10, 2);
-        }
-        return found;
-    };
     EXPECT_EQ(subjects("Ombrix.trace.2"), "n4n5");
     EXPECT_EQ(subjects("Ombrix.trace.1"), "n6n7");
     EXPECT_EQ(subjects("Ombrix.trace"), "n8n9");
@@ -72,6 +78,35 @@ TEST_F(TraceFile, RotatesAtTheBoundKeepingThreeGenerations) {
     ASSERT_EQ(last.size(), 3u);
     EXPECT_NE(last[0].find("rotation: n7"), std::string::npos) << last[0];
     EXPECT_TRUE(last[2].ends_with("rotation: n9")) << last[2];
+}
+
+// Another process rotated the file while this one waited for the lock.
+fs::path racedFile;
+void afterAnotherRotation(void (*work)(void*), void* context) noexcept {
+    fs::rename(racedFile, fs::path(racedFile) += ".1");
+    work(context);
+}
+bool neverMoves(const fs::path&, const fs::path&) noexcept { return false; }
+
+TEST_F(TraceFile, RotatesOnceWhenAnotherProcessRotatedFirstAndNeverOutgrowsItsBound) {
+    setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
+    recordFailure("rotation", "n0");
+    boundAtTwoLines();
+    recordFailure("rotation", "n1");
+    racedFile = dir.path() / "Ombrix.trace";
+    TraceSystem racing = library;
+    racing.oneRotationAtATime = &afterAnotherRotation;
+    setTraceSystem(racing);
+    recordFailure("rotation", "n2");
+    EXPECT_EQ(subjects("Ombrix.trace.1"), "n0n1");
+    EXPECT_EQ(subjects("Ombrix.trace"), "n2");
+    EXPECT_FALSE(fs::exists(dir.path() / "Ombrix.trace.2"));
+
+    TraceSystem stuck = library;
+    stuck.move = &neverMoves;
+    setTraceSystem(stuck);
+    for (int i = 3; i < 6; ++i) recordFailure("rotation", "n" + std::to_string(i));
+    EXPECT_EQ(subjects("Ombrix.trace"), "n2n3") << "a file that cannot be rotated takes no more lines";
 }
 
 int sinkCalls = 0;
