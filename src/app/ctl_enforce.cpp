@@ -158,7 +158,7 @@ const std::vector<CtlCommand>& enforceCommands() {
          "  log clear     empty the visited-sites log (Registro/LogSiti.db in the store's folder)",
          &cmdLog, &logElevation},
         {"trace",
-         "trace         where the failures' trace is (Registro/Ombrix.trace in the store's folder)\n"
+         "trace         where the failures' trace is (Registro/ombrix-trace.txt in the store's folder)\n"
          "  trace show    its last 20 lines: time, program, place, failure, tab-separated",
          &cmdTrace, &readsOnly},
     };

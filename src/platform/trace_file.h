@@ -11,9 +11,9 @@
 // \xHH: see escapedControls in platform/text.h), so one failure is one
 // line; lines end in CR LF.
 //
-// The file is Ombrix.trace in the folder set below: the store's log
+// The file is ombrix-trace.txt in the folder set below: the store's log
 // folder, which the pupil's session may write. When a line would take it
-// past kTraceBytes it becomes Ombrix.trace.1, that one .2, and the
+// past kTraceBytes it becomes ombrix-trace.txt.1, that one .2, and the
 // oldest goes: three generations at most. Whoever rotates checks the size
 // again under a lock all processes share, so two processes that both saw
 // the file full rotate it once. A file that cannot be rotated takes no more
@@ -31,10 +31,10 @@
 
 namespace ombrix::platform {
 
-inline constexpr std::string_view kTraceFileName = "Ombrix.trace";
+inline constexpr std::string_view kTraceFileName = "ombrix-trace.txt";
 inline constexpr std::uintmax_t kTraceBytes = 1024 * 1024;
 
-// The trace goes to <folder>/Ombrix.trace from now on, each line naming
+// The trace goes to <folder>/ombrix-trace.txt from now on, each line naming
 // `program`; an empty folder sends it nowhere. The folder is not made here:
 // a missing one drops the lines, as one that cannot be written does.
 void setTraceFolder(std::string_view folder, std::string_view program);

@@ -165,7 +165,7 @@ TEST_F(CtlEnforce, LogIsTheFileBesideTheStore) {
 // The trace is in the log folder beside the store. Any user may write it:
 // a planted line is shown with its controls escaped, paths as they are.
 TEST_F(CtlEnforce, TraceSaysWhereTheFileIsAndShowsItsLastLines) {
-    const std::string trace = dir.file("Registro") + platform::pathSeparator() + "Ombrix.trace";
+    const std::string trace = dir.file("Registro") + platform::pathSeparator() + "ombrix-trace.txt";
     ASSERT_EQ(run({"trace"}), kOk);
     EXPECT_EQ(out.str(), trace + "\n");
     test::writeFile(trace + ".1", "older\r\n");

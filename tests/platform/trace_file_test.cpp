@@ -39,7 +39,7 @@ protected:
     }
     // After the first line "rotation: n0": two such lines fit, a third does not.
     void boundAtTwoLines() {
-        setTraceBytesForTests(read("Ombrix.trace").size() * 5 / 2);
+        setTraceBytesForTests(read("ombrix-trace.txt").size() * 5 / 2);
     }
     const TraceSystem library = traceSystem();
     test::TempDir dir;
@@ -49,11 +49,11 @@ TEST_F(TraceFile, OneLinePerFailureWithTimePlaceAndTheSystemsTextOnlyOnceAFolder
     recordFailure("before any folder");
     EXPECT_EQ(traceFile(), "");
     setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
-    EXPECT_EQ(traceFile(), dir.file("Ombrix.trace"));
+    EXPECT_EQ(traceFile(), dir.file("ombrix-trace.txt"));
 
     const int line = __LINE__ + 1;
     recordFailure("a test failure", "C:\\Dati\nriga\tdue\x1b[2J", SystemError{2});
-    const std::string text = read("Ombrix.trace");
+    const std::string text = read("ombrix-trace.txt");
     const std::regex shape(
         R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\tombrixtest\ttrace_file_test\.cpp:)" + std::to_string(line) +
         R"( \S+::TestBody\ta test failure: C:\\Dati\\nriga\\tdue\\x1b\[2J \(error 2: [^()\r\n]+\)\r\n)");
@@ -69,10 +69,10 @@ TEST_F(TraceFile, RotatesAtTheBoundKeepingThreeGenerations) {
     boundAtTwoLines();
     for (int i = 1; i < 10; ++i) recordFailure("rotation", "n" + std::to_string(i));
 
-    EXPECT_EQ(subjects("Ombrix.trace.2"), "n4n5");
-    EXPECT_EQ(subjects("Ombrix.trace.1"), "n6n7");
-    EXPECT_EQ(subjects("Ombrix.trace"), "n8n9");
-    EXPECT_FALSE(fs::exists(dir.path() / "Ombrix.trace.3"));
+    EXPECT_EQ(subjects("ombrix-trace.txt.2"), "n4n5");
+    EXPECT_EQ(subjects("ombrix-trace.txt.1"), "n6n7");
+    EXPECT_EQ(subjects("ombrix-trace.txt"), "n8n9");
+    EXPECT_FALSE(fs::exists(dir.path() / "ombrix-trace.txt.3"));
 
     const auto last = lastTraceLines(traceFile(), 3);
     ASSERT_EQ(last.size(), 3u);
@@ -93,20 +93,20 @@ TEST_F(TraceFile, RotatesOnceWhenAnotherProcessRotatedFirstAndNeverOutgrowsItsBo
     recordFailure("rotation", "n0");
     boundAtTwoLines();
     recordFailure("rotation", "n1");
-    racedFile = dir.path() / "Ombrix.trace";
+    racedFile = dir.path() / "ombrix-trace.txt";
     TraceSystem racing = library;
     racing.oneRotationAtATime = &afterAnotherRotation;
     setTraceSystem(racing);
     recordFailure("rotation", "n2");
-    EXPECT_EQ(subjects("Ombrix.trace.1"), "n0n1");
-    EXPECT_EQ(subjects("Ombrix.trace"), "n2");
-    EXPECT_FALSE(fs::exists(dir.path() / "Ombrix.trace.2"));
+    EXPECT_EQ(subjects("ombrix-trace.txt.1"), "n0n1");
+    EXPECT_EQ(subjects("ombrix-trace.txt"), "n2");
+    EXPECT_FALSE(fs::exists(dir.path() / "ombrix-trace.txt.2"));
 
     TraceSystem stuck = library;
     stuck.move = &neverMoves;
     setTraceSystem(stuck);
     for (int i = 3; i < 6; ++i) recordFailure("rotation", "n" + std::to_string(i));
-    EXPECT_EQ(subjects("Ombrix.trace"), "n2n3") << "a file that cannot be rotated takes no more lines";
+    EXPECT_EQ(subjects("ombrix-trace.txt"), "n2n3") << "a file that cannot be rotated takes no more lines";
 }
 
 int sinkCalls = 0;

@@ -18,14 +18,14 @@ TEST(TraceWin32, WritesTheSystemsTextAndRotatesWithTheSystemsCalls) {
     sendFailuresToDebugger();
     platform::setTraceFolder(pathToUtf8(dir.path()), "ombrix");
     platform::recordFailure("a test failure", "first", {ERROR_ACCESS_DENIED});
-    const std::string first = readWholeFile(dir.file("Ombrix.trace")).value_or("(missing)");
+    const std::string first = readWholeFile(dir.file("ombrix-trace.txt")).value_or("(missing)");
     EXPECT_TRUE(first.ends_with("\ta test failure: first (error 5: " + systemMessage(ERROR_ACCESS_DENIED) + ")\r\n"))
         << first;
 
     platform::setTraceBytesForTests(first.size() + 1);
     platform::recordFailure("a test failure", "second");
-    EXPECT_EQ(readWholeFile(dir.file("Ombrix.trace.1")).value_or("(missing)"), first);
-    EXPECT_NE(readWholeFile(dir.file("Ombrix.trace")).value_or("").find("a test failure: second\r\n"), std::string::npos);
+    EXPECT_EQ(readWholeFile(dir.file("ombrix-trace.txt.1")).value_or("(missing)"), first);
+    EXPECT_NE(readWholeFile(dir.file("ombrix-trace.txt")).value_or("").find("a test failure: second\r\n"), std::string::npos);
 
     platform::setTraceFolder({}, {});
     platform::setTraceBytesForTests(platform::kTraceBytes);
