@@ -93,11 +93,15 @@ bool makeRoom(Trace& t, std::size_t lineBytes) {
         std::size_t lineBytes;
     } rotation{t, lineBytes};
     t.system.oneRotationAtATime(
-        [](void* context) {
+        [](void* context) noexcept {
             const Rotation& r = *static_cast<Rotation*>(context);
-            if (!overBound(r.t, r.lineBytes)) return;
-            (void)r.t.system.move(generation(r.t.file, 1), generation(r.t.file, 2));  // none yet, at first
-            (void)r.t.system.move(r.t.file, generation(r.t.file, 1));
+            try {
+                if (!overBound(r.t, r.lineBytes)) return;
+                (void)r.t.system.move(generation(r.t.file, 1), generation(r.t.file, 2));  // none yet, at first
+                (void)r.t.system.move(r.t.file, generation(r.t.file, 1));
+            } catch (...) {
+                // Not rotated: the line is dropped below.
+            }
         },
         &rotation);
     return !overBound(t, lineBytes);
