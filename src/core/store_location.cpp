@@ -2,6 +2,7 @@
 
 #include "core/machine_journal.h"
 #include "core/settings_reg.h"
+#include "platform/trace_file.h"
 #include "support/language.h"
 #include "support/messages.h"
 
@@ -27,6 +28,10 @@ std::string joinPath(std::string_view folder, std::string_view name, char separa
     if (path.empty() || path.back() != separator) path += separator;
     path += name;
     return path;
+}
+
+void traceInLogFolder(std::string_view storeFolder, char separator, std::string_view program) {
+    platform::setTraceFolder(joinPath(storeFolder, kLogFolderName, separator), program);
 }
 
 bool machineMarked(platform::Registry& registry) {

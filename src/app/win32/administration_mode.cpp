@@ -53,6 +53,7 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
                                language};
     core::Store store;
     store.folder = core::ScegliCartellaDatabase(env);
+    core::traceInLogFolder(store.folder, '\\', core::kProgramExeName);
     if (!core::ApriDatabase(env, store)) return app::kAdminRefused;
     // The running program's main form is topmost: a topmost owner keeps
     // this form above it (every form stays above a topmost owner).
@@ -65,7 +66,7 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
         ~KeepCopy() {
             platform::guarded([&] {
                 if (const auto failure = core::keepStoreCopy(store.connection)) {
-                    platform::recordFailure("the store's copy was not kept: " + *failure);
+                    platform::recordFailure("the store's copy was not kept", *failure);
                 }
             });
         }

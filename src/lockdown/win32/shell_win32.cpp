@@ -22,10 +22,10 @@ std::optional<std::wstring> wide(std::optional<std::string_view> text) {
 }
 
 // Empties the slot first: one hook per slot.
-bool installHook(UniqueHook& slot, int kind, HOOKPROC procedure, const char* failure) {
+bool installHook(UniqueHook& slot, int kind, HOOKPROC procedure, platform::TraceText failure) {
     slot.reset();
     slot.reset(SetWindowsHookExW(kind, procedure, GetModuleHandleW(nullptr), 0));
-    if (!slot) platform::recordFailure(failure);
+    if (!slot) platform::recordFailure(failure, {}, {GetLastError()});
     return static_cast<bool>(slot);
 }
 
