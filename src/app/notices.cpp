@@ -1,4 +1,4 @@
-#include "core/notices.h"
+#include "app/notices.h"
 
 namespace ombrix::core {
 

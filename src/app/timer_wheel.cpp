@@ -1,4 +1,4 @@
-#include "core/timer_wheel.h"
+#include "app/timer_wheel.h"
 
 #include <numeric>
 

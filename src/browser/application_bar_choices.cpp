@@ -1,4 +1,4 @@
-#include "browser/application_bar.h"
+#include "browser/application_bar_choices.h"
 
 #include "platform/text.h"
 

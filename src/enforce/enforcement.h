@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "core/browser_policies.h"
+#include "core/browser_policy_sink.h"
 #include "core/profile_switches.h"
 #include "core/site_verdicts.h"
 #include "enforce/log_timer.h"

@@ -1,4 +1,4 @@
-#include "core/browser_policies.h"
+#include "machine/browser_policies.h"
 
 #include <algorithm>
 #include <set>

@@ -14,10 +14,11 @@
 // readers. Keywords have no policy form.
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "core/browser_policy_sink.h"
 
 namespace ombrix::core {
 
@@ -27,12 +28,6 @@ inline constexpr const char* kFirefoxPolicies = "Software\\Policies\\Mozilla\\Fi
 // Chrome and Edge ignore the entries of a URL list past the 1000th; Firefox
 // names no limit for its filter and is held to the same.
 inline constexpr std::size_t kPolicyListLimit = 1000;
-
-// The site list in force, as the enforcement loaded it.
-struct PolicySites {
-    std::vector<std::string> entries;
-    bool allowedList = false;
-};
 
 // One value under the current user's key.
 struct PolicyValue {
@@ -68,12 +63,5 @@ struct EntryFilters {
 [[nodiscard]] std::string chromiumFilter(const UrlFilter& filter);
 // "*://*.example.org/x*" or "*://example.org/x*".
 [[nodiscard]] std::string firefoxFilter(const UrlFilter& filter);
-
-// Told the site list whenever one is loaded; nullopt when none is in force.
-class BrowserPolicySink {
-public:
-    virtual ~BrowserPolicySink() = default;
-    virtual void siteListInForce(const std::optional<PolicySites>& sites) = 0;
-};
 
 }  // namespace ombrix::core

@@ -1,4 +1,4 @@
-#include "core/firefox_prefs.h"
+#include "machine/firefox_prefs.h"
 
 #include "platform/files.h"
 #include "platform/text.h"

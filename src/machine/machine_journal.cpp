@@ -1,10 +1,11 @@
-#include "core/machine_journal.h"
+#include "machine/machine_journal.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
 
+#include "core/store_location.h"
 #include "platform/crypto.h"
 #include "platform/failures.h"
 
@@ -150,6 +151,24 @@ std::optional<SavedSetting> parseRecord(std::string_view line, bool keysAllowed)
 }
 
 }  // namespace
+
+std::string journalLocation(StoreEnvironment& env, const std::string& storeFolder) {
+    const std::string beside = storeFolder.empty() ? std::string() : joinPath(storeFolder, kJournalFileName, env.separator);
+    const std::string local = env.system.environment("LOCALAPPDATA");
+    if (local.empty()) return beside;
+    const std::string folder = joinPath(local, kProductFolder, env.separator);
+    if (!env.files.createDirectory(folder)) return beside;
+    const std::string own = joinPath(folder, kJournalFileName, env.separator);
+    if (!beside.empty() && env.files.fileExists(beside) && !env.files.fileExists(own)) {
+        if (!env.files.copyFile(beside, own)) return beside;
+        if (!env.files.removeFile(beside)) {
+            // Two copies would give the same values back twice.
+            env.files.removeFile(own);
+            return beside;
+        }
+    }
+    return own;
+}
 
 std::string SavedSetting::key() const {
     switch (kind) {

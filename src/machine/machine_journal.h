@@ -29,7 +29,17 @@
 
 namespace ombrix::core {
 
+struct StoreEnvironment;
+
 inline constexpr const char* kJournalFileName = "Ripristino.journal";
+// The journal of the machine settings this user's session changed: in the
+// user's own local folder, where only they (and administrators) write, so an
+// elevated give-back never reads what a pupil could have written for another
+// account. Where the system names no such folder it stays beside the store.
+// A journal an earlier version left beside the store moves here once; one
+// that cannot leave that folder is used where it is.
+[[nodiscard]] std::string journalLocation(StoreEnvironment& env, const std::string& storeFolder);
+
 // The largest journal the program writes, and reads: six browser lists of a
 // thousand values and the few settings beside them come to 13 MB even when
 // each value they replaced was 2 KB long. Anything larger was not written

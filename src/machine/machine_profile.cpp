@@ -1,11 +1,11 @@
-#include "core/machine_profile.h"
+#include "machine/machine_profile.h"
 
 #include <algorithm>
 #include <charconv>
 #include <unordered_set>
 
-#include "core/firefox_prefs.h"
-#include "core/firefox_profile.h"
+#include "machine/firefox_prefs.h"
+#include "machine/firefox_profile.h"
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/text.h"

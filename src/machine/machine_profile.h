@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "core/browser_policies.h"
 #include "core/controller.h"
 #include "core/desktop_lock.h"
-#include "core/machine_journal.h"
 #include "core/profile_switches.h"
+#include "machine/browser_policies.h"
+#include "machine/machine_journal.h"
 #include "platform/clock.h"
 #include "platform/filesystem.h"
 #include "platform/printers.h"

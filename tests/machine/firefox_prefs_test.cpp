@@ -1,9 +1,9 @@
-#include "core/firefox_prefs.h"
+#include "machine/firefox_prefs.h"
 
 #include <gtest/gtest.h>
 
-#include "core/firefox_profile.h"
 #include "fakes/fixtures.h"
+#include "machine/firefox_profile.h"
 #include "platform/files.h"
 
 namespace ombrix::core {

@@ -1,4 +1,4 @@
-#include "core/firefox_profile.h"
+#include "machine/firefox_profile.h"
 
 #include <gtest/gtest.h>
 

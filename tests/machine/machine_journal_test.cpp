@@ -1,13 +1,13 @@
-#include "core/machine_journal.h"
+#include "machine/machine_journal.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 
-#include "core/machine_profile.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
+#include "machine/machine_profile.h"
 #include "platform/crypto.h"
 #include "platform/file_registry.h"
 
@@ -168,6 +168,35 @@ TEST(MachineJournal, TheFirstValueOfARunIsKeptAndAFailedWriteLeavesTheOldFile) {
     EXPECT_FALSE(journal.remember(kSettings[0]));
     EXPECT_NE(journal.find(kSettings[0].key()), nullptr) << "kept for the orderly shutdown";
     EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]});
+}
+
+// The journal lives in the user's own folder; an old one beside the store
+// moves there once, and one that cannot leave is used where it is.
+TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
+    const std::string store = "C:\\Ombrix\\DataBase";
+    const std::string beside = store + "\\Ripristino.journal";
+    const std::string own = "C:\\Users\\alunno\\AppData\\Local\\Ombrix\\Ripristino.journal";
+    const struct {
+        const char* name;
+        bool localFolder, oldJournal, storeReadOnly;
+        std::string expected;
+        bool oldLeft;
+    } cases[] = {
+        {"no local folder: beside the store", false, false, false, beside, false},
+        {"the user's own folder", true, false, false, own, false},
+        {"an old journal moves", true, true, false, own, false},
+        {"an old one that cannot leave stays in use", true, true, true, beside, true},
+    };
+    for (const auto& c : cases) {
+        test::FakeMachine m;
+        auto [registry, files, system, env] = m.parts();
+        if (c.localFolder) system.env["LOCALAPPDATA"] = "C:\\Users\\alunno\\AppData\\Local";
+        if (c.oldJournal) files.files[beside] = "journal";
+        if (c.storeReadOnly) files.readOnlyDirectories.insert(store);
+        EXPECT_EQ(journalLocation(env, store), c.expected) << c.name;
+        EXPECT_EQ(files.files.count(beside) > 0, c.oldLeft) << c.name;
+        EXPECT_EQ(files.files.count(own) > 0, c.oldJournal && !c.oldLeft) << c.name;
+    }
 }
 
 }  // namespace

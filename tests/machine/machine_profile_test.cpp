@@ -1,14 +1,14 @@
-#include "core/machine_profile.h"
+#include "machine/machine_profile.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
 
-#include "core/firefox_prefs.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
+#include "machine/firefox_prefs.h"
 #include "platform/file_registry.h"
 
 namespace ombrix::core {

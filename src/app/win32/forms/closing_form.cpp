@@ -1,7 +1,7 @@
-#include "core/win32/closing_form.h"
+#include "app/win32/forms/closing_form.h"
 
-#include "core/notices.h"
-#include "core/win32/resource.h"
+#include "app/notices.h"
+#include "app/win32/forms/resource.h"
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
 

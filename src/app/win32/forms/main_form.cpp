@@ -1,4 +1,4 @@
-#include "core/win32/main_form.h"
+#include "app/win32/forms/main_form.h"
 
 #include <commctrl.h>
 
@@ -7,18 +7,18 @@
 #include <optional>
 #include <vector>
 
+#include "app/win32/forms/closing_form.h"
+#include "app/win32/forms/notice_form.h"
+#include "app/win32/forms/options_form.h"
+#include "app/win32/forms/resource.h"
+#include "app/win32/forms/splash_form.h"
 #include "core/controller.h"
-#include "core/win32/closing_form.h"
-#include "core/win32/notice_form.h"
-#include "core/win32/options_form.h"
-#include "core/win32/program_icon.h"
-#include "core/win32/resource.h"
-#include "core/win32/splash_form.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/hidden_window.h"
 #include "support/win32/keep_on_top.h"
+#include "support/win32/program_icon.h"
 
 namespace ombrix::win32 {
 namespace {

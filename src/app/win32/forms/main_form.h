@@ -11,8 +11,8 @@
 #include <memory>
 #include <string>
 
+#include "app/timer_wheel.h"
 #include "core/main_view.h"
-#include "core/timer_wheel.h"
 #include "core/timers.h"
 #include "platform/win32/handles.h"
 #include "support/win32/dialog_translation.h"

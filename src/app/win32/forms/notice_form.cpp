@@ -1,11 +1,11 @@
-#include "core/win32/notice_form.h"
+#include "app/win32/forms/notice_form.h"
 
 #include <cstdint>
 
-#include "core/win32/program_icon.h"
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "support/language.h"
 #include "support/win32/dialog_procedure.h"
+#include "support/win32/program_icon.h"
 
 namespace ombrix::win32 {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "core/notices.h"
+#include "app/notices.h"
 #include "platform/win32/handles.h"
 #include "support/win32/modeless_dialog.h"
 

@@ -1,8 +1,8 @@
-#include "core/win32/options_form.h"
+#include "app/win32/forms/options_form.h"
 
 #include <memory>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
 

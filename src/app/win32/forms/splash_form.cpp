@@ -1,6 +1,6 @@
-#include "core/win32/splash_form.h"
+#include "app/win32/forms/splash_form.h"
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "support/win32/dialog_procedure.h"
 
 namespace ombrix::win32 {
