@@ -144,7 +144,25 @@ void AddressReaders::setCaching(bool on) noexcept {
     known_.clear();
 }
 
+namespace {
+
+// Marks a read under way for as long as it lasts, however it ends.
+class OneRead {
+public:
+    explicit OneRead(bool& busy) noexcept : busy_(busy) { busy_ = true; }
+    ~OneRead() { busy_ = false; }
+    OneRead(const OneRead&) = delete;
+    OneRead& operator=(const OneRead&) = delete;
+
+private:
+    bool& busy_;
+};
+
+}  // namespace
+
 std::string AddressReaders::IndirizzoChrome() noexcept {
+    if (busy_) return {};
+    const OneRead once(busy_);
     try {
         return readChromium(Browser::Chrome, chrome_);
     } catch (...) {
@@ -156,6 +174,8 @@ std::string AddressReaders::IndirizzoChrome() noexcept {
 }
 
 std::string AddressReaders::IndirizzoEdge() noexcept {
+    if (busy_) return {};
+    const OneRead once(busy_);
     try {
         return readChromium(Browser::Edge, edge_);
     } catch (...) {
@@ -167,6 +187,8 @@ std::string AddressReaders::IndirizzoEdge() noexcept {
 }
 
 std::string AddressReaders::IndirizzoFirefox() noexcept {
+    if (busy_) return {};
+    const OneRead once(busy_);
     try {
         return readFirefox();
     } catch (...) {

@@ -73,6 +73,9 @@ public:
     AddressReaders(platform::Processes& processes, platform::WindowSystem& windows,
                    platform::Accessibility& accessibility);
 
+    // A read asked for while another is under way answers "": a search
+    // crosses into the browser's process, and the call that carries it lets
+    // the program's messages in, with them a timer that reads again.
     [[nodiscard]] std::string IndirizzoChrome() noexcept;
     [[nodiscard]] std::string IndirizzoEdge() noexcept;
     [[nodiscard]] std::string IndirizzoFirefox() noexcept;
@@ -138,6 +141,7 @@ private:
     DesktopSlot firefox_;
     std::vector<KnownWindow> known_;
     platform::WindowId reading_ = 0;  // the window the first attempt reads now
+    bool busy_ = false;               // a read is under way
 };
 
 }  // namespace ombrix::enforce

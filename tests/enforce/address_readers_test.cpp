@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <utility>
 
 #include "enforce/site_rules.h"
 #include "fakes/fake_desktop.h"
@@ -104,6 +105,24 @@ TEST_F(Readers, ChromeValueIsLoweredAndCompletedAndNothingWhileTheFocusIsInTheBa
     EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org/path?q=1");
     bar.value = "chrome://settings";
     EXPECT_EQ(readers.IndirizzoChrome(), "chrome://settings");
+}
+
+// A timer's tick let in while a search waits on the browser reads nothing
+// and leaves the read under way whole.
+TEST_F(Readers, AReadAskedForDuringASearchAnswersNothing) {
+    processes.start("chrome.exe");
+    processes.start("firefox.exe");
+    chromeWindow({kChromeBar, "", false, "x.org", false});
+    auto readers = make();
+    std::vector<std::string> nested;
+    bool entered = false;
+    desktop.duringSearch = [&] {
+        if (std::exchange(entered, true)) return;
+        nested = {readers.IndirizzoChrome(), readers.IndirizzoEdge(), readers.IndirizzoFirefox()};
+    };
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(nested, (std::vector<std::string>{"", "", ""}));
+    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org") << "the next read answers again";
 }
 
 TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {

@@ -6,6 +6,7 @@
 // reads, and writes what it is asked to do to windows into a journal.
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,6 +43,8 @@ public:
     std::vector<FakeWindow> windows;  // z-order, front first
     std::uint16_t uiLanguage = 0x0410;
     int searches = 0;  // findFirst calls
+    // Runs inside findFirst, as the messages a cross-process call lets in.
+    std::function<void()> duringSearch;
     int reads = 0;     // value and focus reads
     platform::WindowId nextId = 0x100;
 
@@ -121,6 +124,7 @@ public:
     std::unique_ptr<platform::AccessibleElement> findFirst(platform::WindowId window,
                                                            const platform::AccessibleQuery& query) override {
         ++searches;
+        if (duringSearch) duringSearch();
         FakeWindow* w = find(window);
         if (w == nullptr) return nullptr;
         for (const auto& node : w->nodes) {
