@@ -362,8 +362,7 @@ void MachineSettings::ApriPaginaWeb(const std::string& address, bool fullScreen)
 }
 
 void MachineSettings::tickLanciaPaginaIniziale(const ProfileSwitches& switches) {
-    // The misspelt name too: a program so named is ended as well.
-    platform::KillProcess(m_.processes, "iexplorer.exe");
+    platform::KillProcess(m_.processes, platform::kMisspeltInternetExplorer);
     for (const char* browser : {"iexplore.exe", "chrome.exe", "firefox.exe"}) {
         platform::killUntilGone(m_.processes, m_.pump, browser);
     }
