@@ -4,6 +4,7 @@
 
 #include "platform/failures.h"
 #include "platform/process_control.h"
+#include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
 namespace {
