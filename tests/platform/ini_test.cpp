@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "fakes/fixtures.h"
-#include "support/ini_cases.h"
+#include "platform/ini_cases.h"
 
 namespace ombrix::ini {
 namespace {
