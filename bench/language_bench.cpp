@@ -4,12 +4,13 @@
 
 #include "platform/system.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace {
 
 void BM_TestoMessaggio(benchmark::State& state) {
     ombrix::Language lang(ombrix::platform::realSystem().programFolder(), ombrix::platform::pathSeparator());
-    for (auto _ : state) benchmark::DoNotOptimize(lang.TestoMessaggio("0182"));
+    for (auto _ : state) benchmark::DoNotOptimize(lang.TestoMessaggio(ombrix::msg::SiteNotAllowed));
 }
 BENCHMARK(BM_TestoMessaggio);
 

@@ -9,6 +9,7 @@
 #include "core/store.h"
 #include "platform/system.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -47,9 +48,9 @@ std::optional<AdministrationRequest> administrationRequest(const std::vector<std
     AdministrationRequest request;
     // The token decides, never the environment: a pupil could set that.
     if (!system.elevated()) {
-        request.refusal = "0343";
+        request.refusal = msg::NeedsWindowsAdministrator;
     } else if (arguments.size() != 2 || !(request.form = adminFormNamed(arguments[1]))) {
-        request.refusal = "0344";
+        request.refusal = msg::ChangeNotCompleted;
     }
     return request;
 }
@@ -120,8 +121,8 @@ bool AdministrationForms::runControl(const std::vector<std::string>& arguments) 
     // ombrixctl said why on its error stream, which nobody sees here.
     std::string command = "ombrixctl";
     for (const std::string& a : arguments) command += " " + a;
-    p_.env.dialogs.messageBox({"0344",
-                               p_.env.language.TestoMessaggio("0344") + " " + command + " (" +
+    p_.env.dialogs.messageBox({msg::ChangeNotCompleted,
+                               p_.env.language.TestoMessaggio(msg::ChangeNotCompleted) + " " + command + " (" +
                                    std::to_string(outcome.exitCode) + ")",
                                std::string(core::kProgramTitle), platform::MessageIcon::Critical,
                                platform::MessageButtons::Ok});
@@ -133,12 +134,13 @@ bool AdministrationForms::ran(const ElevatedOutcome& outcome) {
         case ElevatedOutcome::Outcome::Ended:
             return true;
         case ElevatedOutcome::Outcome::Refused:
-            p_.env.dialogs.messageBox({"0343", p_.env.language.TestoMessaggio("0343"),
+            p_.env.dialogs.messageBox({msg::NeedsWindowsAdministrator,
+                                       p_.env.language.TestoMessaggio(msg::NeedsWindowsAdministrator),
                                        std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
                                        platform::MessageButtons::Ok});
             return false;
         case ElevatedOutcome::Outcome::Failed:
-            p_.env.dialogs.messageBox({"", outcome.error, std::string(core::kProgramTitle),
+            p_.env.dialogs.messageBox({{}, outcome.error, std::string(core::kProgramTitle),
                                        platform::MessageIcon::Critical, platform::MessageButtons::Ok});
             return false;
     }

@@ -14,6 +14,7 @@
 #include "core/controller.h"
 #include "core/store_location.h"
 #include "platform/elevated_run.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 
@@ -29,7 +30,7 @@ inline constexpr std::string_view kAdministerSwitch = "/amministra";
 // token, whatever the environment says).
 struct AdministrationRequest {
     std::optional<AdminForm> form;  // set when the mode may run
-    std::string refusal;            // otherwise the message identifier to show
+    MessageId refusal;              // otherwise the message to show
 };
 // nullopt when the arguments do not ask for the administration mode.
 [[nodiscard]] std::optional<AdministrationRequest> administrationRequest(const std::vector<std::string>& arguments,

@@ -12,50 +12,59 @@
 #include "ombrix_version.h"
 #include "platform/system.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
 
-// The texts of the identifiers the command line prints, for when the
-// language file beside the program is missing or lacks them: a message must
-// never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 32> kBuiltInTexts = {{
-    {"0090", "The Ombrix database was not found."},
-    {"0091", "Database not found"},
-    {"0092", "Choose the folder that holds the Ombrix database"},
-    {"0093", "Choose the database folder"},
-    {"0143", "The password cannot be blank."},
-    {"0145", "The two passwords differ."},
-    {"0238", "The start date is not valid."},
-    {"0239", "Write the start date as dd/mm/yyyy, for example 01/09/2024."},
-    {"0240", "Correct the start date and try again."},
-    {"0241", "The end date is not valid."},
-    {"0242", "Write the end date as dd/mm/yyyy, for example 30/09/2024."},
-    {"0243", "Correct the end date and try again."},
-    {"0311", "The password can have at most 256 characters."},
-    {"0312", "The password holds a character that cannot be typed (a control character)."},
-    {"0313", "The database cannot be read:"},
-    {"0314", "The database upgrade failed; the database was not changed:"},
-    {"0315", "The file is not an Ombrix database:"},
-    {"0340", "The administrator's consent was not given: nothing was changed."},
-    {"0341", "The command could not be run with administrator rights:"},
-    {"0342",
+// The texts of the messages the command line prints, for when the language
+// file beside the program is missing or lacks them: a message must never be
+// a number alone.
+constexpr std::array<std::pair<MessageId, std::string_view>, 40> kBuiltInTexts = {{
+    {msg::StoreNotFound, "The Ombrix database was not found."},
+    {msg::StoreNotFoundTitle, "Database not found"},
+    {msg::ChooseStoreFolderFromMainForm, "Choose the folder that holds the Ombrix database"},
+    {msg::ChooseStoreFolderFromOtherForm, "Choose the database folder"},
+    {msg::PasswordBlank, "The password cannot be blank."},
+    {msg::PasswordsDiffer, "The two passwords differ."},
+    {msg::StartDateInvalid, "The start date is not valid."},
+    {msg::StartDateHowToWrite, "Write the start date as dd/mm/yyyy, for example 01/09/2024."},
+    {msg::StartDateCorrectAndRetry, "Correct the start date and try again."},
+    {msg::EndDateInvalid, "The end date is not valid."},
+    {msg::EndDateHowToWrite, "Write the end date as dd/mm/yyyy, for example 30/09/2024."},
+    {msg::EndDateCorrectAndRetry, "Correct the end date and try again."},
+    {msg::PasswordTooLong, "The password can have at most 256 characters."},
+    {msg::PasswordControlCharacter, "The password holds a character that cannot be typed (a control character)."},
+    {msg::StoreUnreadable, "The database cannot be read:"},
+    {msg::StoreUpgradeFailed, "The database upgrade failed; the database was not changed:"},
+    {msg::NotOurStore, "The file is not an Ombrix database:"},
+    {msg::ConsentNotGiven, "The administrator's consent was not given: nothing was changed."},
+    {msg::ElevatedRunFailed, "The command could not be run with administrator rights:"},
+    {msg::PasswordFromEnvironmentNotElevated,
      "A password cannot be handed from a variable of the environment to a command run as administrator: "
      "run the command from a command prompt opened as administrator."},
-    {"0345", "The access list of the folder could not be set:"},
-    {"0346", "The log folder could not be created:"},
-    {"0350", "The visited-sites log is not an Ombrix log; delete it and a new one will be made:"},
-    {"0351", "The visited-sites log cannot be opened:"},
-    {"0352", "The visited-sites log cannot be written:"},
-    {"0353", "The visited-sites log cannot be read:"},
-    {"0359", "The text holds a character that cannot be typed: a control character (a tab, a NUL) or bytes that are "
-             "not UTF-8 text."},
-    {"0360", "The entry matches every address: on a list of allowed sites it would let every site through. Name the "
-             "site."},
-    {"0361", "The password is not UTF-8 text: it could never be typed into the login box."},
-    {"0362", "The site list of the file is neither PROIBITI nor CONSENTITI."},
-    {"0363", "Line of the file:"},
-    {"0364", "The text is too long: more than 64 KB."},
+    {msg::FolderAccessNotSet, "The access list of the folder could not be set:"},
+    {msg::LogFolderNotCreated, "The log folder could not be created:"},
+    {msg::LogNotOurs, "The visited-sites log is not an Ombrix log; delete it and a new one will be made:"},
+    {msg::LogCannotBeOpened, "The visited-sites log cannot be opened:"},
+    {msg::LogCannotBeWritten, "The visited-sites log cannot be written:"},
+    {msg::LogCannotBeRead, "The visited-sites log cannot be read:"},
+    {msg::TextNotTypeable, "The text holds a character that cannot be typed: a control character (a tab, a NUL) or "
+                           "bytes that are not UTF-8 text."},
+    {msg::EntryMatchesEveryAddress, "The entry matches every address: on a list of allowed sites it would let every "
+                                    "site through. Name the site."},
+    {msg::PasswordNotUtf8, "The password is not UTF-8 text: it could never be typed into the login box."},
+    {msg::FileSiteListWordUnknown, "The site list of the file is neither PROIBITI nor CONSENTITI."},
+    {msg::LineOfFile, "Line of the file:"},
+    {msg::TextTooLong, "The text is too long: more than 64 KB."},
+    {msg::ProfileStillAssigned, "The profile cannot be deleted: it is still assigned to one or more clients."},
+    {msg::ProfileNameBlank, "The profile name cannot be empty."},
+    {msg::ProfileNameTaken, "A profile with this name exists already. Choose another name."},
+    {msg::HomePageNotAllowed, "The home page is not on the list of allowed sites and would be blocked."},
+    {msg::ProcessFileNameOnly, "Give only the program's file name (for example notepad.exe), without drive or folder."},
+    {msg::ProcessNameInvalid, "The process name is not valid: it must end in .exe, written in lower case."},
+    {msg::MaxProtectionNeedsForbiddenList, "Maximum protection is offered only with a list of forbidden sites."},
+    {msg::StoreWriteFailed, "The database cannot be written:"},
 }};
 
 // Marks that turn the text after them around (or hide how it reads) when a
@@ -67,7 +76,7 @@ bool isBidirectionalControl(char32_t c) {
 
 }  // namespace
 
-std::string messageText(Language& language, std::string_view id) {
+std::string messageText(Language& language, MessageId id) {
     std::string text = language.TestoMessaggio(id);
     if (!text.empty()) return text;
     for (const auto& [known, english] : kBuiltInTexts) {
@@ -151,7 +160,7 @@ void Session::keepStoreCopy() {
     }
 }
 
-int Session::refuse(const char* id, const std::string& detail) {
+int Session::refuse(MessageId id, const std::string& detail) {
     env_.err << id << ": " << messageText(language_, id);
     if (!detail.empty()) env_.err << " " << detail;
     env_.err << "\n";
@@ -167,7 +176,7 @@ bool Session::open() {
     if (store_.connection.isOpen()) return true;
     if (dbFile_) {
         if (!env_.files.fileExists(*dbFile_)) {
-            refuse("0090", *dbFile_);
+            refuse(msg::StoreNotFound, *dbFile_);
             return false;
         }
         if (!store_.connection.open(*dbFile_)) {

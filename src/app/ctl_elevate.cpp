@@ -11,6 +11,7 @@
 
 #include "app/ctl_session.h"
 #include "platform/files.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -43,10 +44,10 @@ private:
 int runWithConsent(Session& s, const std::vector<std::string>& args, Elevation how) {
     CtlEnvironment& env = s.env();
     // Neither a file nor a command line may carry a password.
-    if (how == Elevation::Impossible) return s.refuse("0342");
+    if (how == Elevation::Impossible) return s.refuse(msg::PasswordFromEnvironmentNotElevated);
     std::string error;
     const std::optional<std::string> folder = env.elevator->privateFolder(error);
-    if (!folder) return s.refuse("0341", error);
+    if (!folder) return s.refuse(msg::ElevatedRunFailed, error);
     const FolderGuard cleanup(*folder);
 
     std::vector<std::string> child = {"--elevated", "--relay", *folder};
@@ -59,15 +60,15 @@ int runWithConsent(Session& s, const std::vector<std::string>& args, Elevation h
         const std::string input{std::istreambuf_iterator<char>(env.in), std::istreambuf_iterator<char>()};
         const std::string file = inFolder(*folder, kInputFile);
         if (env.in.bad() || !writeWholeFile(file, input)) {
-            return s.refuse("0341", "standard input could not be handed over");
+            return s.refuse(msg::ElevatedRunFailed, "standard input could not be handed over");
         }
         child.insert(child.end(), {"--input", file});
     }
     child.insert(child.end(), args.begin(), args.end());
 
     const Elevator::Run run = env.elevator->run(child, how == Elevation::OwnConsole);
-    if (run.outcome == Elevator::Run::Outcome::Refused) return s.refuse("0340");
-    if (run.outcome == Elevator::Run::Outcome::Failed) return s.refuse("0341", run.error);
+    if (run.outcome == Elevator::Run::Outcome::Refused) return s.refuse(msg::ConsentNotGiven);
+    if (run.outcome == Elevator::Run::Outcome::Failed) return s.refuse(msg::ElevatedRunFailed, run.error);
     const std::optional<std::string> output = readWholeFile(inFolder(*folder, kOutputFile));
     const std::optional<std::string> errors = readWholeFile(inFolder(*folder, kErrorsFile));
     if (output) env.out << *output;

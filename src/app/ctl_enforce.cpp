@@ -12,6 +12,7 @@
 #include "enforce/site_list.h"
 #include "enforce/site_log.h"
 #include "platform/text_input.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -38,7 +39,7 @@ int cmdCheck(Session& s, const std::vector<std::string>& args) {
         const enforce::Verdict v = enforce::verdictAsChrome(list.value, sitiConsentiti, address);
         std::ostream& out = s.out();
         out << (v.blocked ? "blocked" : "allowed");
-        if (v.message != nullptr) out << ' ' << v.message;
+        if (v.message) out << ' ' << v.message;
         if (v.entry != enforce::kNoMatch) out << ' ' << printable(list.value.entry(v.entry));
         out << '\n';
     };
@@ -87,17 +88,17 @@ int logShow(Session& s, const std::vector<std::string>& args) {
     }
     // The viewer's messages for a field that holds no date.
     if (fromText) {
-        if (const char* id = enforce::checkLogDateField(*fromText, false)) return s.refuse(id, *fromText);
+        if (const MessageId id = enforce::checkLogDateField(*fromText, false)) return s.refuse(id, *fromText);
     }
     if (toText) {
-        if (const char* id = enforce::checkLogDateField(*toText, true)) return s.refuse(id, *toText);
+        if (const MessageId id = enforce::checkLogDateField(*toText, true)) return s.refuse(id, *toText);
     }
     core::Database log;
     if (!openLog(s, log)) return kRefused;
     const auto from = fromText ? enforce::parseLogDate(*fromText) : std::nullopt;
     const auto to = toText ? enforce::parseLogDate(*toText) : std::nullopt;
     const auto rows = enforce::readLog(log, from, to);
-    if (!rows) return s.refuse("0353", log.lastError());
+    if (!rows) return s.refuse(msg::LogCannotBeRead, log.lastError());
     for (const auto& r : *rows) s.out() << printable(r.dataOra) << '\t' << printable(r.url) << '\n';
     return kOk;
 }
@@ -109,7 +110,7 @@ int cmdLog(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 1) return s.usage("log clear takes no arguments");
     core::Database log;
     if (!openLog(s, log)) return kRefused;
-    if (!enforce::clearLog(log)) return s.refuse("0352", log.lastError());
+    if (!enforce::clearLog(log)) return s.refuse(msg::LogCannotBeWritten, log.lastError());
     return kOk;
 }
 

@@ -11,6 +11,7 @@
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -34,7 +35,9 @@ std::optional<bool> switchWord(std::string_view word) {
 
 int showOption(Session& s, const Option& o) {
     const core::Value stored = core::ReadField(s.db(), "Opzioni", o.column, core::kOptionsRow);
-    if (stored.isEmpty()) return s.refuse("0313", "Opzioni." + std::string(o.column) + ": " + s.db().lastError());
+    if (stored.isEmpty()) {
+        return s.refuse(msg::StoreUnreadable, "Opzioni." + std::string(o.column) + ": " + s.db().lastError());
+    }
     s.out() << o.name << (core::ValoreNonNullo(stored, core::Value::boolean(false)).toBool() ? " on" : " off") << "\n";
     return kOk;
 }
@@ -57,7 +60,7 @@ int cmdOption(Session& s, const std::vector<std::string>& args) {
         return kOk;
     }
     if (!core::UpdateField(s.db(), "Opzioni", chosen->column, core::Value::boolean(*on), core::kOptionsRow)) {
-        return s.refuse("0310", s.db().lastError());
+        return s.refuse(msg::StoreWriteFailed, s.db().lastError());
     }
     return kOk;
 }

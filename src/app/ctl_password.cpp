@@ -12,6 +12,7 @@
 #include "core/store_location.h"
 #include "core/store.h"
 #include "platform/text_input.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -95,9 +96,7 @@ int cmdPassword(Session& s, const std::vector<std::string>& args) {
     if (!s.open()) return kRefused;
     if (args[0] == "check") return passwordCheck(s, typed);
     // The same rules as the options form; the one entry stands for both of its fields.
-    if (const std::string problem = core::newPasswordProblem(typed, typed); !problem.empty()) {
-        return s.refuse(problem.c_str());
-    }
+    if (const MessageId problem = core::newPasswordProblem(typed, typed)) return s.refuse(problem);
     const std::optional<std::string> hash = core::hashPassword(typed);
     if (!hash) {
         s.err() << "ombrixctl: the system's cryptography failed; the old password stays\n";

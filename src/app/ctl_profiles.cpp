@@ -1,7 +1,6 @@
 // ombrixctl commands that administer profiles: the profile editor's rules
 // through the editor itself, with no questions asked. A refusal prints its
 // identifier and text on standard error, exits 1 and changes nothing.
-#include <array>
 #include <istream>
 #include <memory>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "platform/text.h"
 #include "platform/text_input.h"
 #include "profiles/profile_editor.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -19,31 +19,9 @@ namespace {
 using profiles::ProfileEditor;
 using Outcome = ProfileEditor::Outcome;
 
-// English for the identifiers these commands print, when the language file
-// lacks them: a message must never be an identifier alone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kEnglish = {{
-    {"0013", "The profile cannot be deleted: it is still assigned to one or more clients."},
-    {"0019", "The profile name cannot be empty."},
-    {"0021", "A profile with this name exists already. Choose another name."},
-    {"0022", "The home page is not on the list of allowed sites and would be blocked."},
-    {"0027", "Give only the program's file name (for example notepad.exe), without drive or folder."},
-    {"0028", "The process name is not valid: it must end in .exe, written in lower case."},
-    {"0082", "Maximum protection is offered only with a list of forbidden sites."},
-    {"0310", "The database cannot be written:"},
-}};
-
 std::string oneLine(std::string text) {
     for (char& c : text) {
         if (c == '\n' || c == '\r') c = ' ';
-    }
-    return text;
-}
-
-std::string textOf(Session& s, std::string_view id) {
-    std::string text = messageText(s.language(), id);
-    if (!text.empty()) return text;
-    for (const auto& [known, english] : kEnglish) {
-        if (known == id) return std::string(english);
     }
     return text;
 }
@@ -56,9 +34,11 @@ public:
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& r) override {
         if (r.buttons == platform::MessageButtons::YesNo) return platform::MessageAnswer::Yes;
         std::string text = oneLine(r.text);
-        if (trimBlanks(text).empty()) text = textOf(s_, r.messageId);
+        if (trimBlanks(text).empty()) text = messageText(s_.language(), r.messageId);
         // The store failure's text has the store's words after its own.
-        if (r.messageId == "0310" && r.text.starts_with(" ")) text = textOf(s_, "0310") + r.text;
+        if (r.messageId == msg::StoreWriteFailed && r.text.starts_with(" ")) {
+            text = messageText(s_.language(), msg::StoreWriteFailed) + r.text;
+        }
         s_.err() << r.messageId << ": " << text << "\n";
         return platform::MessageAnswer::Ok;
     }
@@ -144,8 +124,7 @@ int set(Session& s, long long id, const std::string& key, const std::string& val
         understood = onOffValue(r.maxProtection);
         // The form offers the switch only with a forbidden list.
         if (understood && value == "on" && !e.editor.maxProtectionEnabled()) {
-            s.err() << "0082: " << textOf(s, "0082") << "\n";
-            return kRefused;
+            return s.refuse(msg::MaxProtectionNeedsForbiddenList);
         }
     } else if (key == "printer") {
         r.printer = value;
@@ -183,8 +162,7 @@ int cmdUse(Session& s, const std::vector<std::string>& args) {
     if (!id) return kRefused;
     if (!core::UpdateField(s.db(), "Opzioni", "IDProfiloInUso", core::Value(static_cast<std::int64_t>(*id)),
                            core::kOptionsRow)) {
-        s.err() << "0310: " << textOf(s, "0310") << " " << s.db().lastError() << "\n";
-        return kRefused;
+        return s.refuse(msg::StoreWriteFailed, s.db().lastError());
     }
     return kOk;
 }
@@ -214,7 +192,7 @@ void printRefusals(Session& s, const char* where, const profiles::BulkRefusals& 
     for (const auto& refusal : r.refusals) {
         std::string text;
         for (const auto& m : refusal.messages) {
-            const std::string part = textOf(s, m);
+            const std::string part = messageText(s.language(), m);
             if (!part.empty()) text += (text.empty() ? "" : " ") + part;
         }
         s.err() << where << " " << refusal.line << ": " << refusal.messages.front() << ": " << oneLine(text) << " ("
@@ -232,10 +210,7 @@ int listCommand(Session& s, const std::vector<std::string>& args, profiles::List
     const auto next = entrySource(s, args);
     if (args[0] == "remove") {
         const profiles::RemoveResult r = profiles::removeEntries(s.db(), kind, *id, next);
-        if (r.storeFailed) {
-            s.err() << "0310: " << textOf(s, "0310") << " " << r.storeError << "\n";
-            return kRefused;
-        }
+        if (r.storeFailed) return s.refuse(msg::StoreWriteFailed, r.storeError);
         printRefusals(s, where, r);
         for (const std::size_t line : r.missing) {
             s.err() << "ombrixctl: " << where << " " << line << ": not on the " << word << " list\n";
@@ -245,10 +220,7 @@ int listCommand(Session& s, const std::vector<std::string>& args, profiles::List
         return kOk;
     }
     const profiles::BulkResult r = profiles::addEntries(s.db(), kind, *id, next);
-    if (r.storeFailed) {
-        s.err() << "0310: " << textOf(s, "0310") << " " << r.storeError << "\n";
-        return kRefused;
-    }
+    if (r.storeFailed) return s.refuse(msg::StoreWriteFailed, r.storeError);
     printRefusals(s, where, r);
     if (!r.ok()) return kRefused;
     s.out() << "added " << r.added << ", duplicates skipped " << r.duplicates;

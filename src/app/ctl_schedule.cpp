@@ -6,6 +6,7 @@
 #include "core/store.h"
 #include "platform/text.h"
 #include "schedule/slot_editor.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -33,14 +34,15 @@ std::optional<long long> profileNamed(Session& s, const std::string& name) {
 // Switched on with no profile for the hours outside the slots: say what that means.
 void tellEmptyFallback(Session& s, const schedule::SlotBoxes& boxes) {
     if (boxes.fallback == 0 && schedule::readScheduleSwitch(s.db())) {
-        s.err() << "0356: " << messageText(s.language(), "0356") << "\n";
+        s.err() << msg::NoFallbackBlocksEverySite << ": " << messageText(s.language(), msg::NoFallbackBlocksEverySite)
+                << "\n";
     }
 }
 
 // Validates as the editor does, then stores; nothing is written on a refusal.
 int validateAndSave(Session& s, const schedule::SlotBoxes& boxes) {
     if (const auto refusal = schedule::ValidaFasce(boxes, kSeparator, schedule::readScheduleSwitch(s.db()))) {
-        for (const char* id : refusal->messages) s.refuse(id);
+        for (const MessageId id : refusal->messages) s.refuse(id);
         return kRefused;
     }
     if (!schedule::SalvaFasce(s.db(), boxes, kSeparator)) {
@@ -85,7 +87,7 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
     if (verb == "show") return show(s, *boxes);
     if (verb == "on" || verb == "off") {
         const bool on = verb == "on";
-        if (on && !schedule::slotOneHasTimes(*boxes)) return s.refuse("0250");
+        if (on && !schedule::slotOneHasTimes(*boxes)) return s.refuse(msg::ScheduleNeedsFirstSlot);
         if (!schedule::writeScheduleSwitch(s.db(), on)) {
             s.err() << "ombrixctl: cannot write the switch: " << s.db().lastError() << "\n";
             return kRefused;

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 
@@ -20,7 +21,7 @@ public:
     ~Session();
 
     // Prints "<id>: <text>[ <detail>]" on standard error; returns kRefused.
-    int refuse(const char* id, const std::string& detail = {});
+    int refuse(MessageId id, const std::string& detail = {});
     // Prints "ombrixctl: <text>" on standard error; returns kUsage.
     int usage(const std::string& why);
 
@@ -49,9 +50,9 @@ private:
     core::Store store_;
 };
 
-// The text of a message identifier from the language file, else the
-// command line's own English text for it.
-[[nodiscard]] std::string messageText(Language& language, std::string_view id);
+// The text of a message from the language file, else the command line's own
+// English text for it.
+[[nodiscard]] std::string messageText(Language& language, MessageId id);
 
 // Text from the store or the input as one field of one output line: control
 // characters and the backslash are written as escapes (\t, \n, \r, \\, \xHH

@@ -5,6 +5,7 @@
 #include "core/browser_switches.h"
 #include "core/schema.h"
 #include "core/store_access.h"
+#include "support/messages.h"
 
 namespace ombrix::app {
 namespace {
@@ -32,10 +33,10 @@ int cmdUpgrade(Session& s, const std::vector<std::string>& args) {
     switch (r.outcome) {
         case Outcome::UpToDate: s.out() << "up to date\n"; return kOk;
         case Outcome::Upgraded: s.out() << "upgraded\n"; return kOk;
-        case Outcome::NotOurStore: return s.refuse("0315", s.db().path() + " (" + r.error + ")");
+        case Outcome::NotOurStore: return s.refuse(msg::NotOurStore, s.db().path() + " (" + r.error + ")");
         case Outcome::Failed: break;
     }
-    return s.refuse("0314", r.step + ": " + r.error);
+    return s.refuse(msg::StoreUpgradeFailed, r.step + ": " + r.error);
 }
 
 int cmdProfiles(Session& s, const std::vector<std::string>& args) {
@@ -56,7 +57,7 @@ std::optional<std::string> existingStoreFolder(Session& s) {
     if (!s.dbFile()) {
         if (!s.open()) return std::nullopt;
     } else if (!s.env().files.fileExists(*s.dbFile())) {
-        s.refuse("0090", *s.dbFile());
+        s.refuse(msg::StoreNotFound, *s.dbFile());
         return std::nullopt;
     }
     return s.storeFolder();
@@ -78,8 +79,10 @@ int cmdProtect(Session& s, const std::vector<std::string>& args) {
                 << "\n";
         return kOk;
     }
-    if (failure->step == core::StoreAccessFailure::Step::MakeLogFolder) return s.refuse("0346", failure->folder);
-    return s.refuse("0345", failure->folder + ": " + failure->error);
+    if (failure->step == core::StoreAccessFailure::Step::MakeLogFolder) {
+        return s.refuse(msg::LogFolderNotCreated, failure->folder);
+    }
+    return s.refuse(msg::FolderAccessNotSet, failure->folder + ": " + failure->error);
 }
 
 }  // namespace

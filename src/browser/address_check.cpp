@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "core/site_entry.h"
+#include "support/messages.h"
 
 namespace ombrix::browser {
 
@@ -23,18 +24,18 @@ namespace {
 // The refusal for an address in the list's mode: the go procedure's and the
 // loading check's messages, in that order; null when the address may go.
 struct Refusal {
-    const char* typed;
-    const char* loading;
+    MessageId typed;
+    MessageId loading;
 };
 
 std::optional<Refusal> refusal(const core::SiteVerdicts& list, std::string_view address) {
     if (neverRefused(address)) return std::nullopt;
     if (list.allowedList()) {
         if (address.empty() || list.matches(address)) return std::nullopt;
-        return Refusal{"0227", "0229"};
+        return Refusal{msg::SiteNotAmongAllowedInBrowser, msg::PageNotAllowedLoadStopped};
     }
     if (!list.matches(address)) return std::nullopt;
-    return Refusal{"0228", "0230"};
+    return Refusal{msg::SiteForbiddenInBrowser, msg::PageForbiddenLoadStopped};
 }
 
 }  // namespace
@@ -52,9 +53,9 @@ GoDecision go(const core::SiteVerdicts& list, std::string_view typed) {
     return d;
 }
 
-const char* refusedWhileLoading(const core::SiteVerdicts& list, std::string_view location) {
+MessageId refusedWhileLoading(const core::SiteVerdicts& list, std::string_view location) {
     const auto refused = refusal(list, location);
-    return refused ? refused->loading : nullptr;
+    return refused ? refused->loading : MessageId{};
 }
 
 bool cancelBeforeRequest(const core::SiteVerdicts& list, std::string_view url) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/site_verdicts.h"
+#include "support/messages.h"
 
 namespace ombrix::browser {
 
@@ -27,7 +28,7 @@ enum class Then {
 
 struct GoDecision {
     std::string address;            // what is navigated to
-    const char* message = nullptr;  // shown before the address, or none
+    MessageId message;              // shown before the address, or none
     Then then = Then::Navigate;
     bool remember = false;          // added to the address box's list
 };
@@ -36,8 +37,8 @@ struct GoDecision {
 [[nodiscard]] GoDecision go(const core::SiteVerdicts& list, std::string_view typed);
 
 // The check on the page the control is loading: the message to show before
-// the address when the control must go back; null when the page may stay.
-[[nodiscard]] const char* refusedWhileLoading(const core::SiteVerdicts& list, std::string_view location);
+// the address when the control must go back; none when the page may stay.
+[[nodiscard]] MessageId refusedWhileLoading(const core::SiteVerdicts& list, std::string_view location);
 
 // Whether a navigation the control is about to start must be cancelled: every
 // address the go procedure would refuse, whatever started it (a link, a

@@ -6,18 +6,20 @@
 #include <string>
 #include <string_view>
 
+#include "support/messages.h"
+
 namespace ombrix::browser {
 
 enum class BrowserButton { ExternalAtHomePage, Internal };
 
 struct BarChoices {
-    const char* label;      // the message naming the browser the button opens
+    MessageId label;        // the message naming the browser the button opens
     BrowserButton browser;  // what the button opens
 };
 
 [[nodiscard]] constexpr BarChoices barChoices(bool internalBrowser) {
-    return internalBrowser ? BarChoices{"0225", BrowserButton::Internal}
-                           : BarChoices{"0226", BrowserButton::ExternalAtHomePage};
+    return internalBrowser ? BarChoices{msg::BarInternalBrowser, BrowserButton::Internal}
+                           : BarChoices{msg::BarDefaultBrowser, BrowserButton::ExternalAtHomePage};
 }
 
 // The profile's own start page when it is set, otherwise the default one.

@@ -13,6 +13,7 @@
 #include "platform/process_control.h"
 #include "platform/text.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -26,8 +27,8 @@ void traceUnsaved(const Database& db, std::string_view column,
 
 // A change the administrator made that the store did not keep, with the store's reason.
 void tellUnsaved(StoreEnvironment& env, const std::string& why) {
-    env.dialogs.messageBox({"0310", env.language.TestoMessaggio("0310") + " " + why, std::string(kProgramTitle),
-                            platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    env.dialogs.messageBox({msg::StoreWriteFailed, env.language.TestoMessaggio(msg::StoreWriteFailed) + " " + why,
+                            std::string(kProgramTitle), platform::MessageIcon::Critical, platform::MessageButtons::Ok});
 }
 
 // Why an open store could not be read; empty when it did not open.
@@ -39,10 +40,11 @@ std::string storeError(const Database& db) {
 
 bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::string& password,
                                 const std::string& confirmation) {
-    const std::string problem = newPasswordProblem(password, confirmation);
+    const MessageId problem = newPasswordProblem(password, confirmation);
     Language& lang = env.language;
-    if (!problem.empty()) {
-        const std::string title = problem == "0143" ? lang.TestoMessaggio("0144") : std::string(kProgramTitle);
+    if (problem) {
+        const std::string title =
+            problem == msg::PasswordBlank ? lang.TestoMessaggio(msg::PasswordInvalidTitle) : std::string(kProgramTitle);
         env.dialogs.messageBox({problem, lang.TestoMessaggio(problem), title, platform::MessageIcon::Exclamation,
                                 platform::MessageButtons::Ok});
         return false;
@@ -240,7 +242,7 @@ bool Controller::storeReadable() {
 void Controller::tellStoreLost(const std::string& why) {
     std::string where = joinPath(store_.folder, kDatabaseFileName, m_.env.separator);
     if (!why.empty()) where += " (" + why + ")";
-    tell("0355", where, platform::MessageIcon::Critical);
+    tell(msg::StoreLost, where, platform::MessageIcon::Critical);
 }
 
 void Controller::openStoreCopy() {
@@ -351,7 +353,8 @@ void Controller::afterTimeSlotEditor() {
 }
 
 void Controller::showTimeSlotSwitch() {
-    m_.view.showTimeSlots(timeSlotSwitch_, m_.env.language.TestoMessaggio(timeSlotSwitch_ ? "0357" : "0358"));
+    m_.view.showTimeSlots(timeSlotSwitch_,
+                          m_.env.language.TestoMessaggio(timeSlotSwitch_ ? msg::TimeSlotsOn : msg::TimeSlotsOff));
 }
 
 void Controller::tickFasceOrarie() {
@@ -370,7 +373,7 @@ bool Controller::passwordIsSet() {
 bool Controller::firstStart() {
     if (passwordIsSet()) return false;
     if (!machineMarked(m_.env.registry)) return true;
-    tell("0316", {}, platform::MessageIcon::Critical);
+    tell(msg::PasswordMissingFromStore, {}, platform::MessageIcon::Critical);
     return false;
 }
 
@@ -380,12 +383,13 @@ bool Controller::savePassword(const std::string& password, const std::string& co
 
 void Controller::reportUpgrade(const UpgradeResult& upgrade) {
     switch (upgrade.outcome) {
-        case UpgradeResult::Outcome::Upgraded: tell("0151", {}, platform::MessageIcon::Information); break;
+        case UpgradeResult::Outcome::Upgraded: tell(msg::StoreUpgraded, {}, platform::MessageIcon::Information); break;
         case UpgradeResult::Outcome::Failed:
-            tell("0314", upgrade.step + ": " + upgrade.error, platform::MessageIcon::Critical);
+            tell(msg::StoreUpgradeFailed, upgrade.step + ": " + upgrade.error, platform::MessageIcon::Critical);
             break;
         case UpgradeResult::Outcome::NotOurStore:
-            tell("0315", store_.connection.path() + " (" + upgrade.error + ")", platform::MessageIcon::Critical);
+            tell(msg::NotOurStore, store_.connection.path() + " (" + upgrade.error + ")",
+                 platform::MessageIcon::Critical);
             break;
         case UpgradeResult::Outcome::UpToDate: break;
     }
@@ -394,10 +398,10 @@ void Controller::reportUpgrade(const UpgradeResult& upgrade) {
 void Controller::storeUnreadable(const std::string& why) {
     if (storeLost_) return;  // told at start, with the store's place
     listsUnreadable_ = true;
-    tell("0313", why, platform::MessageIcon::Critical);
+    tell(msg::StoreUnreadable, why, platform::MessageIcon::Critical);
 }
 
-void Controller::tell(const char* id, const std::string& detail, platform::MessageIcon icon) {
+void Controller::tell(MessageId id, const std::string& detail, platform::MessageIcon icon) {
     std::string text = m_.env.language.TestoMessaggio(id);
     if (!detail.empty()) text += " " + detail;
     const platform::MessageBoxRequest box{id, text, std::string(kProgramTitle), icon, platform::MessageButtons::Ok};
@@ -541,7 +545,8 @@ void Controller::onTaskManagerClicked() {
     // The lock is the timer that keeps closing the task manager.
     const bool locked = !m_.timers.isEnabled(TimerId::KillTaskManager);
     m_.timers.setEnabled(TimerId::KillTaskManager, locked);
-    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(locked ? "0149" : "0150"));
+    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(locked ? msg::UnlockTaskManagerAfterClick
+                                                                        : msg::LockTaskManagerAfterClick));
 }
 
 void Controller::setLogSwitch(bool on) {
@@ -627,7 +632,7 @@ bool Controller::refuseClose(CloseRequest request) {
         case CloseRequest::Program:
             return !closed_;
         case CloseRequest::ControlBox:
-            m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio("0163"));
+            m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(msg::UnlockTaskManagerAfterClose));
             m_.timers.setEnabled(TimerId::KillTaskManager, true);
             lock();
             return true;
@@ -638,14 +643,17 @@ bool Controller::refuseClose(CloseRequest request) {
 }
 
 void Controller::onMinimised() {
-    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio("0164"));
+    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(msg::UnlockTaskManagerAfterMinimise));
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     lock();
 }
 
 void Controller::VisualizzaMessaggio(const std::string& text, int kind) {
     if (switches_.nascondiMessaggiNotifica || trimBlanks(text).empty()) return;
-    const char* heading = kind == 1 ? "0111" : kind == 2 ? "0112" : kind == 3 ? "0113" : "0114";
+    const MessageId heading = kind == 1   ? msg::NoticeTitleSiteBlocked
+                              : kind == 2 ? msg::NoticeTitleProgramClosed
+                              : kind == 3 ? msg::NoticeTitleWindowClosed
+                                          : msg::NoticeTitleOther;
     m_.view.showNotice(text, m_.env.language.TestoMessaggio(heading));
 }
 

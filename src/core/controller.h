@@ -159,11 +159,12 @@ public:
     void onMinimised();
 
     // Tells the administrator what the start-up's upgrade did, when it did
-    // something or failed: "0151" upgraded, "0314" failed, "0315" not our store.
+    // something or failed: upgraded, failed, not our store.
     void reportUpgrade(const UpgradeResult& upgrade);
-    // Tells the administrator that the lists could not be read ("0313").
+    // Tells the administrator that the lists could not be read (msg::StoreUnreadable).
     void storeUnreadable(const std::string& why);
-    // What the controller has to tell (the boxes above, "0316", "0355", the
+    // What the controller has to tell (the boxes above, a password missing
+    // from the store, a lost store, the
     // first start's options form) waits until the lists are in force: a
     // modal box shown halfway through a sequence would hold it there, with
     // the timers off, for as long as nobody presses OK. The program's own
@@ -208,7 +209,7 @@ private:
     // Open, and its options row read.
     bool storeReadable();
     void startWithoutStore();
-    // "0355" with the store's path and, when it opened, why it cannot be read.
+    // msg::StoreLost with the store's path and, when it opened, why it cannot be read.
     void tellStoreLost(const std::string& why);
     // Lost: the store itself again, when it reads; otherwise the copy stays open.
     bool storeBack();
@@ -218,7 +219,7 @@ private:
     AppliedProfile lostStoreProfile();
     void keepStoreCopy();
     // Waits to be shown by showWaitingNotices.
-    void tell(const char* id, const std::string& detail, platform::MessageIcon icon);
+    void tell(platform::MessageId id, const std::string& detail, platform::MessageIcon icon);
     void askForPassword();
     void finishStartUp();
     void protectFolders();
@@ -248,7 +249,7 @@ private:
     // The store went missing on a marked machine (see startUp).
     bool storeLost_ = false;
     bool lastRunLockedShell_ = false;  // the journal of a lost store's last run locked the shell
-    bool listsUnreadable_ = false;     // told "0313" since the start
+    bool listsUnreadable_ = false;     // told msg::StoreUnreadable since the start
     // Boxes to show, in the order told; none stands for the options form.
     std::deque<std::optional<platform::MessageBoxRequest>> waiting_;
     bool showingNotices_ = false;

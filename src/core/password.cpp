@@ -7,6 +7,7 @@
 
 #include "platform/crypto.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -150,13 +151,15 @@ bool passwordNeedsRehash(std::string_view stored) {
     return !parseHash(stored, parsed) || parsed.iterations < passwordWork();
 }
 
-std::string newPasswordProblem(std::string_view password, std::string_view confirmation) {
-    if (!anyCharacter(password, [](char32_t c) { return !isBlank(c); })) return "0143";
-    if (password != confirmation) return "0145";
-    if (password.size() > kPasswordMaxBytes || characterCount(password) > kPasswordMaxCharacters) return "0311";
+MessageId newPasswordProblem(std::string_view password, std::string_view confirmation) {
+    if (!anyCharacter(password, [](char32_t c) { return !isBlank(c); })) return msg::PasswordBlank;
+    if (password != confirmation) return msg::PasswordsDiffer;
+    if (password.size() > kPasswordMaxBytes || characterCount(password) > kPasswordMaxCharacters) {
+        return msg::PasswordTooLong;
+    }
     // The login box hands over UTF-8: other bytes could never be typed there.
-    if (!isValidUtf8(password)) return "0361";
-    if (anyCharacter(password, isControlCharacter)) return "0312";
+    if (!isValidUtf8(password)) return msg::PasswordNotUtf8;
+    if (anyCharacter(password, isControlCharacter)) return msg::PasswordControlCharacter;
     return {};
 }
 

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/message_id.h"
+
 namespace ombrix::core {
 
 // Today's recommended work for PBKDF2-HMAC-SHA256.
@@ -47,10 +49,10 @@ void setPasswordWorkForTests(std::uint32_t iterations);
 // old plain password, or a hash made with less work than passwordWork().
 [[nodiscard]] bool passwordNeedsRehash(std::string_view stored);
 
-// The check of a new password: "" when it may be stored, otherwise the
-// message to show: "0143" blank (every Unicode blank counts), "0145" the two
-// differ, "0311" longer than kPasswordMaxCharacters, "0361" bytes that are
-// not UTF-8, "0312" a control character: no one types those into the login box.
-[[nodiscard]] std::string newPasswordProblem(std::string_view password, std::string_view confirmation);
+// The check of a new password: no message when it may be stored, otherwise
+// the one to show: blank (every Unicode blank counts), the two differ, longer
+// than kPasswordMaxCharacters, bytes that are not UTF-8, a control character:
+// no one types those into the login box.
+[[nodiscard]] platform::MessageId newPasswordProblem(std::string_view password, std::string_view confirmation);
 
 }  // namespace ombrix::core

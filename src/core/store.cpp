@@ -3,6 +3,7 @@
 #include <array>
 
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -10,9 +11,10 @@ namespace {
 std::string bracketed(std::string_view name) { return "[" + std::string(name) + "]"; }
 
 constexpr std::array<ListTable, 3> kLists = {{
-    {ListKind::Processes, "ProcessiVietati", "IDProcesso", "Processo", "0106", "0304"},
-    {ListKind::WindowTitles, "NomiFinestreVietate", "IDNomeFinestra", "NomeFinestra", "0107", "0305"},
-    {ListKind::Sites, "SitiVietatiConsentiti", "IDSito", "Sito", "0108", "0306"},
+    {ListKind::Processes, "ProcessiVietati", "IDProcesso", "Processo", msg::ProcessAlreadyListed, msg::ProcessHeading},
+    {ListKind::WindowTitles, "NomiFinestreVietate", "IDNomeFinestra", "NomeFinestra", msg::WindowAlreadyListed,
+     msg::WindowTitleHeading},
+    {ListKind::Sites, "SitiVietatiConsentiti", "IDSito", "Sito", msg::SiteAlreadyListed, msg::SiteHeading},
 }};
 
 }  // namespace
@@ -117,7 +119,7 @@ InsertResult insertListEntryInteractive(Database& db, platform::Dialogs& dialogs
     if (result == InsertResult::Inserted) {
         if (reload) reload();
     } else if (result == InsertResult::Duplicate) {
-        const char* id = listTable(kind).duplicateMessage;
+        const MessageId id = listTable(kind).duplicateMessage;
         dialogs.messageBox({id, language.TestoMessaggio(id), "Ombrix", platform::MessageIcon::Exclamation,
                             platform::MessageButtons::Ok});
     }

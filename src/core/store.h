@@ -50,8 +50,8 @@ struct ListTable {
     const char* table;
     const char* idColumn;
     const char* valueColumn;
-    const char* duplicateMessage;  // shown when the value is already in the list
-    const char* headingMessage;    // the editor list's column heading
+    platform::MessageId duplicateMessage;  // shown when the value is already in the list
+    platform::MessageId headingMessage;    // the editor list's column heading
 };
 [[nodiscard]] const ListTable& listTable(ListKind kind);
 
@@ -69,7 +69,7 @@ InsertResult InserisciNomeFinestraVietataSilenzioso(Database& db, long long prof
 InsertResult InserisciSitoSilenzioso(Database& db, long long profileId, std::string_view value);
 
 // The editor's insert: as above, then on a duplicate the list's message
-// ("0106", "0107" or "0108") with the exclamation icon, and after an insert
+// (duplicateMessage) with the exclamation icon, and after an insert
 // `reload` (the editor refills its list).
 InsertResult insertListEntryInteractive(Database& db, platform::Dialogs& dialogs, Language& language, ListKind kind,
                                         long long profileId, std::string_view value,

@@ -2,6 +2,7 @@
 
 #include "core/settings_reg.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -67,9 +68,11 @@ bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_vie
                      std::string_view section, std::string_view key, DialogOwner owner) {
     if (!env.files.fileExists(joinPath(folder, fileName, env.separator))) {
         if (machineMarked(env.registry)) return false;
-        env.dialogs.messageBox({"0090", env.language.TestoMessaggio("0090"), env.language.TestoMessaggio("0091"),
+        env.dialogs.messageBox({msg::StoreNotFound, env.language.TestoMessaggio(msg::StoreNotFound),
+                                env.language.TestoMessaggio(msg::StoreNotFoundTitle),
                                 platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
-        const char* prompt = owner == DialogOwner::MainForm ? "0092" : "0093";
+        const MessageId prompt =
+            owner == DialogOwner::MainForm ? msg::ChooseStoreFolderFromMainForm : msg::ChooseStoreFolderFromOtherForm;
         if (auto chosen = env.dialogs.browseForFolder(env.language.TestoMessaggio(prompt))) folder = *chosen;
     }
     if (!db.open(joinPath(folder, fileName, env.separator))) return false;

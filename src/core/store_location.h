@@ -68,10 +68,10 @@ bool SpostaDatabase(StoreEnvironment& env);
 // Whose window owns the folder browser: the main form or another form.
 enum class DialogOwner { MainForm, OtherForm };
 
-// Opens `db` on folder + fileName. A missing file is reported ("0090") and the
-// user may pick another folder, which replaces `folder`; on a marked machine
-// a missing file is only a failure. On success the
-// folder is remembered under (section, key).
+// Opens `db` on folder + fileName. A missing file is reported and the user
+// may pick another folder, which replaces `folder`; on a marked machine a
+// missing file is only a failure. On success the folder is remembered under
+// (section, key).
 bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
                      std::string_view section, std::string_view key, DialogOwner owner);
 

@@ -4,6 +4,7 @@
 #include "core/store_location.h"
 #include "enforce/site_log.h"
 #include "platform/failures.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 namespace {
@@ -92,16 +93,16 @@ std::string logFileOf(std::string_view storeFolder, char separator) {
     return core::joinPath(logFolderOf(storeFolder, separator), core::kLogFileName, separator);
 }
 
-const char* LogOpening::messageId() const {
+MessageId LogOpening::messageId() const {
     switch (outcome) {
         case Outcome::Opened:
-            return nullptr;
+            return {};
         case Outcome::NotALog:
-            return "0350";
+            return msg::LogNotOurs;
         case Outcome::CannotOpen:
             break;
     }
-    return "0351";
+    return msg::LogCannotBeOpened;
 }
 
 LogOpening openLogFile(platform::FileSystem& files, std::string_view storeFolder, char separator,

@@ -14,6 +14,7 @@
 #include "core/database.h"
 #include "platform/clock.h"
 #include "platform/filesystem.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 
@@ -27,8 +28,8 @@ struct LogOpening {
     std::string path;   // the log file
     std::string error;  // the engine's message, or what the file holds that a log does not
     [[nodiscard]] bool ok() const { return outcome == Outcome::Opened; }
-    // For a person: "0350" (not a log), "0351" (cannot be opened); nullptr when opened.
-    [[nodiscard]] const char* messageId() const;
+    // For a person: not a log, or cannot be opened; none when opened.
+    [[nodiscard]] MessageId messageId() const;
     // "<path>: <error>", to follow the message's text.
     [[nodiscard]] std::string detail() const { return path + ": " + error; }
 };

@@ -5,6 +5,7 @@
 #include "enforce/profile_lists.h"
 #include "platform/failures.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 namespace {
@@ -29,7 +30,7 @@ void ProcessTimer::tick() noexcept {
             const std::string lowered = lowerText(name);
             if (std::find(kInternalBrowserOnly.begin(), kInternalBrowserOnly.end(), lowered) ==
                 kInternalBrowserOnly.end()) {
-                notify(text("0171") + " " + name, kNoticeProcess);
+                notify(text(msg::ForbiddenProgramClosed) + " " + name, kNoticeProcess);
                 return;
             }
             // Only the first browser of a tick is handed over.
@@ -42,11 +43,11 @@ void ProcessTimer::tick() noexcept {
                 if (m_.host.internalBrowserWindowCount() < 5) m_.host.openInternalBrowser();
             } else if (isOneOf(lowered, {"opera.exe", "safari.exe", "chrome.exe", "microsoftedge.exe"})) {
                 if (m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti)) m_.host.launchStartPage();
-                const char* id = lowered == "opera.exe"    ? "0168"
-                                 : lowered == "safari.exe" ? "0169"
-                                 : lowered == "chrome.exe" ? "0170"
-                                                           : nullptr;
-                if (id != nullptr) notify(text(id), kNoticeProcess);
+                const MessageId id = lowered == "opera.exe"    ? msg::OperaNotAllowedClosed
+                                     : lowered == "safari.exe" ? msg::SafariNotAllowedClosed
+                                     : lowered == "chrome.exe" ? msg::ChromeNotAllowedClosed
+                                                               : MessageId{};
+                if (id) notify(text(id), kNoticeProcess);
             }
             browserGestito_ = true;
         });

@@ -6,6 +6,7 @@
 #include "enforce/site_rules.h"
 #include "support/language.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 namespace {
@@ -53,9 +54,9 @@ std::string isoDay(const LogDate& d) {
     return buf;
 }
 
-std::string joinLines(Language& language, std::initializer_list<const char*> ids) {
+std::string joinLines(Language& language, std::initializer_list<MessageId> ids) {
     std::string out;
-    for (const char* id : ids) {
+    for (const MessageId id : ids) {
         if (!out.empty()) out += "\r\n";
         out += language.TestoMessaggio(id);
     }
@@ -117,24 +118,24 @@ LogDate nextDay(const LogDate& date) {
 
 LogDate logDateOf(const platform::LocalTime& t) { return {t.year, t.month, t.day}; }
 
-const char* checkLogDateField(std::string_view text, bool isTo) {
+MessageId checkLogDateField(std::string_view text, bool isTo) {
     switch (examine(text, nullptr)) {
         case DateProblem::None:
-            return nullptr;
+            return {};
         case DateProblem::Empty:
-            return isTo ? "0241" : "0238";
+            return isTo ? msg::EndDateInvalid : msg::StartDateInvalid;
         case DateProblem::Form:
-            return isTo ? "0242" : "0239";
+            return isTo ? msg::EndDateHowToWrite : msg::StartDateHowToWrite;
         case DateProblem::NoSuchDay:
             break;
     }
-    return isTo ? "0243" : "0240";
+    return isTo ? msg::EndDateCorrectAndRetry : msg::StartDateCorrectAndRetry;
 }
 
 LogRangeCheck checkLogRange(std::string_view from, std::string_view to) {
     LogRangeCheck r;
-    if ((r.message = checkLogDateField(from, false)) != nullptr) return r;
-    if ((r.message = checkLogDateField(to, true)) != nullptr) return r;
+    if ((r.message = checkLogDateField(from, false))) return r;
+    if ((r.message = checkLogDateField(to, true))) return r;
     r.from = *parseLogDate(from);
     r.to = *parseLogDate(to);
     return r;
@@ -168,12 +169,17 @@ bool writeLogSwitch(core::Database& db, bool on) {
     return core::UpdateField(db, "Opzioni", "LogSiti", core::Value::boolean(on), core::kOptionsRow);
 }
 
-std::string logSwitchQuestion(Language& language) { return joinLines(language, {"0231", "0232", "0233", "0234"}); }
+std::string logSwitchQuestion(Language& language) {
+    return joinLines(language, {msg::LogSwitchChanging, msg::LogSwitchKeepsEveryAddress,
+                                msg::LogNeverKeepsForbiddenSites, msg::LogSwitchContinue});
+}
 
-std::string clearLogQuestion(Language& language) { return joinLines(language, {"0235", "0236", "0237"}); }
+std::string clearLogQuestion(Language& language) {
+    return joinLines(language, {msg::LogClearDeletesAll, msg::LogClearCannotBeUndone, msg::LogClearQuestion});
+}
 
 std::vector<std::string> logListHeadings(Language& language) {
-    return {language.TestoMessaggio("0245"), language.TestoMessaggio("0246")};
+    return {language.TestoMessaggio(msg::LogDateTimeHeading), language.TestoMessaggio(msg::LogAddressHeading)};
 }
 
 }  // namespace ombrix::enforce

@@ -10,6 +10,7 @@
 
 #include "core/database.h"
 #include "platform/clock.h"
+#include "support/messages.h"
 
 namespace ombrix {
 class Language;
@@ -45,15 +46,15 @@ struct LogDate {
 [[nodiscard]] LogDate logDateOf(const platform::LocalTime& t);
 
 // The viewer's check of its two fields. Each field is reported with its own
-// messages: empty ("0238" from, "0241" to), not written as dd/mm/yyyy ("0239",
-// "0242"), a day that does not exist or a year out of range ("0240", "0243").
+// messages: empty, not written as dd/mm/yyyy, a day that does not exist or a
+// year out of range.
 struct LogRangeCheck {
-    const char* message = nullptr;  // the first failing field's message; nullptr: both dates valid
+    MessageId message;  // the first failing field's message; none: both dates valid
     LogDate from, to;
 };
 [[nodiscard]] LogRangeCheck checkLogRange(std::string_view from, std::string_view to);
-// The message for one field alone (as above), nullptr when it holds a date.
-[[nodiscard]] const char* checkLogDateField(std::string_view text, bool isTo);
+// The message for one field alone (as above), none when it holds a date.
+[[nodiscard]] MessageId checkLogDateField(std::string_view text, bool isTo);
 
 struct LogRow {
     std::string dataOra;  // as stored
@@ -71,11 +72,10 @@ bool clearLog(core::Database& db);
 // Writes Opzioni.LogSiti, in the store.
 bool writeLogSwitch(core::Database& db, bool on);
 
-// The viewer's questions: switching the log ("0231" to "0234") and emptying
-// it ("0235" to "0237"), one line each.
+// The viewer's questions: switching the log and emptying it, a message a line.
 [[nodiscard]] std::string logSwitchQuestion(Language& language);
 [[nodiscard]] std::string clearLogQuestion(Language& language);
-// The result list's two column headings ("0245", "0246").
+// The result list's two column headings.
 [[nodiscard]] std::vector<std::string> logListHeadings(Language& language);
 
 }  // namespace ombrix::enforce

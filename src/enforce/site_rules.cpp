@@ -2,19 +2,20 @@
 
 #include "enforce/site_list.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 
-const char* blockMessage(SiteKind kind) {
+MessageId blockMessage(SiteKind kind) {
     switch (kind) {
         case SiteKind::Domain:
-            return "0182";
+            return msg::SiteNotAllowed;
         case SiteKind::Keyword:
-            return "0180";
+            return msg::SiteBlockedForKeyword;
         case SiteKind::Prefix:
             break;
     }
-    return "0181";
+    return msg::SiteForbidden;
 }
 
 bool matchesKeywordTitle(std::string_view title, std::string_view entry) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/site_entry.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 
@@ -25,7 +26,7 @@ using core::matchesEntry;
 using core::allowedListExempt;
 
 // The message shown when an entry of this kind blocks a page.
-[[nodiscard]] const char* blockMessage(SiteKind kind);
+[[nodiscard]] MessageId blockMessage(SiteKind kind);
 
 inline constexpr std::size_t kNoMatch = static_cast<std::size_t>(-1);
 

@@ -5,6 +5,7 @@
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address) {
@@ -15,9 +16,9 @@ Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_v
         if (match == kNoMatch) return {};
         return {true, blockMessage(list.kind(match)), match};
     }
-    if (match != kNoMatch) return {false, nullptr, match};
+    if (match != kNoMatch) return {false, {}, match};
     if (allowedListExempt(address)) return {};
-    return {true, "0182", kNoMatch};
+    return {true, msg::SiteNotAllowed, kNoMatch};
 }
 
 void SiteTimer::closeInternetExplorer() {
@@ -144,7 +145,7 @@ void SiteTimer::bloccaConsentiti(Which w) {
     if (!outsideAllowedList(w, s)) return;
     // Harsher than the forbidden list: the whole browser goes at once.
     killBrowser(s);
-    notify(text("0182") + " " + withoutQuotes(s.lbl), kNoticeSite);
+    notify(text(msg::SiteNotAllowed) + " " + withoutQuotes(s.lbl), kNoticeSite);
     const std::string back = s.ultimaPagina.empty() ? startPage() : s.ultimaPagina;
     if (!back.empty()) m_.host.ApriPagina(back);
     s.ultimaPagina.clear();
@@ -163,7 +164,7 @@ void SiteTimer::BloccaSitiVietatiIE() {
         const std::string& url = all[i].locationUrl;
         if (url.empty() || internetExplorerExempt(url)) continue;
         if (p_.elencoSiti.firstMatchIE(url, all[i].locationName) == kNoMatch) continue;
-        notify(text("0172") + " " + url, kNoticeSite);
+        notify(text(msg::SiteForbiddenInExplorer) + " " + url, kNoticeSite);
         m_.shellWindows.goBack(i);
     }
 }
@@ -174,7 +175,7 @@ void SiteTimer::BloccaSitiConsentitiIE() {
         const std::string& url = all[i].locationUrl;
         if (url.empty() || internetExplorerExempt(url)) continue;
         if (p_.elencoSiti.firstMatchIE(url, all[i].locationName) != kNoMatch) continue;
-        notify(text("0173") + " " + url, kNoticeSite);
+        notify(text(msg::SiteNotAmongAllowedInExplorer) + " " + url, kNoticeSite);
         m_.shellWindows.goBack(i);
     }
 }
@@ -182,7 +183,7 @@ void SiteTimer::BloccaSitiConsentitiIE() {
 void SiteTimer::BloccaSitiVietatiIEFinestre() {
     const std::string url = UltimoIndirizzoShell(m_.browsers.ElencoFinestreShell());
     if (url.empty() || internetExplorerExempt(url) || p_.elencoSiti.firstMatch(url) == kNoMatch) return;
-    notify(text("0172") + " " + url, kNoticeSite);
+    notify(text(msg::SiteForbiddenInExplorer) + " " + url, kNoticeSite);
     closeInternetExplorer();
     if (!startPage().empty()) m_.host.ApriPagina(startPage());
 }
@@ -190,7 +191,7 @@ void SiteTimer::BloccaSitiVietatiIEFinestre() {
 void SiteTimer::BloccaSitiConsentitiIEFinestre() {
     const std::string url = UltimoIndirizzoShell(m_.browsers.ElencoFinestreShell());
     if (url.empty() || internetExplorerExempt(url) || p_.elencoSiti.firstMatch(url) != kNoMatch) return;
-    notify(text("0173") + " " + url, kNoticeSite);
+    notify(text(msg::SiteNotAmongAllowedInExplorer) + " " + url, kNoticeSite);
     closeInternetExplorer();
     if (!startPage().empty()) m_.host.ApriPagina(startPage());
 }
@@ -202,7 +203,7 @@ void SiteTimer::ChiudiFinestreConSitiVietati() {
         for (std::size_t i = p_.elencoSiti.firstKeywordMatch(title); i != kNoMatch;
              i = p_.elencoSiti.firstKeywordMatch(title, i + 1)) {
             m_.windows.postClose(window);
-            notify(text("0137") + " " + std::string(trimBlanks(title)), kNoticeWindow);
+            notify(text(msg::WindowClosedForKeyword) + " " + std::string(trimBlanks(title)), kNoticeWindow);
         }
     }
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "enforce/timer_part.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 
@@ -14,7 +15,7 @@ namespace ombrix::enforce {
 // Edge and Firefox blockers, shared with "ombrixctl check".
 struct Verdict {
     bool blocked = false;
-    const char* message = nullptr;  // the notice's message when blocked
+    MessageId message;              // the notice's message when blocked
     std::size_t entry = kNoMatch;   // the first entry that matched, if any
 };
 [[nodiscard]] Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address);

@@ -3,10 +3,11 @@
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 
-std::string TimerPart::text(const char* id) { return m_.language.TestoMessaggio(id); }
+std::string TimerPart::text(MessageId id) { return m_.language.TestoMessaggio(id); }
 
 void TimerPart::notify(const std::string& message, int kind) { m_.host.VisualizzaMessaggio(message, kind); }
 

@@ -18,6 +18,7 @@
 #include "platform/input.h"
 #include "platform/processes.h"
 #include "platform/windows.h"
+#include "support/messages.h"
 
 namespace ombrix {
 class Language;
@@ -67,7 +68,7 @@ public:
     TimerPart(const TimerPart&) = delete;
     TimerPart& operator=(const TimerPart&) = delete;
 
-    [[nodiscard]] std::string text(const char* id);
+    [[nodiscard]] std::string text(MessageId id);
     void notify(const std::string& text, int kind);
     int KillProcess(std::string_view imageName);
     [[nodiscard]] bool IsProcessRunning(std::string_view imageName);

@@ -3,6 +3,7 @@
 #include "enforce/profile_lists.h"
 #include "platform/failures.h"
 #include "platform/text.h"
+#include "support/messages.h"
 
 namespace ombrix::enforce {
 
@@ -22,7 +23,9 @@ void WindowTimer::ChiudiFinestreVietate() {
         if (window == 0) continue;
         m_.windows.show(window, platform::ShowCommand::Normal);
         m_.windows.postClose(window);
-        if (titles[i].rfind(kSilentMark, 0) != 0) notify(text("0174") + " " + titles[i], kNoticeWindow);
+        if (titles[i].rfind(kSilentMark, 0) != 0) {
+            notify(text(msg::ForbiddenWindowClosed) + " " + titles[i], kNoticeWindow);
+        }
     }
 }
 

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/message_id.h"
+
 namespace ombrix::platform {
 
 enum class MessageIcon { Exclamation, Information, Critical };
@@ -13,7 +15,7 @@ enum class MessageButtons { Ok, YesNo };
 enum class MessageAnswer { Ok, Yes, No };
 
 struct MessageBoxRequest {
-    std::string messageId;  // identifier of the main text, for logs and ombrixctl
+    MessageId messageId;  // the main text, for logs and ombrixctl
     std::string text;
     std::string title;
     MessageIcon icon = MessageIcon::Information;

@@ -7,6 +7,7 @@
 #include "core/site_entry.h"
 #include "platform/text.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::profiles {
 namespace {
@@ -41,27 +42,33 @@ std::vector<Value> profileValues(const ProfileRecord& r) {
 
 // The question asked before an entry is stored, and before one is deleted.
 struct ListTexts {
-    const char* addQuestion[2];
-    const char* deleteQuestion[2];
-    const char* unsaved;  // the refusal while the record has no identifier
+    MessageId addQuestion[2];
+    MessageId deleteQuestion[2];
+    MessageId unsaved;  // the refusal while the record has no identifier
 };
 constexpr ListTexts kListTexts[3] = {
-    {{"0031", "0032"}, {"0042", "0043"}, "0033"},  // processes
-    {{"0024", "0025"}, {"0040", "0041"}, "0026"},  // window titles
-    {{"0034", "0035"}, {"0044", "0045"}, "0036"},  // sites
+    {{msg::AddProcessQuestion, msg::AddProcessQuestionEnd},
+     {msg::DeleteProcessQuestion, msg::DeleteProcessQuestionEnd},
+     msg::SaveProfileBeforeProcesses},
+    {{msg::AddWindowQuestion, msg::AddWindowQuestionEnd},
+     {msg::DeleteWindowQuestion, msg::DeleteWindowQuestionEnd},
+     msg::SaveProfileBeforeWindows},
+    {{msg::AddSiteQuestion, msg::AddSiteQuestionEnd},
+     {msg::DeleteSiteQuestion, msg::DeleteSiteQuestionEnd},
+     msg::SaveProfileBeforeSites},
 };
 const ListTexts& listTexts(ListKind kind) { return kListTexts[static_cast<std::size_t>(kind)]; }
 
 EntryVerdict accept(std::string value) { return {Verdict::Accept, std::move(value), {}}; }
 EntryVerdict ignore() { return {Verdict::Ignore, {}, {}}; }
-EntryVerdict refuse(std::vector<std::string> ids) { return {Verdict::Refuse, {}, std::move(ids)}; }
+EntryVerdict refuse(std::vector<MessageId> ids) { return {Verdict::Refuse, {}, std::move(ids)}; }
 
 // What every box refuses first: too long, or not typeable; nullopt for
 // text the box's own rule may judge.
 std::optional<EntryVerdict> unusable(std::string_view typed, std::string_view trimmed) {
-    if (typed.size() > kMaxEntryBytes) return refuse({"0364"});
+    if (typed.size() > kMaxEntryBytes) return refuse({msg::TextTooLong});
     if (trimmed.empty()) return ignore();
-    if (!typeableText(trimmed)) return refuse({"0359"});
+    if (!typeableText(trimmed)) return refuse({msg::TextNotTypeable});
     return std::nullopt;
 }
 }  // namespace
@@ -76,28 +83,20 @@ void ProfileRecord::setMode(Mode mode) {
     startDisabled = mode == Mode::NoStart;
 }
 
-std::vector<std::string> infoMessageIds(InfoButton button) {
-    const auto range = [](int first, int last) {
-        std::vector<std::string> ids;
-        for (int n = first; n <= last; ++n) {
-            std::string id = std::to_string(n);
-            ids.push_back(std::string(4 - id.size(), '0') + id);
-        }
-        return ids;
-    };
+std::span<const MessageId> infoMessageIds(InfoButton button) {
     switch (button) {
-        case InfoButton::AggiungiSito: return range(59, 64);
-        case InfoButton::BloccaDownload: return range(65, 66);
-        case InfoButton::BrowserInterno: return range(67, 67);
-        case InfoButton::FinestreVietate: return range(68, 71);
-        case InfoButton::ListaSiti: return range(72, 73);
-        case InfoButton::NoMessaggi: return range(74, 74);
-        case InfoButton::PaginaInizialePredefinita: return range(75, 79);
-        case InfoButton::ProcessiVietati: return range(80, 81);
-        case InfoButton::ProtezioneMassima: return range(82, 84);
+        case InfoButton::AggiungiSito: return msg::InfoSiteEntry;
+        case InfoButton::BloccaDownload: return msg::InfoBlockDownloads;
+        case InfoButton::BrowserInterno: return msg::InfoInternalBrowser;
+        case InfoButton::FinestreVietate: return msg::InfoForbiddenWindows;
+        case InfoButton::ListaSiti: return msg::InfoSiteList;
+        case InfoButton::NoMessaggi: return msg::InfoHideNotices;
+        case InfoButton::PaginaInizialePredefinita: return msg::InfoHomePage;
+        case InfoButton::ProcessiVietati: return msg::InfoForbiddenProcesses;
+        case InfoButton::ProtezioneMassima: return msg::InfoMaxProtection;
         case InfoButton::StampantePredefinita: break;
     }
-    return range(85, 89);
+    return msg::InfoPrinter;
 }
 
 EntryVerdict siteEntry(std::string_view typed) {
@@ -109,17 +108,19 @@ EntryVerdict siteEntry(std::string_view typed) {
                       text.front() == '*';
     if (!keep) text = "http://" + text;
     // "." and "*" alone among them: they name no site.
-    if (core::matchesEveryAddress(text)) return {Verdict::Refuse, std::move(text), {"0360"}};
+    if (core::matchesEveryAddress(text)) return {Verdict::Refuse, std::move(text), {msg::EntryMatchesEveryAddress}};
     return accept(std::move(text));
 }
 
 EntryVerdict processEntry(std::string_view typed) {
     const std::string text(trimBlanks(typed));
     if (auto v = unusable(typed, text)) return *v;
-    if (text.find_first_of(":/\\") != std::string::npos) return refuse({"0027"});
+    if (text.find_first_of(":/\\") != std::string::npos) return refuse({msg::ProcessFileNameOnly});
     // Case-sensitive on purpose: "NOTEPAD.EXE" is refused here, though the
     // import lowers it first.
-    if (!endsWith(text, ".exe")) return refuse({"0028", "0029", "0030"});
+    if (!endsWith(text, ".exe")) {
+        return refuse({msg::ProcessNameInvalid, msg::ProcessNameEndsInExe, msg::ProcessNameExample});
+    }
     return accept(text);
 }
 
@@ -242,7 +243,7 @@ BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
     return result;
 }
 
-void BulkRefusals::refuse(std::size_t line, std::string_view entry, std::vector<std::string> messages) {
+void BulkRefusals::refuse(std::size_t line, std::string_view entry, std::vector<MessageId> messages) {
     // Refusals beyond these are counted in the line numbers only: a wrong
     // file of a million lines must not fill the memory with its report.
     constexpr std::size_t kRefusalsKept = 1000;
@@ -300,20 +301,20 @@ RemoveResult removeEntries(core::Database& db, ListKind kind, long long profileI
 ProfileEditor::ProfileEditor(core::Database& db, platform::Dialogs& dialogs, Language& language)
     : db_(db), dialogs_(dialogs), language_(language) {}
 
-const char* ProfileEditor::listHeading(ListKind kind) { return core::listTable(kind).headingMessage; }
+MessageId ProfileEditor::listHeading(ListKind kind) { return core::listTable(kind).headingMessage; }
 
-std::string ProfileEditor::text(std::string_view id) const { return language_.TestoMessaggio(id); }
+std::string ProfileEditor::text(MessageId id) const { return language_.TestoMessaggio(id); }
 
-std::string ProfileEditor::joined(const std::vector<std::string>& ids) const {
+std::string ProfileEditor::joined(std::span<const MessageId> ids) const {
     std::string out;
-    for (const auto& id : ids) {
+    for (const MessageId id : ids) {
         if (!out.empty()) out += "\n";
         out += text(id);
     }
     return out;
 }
 
-ProfileEditor::Outcome ProfileEditor::refuse(std::vector<std::string> ids, Focus focus) {
+ProfileEditor::Outcome ProfileEditor::refuse(std::vector<MessageId> ids, Focus focus) {
     focus_ = focus;
     dialogs_.messageBox({ids.front(), joined(ids), std::string(core::kProgramTitle),
                          platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
@@ -321,12 +322,13 @@ ProfileEditor::Outcome ProfileEditor::refuse(std::vector<std::string> ids, Focus
 }
 
 ProfileEditor::Outcome ProfileEditor::storeFailed() {
-    dialogs_.messageBox({"0310", text("0310") + " " + db_.lastError(), std::string(core::kProgramTitle),
-                         platform::MessageIcon::Critical, platform::MessageButtons::Ok});
+    dialogs_.messageBox({msg::StoreWriteFailed, text(msg::StoreWriteFailed) + " " + db_.lastError(),
+                         std::string(core::kProgramTitle), platform::MessageIcon::Critical,
+                         platform::MessageButtons::Ok});
     return Outcome::Failed;
 }
 
-bool ProfileEditor::ask(const std::string& messageId, const std::string& question) {
+bool ProfileEditor::ask(MessageId messageId, const std::string& question) {
     return dialogs_.messageBox({messageId, question, std::string(core::kProgramTitle),
                                 platform::MessageIcon::Exclamation, platform::MessageButtons::YesNo}) ==
            platform::MessageAnswer::Yes;
@@ -376,17 +378,17 @@ void ProfileEditor::reloadLists() {
     }
 }
 
-void ProfileEditor::setCaption(const char* forbiddenCaption, const char* allowedCaption) {
+void ProfileEditor::setCaption(MessageId forbiddenCaption, MessageId allowedCaption) {
     frameCaption_ = record_.forbiddenList ? forbiddenCaption : allowedCaption;
 }
 
 void ProfileEditor::setForbiddenList(bool forbidden) {
     record_.forbiddenList = forbidden;
-    setCaption("0057", "0058");
+    setCaption(msg::ListCaptionForbiddenAfterOptionClick, msg::ListCaptionAllowedAfterOptionClick);
 }
 
-ProfileEditor::Outcome ProfileEditor::landOn(std::size_t position, const char* forbiddenCaption,
-                                             const char* allowedCaption) {
+ProfileEditor::Outcome ProfileEditor::landOn(std::size_t position, MessageId forbiddenCaption,
+                                             MessageId allowedCaption) {
     focus_ = Focus::None;
     if (ids_.empty()) return addNew();
     position = std::min(position, ids_.size() - 1);
@@ -412,26 +414,32 @@ ProfileEditor::Outcome ProfileEditor::landOn(std::size_t position, const char* f
 
 ProfileEditor::Outcome ProfileEditor::load() {
     if (!reloadIds()) return storeFailed();
-    return landOn(0, "0001", "0002");
+    return landOn(0, msg::ListCaptionForbiddenAfterLoad, msg::ListCaptionAllowedAfterLoad);
 }
 
-ProfileEditor::Outcome ProfileEditor::moveFirst() { return landOn(0, "0007", "0008"); }
+ProfileEditor::Outcome ProfileEditor::moveFirst() {
+    return landOn(0, msg::ListCaptionForbiddenAfterMoveFirst, msg::ListCaptionAllowedAfterMoveFirst);
+}
 ProfileEditor::Outcome ProfileEditor::movePrevious() {
     // From a new record (placed after the last) this is the last one.
-    return landOn(position_ == 0 ? 0 : position_ - 1, "0009", "0010");
+    return landOn(position_ == 0 ? 0 : position_ - 1, msg::ListCaptionForbiddenAfterMovePrevious,
+                  msg::ListCaptionAllowedAfterMovePrevious);
 }
 ProfileEditor::Outcome ProfileEditor::moveNext() {
-    return landOn(isNew() ? position_ : position_ + 1, "0011", "0012");
+    return landOn(isNew() ? position_ : position_ + 1, msg::ListCaptionForbiddenAfterMoveNext,
+                  msg::ListCaptionAllowedAfterMoveNext);
 }
 ProfileEditor::Outcome ProfileEditor::moveLast() {
-    return landOn(ids_.empty() ? 0 : ids_.size() - 1, "0014", "0015");
+    return landOn(ids_.empty() ? 0 : ids_.size() - 1, msg::ListCaptionForbiddenAfterMoveLast,
+                  msg::ListCaptionAllowedAfterMoveLast);
 }
 
 ProfileEditor::Outcome ProfileEditor::moveTo(long long id) {
     if (!reloadIds()) return storeFailed();
     const auto it = std::find(ids_.begin(), ids_.end(), id);
     if (it == ids_.end()) return Outcome::Ignored;
-    return landOn(static_cast<std::size_t>(it - ids_.begin()), "0001", "0002");
+    return landOn(static_cast<std::size_t>(it - ids_.begin()), msg::ListCaptionForbiddenAfterLoad,
+                  msg::ListCaptionAllowedAfterLoad);
 }
 
 ProfileEditor::Outcome ProfileEditor::addNew(std::optional<long long> copyOf) {
@@ -440,13 +448,13 @@ ProfileEditor::Outcome ProfileEditor::addNew(std::optional<long long> copyOf) {
     if (copyOf && readRecord(*copyOf, r) != Read::Found) return storeFailed();
     if (!isNew()) beforeNew_ = position_;
     r.id.reset();
-    r.name = text("0016");
+    r.name = text(msg::NewProfileName);
     record_ = std::move(r);
     copyOf_ = copyOf;
     position_ = ids_.size();
     for (auto& box : boxes_) box.clear();
     reloadLists();
-    setCaption("0005", "0006");
+    setCaption(msg::ListCaptionForbiddenOnNew, msg::ListCaptionAllowedOnNew);
     return Outcome::Done;
 }
 
@@ -454,33 +462,38 @@ ProfileEditor::Outcome ProfileEditor::cancel() {
     if (isNew()) {
         copyOf_.reset();
         if (ids_.empty()) return addNew();
-        return landOn(beforeNew_, "0003", "0004");
+        return landOn(beforeNew_, msg::ListCaptionForbiddenAfterCancelOrDelete,
+                      msg::ListCaptionAllowedAfterCancelOrDelete);
     }
-    return landOn(position_, "0003", "0004");
+    return landOn(position_, msg::ListCaptionForbiddenAfterCancelOrDelete, msg::ListCaptionAllowedAfterCancelOrDelete);
 }
 
 ProfileEditor::Outcome ProfileEditor::save() {
     focus_ = Focus::None;
     const std::string name(trimBlanks(record_.name));
-    if (name.empty()) return refuse({"0019", "0020"}, Focus::Name);
-    if (!typeableText(name)) return refuse({"0359"}, Focus::Name);
+    if (name.empty()) return refuse({msg::ProfileNameBlank, msg::EnterProfileNameBeforeSaving}, Focus::Name);
+    if (!typeableText(name)) return refuse({msg::TextNotTypeable}, Focus::Name);
 
     Statement taken = db_.prepare("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS
                                   " AND (? IS NULL OR IDProfilo <> ?) LIMIT 1;");
     const Value self = record_.id ? idValue(*record_.id) : Value::null();
     if (!taken.valid() || !taken.bindAll({Value(name), self, self})) return storeFailed();
-    if (taken.step()) return refuse({"0021"}, Focus::Name);
+    if (taken.step()) return refuse({msg::ProfileNameTaken}, Focus::Name);
     if (taken.failed()) return storeFailed();
 
     record_.homePage = normalisedHomePage(record_.homePage);
-    if (!typeableText(record_.homePage) || !typeableText(record_.printer)) return refuse({"0359"}, Focus::None);
+    if (!typeableText(record_.homePage) || !typeableText(record_.printer)) {
+        return refuse({msg::TextNotTypeable}, Focus::None);
+    }
     if (!record_.forbiddenList && !record_.homePage.empty()) {
         // A copy is judged by the list it is about to take.
         const std::vector<core::ListRow> rows =
             copyOf_ && isNew() ? core::loadListRows(db_, ListKind::Sites, *copyOf_) : list(ListKind::Sites);
         std::vector<std::string> sites;
         for (const auto& row : rows) sites.push_back(row.text);
-        if (!homePageAllowed(record_.homePage, sites)) return refuse({"0022", "0023"}, Focus::None);
+        if (!homePageAllowed(record_.homePage, sites)) {
+            return refuse({msg::HomePageNotAllowed, msg::AddSiteOrChooseHomePage}, Focus::None);
+        }
     }
 
     ProfileRecord toWrite = record_;
@@ -529,7 +542,8 @@ ProfileEditor::Outcome ProfileEditor::save() {
     copyOf_.reset();
     if (!reloadIds()) return storeFailed();
     const auto it = std::find(ids_.begin(), ids_.end(), id);
-    return landOn(static_cast<std::size_t>(it - ids_.begin()), "0018", "0017");
+    return landOn(static_cast<std::size_t>(it - ids_.begin()), msg::ListCaptionForbiddenAfterSave,
+                  msg::ListCaptionAllowedAfterSave);
 }
 
 ProfileEditor::Outcome ProfileEditor::deleteCurrent() {
@@ -537,7 +551,7 @@ ProfileEditor::Outcome ProfileEditor::deleteCurrent() {
     const long long id = *record_.id;
     Statement assigned = db_.prepare("SELECT 1 FROM Clienti WHERE IDProfilo = ? LIMIT 1;");
     if (!assigned.valid() || !assigned.bind(1, idValue(id))) return storeFailed();
-    if (assigned.step()) return refuse({"0013"}, Focus::None);
+    if (assigned.step()) return refuse({msg::ProfileStillAssigned}, Focus::None);
     if (assigned.failed()) return storeFailed();
     core::Transaction tx(db_);
     if (!tx.active()) return storeFailed();
@@ -548,7 +562,7 @@ ProfileEditor::Outcome ProfileEditor::deleteCurrent() {
     }
     if (!tx.commit()) return storeFailed();
     if (!reloadIds()) return storeFailed();
-    return landOn(position_, "0003", "0004");
+    return landOn(position_, msg::ListCaptionForbiddenAfterCancelOrDelete, msg::ListCaptionAllowedAfterCancelOrDelete);
 }
 
 ProfileEditor::Outcome ProfileEditor::addEntry(ListKind kind) {
@@ -570,7 +584,7 @@ ProfileEditor::Outcome ProfileEditor::addEntry(ListKind kind) {
     }
     if (v.kind == Verdict::Refuse) {
         // A path is cleared; a name with the wrong ending stays to be corrected.
-        if (v.messages.front() == "0027") box.clear();
+        if (v.messages.front() == msg::ProcessFileNameOnly) box.clear();
         return refuse(v.messages, focus);
     }
     const auto& q = listTexts(kind).addQuestion;
@@ -604,7 +618,7 @@ ProfileEditor::Outcome ProfileEditor::deleteEntry(ListKind kind, std::size_t row
 }
 
 void ProfileEditor::showInfo(InfoButton button) {
-    const std::vector<std::string> ids = infoMessageIds(button);
+    const std::span<const MessageId> ids = infoMessageIds(button);
     dialogs_.messageBox({ids.front(), joined(ids), std::string(core::kProgramTitle),
                          platform::MessageIcon::Information, platform::MessageButtons::Ok});
 }

@@ -10,11 +10,12 @@
 // save() returns, so the form needs no one-shot timers to finish it.
 //
 // Every refusal leaves the store unchanged. Store failures are shown as
-// "0310" with the store's message; nothing throws.
+// msg::StoreWriteFailed with the store's message; nothing throws.
 
 #include <array>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,7 @@
 #include "core/database.h"
 #include "core/store.h"
 #include "platform/dialogs.h"
+#include "support/messages.h"
 
 namespace ombrix {
 class Language;
@@ -67,7 +69,7 @@ enum class InfoButton {
     ProtezioneMassima,
     StampantePredefinita
 };
-[[nodiscard]] std::vector<std::string> infoMessageIds(InfoButton button);
+[[nodiscard]] std::span<const MessageId> infoMessageIds(InfoButton button);
 
 // ---- The entry rules, shared by the form, the command line and the import.
 
@@ -75,24 +77,23 @@ enum class InfoButton {
 struct EntryVerdict {
     enum class Kind { Accept, Ignore, Refuse } kind = Kind::Accept;
     std::string value;                  // what is stored on Accept (or would be, when known)
-    std::vector<std::string> messages;  // the refusal's texts by identifier, joined by line breaks
+    std::vector<MessageId> messages;    // the refusal's texts, joined by line breaks
 };
 
-// The longest text a box takes, blanks included ("0364" beyond): far more
+// The longest text a box takes, blanks included (refused beyond): far more
 // than any site, program or title, and a bound for what is read from a file.
 inline constexpr std::size_t kMaxEntryBytes = 64 * 1024;
 
-// Every box refuses text that is too long or cannot be typed ("0359": a
-// control character, a NUL, bytes that are not UTF-8), and ignores an empty
-// one.
+// Every box refuses text that is too long or cannot be typed (a control
+// character, a NUL, bytes that are not UTF-8), and ignores an empty one.
 //
 // The site box: trimmed; "http://" put in front unless the text begins with
 // http, file, ftp, about: or outlook (compared exactly) or with "." or "*";
 // an entry that then matches every address ("http://", "www.", "*", "*.",
-// ".") is refused ("0360"), with the value it would have had.
+// ".") is refused, with the value it would have had.
 [[nodiscard]] EntryVerdict siteEntry(std::string_view typed);
-// The process box: trimmed; a path is refused ("0027"), so is a name not
-// ending exactly in ".exe" ("0028", "0029", "0030").
+// The process box: trimmed; a path is refused, so is a name not ending
+// exactly in ".exe".
 [[nodiscard]] EntryVerdict processEntry(std::string_view typed);
 // The window-title box: trimmed, nothing else.
 [[nodiscard]] EntryVerdict windowEntry(std::string_view typed);
@@ -141,11 +142,11 @@ private:
 struct BulkRefusal {
     std::size_t line;  // 1-based
     std::string entry;
-    std::vector<std::string> messages;
+    std::vector<MessageId> messages;
 };
 struct BulkRefusals {
     std::vector<BulkRefusal> refusals;  // the first thousand
-    void refuse(std::size_t line, std::string_view entry, std::vector<std::string> messages);
+    void refuse(std::size_t line, std::string_view entry, std::vector<MessageId> messages);
 };
 // Adding: duplicates (in the store or earlier in the input) are skipped and
 // counted.
@@ -163,7 +164,7 @@ BulkResult addEntries(core::Database& db, ListKind kind, long long profileId,
 
 // Removing: each entry must be in the list, compared as the store compares
 // text, as given or (a site) as its rule would store it; one that cannot be
-// typed is refused ("0359").
+// typed is refused.
 struct RemoveResult : BulkRefusals {
     bool storeFailed = false;
     std::string storeError;
@@ -185,7 +186,7 @@ public:
         Ignored,   // nothing to do (an empty box, no selection)
         Declined,  // the user answered No
         Refused,   // a rule refused, with its message shown
-        Failed     // the store failed, with "0310" shown
+        Failed     // the store failed, with msg::StoreWriteFailed shown
     };
     // Where a refusal puts the focus.
     enum class Focus { None, Name, SiteBox, ProcessBox, WindowBox };
@@ -198,14 +199,14 @@ public:
     Outcome movePrevious();
     Outcome moveNext();
     Outcome moveLast();
-    // A new record named with text "0016"; with `copyOf`, a copy of that
+    // A new record named msg::NewProfileName; with `copyOf`, a copy of that
     // profile's switches, and its lists follow when the copy is first saved.
     Outcome addNew(std::optional<long long> copyOf = std::nullopt);
     // Lands on the profile with this identifier.
     Outcome moveTo(long long id);
     // The before-save checks, then the write; a new record gets its identifier.
     Outcome save();
-    // The before-delete check ("0013" while Clienti names it), then the three
+    // The before-delete check (refused while Clienti names it), then the three
     // lists and the row in one transaction.
     Outcome deleteCurrent();
     // Drops unsaved changes: the record as stored, or the one shown before New.
@@ -232,16 +233,16 @@ public:
     // on it toggles the check box.
     [[nodiscard]] bool internalBrowserLabelVisible() const { return record_.internalBrowser; }
     void clickInternalBrowserLabel() { record_.internalBrowser = !record_.internalBrowser; }
-    // The identifier of fraListaSiti's caption now: the refresh's pair, or
-    // "0057"/"0058" after the option group was clicked.
-    [[nodiscard]] const std::string& siteFrameCaption() const { return frameCaption_; }
+    // fraListaSiti's caption now: the one of the last move, or the option
+    // group's after it was clicked.
+    [[nodiscard]] MessageId siteFrameCaption() const { return frameCaption_; }
     // The profile names in store order, for a copy's source or a combo.
     [[nodiscard]] std::vector<std::pair<long long, std::string>> profiles() const;
 
     // ---- The lists and the entry boxes.
     [[nodiscard]] const std::vector<core::ListRow>& list(ListKind kind) const { return lists_[index(kind)]; }
-    // The column heading's identifier ("0304", "0305", "0306").
-    [[nodiscard]] static const char* listHeading(ListKind kind);
+    // The column heading's message.
+    [[nodiscard]] static MessageId listHeading(ListKind kind);
     // txtSito, txtProcesso, txtFinestra: the form writes what was typed and
     // shows what is left after an add.
     [[nodiscard]] std::string& entryBox(ListKind kind) { return boxes_[index(kind)]; }
@@ -258,16 +259,16 @@ public:
 private:
     static std::size_t index(ListKind kind) { return static_cast<std::size_t>(kind); }
     bool reloadIds();
-    Outcome landOn(std::size_t position, const char* forbiddenCaption, const char* allowedCaption);
+    Outcome landOn(std::size_t position, MessageId forbiddenCaption, MessageId allowedCaption);
     enum class Read { Found, Missing, Failed };
     Read readRecord(long long id, ProfileRecord& into);
     void reloadLists();
-    void setCaption(const char* forbiddenCaption, const char* allowedCaption);
-    Outcome refuse(std::vector<std::string> ids, Focus focus);
+    void setCaption(MessageId forbiddenCaption, MessageId allowedCaption);
+    Outcome refuse(std::vector<MessageId> ids, Focus focus);
     Outcome storeFailed();
-    bool ask(const std::string& messageId, const std::string& text);
-    std::string text(std::string_view id) const;
-    std::string joined(const std::vector<std::string>& ids) const;
+    bool ask(MessageId messageId, const std::string& text);
+    std::string text(MessageId id) const;
+    std::string joined(std::span<const MessageId> ids) const;
 
     core::Database& db_;
     platform::Dialogs& dialogs_;
@@ -279,7 +280,7 @@ private:
     ProfileRecord record_;
     std::array<std::vector<core::ListRow>, 3> lists_;
     std::array<std::string, 3> boxes_;
-    std::string frameCaption_;
+    MessageId frameCaption_;
     Focus focus_ = Focus::None;
 };
 

@@ -14,6 +14,7 @@
 #include "platform/text.h"
 #include "platform/text_input.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::profiles {
 namespace {
@@ -64,8 +65,8 @@ std::string_view trimSpace(std::string_view s) {
 EntryVerdict importedProcess(std::string_view line) {
     const std::string lowered = lowerText(line);
     const std::string_view trimmed = trimBlanks(lowered);
-    if (line.size() > kMaxEntryBytes) return {EntryVerdict::Kind::Refuse, {}, {"0364"}};
-    if (!typeableText(trimmed)) return {EntryVerdict::Kind::Refuse, {}, {"0359"}};
+    if (line.size() > kMaxEntryBytes) return {EntryVerdict::Kind::Refuse, {}, {msg::TextTooLong}};
+    if (!typeableText(trimmed)) return {EntryVerdict::Kind::Refuse, {}, {msg::TextNotTypeable}};
     if (lowered.find_first_of(":/\\") != std::string::npos || !endsWith(lowered, ".exe")) return {EntryVerdict::Kind::Ignore, {}, {}};
     return {EntryVerdict::Kind::Accept, std::string(trimmed), {}};
 }
@@ -206,12 +207,12 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
 
     // What the file cannot mean: the first such line is named.
     std::optional<BulkRefusal> refused = parser.refused();
-    const auto refuse = [&](Section s, std::vector<std::string> messages) {
+    const auto refuse = [&](Section s, std::vector<MessageId> messages) {
         const std::size_t at = parser.valueLine(s);
         if (!refused || at < refused->line) refused = BulkRefusal{at, parser.single(s).value_or(""), std::move(messages)};
     };
     for (const Section s : {kNome, kHomePage, kStampante}) {
-        if (!typeableText(parser.single(s).value_or(""))) refuse(s, {"0359"});
+        if (!typeableText(parser.single(s).value_or(""))) refuse(s, {msg::TextNotTypeable});
     }
     // The list's word says what every site of it means: no other word may
     // silently turn forbidden sites into the only ones allowed.
@@ -220,7 +221,7 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
     if (equalsNoCase(word, "PROIBITI") || equalsNoCase(word, "CONSENTITI")) {
         r.forbiddenList = equalsNoCase(word, "PROIBITI");
     } else {
-        refuse(kListaSiti, {"0362"});
+        refuse(kListaSiti, {msg::FileSiteListWordUnknown});
     }
     if (refused) {
         read.status = ExchangeRead::Status::RefusedLine;
@@ -325,9 +326,9 @@ ProfileExchange::ProfileExchange(core::Database& db, platform::Dialogs& dialogs,
                                  platform::Printers* printers)
     : db_(db), dialogs_(dialogs), language_(language), printers_(printers) {}
 
-std::string ProfileExchange::text(std::string_view id) const { return language_.TestoMessaggio(id); }
+std::string ProfileExchange::text(MessageId id) const { return language_.TestoMessaggio(id); }
 
-ProfileExchange::Result ProfileExchange::show(const std::string& id, const std::string& message,
+ProfileExchange::Result ProfileExchange::show(MessageId id, const std::string& message,
                                               const std::string& title, platform::MessageIcon icon) {
     tell({id, message, title, icon, platform::MessageButtons::Ok});
     return icon == platform::MessageIcon::Information ? Result::Done : Result::Refused;
@@ -341,22 +342,22 @@ void ProfileExchange::tell(const platform::MessageBoxRequest& request) {
     }
 }
 
-ProfileExchange::Result ProfileExchange::invalidFile(const std::string& detailId, std::size_t line) {
-    std::string message = text("0332") + "\n" + text("0333");
-    if (!detailId.empty()) message += "\n" + text(detailId);
-    if (line != 0) message += "\n" + text("0363") + " " + std::to_string(line);
-    return show("0332", message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
+ProfileExchange::Result ProfileExchange::invalidFile(MessageId detail, std::size_t line) {
+    std::string message = text(msg::ImportImpossible) + "\n" + text(msg::FileFormatInvalid);
+    if (detail) message += "\n" + text(detail);
+    if (line != 0) message += "\n" + text(msg::LineOfFile) + " " + std::to_string(line);
+    return show(msg::ImportImpossible, message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
 }
 
-ProfileExchange::Result ProfileExchange::refusedLine(const std::vector<std::string>& ids, std::size_t line) {
-    std::string message = text("0332");
-    for (const auto& id : ids) message += "\n" + text(id);
-    message += "\n" + text("0363") + " " + std::to_string(line);
-    return show("0332", message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
+ProfileExchange::Result ProfileExchange::refusedLine(const std::vector<MessageId>& ids, std::size_t line) {
+    std::string message = text(msg::ImportImpossible);
+    for (const MessageId id : ids) message += "\n" + text(id);
+    message += "\n" + text(msg::LineOfFile) + " " + std::to_string(line);
+    return show(msg::ImportImpossible, message, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
 }
 
 ProfileExchange::Result ProfileExchange::storeFailed() {
-    show("0310", text("0310") + " " + db_.lastError(), std::string(core::kProgramTitle),
+    show(msg::StoreWriteFailed, text(msg::StoreWriteFailed) + " " + db_.lastError(), std::string(core::kProgramTitle),
          platform::MessageIcon::Critical);
     return Result::Failed;
 }
@@ -368,10 +369,10 @@ ProfileExchange::Result ProfileExchange::exportWithDialog(platform::FileDialogs&
             files.saveFileName(kExchangeFilter, proposedFileName(profile.record.name));
         if (!chosen || trimBlanks(*chosen).empty()) return Result::Cancelled;
         if (fileExists(*chosen)) {
-            const auto answer = dialogs_.messageBox({"0046", text("0046") + "\n" + text("0047"),
-                                                     std::string(core::kProgramTitle),
-                                                     platform::MessageIcon::Exclamation,
-                                                     platform::MessageButtons::YesNo});
+            const auto answer =
+                dialogs_.messageBox({msg::FileExists, text(msg::FileExists) + "\n" + text(msg::ReplaceFileQuestion),
+                                     std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
+                                     platform::MessageButtons::YesNo});
             if (answer != platform::MessageAnswer::Yes) continue;
         }
         return exportTo(profile, *chosen);
@@ -381,14 +382,18 @@ ProfileExchange::Result ProfileExchange::exportWithDialog(platform::FileDialogs&
 ProfileExchange::Result ProfileExchange::exportTo(const ExchangeProfile& profile, const std::string& path) {
     const ExchangeText file = exchangeText(profile);
     if (file.uncarried) {
-        return show("0334", text("0334") + "\n" + *file.uncarried, std::string(core::kProgramTitle),
+        return show(msg::ExportCannotCarryText, text(msg::ExportCannotCarryText) + "\n" + *file.uncarried,
+                    std::string(core::kProgramTitle),
                     platform::MessageIcon::Exclamation);
     }
     if (!writeWholeFile(path, file.bytes)) {
-        show("0337", text("0337") + " " + path, std::string(core::kProgramTitle), platform::MessageIcon::Critical);
+        show(msg::FileCannotBeWritten, text(msg::FileCannotBeWritten) + " " + path, std::string(core::kProgramTitle),
+             platform::MessageIcon::Critical);
         return Result::Failed;
     }
-    return show("0053", text("0053") + profile.record.name + text("0054"), std::string(core::kProgramTitle),
+    return show(msg::ProfileExportedStart,
+                text(msg::ProfileExportedStart) + profile.record.name + text(msg::ProfileExportedEnd),
+                std::string(core::kProgramTitle),
                 platform::MessageIcon::Information);
 }
 
@@ -402,11 +407,15 @@ ProfileExchange::Result ProfileExchange::importFrom(const std::string& path, lon
     // The last three characters, upper-cased: ".ox" and ".Ox" pass too.
     std::string tail = path.size() >= 3 ? path.substr(path.size() - 3) : path;
     for (char& c : tail) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
-    if (tail != ".OX") return show("0330", text("0330"), text("0331"), platform::MessageIcon::Critical);
+    if (tail != ".OX") {
+        return show(msg::FileFormatInvalidByExtension, text(msg::FileFormatInvalidByExtension), text(msg::WarningTitle),
+                    platform::MessageIcon::Critical);
+    }
     std::ifstream in;
     if (fileSize(path)) in.open(pathFromUtf8(path), std::ios::binary);
     if (!in.is_open()) {
-        return show("0048", text("0048") + "\n" + text("0049"), std::string(core::kProgramTitle),
+        return show(msg::FileNotFound, text(msg::FileNotFound) + "\n" + text(msg::CheckFileNameAndPath),
+                    std::string(core::kProgramTitle),
                     platform::MessageIcon::Critical);
     }
     return importStream(in, newId);
@@ -447,20 +456,21 @@ ProfileExchange::Result ProfileExchange::storeImport(std::istream& in, long long
         if (!failed) failed = list.add(value) == ListInserter::Added::Failed;
     });
     if (failed) return storeFailed();
-    if (read.status == ExchangeRead::Status::NotText) return invalidFile("0335", read.line);
-    if (read.status == ExchangeRead::Status::LineTooLong) return invalidFile("0336", read.line);
+    if (read.status == ExchangeRead::Status::NotText) return invalidFile(msg::FileNotText, read.line);
+    if (read.status == ExchangeRead::Status::LineTooLong) return invalidFile(msg::FileLineTooLong, read.line);
 
     // Import never overwrites or merges into a profile of the same name.
     if (!read.name.empty()) {
         core::Statement taken = db_.prepare("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS " LIMIT 1;");
         if (!taken.valid() || !taken.bind(1, Value(read.name))) return storeFailed();
         if (taken.step()) {
-            return show("0050", text("0050") + read.name + ".", text("0051"), platform::MessageIcon::Critical);
+            return show(msg::ImportNameTaken, text(msg::ImportNameTaken) + read.name + ".", text(msg::ImportTitle),
+                        platform::MessageIcon::Critical);
         }
         if (taken.failed()) return storeFailed();
     }
     if (read.status == ExchangeRead::Status::MissingPair) return invalidFile();
-    if (read.name.empty()) return invalidFile("0338");
+    if (read.name.empty()) return invalidFile(msg::FileNamesNoProfile);
     if (read.status == ExchangeRead::Status::RefusedLine) return refusedLine(read.messages, read.line);
 
     ProfileRecord& r = read.profile.record;
@@ -474,14 +484,17 @@ ProfileExchange::Result ProfileExchange::storeImport(std::istream& in, long long
         if (q.failed()) return storeFailed();
     }
     if (!pageAllowed) {
-        return show("0022", text("0022") + "\n" + text("0023"), std::string(core::kProgramTitle),
+        return show(msg::HomePageNotAllowed, text(msg::HomePageNotAllowed) + "\n" + text(msg::AddSiteOrChooseHomePage),
+                    std::string(core::kProgramTitle),
                     platform::MessageIcon::Exclamation);
     }
     if (!r.printer.empty()) {
         const std::vector<std::string> installed = printers_ ? printers_->installed() : std::vector<std::string>{};
         if (std::find(installed.begin(), installed.end(), r.printer) == installed.end()) {
-            tell({"0037", text("0037") + "\n" + text("0038") + "\n" + text("0039"), std::string(core::kProgramTitle),
-                  platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+            tell({msg::ImportPrinterMissing,
+                  text(msg::ImportPrinterMissing) + "\n" + text(msg::ImportedWithoutPrinter) + "\n" +
+                      text(msg::ChoosePrinterLater),
+                  std::string(core::kProgramTitle), platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
             r.printer.clear();
         }
     }

@@ -5,7 +5,7 @@
 //
 // The file is Windows-1252 with CR LF after every line, values written as
 // they stand, without escaping. A file read back must give the profile that
-// was written, so the export refuses (message "0334" with the value) any
+// was written, so the export refuses (msg::ExportCannotCarryText with the value) any
 // value the file cannot carry: a character outside the code page (a Greek
 // or Cyrillic letter, an emoji), a line break or NUL, or a whole line that
 // reads as one of the tags. Writing '?' in its place, as the code page
@@ -29,6 +29,7 @@
 #include "platform/file_dialogs.h"
 #include "platform/printers.h"
 #include "profiles/profile_editor.h"
+#include "support/messages.h"
 
 namespace ombrix {
 class Language;
@@ -61,8 +62,8 @@ struct ExchangeText {
 struct ExchangeRead {
     enum class Status {
         Valid,
-        NotText,      // a NUL, or bytes that break the UTF-8 its mark announced ("0335")
-        LineTooLong,  // a line longer than kMaxEntryBytes ("0336")
+        NotText,      // a NUL, or bytes that break the UTF-8 its mark announced
+        LineTooLong,  // a line longer than kMaxEntryBytes
         MissingPair,  // a required pair of tags is missing
         RefusedLine,  // an entry or a value the editor's rules refuse, or a site-list word that is
                       // neither PROIBITI nor CONSENTITI (in any case, blanks around it aside)
@@ -70,7 +71,7 @@ struct ExchangeRead {
     std::string name;        // the trimmed <NOME> value
     std::string missingTag;  // the opening tag of the first pair missing
     std::size_t line = 0;    // the first line not text, too long or refused
-    std::vector<std::string> messages;  // why that line was refused
+    std::vector<MessageId> messages;  // why that line was refused
     // When valid: every section as the import stores it. Lists are
     // normalised (sites by the editor's rule, processes lowered and
     // filtered, titles trimmed) but not yet freed of duplicates.
@@ -104,14 +105,13 @@ private:
     // The lists stored as read; then the name, the checks, the printer and
     // the profile; committed only when all passed.
     Result storeImport(std::istream& in, long long* newId);
-    Result show(const std::string& id, const std::string& text, const std::string& title,
-                platform::MessageIcon icon);
+    Result show(MessageId id, const std::string& text, const std::string& title, platform::MessageIcon icon);
     // A message box now, or kept for later while an import holds the store.
     void tell(const platform::MessageBoxRequest& request);
-    Result invalidFile(const std::string& detailId = {}, std::size_t line = 0);
-    Result refusedLine(const std::vector<std::string>& ids, std::size_t line);
+    Result invalidFile(MessageId detail = {}, std::size_t line = 0);
+    Result refusedLine(const std::vector<MessageId>& ids, std::size_t line);
     Result storeFailed();
-    std::string text(std::string_view id) const;
+    std::string text(MessageId id) const;
 
     core::Database& db_;
     platform::Dialogs& dialogs_;

@@ -6,6 +6,7 @@
 #include "platform/text.h"
 #include "schedule/periodo.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::schedule {
 namespace {
@@ -36,8 +37,8 @@ struct Slot {
 // The checks a slot with a start or an end goes through; `previousEnd` is
 // the end of the slot before (none for slot 1), which passed its checks.
 std::optional<SlotRefusal> checkTimes(int slot, Slot s, const std::string* previousEnd, char sep,
-                                      std::array<const char*, 3> badStart, const char* beforePrevious,
-                                      std::array<const char*, 3> badEnd, const char* notBefore) {
+                                      std::array<MessageId, 3> badStart, MessageId beforePrevious,
+                                      std::array<MessageId, 3> badEnd, MessageId notBefore) {
     const std::optional<int> dalle = timeOfDay(s.dalle, sep);
     if (!dalle) return SlotRefusal{{badStart.begin(), badStart.end()}, dalleBox(slot)};
     // A start equal to the previous end is accepted: slots may touch.
@@ -117,48 +118,59 @@ SlotBox alleBox(int slot) { return static_cast<SlotBox>(slot * 3 + 1); }
 SlotBox profiloBox(int slot) { return static_cast<SlotBox>(slot * 3 + 2); }
 
 std::array<std::string, 4> emptyEntries(Language& language) {
-    return {language.TestoMessaggio("0291"), language.TestoMessaggio("0292"), language.TestoMessaggio("0293"),
-            language.TestoMessaggio("0294")};
+    return {language.TestoMessaggio(msg::NoProfileFirstSlot), language.TestoMessaggio(msg::NoProfileSecondSlot),
+            language.TestoMessaggio(msg::NoProfileThirdSlot), language.TestoMessaggio(msg::NoProfileFallback)};
 }
 
 std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, bool scheduleOn) {
     if (given(b.dalle[0]) || given(b.alle[0])) {
-        if (auto r = checkTimes(0, {b.dalle[0], b.alle[0]}, nullptr, sep, {"0252", "0253", "0254"}, nullptr,
-                                {"0255", "0256", "0257"}, "0258")) {
+        if (auto r = checkTimes(0, {b.dalle[0], b.alle[0]}, nullptr, sep,
+                                {msg::FirstSlotStartInvalid, msg::FirstSlotStartHowToWrite, msg::FirstSlotStartRanges},
+                                {}, {msg::FirstSlotEndInvalid, msg::FirstSlotEndHowToWrite, msg::FirstSlotEndRanges},
+                                msg::FirstSlotStartNotBeforeEnd)) {
             return r;
         }
     } else {
-        if (b.profilo[0] != 0) return SlotRefusal{{"0260"}, SlotBox::Profilo1};
+        if (b.profilo[0] != 0) return SlotRefusal{{msg::FirstSlotProfileWithoutTimes}, SlotBox::Profilo1};
         if (given(b.dalle[1]) || given(b.alle[1]) || given(b.dalle[2]) || given(b.alle[2]) || b.profilo[1] != 0 ||
             b.profilo[2] != 0) {
-            return SlotRefusal{{"0264"}, SlotBox::Dalle1};
+            return SlotRefusal{{msg::FillFirstSlotFirst}, SlotBox::Dalle1};
         }
         // Switched on, the slots must have a first one.
-        if (scheduleOn) return SlotRefusal{{"0250"}, SlotBox::Dalle1};
+        if (scheduleOn) return SlotRefusal{{msg::ScheduleNeedsFirstSlot}, SlotBox::Dalle1};
     }
     if (given(b.dalle[1]) || given(b.alle[1])) {
-        if (auto r = checkTimes(1, {b.dalle[1], b.alle[1]}, &b.alle[0], sep, {"0265", "0266", "0267"}, "0268",
-                                {"0269", "0270", "0271"}, "0272")) {
+        if (auto r = checkTimes(1, {b.dalle[1], b.alle[1]}, &b.alle[0], sep,
+                                {msg::SecondSlotStartInvalid, msg::SecondSlotStartHowToWrite,
+                                 msg::SecondSlotStartRanges},
+                                msg::SecondSlotStartsBeforeFirstEnds,
+                                {msg::SecondSlotEndInvalid, msg::SecondSlotEndHowToWrite, msg::SecondSlotEndRanges},
+                                msg::SecondSlotStartNotBeforeEnd)) {
             return r;
         }
     } else {
-        if (b.profilo[1] != 0) return SlotRefusal{{"0274"}, SlotBox::Profilo2};
-        if (given(b.dalle[2]) || given(b.alle[2]) || b.profilo[2] != 0) return SlotRefusal{{"0276"}, SlotBox::Dalle2};
+        if (b.profilo[1] != 0) return SlotRefusal{{msg::SecondSlotProfileWithoutTimes}, SlotBox::Profilo2};
+        if (given(b.dalle[2]) || given(b.alle[2]) || b.profilo[2] != 0) {
+            return SlotRefusal{{msg::FillSecondSlotBeforeThird}, SlotBox::Dalle2};
+        }
     }
     if (given(b.dalle[2]) || given(b.alle[2])) {
-        if (auto r = checkTimes(2, {b.dalle[2], b.alle[2]}, &b.alle[1], sep, {"0277", "0278", "0279"}, "0280",
-                                {"0281", "0282", "0283"}, "0284")) {
+        if (auto r = checkTimes(2, {b.dalle[2], b.alle[2]}, &b.alle[1], sep,
+                                {msg::ThirdSlotStartInvalid, msg::ThirdSlotStartHowToWrite, msg::ThirdSlotStartRanges},
+                                msg::ThirdSlotStartsBeforeSecondEnds,
+                                {msg::ThirdSlotEndInvalid, msg::ThirdSlotEndHowToWrite, msg::ThirdSlotEndRanges},
+                                msg::ThirdSlotStartNotBeforeEnd)) {
             return r;
         }
     } else if (b.profilo[2] != 0) {
-        return SlotRefusal{{"0286"}, SlotBox::Profilo3};
+        return SlotRefusal{{msg::ThirdSlotProfileWithoutTimes}, SlotBox::Profilo3};
     }
     return std::nullopt;
 }
 
 std::string refusalText(const SlotRefusal& refusal, Language& language) {
     std::string text;
-    for (const char* id : refusal.messages) {
+    for (const MessageId id : refusal.messages) {
         if (!text.empty()) text += "\n";
         text += language.TestoMessaggio(id);
     }

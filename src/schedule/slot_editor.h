@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/database.h"
+#include "support/messages.h"
 
 namespace ombrix {
 class Language;
@@ -53,7 +54,7 @@ enum class SlotBox { Dalle1, Alle1, Profilo1, Dalle2, Alle2, Profilo2, Dalle3, A
 [[nodiscard]] SlotBox profiloBox(int slot);
 
 struct SlotRefusal {
-    std::vector<const char*> messages;  // shown joined by line breaks
+    std::vector<MessageId> messages;  // shown joined by line breaks
     SlotBox focus;
 };
 
@@ -62,7 +63,7 @@ struct SlotRefusal {
 [[nodiscard]] std::array<std::string, 4> emptyEntries(Language& language);
 
 // The checks before saving, in their fixed order; the first failure.
-// `scheduleOn`: the switch is on, which needs slot 1's times ("0250").
+// `scheduleOn`: the switch is on, which needs slot 1's times.
 [[nodiscard]] std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& boxes, char separator, bool scheduleOn);
 // The refusal's texts, joined by line breaks.
 [[nodiscard]] std::string refusalText(const SlotRefusal& refusal, Language& language);
@@ -82,7 +83,7 @@ struct SlotRefusal {
 [[nodiscard]] bool SalvaFasce(core::Database& db, const SlotBoxes& boxes, char separator);
 
 // Switching the schedule on needs slot 1's start or end in the boxes;
-// without, message "0250" and the switch stays off.
+// without, msg::ScheduleNeedsFirstSlot and the switch stays off.
 [[nodiscard]] bool slotOneHasTimes(const SlotBoxes& boxes);
 // Opzioni.FasceOrarie; false when it cannot be read.
 [[nodiscard]] bool readScheduleSwitch(core::Database& db);

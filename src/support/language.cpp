@@ -16,7 +16,7 @@ std::string Language::inProgramFolder(std::string_view fileName) const {
 
 std::string Language::languageFilePath() const { return inProgramFolder(currentName_ + ".lng"); }
 
-std::string Language::TestoMessaggio(std::string_view id) {
+std::string Language::TestoMessaggio(platform::MessageId id) {
     // The language is fixed; the settings file below is consulted only for an
     // empty name, which cannot happen after this line. Both stay on purpose:
     // a future language choice plugs in here.
@@ -24,7 +24,7 @@ std::string Language::TestoMessaggio(std::string_view id) {
     if (currentName_.empty()) {
         currentName_ = ini::readValue(inProgramFolder("LangSetting.ini"), "Language", "CurrentLanguage", reader_);
     }
-    return ini::readValue(languageFilePath(), "Strings", std::string(id), reader_);
+    return ini::readValue(languageFilePath(), "Strings", std::string(id.number()), reader_);
 }
 
 std::string Language::formValue(const std::string& section, const std::string& key) const {

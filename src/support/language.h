@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/ini.h"
+#include "platform/message_id.h"
 
 namespace ombrix {
 
@@ -15,8 +16,8 @@ public:
     // `separator` is what the platform puts between folder and file names.
     explicit Language(std::string programFolder, char separator, ini::ProfileReader reader = ini::systemProfileReader());
 
-    // The text of a four-digit message identifier; "" when it is missing.
-    [[nodiscard]] std::string TestoMessaggio(std::string_view id);
+    // The text of a message (named in support/messages.h); "" when the file lacks it.
+    [[nodiscard]] std::string TestoMessaggio(platform::MessageId id);
 
     // The language file in use: folder, one separator, name, ".lng".
     [[nodiscard]] std::string languageFilePath() const;

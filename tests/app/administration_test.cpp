@@ -41,8 +41,8 @@ protected:
         EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running);
         journal.entries.clear();
     }
-    std::vector<std::string> shownIds() const {
-        std::vector<std::string> ids;
+    std::vector<MessageId> shownIds() const {
+        std::vector<MessageId> ids;
         for (const auto& m : dialogs.shown) ids.push_back(m.messageId);
         return ids;
     }
@@ -139,7 +139,7 @@ TEST_F(AdministrationTest, ADeclinedPromptOrAFailedStartIsToldAndChangesNothing)
     controller.setLogSwitch(true);
     EXPECT_FALSE(forms.open(AdminForm::Log));
     EXPECT_TRUE(controller.logSwitch()) << "the switch stays as it was";
-    EXPECT_EQ(shownIds(), (std::vector<std::string>{"0343", "0343"}));
+    EXPECT_EQ(shownIds(), (std::vector{msg::NeedsWindowsAdministrator, msg::NeedsWindowsAdministrator}));
     EXPECT_EQ(dialogs.shown[0].text, "serve un amministratore");
     EXPECT_EQ(mainForm, (std::vector<bool>{false, true, false, true})) << "the main form is given back";
 
@@ -162,10 +162,10 @@ TEST_F(AdministrationTest, TheProfileChosenIsInUseAtOnceAndSavedThroughAnElevate
     // ombrixctl refused: its reason went to a stream nobody reads.
     starter.outcome.exitCode = 1;
     forms.chooseProfile("Laboratorio");
-    EXPECT_EQ(shownIds(), std::vector<std::string>{"0344"});
+    EXPECT_EQ(shownIds(), std::vector{msg::ChangeNotCompleted});
     starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, {}};
     forms.chooseProfile("Laboratorio");
-    EXPECT_EQ(shownIds(), (std::vector<std::string>{"0344", "0343"}));
+    EXPECT_EQ(shownIds(), (std::vector{msg::ChangeNotCompleted, msg::NeedsWindowsAdministrator}));
     EXPECT_EQ(controller.profileInUse(), 2) << "in use for this session all the same";
 
     starter.started.clear();
@@ -179,20 +179,20 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
         std::vector<std::string> arguments;
         bool elevated;
         std::optional<AdminForm> form;
-        std::string refusal;  // "-": not the administration mode
+        std::optional<MessageId> refusal;  // none: not the administration mode
     };
     const Case cases[] = {
-        {{}, true, std::nullopt, "-"},
-        {{"/altro"}, true, std::nullopt, "-"},
-        {{"/amministra", "profili"}, true, AdminForm::Profiles, ""},
-        {{"/AMMINISTRA", "Periodi"}, true, AdminForm::TimeSlots, ""},
-        {{"/amministra", "opzioni"}, true, AdminForm::Options, ""},
-        {{"/amministra", "log"}, true, AdminForm::Log, ""},
-        {{"/amministra", "browser"}, true, AdminForm::BrowserOptions, ""},
-        {{"/amministra", "profili"}, false, std::nullopt, "0343"},
-        {{"/amministra", "giochi"}, true, std::nullopt, "0344"},
-        {{"/amministra"}, true, std::nullopt, "0344"},
-        {{"/amministra", "log", "log"}, true, std::nullopt, "0344"},
+        {{}, true, std::nullopt, std::nullopt},
+        {{"/altro"}, true, std::nullopt, std::nullopt},
+        {{"/amministra", "profili"}, true, AdminForm::Profiles, MessageId{}},
+        {{"/AMMINISTRA", "Periodi"}, true, AdminForm::TimeSlots, MessageId{}},
+        {{"/amministra", "opzioni"}, true, AdminForm::Options, MessageId{}},
+        {{"/amministra", "log"}, true, AdminForm::Log, MessageId{}},
+        {{"/amministra", "browser"}, true, AdminForm::BrowserOptions, MessageId{}},
+        {{"/amministra", "profili"}, false, std::nullopt, msg::NeedsWindowsAdministrator},
+        {{"/amministra", "giochi"}, true, std::nullopt, msg::ChangeNotCompleted},
+        {{"/amministra"}, true, std::nullopt, msg::ChangeNotCompleted},
+        {{"/amministra", "log", "log"}, true, std::nullopt, msg::ChangeNotCompleted},
     };
     for (const Case& c : cases) {
         test::FakeSystem system;
@@ -201,13 +201,13 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
         system.env["OMBRIX_AS_STANDARD_USER"] = "1";
         const auto request = administrationRequest(c.arguments, system);
         const std::string what = c.arguments.empty() ? "" : c.arguments.back();
-        if (c.refusal == "-") {
+        if (!c.refusal) {
             EXPECT_FALSE(request) << what;
             continue;
         }
         ASSERT_TRUE(request) << what;
         EXPECT_EQ(request->form, c.form) << what;
-        EXPECT_EQ(request->refusal, c.refusal) << what;
+        EXPECT_EQ(request->refusal, *c.refusal) << what;
     }
 }
 

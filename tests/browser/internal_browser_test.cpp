@@ -34,24 +34,24 @@ TEST(InternalBrowser, TheGoProcedureStopsAForbiddenAddressAndStillRequestsOneOut
     const struct {
         const ListVerdicts& list;
         const char* typed;
-        const char* message;
+        MessageId message;
         Then then;
     } cases[] = {
-        {forbidden, "www.giochi.example/x", "0228", Then::GoHomeAndStop},
-        {forbidden, "http://casino.example/", "0228", Then::GoHomeAndStop},
-        {forbidden, "www.scuola.example", nullptr, Then::Navigate},
-        {forbidden, "about:blank", nullptr, Then::Navigate},
-        {allowed, "www.scuola.example/compiti", nullptr, Then::Navigate},
-        {allowed, "http://www.wiki.example/pagina", nullptr, Then::Navigate},
-        {allowed, "www.giochi.example", "0227", Then::GoBackThenNavigate},
-        {allowed, "about:tabs", nullptr, Then::Navigate},
-        {allowed, "https://blocked.ombrix.example/web?u=x", nullptr, Then::Navigate},
+        {forbidden, "www.giochi.example/x", msg::SiteForbiddenInBrowser, Then::GoHomeAndStop},
+        {forbidden, "http://casino.example/", msg::SiteForbiddenInBrowser, Then::GoHomeAndStop},
+        {forbidden, "www.scuola.example", {}, Then::Navigate},
+        {forbidden, "about:blank", {}, Then::Navigate},
+        {allowed, "www.scuola.example/compiti", {}, Then::Navigate},
+        {allowed, "http://www.wiki.example/pagina", {}, Then::Navigate},
+        {allowed, "www.giochi.example", msg::SiteNotAmongAllowedInBrowser, Then::GoBackThenNavigate},
+        {allowed, "about:tabs", {}, Then::Navigate},
+        {allowed, "https://blocked.ombrix.example/web?u=x", {}, Then::Navigate},
     };
     for (const auto& c : cases) {
         const GoDecision d = go(c.list, c.typed);
-        EXPECT_STREQ(d.message, c.message) << c.typed;
+        EXPECT_EQ(d.message, c.message) << c.typed;
         EXPECT_EQ(d.then, c.then) << c.typed;
-        EXPECT_EQ(d.remember, c.message == nullptr) << c.typed;
+        EXPECT_EQ(d.remember, !c.message) << c.typed;
         EXPECT_EQ(d.address, withScheme(c.typed));
     }
 }
@@ -62,22 +62,22 @@ TEST(InternalBrowser, ThePageBeingLoadedAndTheRequestAboutToStartAreJudgedAlike)
     const struct {
         const ListVerdicts& list;
         const char* location;
-        const char* message;
+        MessageId message;
     } cases[] = {
-        {forbidden, "http://www.giochi.example/", "0230"},
-        {forbidden, "http://www.scuola.example/", nullptr},
-        {allowed, "http://www.giochi.example/", "0229"},
-        {allowed, "http://www.scuola.example/", nullptr},
-        {allowed, "", nullptr},  // never reported
-        {allowed, "about:blank", nullptr},
-        {allowed, "About:blank", "0229"},  // the exemptions are exact
-        {forbidden, "https://blocked.ombrix.example/web", nullptr},
+        {forbidden, "http://www.giochi.example/", msg::PageForbiddenLoadStopped},
+        {forbidden, "http://www.scuola.example/", {}},
+        {allowed, "http://www.giochi.example/", msg::PageNotAllowedLoadStopped},
+        {allowed, "http://www.scuola.example/", {}},
+        {allowed, "", {}},  // never reported
+        {allowed, "about:blank", {}},
+        {allowed, "About:blank", msg::PageNotAllowedLoadStopped},  // the exemptions are exact
+        {forbidden, "https://blocked.ombrix.example/web", {}},
     };
     for (const auto& c : cases) {
-        EXPECT_STREQ(refusedWhileLoading(c.list, c.location), c.message) << c.location;
+        EXPECT_EQ(refusedWhileLoading(c.list, c.location), c.message) << c.location;
         // A link or a redirect never reaches the network when the go
         // procedure would have refused the same address typed in.
-        EXPECT_EQ(cancelBeforeRequest(c.list, c.location), c.message != nullptr) << c.location;
+        EXPECT_EQ(cancelBeforeRequest(c.list, c.location), static_cast<bool>(c.message)) << c.location;
     }
 }
 
@@ -108,9 +108,9 @@ TEST(InternalBrowser, TheProgressBarShowsHowFarThePageIsAsAPercentage) {
 }
 
 TEST(InternalBrowser, TheBarNamesAndOpensTheBrowserTheProfileUses) {
-    EXPECT_STREQ(barChoices(true).label, "0225");
+    EXPECT_EQ(barChoices(true).label, msg::BarInternalBrowser);
     EXPECT_EQ(barChoices(true).browser, BrowserButton::Internal);
-    EXPECT_STREQ(barChoices(false).label, "0226");
+    EXPECT_EQ(barChoices(false).label, msg::BarDefaultBrowser);
     EXPECT_EQ(barChoices(false).browser, BrowserButton::ExternalAtHomePage);
     EXPECT_EQ(homePage("http://scuola.example/", "http://default.example/"), "http://scuola.example/");
     EXPECT_EQ(homePage("  ", "http://default.example/"), "http://default.example/");

@@ -13,6 +13,7 @@
 #include "core/store.h"
 #include "fakes/controller_rig.h"
 #include "platform/failures.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -87,7 +88,7 @@ protected:
     // when the lists were not in force then.
     void recordWhatIsTold() {
         dialogs.whileShown = [this](const platform::MessageBoxRequest& box) {
-            told.push_back(box.messageId + (enforcing() ? "" : " before the lists"));
+            told.push_back(std::string(box.messageId.number()) + (enforcing() ? "" : " before the lists"));
         };
         view.whileOptionsOpen = [this] { told.push_back(enforcing() ? "options" : "options before the lists"); };
     }
@@ -142,7 +143,7 @@ TEST_F(ControllerTest, AnUpgradedStoreIsAnnouncedOnce) {
     controller().startUp();
     controller().showWaitingNotices();
     ASSERT_EQ(dialogs.shown.size(), 1u);
-    EXPECT_EQ(dialogs.shown[0].messageId, "0151");
+    EXPECT_EQ(dialogs.shown[0].messageId, msg::StoreUpgraded);
     EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Information);
 
     store.connection.close();
@@ -165,7 +166,7 @@ TEST_F(ControllerTest, AFileThatIsNotOurStoreIsToldAtStart) {
     controller().startUp();
     controller().showWaitingNotices();
     ASSERT_FALSE(dialogs.shown.empty());
-    EXPECT_EQ(dialogs.shown[0].messageId, "0315");
+    EXPECT_EQ(dialogs.shown[0].messageId, msg::NotOurStore);
     EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Critical);
     EXPECT_NE(dialogs.shown[0].text.find("Profili"), std::string::npos) << dialogs.shown[0].text;
 }
@@ -192,7 +193,7 @@ TEST_F(ControllerTest, AReplacedStoreIsNoFirstStart) {
         EXPECT_EQ(journal.count("view options"), chosenHere ? 0 : 2);
         ASSERT_EQ(dialogs.shown.size(), chosenHere ? 2u : 0u);
         if (chosenHere) {
-            EXPECT_EQ(dialogs.shown[0].messageId, "0316");
+            EXPECT_EQ(dialogs.shown[0].messageId, msg::PasswordMissingFromStore);
         }
     }
     // Choosing a password marks the machine, where the program may write its key.
@@ -225,14 +226,14 @@ TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
         EXPECT_TRUE(controller().storeLost());
         EXPECT_EQ(store.folder, dir.file("DataBase")) << "the user's setting is not read";
         ASSERT_EQ(dialogs.shown.size(), 1u);
-        EXPECT_EQ(dialogs.shown[0].messageId, "0355");
+        EXPECT_EQ(dialogs.shown[0].messageId, msg::StoreLost);
         EXPECT_TRUE(dialogs.prompts.empty()) << "no folder picker";
         EXPECT_EQ(journal.count("view options"), 0);
         EXPECT_TRUE(journal.inOrder({"lists profile -1", "load sites -1", "tmrKillTaskManager on"}));
         EXPECT_TRUE(controller().switches().bloccaDownload);
         EXPECT_FALSE(controller().login("segreta"));
         controller().showWaitingNotices();
-        EXPECT_EQ(dialogs.shown.back().messageId, "0355");
+        EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreLost);
         controller_.reset();
         store.connection.close();
         journal.entries.clear();
@@ -435,7 +436,7 @@ TEST_F(ControllerTest, AnOptionTheStoreRefusesIsPutBack) {
     EXPECT_FALSE(view.keyboardChecked);
     EXPECT_EQ(std::count(keyboard.calls.begin(), keyboard.calls.end(), "show"), 0);
     ASSERT_FALSE(dialogs.shown.empty());
-    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreWriteFailed);
     EXPECT_NE(dialogs.shown.back().text.find("store refused"), std::string::npos) << dialogs.shown.back().text;
 }
 
@@ -548,11 +549,11 @@ TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {
     controller().startUp();
     EXPECT_FALSE(controller().savePassword("   ", "   "));
     ASSERT_EQ(dialogs.shown.size(), 1u);
-    EXPECT_EQ(dialogs.shown[0].messageId, "0143");
+    EXPECT_EQ(dialogs.shown[0].messageId, msg::PasswordBlank);
     EXPECT_EQ(dialogs.shown[0].title, "text 0144");
     EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Exclamation);
     EXPECT_FALSE(controller().savePassword("abc", "abC"));
-    EXPECT_EQ(dialogs.shown.back().messageId, "0145");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::PasswordsDiffer);
     EXPECT_TRUE(controller().login("segreta")) << "refused changes leave the old password";
     EXPECT_TRUE(controller().savePassword("Nuova Password", "Nuova Password"));
     EXPECT_FALSE(controller().login("segreta"));
@@ -561,7 +562,7 @@ TEST_F(ControllerTest, SavingAPasswordChecksItFirst) {
     // A store that refuses the write says so, with the store's own reason.
     sql("CREATE TRIGGER rifiuta BEFORE UPDATE ON Opzioni BEGIN SELECT RAISE(ABORT, 'disco protetto'); END;");
     EXPECT_FALSE(controller().savePassword("Terza", "Terza"));
-    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreWriteFailed);
     EXPECT_NE(dialogs.shown.back().text.find("disco protetto"), std::string::npos) << dialogs.shown.back().text;
     EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Critical);
     EXPECT_TRUE(controller().login("Nuova Password"));

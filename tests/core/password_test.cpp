@@ -8,6 +8,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/crypto.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -138,29 +139,29 @@ TEST(Password, NewPasswordChecks) {
     for (std::size_t i = 0; i < kPasswordMaxCharacters; ++i) accented += "\xC3\xA8";
     struct Case {
         std::string password, confirmation;
-        const char* problem;
+        MessageId problem;
     };
     const Case cases[] = {
-        {"", "", "0143"},
-        {"    ", "    ", "0143"},
-        {"\t", "\t", "0143"},                  // blank to the eye, and a control
-        {"\xC2\xA0", "\xC2\xA0", "0143"},      // no-break space
-        {"\xE3\x80\x80 ", "\xE3\x80\x80 ", "0143"},  // ideographic space
-        {"abc", "ABC", "0145"},
-        {" a ", " a ", ""},
-        {"a\tb", "a\tb", "0312"},
-        {"a\x7f", "a\x7f", "0312"},
-        {"a\xC2\x85", "a\xC2\x85", "0312"},  // a C1 control
-        {longest, longest, ""},
-        {accented, accented, ""},
-        {longest + "a", longest + "a", "0311"},
-        {std::string("a\0b", 3), std::string("a\0b", 3), "0312"},
+        {"", "", msg::PasswordBlank},
+        {"    ", "    ", msg::PasswordBlank},
+        {"\t", "\t", msg::PasswordBlank},                        // blank to the eye, and a control
+        {"\xC2\xA0", "\xC2\xA0", msg::PasswordBlank},            // no-break space
+        {"\xE3\x80\x80 ", "\xE3\x80\x80 ", msg::PasswordBlank},  // ideographic space
+        {"abc", "ABC", msg::PasswordsDiffer},
+        {" a ", " a ", {}},
+        {"a\tb", "a\tb", msg::PasswordControlCharacter},
+        {"a\x7f", "a\x7f", msg::PasswordControlCharacter},
+        {"a\xC2\x85", "a\xC2\x85", msg::PasswordControlCharacter},  // a C1 control
+        {longest, longest, {}},
+        {accented, accented, {}},
+        {longest + "a", longest + "a", msg::PasswordTooLong},
+        {std::string("a\0b", 3), std::string("a\0b", 3), msg::PasswordControlCharacter},
         // Bytes that are not UTF-8 (a code page's "caffè", a cut character): no key types them.
-        {"caff\xE8", "caff\xE8", "0361"},
-        {"caff\xC3", "caff\xC3", "0361"},
-        {"a\xED\xA0\x80", "a\xED\xA0\x80", "0361"},  // a lone surrogate
-        {"a\xC0\xAF", "a\xC0\xAF", "0361"},          // an overlong slash
-        {"caff\xC3\xA8", "caff\xC3\xA8", ""},
+        {"caff\xE8", "caff\xE8", msg::PasswordNotUtf8},
+        {"caff\xC3", "caff\xC3", msg::PasswordNotUtf8},
+        {"a\xED\xA0\x80", "a\xED\xA0\x80", msg::PasswordNotUtf8},  // a lone surrogate
+        {"a\xC0\xAF", "a\xC0\xAF", msg::PasswordNotUtf8},          // an overlong slash
+        {"caff\xC3\xA8", "caff\xC3\xA8", {}},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(newPasswordProblem(c.password, c.confirmation), c.problem) << c.password.substr(0, 20);

@@ -11,6 +11,7 @@
 #include "platform/file_registry.h"
 #include "platform/files.h"
 #include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
@@ -87,7 +88,7 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     dialogs.folderAnswer = dir.file("good");
     ASSERT_TRUE(ApriDatabase(env, store));
     ASSERT_EQ(dialogs.shown.size(), 1u);
-    EXPECT_EQ(dialogs.shown[0].messageId, "0090");
+    EXPECT_EQ(dialogs.shown[0].messageId, msg::StoreNotFound);
     EXPECT_EQ(dialogs.shown[0].text, "Manca");
     EXPECT_EQ(dialogs.shown[0].title, "Titolo");
     EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Exclamation);

@@ -97,7 +97,7 @@ TEST_F(LogFile, AFileThatIsNotALogIsRefusedUntouched) {
         const std::string before = readWholeFile(path).value();
         const LogOpening r = openIt();
         EXPECT_EQ(r.outcome, LogOpening::Outcome::NotALog) << r.detail();
-        EXPECT_STREQ(r.messageId(), "0350");
+        EXPECT_EQ(r.messageId(), msg::LogNotOurs);
         EXPECT_FALSE(log.isOpen());
         EXPECT_EQ(readWholeFile(path).value(), before);
     }

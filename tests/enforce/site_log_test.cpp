@@ -53,18 +53,21 @@ TEST(LogDates, ParseAndCheck) {
     struct Case {
         const char* from;
         const char* to;
-        const char* message;
+        MessageId message;
     };
     const Case cases[] = {
-        {"01/03/2024", "05/03/2024", nullptr}, {"", "05/03/2024", "0238"},
-        {"1.3.2024", "05/03/2024", "0239"},    {"31/02/2024", "05/03/2024", "0240"},
-        {"01/03/2024", "  ", "0241"},          {"01/03/2024", "ieri", "0242"},
-        {"01/03/2024", "32/03/2024", "0243"},  {"05/03/2024", "01/03/2024", nullptr},
+        {"01/03/2024", "05/03/2024", {}},
+        {"", "05/03/2024", msg::StartDateInvalid},
+        {"1.3.2024", "05/03/2024", msg::StartDateHowToWrite},
+        {"31/02/2024", "05/03/2024", msg::StartDateCorrectAndRetry},
+        {"01/03/2024", "  ", msg::EndDateInvalid},
+        {"01/03/2024", "ieri", msg::EndDateHowToWrite},
+        {"01/03/2024", "32/03/2024", msg::EndDateCorrectAndRetry},
+        {"05/03/2024", "01/03/2024", {}},
     };
     for (const auto& c : cases) {
         const LogRangeCheck r = checkLogRange(c.from, c.to);
-        EXPECT_EQ(r.message == nullptr ? "" : std::string(r.message), c.message ? c.message : "")
-            << c.from << " - " << c.to;
+        EXPECT_EQ(r.message, c.message) << c.from << " - " << c.to;
     }
 }
 

@@ -95,15 +95,17 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     for (const auto& c : cases) {
         const EntryVerdict v = entryVerdict(c.kind, c.typed);
         EXPECT_EQ(v.kind, c.verdict) << c.typed;
-        EXPECT_EQ(v.kind == EntryVerdict::Kind::Refuse ? v.messages.front() : v.value, c.stored) << c.typed;
+        EXPECT_EQ(v.kind == EntryVerdict::Kind::Refuse ? std::string(v.messages.front().number()) : v.value, c.stored)
+            << c.typed;
     }
     // A NUL, which a C string would end the entry at.
     for (const ListKind kind : {ListKind::Sites, ListKind::Processes, ListKind::WindowTitles}) {
         const EntryVerdict v = entryVerdict(kind, std::string("a\0b.exe", 7));
         EXPECT_EQ(v.kind, EntryVerdict::Kind::Refuse);
-        EXPECT_EQ(v.messages, std::vector<std::string>{"0359"});
+        EXPECT_EQ(v.messages, std::vector<MessageId>{msg::TextNotTypeable});
     }
-    EXPECT_EQ(processEntry("x.EXE").messages, (std::vector<std::string>{"0028", "0029", "0030"}));
+    EXPECT_EQ(processEntry("x.EXE").messages,
+              (std::vector<MessageId>{msg::ProcessNameInvalid, msg::ProcessNameEndsInExe, msg::ProcessNameExample}));
 
     const std::pair<const char*, const char*> pages[] = {
         {"outlook.com", "http://outlook.com"},    {"file://c/x.htm", "http://file://c/x.htm"},
@@ -167,10 +169,11 @@ TEST_F(ProfileEditorTest, ANewRecordRefusesEveryListUntilSaved) {
     EXPECT_EQ(editor.record().name, "T0016");
     EXPECT_EQ(editor.statusText(), "Nuovo");
     EXPECT_FALSE(editor.importExportEnabled());
-    EXPECT_EQ(editor.siteFrameCaption(), "0005");
-    for (const auto& [kind, typed, id] : {std::tuple{ListKind::Sites, "example.org", "0036"},
-                                          std::tuple{ListKind::Processes, "gioco.exe", "0033"},
-                                          std::tuple{ListKind::WindowTitles, "Solitario", "0026"}}) {
+    EXPECT_EQ(editor.siteFrameCaption(), msg::ListCaptionForbiddenOnNew);
+    for (const auto& [kind, typed, id] :
+         {std::tuple{ListKind::Sites, "example.org", msg::SaveProfileBeforeSites},
+          std::tuple{ListKind::Processes, "gioco.exe", msg::SaveProfileBeforeProcesses},
+          std::tuple{ListKind::WindowTitles, "Solitario", msg::SaveProfileBeforeWindows}}) {
         EXPECT_EQ(add(kind, typed), Outcome::Refused);
         EXPECT_EQ(dialogs.shown.back().messageId, id);
         EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Exclamation);
@@ -199,13 +202,13 @@ TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
     dialogs.answer = MessageAnswer::Yes;
     EXPECT_EQ(editor.addEntry(ListKind::Sites), Outcome::Done);
     EXPECT_EQ(add(ListKind::Sites, "http://EXAMPLE.org"), Outcome::Refused);
-    EXPECT_EQ(dialogs.shown.back().messageId, "0108");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::SiteAlreadyListed);
     EXPECT_EQ(lastShown(), "T0108");
     EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Exclamation);
     EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
     EXPECT_EQ(lastShown(), "T0031 gioco.exe T0032");
     EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Refused);
-    EXPECT_EQ(dialogs.shown.back().messageId, "0106");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::ProcessAlreadyListed);
     EXPECT_EQ(add(ListKind::WindowTitles, "Solitario"), Outcome::Done);
 
     // A path is cleared from the box; a wrong ending stays to be corrected.
@@ -217,7 +220,7 @@ TEST_F(ProfileEditorTest, AddingAsksAndRefusesDuplicatesInAnyCase) {
     EXPECT_EQ(add(ListKind::Sites, "  "), Outcome::Ignored);
     // An entry that matches every address stays in the box, with the reason.
     EXPECT_EQ(add(ListKind::Sites, "www."), Outcome::Refused);
-    EXPECT_EQ(dialogs.shown.back().messageId, "0360");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::EntryMatchesEveryAddress);
     EXPECT_EQ(editor.entryBox(ListKind::Sites), "http://www.");
 
     EXPECT_EQ(texts(editor.list(ListKind::Sites)), std::vector<std::string>{"http://Example.org"});
@@ -284,7 +287,7 @@ TEST_F(ProfileEditorTest, TheRecordItsSwitchesAndTheNavigation) {
     EXPECT_EQ(editor.record().mode(), Mode::Kiosk);
     editor.record().blockDownloads = true;
     editor.setForbiddenList(false);
-    EXPECT_EQ(editor.siteFrameCaption(), "0058");
+    EXPECT_EQ(editor.siteFrameCaption(), msg::ListCaptionAllowedAfterOptionClick);
     EXPECT_FALSE(editor.maxProtectionEnabled());
     const ProfileRecord edited = editor.record();
     ASSERT_EQ(editor.save(), Outcome::Done);
@@ -337,7 +340,7 @@ TEST_F(ProfileEditorTest, ACopyTakesTheSwitchesAndTheListsInOrderAndADeleteTakes
     ASSERT_EQ(editor.moveTo(kept), Outcome::Done);
     const std::string before = test::profileRows(db);
     EXPECT_EQ(editor.deleteCurrent(), Outcome::Refused);
-    EXPECT_EQ(dialogs.shown.back().messageId, "0013");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::ProfileStillAssigned);
     EXPECT_EQ(test::profileRows(db), before);
 
     ASSERT_EQ(editor.moveTo(copy), Outcome::Done);
@@ -354,7 +357,7 @@ TEST_F(ProfileEditorTest, StoreFailuresAreShownNotThrown) {
     saved("Scuola");
     ASSERT_TRUE(db.exec("DROP TABLE ProcessiVietati;"));
     EXPECT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Failed);
-    EXPECT_EQ(dialogs.shown.back().messageId, "0310");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreWriteFailed);
     EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Critical);
     // The delete stops at the missing table and the profile row stays.
     const std::string before = test::profileRows(db);

@@ -201,7 +201,7 @@ protected:
     }
     std::string shownIds() const {
         std::string out;
-        for (const auto& m : dialogs.shown) out += m.messageId + " ";
+        for (const auto& m : dialogs.shown) out += std::string(m.messageId.number()) + " ";
         return out;
     }
 
@@ -313,7 +313,7 @@ TEST_F(ExchangeStoreTest, AnExportWritesOnlyItsOwnFile) {
     std::filesystem::create_directory(dir.path() / "cartella.OX");
     EXPECT_EQ(exchange.exportTo(p, dir.file("cartella.OX")), Result::Failed);
     EXPECT_TRUE(std::filesystem::is_directory(dir.path() / "cartella.OX"));
-    EXPECT_EQ(dialogs.shown.back().messageId, "0337");
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::FileCannotBeWritten);
 #ifndef _WIN32
     // A device or a pipe stays what it was.
     const std::string pipe = dir.file("pipe.OX");

@@ -58,36 +58,39 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
     const std::string P = "2";
     const struct {
         std::array<std::string, 9> boxes;  // start, end, profile of slots 1 to 3
-        const char* message;               // the first message; null: accepted
+        MessageId message;                 // the first message; none: accepted
         SlotBox focus;
     } cases[] = {
-        {{}, nullptr, {}},
-        {{"8:30", "12:00", P, "12:00", "13:00:30", P, "14:00", "23:59:59", ""}, nullptr, {}},
-        {{"8:3", "12:00"}, "0252", SlotBox::Dalle1},
-        {{"", "12:00"}, "0252", SlotBox::Dalle1},
-        {{"08:00", "24:00"}, "0255", SlotBox::Alle1},
-        {{"12:00", "08:00", P}, "0258", SlotBox::Dalle1},
-        {{"12:00", "12:00"}, "0258", SlotBox::Dalle1},
-        {{"", "", P}, "0260", SlotBox::Profilo1},
-        {{"", "", "", "13:00"}, "0264", SlotBox::Dalle1},
-        {{"", "", "", "", "", "", "", "", P}, "0264", SlotBox::Dalle1},
-        {{"08:00", "12:00", "", "1300", "14:00"}, "0265", SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "11:00", "13:00"}, "0268", SlotBox::Dalle2},
+        {{}, {}, {}},
+        {{"8:30", "12:00", P, "12:00", "13:00:30", P, "14:00", "23:59:59", ""}, {}, {}},
+        {{"8:3", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::Dalle1},
+        {{"", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::Dalle1},
+        {{"08:00", "24:00"}, msg::FirstSlotEndInvalid, SlotBox::Alle1},
+        {{"12:00", "08:00", P}, msg::FirstSlotStartNotBeforeEnd, SlotBox::Dalle1},
+        {{"12:00", "12:00"}, msg::FirstSlotStartNotBeforeEnd, SlotBox::Dalle1},
+        {{"", "", P}, msg::FirstSlotProfileWithoutTimes, SlotBox::Profilo1},
+        {{"", "", "", "13:00"}, msg::FillFirstSlotFirst, SlotBox::Dalle1},
+        {{"", "", "", "", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::Dalle1},
+        {{"08:00", "12:00", "", "1300", "14:00"}, msg::SecondSlotStartInvalid, SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "11:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
         // Compared as times, not as texts: "9:00" comes before "12:00", "10:00" after "9:30".
-        {{"08:00", "12:00", "", "9:00", "13:00"}, "0268", SlotBox::Dalle2},
-        {{"08:00", "9:30", "", "10:00", "11:00"}, nullptr, {}},
-        {{"08:00", "9:30", "", "09:30", "11:00"}, nullptr, {}},
-        {{"08:00", "9:30", "", "9:29:59", "11:00"}, "0268", SlotBox::Dalle2},
-        {{"08:00", "09:00", "", "10:00", "12:00", "", "9:30", "13:00"}, "0280", SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "08:60"}, "0269", SlotBox::Alle2},
-        {{"08:00", "12:00", "", "13:00", "12:30"}, "0272", SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "", "", P}, "0274", SlotBox::Profilo2},
-        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, "0276", SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, "0277", SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "12:30", "15:00"}, "0280", SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, "0281", SlotBox::Alle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "15:00", "14:00"}, "0284", SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, "0286", SlotBox::Profilo3},
+        {{"08:00", "12:00", "", "9:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"08:00", "9:30", "", "10:00", "11:00"}, {}, {}},
+        {{"08:00", "9:30", "", "09:30", "11:00"}, {}, {}},
+        {{"08:00", "9:30", "", "9:29:59", "11:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"08:00", "09:00", "", "10:00", "12:00", "", "9:30", "13:00"},
+         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "08:60"}, msg::SecondSlotEndInvalid, SlotBox::Alle2},
+        {{"08:00", "12:00", "", "13:00", "12:30"}, msg::SecondSlotStartNotBeforeEnd, SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "", "", P}, msg::SecondSlotProfileWithoutTimes, SlotBox::Profilo2},
+        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, msg::FillSecondSlotBeforeThird, SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, msg::ThirdSlotStartInvalid, SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "12:30", "15:00"},
+         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, msg::ThirdSlotEndInvalid, SlotBox::Alle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "15:00", "14:00"},
+         msg::ThirdSlotStartNotBeforeEnd, SlotBox::Dalle3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, msg::ThirdSlotProfileWithoutTimes, SlotBox::Profilo3},
     };
     for (const auto& c : cases) {
         const auto refusal = ValidaFasce(boxes(c.boxes), sep(), false);
@@ -98,7 +101,7 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
             continue;
         }
         ASSERT_TRUE(refusal) << row;
-        EXPECT_STREQ(refusal->messages[0], c.message) << row;
+        EXPECT_EQ(refusal->messages[0], c.message) << row;
         EXPECT_EQ(refusal->focus, c.focus) << row;
     }
     const auto invalid = ValidaFasce(boxes({"8:3", "12:00"}), sep(), false);
@@ -108,7 +111,7 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
     // Switched on, the slots keep a first one.
     const auto none = ValidaFasce(boxes({}), sep(), true);
     ASSERT_TRUE(none);
-    EXPECT_STREQ(none->messages[0], "0250");
+    EXPECT_EQ(none->messages[0], msg::ScheduleNeedsFirstSlot);
     EXPECT_EQ(none->focus, SlotBox::Dalle1);
     EXPECT_FALSE(ValidaFasce(boxes({"08:00", "12:00"}), sep(), true));
 }

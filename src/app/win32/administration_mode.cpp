@@ -23,6 +23,7 @@
 #include "profiles/win32/profile_form.h"
 #include "schedule/win32/slot_form.h"
 #include "support/language.h"
+#include "support/messages.h"
 #include "support/win32/hidden_window.h"
 #include "support/win32/program_icon.h"
 
@@ -39,7 +40,7 @@ std::vector<std::string> commandLineArguments() {
     return arguments;
 }
 
-void refuse(Machine& machine, Language& language, const std::string& id, const std::string& detail) {
+void refuse(Machine& machine, Language& language, MessageId id, const std::string& detail) {
     std::string text = language.TestoMessaggio(id);
     if (!detail.empty()) text += " " + detail;
     (void)machine.dialogs().messageBox({id, text, std::string(core::kProgramTitle), platform::MessageIcon::Critical,
@@ -113,7 +114,8 @@ std::optional<int> runAdministrationModeIfAsked() {
     if (!request->form) {
         std::string asked;
         for (const std::string& argument : arguments) asked += (asked.empty() ? "" : " ") + argument;
-        refuse(machine, language, request->refusal, request->refusal == "0343" ? std::string() : asked);
+        refuse(machine, language, request->refusal,
+               request->refusal == msg::NeedsWindowsAdministrator ? std::string() : asked);
         return app::kAdminRefused;
     }
     return showForm(*request->form, machine, language);

@@ -9,6 +9,7 @@
 #include "platform/failures.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
+#include "support/messages.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/program_icon.h"
 
@@ -59,7 +60,7 @@ bool BrowserForm::open(bool goHome, const RECT* where) {
     layout();
     if (goHome) host_.goHome();
     if (core::browserSwitchOn(c_.store, core::kNoPrint)) ShowWindow(GetDlgItem(d, IDC_PCTSTAMPA), SW_HIDE);
-    setWindowText(GetDlgItem(d, IDC_LBLBROWSER), c_.language.TestoMessaggio("0301"));
+    setWindowText(GetDlgItem(d, IDC_LBLBROWSER), c_.language.TestoMessaggio(msg::ProtectedBrowserTitle));
     SendMessageW(GetDlgItem(d, IDC_PROGRESSBAR1), PBM_SETRANGE32, 0, 100);
     SetTimer(d, kGoHomeTimer, kGoHomeMs, nullptr);
     ShowWindow(d, SW_SHOW);
@@ -177,7 +178,7 @@ void BrowserForm::layout() {
 
 std::string BrowserForm::boxText() const { return windowText(GetDlgItem(dialog_.get(), IDC_CMBINDIRIZZI)); }
 
-void BrowserForm::tell(const char* message, const std::string& address) {
+void BrowserForm::tell(MessageId message, const std::string& address) {
     if (c_.notice) c_.notice(c_.language.TestoMessaggio(message) + " " + address);
 }
 
@@ -244,7 +245,7 @@ void BrowserForm::progressChange(long progress, long progressMax) {
     SendMessageW(GetDlgItem(dialog_.get(), IDC_PROGRESSBAR1), PBM_SETPOS, static_cast<WPARAM>(shown.percent), 0);
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLPERCENTUALE), shown.caption);
     const std::string location = host_.locationUrl();
-    if (const char* message = browser::refusedWhileLoading(c_.verdicts, location)) {
+    if (const MessageId message = browser::refusedWhileLoading(c_.verdicts, location)) {
         tell(message, location);
         host_.goBack();
     }

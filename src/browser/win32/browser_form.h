@@ -11,6 +11,7 @@
 #include "browser/win32/web_browser_host.h"
 #include "core/database.h"
 #include "core/site_verdicts.h"
+#include "support/messages.h"
 #include "support/win32/modeless_dialog.h"
 
 namespace ombrix {
@@ -65,7 +66,7 @@ private:
     void print();
     void tickGoHome();
     [[nodiscard]] std::string boxText() const;
-    void tell(const char* message, const std::string& address);
+    void tell(MessageId message, const std::string& address);
 
     // WebBrowserEvents: the control's, reached through that interface only.
     bool beforeNavigate(const std::string& url, bool topLevel) override;

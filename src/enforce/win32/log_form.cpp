@@ -9,6 +9,7 @@
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
+#include "support/messages.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
 
@@ -75,12 +76,12 @@ void fill(HWND dialog, const std::vector<enforce::LogRow>& rows) {
     InvalidateRect(list, nullptr, TRUE);
 }
 
-void exclamation(State& st, const char* id) {
+void exclamation(State& st, MessageId id) {
     st.context.dialogs.messageBox({id, st.context.language.TestoMessaggio(id), "Ombrix",
                                    platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
 }
 
-void exclamation(State& st, const char* id, const std::string& detail) {
+void exclamation(State& st, MessageId id, const std::string& detail) {
     st.context.dialogs.messageBox({id, st.context.language.TestoMessaggio(id) + " " + detail, "Ombrix",
                                    platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
 }
@@ -92,7 +93,7 @@ core::Database* logFile(State& st) {
     return log;
 }
 
-bool confirm(State& st, const char* id, const std::string& question) {
+bool confirm(State& st, MessageId id, const std::string& question) {
     return st.context.dialogs.messageBox({id, question, "Ombrix", platform::MessageIcon::Exclamation,
                                           platform::MessageButtons::YesNo}) == platform::MessageAnswer::Yes;
 }
@@ -114,7 +115,7 @@ void show(HWND dialog, State& st) {
         fill(dialog, *rows);
     } else {
         fill(dialog, {});
-        exclamation(st, "0353", log->lastError());
+        exclamation(st, msg::LogCannotBeRead, log->lastError());
     }
 }
 
@@ -165,7 +166,7 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
                     if (HIWORD(wp) != BN_CLICKED) return FALSE;
                     const bool on = IsDlgButtonChecked(dialog, IDC_CHKLOGSITI) == BST_CHECKED;
                     const std::string question = enforce::logSwitchQuestion(st->context.language);
-                    if (confirm(*st, "0231", question) && enforce::writeLogSwitch(st->context.db, on)) {
+                    if (confirm(*st, msg::LogSwitchChanging, question) && enforce::writeLogSwitch(st->context.db, on)) {
                         if (st->context.onLogSwitchChanged) st->context.onLogSwitchChanged(on);
                     } else {
                         CheckDlgButton(dialog, IDC_CHKLOGSITI, on ? BST_UNCHECKED : BST_CHECKED);
@@ -173,12 +174,12 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
                     return TRUE;
                 }
                 case IDC_CMDSVUOTALOGSITI:
-                    if (confirm(*st, "0235", enforce::clearLogQuestion(st->context.language))) {
+                    if (confirm(*st, msg::LogClearDeletesAll, enforce::clearLogQuestion(st->context.language))) {
                         if (core::Database* log = logFile(*st)) {
                             if (enforce::clearLog(*log)) {
                                 fill(dialog, {});
                             } else {
-                                exclamation(*st, "0352", log->lastError());
+                                exclamation(*st, msg::LogCannotBeWritten, log->lastError());
                             }
                         }
                     }

@@ -8,6 +8,7 @@
 #include "schedule/slot_editor.h"
 #include "schedule/win32/slot_form_ids.h"
 #include "support/language.h"
+#include "support/messages.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/dialog_translation.h"
 
@@ -83,9 +84,9 @@ void showEmptyFallback(HWND dialog) {
 void load(HWND dialog, State& st) {
     Language& lang = st.context.language;
     setWindowText(GetDlgItem(dialog, IDC_LBLESEMPIO),
-                  lang.TestoMessaggio("0288") + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
-                      lang.TestoMessaggio("0289"));
-    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.TestoMessaggio("0356"));
+                  lang.TestoMessaggio(msg::TimeExampleStart) + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
+                      lang.TestoMessaggio(msg::TimeExampleEnd));
+    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.TestoMessaggio(msg::NoFallbackBlocksEverySite));
     const auto empty = schedule::emptyEntries(lang);
     const auto profiles = schedule::profileChoices(st.context.db);
     for (std::size_t i = 0; i < kCombos.size(); ++i) {
@@ -110,8 +111,14 @@ void load(HWND dialog, State& st) {
     st.loading = false;
 }
 
-void show(State& st, const char* id, const std::string& message, platform::MessageIcon icon) {
+void show(State& st, MessageId id, const std::string& message, platform::MessageIcon icon) {
     st.context.dialogs.messageBox({id, message, "Ombrix", icon, platform::MessageButtons::Ok});
+}
+
+void showStoreFailed(State& st) {
+    show(st, msg::StoreWriteFailed,
+         st.context.language.TestoMessaggio(msg::StoreWriteFailed) + " " + st.context.db.lastError(),
+         platform::MessageIcon::Critical);
 }
 
 // Validates and stores; on a refusal the offending box gets the focus.
@@ -126,8 +133,7 @@ bool save(HWND dialog, State& st) {
         return false;
     }
     if (!schedule::SalvaFasce(st.context.db, boxes, st.separator)) {
-        show(st, "0310", st.context.language.TestoMessaggio("0310") + " " + st.context.db.lastError(),
-             platform::MessageIcon::Critical);
+        showStoreFailed(st);
         return false;
     }
     EnableWindow(GetDlgItem(dialog, IDC_PER_CMDSALVA), FALSE);
@@ -137,9 +143,9 @@ bool save(HWND dialog, State& st) {
 // Unsaved changes are offered for saving first; a refusal keeps the form open.
 void close(HWND dialog, State& st) {
     if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) {
-        const auto answer = st.context.dialogs.messageBox({"0295", st.context.language.TestoMessaggio("0295"),
-                                                           "Ombrix", platform::MessageIcon::Exclamation,
-                                                           platform::MessageButtons::YesNo});
+        const auto answer = st.context.dialogs.messageBox(
+            {msg::SaveSlotChangesQuestion, st.context.language.TestoMessaggio(msg::SaveSlotChangesQuestion), "Ombrix",
+             platform::MessageIcon::Exclamation, platform::MessageButtons::YesNo});
         if (answer == platform::MessageAnswer::Yes && !save(dialog, st)) return;
     }
     EndDialog(dialog, IDCANCEL);
@@ -148,13 +154,13 @@ void close(HWND dialog, State& st) {
 void switchClicked(HWND dialog, State& st) {
     const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
     if (on && !schedule::slotOneHasTimes(readBoxes(dialog))) {
-        show(st, "0250", st.context.language.TestoMessaggio("0250"), platform::MessageIcon::Critical);
+        show(st, msg::ScheduleNeedsFirstSlot, st.context.language.TestoMessaggio(msg::ScheduleNeedsFirstSlot),
+             platform::MessageIcon::Critical);
         CheckDlgButton(dialog, IDC_CHKFASCEORARIE, BST_UNCHECKED);
         return;
     }
     if (!schedule::writeScheduleSwitch(st.context.db, on)) {
-        show(st, "0310", st.context.language.TestoMessaggio("0310") + " " + st.context.db.lastError(),
-             platform::MessageIcon::Critical);
+        showStoreFailed(st);
         CheckDlgButton(dialog, IDC_CHKFASCEORARIE, on ? BST_UNCHECKED : BST_CHECKED);
     }
 }

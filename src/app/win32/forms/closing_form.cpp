@@ -3,6 +3,7 @@
 #include "app/notices.h"
 #include "app/win32/forms/resource.h"
 #include "support/language.h"
+#include "support/messages.h"
 #include "support/win32/dialog_procedure.h"
 
 namespace ombrix::win32 {
@@ -22,7 +23,7 @@ void ClosingForm::show() {
                         {{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}}, language_)) {
         return;
     }
-    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio("0299"));
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio(msg::ClosingInProgress));
     SetTimer(dialog_.get(), kSecondsTimer, core::kClosingTickMs, nullptr);
     ShowWindow(dialog_.get(), SW_SHOWNORMAL);
     UpdateWindow(dialog_.get());
@@ -42,8 +43,9 @@ INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) 
         platform::guarded([&] {
             SYSTEMTIME now{};
             GetLocalTime(&now);
-            setWindowText(GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),
-                          core::closingText(form->language_.TestoMessaggio("0300"), now.wSecond));
+            setWindowText(
+                GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),
+                core::closingText(form->language_.TestoMessaggio(msg::ClosingInProgressTicking), now.wSecond));
         });
         return TRUE;
     }

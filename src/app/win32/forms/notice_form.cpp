@@ -4,6 +4,7 @@
 
 #include "app/win32/forms/resource.h"
 #include "support/language.h"
+#include "support/messages.h"
 #include "support/win32/dialog_procedure.h"
 #include "support/win32/program_icon.h"
 
@@ -41,7 +42,7 @@ void NoticeForm::load() {
 void NoticeForm::show(const std::string& text, const std::string& heading) {
     if (!dialog_) load();
     if (!dialog_) return;
-    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLINTESTAZIONE), language_.TestoMessaggio("0302"));
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLINTESTAZIONE), language_.TestoMessaggio(msg::NoticeFormHeading));
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLTIPO), heading);
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLMESSAGGIO), text);
     const std::uint64_t now = GetTickCount64();
