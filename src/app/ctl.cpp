@@ -67,13 +67,6 @@ constexpr std::array<std::pair<MessageId, std::string_view>, 40> kBuiltInTexts =
     {msg::StoreWriteFailed, "The database cannot be written:"},
 }};
 
-// Marks that turn the text after them around (or hide how it reads) when a
-// terminal shows it: the embeddings, overrides and isolates, and the marks.
-bool isBidirectionalControl(char32_t c) {
-    return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0x200E || c == 0x200F ||
-           c == 0x061C;
-}
-
 }  // namespace
 
 std::string messageText(Language& language, MessageId id) {
@@ -83,40 +76,6 @@ std::string messageText(Language& language, MessageId id) {
         if (known == id) return std::string(english);
     }
     return text;
-}
-
-std::string printable(std::string_view text) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    const auto hex = [&](std::string& out, char32_t value, int digits) {
-        for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) out += kDigits[(value >> shift) & 15];
-    };
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t pos = 0; pos < text.size();) {
-        const std::size_t start = pos;
-        const char32_t c = decodeUtf8(text, pos);
-        if (c >= 0x80 && pos - start == 1) {  // a byte that is not UTF-8
-            out += "\\x";
-            hex(out, c, 2);
-        } else if (c == '\\') {
-            out += "\\\\";
-        } else if (c == '\t') {
-            out += "\\t";
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\r') {
-            out += "\\r";
-        } else if (c < 0x20 || c == 0x7f) {
-            out += "\\x";
-            hex(out, c, 2);
-        } else if (isControlCharacter(c) || isBidirectionalControl(c)) {
-            out += "\\u";
-            hex(out, c, 4);
-        } else {
-            out.append(text, start, pos - start);
-        }
-    }
-    return out;
 }
 
 // Messages go to standard error as "<identifier>: <text>"; nobody is there
@@ -172,8 +131,19 @@ int Session::usage(const std::string& why) {
     return kUsage;
 }
 
+std::string Session::locateStore() {
+    if (!dbFile_ && store_.folder.empty()) {
+        core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
+        store_.folder = core::ScegliCartellaDatabase(se);
+    }
+    std::string folder = storeFolder();
+    core::traceInLogFolder(folder, platform::pathSeparator(), "ombrixctl");
+    return folder;
+}
+
 bool Session::open() {
     if (store_.connection.isOpen()) return true;
+    locateStore();
     if (dbFile_) {
         if (!env_.files.fileExists(*dbFile_)) {
             refuse(msg::StoreNotFound, *dbFile_);
@@ -186,7 +156,6 @@ bool Session::open() {
         return true;
     }
     core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
-    store_.folder = core::ScegliCartellaDatabase(se);
     if (core::ApriDatabase(se, store_)) return true;
     if (!store_.connection.lastError().empty()) {
         env_.err << "ombrixctl: cannot open the database in " << store_.folder << ": "

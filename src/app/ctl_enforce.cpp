@@ -1,6 +1,7 @@
 // ombrixctl commands of the enforcement: check (an address against a
-// profile's site list, as the Chrome blockers judge it) and log (the
-// visited-sites log, in its own file beside the store).
+// profile's site list, as the Chrome blockers judge it), log (the
+// visited-sites log, in its own file beside the store) and trace (the
+// failures' trace, in the same folder).
 #include <istream>
 #include <optional>
 #include <ostream>
@@ -11,7 +12,9 @@
 #include "enforce/profile_lists.h"
 #include "enforce/site_list.h"
 #include "enforce/site_log.h"
+#include "platform/text.h"
 #include "platform/text_input.h"
+#include "platform/trace_file.h"
 #include "support/messages.h"
 
 namespace ombrix::app {
@@ -114,6 +117,29 @@ int cmdLog(Session& s, const std::vector<std::string>& args) {
     return kOk;
 }
 
+// Enough lines for the failures around one problem, few enough for a screen.
+constexpr std::size_t kTraceLinesShown = 20;
+
+int cmdTrace(Session& s, const std::vector<std::string>& args) {
+    if (!args.empty() && (args[0] != "show" || args.size() != 1)) return s.usage("trace takes nothing, or show");
+    s.locateStore();
+    const std::string file = platform::traceFile();
+    if (args.empty()) {
+        s.out() << file << '\n';
+        return kOk;
+    }
+    // Any user may write the file: each field is shown with its controls escaped.
+    for (const std::string& line : platform::lastTraceLines(file, kTraceLinesShown)) {
+        std::size_t start = 0;
+        for (std::size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', start)) {
+            s.out() << escapedControls(std::string_view(line).substr(start, tab - start)) << '\t';
+            start = tab + 1;
+        }
+        s.out() << escapedControls(std::string_view(line).substr(start)) << '\n';
+    }
+    return kOk;
+}
+
 Elevation logElevation(const std::vector<std::string>& args) {
     return !args.empty() && args[0] == "clear" ? Elevation::Relay : Elevation::None;
 }
@@ -132,6 +158,10 @@ const std::vector<CtlCommand>& enforceCommands() {
          "                the visited sites, newest first: date and time, a tab, the address\n"
          "  log clear     empty the visited-sites log (Registro/LogSiti.db in the store's folder)",
          &cmdLog, &logElevation},
+        {"trace",
+         "trace         where the failures' trace is (Registro/ombrix-trace.txt in the store's folder)\n"
+         "  trace show    its last 20 lines: time, program, place, failure, tab-separated",
+         &cmdTrace, &readsOnly},
     };
     return commands;
 }

@@ -10,6 +10,7 @@
 #include "core/store_location.h"
 #include <memory>
 
+#include "platform/text.h"
 #include "support/language.h"
 #include "support/messages.h"
 
@@ -34,6 +35,9 @@ public:
     void keepStoreCopy();
     // The store's folder once open: the folder of the file named by --db, else the program's.
     [[nodiscard]] std::string storeFolder() const;
+    // The store's folder, chosen as open() chooses it, without opening the
+    // store. From then on the failures' trace goes to its log folder.
+    std::string locateStore();
     // The file named by --db, if any.
     [[nodiscard]] const std::optional<std::string>& dbFile() const { return dbFile_; }
     CtlEnvironment& env() { return env_; }
@@ -53,13 +57,6 @@ private:
 // The text of a message from the language file, else the command line's own
 // English text for it.
 [[nodiscard]] std::string messageText(Language& language, MessageId id);
-
-// Text from the store or the input as one field of one output line: control
-// characters and the backslash are written as escapes (\t, \n, \r, \\, \xHH
-// for a C0 control, DEL or a byte that is not UTF-8, \uHHHH for a C1 control
-// or a mark that turns text around), so a value can never forge a line or a
-// field, nor hide or reorder what follows it on the terminal.
-[[nodiscard]] std::string printable(std::string_view text);
 
 // How every command reads a profile on its command line: a name, compared
 // as the store compares names (letter case ignored), or "#" and an

@@ -36,7 +36,7 @@ public:
 
     // The enforcement is made after the host, which it needs.
     void setEnforcement(enforce::Enforcement* enforcement) { enforcement_ = enforcement; }
-    // What opens the home page once, on tmrLanciaPaginaIniziale.
+    // What opens the home page once, on TimerId::LanciaPaginaIniziale.
     void setMachineSettings(core::MachineSettings* machine) { machine_ = machine; }
     // What the Start-screen killer's and the desktop's one-shot timers run.
     void setShellLock(lockdown::ShellLock* lock) { shellLock_ = lock; }

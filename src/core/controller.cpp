@@ -22,7 +22,8 @@ namespace {
 // session (the next start reads the old value), but not without a trace.
 void traceUnsaved(const Database& db, std::string_view column,
                   std::source_location at = std::source_location::current()) {
-    platform::recordFailure("Opzioni." + std::string(column) + " not saved: " + db.lastError(), at);
+    platform::recordFailure("an option was not saved", "Opzioni." + std::string(column) + ": " + db.lastError(), {},
+                            at);
 }
 
 // A change the administrator made that the store did not keep, with the store's reason.
@@ -82,9 +83,9 @@ void Controller::protectFolders() {
     const auto failure = core::protectStoreFolders(*folderAccess_, m_.env.files, store_.folder, m_.env.separator);
     if (!failure) return;
     if (failure->step == StoreAccessFailure::Step::MakeLogFolder) {
-        platform::recordFailure("the log folder " + failure->folder + " could not be made");
+        platform::recordFailure("the log folder could not be made", failure->folder);
     } else {
-        platform::recordFailure("the access list of " + failure->folder + " was not set: " + failure->error);
+        platform::recordFailure("the access list of a folder was not set", failure->folder + ": " + failure->error);
     }
 }
 
@@ -163,6 +164,7 @@ Controller::StartResult Controller::startUp() {
     windowsMajor_ = m_.env.system.windowsMajorVersion();
     windowsMinor_ = m_.env.system.windowsMinorVersion();
     store_.folder = ScegliCartellaDatabase(m_.env);
+    traceInLogFolder(store_.folder, m_.env.separator, kProgramExeName);
     killTaskManager();
     trustMakerSite();
     killTaskManager();
@@ -182,6 +184,7 @@ Controller::StartResult Controller::startUp() {
     bool storeSound = false;
     if (ensureStore()) {
         // Only now is the folder final: the administrator may have picked another.
+        traceInLogFolder(store_.folder, m_.env.separator, kProgramExeName);
         protectFolders();
         const UpgradeResult upgrade = AggiornaDBAVersioneCorrente(
             store_.connection, browserSwitchesFromUserSettings(m_.env.registry));
@@ -440,7 +443,7 @@ void Controller::keepStoreCopy() {
     // copy either: only an elevated process tries.
     if (!m_.env.system.elevated() || !store_.connection.isOpen()) return;
     if (const auto failure = core::keepStoreCopy(store_.connection)) {
-        platform::recordFailure("the store's copy was not kept: " + *failure);
+        platform::recordFailure("the store's copy was not kept", *failure);
     }
 }
 

@@ -45,7 +45,7 @@ public:
 };
 
 // The daily time slots (the schedule subsystem), asked on every tick of
-// tmrKillTaskManager while the switch Opzioni.FasceOrarie is on.
+// TimerId::KillTaskManager while the switch Opzioni.FasceOrarie is on.
 class TimeSlotSchedule {
 public:
     virtual ~TimeSlotSchedule() = default;
@@ -141,7 +141,7 @@ public:
     void afterProfileEditor();
     // The time-slot editor closed: the slots and their switch are read again.
     void afterTimeSlotEditor();
-    // tmrKillTaskManager's time-slot check: the profile the slots give now
+    // TimerId::KillTaskManager's time-slot check: the profile the slots give now
     // is put in use when it is not the one in use.
     void tickFasceOrarie();
     // The switch is on and the slots were read.
@@ -149,7 +149,7 @@ public:
 
     // cmdEsci / mnuEsci.
     void beginShutdown();
-    // tmrEsci's tick: the closing routine, once.
+    // TimerId::Esci's tick: the closing routine, once.
     void tickEsci();
 
     // The form's query-unload: true when the close is refused (the program

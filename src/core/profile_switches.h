@@ -22,7 +22,7 @@ struct ProfileSwitches {
 
 struct AppliedProfile {
     ProfileSwitches switches;
-    // A home page (an address or a program) is to be opened by tmrLanciaPaginaIniziale.
+    // A home page (an address or a program) is to be opened by TimerId::LanciaPaginaIniziale.
     bool homePagePending = false;
 };
 

@@ -18,7 +18,8 @@ struct UpgradeStep {
     const char* statement;
 };
 
-// The order is part of the file's history: keep it.
+// Each step appends its column: in this order an upgraded file's tables
+// have their columns in the order a new store's have.
 constexpr UpgradeStep kSteps[] = {
     {"Profili", "Kiosk", "ALTER TABLE Profili ADD Kiosk Bit"},
     {"Profili", "TastoStartDisabilitato", "ALTER TABLE Profili ADD TastoStartDisabilitato Bit"},
@@ -34,7 +35,8 @@ constexpr UpgradeStep kSteps[] = {
     {"Opzioni", "FasceOrarie", "ALTER TABLE Opzioni ADD FasceOrarie Bit"},
     {"Opzioni", "TastieraVirtuale", "ALTER TABLE Opzioni ADD TastieraVirtuale Bit"},
     {"Profili", "ApriPaginaInizialeATuttoSchermo", "ALTER TABLE Profili ADD ApriPaginaInizialeATuttoSchermo Bit"},
-    // The internal browser's switches, kept in the pupil's own settings before.
+    // The internal browser's switches: in the store, where a pupil's account
+    // cannot change them.
     {"Opzioni", "NoPopup", "ALTER TABLE Opzioni ADD NoPopup Bit"},
     {"Opzioni", "NoStampa", "ALTER TABLE Opzioni ADD NoStampa Bit"},
 };
@@ -242,7 +244,8 @@ std::optional<bool> namesOwnCollation(Database& db) {
 }
 
 bool seedTimeSlots(Database& db) {
-    // Without the row the table reads as no time slot set, as an empty one always has.
+    // The one row the schedule's readers and writers use; all Null, it reads
+    // as no time slot set, as an empty table does.
     return db.exec("INSERT INTO Fasce SELECT NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL "
                    "WHERE NOT EXISTS (SELECT 1 FROM Fasce);");
 }
@@ -346,8 +349,8 @@ UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carr
         result.error = std::move(missing);
         return result;
     }
-    // A store with nothing to do is not written, so a read-only one that is
-    // current opens as it always has.
+    // A store with nothing to do is not written, so a current one the user
+    // may only read still opens.
     auto workLeft = [&](std::optional<bool> collation) {
         for (const UpgradeStep& step : kSteps) {
             if (!structure.has(step)) return true;

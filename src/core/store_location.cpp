@@ -1,6 +1,7 @@
 #include "core/store_location.h"
 
 #include "core/settings_reg.h"
+#include "platform/trace_file.h"
 #include "support/language.h"
 #include "support/messages.h"
 
@@ -26,6 +27,10 @@ std::string joinPath(std::string_view folder, std::string_view name, char separa
     if (path.empty() || path.back() != separator) path += separator;
     path += name;
     return path;
+}
+
+void traceInLogFolder(std::string_view storeFolder, char separator, std::string_view program) {
+    platform::setTraceFolder(joinPath(storeFolder, kLogFolderName, separator), program);
 }
 
 bool machineMarked(platform::Registry& registry) {

@@ -81,4 +81,10 @@ bool ApriDatabase(StoreEnvironment& env, Store& store);
 // folder, one separator (none added when the folder ends with one), name.
 [[nodiscard]] std::string joinPath(std::string_view folder, std::string_view name, char separator);
 
+// From now on the trace file (platform/trace_file.h) is written in the log
+// folder of `storeFolder`, each line naming `program`. Called once the
+// store's folder is known: by the program's start-up, its administration
+// forms and ombrixctl's session.
+void traceInLogFolder(std::string_view storeFolder, char separator, std::string_view program);
+
 }  // namespace ombrix::core

@@ -1,7 +1,7 @@
 #pragma once
 // The main form's timers. The controller and the enforcement switch them on
 // and off through Timers; the Win32 main window maps each to SetTimer, and
-// tests record the switches.
+// tests record the switches. Each timer's name and interval are in kTimers.
 
 #include <array>
 #include <cstdint>
@@ -10,16 +10,16 @@
 namespace ombrix::core {
 
 enum class TimerId {
-    SitiVietatiConsentiti,  // timerSitiVietatiConsentiti: site list, 50 ms
-    KillTaskManager,        // tmrKillTaskManager: task manager, time slots, 100 ms
-    LogSitiVisitati,        // timerLogSitiVisitati: visited-sites log, 250 ms
-    ChiudiFinestre,         // tmrChiudiFinestre: forbidden windows, 300 ms
-    ProcessiVietati,        // tmrProcessiVietati: forbidden processes, 500 ms
-    LanciaPaginaIniziale,   // tmrLanciaPaginaIniziale: opens the home page once, 500 ms
-    MetroKiller,            // tmrMetroKiller: 3000 ms, one shot
-    NascondiDesktop,        // tmrNancondiDesktop: 3000 ms, one shot
-    AttesaDati,             // tmrAttesaDati: 6000 ms
-    Esci,                   // tmrEsci: the shutdown, 100 ms, one shot
+    SitiVietatiConsentiti,  // judges the browsers' addresses
+    KillTaskManager,        // ends the task manager; checks the time slots
+    LogSitiVisitati,        // writes the visited-sites log
+    ChiudiFinestre,         // closes forbidden windows
+    ProcessiVietati,        // ends forbidden processes
+    LanciaPaginaIniziale,   // opens the home page, one shot
+    MetroKiller,            // closes the Start screen, one shot
+    NascondiDesktop,        // hides the desktop's icons, one shot
+    AttesaDati,             // waits for a browser's data
+    Esci,                   // the shutdown, one shot
     Count
 };
 

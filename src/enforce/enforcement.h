@@ -43,11 +43,11 @@ public:
 
     // A tick that lets events run is not entered again by the same timer
     // while it runs.
-    void tickSitiVietatiConsentiti() noexcept { sites_.tick(); }  // timerSitiVietatiConsentiti, 50 ms
-    void tickProcessiVietati() noexcept { processes_.tick(); }    // tmrProcessiVietati, 500 ms
-    void tickChiudiFinestre() noexcept { windows_.tick(); }       // tmrChiudiFinestre, 300 ms
-    void tickKillTaskManager() noexcept { taskManager_.tick(); }  // tmrKillTaskManager, 100 ms
-    void tickLogSitiVisitati() noexcept { log_.tick(); }          // timerLogSitiVisitati, 250 ms
+    void tickSitiVietatiConsentiti() noexcept { sites_.tick(); }
+    void tickProcessiVietati() noexcept { processes_.tick(); }
+    void tickChiudiFinestre() noexcept { windows_.tick(); }
+    void tickKillTaskManager() noexcept { taskManager_.tick(); }
+    void tickLogSitiVisitati() noexcept { log_.tick(); }
 
     [[nodiscard]] SiteTimer& siteTimer() { return sites_; }
     void MemorizzaSitoVisitato(const std::string& url) { log_.MemorizzaSitoVisitato(url); }

@@ -173,8 +173,8 @@ core::Database* VisitedSitesLog::connection() {
     return &log_;
 }
 
-void VisitedSitesLog::giveUpForNow(std::string_view what) {
-    platform::recordFailure(what);
+void VisitedSitesLog::giveUpForNow(platform::TraceText what, std::string_view why) {
+    platform::recordFailure(what, why);
     log_.close();
     waiting_ = true;
     retryAt_ = clock_.tickMilliseconds() + kRetryMilliseconds;
@@ -186,12 +186,12 @@ bool VisitedSitesLog::write(const platform::LocalTime& when, std::string_view ad
             if (!log_.isOpen()) {
                 if (waiting_ && clock_.tickMilliseconds() < retryAt_) return false;
                 if (connection() == nullptr) {
-                    giveUpForNow("the visited-sites log cannot be opened: " + opening_.detail());
+                    giveUpForNow("the visited-sites log cannot be opened", opening_.detail());
                     return false;
                 }
             }
             if (insertLogRow(log_, when, address)) return true;
-            giveUpForNow("a visited site was not logged: " + log_.lastError());
+            giveUpForNow("a visited site was not logged", log_.lastError());
             return false;
         },
         false);

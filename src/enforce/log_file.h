@@ -13,6 +13,7 @@
 
 #include "core/database.h"
 #include "platform/clock.h"
+#include "platform/failures.h"
 #include "platform/filesystem.h"
 #include "support/messages.h"
 
@@ -64,7 +65,7 @@ public:
     bool write(const platform::LocalTime& when, std::string_view address) noexcept;
 
 private:
-    void giveUpForNow(std::string_view what);
+    void giveUpForNow(platform::TraceText what, std::string_view why);
 
     platform::FileSystem& files_;
     platform::Clock& clock_;

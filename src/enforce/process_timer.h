@@ -1,5 +1,5 @@
 #pragma once
-// The process timer (tmrProcessiVietati, 500 ms): ends every forbidden
+// The process timer (TimerId::ProcessiVietati): ends every forbidden
 // process, and hands the first browser it ends in a tick over to the
 // internal browser or the start page.
 

@@ -24,9 +24,9 @@ inline constexpr std::size_t kLogUrlWidth = 255;
 // "YYYY-MM-DD HH:MM:SS".
 [[nodiscard]] std::string storeDateTime(const platform::LocalTime& t);
 
-// The address as it is stored: cut to 255 characters after every apostrophe
-// has been doubled, as the statement that wrote it counted them; an
-// apostrophe whose double the cut split is left out.
+// The address as it is stored: at most 255 characters, each apostrophe
+// counting as two, so that an address is stored as the rows already in the
+// log hold it; an apostrophe whose pair the cut split is left out.
 [[nodiscard]] std::string loggedUrl(std::string_view address);
 
 // Writes one row; false when the store refused it.

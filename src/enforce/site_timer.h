@@ -1,5 +1,5 @@
 #pragma once
-// The site timer (timerSitiVietatiConsentiti, 50 ms): each browser's address
+// The site timer (TimerId::SitiVietatiConsentiti): each browser's address
 // judged against the site list of the profile in use, with the blockers of
 // the list's mode.
 

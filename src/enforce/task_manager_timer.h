@@ -1,5 +1,5 @@
 #pragma once
-// The task manager timer (tmrKillTaskManager, 100 ms): ends the task manager
+// The task manager timer (TimerId::KillTaskManager): ends the task manager
 // and the configuration tool, and keeps the program's notices on top.
 
 #include "enforce/timer_part.h"

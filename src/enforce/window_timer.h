@@ -1,5 +1,5 @@
 #pragma once
-// The window timer (tmrChiudiFinestre, 300 ms): closes each window whose
+// The window timer (TimerId::ChiudiFinestre): closes each window whose
 // title is on the profile's list, silently for titles so marked.
 
 #include "enforce/timer_part.h"

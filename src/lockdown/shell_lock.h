@@ -59,8 +59,9 @@ struct MouseVerdict {
 };
 [[nodiscard]] MouseVerdict guardVerdict(const MouseEvent& event, const GuardArea& area) noexcept;
 
-// Elapsed milliseconds as whole seconds, halves to the even second, as the
-// shell restart has always counted them.
+// Elapsed milliseconds as whole seconds, halves to the even second. The
+// shell restart's waits end when this passes their number, so each lasts
+// about half a second longer than the number says.
 [[nodiscard]] long long wholeSeconds(std::uint64_t milliseconds);
 
 // The main form, as the mouse guard reaches it: its tray mark ("1" after the

@@ -262,7 +262,7 @@ MachineJournal::OnDisk MachineJournal::read() const {
 }
 
 void MachineJournal::setAsideDamaged() {
-    platform::recordFailure("the machine journal " + path_ + " is damaged: it was not applied, and is kept as .damaged");
+    platform::recordFailure("the machine journal is damaged: it was not applied, and is kept as .damaged", path_);
     // The newest damaged one is kept. Renamed, never copied: the file may be
     // as large as the disk.
     const std::string aside = path_ + ".damaged";
@@ -286,7 +286,7 @@ bool MachineJournal::remember(const std::vector<SavedSetting>& previous) {
     }
     if (!added || save()) return true;
     // Kept in memory all the same: the orderly shutdown still gives it back.
-    platform::recordFailure("the machine journal " + path_ + " could not be written");
+    platform::recordFailure("the machine journal could not be written", path_);
     return false;
 }
 

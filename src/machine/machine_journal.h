@@ -12,9 +12,9 @@
 // damaged fails the check and is never applied.
 //
 // A key the program created is a record of its own, given back after every
-// value by deleting it if nothing is left in it. A journal holds version 2
-// only when it has such a record: one without reads as before, so an older
-// program can still give it back, and a version 1 journal reads as ever.
+// value by deleting it if nothing is left in it. Only a journal with such a
+// record is marked version 2; one without stays version 1, which a program
+// that knows no key records can still give back. Both read here.
 
 #include <cstddef>
 #include <optional>

@@ -97,7 +97,7 @@ Recovery giveBackJournal(MachineJournal& journal, GiveBackSeams m) {
         if (!given.done) kept.push_back(given.setting);
     }
     if (!journal.reset(std::move(kept)) && disk.state == MachineJournal::State::Intact) {
-        platform::recordFailure("the machine journal " + journal.path() + " could not be renewed");
+        platform::recordFailure("the machine journal could not be renewed", journal.path());
     }
     return recovery;
 }
@@ -219,7 +219,7 @@ bool MachineSettings::keepLastRestrictions() {
     });
     // Known to this run, so that nothing is recorded over them.
     if (disk.state == MachineJournal::State::Intact && !m_.journal.reset(std::move(disk.settings))) {
-        platform::recordFailure("the machine journal " + m_.journal.path() + " could not be renewed");
+        platform::recordFailure("the machine journal could not be renewed", m_.journal.path());
     }
     firefoxFolder_ = PathProfiloFirefox(m_.system.environment("APPDATA"));
     return shellLocked;
@@ -254,7 +254,7 @@ void MachineSettings::applyToMachine(const ProfileSwitches& switches) {
 void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
     const BrowserPolicies wanted = sites ? translatePolicies(*sites) : BrowserPolicies{};
     if (wanted.values == policies_) return;
-    for (const auto& why : wanted.leftToReaders) platform::recordFailure("browser policies: left to the readers: " + why);
+    for (const auto& why : wanted.leftToReaders) platform::recordFailure("browser policies: left to the readers", why);
     const auto setting = [](const PolicyValue& v) {
         return SavedSetting{SavedSetting::Kind::Registry, RegRoot::CurrentUser, v.path, v.name,
                             v.dword ? SavedSetting::Value::Dword : SavedSetting::Value::Text, {}};
@@ -297,8 +297,8 @@ void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
     }
     // Once, not per value: a key the session may not write refuses them all.
     if (refused > 0) {
-        platform::recordFailure("browser policies: " + std::to_string(refused) + " of " +
-                                std::to_string(wanted.values.size()) + " values could not be written");
+        platform::recordFailure("browser policies: values could not be written",
+                                std::to_string(refused) + " of " + std::to_string(wanted.values.size()));
     }
     policies_ = wanted.values;
 }
@@ -309,7 +309,7 @@ void MachineSettings::DisattivaTabsWarnOnCloseFirefox() {
     core::DisattivaTabsWarnOnCloseFirefox(firefoxFolder_);
     // A session saved before this start would come back all the same.
     if (!clearFirefoxSession(m_.files, firefoxFolder_)) {
-        platform::recordFailure("Firefox's saved session in " + firefoxFolder_ + " could not be deleted");
+        platform::recordFailure("Firefox's saved session could not be deleted", firefoxFolder_);
     }
 }
 

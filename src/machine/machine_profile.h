@@ -103,7 +103,7 @@ public:
     // and this one does not want goes back to its value from before.
     void siteListInForce(const std::optional<PolicySites>& sites) override;
 
-    // tmrLanciaPaginaIniziale's one tick (the caller disables the timer).
+    // TimerId::LanciaPaginaIniziale's one tick (the caller disables the timer).
     void tickLanciaPaginaIniziale(const ProfileSwitches& switches);
     void ApriPaginaWeb(const std::string& address, bool fullScreen);
     [[nodiscard]] std::string BrowserPredefinito();

@@ -239,4 +239,53 @@ std::string replaceAll(std::string_view s, std::string_view from, std::string_vi
     return out;
 }
 
+namespace {
+
+// Marks that turn the text after them around (or hide how it reads) when a
+// terminal shows it: the embeddings, overrides and isolates, and the marks.
+bool isBidirectionalControl(char32_t c) {
+    return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0x200E || c == 0x200F ||
+           c == 0x061C;
+}
+
+std::string escaped(std::string_view text, bool backslash) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    const auto hex = [&](std::string& out, char32_t value, int digits) {
+        for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) out += kDigits[(value >> shift) & 15];
+    };
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t pos = 0; pos < text.size();) {
+        const std::size_t start = pos;
+        const char32_t c = decodeUtf8(text, pos);
+        if (c >= 0x80 && pos - start == 1) {  // a byte that is not UTF-8
+            out += "\\x";
+            hex(out, c, 2);
+        } else if (c == '\\' && backslash) {
+            out += "\\\\";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else if (c < 0x20 || c == 0x7f) {
+            out += "\\x";
+            hex(out, c, 2);
+        } else if (isControlCharacter(c) || isBidirectionalControl(c)) {
+            out += "\\u";
+            hex(out, c, 4);
+        } else {
+            out.append(text, start, pos - start);
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) { return escaped(text, true); }
+
+std::string escapedControls(std::string_view text) { return escaped(text, false); }
+
 }  // namespace ombrix

@@ -57,4 +57,14 @@ void appendUtf8(std::string& out, char32_t cp);
 // passes as a C string, so an entry holding one is never stored.
 [[nodiscard]] bool typeableText(std::string_view text);
 
+// Text from the store, the input or a failure as one field of one line:
+// control characters are written as escapes (\t, \n, \r, \xHH for another
+// C0 control, DEL or a byte that is not UTF-8, \uHHHH for a C1 control or a
+// mark that turns text around), so a value can never forge a line or a
+// field, nor hide or reorder what follows it on the terminal. printable also
+// writes the backslash as \\, so that every escape reads back as one;
+// escapedControls keeps it, for paths a person reads (the trace file).
+[[nodiscard]] std::string printable(std::string_view text);
+[[nodiscard]] std::string escapedControls(std::string_view text);
+
 }  // namespace ombrix

@@ -79,7 +79,7 @@ long long clsPeriodo::profiloPerOra(int secondsOfDay) const {
 
 bool StoredSchedule::CaricaProfilo() {
     if (periodo_.CaricaProfilo(db_)) return true;
-    platform::recordFailure("Fasce not read: " + db_.lastError());
+    platform::recordFailure("the time slots (Fasce) were not read", db_.lastError());
     return false;
 }
 

@@ -1,4 +1,4 @@
-// ombrixctl check and log, on a store file as an administrator's script uses them.
+// ombrixctl check, log and trace, on a store file as an administrator's script uses them.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include "core/schema.h"
 #include "platform/files.h"
 #include "platform/system.h"
+#include "platform/trace_file.h"
 
 namespace ombrix::app {
 namespace {
@@ -159,6 +160,20 @@ TEST_F(CtlEnforce, LogIsTheFileBesideTheStore) {
     EXPECT_EQ(run({"log", "show", "--to", "04/03/2024"}), kOk);
     EXPECT_EQ(out.str(), "2024-03-05 00:00:00\thttp://mezzanotte.it/\n2024-03-04 10:00:00\thttp://ieri.it/\n")
         << "a new log, filled from the store";
+}
+
+// The trace is in the log folder beside the store. Any user may write it:
+// a planted line is shown with its controls escaped, paths as they are.
+TEST_F(CtlEnforce, TraceSaysWhereTheFileIsAndShowsItsLastLines) {
+    const std::string trace = dir.file("Registro") + platform::pathSeparator() + "ombrix-trace.txt";
+    ASSERT_EQ(run({"trace"}), kOk);
+    EXPECT_EQ(out.str(), trace + "\n");
+    test::writeFile(trace + ".1", "older\r\n");
+    test::writeFile(trace, "2025-01-01 10:00:00.000\tombrix\tx.cpp:1 f\tplanted \x1b[2J C:\\Dati\r\n");
+    ASSERT_EQ(run({"trace", "show"}), kOk);
+    EXPECT_EQ(out.str(), "older\n2025-01-01 10:00:00.000\tombrix\tx.cpp:1 f\tplanted \\x1b[2J C:\\Dati\n");
+    EXPECT_EQ(run({"trace", "all"}), kUsage);
+    platform::setTraceFolder({}, {});
 }
 
 TEST_F(CtlEnforce, LogRefusesBadDatesWithTheViewersMessagesAndChangesNothing) {

@@ -528,7 +528,7 @@ TEST_F(ControllerTest, AnElevatedStartSetsTheStoreFoldersAccessAndOnlyTracesAFai
         if (!c.refused.empty()) {
             ASSERT_FALSE(platform::recentFailures().empty());
             EXPECT_EQ(platform::recentFailures().back().what,
-                      "the access list of " + folder + " was not set: Access is denied.");
+                      "the access list of a folder was not set: " + folder + ": Access is denied.");
         }
     }
 }

@@ -70,6 +70,28 @@ TEST(Owners, MoveLeaveEmptyLetGoBeforeClosingAndEndWhatTheyBegan) {
     kept.reset();
     EXPECT_FALSE(UnhookWindowsHookEx(raw)) << "the hook outlived its owner";
 
+    // An array of VARIANTs: what a call put in each is released when the array goes.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+    struct Referenced final : IUnknown {
+        HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
+            *out = nullptr;
+            return E_NOINTERFACE;
+        }
+        ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+        ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+        ULONG refs = 1;
+    } object;
+#pragma GCC diagnostic pop
+    {
+        UniqueVariantArray items(3);
+        ASSERT_EQ(items.size(), 3u);
+        object.AddRef();
+        items.data()[1].vt = VT_UNKNOWN;
+        items.data()[1].punkVal = &object;
+    }
+    EXPECT_EQ(object.refs, 1u) << "the array kept the reference it was given";
+
     // The COM apartment, on a thread of its own so no other test's COM is in the way.
     std::thread([] {
         {

@@ -18,6 +18,7 @@
 #include "enforce/log_file.h"
 #include "enforce/win32/log_form.h"
 #include "platform/failures.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 #include "profiles/win32/profile_form.h"
@@ -33,10 +34,10 @@ namespace {
 std::vector<std::string> commandLineArguments() {
     int count = 0;
     LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
+    const UniqueLocal owner(words);
     std::vector<std::string> arguments;
     if (!words) return arguments;
     for (int i = 1; i < count; ++i) arguments.push_back(fromWide(words[i]));
-    LocalFree(words);
     return arguments;
 }
 
@@ -52,6 +53,7 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
                                language};
     core::Store store;
     store.folder = core::ScegliCartellaDatabase(env);
+    core::traceInLogFolder(store.folder, '\\', core::kProgramExeName);
     if (!core::ApriDatabase(env, store)) return app::kAdminRefused;
     // The running program's main form is topmost: a topmost owner keeps
     // this form above it (every form stays above a topmost owner).
@@ -64,7 +66,7 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
         ~KeepCopy() {
             platform::guarded([&] {
                 if (const auto failure = core::keepStoreCopy(store.connection)) {
-                    platform::recordFailure("the store's copy was not kept: " + *failure);
+                    platform::recordFailure("the store's copy was not kept", *failure);
                 }
             });
         }

@@ -13,18 +13,16 @@ namespace {
 
 // The calling user's SID as text ("S-1-5-21-..."); empty when it cannot be read.
 std::wstring userSid() {
-    HANDLE raw = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw)) return {};
-    const win32::UniqueKernelHandle token(raw);
+    win32::UniqueKernelHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put())) return {};
     DWORD size = 0;
     GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
     std::string buffer(size, '\0');
     if (size == 0 || !GetTokenInformation(token.get(), TokenUser, buffer.data(), size, &size)) return {};
     wchar_t* text = nullptr;
     if (!ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text)) return {};
-    std::wstring sid(text);
-    LocalFree(text);
-    return sid;
+    const win32::UniqueLocal owner(text);
+    return std::wstring(text);
 }
 
 std::wstring ownPath() {
@@ -54,6 +52,7 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
         error = win32::systemMessage(GetLastError());
         return std::nullopt;
     }
+    const win32::UniqueLocal owner(descriptor);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
     wchar_t temp[MAX_PATH + 1] = {};
     const DWORD n = GetTempPathW(MAX_PATH + 1, temp);
@@ -74,7 +73,6 @@ std::optional<std::string> ElevatorWin32::privateFolder(std::string& error) {
         }
         if (!made && error.empty()) error = win32::systemMessage(ERROR_ALREADY_EXISTS);
     }
-    LocalFree(descriptor);
     return made;
 }
 

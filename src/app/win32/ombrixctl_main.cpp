@@ -17,6 +17,7 @@
 #include "platform/filesystem.h"
 #include "platform/folder_access.h"
 #include "platform/system.h"
+#include "platform/win32/debugger_output.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
@@ -48,6 +49,9 @@ bool stdinIsConsole() {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
+    // Its failures join the program's trace: an installer's silent run
+    // (upgrade, protect, restore) has no one watching either.
+    ombrix::win32::sendFailuresToDebugger();
     SetConsoleOutputCP(CP_UTF8);
     // Standard input as it is: text mode would end a UTF-16 list at its first
     // 0x1A byte (the low byte of a "К") and fold the bytes CR LF inside a

@@ -16,7 +16,7 @@
 namespace ombrix::win32 {
 namespace {
 
-constexpr UINT_PTR kGoHomeTimer = 1;  // tmrGoHome
+constexpr UINT_PTR kGoHomeTimer = 1;
 constexpr UINT kGoHomeMs = 200;
 
 }  // namespace

@@ -215,10 +215,9 @@ public:
                 case DISPID_NEWWINDOW2:
                     // ppDisp, Cancel
                     if (n >= 2 && a[1].vt == (VT_BYREF | VT_DISPATCH) && a[1].ppdispVal) {
-                        IDispatch* window = nullptr;
-                        const bool cancel = events_->newWindow(&window);
-                        if (cancel && window) window->Release();
-                        if (!cancel && window) *a[1].ppdispVal = window;
+                        ComPtr<IDispatch> window;
+                        const bool cancel = events_->newWindow(window.put());
+                        if (!cancel && window) *a[1].ppdispVal = window.release();
                         setCancel(a[0], cancel);
                     }
                     break;
@@ -265,8 +264,8 @@ WebBrowserHost::~WebBrowserHost() { destroy(); }
 bool WebBrowserHost::create(HWND parent, const RECT& area, WebBrowserEvents& events) {
     destroy();
     // In-place activation needs OLE on this thread, not only COM.
-    oleEntered_ = SUCCEEDED(OleInitialize(nullptr));
-    if (!oleEntered_) return false;
+    ole_ = OleApartment::enter();
+    if (!ole_) return false;
     site_ = ComPtr<Site>(new Site(parent));
     ComPtr<IOleObject> object;
     if (FAILED(CoCreateInstance(CLSID_WebBrowser, nullptr, CLSCTX_INPROC_SERVER, IID_IOleObject, object.putVoid()))) {
@@ -318,7 +317,7 @@ void WebBrowserHost::destroy() {
     }
     if (site_) site_->detach();
     site_.reset();
-    if (std::exchange(oleEntered_, false)) OleUninitialize();
+    ole_.reset();
 }
 
 void WebBrowserHost::resize(const RECT& area) {

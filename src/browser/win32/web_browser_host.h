@@ -79,7 +79,7 @@ private:
     ComPtr<IWebBrowser2> browser_;
     ComPtr<IConnectionPoint> point_;
     DWORD cookie_ = 0;
-    bool oleEntered_ = false;
+    OleApartment ole_;
 };
 
 }  // namespace ombrix::win32

@@ -32,19 +32,6 @@ VARIANT childVariant(LONG child) {
     return v;
 }
 
-// The children of an object, released together.
-struct Children {
-    std::vector<VARIANT> items;
-    explicit Children(LONG count) : items(static_cast<std::size_t>(count)) {
-        for (auto& v : items) VariantInit(&v);
-    }
-    ~Children() {
-        for (auto& v : items) VariantClear(&v);
-    }
-    Children(const Children&) = delete;
-    Children& operator=(const Children&) = delete;
-};
-
 class MsaaElement final : public platform::AccessibleElement {
 public:
     // `window` is the nearest window holding the element: once it is gone, so is the element.
@@ -132,15 +119,16 @@ private:
         ++*calls_;
         LONG count = 0;
         if (FAILED(parent->get_accChildCount(&count)) || count <= 0) return nullptr;
-        Children children(std::min(count, kMaxChildren));
+        // The children of the object, released together.
+        UniqueVariantArray children(static_cast<std::size_t>(std::min(count, kMaxChildren)));
         LONG got = 0;
         ++*calls_;
-        if (FAILED(AccessibleChildren(parent, 0, static_cast<LONG>(children.items.size()), children.items.data(), &got))) {
+        if (FAILED(AccessibleChildren(parent, 0, static_cast<LONG>(children.size()), children.data(), &got))) {
             return nullptr;
         }
-        for (LONG i = 0; i < got && i < static_cast<LONG>(children.items.size()); ++i) {
+        for (LONG i = 0; i < got && i < static_cast<LONG>(children.size()); ++i) {
             if (++visited_ > kMaxVisited) return nullptr;
-            const VARIANT& child = children.items[static_cast<std::size_t>(i)];
+            const VARIANT& child = children[static_cast<std::size_t>(i)];
             if (child.vt == VT_I4) {  // a simple element of the parent
                 if (matches(parent, child.lVal)) return found(parent, child.lVal, window);
                 continue;

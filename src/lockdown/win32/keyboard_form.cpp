@@ -24,9 +24,8 @@ static_assert(lockdown::kPlacementFlags == (SWP_NOACTIVATE | SWP_SHOWWINDOW));
 KeyboardForm* g_keyboard = nullptr;
 
 int screenDpi() {
-    HDC screen = GetDC(nullptr);
-    const int dpi = screen ? GetDeviceCaps(screen, LOGPIXELSY) : 96;
-    if (screen) ReleaseDC(nullptr, screen);
+    const WindowDc screen(nullptr);
+    const int dpi = screen ? GetDeviceCaps(screen.get(), LOGPIXELSY) : 96;
     return dpi > 0 ? dpi : 96;
 }
 
@@ -74,7 +73,7 @@ void KeyboardForm::load() {
                                   WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_MAXIMIZEBOX, 0, 0, 0, 0,
                                   nullptr, nullptr, GetModuleHandleW(nullptr), this));
     if (!window_) {
-        platform::recordFailure("the on-screen keyboard could not be made");
+        platform::recordFailure("the on-screen keyboard could not be made", {}, {GetLastError()});
         return;
     }
     const auto keys = lockdown::onScreenKeys();
@@ -92,7 +91,9 @@ void KeyboardForm::show() {
     // Its own slot: emptied first, as every hook's.
     hook_.reset();
     hook_.reset(SetWindowsHookExW(WH_MOUSE_LL, &KeyboardForm::mouseHook, GetModuleHandleW(nullptr), 0));
-    if (!hook_) platform::recordFailure("the on-screen keyboard's mouse hook could not be installed");
+    if (!hook_) {
+        platform::recordFailure("the on-screen keyboard's mouse hook could not be installed", {}, {GetLastError()});
+    }
     if (IsIconic(window_.get())) ShowWindow(window_.get(), SW_SHOWNOACTIVATE);
     taskbarHeight_ = -1;
     place();

@@ -22,10 +22,10 @@ std::optional<std::wstring> wide(std::optional<std::string_view> text) {
 }
 
 // Empties the slot first: one hook per slot.
-bool installHook(UniqueHook& slot, int kind, HOOKPROC procedure, const char* failure) {
+bool installHook(UniqueHook& slot, int kind, HOOKPROC procedure, platform::TraceText failure) {
     slot.reset();
     slot.reset(SetWindowsHookExW(kind, procedure, GetModuleHandleW(nullptr), 0));
-    if (!slot) platform::recordFailure(failure);
+    if (!slot) platform::recordFailure(failure, {}, {GetLastError()});
     return static_cast<bool>(slot);
 }
 
@@ -124,7 +124,8 @@ LRESULT CALLBACK InputHooksWin32::mouseProc(int code, WPARAM wp, LPARAM lp) {
                          MAKELPARAM(static_cast<WORD>(mouse->pt.x), static_cast<WORD>(mouse->pt.y)));
         }
     }
-    // As the guard always did: the event goes on, the next hook is not called.
+    // The click goes on to its window, but no hook installed before the lock
+    // sees it: another program's hook has nothing to act on while locked.
     return 0;
 }
 

@@ -10,9 +10,6 @@
 namespace ombrix::platform {
 namespace {
 
-void closeAlgorithm(BCRYPT_ALG_HANDLE algorithm) { BCryptCloseAlgorithmProvider(algorithm, 0); }
-using UniqueAlgorithm = win32::UniqueHandle<BCRYPT_ALG_HANDLE, closeAlgorithm, nullptr>;
-
 // CNG's buffers are not const, though it only reads the password and salt.
 PUCHAR bytesOf(std::string_view text) {
     static UCHAR empty = 0;
@@ -27,7 +24,7 @@ bool pbkdf2HmacSha256(std::string_view password, std::string_view salt, std::uin
         key.size() > ULONG_MAX) {
         return false;
     }
-    UniqueAlgorithm prf;
+    win32::UniqueAlgorithm prf;
     if (!BCRYPT_SUCCESS(
             BCryptOpenAlgorithmProvider(prf.put(), BCRYPT_SHA256_ALGORITHM, nullptr, BCRYPT_ALG_HANDLE_HMAC_FLAG))) {
         return false;
@@ -39,14 +36,12 @@ bool pbkdf2HmacSha256(std::string_view password, std::string_view salt, std::uin
 
 bool sha256(std::string_view data, std::span<std::uint8_t, 32> digest) {
     if (data.size() > ULONG_MAX) return false;
-    UniqueAlgorithm algorithm;
+    win32::UniqueAlgorithm algorithm;
     if (!BCRYPT_SUCCESS(BCryptOpenAlgorithmProvider(algorithm.put(), BCRYPT_SHA256_ALGORITHM, nullptr, 0))) return false;
-    BCRYPT_HASH_HANDLE hash = nullptr;
-    if (!BCRYPT_SUCCESS(BCryptCreateHash(algorithm.get(), &hash, nullptr, 0, nullptr, 0, 0))) return false;
-    const bool ok = BCRYPT_SUCCESS(BCryptHashData(hash, bytesOf(data), static_cast<ULONG>(data.size()), 0)) &&
-                    BCRYPT_SUCCESS(BCryptFinishHash(hash, digest.data(), static_cast<ULONG>(digest.size()), 0));
-    BCryptDestroyHash(hash);
-    return ok;
+    win32::UniqueHash hash;
+    if (!BCRYPT_SUCCESS(BCryptCreateHash(algorithm.get(), hash.put(), nullptr, 0, nullptr, 0, 0))) return false;
+    return BCRYPT_SUCCESS(BCryptHashData(hash.get(), bytesOf(data), static_cast<ULONG>(data.size()), 0)) &&
+           BCRYPT_SUCCESS(BCryptFinishHash(hash.get(), digest.data(), static_cast<ULONG>(digest.size()), 0));
 }
 
 bool randomBytes(std::span<std::uint8_t> out) {

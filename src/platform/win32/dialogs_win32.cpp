@@ -12,9 +12,6 @@
 namespace ombrix::win32 {
 namespace {
 
-void freePidl(PIDLIST_ABSOLUTE pidl) { CoTaskMemFree(pidl); }
-using UniquePidl = UniqueHandle<PIDLIST_ABSOLUTE, freePidl, nullptr>;
-
 UINT iconStyle(platform::MessageIcon icon) {
     switch (icon) {
         case platform::MessageIcon::Exclamation: return MB_ICONEXCLAMATION;
@@ -66,7 +63,7 @@ std::optional<std::string> Win32Dialogs::browse(const std::string& prompt) const
     info.pszDisplayName = displayName.data();
     info.lpszTitle = title.c_str();
     info.ulFlags = BIF_RETURNONLYFSDIRS;
-    const UniquePidl chosen(SHBrowseForFolderW(&info));
+    const UniqueCoTaskMem<PIDLIST_ABSOLUTE> chosen(SHBrowseForFolderW(&info));
     if (!chosen) return std::nullopt;
     std::vector<wchar_t> path(1024, L'\0');
     if (!SHGetPathFromIDListW(chosen.get(), path.data())) return std::nullopt;

@@ -43,7 +43,8 @@ std::optional<std::string> run(HWND owner, std::string_view filter, std::string_
     const BOOL chosen = save ? GetSaveFileNameW(&ofn) : GetOpenFileNameW(&ofn);
     if (!chosen) {
         if (const DWORD error = CommDlgExtendedError()) {
-            platform::recordFailure("common file dialog failed: " + std::to_string(error));
+            // Its own codes (CDERR_...), not the system's: no text to look up.
+            platform::recordFailure("the common file dialog failed", "code " + std::to_string(error));
         }
         return std::nullopt;
     }

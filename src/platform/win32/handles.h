@@ -1,12 +1,18 @@
 #pragma once
 // Move-only owners of Win32 resources: one policy template for every handle
-// kind, and small owners of their own for what is not a handle (a VARIANT, a
-// window's device context, the thread's COM apartment, a COM reference).
+// kind, and small owners of their own for what is not a handle (a VARIANT,
+// an array of them, a window's device context, the thread's COM or OLE
+// apartment, a COM reference).
 
 #include <windows.h>
+#include <bcrypt.h>
+#include <ole2.h>
 #include <oleauto.h>
+#include <winspool.h>
 
+#include <cstddef>
 #include <utility>
+#include <vector>
 
 namespace ombrix::win32 {
 
@@ -51,6 +57,11 @@ inline void destroyMenu(HMENU menu) { DestroyMenu(menu); }
 inline void freeBstr(BSTR text) { SysFreeString(text); }
 inline void unhook(HHOOK hook) { UnhookWindowsHookEx(hook); }
 inline void freeLocal(HLOCAL memory) { LocalFree(memory); }
+inline void freeCoTaskMem(void* memory) { CoTaskMemFree(memory); }
+inline void unhookWinEvent(HWINEVENTHOOK hook) { UnhookWinEvent(hook); }
+inline void closePrinter(HANDLE printer) { ClosePrinter(printer); }
+inline void closeAlgorithm(BCRYPT_ALG_HANDLE algorithm) { BCryptCloseAlgorithmProvider(algorithm, 0); }
+inline void destroyHash(BCRYPT_HASH_HANDLE hash) { BCryptDestroyHash(hash); }
 
 using UniqueHkey = UniqueHandle<HKEY, closeHkey, nullptr>;
 // Processes, threads, snapshots, files, and the single-instance mutex.
@@ -61,9 +72,20 @@ using UniqueMenu = UniqueHandle<HMENU, destroyMenu, nullptr>;
 using UniqueBstr = UniqueHandle<BSTR, freeBstr, nullptr>;
 // A hook of this thread, removed when its owner goes.
 using UniqueHook = UniqueHandle<HHOOK, unhook, nullptr>;
-// Memory the system allocated for the caller (a security descriptor, a
-// formatted message).
+// Memory the system allocated for the caller (a security descriptor, a SID
+// as text, a formatted message, a command line's words).
 using UniqueLocal = UniqueHandle<HLOCAL, freeLocal, nullptr>;
+// Memory COM or the shell allocated for the caller (an item id list).
+template <typename Pointer>
+using UniqueCoTaskMem = UniqueHandle<Pointer, freeCoTaskMem, nullptr>;
+// An accessibility event hook, removed when its owner goes.
+using UniqueWinEventHook = UniqueHandle<HWINEVENTHOOK, unhookWinEvent, nullptr>;
+// A printer opened for its settings (OpenPrinterW).
+using UniquePrinter = UniqueHandle<HANDLE, closePrinter, nullptr>;
+// CNG's algorithm providers and the hashes made from them; a hash goes
+// before the provider it was made from.
+using UniqueAlgorithm = UniqueHandle<BCRYPT_ALG_HANDLE, closeAlgorithm, nullptr>;
+using UniqueHash = UniqueHandle<BCRYPT_HASH_HANDLE, destroyHash, nullptr>;
 
 // For the calls that fail with INVALID_HANDLE_VALUE instead of null
 // (CreateToolhelp32Snapshot, CreateFileW): a pointer constant cannot be a
@@ -156,6 +178,27 @@ private:
     VARIANT v_;
 };
 
+// VARIANTs in one block, for a call that fills an array of them
+// (AccessibleChildren): each starts empty and is cleared when the owner goes.
+class UniqueVariantArray {
+public:
+    explicit UniqueVariantArray(std::size_t count) : items_(count) {
+        for (VARIANT& v : items_) VariantInit(&v);
+    }
+    UniqueVariantArray(const UniqueVariantArray&) = delete;
+    UniqueVariantArray& operator=(const UniqueVariantArray&) = delete;
+    ~UniqueVariantArray() {
+        for (VARIANT& v : items_) VariantClear(&v);
+    }
+
+    [[nodiscard]] std::size_t size() const { return items_.size(); }
+    [[nodiscard]] VARIANT* data() { return items_.data(); }
+    [[nodiscard]] const VARIANT& operator[](std::size_t i) const { return items_[i]; }
+
+private:
+    std::vector<VARIANT> items_;
+};
+
 // A window's device context, given back to that window.
 class WindowDc {
 public:
@@ -186,36 +229,49 @@ private:
     HDC dc_ = nullptr;
 };
 
-// This thread's COM apartment, entered by enter() and left when the owner
-// goes. A thread already in another model keeps it as it is: that one is not
-// ours to end, and the owner holds nothing.
-class ComApartment {
+inline HRESULT enterCom(DWORD model) { return CoInitializeEx(nullptr, model); }
+inline void leaveCom() { CoUninitialize(); }
+inline HRESULT enterOle() { return OleInitialize(nullptr); }
+inline void leaveOle() { OleUninitialize(); }
+
+// This thread's apartment, entered by enter() and left when the owner goes.
+// A thread already in another model keeps it as it is: that one is not ours
+// to end, and the owner holds nothing.
+template <auto Enter, auto Leave>
+class UniqueApartment {
 public:
-    ComApartment() = default;
-    [[nodiscard]] static ComApartment enter(DWORD model) noexcept {
-        ComApartment apartment;
-        apartment.entered_ = SUCCEEDED(CoInitializeEx(nullptr, model));
+    UniqueApartment() = default;
+    template <typename... Arguments>
+    [[nodiscard]] static UniqueApartment enter(Arguments... arguments) noexcept {
+        UniqueApartment apartment;
+        apartment.entered_ = SUCCEEDED(Enter(arguments...));
         return apartment;
     }
-    ComApartment(ComApartment&& other) noexcept : entered_(std::exchange(other.entered_, false)) {}
-    ComApartment& operator=(ComApartment&& other) noexcept {
+    UniqueApartment(UniqueApartment&& other) noexcept : entered_(std::exchange(other.entered_, false)) {}
+    UniqueApartment& operator=(UniqueApartment&& other) noexcept {
         if (this != &other) {
             reset();
             entered_ = std::exchange(other.entered_, false);
         }
         return *this;
     }
-    ComApartment(const ComApartment&) = delete;
-    ComApartment& operator=(const ComApartment&) = delete;
-    ~ComApartment() { reset(); }
+    UniqueApartment(const UniqueApartment&) = delete;
+    UniqueApartment& operator=(const UniqueApartment&) = delete;
+    ~UniqueApartment() { reset(); }
 
     [[nodiscard]] explicit operator bool() const { return entered_; }
     void reset() noexcept {
-        if (std::exchange(entered_, false)) CoUninitialize();
+        if (std::exchange(entered_, false)) Leave();
     }
 
 private:
     bool entered_ = false;
 };
+
+// COM, in the model enter() names.
+using ComApartment = UniqueApartment<enterCom, leaveCom>;
+// OLE: COM's single-threaded apartment with what a hosted control needs
+// besides (the clipboard, drag and drop, in-place activation).
+using OleApartment = UniqueApartment<enterOle, leaveOle>;
 
 }  // namespace ombrix::win32

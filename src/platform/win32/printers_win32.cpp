@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/failures.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
@@ -54,19 +55,15 @@ public:
     bool rewriteSettings(std::string_view printer) override {
         return platform::guarded([&] {
             std::wstring name = toWide(printer);
-            HANDLE raw = nullptr;
+            UniquePrinter opened;
             PRINTER_DEFAULTSW access{nullptr, nullptr, PRINTER_ALL_ACCESS};
-            if (!OpenPrinterW(name.data(), &raw, &access) || !raw) return false;
-            struct Closer {
-                HANDLE h;
-                ~Closer() { ClosePrinter(h); }
-            } closer{raw};
+            if (!OpenPrinterW(name.data(), opened.put(), &access) || !opened) return false;
             DWORD needed = 0;
-            GetPrinterW(raw, 2, nullptr, 0, &needed);
+            GetPrinterW(opened.get(), 2, nullptr, 0, &needed);
             if (needed == 0) return false;
             std::vector<BYTE> info(needed);
-            if (!GetPrinterW(raw, 2, info.data(), needed, &needed)) return false;
-            return SetPrinterW(raw, 2, info.data(), 0) != FALSE;
+            if (!GetPrinterW(opened.get(), 2, info.data(), needed, &needed)) return false;
+            return SetPrinterW(opened.get(), 2, info.data(), 0) != FALSE;
         });
     }
 };

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include "platform/system.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::platform {
@@ -46,13 +47,12 @@ public:
     }
 
     bool elevated() override {
-        HANDLE token = nullptr;
-        if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return false;
+        win32::UniqueKernelHandle token;
+        if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put())) return false;
         TOKEN_ELEVATION elevation{};
         DWORD size = 0;
-        const BOOL ok = GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &size);
-        CloseHandle(token);
-        return ok && elevation.TokenIsElevated != 0;
+        return GetTokenInformation(token.get(), TokenElevation, &elevation, sizeof elevation, &size) &&
+               elevation.TokenIsElevated != 0;
     }
 
 private:

@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include "platform/win32/handles.h"
+
 namespace ombrix::win32 {
 
 std::wstring toWide(std::string_view utf8) {
@@ -27,12 +29,12 @@ std::string fromBstr(const wchar_t* text) {
 }
 
 std::string systemMessage(unsigned long code) {
-    wchar_t* text = nullptr;
+    UniqueLocal text;
     const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
                                        FORMAT_MESSAGE_IGNORE_INSERTS,
-                                   nullptr, code, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-    std::wstring message = n ? std::wstring(text, n) : L"error " + std::to_wstring(code);
-    if (text) LocalFree(text);
+                                   nullptr, code, 0, reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
+    std::wstring message =
+        n && text ? std::wstring(static_cast<const wchar_t*>(text.get()), n) : L"error " + std::to_wstring(code);
     while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' ')) {
         message.pop_back();
     }

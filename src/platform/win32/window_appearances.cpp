@@ -13,15 +13,15 @@ WindowAppearances::WindowAppearances(std::function<void()> onAppeared) : onAppea
     if (g_listener != nullptr) return;
     // Creation as well as showing: Wine tells another program's windows
     // only as they are created, and a forbidden one may as well go then.
-    hook_ = SetWinEventHook(EVENT_OBJECT_CREATE, EVENT_OBJECT_SHOW, nullptr, &WindowAppearances::onEvent, 0, 0,
-                            WINEVENT_OUTOFCONTEXT | WINEVENT_SKIPOWNPROCESS);
-    if (hook_ != nullptr) g_listener = this;
+    hook_.reset(SetWinEventHook(EVENT_OBJECT_CREATE, EVENT_OBJECT_SHOW, nullptr, &WindowAppearances::onEvent, 0, 0,
+                                WINEVENT_OUTOFCONTEXT | WINEVENT_SKIPOWNPROCESS));
+    if (hook_) g_listener = this;
 }
 
+// The hook goes after the slot is emptied: its events come only between
+// two messages of this thread, never in between.
 WindowAppearances::~WindowAppearances() {
-    if (hook_ == nullptr) return;
-    UnhookWinEvent(hook_);
-    g_listener = nullptr;
+    if (g_listener == this) g_listener = nullptr;
 }
 
 void CALLBACK WindowAppearances::onEvent(HWINEVENTHOOK, DWORD event, HWND window, LONG object, LONG child, DWORD,

@@ -8,6 +8,8 @@
 
 #include <functional>
 
+#include "platform/win32/handles.h"
+
 namespace ombrix::win32 {
 
 class WindowAppearances {
@@ -18,12 +20,12 @@ public:
     WindowAppearances& operator=(const WindowAppearances&) = delete;
 
     // False where the system gives no such events: the timers still catch everything.
-    [[nodiscard]] bool listening() const { return hook_ != nullptr; }
+    [[nodiscard]] bool listening() const { return static_cast<bool>(hook_); }
 
 private:
     static void CALLBACK onEvent(HWINEVENTHOOK, DWORD event, HWND window, LONG object, LONG child, DWORD, DWORD);
     std::function<void()> onAppeared_;
-    HWINEVENTHOOK hook_ = nullptr;
+    UniqueWinEventHook hook_;
 };
 
 }  // namespace ombrix::win32

@@ -14,7 +14,6 @@ namespace ombrix::win32 {
 
 class ClosingForm {
 public:
-    // Owned by the main form's hidden owner: no task-bar button.
     ClosingForm(Language& language, HWND owner);
     ~ClosingForm();
     void show();

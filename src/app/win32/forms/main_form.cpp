@@ -9,7 +9,6 @@
 
 #include "app/win32/forms/closing_form.h"
 #include "app/win32/forms/notice_form.h"
-#include "app/win32/forms/options_form.h"
 #include "app/win32/forms/resource.h"
 #include "app/win32/forms/splash_form.h"
 #include "core/controller.h"
@@ -32,14 +31,16 @@ constexpr int kAdminControls[] = {IDC_FRAAMMINISTRAZIONE, IDC_LBLPROFILO, IDC_CM
                                   IDC_CHKESECUZIONEAUTOMATICA, IDC_CHKTASTIERAVIRTUALE, IDC_CMDOPZIONIBROWSER,
                                   IDC_CMDESCI};
 
-// The hidden owner that keeps the main form off the task bar.
+// The hidden owner of the main form and of the forms it shows (the splash,
+// the notice, the closing form): an owned window has no task-bar button.
 UniqueWindow makeOwnerWindow() {
     return createHiddenWindow(L"OmbrixOwner", WS_EX_TOOLWINDOW, L"Ombrix", programIcon(32));
 }
 
 }  // namespace
 
-MainForm::MainForm(Language& language) : language_(language), owner_(makeOwnerWindow()) {
+MainForm::MainForm(Language& language, MainFormEvents& events)
+    : language_(language), events_(events), owner_(makeOwnerWindow()) {
     // WM_INITDIALOG has given the window to dialog_ already; a dialog that
     // died while it was made leaves nothing to own.
     if (!CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOMBRIX), owner_.get(), &MainForm::Proc,
@@ -87,10 +88,6 @@ void MainForm::applyIconAndLanguage() {
                                   {IDC_CMDMINIMIZZA, "cmdMinimizza"}},
         GetSubMenu(menu_.get(), 0), std::vector<NamedControl>{{IDM_MNUAPRI, "mnuApri"}, {IDM_MNUESCI, "mnuEsci"}});
     translation_->apply(language_);
-    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPROFILI), openProfileEditor ? TRUE : FALSE);
-    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGSITI), openLogViewer ? TRUE : FALSE);
-    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDPERIODI), openTimeSlotEditor ? TRUE : FALSE);
-    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDOPZIONIBROWSER), openBrowserOptions ? TRUE : FALSE);
     setAdministratorMode(false);
     tray_->setIcon(programIcon(16));
     tray_->setToolTip(toWide(windowText(dialog_.get())));
@@ -105,7 +102,7 @@ void MainForm::keepNoticeOnTop() {
 
 void MainForm::showSplash() {
     splash_ = std::make_unique<SplashForm>(language_, owner_.get(), [this] {
-        if (killTaskManager) killTaskManager();
+        if (controller_) controller_->killTaskManager();
     });
     splash_->show();
 }
@@ -186,10 +183,7 @@ void MainForm::showTimeSlots(bool on, const std::string& caption) {
 bool MainForm::openOptions() {
     // The splash is topmost: at the first start it would cover the form that asks for a password.
     splash_.reset();
-    if (openOptionsForm) return openOptionsForm();
-    return controller_ && showOptionsForm(dialog_.get(), language_, [this](const std::string& a, const std::string& b) {
-               return controller_->savePassword(a, b);
-           });
+    return events_.openOptionsForm();
 }
 
 void MainForm::enableForm(bool enabled) {
@@ -210,10 +204,9 @@ void MainForm::bringBack(int leftTwips, int topTwips) {
     HWND form = dialog_.get();
     ShowWindow(form, SW_RESTORE);
     ShowWindow(form, SW_SHOW);
-    HDC screen = GetDC(nullptr);
-    const int dpiX = screen ? GetDeviceCaps(screen, LOGPIXELSX) : 96;
-    const int dpiY = screen ? GetDeviceCaps(screen, LOGPIXELSY) : 96;
-    if (screen) ReleaseDC(nullptr, screen);
+    const WindowDc screen(nullptr);
+    const int dpiX = screen ? GetDeviceCaps(screen.get(), LOGPIXELSX) : 96;
+    const int dpiY = screen ? GetDeviceCaps(screen.get(), LOGPIXELSY) : 96;
     SetWindowPos(form, nullptr, MulDiv(leftTwips, dpiX, 1440), MulDiv(topTwips, dpiY, 1440), 0, 0,
                  SWP_NOSIZE | SWP_NOZORDER);
     clearPassword();
@@ -244,7 +237,7 @@ void MainForm::noticesWaiting() {
 void MainForm::unloadOtherForms() {
     splash_.reset();
     if (notice_) notice_->close();
-    if (unloadProgramForms) unloadProgramForms();
+    events_.unloadProgramForms();
     endModalForms();
 }
 
@@ -313,9 +306,7 @@ void MainForm::onWheel() {
         // A tick may switch later timers of this wake-up off, as KillTimer
         // drops a WM_TIMER already posted.
         if (!wheel_.enabled(id)) continue;
-        platform::guarded([&] {
-            if (onTimer) onTimer(id);
-        });
+        platform::guarded([&] { events_.onTimer(id); });
     }
     armWheel();
 }
@@ -365,27 +356,23 @@ void MainForm::onCommand(int id, int code) {
                 HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
                 const LRESULT i = SendMessageW(combo, CB_GETCURSEL, 0, 0);
                 if (i < 0) break;
-                if (chooseProfile) {
-                    chooseProfile(comboItemText(combo, i));
-                } else {
-                    c.onProfileChosen(comboItemText(combo, i));
-                }
+                events_.chooseProfile(comboItemText(combo, i));
             }
             break;
         case IDC_CMDPASSWORD:
             c.onOptionsClicked();
             break;
         case IDC_CMDLOGSITI:
-            if (unlocked_ && openLogViewer) openLogViewer();
+            if (unlocked_) events_.openLogViewer();
             break;
         case IDC_CMDPROFILI:
-            if (unlocked_ && openProfileEditor) openProfileEditor();
+            if (unlocked_) events_.openProfileEditor();
             break;
         case IDC_CMDPERIODI:
-            if (unlocked_ && openTimeSlotEditor) openTimeSlotEditor();
+            if (unlocked_) events_.openTimeSlotEditor();
             break;
         case IDC_CMDOPZIONIBROWSER:
-            if (unlocked_ && openBrowserOptions) openBrowserOptions();
+            if (unlocked_) events_.openBrowserOptions();
             break;
         case IDC_CMDABILITATASKMANAGER:
             c.onTaskManagerClicked();

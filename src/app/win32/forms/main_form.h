@@ -6,7 +6,6 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,32 +31,34 @@ class ClosingForm;
 class NoticeForm;
 class SplashForm;
 
+// What the main form hands on to the program around it: the ticks of the
+// program's timers, and the administrator's buttons whose forms and checks
+// belong to the program rather than to this form.
+class MainFormEvents {
+public:
+    virtual ~MainFormEvents() = default;
+    // A tick of a program timer.
+    virtual void onTimer(core::TimerId id) = 0;
+    // cmdLogSiti, cmdProfili, cmdPeriodi, cmdOpzioniBrowser.
+    virtual void openLogViewer() = 0;
+    virtual void openProfileEditor() = 0;
+    virtual void openTimeSlotEditor() = 0;
+    virtual void openBrowserOptions() = 0;
+    // cmdPassword, and the first start; true when a password was stored.
+    virtual bool openOptionsForm() = 0;
+    // cmbProfili's choice, with the chosen item's text.
+    virtual void chooseProfile(const std::string& name) = 0;
+    // Unloads the program's forms this one does not own (the internal
+    // browser's windows, the on-screen keyboard, the application bar).
+    virtual void unloadProgramForms() = 0;
+};
+
 class MainForm final : public core::MainView, public core::Timers {
 public:
-    explicit MainForm(Language& language);
+    MainForm(Language& language, MainFormEvents& events);
     ~MainForm() override;
 
     void setController(core::Controller* controller) { controller_ = controller; }
-    // Called on every WM_TIMER with the timer it belongs to.
-    std::function<void(core::TimerId)> onTimer;
-    // Called by the splash's own timer and the start-up.
-    std::function<void()> killTaskManager;
-    // Opens the visited-sites log (cmdLogSiti); the button is enabled only when set.
-    std::function<void()> openLogViewer;
-    // Opens the profile editor (cmdProfili); the button is enabled only when set.
-    std::function<void()> openProfileEditor;
-    // Opens the time-slot editor (cmdPeriodi); the button is enabled only when set.
-    std::function<void()> openTimeSlotEditor;
-    // Opens the internal browser's options; the button is enabled only when set.
-    std::function<void()> openBrowserOptions;
-    // Opens the options form (cmdPassword, first start) in place of the
-    // form's own; true when a password was stored.
-    std::function<bool()> openOptionsForm;
-    // cmbProfili's choice, with the chosen item's text, in place of the controller's own.
-    std::function<void(const std::string&)> chooseProfile;
-    // Unloads the program's forms this one does not own (the internal
-    // browser's windows, the on-screen keyboard, the application bar).
-    std::function<void()> unloadProgramForms;
 
     [[nodiscard]] HWND window() const { return dialog_.get(); }
     // Off while a form of another process stands in for a modal form of
@@ -125,6 +126,7 @@ private:
     void endModalForms();
 
     Language& language_;
+    MainFormEvents& events_;
     core::Controller* controller_ = nullptr;
     // Declared in the order they are made, so that they go in reverse: the
     // companions and the tray icon before the menu, the form and its owner.

@@ -18,7 +18,6 @@ namespace ombrix::win32 {
 
 class NoticeForm {
 public:
-    // Owned by the main form's hidden owner: no task-bar button.
     NoticeForm(Language& language, HWND owner);
     ~NoticeForm();
 

@@ -16,7 +16,6 @@ namespace ombrix::win32 {
 
 class SplashForm {
 public:
-    // Owned by the main form's hidden owner: no task-bar button.
     SplashForm(Language& language, HWND owner, std::function<void()> killTaskManager);
     ~SplashForm();
 
