@@ -273,7 +273,6 @@ public:
     std::string IndirizzoEdge() override { return page(); }
     std::string IndirizzoFirefox() override { return page(); }
     std::string ElencoFinestreShell() override { return {}; }
-    std::string IndirizzoDDE(const std::string&) override { return {}; }
     std::vector<platform::ShellBrowserWindow> windows() override { return {}; }
     void goBack(std::size_t) override {}
     platform::LocalTime now() override { return {}; }

@@ -51,8 +51,8 @@ Var PasswordBox
 Var ConfirmBox
 Var Purge
 
-!define MUI_ICON "${__FILEDIR__}/../src/app/res/ombrix.ico"
-!define MUI_UNICON "${__FILEDIR__}/../src/app/res/ombrix.ico"
+!define MUI_ICON "${__FILEDIR__}/../src/app/win32/res/ombrix.ico"
+!define MUI_UNICON "${__FILEDIR__}/../src/app/win32/res/ombrix.ico"
 !define MUI_ABORTWARNING
 !define MUI_FINISHPAGE_RUN "$INSTDIR\ombrix.exe"
 !define MUI_FINISHPAGE_RUN_TEXT "$(StartNow)"

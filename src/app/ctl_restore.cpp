@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "app/ctl_session.h"
-#include "core/machine_profile.h"
+#include "machine/machine_profile.h"
 #include "platform/durable.h"
 #include "platform/files.h"
 

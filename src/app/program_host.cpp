@@ -1,6 +1,6 @@
 #include "app/program_host.h"
 
-#include "core/firefox_profile.h"
+#include "machine/firefox_profile.h"
 #include "platform/failures.h"
 #include "platform/text.h"
 

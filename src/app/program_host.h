@@ -8,12 +8,12 @@
 
 #include "browser/browser_windows.h"
 #include "core/controller.h"
-#include "core/machine_profile.h"
 #include "core/main_view.h"
 #include "core/timers.h"
 #include "enforce/enforcement.h"
 #include "enforce/enforcement_host.h"
 #include "lockdown/shell_lock.h"
+#include "machine/machine_profile.h"
 #include "platform/filesystem.h"
 #include "platform/process_view.h"
 #include "platform/shell.h"

@@ -67,7 +67,7 @@ bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::
 
 Controller::Controller(Machine machine, Store& store) : m_(machine), store_(store) {}
 
-int Controller::killEveryInstance(const std::string& imageName) { return platform::KillProcess(m_.processes, imageName); }
+int Controller::killEveryInstance(std::string_view imageName) { return platform::KillProcess(m_.processes, imageName); }
 
 void Controller::killUntilGone(const std::string& imageName) { platform::killUntilGone(m_.processes, m_.pump, imageName); }
 
@@ -615,9 +615,7 @@ void Controller::tickEsci() {
     if (closed_) return;
     closed_ = true;
     m_.view.setClosingNoticeTopmost();
-    // The misspelt name is asked for too: a program of that name is ended as
-    // well, although no browser is called so.
-    killEveryInstance("iexplorer.exe");
+    killEveryInstance(platform::kMisspeltInternetExplorer);
     killUntilGone("iexplore.exe");
     killUntilGone("firefox.exe");
     m_.view.unloadOtherForms();

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/main_view.h"
@@ -226,7 +227,7 @@ private:
     // The user's own Run entry, which follows the machine's.
     void writeUserAutostart(bool on, const std::string& path);
     [[nodiscard]] bool changesNeedConsent();
-    int killEveryInstance(const std::string& imageName);
+    int killEveryInstance(std::string_view imageName);
     void killUntilGone(const std::string& imageName);
 
     Machine m_;

@@ -1,6 +1,5 @@
 #include "core/store_location.h"
 
-#include "core/machine_journal.h"
 #include "core/settings_reg.h"
 #include "platform/trace_file.h"
 #include "support/language.h"
@@ -84,24 +83,6 @@ bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_vie
     if (!db.open(joinPath(folder, fileName, env.separator))) return false;
     SaveSettingReg(env.registry, kProgramTitle, section, key, folder);
     return true;
-}
-
-std::string journalLocation(StoreEnvironment& env, const std::string& storeFolder) {
-    const std::string beside = storeFolder.empty() ? std::string() : joinPath(storeFolder, kJournalFileName, env.separator);
-    const std::string local = env.system.environment("LOCALAPPDATA");
-    if (local.empty()) return beside;
-    const std::string folder = joinPath(local, kProductFolder, env.separator);
-    if (!env.files.createDirectory(folder)) return beside;
-    const std::string own = joinPath(folder, kJournalFileName, env.separator);
-    if (!beside.empty() && env.files.fileExists(beside) && !env.files.fileExists(own)) {
-        if (!env.files.copyFile(beside, own)) return beside;
-        if (!env.files.removeFile(beside)) {
-            // Two copies would give the same values back twice.
-            env.files.removeFile(own);
-            return beside;
-        }
-    }
-    return own;
 }
 
 bool ApriDatabase(StoreEnvironment& env, Store& store) {

@@ -78,14 +78,6 @@ bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_vie
 // Opens the shared connection unless it is open already.
 bool ApriDatabase(StoreEnvironment& env, Store& store);
 
-// The journal of the machine settings this user's session changed: in the
-// user's own local folder, where only they (and administrators) write, so an
-// elevated give-back never reads what a pupil could have written for another
-// account. Where the system names no such folder it stays beside the store.
-// A journal an earlier version left beside the store moves here once; one
-// that cannot leave that folder is used where it is.
-[[nodiscard]] std::string journalLocation(StoreEnvironment& env, const std::string& storeFolder);
-
 // folder, one separator (none added when the folder ends with one), name.
 [[nodiscard]] std::string joinPath(std::string_view folder, std::string_view name, char separator);
 

@@ -131,14 +131,6 @@ std::string UltimoIndirizzoShell(std::string_view list) {
     return addresses.empty() ? std::string() : std::move(addresses.back());
 }
 
-std::string firstQuotedField(std::string_view reply) {
-    const std::size_t open = reply.find('"');
-    if (open == std::string_view::npos) return {};
-    const std::size_t close = reply.find('"', open + 1);
-    if (close == std::string_view::npos) return {};
-    return std::string(reply.substr(open + 1, close - open - 1));
-}
-
 AddressReaders::AddressReaders(platform::Processes& processes, platform::WindowSystem& windows,
                                platform::Accessibility& accessibility)
     : processes_(processes), windows_(windows), accessibility_(accessibility),
@@ -180,8 +172,6 @@ std::string AddressReaders::IndirizzoChrome() noexcept {
         return {};
     }
 }
-
-std::string AddressReaders::UrlChrome2() noexcept { return IndirizzoChrome(); }
 
 std::string AddressReaders::IndirizzoEdge() noexcept {
     if (busy_) return {};

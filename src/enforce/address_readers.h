@@ -67,10 +67,6 @@ struct LocalizedQuery {
 // The address of the last window in such a list ("" when none).
 [[nodiscard]] std::string UltimoIndirizzoShell(std::string_view list);
 
-// The address in a "WWW_GetWindowInfo" reply: its first double-quoted field
-// ("" when the reply has none).
-[[nodiscard]] std::string firstQuotedField(std::string_view reply);
-
 class AddressReaders {
 public:
     // The language setting starts from the user's interface language.
@@ -83,8 +79,6 @@ public:
     [[nodiscard]] std::string IndirizzoChrome() noexcept;
     [[nodiscard]] std::string IndirizzoEdge() noexcept;
     [[nodiscard]] std::string IndirizzoFirefox() noexcept;
-    // The same reading as IndirizzoChrome under a second name; no timer asks for it.
-    [[nodiscard]] std::string UrlChrome2() noexcept;
 
     // "Italiano", "Inglese", "Spagnolo", "Francese", "Tedesco" or "".
     [[nodiscard]] const std::string& languageSetting() const noexcept { return language_; }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "core/browser_policies.h"
+#include "core/browser_policy_sink.h"
 #include "core/profile_switches.h"
 #include "core/site_verdicts.h"
 #include "enforce/log_timer.h"
@@ -17,7 +17,6 @@
 #include "enforce/site_timer.h"
 #include "enforce/task_manager_timer.h"
 #include "enforce/timer_part.h"
-#include "enforce/unwired_blockers.h"
 #include "enforce/window_timer.h"
 
 namespace ombrix::enforce {
@@ -51,7 +50,6 @@ public:
     void tickLogSitiVisitati() noexcept { log_.tick(); }
 
     [[nodiscard]] SiteTimer& siteTimer() { return sites_; }
-    [[nodiscard]] UnwiredBlockers& unwired() { return unwired_; }
     void MemorizzaSitoVisitato(const std::string& url) { log_.MemorizzaSitoVisitato(url); }
 
     // State, for the controller, the internal browser and tests.
@@ -90,7 +88,6 @@ private:
     WindowTimer windows_{m_, profile_};
     TaskManagerTimer taskManager_{m_, profile_};
     LogTimer log_{m_, profile_};
-    UnwiredBlockers unwired_{m_, profile_, sites_};
 };
 
 }  // namespace ombrix::enforce

@@ -3,6 +3,7 @@
 #include "enforce/address_readers.h"
 #include "enforce/site_rules.h"
 #include "platform/failures.h"
+#include "platform/process_control.h"
 #include "platform/text.h"
 #include "support/messages.h"
 
@@ -21,9 +22,7 @@ Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_v
 }
 
 void SiteTimer::closeInternetExplorer() {
-    // The misspelt name first: a program of that name is ended too, although
-    // no browser is called so.
-    KillProcess("iexplorer.exe");
+    KillProcess(platform::kMisspeltInternetExplorer);
     killUntilGone("iexplore.exe");
 }
 

@@ -22,8 +22,6 @@ struct Verdict {
 
 // The keys the blockers press, as the keyboard seam takes them.
 inline constexpr std::uint8_t kVkControl = 17;
-inline constexpr std::uint8_t kVkMenu = 18;
-inline constexpr std::uint8_t kVkLeft = 37;
 inline constexpr std::uint8_t kVkW = 87;
 inline constexpr std::uint32_t kDown = platform::kKeyExtended;
 inline constexpr std::uint32_t kUp = platform::kKeyExtended | platform::kKeyUp;
@@ -51,7 +49,8 @@ public:
     // Ctrl+W to the active window, keys interleaved: Ctrl down, W down, Ctrl up, W up.
     void ChiudiScheda();
 
-    // One browser's holders and process, for these blockers and the unwired ones.
+private:
+    // One browser's holders and process, for these blockers.
     enum class Which { Chrome, Edge, Firefox };
     struct Side {
         std::string& lbl;
@@ -68,8 +67,6 @@ public:
     [[nodiscard]] bool outsideAllowedList(Which w, Side& s);
     void acceptPage(Side& s);
     void killBrowser(const Side& s);
-
-private:
     [[nodiscard]] bool notRunning(Side& s);
     void bloccaVietati(Which w);
     void bloccaConsentiti(Which w);

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/application_bar.h"
+#include "core/application_bar_window.h"
 #include "core/desktop_lock.h"
 #include "core/on_screen_keyboard.h"
 #include "core/timers.h"

@@ -19,10 +19,6 @@ public:
     // The shell's browser windows as "1§<address>|2§<address>|..." (only
     // http and ftp addresses count).
     [[nodiscard]] virtual std::string ElencoFinestreShell() = 0;
-    // The address a browser's active window shows, asked over DDE: topic
-    // "WWW_GetWindowInfo" of `service` ("Opera", "Chrome", "Firefox"), item
-    // "0xffffffff"; the reply's first double-quoted field, "" on failure.
-    [[nodiscard]] virtual std::string IndirizzoDDE(const std::string& service) = 0;
 };
 
 // One window of the shell's browser-window collection.

@@ -9,6 +9,11 @@
 
 namespace ombrix::platform {
 
+// Internet Explorer's image name with a stray r. No browser is called so, yet
+// closing the browsers ends a program of this name too, before Internet
+// Explorer itself: a program saved under the near-miss goes with the browsers.
+inline constexpr std::string_view kMisspeltInternetExplorer = "iexplorer.exe";
+
 // Terminates every running process with this image name. Returns the result
 // of the last termination (1: it succeeded, 0: it failed), or 0 when no
 // process has that name.

@@ -182,9 +182,6 @@ inline constexpr MessageId SiteNotAllowed{"0182"};
 inline constexpr MessageId SiteBlockedForKeyword{"0180"};
 inline constexpr MessageId SiteForbiddenInExplorer{"0172"};
 inline constexpr MessageId SiteNotAmongAllowedInExplorer{"0173"};
-inline constexpr MessageId SiteForbiddenInOpera{"0184"};
-inline constexpr MessageId OperaPageBlocked{"0185"};
-inline constexpr MessageId SiteNotAllowedInOpera{"0186"};
 
 // ---- The internal browser and the application bar
 

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "app/ctl_fixture.h"
-#include "core/machine_profile.h"
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fake_shell_windows.h"
+#include "machine/machine_profile.h"
 
 namespace ombrix::app {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "browser/address_check.h"
-#include "browser/application_bar.h"
+#include "browser/application_bar_choices.h"
 #include "browser/progress_text.h"
 #include "fakes/list_verdicts.h"
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <tuple>
 
 #include "core/schema.h"
 #include "core/settings_reg.h"
@@ -16,17 +15,6 @@
 
 namespace ombrix::core {
 namespace {
-
-// A store's machine made of fakes, on Windows' separator.
-struct FakeMachine {
-    platform::FileRegistry registry;
-    test::FakeFileSystem files;
-    test::FakeSystem system;
-    test::RecordingDialogs dialogs;
-    Language language{"C:\\nowhere", '\\'};
-    StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
-    auto parts() { return std::tie(registry, files, system, env); }
-};
 
 using platform::RegRoot;
 
@@ -55,7 +43,7 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
         {"a drive root gets one separator", 5, false, false, true, "", "C:\\DataBase", false, "C:\\"},
     };
     for (const auto& c : cases) {
-        FakeMachine m;
+        test::FakeMachine m;
         auto [registry, files, system, env] = m.parts();
         system.major = c.windowsMajor;
         system.folder = c.programFolder;
@@ -109,41 +97,6 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("good"));
     EXPECT_TRUE(ApriDatabase(env, store)) << "already open: nothing to do";
     EXPECT_EQ(dialogs.shown.size(), 1u);
-}
-
-}  // namespace
-}  // namespace ombrix::core
-
-namespace ombrix::core {
-namespace {
-
-// The journal lives in the user's own folder; an old one beside the store
-// moves there once, and one that cannot leave is used where it is.
-TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
-    const std::string store = "C:\\Ombrix\\DataBase";
-    const std::string beside = store + "\\Ripristino.journal";
-    const std::string own = "C:\\Users\\alunno\\AppData\\Local\\Ombrix\\Ripristino.journal";
-    const struct {
-        const char* name;
-        bool localFolder, oldJournal, storeReadOnly;
-        std::string expected;
-        bool oldLeft;
-    } cases[] = {
-        {"no local folder: beside the store", false, false, false, beside, false},
-        {"the user's own folder", true, false, false, own, false},
-        {"an old journal moves", true, true, false, own, false},
-        {"an old one that cannot leave stays in use", true, true, true, beside, true},
-    };
-    for (const auto& c : cases) {
-        FakeMachine m;
-        auto [registry, files, system, env] = m.parts();
-        if (c.localFolder) system.env["LOCALAPPDATA"] = "C:\\Users\\alunno\\AppData\\Local";
-        if (c.oldJournal) files.files[beside] = "journal";
-        if (c.storeReadOnly) files.readOnlyDirectories.insert(store);
-        EXPECT_EQ(journalLocation(env, store), c.expected) << c.name;
-        EXPECT_EQ(files.files.count(beside) > 0, c.oldLeft) << c.name;
-        EXPECT_EQ(files.files.count(own) > 0, c.oldJournal && !c.oldLeft) << c.name;
-    }
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "enforce/address_readers.h"
 #include "platform/process_control.h"

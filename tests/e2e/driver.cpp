@@ -6,13 +6,13 @@
 #include <optional>
 #include <random>
 
+#include "app/win32/forms/resource.h"
 #include "core/database.h"
-#include "core/win32/resource.h"
 #include "core/password.h"
-#include "core/machine_journal.h"
 #include "core/schema.h"
 #include "core/store.h"
 #include "enforce/log_file.h"
+#include "machine/machine_journal.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/registry.h"

@@ -10,7 +10,7 @@
 
 #include <commctrl.h>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "enforce/win32/log_form_ids.h"
 #include "e2e/driver.h"
 #include "fakes/fixtures.h"

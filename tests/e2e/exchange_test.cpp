@@ -9,7 +9,7 @@
 #include <fstream>
 #include <string>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "platform/files.h"
 #include "platform/win32/wide.h"

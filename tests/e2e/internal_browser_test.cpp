@@ -10,8 +10,8 @@
 
 #include <string>
 
+#include "app/win32/forms/resource.h"
 #include "browser/win32/browser_form_ids.h"
-#include "core/win32/resource.h"
 #include "e2e/driver.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "core/machine_journal.h"
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
+#include "machine/machine_journal.h"
 
 namespace ombrix::e2e {
 namespace {

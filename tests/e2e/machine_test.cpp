@@ -8,11 +8,11 @@
 #include <random>
 #include <string>
 
-#include "core/browser_policies.h"
-#include "core/machine_journal.h"
-#include "core/machine_profile.h"
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
+#include "machine/browser_policies.h"
+#include "machine/machine_journal.h"
+#include "machine/machine_profile.h"
 
 namespace ombrix::e2e {
 namespace {

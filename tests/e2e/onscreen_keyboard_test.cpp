@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 
 namespace ombrix::e2e {

@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "profiles/win32/profile_form_ids.h"
 

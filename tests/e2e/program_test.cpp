@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "platform/file_registry.h"
 

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cwchar>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "platform/win32/wide.h"
 #include "schedule/win32/slot_form_ids.h"

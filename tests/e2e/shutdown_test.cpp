@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "core/win32/resource.h"
+#include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 
 namespace ombrix::e2e {

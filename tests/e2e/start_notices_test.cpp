@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <string>
 
+#include "app/win32/forms/resource.h"
 #include "core/database.h"
-#include "core/win32/resource.h"
 #include "e2e/driver.h"
 #include "fakes/fixtures.h"
 #include "platform/file_registry.h"

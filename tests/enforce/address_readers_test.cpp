@@ -103,7 +103,6 @@ TEST_F(Readers, ChromeValueIsLoweredAndCompletedAndNothingWhileTheFocusIsInTheBa
     EXPECT_EQ(readers.IndirizzoChrome(), "") << "half typed";
     bar.focused = false;
     EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org/path?q=1");
-    EXPECT_EQ(readers.UrlChrome2(), "http://example.org/path?q=1");
     bar.value = "chrome://settings";
     EXPECT_EQ(readers.IndirizzoChrome(), "chrome://settings");
 }

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -41,7 +40,6 @@ public:
     Browser firefox{"firefox.exe", {}, {}};
     std::string shellList;                            // ElencoFinestreShell
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
-    std::map<std::string, std::string> dde;           // service -> address
 
     // Starts a browser's process showing an address.
     void open(Browser& b, std::string address, int survivesKills = 0) {
@@ -53,7 +51,6 @@ public:
     std::string IndirizzoEdge() override { return read(edge); }
     std::string IndirizzoFirefox() override { return read(firefox); }
     std::string ElencoFinestreShell() override { return shellList; }
-    std::string IndirizzoDDE(const std::string& service) override { return dde.count(service) ? dde[service] : ""; }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
 

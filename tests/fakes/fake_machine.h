@@ -1,6 +1,7 @@
 #pragma once
 // Fakes of the machine for the native tests: a scripted file system, system
-// facts, dialogs that record what was shown, and folder access lists.
+// facts, dialogs that record what was shown, folder access lists, and a
+// store's environment made of them.
 
 #include <cstdint>
 #include <functional>
@@ -8,13 +9,17 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
+#include "core/store_location.h"
 #include "platform/dialogs.h"
+#include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/folder_access.h"
 #include "platform/system.h"
+#include "support/language.h"
 
 namespace ombrix::test {
 
@@ -143,6 +148,17 @@ public:
         set.emplace_back(folder, kind);
         return std::nullopt;
     }
+};
+
+// A store's machine made of fakes, on Windows' separator.
+struct FakeMachine {
+    platform::FileRegistry registry;
+    FakeFileSystem files;
+    FakeSystem system;
+    RecordingDialogs dialogs;
+    Language language{"C:\\nowhere", '\\'};
+    core::StoreEnvironment env{registry, files, system, dialogs, language, '\\'};
+    auto parts() { return std::tie(registry, files, system, env); }
 };
 
 }  // namespace ombrix::test

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "core/application_bar.h"
+#include "core/application_bar_window.h"
 #include "fakes/fake_controller.h"
 #include "lockdown/shell_lock.h"
 #include "platform/text.h"

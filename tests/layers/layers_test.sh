@@ -13,7 +13,7 @@ rank() {
     platform) echo 0 ;;
     support) echo 1 ;;
     core) echo 2 ;;
-    enforce | profiles | schedule | browser | lockdown) echo 3 ;;
+    enforce | profiles | schedule | browser | lockdown | machine) echo 3 ;;
     app) echo 4 ;;
     *) echo -1 ;;
   esac

@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
-#include "core/firefox_prefs.h"
-#include "core/machine_profile.h"
+#include "machine/firefox_prefs.h"
+#include "machine/machine_profile.h"
 #include "platform/durable.h"
 #include "platform/files.h"
 #include "platform/win32/machine.h"

@@ -2,7 +2,7 @@
 
 #include "fakes/fixtures.h"
 #include "platform/ini.h"
-#include "support/ini_cases.h"
+#include "platform/ini_cases.h"
 
 namespace ombrix::ini {
 namespace {

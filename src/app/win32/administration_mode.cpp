@@ -8,14 +8,13 @@
 #include <vector>
 
 #include "app/administration.h"
+#include "app/win32/forms/options_form.h"
 #include "browser/win32/browser_options_form.h"
 #include "core/controller.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "core/store_copy.h"
 #include "core/store_location.h"
-#include "core/win32/options_form.h"
-#include "core/win32/program_icon.h"
 #include "enforce/log_file.h"
 #include "enforce/win32/log_form.h"
 #include "platform/failures.h"
@@ -27,6 +26,7 @@
 #include "support/language.h"
 #include "support/messages.h"
 #include "support/win32/hidden_window.h"
+#include "support/win32/program_icon.h"
 
 namespace ombrix::win32 {
 namespace {

@@ -1,7 +1,7 @@
 #include "app/win32/program.h"
 
+#include "app/win32/forms/options_form.h"
 #include "browser/win32/browser_options_form.h"
-#include "core/win32/options_form.h"
 #include "enforce/win32/log_form.h"
 #include "platform/durable.h"
 #include "platform/failures.h"

@@ -1,6 +1,6 @@
 #include "browser/win32/application_bar_form.h"
 
-#include "browser/application_bar.h"
+#include "browser/application_bar_choices.h"
 #include "browser/win32/browser_form_ids.h"
 #include "platform/failures.h"
 #include "support/language.h"

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "core/application_bar.h"
+#include "core/application_bar_window.h"
 #include "support/win32/modeless_dialog.h"
 
 namespace ombrix {

@@ -6,12 +6,12 @@
 #include "browser/progress_text.h"
 #include "browser/win32/browser_form_ids.h"
 #include "core/browser_switches.h"
-#include "core/win32/program_icon.h"
 #include "platform/failures.h"
 #include "platform/win32/wide.h"
 #include "support/language.h"
 #include "support/messages.h"
 #include "support/win32/dialog_procedure.h"
+#include "support/win32/program_icon.h"
 
 namespace ombrix::win32 {
 namespace {

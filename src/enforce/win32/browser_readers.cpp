@@ -2,7 +2,6 @@
 
 #include <ole2.h>
 
-#include "enforce/win32/dde_address.h"
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "platform/win32/wide.h"
@@ -93,11 +92,6 @@ BrowserReaders::~BrowserReaders() = default;
 std::string BrowserReaders::IndirizzoChrome() { return readers_.IndirizzoChrome(); }
 std::string BrowserReaders::IndirizzoEdge() { return readers_.IndirizzoEdge(); }
 std::string BrowserReaders::IndirizzoFirefox() { return readers_.IndirizzoFirefox(); }
-std::string BrowserReaders::UrlChrome2() { return readers_.UrlChrome2(); }
-
-std::string BrowserReaders::IndirizzoDDE(const std::string& service) {
-    return platform::guarded([&] { return ddeWindowAddress(toWide(service)); });
-}
 
 std::string BrowserReaders::ElencoFinestreShell() {
     return platform::guarded([this] {

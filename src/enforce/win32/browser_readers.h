@@ -34,9 +34,6 @@ public:
     // Explorer's windows are asked for only while iexplore.exe runs: each
     // question is a call into the shell's process.
     std::string ElencoFinestreShell() override;
-    // Kept for the unwired Opera blockers and helpers: see dde_address.h.
-    std::string IndirizzoDDE(const std::string& service) override;
-    [[nodiscard]] std::string UrlChrome2();
 
     // Through the ShellWindows collection, while iexplore.exe runs.
     std::vector<platform::ShellBrowserWindow> windows() override;

@@ -1,0 +1,73 @@
+#include "app/win32/forms/options_form.h"
+
+#include <memory>
+
+#include "app/win32/forms/resource.h"
+#include "support/win32/dialog_procedure.h"
+#include "support/win32/dialog_translation.h"
+
+namespace ombrix::win32 {
+namespace {
+
+struct State {
+    Language& language;
+    const SavePassword& save;
+    bool saved = false;
+    std::unique_ptr<DialogTranslation> translation;
+};
+
+INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+    auto* st = attachState<State>(dialog, msg, lp);
+    if (!st) return FALSE;
+    switch (msg) {
+        case WM_INITDIALOG:
+            platform::guarded([&] {
+                st->translation = std::make_unique<DialogTranslation>(
+                    dialog, "frmOpzioni",
+                    std::vector<NamedControl>{{IDC_LBLPASS, "lblPass"}, {IDC_OPZ_TXTPASS, "txtPass"},
+                                              {IDC_LBLPASS2, "lblPass2"}, {IDC_OPZ_TXTPASS2, "txtPass2"},
+                                              {IDC_CMDSALVA, "cmdSalva"}, {IDC_CMDANNULLA, "cmdAnnulla"}});
+                st->translation->apply(st->language);
+                // The fields start empty: the stored password cannot be shown.
+                SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS, L"");
+                SetDlgItemTextW(dialog, IDC_OPZ_TXTPASS2, L"");
+                keepAboveOwner(dialog);
+                SetForegroundWindow(dialog);
+            });
+            SetFocus(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
+            return FALSE;
+        case WM_COMMAND:
+            switch (LOWORD(wp)) {
+                case IDOK:
+                case IDC_CMDSALVA:
+                    platform::guarded([&] {
+                        const std::string a = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS));
+                        const std::string b = windowText(GetDlgItem(dialog, IDC_OPZ_TXTPASS2));
+                        if (st->save(a, b)) {
+                            st->saved = true;
+                            EndDialog(dialog, IDOK);
+                        }
+                    });
+                    return TRUE;
+                case IDCANCEL:
+                case IDC_CMDANNULLA:
+                    EndDialog(dialog, IDCANCEL);
+                    return TRUE;
+                default:
+                    return FALSE;
+            }
+        default:
+            return FALSE;
+    }
+}
+
+}  // namespace
+
+bool showOptionsForm(HWND owner, Language& language, const SavePassword& save) {
+    State state{language, save, false, nullptr};
+    DialogBoxParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_FRMOPZIONI), owner, &proc,
+                    reinterpret_cast<LPARAM>(&state));
+    return state.saved;
+}
+
+}  // namespace ombrix::win32

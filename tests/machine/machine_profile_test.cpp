@@ -1,0 +1,355 @@
+#include "machine/machine_profile.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+#include "fakes/fake_machine.h"
+#include "fakes/fake_machine_profile.h"
+#include "fakes/fixtures.h"
+#include "machine/firefox_prefs.h"
+#include "platform/file_registry.h"
+
+namespace ombrix::core {
+namespace {
+
+using platform::RegRoot;
+
+// The file registry, with a look at every write before it lands and a list
+// of the deletions in their order.
+class WatchedRegistry final : public platform::Registry {
+public:
+    platform::FileRegistry inner;
+    std::function<void(std::string_view name)> beforeWrite = [](std::string_view) {};
+    std::vector<std::string> deletions;  // "value PATH" or "key PATH"
+
+    std::optional<std::string> readValue(RegRoot r, std::string_view p, std::string_view n) override {
+        return inner.readValue(r, p, n);
+    }
+    bool writeString(RegRoot r, std::string_view p, std::string_view n, std::string_view v) override {
+        beforeWrite(n);
+        return inner.writeString(r, p, n, v);
+    }
+    bool writeDword(RegRoot r, std::string_view p, std::string_view n, std::uint32_t v) override {
+        beforeWrite(n);
+        return inner.writeDword(r, p, n, v);
+    }
+    bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override {
+        deletions.push_back("value " + std::string(p));
+        return inner.deleteValue(r, p, n);
+    }
+    bool keyExists(RegRoot r, std::string_view p) override { return inner.keyExists(r, p); }
+    bool deleteEmptyKey(RegRoot r, std::string_view p) override {
+        deletions.push_back("key " + std::string(p));
+        return inner.deleteEmptyKey(r, p);
+    }
+};
+
+// One machine; each run of the program is a fresh journal and settings object on it.
+struct Rig {
+    test::TempDir dir;
+    test::Journal log;
+    WatchedRegistry registry;
+    test::FakeSystem system;
+    test::FakePrinters printers{log};
+    test::FakeProcesses processes{log};
+    test::FakePump pump;
+    test::FakeShell shell{log};
+    test::FakeFileSystem files;
+    test::FakeDesktopLock desktop{log};
+    test::SwitchableWriter writer;
+    std::unique_ptr<MachineJournal> journal;
+    std::unique_ptr<MachineSettings> settings;
+    std::string profileFolder = pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "Profiles" / "abc.default");
+    std::string journalPath = pathToUtf8(dir.path() / kJournalFileName);
+
+    Rig() {
+        system.env = {{"APPDATA", pathToUtf8(dir.path())}, {"ProgramFiles", "C:\\PF"}, {"USERPROFILE", "C:\\U"}};
+        test::writeFile(pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "profiles.ini"), "Path=Profiles/abc.default\n");
+        test::writeFile(profileFolder + "/prefs.js", "user_pref(\"browser.startup.homepage\", \"http://ff-own/\");\n");
+        printers.ports = {{"Old", "olddrv,LPT1:,15,45"}, {"New", "newdrv,Ne01:,15,45"}};
+        printers.device = "Old,olddrv,LPT1:";
+        registry.inner.writeString(RegRoot::CurrentUser, kInternetExplorerMain, kStartPage, "http://school/");
+        newRun();
+    }
+    void newRun() {
+        settings.reset();
+        journal = std::make_unique<MachineJournal>(writer, platform::realFileSystem());
+        settings = std::make_unique<MachineSettings>(
+            MachineSeams{registry, system, printers, processes, pump, shell, files, desktop, *journal},
+            [this] { return journalPath; });
+    }
+    [[nodiscard]] std::optional<std::string> value(const char* path, const char* name) {
+        return registry.inner.readValue(RegRoot::CurrentUser, path, name);
+    }
+    void expectAsBefore() {
+        EXPECT_EQ(value(kInternetExplorerMain, kStartPage), "http://school/");
+        EXPECT_EQ(value(kZone3, kDownloadValue), std::nullopt) << "the value did not exist before";
+        EXPECT_EQ(printers.device, "Old,olddrv,LPT1:");
+        EXPECT_EQ(HomePageFirefox(profileFolder), "http://ff-own/");
+        EXPECT_FALSE(platform::realFileSystem().fileExists(journalPath));
+    }
+};
+
+ProfileSwitches lockingProfile(const char* page = "http://foreign/") {
+    ProfileSwitches p;
+    p.stampantePredefinita = " New ";
+    p.paginaPredefinita = page;
+    p.bloccaDownload = p.kiosk = true;
+    return p;
+}
+
+TEST(MachineProfile, AnOrderlyEndGivesEverythingBack) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    rig.settings->applyToMachine(lockingProfile());
+    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://foreign/");
+    EXPECT_EQ(rig.value(kZone3, kDownloadValue), "3");
+    EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://foreign/");
+    EXPECT_TRUE(rig.log.inOrder({"printer device New,newdrv,Ne01:", "printer rewrite New", "lock 11"}));
+    rig.settings->applyToMachine({});  // profile 0 at shutdown
+    EXPECT_EQ(rig.value(kZone3, kDownloadValue), "0");
+    rig.settings->RipristinaImpostazioni();
+    rig.expectAsBefore();
+    EXPECT_EQ(rig.log.entries.back(), "restart shell") << "Windows 10";
+}
+
+TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    rig.settings->applyToMachine(lockingProfile());
+    rig.settings->applyToMachine(lockingProfile("http://second/"));
+    rig.newRun();  // the process was ended by force
+    rig.settings->rememberSettings();
+    rig.expectAsBefore();
+    EXPECT_EQ(rig.log.entries.back(), "lock 00");
+    // A run that changes nothing gives back what it remembered: the machine's own values.
+    rig.settings->applyToMachine({});
+    rig.printers.device = "New,newdrv,Ne01:";  // someone else's change, undone as ever
+    rig.settings->RipristinaImpostazioni();
+    rig.expectAsBefore();
+}
+
+// A start without its store keeps what the crashed run put on the machine,
+// and its journal, so that the start that finds the store gives it back.
+TEST(MachineProfile, ALostStoreKeepsTheLastRestrictionsAndTheirJournal) {
+    Rig rig;
+    EXPECT_FALSE(rig.settings->keepLastRestrictions()) << "no journal: nothing was locked";
+    rig.settings->rememberSettings();
+    rig.settings->applyToMachine(lockingProfile());
+    rig.newRun();
+    EXPECT_TRUE(rig.settings->keepLastRestrictions()) << "the kiosk had locked the shell";
+    EXPECT_EQ(rig.value(kZone3, kDownloadValue), "3");
+    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://foreign/");
+    rig.settings->applyToMachine(lockingProfile("http://second/"));  // nothing recorded over the old values
+    rig.newRun();
+    rig.settings->rememberSettings();
+    rig.expectAsBefore();
+}
+
+TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    int checked = 0;
+    rig.registry.beforeWrite = [&](std::string_view name) {
+        const auto disk = rig.journal->read().settings;
+        EXPECT_TRUE(std::any_of(disk.begin(), disk.end(), [&](const SavedSetting& s) { return s.name == name; }))
+            << name;
+        ++checked;
+    };
+    rig.settings->applyToMachine(lockingProfile());
+    rig.settings->ImpostaEmulazioneBrowser();
+    EXPECT_EQ(checked, 3);
+}
+
+TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {
+    Rig rig;
+    ProfileSwitches p;
+    p.paginaPredefinita = "C:\\giochi\\avvia.BAT";
+    p.stampantePredefinita = "Missing";
+    p.tastoStartDisabilitato = true;
+    rig.settings->rememberSettings();
+    rig.settings->applyToMachine(p);
+    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://school/");
+    EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://ff-own/");
+    EXPECT_EQ(rig.printers.device, "Old,olddrv,LPT1:");
+    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"lock 01"});
+}
+
+TEST(MachineProfile, DefaultBrowserIsToldBySubstringInItsOrder) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"FirefoxURL-308046B0AF4A39CB", "Firefox"},
+        {"ChromeHTML", "Altro"},  // "Chrome" with a capital is none of the names
+        {"OperaChrome", "Opera"},
+        {"chrome", "GoogleChrome"},
+    };
+    for (const auto& [progId, expected] : cases) {
+        Rig rig;
+        rig.registry.inner.writeString(
+            RegRoot::CurrentUser, "SOFTWARE\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\https\\UserChoice",
+            "ProgId", progId);
+        EXPECT_EQ(rig.settings->BrowserPredefinito(), expected) << progId;
+    }
+    Rig rig;
+    rig.registry.inner.writeString(RegRoot::LocalMachine, "Software\\Classes\\http\\shell\\open\\command", "",
+                                   "\"C:\\Program Files\\Internet Explorer\\iexplore.exe\" %1");
+    EXPECT_EQ(rig.settings->BrowserPredefinito(), "IExplore") << "the command when nothing else says";
+}
+
+TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersThenOpensTheHomePage) {
+    struct Case {
+        const char* page;
+        bool fullScreen;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"avvia.exe ", false, {"run avvia.exe style 2", "lock 00"}},
+        {"http://home/", false, {"open http://school/ in C:\\ style 1", "lock 00"}},
+        {"http://home/", true,
+         {"run C:\\PF\\internet explorer\\iexplore -k http://home/ style 4",
+          "run \\internet explorer\\iexplore -k http://home/ style 4", "full screen", "lock 00"}},
+    };
+    for (const auto& c : cases) {
+        Rig rig;
+        for (const char* name : {"chrome.exe", "iexplorer.exe", "iexplore.exe"}) rig.processes.start(name);
+        rig.processes.start("firefox.exe", 1);
+        ProfileSwitches p;
+        p.paginaPredefinita = c.page;
+        p.apriPaginaInizialeATuttoSchermo = c.fullScreen;
+        rig.settings->tickLanciaPaginaIniziale(p);
+        std::vector<std::string> expected = {"kill iexplorer.exe", "kill iexplore.exe", "kill chrome.exe",
+                                             "kill firefox.exe", "kill firefox.exe"};
+        expected.insert(expected.end(), c.expected.begin(), c.expected.end());
+        EXPECT_EQ(rig.log.entries, expected) << c.page;
+    }
+}
+
+TEST(MachineProfile, WindowsVersionDecidesEmulationAndShellRestart) {
+    const std::tuple<int, int, const char*, int> cases[] = {{5, 1, "8000", 0}, {6, 1, "11000", 0}, {6, 2, "11000", 1}};
+    for (const auto& [major, minor, emulation, restarts] : cases) {
+        Rig rig;
+        rig.system.major = major;
+        rig.system.minor = minor;
+        rig.settings->rememberSettings();
+        rig.settings->ImpostaEmulazioneBrowser();
+        EXPECT_EQ(rig.value(kBrowserEmulation, "ombrix.exe"), emulation) << major << "." << minor;
+        rig.settings->RipristinaImpostazioni();
+        EXPECT_EQ(rig.log.count("restart shell"), restarts) << major << "." << minor;
+        EXPECT_EQ(rig.value(kBrowserEmulation, "ombrix.exe"), std::nullopt) << "given back too";
+    }
+}
+
+TEST(MachineProfile, TheSlideshowIsStoppedOnlyWhenThereIsOne) {
+    Rig rig;
+    rig.settings->DisattivaPresentazioneDesktop();
+    EXPECT_TRUE(rig.log.entries.empty());
+    rig.files.files["C:\\U\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini"] = "x";
+    rig.settings->DisattivaPresentazioneDesktop();
+    EXPECT_TRUE(rig.files.files.empty());
+    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
+}
+
+// Session restore goes off at start, and the session it would restore goes with it.
+TEST(MachineProfile, FirefoxRestoresNoSessionAfterTheStart) {
+    Rig rig;
+    const std::string session = rig.profileFolder + platform::pathSeparator() + "sessionstore.js";
+    rig.files.files[session] = "{\"windows\":[]}";
+    rig.settings->rememberSettings();
+    rig.settings->DisattivaTabsWarnOnCloseFirefox();
+    EXPECT_NE(readWholeFile(rig.profileFolder + "/prefs.js")->find("browser.sessionstore.resume_from_crash\",false"),
+              std::string::npos);
+    EXPECT_EQ(rig.files.files.count(session), 0u);
+}
+
+// The run's own values go back: when a shorter list follows, and at the end.
+// (A forced end, and the real registry, are the end-to-end test's.)
+TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantThem) {
+    Rig rig;
+    const std::string block = std::string(kChromePolicies) + "\\URLBlocklist";
+    rig.registry.inner.writeString(RegRoot::CurrentUser, block, "4", "own.it");
+    rig.settings->rememberSettings();
+    rig.settings->siteListInForce(PolicySites{{".a.it", ".b.it", ".c.it"}, false});
+    EXPECT_EQ(rig.value(block.c_str(), "4"), "chrome://extensions");
+    const auto journaled = rig.journal->read().settings;
+    EXPECT_EQ(std::count_if(journaled.begin(), journaled.end(),
+                            [](const SavedSetting& s) { return s.kind == SavedSetting::Kind::Registry; }),
+              static_cast<std::ptrdiff_t>(translatePolicies({{".a.it", ".b.it", ".c.it"}}).values.size()));
+    rig.settings->siteListInForce(PolicySites{{".d.it"}, false});
+    EXPECT_EQ(rig.value(block.c_str(), "1"), "d.it");
+    EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
+    EXPECT_EQ(rig.value(block.c_str(), "5"), std::nullopt);
+    rig.settings->siteListInForce(std::nullopt);
+    rig.settings->RipristinaImpostazioni();
+    EXPECT_EQ(rig.value(block.c_str(), "1"), std::nullopt);
+    EXPECT_EQ(rig.value(kChromePolicies, "IncognitoModeAvailability"), std::nullopt);
+    EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
+    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath));
+}
+
+// The policy keys the program created go once their values are given back,
+// deepest first; a key that was there before, or that holds someone else's
+// value, stays.
+TEST(MachineProfile, CreatedPolicyKeysGoAndOthersStay) {
+    enum class End { Orderly, ForcedThenNextStart };
+    const std::string google = "Software\\Policies\\Google", chrome = kChromePolicies, firefox = kFirefoxPolicies;
+    const std::string mozilla = "Software\\Policies\\Mozilla", edge = kEdgePolicies;
+    const std::string microsoft = "Software\\Policies\\Microsoft", filter = firefox + "\\WebsiteFilter";
+    struct Case {
+        const char* name;
+        End end;
+        std::string emptyBefore;  // a key there before, holding nothing
+        std::string foreignAfter;  // a key another program writes in while the list is in force
+        std::vector<std::string> kept;
+        std::vector<std::string> gone;
+    };
+    const std::vector<Case> cases = {
+        {"orderly end", End::Orderly, "", "", {microsoft + "\\Windows", microsoft},
+         {chrome + "\\URLBlocklist", chrome, google, edge + "\\URLBlocklist", edge, filter, firefox, mozilla}},
+        {"forced end", End::ForcedThenNextStart, "", "", {microsoft}, {chrome + "\\URLBlocklist", google, edge, mozilla}},
+        {"empty key from before", End::Orderly, chrome, "", {chrome}, {chrome + "\\URLBlocklist", mozilla, edge}},
+        {"foreign value", End::ForcedThenNextStart, "", filter, {filter, firefox, mozilla},
+         {filter + "\\Block", firefox + "\\DNSOverHTTPS", google, edge}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Rig rig;
+        rig.registry.inner.writeDword(RegRoot::CurrentUser, microsoft + "\\Windows", "Own", 1);
+        if (!c.emptyBefore.empty()) {
+            rig.registry.inner.writeDword(RegRoot::CurrentUser, c.emptyBefore, "Gone", 1);
+            rig.registry.inner.deleteValue(RegRoot::CurrentUser, c.emptyBefore, "Gone");
+        }
+        rig.settings->rememberSettings();
+        rig.settings->siteListInForce(PolicySites{{".a.it"}, false});
+        ASSERT_TRUE(rig.registry.inner.keyExists(RegRoot::CurrentUser, chrome + "\\URLBlocklist"));
+        if (!c.foreignAfter.empty()) rig.registry.inner.writeString(RegRoot::CurrentUser, c.foreignAfter, "Other", "x");
+        rig.registry.deletions.clear();
+        if (c.end == End::Orderly) {
+            rig.settings->siteListInForce(std::nullopt);
+            rig.settings->RipristinaImpostazioni();
+        } else {
+            rig.newRun();
+            rig.settings->rememberSettings();
+        }
+        for (const auto& key : c.kept) EXPECT_TRUE(rig.registry.inner.keyExists(RegRoot::CurrentUser, key)) << key;
+        for (const auto& key : c.gone) EXPECT_FALSE(rig.registry.inner.keyExists(RegRoot::CurrentUser, key)) << key;
+        if (!c.foreignAfter.empty()) {
+            EXPECT_EQ(rig.value(c.foreignAfter.c_str(), "Other"), "x");
+        }
+        EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath)) << "nothing left to try again";
+
+        // Every value before any key, and no key before one below it.
+        const auto& d = rig.registry.deletions;
+        const auto firstKey = std::find_if(d.begin(), d.end(), [](const std::string& e) { return e.rfind("key ", 0) == 0; });
+        ASSERT_NE(firstKey, d.end());
+        for (auto i = firstKey; i != d.end(); ++i) {
+            ASSERT_EQ(i->rfind("key ", 0), 0u) << *i << " after a key";
+            for (auto later = i + 1; later != d.end(); ++later) {
+                EXPECT_NE(later->rfind(*i + "\\", 0), 0u) << *later << " after " << *i;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace ombrix::core

@@ -1,0 +1,63 @@
+#include "platform/ini.h"
+
+#include <gtest/gtest.h>
+
+#include "fakes/fixtures.h"
+#include "platform/ini_cases.h"
+
+namespace ombrix::ini {
+namespace {
+
+TEST(PlatformReaderRules, Table) {
+    for (const auto& c : test::profileCases()) {
+        EXPECT_EQ(profileStringFromText(c.file, c.section, c.key), c.expected) << c.name;
+    }
+}
+
+TEST(LargeFileScan, Table) {
+    const test::ProfileCase cases[] = {
+        {"quoted value", "[Strings]\r\n0001=\"Ciao\"\r\n", "", "0001", "Ciao"},
+        {"unquoted value loses first and last", "0001=Ciao\r\n", "", "0001", "ia"},
+        {"any section, first occurrence", "[A]\r\nk=\"a\"\r\n[B]\r\nk=\"b\"\r\n", "", "k", "a"},
+        {"key compared exactly", "K=\"upper\"\r\nk=\"lower\"\r\n", "", "k", "lower"},
+        {"beginning of line only", "xk=\"no\"\r\nk=\"yes\"\r\n", "", "k", "yes"},
+        {"a longer key with the same start", "00010=\"ten\"\r\n0001=\"one\"\r\n", "", "0001", "\"ten"},
+        {"value too short", "k=x\r\n", "", "k", ""},
+        {"no value", "k\r\n", "", "k", ""},
+        {"CR only line ends", "a=\"1\"\rk=\"2\"\r", "", "k", "2"},
+        {"missing", "a=\"1\"\r\n", "", "k", ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(scanByKeyFromText(c.file, c.key), c.expected) << c.name;
+}
+
+std::string paddedFile(std::size_t size, const std::string& head) {
+    std::string text = head;
+    text += "[Filler]\r\n";
+    while (text.size() < size) text += ";";
+    text.resize(size);
+    return text;
+}
+
+std::string fixedReader(const std::string&, const std::string&, const std::string&) { return "from-reader"; }
+
+TEST(ReadValue, ChoosesThePathByFileSizeAndDecodesWindows1252) {
+    test::TempDir dir;
+    const std::string small = dir.file("small.ini");
+    const std::string large = dir.file("large.ini");
+    const std::string head = "[Strings]\r\n0001=\"Ciao\"\r\n";
+    test::writeFile(small, paddedFile(kPlatformReaderLimit, head));
+    test::writeFile(large, paddedFile(kPlatformReaderLimit + 1, head));
+    EXPECT_EQ(readValue(small, "Strings", "0001", &fixedReader), "from-reader");
+    EXPECT_EQ(readValue(large, "Strings", "0001", &fixedReader), "Ciao");
+    EXPECT_EQ(readValue(dir.file("missing.ini"), "Strings", "0001", &fixedReader), "");
+
+    // Both paths decode Windows-1252.
+    const std::string path = dir.file("lang.ini");
+    test::writeFile(path, "[Strings]\r\n0001=Perch\xE9 \x80\r\n");
+    EXPECT_EQ(readValue(path, "Strings", "0001", &portableProfileString), "Perché €");
+    test::writeFile(path, paddedFile(70000, "[Strings]\r\n0001=\"Perch\xE9\"\r\n"));
+    EXPECT_EQ(readValue(path, "Strings", "0001", &portableProfileString), "Perché");
+}
+
+}  // namespace
+}  // namespace ombrix::ini
