@@ -141,16 +141,18 @@ std::string Session::locateStore() {
     return folder;
 }
 
-bool Session::open() {
+bool Session::open(core::Database::Mode mode) {
     if (store_.connection.isOpen()) return true;
     locateStore();
-    if (dbFile_) {
-        if (!env_.files.fileExists(*dbFile_)) {
-            refuse(msg::StoreNotFound, *dbFile_);
+    if (dbFile_ || mode == core::Database::Mode::ReadOnly) {
+        const std::string file =
+            dbFile_ ? *dbFile_ : core::joinPath(store_.folder, core::kDatabaseFileName, platform::pathSeparator());
+        if (!env_.files.fileExists(file)) {
+            refuse(msg::StoreNotFound, file);
             return false;
         }
-        if (!store_.connection.open(*dbFile_)) {
-            env_.err << "ombrixctl: cannot open " << *dbFile_ << ": " << store_.connection.lastError() << "\n";
+        if (!store_.connection.open(file, mode)) {
+            env_.err << "ombrixctl: cannot open " << file << ": " << store_.connection.lastError() << "\n";
             return false;
         }
         return true;

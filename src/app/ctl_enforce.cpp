@@ -25,8 +25,23 @@ int cannotRead(Session& s, const std::string& error) {
     return kRefused;
 }
 
-int cmdCheck(Session& s, const std::vector<std::string>& args) {
+// What check prints: a verdict a line, the blocked addresses alone, or the totals.
+enum class CheckOutput { Verdicts, BlockedOnly, Count };
+
+int cmdCheck(Session& s, const std::vector<std::string>& given) {
+    CheckOutput shown = CheckOutput::Verdicts;
+    std::vector<std::string> args = given;
+    while (!args.empty() && (args[0] == "--blocked-only" || args[0] == "--count")) {
+        const CheckOutput option = args[0] == "--count" ? CheckOutput::Count : CheckOutput::BlockedOnly;
+        if (shown != CheckOutput::Verdicts && shown != option) {
+            return s.usage("check takes --blocked-only or --count, not both");
+        }
+        shown = option;
+        args.erase(args.begin());
+    }
     if (args.size() != 2) return s.usage("check takes a PROFILE and an ADDRESS (or - to read addresses)");
+    // It only reads: a store that this user may not write, or that is in use, is judged all the same.
+    if (!s.open(core::Database::Mode::ReadOnly)) return kRefused;
     const std::optional<long long> id = resolveProfile(s, args[0]);
     if (!id) return kRefused;
     const auto proibiti = enforce::readSitiProibiti(s.db(), *id);
@@ -38,32 +53,46 @@ int cmdCheck(Session& s, const std::vector<std::string>& args) {
     const auto list = enforce::loadSiteList(s.db(), *id);
     if (!list.ok()) return cannotRead(s, list.error);
     const bool sitiConsentiti = !*proibiti.value;
-    auto judge = [&](std::string_view address) {
+    std::size_t checked = 0, blocked = 0;
+    std::ostream& out = s.out();
+    auto judge = [&](std::string_view address, std::size_t lineNumber) {
         const enforce::Verdict v = enforce::verdictAsChrome(list.value, sitiConsentiti, address);
-        std::ostream& out = s.out();
-        out << (v.blocked ? "blocked" : "allowed");
-        if (v.message) out << ' ' << v.message;
+        ++checked;
+        if (v.blocked) ++blocked;
+        if (shown == CheckOutput::Count || (shown == CheckOutput::BlockedOnly && !v.blocked)) return;
+        if (shown == CheckOutput::BlockedOnly) {
+            out << lineNumber << '\t' << printable(address) << '\t' << v.message;
+        } else {
+            out << (v.blocked ? "blocked" : "allowed");
+            if (v.message) out << ' ' << v.message;
+        }
         if (v.entry != enforce::kNoMatch) out << ' ' << printable(list.value.entry(v.entry));
         out << '\n';
     };
-    if (args[1] != "-") {
-        judge(args[1]);
+    auto totals = [&] {
+        if (shown == CheckOutput::Count) {
+            out << "checked " << checked << ", blocked " << blocked << ", allowed " << checked - blocked << '\n';
+        }
         return kOk;
+    };
+    if (args[1] != "-") {
+        judge(args[1], 1);
+        return totals();
     }
     // UTF-8, or UTF-16 with its mark; an address is at most the 2 MB a browser takes.
     constexpr std::size_t kLongestAddress = 2 * 1024 * 1024;
     TextLines lines(s.env().in, {TextEncoding::Utf8, kLongestAddress, false});
     std::string line;
     // A reader that went away ends the reading; the dispatcher reports it.
-    while (s.out() && lines.next(line)) {
+    while (out && lines.next(line)) {
         if (lines.lineCut()) {
             s.err() << "ombrixctl: line " << lines.lineNumber() << " is longer than " << kLongestAddress
                     << " bytes: no address\n";
             return kRefused;
         }
-        judge(line);
+        judge(line, lines.lineNumber());
     }
-    return kOk;
+    return totals();
 }
 
 // The log file of the store's folder, as the program opens it. False, with
@@ -149,9 +178,11 @@ Elevation logElevation(const std::vector<std::string>& args) {
 const std::vector<CtlCommand>& enforceCommands() {
     static const std::vector<CtlCommand> commands = {
         {"check",
-         "check PROFILE ADDRESS|-\n"
+         "check [--blocked-only | --count] PROFILE ADDRESS|-\n"
          "                judge an address as the profile's Chrome blockers do: \"blocked ID [ENTRY]\" or\n"
-         "                \"allowed [ENTRY]\"; - reads addresses, one a line",
+         "                \"allowed [ENTRY]\"; - reads addresses, one a line; --blocked-only prints only\n"
+         "                the blocked ones, \"LINE<tab>ADDRESS<tab>ID [ENTRY]\"; --count only the totals,\n"
+         "                \"checked N, blocked B, allowed A\"; the store is only read",
          &cmdCheck, &readsOnly},
         {"log",
          "log show [--from dd/mm/yyyy] [--to dd/mm/yyyy]\n"

@@ -27,8 +27,10 @@ public:
     int usage(const std::string& why);
 
     // Opens the store: the file named by --db, else the folder the program
-    // uses. Reports why on standard error when it cannot.
-    [[nodiscard]] bool open();
+    // uses. Reports why on standard error when it cannot. ReadOnly: the file
+    // where it is or none (no folder is asked for or remembered), and nothing
+    // this session runs can change it.
+    [[nodiscard]] bool open(core::Database::Mode mode = core::Database::Mode::OpenExisting);
 
     core::Database& db() { return store_.connection; }
     // After a write: the store's copy follows it (see core/store_copy.h).

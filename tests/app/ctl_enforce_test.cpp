@@ -6,8 +6,10 @@
 #include <sstream>
 
 #include "app/ctl_fixture.h"
+#include "app/ctl_streams.h"
 #include "core/database.h"
 #include "core/schema.h"
+#include "fakes/fake_standard_input.h"
 #include "platform/files.h"
 #include "platform/system.h"
 #include "platform/trace_file.h"
@@ -100,6 +102,68 @@ TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
 class FailingOutput : public std::streambuf {
     int overflow(int) override { return traits_type::eof(); }
 };
+
+TEST_F(CtlEnforce, CheckPrintsTheBlockedAddressesOnlyOrTheTotals) {
+    const std::string input = "https://giochi.it/\nhttp://x.org/?q=casino\n\nhttps://news.poker.com/\tx\n";
+    const struct {
+        std::vector<std::string> options;
+        const char* printed;
+    } cases[] = {
+        {{"--blocked-only"}, "2\thttp://x.org/?q=casino\t0180 *casino\n4\thttps://news.poker.com/\\tx\t0182 .Poker.com\n"},
+        {{"--count"}, "checked 4, blocked 2, allowed 2\n"},
+        {{"--count", "--count"}, "checked 4, blocked 2, allowed 2\n"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args{"check"};
+        args.insert(args.end(), c.options.begin(), c.options.end());
+        args.insert(args.end(), {"Scuola", "-"});
+        EXPECT_EQ(run(args, input), kOk) << err.str();
+        EXPECT_EQ(out.str(), c.printed) << c.options[0];
+    }
+    EXPECT_EQ(run({"check", "--blocked-only", "Scuola", "http://a.it/casino"}), kOk);
+    EXPECT_EQ(out.str(), "1\thttp://a.it/casino\t0180 *casino\n");
+    EXPECT_EQ(run({"check", "--count", "--blocked-only", "Scuola", "-"}, input), kUsage);
+    EXPECT_EQ(out.str(), "");
+}
+
+// A store left with the journal of an interrupted write: opening it to write
+// would roll that write back into the file. check only reads, so it leaves
+// the file to the program and says it cannot read it.
+TEST_F(CtlEnforce, CheckNeverWritesTheStore) {
+    const std::string copy = dir.file("Copia.db");
+    {
+        core::Database writer;
+        ASSERT_TRUE(writer.open(db));
+        // A cache of one page spills the transaction's pages into the file.
+        ASSERT_TRUE(writer.exec("PRAGMA cache_size = 1; BEGIN; UPDATE SitiVietatiConsentiti SET Sito = Sito || 'x';"
+                                "INSERT INTO LogSiti (DataOra, URL) SELECT '2024-01-01 00:00:00', hex(randomblob(900)) "
+                                "FROM Profili, Profili, Profili, Profili;"));
+        std::filesystem::copy_file(db, copy);
+        std::filesystem::copy_file(db + "-journal", copy + "-journal");
+        ASSERT_TRUE(writer.exec("ROLLBACK;"));
+    }
+    const auto before = readWholeFile(copy);
+    ASSERT_TRUE(before);
+    EXPECT_EQ(ctl({"--db", copy, "check", "Scuola", "http://giochi.it/poker"}), kRefused);
+    EXPECT_TRUE(readWholeFile(copy) == before) << "the file changed";
+    EXPECT_TRUE(std::filesystem::exists(copy + "-journal"));
+}
+
+// Whoever types one address at a time sees its answer before the next read
+// waits; lines that are all there already come out in one block at the end.
+TEST_F(CtlEnforce, CheckAnswersEachTypedLineAtOnceAndABatchInOneBlock) {
+    for (const bool typed : {true, false}) {
+        std::ostringstream shown;
+        test::FakeStandardInput input({{"https://giochi.it/poker\n"}, {"https://giochi.it/\n", typed}},
+                                      [&] { return shown.str(); });
+        StandardStreams streams(input, shown);
+        CtlEnvironment env{registry, platform::realFileSystem(), system, streams.in(), shown, err};
+        ASSERT_EQ(runCtl({"--db", db, "check", "Scuola", "-"}, env), kOk) << err.str();
+        ASSERT_EQ(input.shownBeforeRead.size(), 3u);
+        EXPECT_EQ(input.shownBeforeRead[1], typed ? "blocked 0181 giochi.it/poker\n" : "") << typed;
+        EXPECT_EQ(shown.str(), "blocked 0181 giochi.it/poker\nallowed\n");
+    }
+}
 
 // Results that cannot be written are reported: a script learns they were lost.
 TEST_F(CtlEnforce, AnOutputThatCannotBeWrittenExitsOne) {

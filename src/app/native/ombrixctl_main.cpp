@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "app/ctl.h"
+#include "app/ctl_streams.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/folder_access.h"
+#include "platform/standard_input.h"
 #include "platform/system.h"
 
 namespace {
@@ -30,8 +32,9 @@ public:
 int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
     StdinTerminal terminal;
+    ombrix::app::StandardStreams streams(ombrix::platform::standardInput(), std::cout);
     ombrix::app::CtlEnvironment env{ombrix::platform::systemRegistry(), ombrix::platform::realFileSystem(),
-                                    ombrix::platform::realSystem(), std::cin, std::cout, std::cerr,
+                                    ombrix::platform::realSystem(), streams.in(), std::cout, std::cerr,
                                     isatty(STDIN_FILENO) ? &terminal : nullptr};
     env.folderAccess = &ombrix::platform::realFolderAccess();
     return ombrix::app::runCtl(args, env);

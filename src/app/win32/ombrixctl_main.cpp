@@ -1,21 +1,20 @@
 // ombrixctl.exe: wide arguments from the system, UTF-8 to the console.
 #include <windows.h>
 
-#include <fcntl.h>
-#include <io.h>
-
 #include <cstdio>
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "app/ctl.h"
+#include "app/ctl_streams.h"
 #include "app/win32/ctl_elevator_win32.h"
 #include "lockdown/shell_lock.h"
 #include "lockdown/win32/shell_win32.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/folder_access.h"
+#include "platform/standard_input.h"
 #include "platform/system.h"
 #include "platform/win32/debugger_output.h"
 #include "platform/win32/machine.h"
@@ -53,15 +52,16 @@ int wmain(int argc, wchar_t** argv) {
     // (upgrade, protect, restore) has no one watching either.
     ombrix::win32::sendFailuresToDebugger();
     SetConsoleOutputCP(CP_UTF8);
-    // Standard input as it is: text mode would end a UTF-16 list at its first
-    // 0x1A byte (the low byte of a "К") and fold the bytes CR LF inside a
-    // character; the readers tell line ends themselves.
-    (void)_setmode(_fileno(stdin), _O_BINARY);
     std::vector<std::string> args;
     for (int i = 1; i < argc; ++i) args.push_back(ombrix::win32::fromWide(argv[i]));
     ConsoleInput console;
+    // Standard input is read as it is (the seam reads the bytes, untranslated):
+    // text mode would end a UTF-16 list at its first 0x1A byte (the low byte
+    // of a "К") and fold the bytes CR LF inside a character; the readers tell
+    // line ends themselves.
+    ombrix::app::StandardStreams streams(ombrix::platform::standardInput(), std::cout);
     ombrix::app::CtlEnvironment env{ombrix::platform::systemRegistry(), ombrix::platform::realFileSystem(),
-                                    ombrix::platform::realSystem(), std::cin, std::cout, std::cerr,
+                                    ombrix::platform::realSystem(), streams.in(), std::cout, std::cerr,
                                     stdinIsConsole() ? &console : nullptr};
     const auto printers = ombrix::win32::makePrinters();
     env.printers = printers.get();
