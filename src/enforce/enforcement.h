@@ -35,7 +35,7 @@ public:
     void CaricaSitiVietatiConsentiti(long long profileId) override;
     void CaricaProcessiVietati() override;
     void CaricaFinestreVietate() override;
-    void forgetLastAddress() override { profile_.holders.UltimoSitoVisto.clear(); }
+    void forgetLastAddress() override { profile_.holders.chromeLastLogged.clear(); }
     void clearInternalBrowser() override { profile_.switches.utilizzaBrowserInterno = false; }
     void liftForShutdown() override { liftedForShutdown_ = true; }
     // Told the site list in force after each load (the browsers' policies).

@@ -21,8 +21,9 @@ void LogTimer::tick() noexcept {
             addresses.insert(addresses.end(), internal.begin(), internal.end());
         }
         for (const auto& a : addresses) {
-            if (std::find(h.lstWindows3.begin(), h.lstWindows3.end(), a) != h.lstWindows3.end()) continue;
-            h.lstWindows3.push_back(a);
+            auto& logged = h.explorerAddressesLogged;
+            if (std::find(logged.begin(), logged.end(), a) != logged.end()) continue;
+            logged.push_back(a);
             MemorizzaSitoVisitato(a);
         }
     });
@@ -30,23 +31,23 @@ void LogTimer::tick() noexcept {
     // copy: writing lets events run, and the site timer ticking meanwhile
     // reads into the same holders and must find the address already seen.
     platform::guarded([&] {
-        h.lblEdge = m_.browsers.IndirizzoEdge();
-        if (!h.lblEdge.empty() && h.lblEdge != h.UltimoSitoEdge) {
-            const std::string address = h.UltimoSitoEdge = h.lblEdge;
+        h.edgeAddress = m_.browsers.IndirizzoEdge();
+        if (!h.edgeAddress.empty() && h.edgeAddress != h.edgeLastLogged) {
+            const std::string address = h.edgeLastLogged = h.edgeAddress;
             MemorizzaSitoVisitato(address);
         }
     });
     platform::guarded([&] {
-        h.lblFirefox = withoutQuotes(m_.browsers.IndirizzoFirefox());
-        if (h.lblFirefox != h.UltimoSitoFirefox) {
-            const std::string address = h.UltimoSitoFirefox = h.lblFirefox;
+        h.firefoxAddress = withoutQuotes(m_.browsers.IndirizzoFirefox());
+        if (h.firefoxAddress != h.firefoxLastLogged) {
+            const std::string address = h.firefoxLastLogged = h.firefoxAddress;
             MemorizzaSitoVisitato(address);
         }
     });
     platform::guarded([&] {
-        h.lblChrome = m_.browsers.IndirizzoChrome();
-        if (h.lblChrome != h.UltimoSitoVisto) {
-            const std::string address = h.UltimoSitoVisto = h.lblChrome;
+        h.chromeAddress = m_.browsers.IndirizzoChrome();
+        if (h.chromeAddress != h.chromeLastLogged) {
+            const std::string address = h.chromeLastLogged = h.chromeAddress;
             MemorizzaSitoVisitato(address);
         }
     });

@@ -29,14 +29,14 @@ void SiteTimer::closeInternetExplorer() {
 SiteTimer::Side SiteTimer::side(Which w) {
     switch (w) {
         case Which::Edge:
-            return {p_.holders.lblEdge, p_.holders.txtUltimaPaginaEdge, p_.holders.UltimoSitoEdge, "msedge.exe", false};
+            return {p_.holders.edgeAddress, p_.holders.edgeLastAccepted, p_.holders.edgeLastLogged, "msedge.exe", false};
         case Which::Firefox:
-            return {p_.holders.lblFirefox, p_.holders.txtUltimaPaginaFirefox, p_.holders.UltimoSitoFirefox, "firefox.exe",
+            return {p_.holders.firefoxAddress, p_.holders.firefoxLastAccepted, p_.holders.firefoxLastLogged, "firefox.exe",
                     true};
         case Which::Chrome:
             break;
     }
-    return {p_.holders.lblChrome, p_.holders.txtUltimaPaginaChrome, p_.holders.UltimoSitoVisto, "chrome.exe", false};
+    return {p_.holders.chromeAddress, p_.holders.chromeLastAccepted, p_.holders.chromeLastLogged, "chrome.exe", false};
 }
 
 std::string SiteTimer::readAddress(Which w) {
@@ -94,7 +94,7 @@ void SiteTimer::bloccaVietati(Which w) {
     s.lbl = readAddress(w);
     if (s.lbl.empty()) return;
     bool paginaChiusa = false;
-    std::string& closing = p_.holders.txtTitoloFinestraDaChiudere;
+    std::string& closing = p_.holders.closingAddress;
     // The walk goes on after a match, against the address read again.
     for (std::size_t i = p_.elencoSiti.firstMatch(s.lbl); i != kNoMatch; i = p_.elencoSiti.firstMatch(s.lbl, i + 1)) {
         const std::string shown = s.lbl;

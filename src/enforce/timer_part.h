@@ -41,14 +41,13 @@ struct EnforcementMachine {
     VisitedSitesLog& log;
 };
 
-// The main form's holders, by their names.
+// What the site and log timers remember between ticks.
 struct Holders {
-    std::string lblChrome, lblEdge, lblFirefox;  // the address last read
-    std::string txtUltimaPaginaChrome, txtUltimaPaginaEdge, txtUltimaPaginaFirefox;  // the last page that passed
-    std::string txtTitoloFinestraDaChiudere;  // the page being closed
-    std::string UltimoSitoVisto;              // Chrome's last address (logged against)
-    std::string UltimoSitoEdge, UltimoSitoFirefox;
-    std::vector<std::string> lstWindows3;  // Internet Explorer addresses logged this session
+    std::string chromeAddress, edgeAddress, firefoxAddress;  // the address last read
+    std::string chromeLastAccepted, edgeLastAccepted, firefoxLastAccepted;  // the last page that passed
+    std::string closingAddress;  // the page being closed
+    std::string chromeLastLogged, edgeLastLogged, firefoxLastLogged;  // the address last logged
+    std::vector<std::string> explorerAddressesLogged;  // Internet Explorer addresses logged this session
 };
 
 // The profile in use as the three loaders left it.

@@ -32,7 +32,7 @@ protected:
 TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
     rig.browsers.open(rig.browsers.chrome, "http://www.giochi.it/oggi");
     rig.browsers.chrome.afterClose = {"http://scuola.it/"};
-    e().holders().txtUltimaPaginaChrome = "http://scuola.it/";
+    e().holders().chromeLastAccepted = "http://scuola.it/";
     sites().BloccaSitiDaElencoVietatiChrome();
 
     EXPECT_EQ(rig.keyboard.events, (std::vector<std::pair<int, std::uint32_t>>{{17, 1}, {87, 1}, {17, 3}, {87, 3}}))
@@ -42,9 +42,9 @@ TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
     ASSERT_EQ(rig.host.notices.size(), 1u);
     EXPECT_EQ(rig.host.notices[0].text, "T0181 http://www.giochi.it/oggi");
     EXPECT_EQ(rig.host.opened, Entries{"http://scuola.it/"}) << "back to the last page that passed";
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "");
-    EXPECT_EQ(e().holders().txtTitoloFinestraDaChiudere, "");
-    EXPECT_EQ(e().holders().lblChrome, "http://scuola.it/");
+    EXPECT_EQ(e().holders().chromeLastAccepted, "");
+    EXPECT_EQ(e().holders().closingAddress, "");
+    EXPECT_EQ(e().holders().chromeAddress, "http://scuola.it/");
 }
 
 TEST_F(ForbiddenList, APageThatSurvivesBothClosesKillsEveryChrome) {
@@ -59,7 +59,7 @@ TEST_F(ForbiddenList, APageThatSurvivesBothClosesKillsEveryChrome) {
     EXPECT_EQ(rig.host.notices[1].text, "T0182 http://poker.com/tavolo") << "quotes removed from the notice";
     EXPECT_EQ(rig.host.notices[1].kind, kNoticeSite);
     EXPECT_EQ(rig.host.opened, Entries{}) << "no page passed before";
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "") << "a closed page is never the last accepted one";
+    EXPECT_EQ(e().holders().chromeLastAccepted, "") << "a closed page is never the last accepted one";
 }
 
 TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
@@ -70,15 +70,15 @@ TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
     sites().BloccaSitiDaElencoVietatiChrome();
     EXPECT_EQ(rig.host.noticeTexts(), (Entries{"T0180 http://x.org/?q=casino", "T0182 http://poker.com/"}));
     EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
-    EXPECT_EQ(e().holders().lblChrome, "http://www.giochi.it/");
+    EXPECT_EQ(e().holders().chromeAddress, "http://www.giochi.it/");
 }
 
 TEST_F(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
     rig.host.log = true;
     rig.browsers.open(rig.browsers.chrome, "http://scuola.it/compiti");
     for (int i = 0; i < 5; ++i) e().tickSitiVietatiConsentiti();
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "http://scuola.it/compiti");
-    EXPECT_EQ(e().holders().UltimoSitoVisto, "http://scuola.it/compiti");
+    EXPECT_EQ(e().holders().chromeLastAccepted, "http://scuola.it/compiti");
+    EXPECT_EQ(e().holders().chromeLastLogged, "http://scuola.it/compiti");
     EXPECT_EQ(rig.loggedUrls(), Entries{"http://scuola.it/compiti"});
     EXPECT_EQ(rig.keyboard.events.size(), 0u);
 
@@ -93,7 +93,7 @@ TEST_F(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
     rig.browsers.chrome.address = "http://scuola.it/orari";
     e().tickSitiVietatiConsentiti();
     EXPECT_EQ(rig.loggedUrls().size(), 3u) << "log switched off";
-    EXPECT_EQ(e().holders().UltimoSitoVisto, "http://scuola.it/orari") << "remembered, logged or not";
+    EXPECT_EQ(e().holders().chromeLastLogged, "http://scuola.it/orari") << "remembered, logged or not";
 }
 
 TEST_F(ForbiddenList, FirefoxIsTrimmedAndItsSessionClearedAfterTheKill) {
@@ -103,7 +103,7 @@ TEST_F(ForbiddenList, FirefoxIsTrimmedAndItsSessionClearedAfterTheKill) {
     ASSERT_GE(kill, 0);
     EXPECT_EQ(rig.journal.find("clear firefox session"), kill + 1);
     EXPECT_EQ(rig.host.notices[0].text, "T0181 https://giochi.it/");
-    EXPECT_EQ(e().holders().lblFirefox, "https://giochi.it/") << "read again just before the kill";
+    EXPECT_EQ(e().holders().firefoxAddress, "https://giochi.it/") << "read again just before the kill";
 }
 
 TEST_F(ForbiddenList, EdgeKeepsItsOwnHolders) {
@@ -112,15 +112,15 @@ TEST_F(ForbiddenList, EdgeKeepsItsOwnHolders) {
     rig.browsers.open(rig.browsers.chrome, "https://scuola.it/");
     e().tickSitiVietatiConsentiti();
     e().tickSitiVietatiConsentiti();
-    EXPECT_EQ(e().holders().txtUltimaPaginaEdge, "https://scuola.it/");
-    EXPECT_EQ(e().holders().UltimoSitoEdge, "https://scuola.it/");
+    EXPECT_EQ(e().holders().edgeLastAccepted, "https://scuola.it/");
+    EXPECT_EQ(e().holders().edgeLastLogged, "https://scuola.it/");
     EXPECT_EQ(rig.loggedUrls().size(), 2u) << "one row per browser, not one per tick";
 
     rig.browsers.edge.address = "https://poker.com/";
     rig.browsers.edge.afterClose = {""};
     sites().BloccaSitiDaElencoVietatiEdge();
     EXPECT_EQ(rig.host.opened, Entries{"https://scuola.it/"});
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "https://scuola.it/") << "another browser is not touched";
+    EXPECT_EQ(e().holders().chromeLastAccepted, "https://scuola.it/") << "another browser is not touched";
 }
 
 TEST_F(ForbiddenList, MaximumProtectionClosesWindowsWhoseTitleHoldsAKeyword) {
@@ -186,7 +186,7 @@ TEST_F(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
     rig.host.log = true;
     rig.browsers.open(rig.browsers.chrome, "http://www.scuola.it/orari");
     e().tickSitiVietatiConsentiti();
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "http://www.scuola.it/orari");
+    EXPECT_EQ(e().holders().chromeLastAccepted, "http://www.scuola.it/orari");
 
     rig.browsers.chrome.address = "https://video.example/";
     e().tickSitiVietatiConsentiti();
@@ -194,7 +194,7 @@ TEST_F(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
     EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"});
     EXPECT_EQ(rig.host.notices.back().text, "T0182 https://video.example/");
     EXPECT_EQ(rig.host.opened, Entries{"http://www.scuola.it/orari"});
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "");
+    EXPECT_EQ(e().holders().chromeLastAccepted, "");
     EXPECT_EQ(rig.loggedUrls(), Entries{"http://www.scuola.it/orari"}) << "a refused page is not logged";
 
     rig.browsers.open(rig.browsers.chrome, "https://altro.example/");

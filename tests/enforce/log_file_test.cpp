@@ -134,7 +134,7 @@ TEST(LogTimer, ALogThatCannotBeWrittenIsTriedAgainLaterAndStopsNothing) {
     rig.browsers.chrome.address = "http://b.it/";
     rig.clock.ms += VisitedSitesLog::kRetryMilliseconds - 1;
     rig.enforcement->tickLogSitiVisitati();
-    EXPECT_EQ(rig.enforcement->holders().UltimoSitoVisto, "http://b.it/") << "the timer went on";
+    EXPECT_EQ(rig.enforcement->holders().chromeLastLogged, "http://b.it/") << "the timer went on";
     const auto traced = platform::recentFailures();
     ASSERT_EQ(traced.size(), std::min(failures + 1, platform::kFailuresKept)) << "one attempt, traced once";
     EXPECT_NE(traced.back().what.find("cannot be opened"), std::string::npos) << traced.back().what;

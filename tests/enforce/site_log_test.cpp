@@ -161,7 +161,7 @@ TEST(LogTimer, LogsEachBrowsersChangesOnce) {
     EXPECT_EQ(rig.loggedUrls(),
               (Entries{"http://d.it/", "http://e.it/", "http://b.it/", "http://c.it/", "http://a.it/"}))
         << "Internet Explorer, Edge, Firefox (quotes removed), Chrome; the internal browser only when in use";
-    EXPECT_EQ(rig.enforcement->holders().lstWindows3, (Entries{"http://d.it/", "http://e.it/"}));
+    EXPECT_EQ(rig.enforcement->holders().explorerAddressesLogged, (Entries{"http://d.it/", "http://e.it/"}));
 
     // Away and back is a new visit; an Internet Explorer address is logged once a session.
     rig.browsers.chrome.address = "http://a.it/2";
@@ -175,7 +175,7 @@ TEST(LogTimer, LogsEachBrowsersChangesOnce) {
     rig.processes.running.clear();
     rig.enforcement->tickLogSitiVisitati();
     EXPECT_EQ(rig.loggedUrls().size(), 7u);
-    EXPECT_EQ(rig.enforcement->holders().UltimoSitoVisto, "");
+    EXPECT_EQ(rig.enforcement->holders().chromeLastLogged, "");
     rig.browsers.open(rig.browsers.chrome, "http://a.it/");
     rig.enforcement->tickLogSitiVisitati();
     EXPECT_EQ(rig.loggedUrls().size(), 8u);
