@@ -343,7 +343,7 @@ void Controller::putInUse(long long id) {
 
 void Controller::loadSchedule() {
     // A schedule that cannot be read is none: the program runs without it.
-    scheduleLoaded_ = schedule_ && store_.connection.isOpen() && schedule_->CaricaProfilo();
+    scheduleLoaded_ = schedule_ && store_.connection.isOpen() && schedule_->load();
 }
 
 void Controller::afterTimeSlotEditor() {

@@ -50,7 +50,7 @@ class TimeSlotSchedule {
 public:
     virtual ~TimeSlotSchedule() = default;
     // Reads the slots from the store; false when they could not be read.
-    [[nodiscard]] virtual bool CaricaProfilo() = 0;
+    [[nodiscard]] virtual bool load() = 0;
     // The profile the slots give the current time of day; 0 is none.
     [[nodiscard]] virtual long long profileForNow() = 0;
 };

@@ -1,5 +1,5 @@
 #pragma once
-// clsPeriodo: one copy of the Fasce record (three daily slots and the
+// DailySlots: one copy of the Fasce record (three daily slots and the
 // profile for the hours no slot covers), and the choice of the profile for a
 // time of day. Times are seconds since midnight; the date never counts.
 
@@ -24,64 +24,64 @@ inline constexpr int kSecondsPerDay = 24 * 60 * 60;
 // The stored form of a time of day: "HH:MM:SS".
 [[nodiscard]] std::string storedTimeText(int secondsOfDay);
 
-class clsPeriodo {
+class DailySlots {
 public:
-    struct Fascia {
-        int dalle = 0;  // start, inclusive
-        int alle = 0;   // end, inclusive
-        std::int32_t profilo = 0;
+    struct Slot {
+        int from = 0;  // start, inclusive
+        int to = 0;    // end, inclusive
+        std::int32_t profile = 0;
     };
 
     // Reads "SELECT Fasce.* FROM Fasce;". No row keeps the values as they
     // are (true); a row with a value that is no time, or a failed read,
     // keeps them too and answers false.
-    [[nodiscard]] bool CaricaProfilo(core::Database& db);
+    [[nodiscard]] bool load(core::Database& db);
 
     // The profile for `secondsOfDay`: slots 1 to 3 all tried, the highest
     // matching one wins; the fallback when none matches.
-    [[nodiscard]] long long profiloPerOra(int secondsOfDay) const;
+    [[nodiscard]] long long profileAt(int secondsOfDay) const;
 
-    [[nodiscard]] int Fascia1Dalle() const { return fasce_[0].dalle; }
-    void setFascia1Dalle(int v) { fasce_[0].dalle = v; }
-    [[nodiscard]] int Fascia1Alle() const { return fasce_[0].alle; }
-    void setFascia1Alle(int v) { fasce_[0].alle = v; }
-    [[nodiscard]] std::int32_t Fascia1Profilo() const { return fasce_[0].profilo; }
-    void setFascia1Profilo(std::int32_t v) { fasce_[0].profilo = v; }
-    [[nodiscard]] int Fascia2Dalle() const { return fasce_[1].dalle; }
-    void setFascia2Dalle(int v) { fasce_[1].dalle = v; }
-    [[nodiscard]] int Fascia2Alle() const { return fasce_[1].alle; }
-    void setFascia2Alle(int v) { fasce_[1].alle = v; }
-    [[nodiscard]] std::int32_t Fascia2Profilo() const { return fasce_[1].profilo; }
-    void setFascia2Profilo(std::int32_t v) { fasce_[1].profilo = v; }
-    [[nodiscard]] int Fascia3Dalle() const { return fasce_[2].dalle; }
-    void setFascia3Dalle(int v) { fasce_[2].dalle = v; }
-    [[nodiscard]] int Fascia3Alle() const { return fasce_[2].alle; }
-    void setFascia3Alle(int v) { fasce_[2].alle = v; }
-    [[nodiscard]] std::int32_t Fascia3Profilo() const { return fasce_[2].profilo; }
-    void setFascia3Profilo(std::int32_t v) { fasce_[2].profilo = v; }
-    [[nodiscard]] std::int32_t ProfiloFasceNonDefinite() const { return fallback_; }
-    void setProfiloFasceNonDefinite(std::int32_t v) { fallback_ = v; }
+    [[nodiscard]] int slot1From() const { return slots_[0].from; }
+    void setSlot1From(int v) { slots_[0].from = v; }
+    [[nodiscard]] int slot1To() const { return slots_[0].to; }
+    void setSlot1To(int v) { slots_[0].to = v; }
+    [[nodiscard]] std::int32_t slot1Profile() const { return slots_[0].profile; }
+    void setSlot1Profile(std::int32_t v) { slots_[0].profile = v; }
+    [[nodiscard]] int slot2From() const { return slots_[1].from; }
+    void setSlot2From(int v) { slots_[1].from = v; }
+    [[nodiscard]] int slot2To() const { return slots_[1].to; }
+    void setSlot2To(int v) { slots_[1].to = v; }
+    [[nodiscard]] std::int32_t slot2Profile() const { return slots_[1].profile; }
+    void setSlot2Profile(std::int32_t v) { slots_[1].profile = v; }
+    [[nodiscard]] int slot3From() const { return slots_[2].from; }
+    void setSlot3From(int v) { slots_[2].from = v; }
+    [[nodiscard]] int slot3To() const { return slots_[2].to; }
+    void setSlot3To(int v) { slots_[2].to = v; }
+    [[nodiscard]] std::int32_t slot3Profile() const { return slots_[2].profile; }
+    void setSlot3Profile(std::int32_t v) { slots_[2].profile = v; }
+    [[nodiscard]] std::int32_t fallbackProfile() const { return fallback_; }
+    void setFallbackProfile(std::int32_t v) { fallback_ = v; }
 
-    [[nodiscard]] const std::array<Fascia, 3>& fasce() const { return fasce_; }
+    [[nodiscard]] const std::array<Slot, 3>& slots() const { return slots_; }
 
 private:
-    std::array<Fascia, 3> fasce_{};
+    std::array<Slot, 3> slots_{};
     std::int32_t fallback_ = 0;
 };
 
-// The schedule as the controller holds it: a clsPeriodo over the shared
+// The schedule as the controller holds it: a DailySlots over the shared
 // connection, asked with the clock's time of day.
 class StoredSchedule final : public core::TimeSlotSchedule {
 public:
     StoredSchedule(core::Database& db, platform::Clock& clock) : db_(db), clock_(clock) {}
-    [[nodiscard]] bool CaricaProfilo() override;
+    [[nodiscard]] bool load() override;
     [[nodiscard]] long long profileForNow() override;
-    [[nodiscard]] const clsPeriodo& periodo() const { return periodo_; }
+    [[nodiscard]] const DailySlots& dailySlots() const { return slots_; }
 
 private:
     core::Database& db_;
     platform::Clock& clock_;
-    clsPeriodo periodo_;
+    DailySlots slots_;
 };
 
 }  // namespace ombrix::schedule

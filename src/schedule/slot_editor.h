@@ -35,9 +35,9 @@ namespace ombrix::schedule {
 // of each slot as typed, and the profile each combo shows by its identifier
 // (0 for the combo's empty entry, whatever a profile is called).
 struct SlotBoxes {
-    std::array<std::string, 3> dalle;  // txtFascia1Dalle ..
-    std::array<std::string, 3> alle;   // txtFascia1Alle ..
-    std::array<long long, 3> profilo{};  // cmbProfiloPeriodo1 ..
+    std::array<std::string, 3> from;     // txtFascia1Dalle ..
+    std::array<std::string, 3> to;       // txtFascia1Alle ..
+    std::array<long long, 3> profile{};  // cmbProfiloPeriodo1 ..
     long long fallback = 0;              // cmbProfilo
 };
 
@@ -48,10 +48,10 @@ struct SlotProfile {
 };
 
 // The box a refusal puts the focus on.
-enum class SlotBox { Dalle1, Alle1, Profilo1, Dalle2, Alle2, Profilo2, Dalle3, Alle3, Profilo3 };
-[[nodiscard]] SlotBox dalleBox(int slot);  // slot 0..2
-[[nodiscard]] SlotBox alleBox(int slot);
-[[nodiscard]] SlotBox profiloBox(int slot);
+enum class SlotBox { From1, To1, Profile1, From2, To2, Profile2, From3, To3, Profile3 };
+[[nodiscard]] SlotBox fromBox(int slot);  // slot 0..2
+[[nodiscard]] SlotBox toBox(int slot);
+[[nodiscard]] SlotBox profileBox(int slot);
 
 struct SlotRefusal {
     std::vector<MessageId> messages;  // shown joined by line breaks

@@ -7,7 +7,7 @@
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_machine_profile.h"
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 
 namespace ombrix::app {
 namespace {

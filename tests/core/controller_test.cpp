@@ -308,7 +308,7 @@ TEST_F(ControllerTest, NothingIsToldBeforeTheListsAreInForce) {
 // pupils' browsers would be ended mid-lesson): only the combo's choice does.
 TEST_F(ControllerTest, OnlyTheComboOpensTheHomePage) {
     struct Slots final : TimeSlotSchedule {
-        bool CaricaProfilo() override { return true; }
+        bool load() override { return true; }
         long long profileForNow() override { return 7; }
     } slots;
     sql("UPDATE Opzioni SET FasceOrarie = -1;"

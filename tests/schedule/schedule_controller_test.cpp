@@ -5,7 +5,7 @@
 #include "core/store.h"
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 #include "schedule/schedule_texts.h"
 
 namespace ombrix::schedule {

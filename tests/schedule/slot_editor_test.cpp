@@ -26,9 +26,9 @@ protected:
     SlotBoxes boxes(std::array<std::string, 9> v) const {
         SlotBoxes b;
         for (std::size_t i = 0; i < 3; ++i) {
-            b.dalle[i] = with(sep(), v[i * 3]);
-            b.alle[i] = with(sep(), v[i * 3 + 1]);
-            b.profilo[i] = v[i * 3 + 2].empty() ? 0 : std::stoll(v[i * 3 + 2]);
+            b.from[i] = with(sep(), v[i * 3]);
+            b.to[i] = with(sep(), v[i * 3 + 1]);
+            b.profile[i] = v[i * 3 + 2].empty() ? 0 : std::stoll(v[i * 3 + 2]);
         }
         return b;
     }
@@ -63,34 +63,34 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
     } cases[] = {
         {{}, {}, {}},
         {{"8:30", "12:00", P, "12:00", "13:00:30", P, "14:00", "23:59:59", ""}, {}, {}},
-        {{"8:3", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::Dalle1},
-        {{"", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::Dalle1},
-        {{"08:00", "24:00"}, msg::FirstSlotEndInvalid, SlotBox::Alle1},
-        {{"12:00", "08:00", P}, msg::FirstSlotStartNotBeforeEnd, SlotBox::Dalle1},
-        {{"12:00", "12:00"}, msg::FirstSlotStartNotBeforeEnd, SlotBox::Dalle1},
-        {{"", "", P}, msg::FirstSlotProfileWithoutTimes, SlotBox::Profilo1},
-        {{"", "", "", "13:00"}, msg::FillFirstSlotFirst, SlotBox::Dalle1},
-        {{"", "", "", "", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::Dalle1},
-        {{"08:00", "12:00", "", "1300", "14:00"}, msg::SecondSlotStartInvalid, SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "11:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"8:3", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::From1},
+        {{"", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::From1},
+        {{"08:00", "24:00"}, msg::FirstSlotEndInvalid, SlotBox::To1},
+        {{"12:00", "08:00", P}, msg::FirstSlotStartNotBeforeEnd, SlotBox::From1},
+        {{"12:00", "12:00"}, msg::FirstSlotStartNotBeforeEnd, SlotBox::From1},
+        {{"", "", P}, msg::FirstSlotProfileWithoutTimes, SlotBox::Profile1},
+        {{"", "", "", "13:00"}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"", "", "", "", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"08:00", "12:00", "", "1300", "14:00"}, msg::SecondSlotStartInvalid, SlotBox::From2},
+        {{"08:00", "12:00", "", "11:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         // Compared as times, not as texts: "9:00" comes before "12:00", "10:00" after "9:30".
-        {{"08:00", "12:00", "", "9:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "9:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         {{"08:00", "9:30", "", "10:00", "11:00"}, {}, {}},
         {{"08:00", "9:30", "", "09:30", "11:00"}, {}, {}},
-        {{"08:00", "9:30", "", "9:29:59", "11:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"08:00", "9:30", "", "9:29:59", "11:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         {{"08:00", "09:00", "", "10:00", "12:00", "", "9:30", "13:00"},
-         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "08:60"}, msg::SecondSlotEndInvalid, SlotBox::Alle2},
-        {{"08:00", "12:00", "", "13:00", "12:30"}, msg::SecondSlotStartNotBeforeEnd, SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "", "", P}, msg::SecondSlotProfileWithoutTimes, SlotBox::Profilo2},
-        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, msg::FillSecondSlotBeforeThird, SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, msg::ThirdSlotStartInvalid, SlotBox::Dalle3},
+         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::From3},
+        {{"08:00", "12:00", "", "12:00", "08:60"}, msg::SecondSlotEndInvalid, SlotBox::To2},
+        {{"08:00", "12:00", "", "13:00", "12:30"}, msg::SecondSlotStartNotBeforeEnd, SlotBox::From2},
+        {{"08:00", "12:00", "", "", "", P}, msg::SecondSlotProfileWithoutTimes, SlotBox::Profile2},
+        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, msg::FillSecondSlotBeforeThird, SlotBox::From2},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, msg::ThirdSlotStartInvalid, SlotBox::From3},
         {{"08:00", "12:00", "", "12:00", "13:00", "", "12:30", "15:00"},
-         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, msg::ThirdSlotEndInvalid, SlotBox::Alle3},
+         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::From3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, msg::ThirdSlotEndInvalid, SlotBox::To3},
         {{"08:00", "12:00", "", "12:00", "13:00", "", "15:00", "14:00"},
-         msg::ThirdSlotStartNotBeforeEnd, SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, msg::ThirdSlotProfileWithoutTimes, SlotBox::Profilo3},
+         msg::ThirdSlotStartNotBeforeEnd, SlotBox::From3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, msg::ThirdSlotProfileWithoutTimes, SlotBox::Profile3},
     };
     for (const auto& c : cases) {
         const auto refusal = ValidaFasce(boxes(c.boxes), sep(), false);
@@ -112,7 +112,7 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
     const auto none = ValidaFasce(boxes({}), sep(), true);
     ASSERT_TRUE(none);
     EXPECT_EQ(none->messages[0], msg::ScheduleNeedsFirstSlot);
-    EXPECT_EQ(none->focus, SlotBox::Dalle1);
+    EXPECT_EQ(none->focus, SlotBox::From1);
     EXPECT_FALSE(ValidaFasce(boxes({"08:00", "12:00"}), sep(), true));
 }
 
@@ -139,14 +139,14 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
     ASSERT_TRUE(db.exec("DELETE FROM Profili WHERE IDProfilo = 3;"));
     const auto read = readSlotBoxes(db, sep());
     ASSERT_TRUE(read);
-    EXPECT_EQ(read->dalle[0], with(sep(), "08:30"));
-    EXPECT_EQ(read->alle[1], with(sep(), "13:00:30"));
-    EXPECT_EQ(read->dalle[2], "");
-    EXPECT_EQ(read->profilo, (std::array<long long, 3>{4, 0, 0})) << "a profile that is gone shows the empty entry";
+    EXPECT_EQ(read->from[0], with(sep(), "08:30"));
+    EXPECT_EQ(read->to[1], with(sep(), "13:00:30"));
+    EXPECT_EQ(read->from[2], "");
+    EXPECT_EQ(read->profile, (std::array<long long, 3>{4, 0, 0})) << "a profile that is gone shows the empty entry";
     EXPECT_EQ(read->fallback, 1);
     EXPECT_TRUE(slotOneHasTimes(*read));
 
-    b.profilo[1] = 3;  // gone since
+    b.profile[1] = 3;  // gone since
     ASSERT_TRUE(SalvaFasce(db, b, sep()));
     EXPECT_EQ(db.scalar("SELECT quote(Fascia2Profilo) FROM Fasce;").toText(), "NULL");
 }

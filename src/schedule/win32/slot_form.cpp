@@ -15,8 +15,8 @@
 namespace ombrix::win32 {
 namespace {
 
-constexpr std::array<int, 3> kDalle = {IDC_TXTFASCIA1DALLE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA3DALLE};
-constexpr std::array<int, 3> kAlle = {IDC_TXTFASCIA1ALLE, IDC_TXTFASCIA2ALLE, IDC_TXTFASCIA3ALLE};
+constexpr std::array<int, 3> kFromBoxes = {IDC_TXTFASCIA1DALLE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA3DALLE};
+constexpr std::array<int, 3> kToBoxes = {IDC_TXTFASCIA1ALLE, IDC_TXTFASCIA2ALLE, IDC_TXTFASCIA3ALLE};
 // The three slots' combos, then the fallback's, in the order of their empty entries.
 constexpr std::array<int, 4> kCombos = {IDC_CMBPROFILOPERIODO1, IDC_CMBPROFILOPERIODO2, IDC_CMBPROFILOPERIODO3,
                                         IDC_CMBPROFILO};
@@ -32,8 +32,8 @@ int controlOf(schedule::SlotBox box) {
     const int i = static_cast<int>(box);
     const std::size_t slot = static_cast<std::size_t>(i / 3);
     switch (i % 3) {
-        case 0: return kDalle[slot];
-        case 1: return kAlle[slot];
+        case 0: return kFromBoxes[slot];
+        case 1: return kToBoxes[slot];
         default: return kCombos[slot];
     }
 }
@@ -51,9 +51,9 @@ long long chosenProfile(HWND combo) {
 schedule::SlotBoxes readBoxes(HWND dialog) {
     schedule::SlotBoxes b;
     for (std::size_t i = 0; i < 3; ++i) {
-        b.dalle[i] = text(dialog, kDalle[i]);
-        b.alle[i] = text(dialog, kAlle[i]);
-        b.profilo[i] = chosenProfile(GetDlgItem(dialog, kCombos[i]));
+        b.from[i] = text(dialog, kFromBoxes[i]);
+        b.to[i] = text(dialog, kToBoxes[i]);
+        b.profile[i] = chosenProfile(GetDlgItem(dialog, kCombos[i]));
     }
     b.fallback = chosenProfile(GetDlgItem(dialog, kCombos[3]));
     return b;
@@ -98,9 +98,9 @@ void load(HWND dialog, State& st) {
     }
     if (const auto boxes = schedule::readSlotBoxes(st.context.db, st.separator)) {
         for (std::size_t i = 0; i < 3; ++i) {
-            setWindowText(GetDlgItem(dialog, kDalle[i]), boxes->dalle[i]);
-            setWindowText(GetDlgItem(dialog, kAlle[i]), boxes->alle[i]);
-            selectProfile(GetDlgItem(dialog, kCombos[i]), boxes->profilo[i]);
+            setWindowText(GetDlgItem(dialog, kFromBoxes[i]), boxes->from[i]);
+            setWindowText(GetDlgItem(dialog, kToBoxes[i]), boxes->to[i]);
+            selectProfile(GetDlgItem(dialog, kCombos[i]), boxes->profile[i]);
         }
         selectProfile(GetDlgItem(dialog, kCombos[3]), boxes->fallback);
     }
@@ -167,7 +167,7 @@ void switchClicked(HWND dialog, State& st) {
 
 bool isTimeBox(int id) {
     for (std::size_t i = 0; i < 3; ++i) {
-        if (id == kDalle[i] || id == kAlle[i]) return true;
+        if (id == kFromBoxes[i] || id == kToBoxes[i]) return true;
     }
     return false;
 }
