@@ -66,7 +66,7 @@ void ProgramHost::ApriPagina(const std::string& address) {
 }
 
 void ProgramHost::launchStartPage() {
-    const std::string page = p_.controller.switches().paginaPredefinita;
+    const std::string page = p_.controller.switches().homePage;
     if (!trimBlanks(page).empty()) ApriPagina(page);
 }
 

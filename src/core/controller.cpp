@@ -264,15 +264,15 @@ bool Controller::storeBack() {
 
 AppliedProfile Controller::lostStoreProfile() {
     AppliedProfile lost;
-    lost.switches.bloccaDownload = true;
-    lost.switches.protezioneMassima = true;
+    lost.switches.blockDownloads = true;
+    lost.switches.maxProtection = true;
     lost.switches.kiosk = lastRunLockedShell_;
     // Only what restricts more: its printer and home page are the journal's business.
     if (store_.connection.isOpen()) {
         const ProfileSwitches last = readProfileSwitches(store_.connection, profileInUse_).switches;
         lost.switches.kiosk = lost.switches.kiosk || last.kiosk;
-        lost.switches.tastoStartDisabilitato = last.tastoStartDisabilitato;
-        lost.switches.utilizzaBrowserInterno = last.utilizzaBrowserInterno;
+        lost.switches.startDisabled = last.startDisabled;
+        lost.switches.internalBrowser = last.internalBrowser;
     }
     return lost;
 }
@@ -652,7 +652,7 @@ void Controller::onMinimised() {
 }
 
 void Controller::VisualizzaMessaggio(const std::string& text, int kind) {
-    if (switches_.nascondiMessaggiNotifica || trimBlanks(text).empty()) return;
+    if (switches_.hideMessages || trimBlanks(text).empty()) return;
     const MessageId heading = kind == 1   ? msg::NoticeTitleSiteBlocked
                               : kind == 2 ? msg::NoticeTitleProgramClosed
                               : kind == 3 ? msg::NoticeTitleWindowClosed

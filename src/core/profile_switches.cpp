@@ -15,16 +15,16 @@ AppliedProfile readProfileSwitches(Database& db, long long profileId) {
     auto text = [&](int c) { return ValoreNonNullo(q.column(c)).toText(); };
     auto flag = [&](int c) { return ValoreNonNullo(q.column(c), Value::boolean(false)).toBool(); };
     ProfileSwitches& s = applied.switches;
-    s.stampantePredefinita = text(0);
-    s.paginaPredefinita = text(1);
-    s.bloccaDownload = flag(2);
+    s.printer = text(0);
+    s.homePage = text(1);
+    s.blockDownloads = flag(2);
     s.kiosk = flag(3);
-    s.tastoStartDisabilitato = flag(4);
-    s.utilizzaBrowserInterno = flag(5);
-    s.nascondiMessaggiNotifica = flag(6);
-    s.protezioneMassima = flag(7);
-    s.apriPaginaInizialeATuttoSchermo = flag(8);
-    applied.homePagePending = !trimBlanks(s.paginaPredefinita).empty();
+    s.startDisabled = flag(4);
+    s.internalBrowser = flag(5);
+    s.hideMessages = flag(6);
+    s.maxProtection = flag(7);
+    s.fullScreen = flag(8);
+    applied.homePagePending = !trimBlanks(s.homePage).empty();
     return applied;
 }
 

@@ -9,15 +9,15 @@
 namespace ombrix::core {
 
 struct ProfileSwitches {
-    std::string stampantePredefinita;           // StampantePredefinita: printer to make the default
-    std::string paginaPredefinita;              // PaginaPredefinita: the home page
-    bool bloccaDownload = false;                // BloccaDownload
-    bool kiosk = false;                         // Kiosk
-    bool tastoStartDisabilitato = false;        // TastoStartDisabilitato
-    bool utilizzaBrowserInterno = false;        // UtilizzaBrowserInterno
-    bool nascondiMessaggiNotifica = false;      // NascondiMessaggiNotifica
-    bool protezioneMassima = false;             // ProtezioneMassima
-    bool apriPaginaInizialeATuttoSchermo = false;  // ApriPaginaInizialeATuttoSchermo
+    std::string printer;           // StampantePredefinita: printer to make the default
+    std::string homePage;          // PaginaPredefinita: the home page
+    bool blockDownloads = false;   // BloccaDownload
+    bool kiosk = false;            // Kiosk
+    bool startDisabled = false;    // TastoStartDisabilitato
+    bool internalBrowser = false;  // UtilizzaBrowserInterno
+    bool hideMessages = false;     // NascondiMessaggiNotifica
+    bool maxProtection = false;    // ProtezioneMassima
+    bool fullScreen = false;       // ApriPaginaInizialeATuttoSchermo
 };
 
 struct AppliedProfile {

@@ -79,7 +79,7 @@ void Enforcement::CaricaProcessiVietati() {
     // Nothing loaded yet: what could be read, and the names the switches add.
     std::vector<std::string> names = std::move(loaded.value);
     const bool siteTimer = m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti);
-    if (profile_.switches.utilizzaBrowserInterno) {
+    if (profile_.switches.internalBrowser) {
         names.insert(names.end(), kInternalBrowserOnly.begin(), kInternalBrowserOnly.end());
     } else if (siteTimer) {
         names.insert(names.end(), kUnreadBrowsers.begin(), kUnreadBrowsers.end());
@@ -101,7 +101,7 @@ void Enforcement::CaricaFinestreVietate() {
     if (read || !windowsLoaded_) {
         windowsLoaded_ = windowsLoaded_ || read;
         std::vector<std::string> titles = std::move(loaded.value);
-        if (profile_.switches.bloccaDownload) titles.emplace_back(kDownloadTitle);
+        if (profile_.switches.blockDownloads) titles.emplace_back(kDownloadTitle);
         if (m_.host.timeSlotScheduleInForce()) titles.insert(titles.end(), kClockTitles.begin(), kClockTitles.end());
         titles.insert(titles.end(), kBrowserPromptTitles.begin(), kBrowserPromptTitles.end());
         titles.emplace_back();  // the spare element

@@ -36,7 +36,7 @@ public:
     void CaricaProcessiVietati() override;
     void CaricaFinestreVietate() override;
     void forgetLastAddress() override { profile_.holders.chromeLastLogged.clear(); }
-    void clearInternalBrowser() override { profile_.switches.utilizzaBrowserInterno = false; }
+    void clearInternalBrowser() override { profile_.switches.internalBrowser = false; }
     void liftForShutdown() override { liftedForShutdown_ = true; }
     // Told the site list in force after each load (the browsers' policies).
     void setBrowserPolicies(core::BrowserPolicySink* sink) { policies_ = sink; }

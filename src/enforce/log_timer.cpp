@@ -16,7 +16,7 @@ void LogTimer::tick() noexcept {
     Holders& h = p_.holders;
     platform::guarded([&] {
         std::vector<std::string> addresses = indirizziShell(m_.browsers.ElencoFinestreShell());
-        if (p_.switches.utilizzaBrowserInterno) {
+        if (p_.switches.internalBrowser) {
             const std::vector<std::string> internal = m_.host.internalBrowserAddresses();
             addresses.insert(addresses.end(), internal.begin(), internal.end());
         }

@@ -35,11 +35,11 @@ void ProcessTimer::tick() noexcept {
             }
             // Only the first browser of a tick is handed over.
             if (browserGestito_) return;
-            if (p_.switches.protezioneMassima && isOneOf(lowered, {"chrome.exe", "safari.exe", "microsoftedge.exe"})) {
+            if (p_.switches.maxProtection && isOneOf(lowered, {"chrome.exe", "safari.exe", "microsoftedge.exe"})) {
                 return;
             }
             killForbiddenUntilGone(name);
-            if (p_.switches.utilizzaBrowserInterno) {
+            if (p_.switches.internalBrowser) {
                 if (m_.host.internalBrowserWindowCount() < 5) m_.host.openInternalBrowser();
             } else if (isOneOf(lowered, {"opera.exe", "safari.exe", "chrome.exe", "microsoftedge.exe"})) {
                 if (m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti)) m_.host.launchStartPage();

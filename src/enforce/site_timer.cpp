@@ -223,7 +223,7 @@ void SiteTimer::tick() noexcept {
     platform::guarded([&] { BloccaSitiDaElencoVietatiChrome(); });
     platform::guarded([&] { BloccaSitiDaElencoVietatiEdge(); });
     platform::guarded([&] { BloccaSitiDaElencoVietatiFirefox(); });
-    if (p_.switches.protezioneMassima) platform::guarded([&] { ChiudiFinestreConSitiVietati(); });
+    if (p_.switches.maxProtection) platform::guarded([&] { ChiudiFinestreConSitiVietati(); });
     platform::guarded([&] { BloccaSitiVietatiIEFinestre(); });
 }
 

@@ -80,7 +80,7 @@ public:
     // list) or does not allow it (allowed list); with no profile in use
     // everything is written. The site and the log timer both write.
     void MemorizzaSitoVisitato(const std::string& url);
-    [[nodiscard]] std::string startPage() const { return p_.switches.paginaPredefinita; }
+    [[nodiscard]] std::string startPage() const { return p_.switches.homePage; }
 
 protected:
     ~TimerPart() = default;

@@ -229,7 +229,7 @@ void MachineSettings::applyTaskbarFlags(const ProfileSwitches& switches) {
     // Kiosk first: with both switches on, the desktop is hidden as well.
     if (switches.kiosk) {
         lockDesktop(true, true);
-    } else if (switches.tastoStartDisabilitato) {
+    } else if (switches.startDisabled) {
         lockDesktop(false, true);
     } else {
         lockDesktop(false, false);
@@ -238,15 +238,15 @@ void MachineSettings::applyTaskbarFlags(const ProfileSwitches& switches) {
 
 void MachineSettings::applyToMachine(const ProfileSwitches& switches) {
     // Each step on its own: one that fails leaves the others to run.
-    const std::string printer(trimBlanks(switches.stampantePredefinita));
+    const std::string printer(trimBlanks(switches.printer));
     if (!printer.empty()) platform::guarded([&] { ImpostaStampantePredefinita(printer); });
-    const std::string page(trimBlanks(switches.paginaPredefinita));
+    const std::string page(trimBlanks(switches.homePage));
     if (!page.empty() && !homePageIsProgram(page)) {
-        platform::guarded([&] { ImpostaPaginaIniziale(switches.paginaPredefinita); });
-        platform::guarded([&] { setFirefoxHomePage(switches.paginaPredefinita); });
+        platform::guarded([&] { ImpostaPaginaIniziale(switches.homePage); });
+        platform::guarded([&] { setFirefoxHomePage(switches.homePage); });
     }
     platform::guarded([&] {
-        writeDword(RegRoot::CurrentUser, kZone3, kDownloadValue, switches.bloccaDownload ? 3 : 0);
+        writeDword(RegRoot::CurrentUser, kZone3, kDownloadValue, switches.blockDownloads ? 3 : 0);
     });
     platform::guarded([&] { applyTaskbarFlags(switches); });
 }
@@ -366,11 +366,11 @@ void MachineSettings::tickLanciaPaginaIniziale(const ProfileSwitches& switches) 
     for (const char* browser : {"iexplore.exe", "chrome.exe", "firefox.exe"}) {
         platform::killUntilGone(m_.processes, m_.pump, browser);
     }
-    const std::string page(trimBlanks(switches.paginaPredefinita));
+    const std::string page(trimBlanks(switches.homePage));
     if (!page.empty()) {
         if (homePageIsProgram(page)) {
             m_.shell.run(page, kMinimisedFocus);
-        } else if (switches.apriPaginaInizialeATuttoSchermo) {
+        } else if (switches.fullScreen) {
             ApriPaginaWeb(page, true);
             m_.desktop.fullScreen();
         } else {

@@ -65,7 +65,7 @@ protected:
         // Every page is blocked, whatever the profile's own list.
         EXPECT_TRUE(enforcement.SitiConsentiti());
         EXPECT_EQ(enforcement.ElencoSiti().size(), 0u);
-        EXPECT_TRUE(controller.switches().bloccaDownload);
+        EXPECT_TRUE(controller.switches().blockDownloads);
     }
 };
 

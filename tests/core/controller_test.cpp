@@ -230,7 +230,7 @@ TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
         EXPECT_TRUE(dialogs.prompts.empty()) << "no folder picker";
         EXPECT_EQ(journal.count("view options"), 0);
         EXPECT_TRUE(journal.inOrder({"lists profile -1", "load sites -1", "tmrKillTaskManager on"}));
-        EXPECT_TRUE(controller().switches().bloccaDownload);
+        EXPECT_TRUE(controller().switches().blockDownloads);
         EXPECT_FALSE(controller().login("segreta"));
         controller().showWaitingNotices();
         EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreLost);

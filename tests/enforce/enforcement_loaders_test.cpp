@@ -122,7 +122,7 @@ TEST(ProcessLoader, AddsBrowsersByInternalBrowserAndSiteTimer) {
         test::EnforcementRig rig;
         rig.addProfile(2, true, c.sites, c.rows);
         core::ProfileSwitches s;
-        s.utilizzaBrowserInterno = c.internalBrowser;
+        s.internalBrowser = c.internalBrowser;
         rig.use(2, s);
         EXPECT_EQ(rig.timers.isEnabled(TimerId::ProcessiVietati), !c.expected.empty()) << c.name;
         EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()), c.expected) << c.name;
@@ -134,7 +134,7 @@ TEST(WindowLoader, AppendsDownloadClockAndSilentPromptsAndIsAlwaysOn) {
     rig.addProfile(2, true, {}, {}, {"Prompt dei comandi"});
     rig.host.schedule = true;
     core::ProfileSwitches s;
-    s.bloccaDownload = true;
+    s.blockDownloads = true;
     rig.use(2, s);
     EXPECT_TRUE(rig.timers.isEnabled(TimerId::ChiudiFinestre));
     EXPECT_EQ(namesOf(rig.enforcement->ElencoFinestre()),

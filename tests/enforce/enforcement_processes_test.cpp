@@ -103,7 +103,7 @@ TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
 
 TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
     core::ProfileSwitches s;
-    s.protezioneMassima = true;
+    s.maxProtection = true;
     useProfile({"chrome.exe", "firefox.exe"}, false, s);
     rig.processes.start("chrome.exe", 1);
     rig.processes.start("firefox.exe", 1);
@@ -115,7 +115,7 @@ TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
 
 TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
     core::ProfileSwitches s;
-    s.utilizzaBrowserInterno = true;
+    s.internalBrowser = true;
     useProfile({}, false, s);
     rig.host.internalWindows = 4;
     rig.processes.start("firefox.exe");

@@ -15,7 +15,7 @@ protected:
     ListTest(bool sitiProibiti, const std::vector<std::string>& sites) {
         rig.addProfile(2, sitiProibiti, sites);
         core::ProfileSwitches s;
-        s.paginaPredefinita = "http://scuola.it/";
+        s.homePage = "http://scuola.it/";
         rig.use(2, s);
         rig.journal.entries.clear();
     }
@@ -125,7 +125,7 @@ TEST_F(ForbiddenList, EdgeKeepsItsOwnHolders) {
 
 TEST_F(ForbiddenList, MaximumProtectionClosesWindowsWhoseTitleHoldsAKeyword) {
     core::ProfileSwitches s;
-    s.protezioneMassima = true;
+    s.maxProtection = true;
     rig.use(2, s);
     rig.windows.add("Casino Royale - Google Chrome");
     rig.windows.add("  Il mio CASINO  ");

@@ -189,7 +189,7 @@ TEST(LogTimer, LogsEachBrowsersChangesOnce) {
 TEST(LogTimer, InternalBrowserWindowsWhenInUse) {
     test::EnforcementRig rig;
     core::ProfileSwitches s;
-    s.utilizzaBrowserInterno = true;
+    s.internalBrowser = true;
     rig.use(0, s);
     rig.host.log = true;
     rig.host.internalAddresses = {"http://f.it/", "http://g.it/"};

@@ -94,9 +94,9 @@ struct Rig {
 
 ProfileSwitches lockingProfile(const char* page = "http://foreign/") {
     ProfileSwitches p;
-    p.stampantePredefinita = " New ";
-    p.paginaPredefinita = page;
-    p.bloccaDownload = p.kiosk = true;
+    p.printer = " New ";
+    p.homePage = page;
+    p.blockDownloads = p.kiosk = true;
     return p;
 }
 
@@ -166,9 +166,9 @@ TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
 TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {
     Rig rig;
     ProfileSwitches p;
-    p.paginaPredefinita = "C:\\giochi\\avvia.BAT";
-    p.stampantePredefinita = "Missing";
-    p.tastoStartDisabilitato = true;
+    p.homePage = "C:\\giochi\\avvia.BAT";
+    p.printer = "Missing";
+    p.startDisabled = true;
     rig.settings->rememberSettings();
     rig.settings->applyToMachine(p);
     EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://school/");
@@ -215,8 +215,8 @@ TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersThenOpensTheHomePage) {
         for (const char* name : {"chrome.exe", "iexplorer.exe", "iexplore.exe"}) rig.processes.start(name);
         rig.processes.start("firefox.exe", 1);
         ProfileSwitches p;
-        p.paginaPredefinita = c.page;
-        p.apriPaginaInizialeATuttoSchermo = c.fullScreen;
+        p.homePage = c.page;
+        p.fullScreen = c.fullScreen;
         rig.settings->tickLanciaPaginaIniziale(p);
         std::vector<std::string> expected = {"kill iexplorer.exe", "kill iexplore.exe", "kill chrome.exe",
                                              "kill firefox.exe", "kill firefox.exe"};

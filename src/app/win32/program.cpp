@@ -115,13 +115,13 @@ int Program::run() {
 lockdown::KioskSwitches Program::kioskSwitches() {
     // On the way out the on-screen keyboard is no longer asked for.
     const core::ProfileSwitches& s = controller_.switches();
-    return {s.kiosk, s.tastoStartDisabilitato, s.apriPaginaInizialeATuttoSchermo,
+    return {s.kiosk, s.startDisabled, s.fullScreen,
             !controller_.shuttingDown() && form_.virtualKeyboardChecked()};
 }
 
 ApplicationBarContext::Switches Program::barSwitches() {
     const core::ProfileSwitches& s = controller_.switches();
-    return {s.utilizzaBrowserInterno, s.apriPaginaInizialeATuttoSchermo, s.paginaPredefinita};
+    return {s.internalBrowser, s.fullScreen, s.homePage};
 }
 
 std::optional<RECT> Program::internalBrowserPlace() {
