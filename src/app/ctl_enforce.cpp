@@ -29,17 +29,17 @@ int cmdCheck(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 2) return s.usage("check takes a PROFILE and an ADDRESS (or - to read addresses)");
     const std::optional<long long> id = resolveProfile(s, args[0]);
     if (!id) return kRefused;
-    const auto proibiti = enforce::readSitiProibiti(s.db(), *id);
-    if (!proibiti.ok()) return cannotRead(s, proibiti.error);
-    if (!proibiti.value) {
+    const auto forbiddenList = enforce::readForbiddenListSwitch(s.db(), *id);
+    if (!forbiddenList.ok()) return cannotRead(s, forbiddenList.error);
+    if (!forbiddenList.value) {
         s.err() << "ombrixctl: no profile is named " << printable(args[0]) << "\n";
         return kRefused;
     }
     const auto list = enforce::loadSiteList(s.db(), *id);
     if (!list.ok()) return cannotRead(s, list.error);
-    const bool sitiConsentiti = !*proibiti.value;
+    const bool allowedList = !*forbiddenList.value;
     auto judge = [&](std::string_view address) {
-        const enforce::Verdict v = enforce::verdictAsChrome(list.value, sitiConsentiti, address);
+        const enforce::Verdict v = enforce::verdictAsChrome(list.value, allowedList, address);
         std::ostream& out = s.out();
         out << (v.blocked ? "blocked" : "allowed");
         if (v.message) out << ' ' << v.message;
@@ -102,7 +102,7 @@ int logShow(Session& s, const std::vector<std::string>& args) {
     const auto to = toText ? enforce::parseLogDate(*toText) : std::nullopt;
     const auto rows = enforce::readLog(log, from, to);
     if (!rows) return s.refuse(msg::LogCannotBeRead, log.lastError());
-    for (const auto& r : *rows) s.out() << printable(r.dataOra) << '\t' << printable(r.url) << '\n';
+    for (const auto& r : *rows) s.out() << printable(r.dateTime) << '\t' << printable(r.url) << '\n';
     return kOk;
 }
 

@@ -41,11 +41,11 @@ void tellEmptyFallback(Session& s, const schedule::SlotBoxes& boxes) {
 
 // Validates as the editor does, then stores; nothing is written on a refusal.
 int validateAndSave(Session& s, const schedule::SlotBoxes& boxes) {
-    if (const auto refusal = schedule::ValidaFasce(boxes, kSeparator, schedule::readScheduleSwitch(s.db()))) {
+    if (const auto refusal = schedule::validateSlots(boxes, kSeparator, schedule::readScheduleSwitch(s.db()))) {
         for (const MessageId id : refusal->messages) s.refuse(id);
         return kRefused;
     }
-    if (!schedule::SalvaFasce(s.db(), boxes, kSeparator)) {
+    if (!schedule::saveSlots(s.db(), boxes, kSeparator)) {
         s.err() << "ombrixctl: cannot write the time slots: " << s.db().lastError() << "\n";
         return kRefused;
     }

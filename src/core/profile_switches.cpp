@@ -12,8 +12,8 @@ AppliedProfile readProfileSwitches(Database& db, long long profileId) {
         "Profili.ProtezioneMassima, Profili.ApriPaginaInizialeATuttoSchermo FROM Profili "
         "WHERE Profili.IDProfilo = ? ORDER BY rowid LIMIT 1;");
     if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId))) || !q.step()) return applied;
-    auto text = [&](int c) { return ValoreNonNullo(q.column(c)).toText(); };
-    auto flag = [&](int c) { return ValoreNonNullo(q.column(c), Value::boolean(false)).toBool(); };
+    auto text = [&](int c) { return valueOrDefault(q.column(c)).toText(); };
+    auto flag = [&](int c) { return valueOrDefault(q.column(c), Value::boolean(false)).toBool(); };
     ProfileSwitches& s = applied.switches;
     s.printer = text(0);
     s.homePage = text(1);

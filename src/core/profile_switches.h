@@ -22,7 +22,7 @@ struct ProfileSwitches {
 
 struct AppliedProfile {
     ProfileSwitches switches;
-    // A home page (an address or a program) is to be opened by TimerId::LanciaPaginaIniziale.
+    // A home page (an address or a program) is to be opened by TimerId::LaunchHomePage.
     bool homePagePending = false;
 };
 
@@ -43,9 +43,9 @@ public:
     virtual ~ProfileLists() = default;
     // The profile just put in use and its switches.
     virtual void setProfile(long long profileId, const ProfileSwitches& switches) = 0;
-    virtual void CaricaSitiVietatiConsentiti(long long profileId) = 0;
-    virtual void CaricaProcessiVietati() = 0;
-    virtual void CaricaFinestreVietate() = 0;
+    virtual void loadSites(long long profileId) = 0;
+    virtual void loadForbiddenProcesses() = 0;
+    virtual void loadForbiddenWindows() = 0;
     // Forgets the last address seen, so the next one is logged again.
     virtual void forgetLastAddress() = 0;
     // The internal browser is no longer to be used (shutdown).

@@ -15,7 +15,7 @@ void LogTimer::tick() noexcept {
     if (!on) return;
     Holders& h = p_.holders;
     platform::guarded([&] {
-        std::vector<std::string> addresses = indirizziShell(m_.browsers.ElencoFinestreShell());
+        std::vector<std::string> addresses = shellAddresses(m_.browsers.shellWindowAddresses());
         if (p_.switches.internalBrowser) {
             const std::vector<std::string> internal = m_.host.internalBrowserAddresses();
             addresses.insert(addresses.end(), internal.begin(), internal.end());
@@ -24,31 +24,31 @@ void LogTimer::tick() noexcept {
             auto& logged = h.explorerAddressesLogged;
             if (std::find(logged.begin(), logged.end(), a) != logged.end()) continue;
             logged.push_back(a);
-            MemorizzaSitoVisitato(a);
+            logVisitedSite(a);
         }
     });
     // Each address is remembered before it is written, and written from a
     // copy: writing lets events run, and the site timer ticking meanwhile
     // reads into the same holders and must find the address already seen.
     platform::guarded([&] {
-        h.edgeAddress = m_.browsers.IndirizzoEdge();
+        h.edgeAddress = m_.browsers.readEdgeAddress();
         if (!h.edgeAddress.empty() && h.edgeAddress != h.edgeLastLogged) {
             const std::string address = h.edgeLastLogged = h.edgeAddress;
-            MemorizzaSitoVisitato(address);
+            logVisitedSite(address);
         }
     });
     platform::guarded([&] {
-        h.firefoxAddress = withoutQuotes(m_.browsers.IndirizzoFirefox());
+        h.firefoxAddress = withoutQuotes(m_.browsers.readFirefoxAddress());
         if (h.firefoxAddress != h.firefoxLastLogged) {
             const std::string address = h.firefoxLastLogged = h.firefoxAddress;
-            MemorizzaSitoVisitato(address);
+            logVisitedSite(address);
         }
     });
     platform::guarded([&] {
-        h.chromeAddress = m_.browsers.IndirizzoChrome();
+        h.chromeAddress = m_.browsers.readChromeAddress();
         if (h.chromeAddress != h.chromeLastLogged) {
             const std::string address = h.chromeLastLogged = h.chromeAddress;
-            MemorizzaSitoVisitato(address);
+            logVisitedSite(address);
         }
     });
 }

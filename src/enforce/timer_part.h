@@ -53,11 +53,11 @@ struct Holders {
 // The profile in use as the three loaders left it.
 struct EnforcedProfile {
     core::ProfileSwitches switches;
-    SiteList elencoSiti;
-    bool sitiConsentiti = false;
+    SiteList sites;
+    bool allowedList = false;
     // With the spare element: the names are [0, size() - 1).
-    std::vector<std::string> elencoProcessi{std::string()};
-    std::vector<std::string> elencoFinestre{std::string()};
+    std::vector<std::string> processNames{std::string()};
+    std::vector<std::string> windowTitles{std::string()};
     Holders holders;
 };
 
@@ -79,7 +79,7 @@ public:
     // Writes one visited address, unless the site list forbids it (forbidden
     // list) or does not allow it (allowed list); with no profile in use
     // everything is written. The site and the log timer both write.
-    void MemorizzaSitoVisitato(const std::string& url);
+    void logVisitedSite(const std::string& url);
     [[nodiscard]] std::string startPage() const { return p_.switches.homePage; }
 
 protected:

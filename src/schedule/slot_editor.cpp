@@ -66,7 +66,7 @@ core::Value storedProfile(core::Database& db, long long id) {
 
 }  // namespace
 
-bool OrarioValido(const std::string& text, char sep) {
+bool isValidTime(const std::string& text, char sep) {
     const std::string_view t = trimBlanks(text);
     if (t.size() < 4 || t.size() > 8) return false;
     const std::size_t first = t.find(sep);
@@ -109,7 +109,7 @@ std::string boxText(int secondsOfDay, char sep) {
 }
 
 std::optional<int> timeOfDay(const std::string& text, char sep) {
-    if (!OrarioValido(text, sep)) return std::nullopt;
+    if (!isValidTime(text, sep)) return std::nullopt;
     return secondsOf(text, sep);
 }
 
@@ -118,11 +118,11 @@ SlotBox toBox(int slot) { return static_cast<SlotBox>(slot * 3 + 1); }
 SlotBox profileBox(int slot) { return static_cast<SlotBox>(slot * 3 + 2); }
 
 std::array<std::string, 4> emptyEntries(Language& language) {
-    return {language.TestoMessaggio(msg::NoProfileFirstSlot), language.TestoMessaggio(msg::NoProfileSecondSlot),
-            language.TestoMessaggio(msg::NoProfileThirdSlot), language.TestoMessaggio(msg::NoProfileFallback)};
+    return {language.messageText(msg::NoProfileFirstSlot), language.messageText(msg::NoProfileSecondSlot),
+            language.messageText(msg::NoProfileThirdSlot), language.messageText(msg::NoProfileFallback)};
 }
 
-std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, bool scheduleOn) {
+std::optional<SlotRefusal> validateSlots(const SlotBoxes& b, char sep, bool scheduleOn) {
     if (given(b.from[0]) || given(b.to[0])) {
         if (auto r = checkTimes(0, {b.from[0], b.to[0]}, nullptr, sep,
                                 {msg::FirstSlotStartInvalid, msg::FirstSlotStartHowToWrite, msg::FirstSlotStartRanges},
@@ -172,7 +172,7 @@ std::string refusalText(const SlotRefusal& refusal, Language& language) {
     std::string text;
     for (const MessageId id : refusal.messages) {
         if (!text.empty()) text += "\n";
-        text += language.TestoMessaggio(id);
+        text += language.messageText(id);
     }
     return text;
 }
@@ -180,7 +180,7 @@ std::string refusalText(const SlotRefusal& refusal, Language& language) {
 std::vector<SlotProfile> profileChoices(core::Database& db) {
     std::vector<SlotProfile> profiles;
     core::Statement q = db.prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
-    while (q.step()) profiles.push_back({q.column(0).toInteger(), core::ValoreNonNullo(q.column(1)).toText()});
+    while (q.step()) profiles.push_back({q.column(0).toInteger(), core::valueOrDefault(q.column(1)).toText()});
     return profiles;
 }
 
@@ -211,7 +211,7 @@ std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char sep) {
     return boxes;
 }
 
-bool SalvaFasce(core::Database& db, const SlotBoxes& b, char sep) {
+bool saveSlots(core::Database& db, const SlotBoxes& b, char sep) {
     std::vector<core::Value> values;
     for (std::size_t i = 0; i < 3; ++i) {
         values.push_back(storedTime(b.from[i], sep));
@@ -242,7 +242,7 @@ bool SalvaFasce(core::Database& db, const SlotBoxes& b, char sep) {
 bool slotOneHasTimes(const SlotBoxes& boxes) { return given(boxes.from[0]) || given(boxes.to[0]); }
 
 bool readScheduleSwitch(core::Database& db) {
-    return core::ValoreNonNullo(core::ReadField(db, "Opzioni", "FasceOrarie", core::kOptionsRow),
+    return core::valueOrDefault(core::ReadField(db, "Opzioni", "FasceOrarie", core::kOptionsRow),
                                 core::Value::boolean(false))
         .toBool();
 }

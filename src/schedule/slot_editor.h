@@ -20,10 +20,10 @@ namespace ombrix::schedule {
 
 // A time as typed, with the locale's time separator: H:MM, HH:MM, H:MM:SS or
 // HH:MM:SS, hours up to 23, minutes and seconds up to 59.
-[[nodiscard]] bool OrarioValido(const std::string& text, char separator);
-// Seconds since midnight of a text OrarioValido accepts.
+[[nodiscard]] bool isValidTime(const std::string& text, char separator);
+// Seconds since midnight of a text isValidTime accepts.
 [[nodiscard]] int secondsOf(const std::string& text, char separator);
-// Seconds since midnight of a time as typed; nullopt when OrarioValido
+// Seconds since midnight of a time as typed; nullopt when isValidTime
 // refuses it. Times are compared only so, never as texts ("9:00" is before
 // "12:00").
 [[nodiscard]] std::optional<int> timeOfDay(const std::string& text, char separator);
@@ -64,7 +64,7 @@ struct SlotRefusal {
 
 // The checks before saving, in their fixed order; the first failure.
 // `scheduleOn`: the switch is on, which needs slot 1's times.
-[[nodiscard]] std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& boxes, char separator, bool scheduleOn);
+[[nodiscard]] std::optional<SlotRefusal> validateSlots(const SlotBoxes& boxes, char separator, bool scheduleOn);
 // The refusal's texts, joined by line breaks.
 [[nodiscard]] std::string refusalText(const SlotRefusal& refusal, Language& language);
 
@@ -76,11 +76,11 @@ struct SlotRefusal {
 // profile that is gone). nullopt when it cannot be read.
 [[nodiscard]] std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char separator);
 
-// Writes boxes that passed ValidaFasce into the Fasce record, in one
+// Writes boxes that passed validateSlots into the Fasce record, in one
 // transaction: each time as "HH:MM:SS" (Null when empty), each profile as
 // its identifier (Null for the empty entry or a profile that is gone). False,
 // and nothing changed, when the write fails.
-[[nodiscard]] bool SalvaFasce(core::Database& db, const SlotBoxes& boxes, char separator);
+[[nodiscard]] bool saveSlots(core::Database& db, const SlotBoxes& boxes, char separator);
 
 // Switching the schedule on needs slot 1's start or end in the boxes;
 // without, msg::ScheduleNeedsFirstSlot and the switch stays off.

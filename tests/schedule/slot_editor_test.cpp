@@ -42,13 +42,13 @@ INSTANTIATE_TEST_SUITE_P(Separators, SlotEditor, ::testing::Values(':', '.'),
 
 TEST_P(SlotEditor, TheTimeFormat) {
     for (const char* good : {"8:30", "08:30", "08:30:15", "8:30:15", " 08:30 ", "00:00", "23:59:59"}) {
-        EXPECT_TRUE(OrarioValido(with(sep(), good), sep())) << good;
+        EXPECT_TRUE(isValidTime(with(sep(), good), sep())) << good;
     }
     for (const char* bad : {"", "8:3", "24:00", "08:60", "08:30:60", "0830", "08:30:1", "123:45", "ab:cd", "8:305",
                             "08:30:", "-8:30", "08:30:15:0", "1:2:34"}) {
-        EXPECT_FALSE(OrarioValido(with(sep(), bad), sep())) << bad;
+        EXPECT_FALSE(isValidTime(with(sep(), bad), sep())) << bad;
     }
-    EXPECT_FALSE(OrarioValido(sep() == ':' ? "08.30" : "08:30", sep())) << "another locale's separator";
+    EXPECT_FALSE(isValidTime(sep() == ':' ? "08.30" : "08:30", sep())) << "another locale's separator";
     EXPECT_EQ(secondsOf(with(sep(), "8:05:09"), sep()), 8 * 3600 + 5 * 60 + 9);
     EXPECT_EQ(boxText(8 * 3600 + 30 * 60, sep()), with(sep(), "08:30"));
     EXPECT_EQ(boxText(8 * 3600 + 30 * 60 + 15, sep()), with(sep(), "08:30:15"));
@@ -93,7 +93,7 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, msg::ThirdSlotProfileWithoutTimes, SlotBox::Profile3},
     };
     for (const auto& c : cases) {
-        const auto refusal = ValidaFasce(boxes(c.boxes), sep(), false);
+        const auto refusal = validateSlots(boxes(c.boxes), sep(), false);
         const std::string row = c.boxes[0] + "|" + c.boxes[1] + "|" + c.boxes[3] + "|" + c.boxes[4] + "|" +
                                 c.boxes[6] + "|" + c.boxes[7];
         if (!c.message) {
@@ -104,16 +104,16 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         EXPECT_EQ(refusal->messages[0], c.message) << row;
         EXPECT_EQ(refusal->focus, c.focus) << row;
     }
-    const auto invalid = ValidaFasce(boxes({"8:3", "12:00"}), sep(), false);
+    const auto invalid = validateSlots(boxes({"8:3", "12:00"}), sep(), false);
     ASSERT_TRUE(invalid);
     EXPECT_EQ(refusalText(*invalid, language), "T0252\nT0253\nT0254");
 
     // Switched on, the slots keep a first one.
-    const auto none = ValidaFasce(boxes({}), sep(), true);
+    const auto none = validateSlots(boxes({}), sep(), true);
     ASSERT_TRUE(none);
     EXPECT_EQ(none->messages[0], msg::ScheduleNeedsFirstSlot);
     EXPECT_EQ(none->focus, SlotBox::From1);
-    EXPECT_FALSE(ValidaFasce(boxes({"08:00", "12:00"}), sep(), true));
+    EXPECT_FALSE(validateSlots(boxes({"08:00", "12:00"}), sep(), true));
 }
 
 TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem) {
@@ -124,8 +124,8 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
     EXPECT_EQ(profileChoices(db).back().name, kEmpty);
     SlotBoxes b = boxes({"8:30", "12:00", "4", "12:00", "13:00:30", "3", "", "", ""});
     b.fallback = 1;
-    ASSERT_FALSE(ValidaFasce(b, sep(), true));
-    ASSERT_TRUE(SalvaFasce(db, b, sep()));
+    ASSERT_FALSE(validateSlots(b, sep(), true));
+    ASSERT_TRUE(saveSlots(db, b, sep()));
     EXPECT_EQ(db.scalar("SELECT Fascia1Dalle || '|' || Fascia1Alle || '|' || Fascia1Profilo || '|' || Fascia2Dalle || "
                         "'|' || Fascia2Alle || '|' || Fascia2Profilo || '|' || ProfiloFasceNonDefinite FROM Fasce;")
                   .toText(),
@@ -147,7 +147,7 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
     EXPECT_TRUE(slotOneHasTimes(*read));
 
     b.profile[1] = 3;  // gone since
-    ASSERT_TRUE(SalvaFasce(db, b, sep()));
+    ASSERT_TRUE(saveSlots(db, b, sep()));
     EXPECT_EQ(db.scalar("SELECT quote(Fascia2Profilo) FROM Fasce;").toText(), "NULL");
 }
 

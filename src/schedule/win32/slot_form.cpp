@@ -84,9 +84,9 @@ void showEmptyFallback(HWND dialog) {
 void load(HWND dialog, State& st) {
     Language& lang = st.context.language;
     setWindowText(GetDlgItem(dialog, IDC_LBLESEMPIO),
-                  lang.TestoMessaggio(msg::TimeExampleStart) + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
-                      lang.TestoMessaggio(msg::TimeExampleEnd));
-    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.TestoMessaggio(msg::NoFallbackBlocksEverySite));
+                  lang.messageText(msg::TimeExampleStart) + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
+                      lang.messageText(msg::TimeExampleEnd));
+    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.messageText(msg::NoFallbackBlocksEverySite));
     const auto empty = schedule::emptyEntries(lang);
     const auto profiles = schedule::profileChoices(st.context.db);
     for (std::size_t i = 0; i < kCombos.size(); ++i) {
@@ -117,7 +117,7 @@ void show(State& st, MessageId id, const std::string& message, platform::Message
 
 void showStoreFailed(State& st) {
     show(st, msg::StoreWriteFailed,
-         st.context.language.TestoMessaggio(msg::StoreWriteFailed) + " " + st.context.db.lastError(),
+         st.context.language.messageText(msg::StoreWriteFailed) + " " + st.context.db.lastError(),
          platform::MessageIcon::Critical);
 }
 
@@ -125,14 +125,14 @@ void showStoreFailed(State& st) {
 bool save(HWND dialog, State& st) {
     const schedule::SlotBoxes boxes = readBoxes(dialog);
     const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
-    if (const auto refusal = schedule::ValidaFasce(boxes, st.separator, on)) {
+    if (const auto refusal = schedule::validateSlots(boxes, st.separator, on)) {
         show(st, refusal->messages.front(), schedule::refusalText(*refusal, st.context.language),
              platform::MessageIcon::Exclamation);
         SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, controlOf(refusal->focus))),
                      TRUE);
         return false;
     }
-    if (!schedule::SalvaFasce(st.context.db, boxes, st.separator)) {
+    if (!schedule::saveSlots(st.context.db, boxes, st.separator)) {
         showStoreFailed(st);
         return false;
     }
@@ -144,7 +144,7 @@ bool save(HWND dialog, State& st) {
 void close(HWND dialog, State& st) {
     if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) {
         const auto answer = st.context.dialogs.messageBox(
-            {msg::SaveSlotChangesQuestion, st.context.language.TestoMessaggio(msg::SaveSlotChangesQuestion), "Ombrix",
+            {msg::SaveSlotChangesQuestion, st.context.language.messageText(msg::SaveSlotChangesQuestion), "Ombrix",
              platform::MessageIcon::Exclamation, platform::MessageButtons::YesNo});
         if (answer == platform::MessageAnswer::Yes && !save(dialog, st)) return;
     }
@@ -154,7 +154,7 @@ void close(HWND dialog, State& st) {
 void switchClicked(HWND dialog, State& st) {
     const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
     if (on && !schedule::slotOneHasTimes(readBoxes(dialog))) {
-        show(st, msg::ScheduleNeedsFirstSlot, st.context.language.TestoMessaggio(msg::ScheduleNeedsFirstSlot),
+        show(st, msg::ScheduleNeedsFirstSlot, st.context.language.messageText(msg::ScheduleNeedsFirstSlot),
              platform::MessageIcon::Critical);
         CheckDlgButton(dialog, IDC_CHKFASCEORARIE, BST_UNCHECKED);
         return;
