@@ -30,8 +30,8 @@ constexpr std::array<std::string_view, kSections> kTags = {
     "NOME", "MODO", "DOWNLOAD", "MESSAGGI", "BROWSERINTERNO", "LISTASITI", "HOMEPAGE",
     "SITI", "PROTEZIONEMASSIMA", "PROCESSI", "FINESTRE", "STAMPANTE", "IETUTTOSCHERMO"};
 // The pairs a file must have, in the order they are looked for.
-constexpr std::array<Section, 10> kRequired = {kName,      kMode, kDownload, kMessages, kInternalBrowser,
-                                               kSiteList, kHomePage, kSiteSection,  kProcesses, kWindows};
+constexpr std::array<Section, 10> kRequired = {kName,     kMode,     kDownload,    kMessages,  kInternalBrowser,
+                                               kSiteList, kHomePage, kSiteSection, kProcesses, kWindows};
 
 // The file: the code page without a mark, any line end, no line longer
 // than an entry may be (the export writes none longer).
