@@ -8,10 +8,10 @@
 
 namespace {
 
-void BM_TestoMessaggio(benchmark::State& state) {
+void BM_MessageText(benchmark::State& state) {
     ombrix::Language lang(ombrix::platform::realSystem().programFolder(), ombrix::platform::pathSeparator());
-    for (auto _ : state) benchmark::DoNotOptimize(lang.TestoMessaggio(ombrix::msg::SiteNotAllowed));
+    for (auto _ : state) benchmark::DoNotOptimize(lang.messageText(ombrix::msg::SiteNotAllowed));
 }
-BENCHMARK(BM_TestoMessaggio);
+BENCHMARK(BM_MessageText);
 
 }  // namespace

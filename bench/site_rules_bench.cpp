@@ -170,10 +170,10 @@ public:
     void postClose(platform::WindowId) override {}
     void setTopmost(platform::WindowId, bool) override {}
     void keyEvent(std::uint8_t, std::uint32_t) override {}
-    std::string IndirizzoChrome() override { return page(); }
-    std::string IndirizzoEdge() override { return page(); }
-    std::string IndirizzoFirefox() override { return page(); }
-    std::string ElencoFinestreShell() override { return {}; }
+    std::string readChromeAddress() override { return page(); }
+    std::string readEdgeAddress() override { return page(); }
+    std::string readFirefoxAddress() override { return page(); }
+    std::string shellWindowAddresses() override { return {}; }
     std::vector<platform::ShellBrowserWindow> windows() override { return {}; }
     void goBack(std::size_t) override {}
     platform::LocalTime now() override { return {}; }
@@ -181,8 +181,8 @@ public:
     void doEvents() override {}
     void setEnabled(core::TimerId id, bool on) override { on_[static_cast<std::size_t>(id)] = on; }
     bool isEnabled(core::TimerId id) const override { return on_[static_cast<std::size_t>(id)]; }
-    void VisualizzaMessaggio(const std::string&, int) override {}
-    void ApriPagina(const std::string&) override {}
+    void showMessage(const std::string&, int) override {}
+    void openPage(const std::string&) override {}
     void launchStartPage() override {}
     void clearFirefoxSession() override {}
     bool timeSlotScheduleInForce() override { return false; }
@@ -212,9 +212,9 @@ void BM_SiteTick(benchmark::State& state) {
     enforce::Enforcement enforcement({store.db, language, machine, machine, machine, machine, machine, machine,
                                       machine, machine, machine, log});
     enforcement.setProfile(1, {});
-    enforcement.CaricaSitiVietatiConsentiti(1);
-    if (!machine.isEnabled(core::TimerId::SitiVietatiConsentiti)) state.SkipWithError("the site timer is off");
-    for (auto _ : state) enforcement.tickSitiVietatiConsentiti();
+    enforcement.loadSites(1);
+    if (!machine.isEnabled(core::TimerId::SiteCheck)) state.SkipWithError("the site timer is off");
+    for (auto _ : state) enforcement.tickSiteCheck();
 }
 BENCHMARK(BM_SiteTick)->Arg(kLarge)->Unit(benchmark::kMicrosecond);
 

@@ -44,7 +44,7 @@ void BM_LoadListRows(benchmark::State& state) {
 }
 BENCHMARK(BM_LoadListRows)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-void BM_GeneraID(benchmark::State& state) {
+void BM_NextFreeId(benchmark::State& state) {
     Database db;
     // A store that could not be set up would measure nothing.
     if (!db.open(":memory:", Database::Mode::CreateIfMissing) || !db.exec(deliveredSchemaSql()) ||
@@ -54,8 +54,8 @@ void BM_GeneraID(benchmark::State& state) {
     for (int i = 1; i <= state.range(0); ++i) {
         if (!db.exec("INSERT INTO Profili (IDProfilo) VALUES (" + std::to_string(i) + ");")) std::abort();
     }
-    for (auto _ : state) benchmark::DoNotOptimize(GeneraID(db, "Profili", "IDProfilo", ""));
+    for (auto _ : state) benchmark::DoNotOptimize(nextFreeId(db, "Profili", "IDProfilo", ""));
 }
-BENCHMARK(BM_GeneraID)->Arg(10)->Arg(1000);
+BENCHMARK(BM_NextFreeId)->Arg(10)->Arg(1000);
 
 }  // namespace

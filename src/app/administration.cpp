@@ -56,7 +56,7 @@ std::optional<AdministrationRequest> administrationRequest(const std::vector<std
 }
 
 bool AdministrationForms::open(AdminForm form) {
-    if (!core::ApriDatabase(p_.env, p_.store)) return false;
+    if (!core::openDatabase(p_.env, p_.store)) return false;
     core::Controller& controller = p_.controller;
     if (form == AdminForm::Profiles) controller.beforeProfileEditor();
     const bool elsewhere = platform::changesNeedConsent(p_.env.system);
@@ -122,7 +122,7 @@ bool AdministrationForms::runControl(const std::vector<std::string>& arguments) 
     std::string command = "ombrixctl";
     for (const std::string& a : arguments) command += " " + a;
     p_.env.dialogs.messageBox({msg::ChangeNotCompleted,
-                               p_.env.language.TestoMessaggio(msg::ChangeNotCompleted) + " " + command + " (" +
+                               p_.env.language.messageText(msg::ChangeNotCompleted) + " " + command + " (" +
                                    std::to_string(outcome.exitCode) + ")",
                                std::string(core::kProgramTitle), platform::MessageIcon::Critical,
                                platform::MessageButtons::Ok});
@@ -135,7 +135,7 @@ bool AdministrationForms::ran(const ElevatedOutcome& outcome) {
             return true;
         case ElevatedOutcome::Outcome::Refused:
             p_.env.dialogs.messageBox({msg::NeedsWindowsAdministrator,
-                                       p_.env.language.TestoMessaggio(msg::NeedsWindowsAdministrator),
+                                       p_.env.language.messageText(msg::NeedsWindowsAdministrator),
                                        std::string(core::kProgramTitle), platform::MessageIcon::Exclamation,
                                        platform::MessageButtons::Ok});
             return false;

@@ -70,7 +70,7 @@ constexpr std::array<std::pair<MessageId, std::string_view>, 40> kBuiltInTexts =
 }  // namespace
 
 std::string messageText(Language& language, MessageId id) {
-    std::string text = language.TestoMessaggio(id);
+    std::string text = language.messageText(id);
     if (!text.empty()) return text;
     for (const auto& [known, english] : kBuiltInTexts) {
         if (known == id) return std::string(english);
@@ -134,7 +134,7 @@ int Session::usage(const std::string& why) {
 std::string Session::locateStore() {
     if (!dbFile_ && store_.folder.empty()) {
         core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
-        store_.folder = core::ScegliCartellaDatabase(se);
+        store_.folder = core::chooseDatabaseFolder(se);
     }
     std::string folder = storeFolder();
     core::traceInLogFolder(folder, platform::pathSeparator(), "ombrixctl");
@@ -158,7 +158,7 @@ bool Session::open(core::Database::Mode mode) {
         return true;
     }
     core::StoreEnvironment se{env_.registry, env_.files, env_.system, *dialogs_, language_};
-    if (core::ApriDatabase(se, store_)) return true;
+    if (core::openDatabase(se, store_)) return true;
     if (!store_.connection.lastError().empty()) {
         env_.err << "ombrixctl: cannot open the database in " << store_.folder << ": "
                  << store_.connection.lastError() << "\n";

@@ -44,19 +44,19 @@ int cmdCheck(Session& s, const std::vector<std::string>& given) {
     if (!s.open(core::Database::Mode::ReadOnly)) return kRefused;
     const std::optional<long long> id = resolveProfile(s, args[0]);
     if (!id) return kRefused;
-    const auto proibiti = enforce::readSitiProibiti(s.db(), *id);
-    if (!proibiti.ok()) return cannotRead(s, proibiti.error);
-    if (!proibiti.value) {
+    const auto forbiddenList = enforce::readForbiddenListSwitch(s.db(), *id);
+    if (!forbiddenList.ok()) return cannotRead(s, forbiddenList.error);
+    if (!forbiddenList.value) {
         s.err() << "ombrixctl: no profile is named " << printable(args[0]) << "\n";
         return kRefused;
     }
     const auto list = enforce::loadSiteList(s.db(), *id);
     if (!list.ok()) return cannotRead(s, list.error);
-    const bool sitiConsentiti = !*proibiti.value;
+    const bool allowedList = !*forbiddenList.value;
     std::size_t checked = 0, blocked = 0;
     std::ostream& out = s.out();
     auto judge = [&](std::string_view address, std::size_t lineNumber) {
-        const enforce::Verdict v = enforce::verdictAsChrome(list.value, sitiConsentiti, address);
+        const enforce::Verdict v = enforce::verdictAsChrome(list.value, allowedList, address);
         ++checked;
         if (v.blocked) ++blocked;
         if (shown == CheckOutput::Count || (shown == CheckOutput::BlockedOnly && !v.blocked)) return;
@@ -131,7 +131,7 @@ int logShow(Session& s, const std::vector<std::string>& args) {
     const auto to = toText ? enforce::parseLogDate(*toText) : std::nullopt;
     const auto rows = enforce::readLog(log, from, to);
     if (!rows) return s.refuse(msg::LogCannotBeRead, log.lastError());
-    for (const auto& r : *rows) s.out() << printable(r.dataOra) << '\t' << printable(r.url) << '\n';
+    for (const auto& r : *rows) s.out() << printable(r.dateTime) << '\t' << printable(r.url) << '\n';
     return kOk;
 }
 

@@ -38,7 +38,7 @@ int showOption(Session& s, const Option& o) {
     if (stored.isEmpty()) {
         return s.refuse(msg::StoreUnreadable, "Opzioni." + std::string(o.column) + ": " + s.db().lastError());
     }
-    s.out() << o.name << (core::ValoreNonNullo(stored, core::Value::boolean(false)).toBool() ? " on" : " off") << "\n";
+    s.out() << o.name << (core::valueOrDefault(stored, core::Value::boolean(false)).toBool() ? " on" : " off") << "\n";
     return kOk;
 }
 

@@ -63,7 +63,7 @@ int passwordCheck(Session& s, const std::string& typed) {
         s.err() << "ombrixctl: cannot read the password: " << (q.valid() ? q.error() : s.db().lastError()) << "\n";
         return kRefused;
     }
-    const std::string stored = row ? core::ValoreNonNullo(q.column(0)).toText() : std::string();
+    const std::string stored = row ? core::valueOrDefault(q.column(0)).toText() : std::string();
     if (!core::passwordMatches(stored, typed)) return kRefused;
     // A check that matched is a login: an old value gets today's hash.
     // The answer stays yes when that cannot be stored.

@@ -34,7 +34,7 @@ int cmdRestore(Session& s, const std::vector<std::string>& args) {
     NoDialogs dialogs;
     core::StoreEnvironment env{s.env().registry, s.env().files, s.env().system, dialogs, s.language()};
     std::string folder =
-        s.dbFile() ? pathToUtf8(pathFromUtf8(*s.dbFile()).parent_path()) : core::ScegliCartellaDatabase(env);
+        s.dbFile() ? pathToUtf8(pathFromUtf8(*s.dbFile()).parent_path()) : core::chooseDatabaseFolder(env);
     if (folder.empty()) folder = ".";
     core::MachineJournal journal(platform::systemDurableWriter(), s.env().files);
     journal.setPath(core::journalLocation(env, folder));

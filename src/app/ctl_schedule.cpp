@@ -41,11 +41,11 @@ void tellEmptyFallback(Session& s, const schedule::SlotBoxes& boxes) {
 
 // Validates as the editor does, then stores; nothing is written on a refusal.
 int validateAndSave(Session& s, const schedule::SlotBoxes& boxes) {
-    if (const auto refusal = schedule::ValidaFasce(boxes, kSeparator, schedule::readScheduleSwitch(s.db()))) {
+    if (const auto refusal = schedule::validateSlots(boxes, kSeparator, schedule::readScheduleSwitch(s.db()))) {
         for (const MessageId id : refusal->messages) s.refuse(id);
         return kRefused;
     }
-    if (!schedule::SalvaFasce(s.db(), boxes, kSeparator)) {
+    if (!schedule::saveSlots(s.db(), boxes, kSeparator)) {
         s.err() << "ombrixctl: cannot write the time slots: " << s.db().lastError() << "\n";
         return kRefused;
     }
@@ -64,8 +64,8 @@ int show(Session& s, const schedule::SlotBoxes& boxes) {
     const auto time = [](const std::string& text) { return text.empty() ? std::string(kNoProfile) : text; };
     s.out() << "FasceOrarie\t" << (schedule::readScheduleSwitch(s.db()) ? "on" : "off") << "\n";
     for (std::size_t i = 0; i < 3; ++i) {
-        s.out() << i + 1 << "\t" << time(boxes.dalle[i]) << "\t" << time(boxes.alle[i]) << "\t"
-                << name(boxes.profilo[i]) << "\n";
+        s.out() << i + 1 << "\t" << time(boxes.from[i]) << "\t" << time(boxes.to[i]) << "\t"
+                << name(boxes.profile[i]) << "\n";
     }
     s.out() << "ProfiloFasceNonDefinite\t" << name(boxes.fallback) << "\n";
     return kOk;
@@ -103,16 +103,16 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
     }
     const auto i = static_cast<std::size_t>(slot - 1);
     if (verb == "clear") {
-        boxes->dalle[i].clear();
-        boxes->alle[i].clear();
-        boxes->profilo[i] = 0;
+        boxes->from[i].clear();
+        boxes->to[i].clear();
+        boxes->profile[i] = 0;
         return validateAndSave(s, *boxes);
     }
     const auto id = profileNamed(s, args[4]);
     if (!id) return kRefused;
-    boxes->dalle[i] = args[2];
-    boxes->alle[i] = args[3];
-    boxes->profilo[i] = *id;
+    boxes->from[i] = args[2];
+    boxes->to[i] = args[3];
+    boxes->profile[i] = *id;
     return validateAndSave(s, *boxes);
 }
 

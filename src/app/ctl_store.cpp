@@ -28,7 +28,7 @@ int cmdUpgrade(Session& s, const std::vector<std::string>& args) {
     if (!args.empty()) return s.usage("upgrade takes no arguments");
     if (!s.open()) return kRefused;
     const core::UpgradeResult r =
-        core::AggiornaDBAVersioneCorrente(s.db(), core::browserSwitchesFromUserSettings(s.env().registry));
+        core::upgradeToCurrentStructure(s.db(), core::browserSwitchesFromUserSettings(s.env().registry));
     using Outcome = core::UpgradeResult::Outcome;
     switch (r.outcome) {
         case Outcome::UpToDate: s.out() << "up to date\n"; return kOk;

@@ -8,43 +8,43 @@ namespace ombrix::app {
 
 void ProgramHost::onTimer(core::TimerId id) {
     using core::TimerId;
-    if (id == TimerId::Esci) {
-        p_.controller.tickEsci();
+    if (id == TimerId::Exit) {
+        p_.controller.tickExit();
         return;
     }
-    if (id == TimerId::LanciaPaginaIniziale && machine_) {
+    if (id == TimerId::LaunchHomePage && machine_) {
         // One shot: off before anything it does can let another tick in.
         p_.timers.setEnabled(id, false);
-        platform::guarded([&] { machine_->tickLanciaPaginaIniziale(p_.controller.switches()); });
+        platform::guarded([&] { machine_->tickLaunchHomePage(p_.controller.switches()); });
         return;
     }
-    if (shellLock_ && (id == TimerId::MetroKiller || id == TimerId::NascondiDesktop)) {
+    if (shellLock_ && (id == TimerId::MetroKiller || id == TimerId::HideDesktop)) {
         platform::guarded([&] {
             if (id == TimerId::MetroKiller) {
                 shellLock_->tickMetroKiller();
             } else {
-                shellLock_->tickNascondiDesktop();
+                shellLock_->tickHideDesktop();
             }
         });
         return;
     }
     if (enforcement_) {
         switch (id) {
-            case TimerId::SitiVietatiConsentiti: enforcement_->tickSitiVietatiConsentiti(); return;
+            case TimerId::SiteCheck: enforcement_->tickSiteCheck(); return;
             case TimerId::KillTaskManager:
                 if (shellLock_) {
                     platform::guarded([&] { shellLock_->keepStartHidden(); });
                     platform::guarded([&] { shellLock_->refreshGuardArea(); });
                 }
                 enforcement_->tickKillTaskManager();
-                platform::guarded([&] { p_.controller.tickFasceOrarie(); });
+                platform::guarded([&] { p_.controller.tickTimeSlots(); });
                 return;
-            case TimerId::LogSitiVisitati: enforcement_->tickLogSitiVisitati(); return;
-            case TimerId::ChiudiFinestre: enforcement_->tickChiudiFinestre(); return;
-            case TimerId::ProcessiVietati:
+            case TimerId::SiteLog: enforcement_->tickSiteLog(); return;
+            case TimerId::CloseWindows: enforcement_->tickCloseWindows(); return;
+            case TimerId::ForbiddenProcesses:
                 // The net beneath the window events: always the machine as it is.
                 p_.processes.refresh();
-                enforcement_->tickProcessiVietati();
+                enforcement_->tickForbiddenProcesses();
                 return;
             default: break;
         }
@@ -54,24 +54,24 @@ void ProgramHost::onTimer(core::TimerId id) {
 
 void ProgramHost::onWindowAppeared() {
     p_.processes.refresh();
-    if (enforcement_ && p_.timers.isEnabled(core::TimerId::ProcessiVietati)) enforcement_->tickProcessiVietati();
+    if (enforcement_ && p_.timers.isEnabled(core::TimerId::ForbiddenProcesses)) enforcement_->tickForbiddenProcesses();
 }
 
-void ProgramHost::VisualizzaMessaggio(const std::string& text, int kind) { p_.controller.VisualizzaMessaggio(text, kind); }
+void ProgramHost::showMessage(const std::string& text, int kind) { p_.controller.showMessage(text, kind); }
 
-void ProgramHost::ApriPagina(const std::string& address) {
+void ProgramHost::openPage(const std::string& address) {
     // The drive root of the program's folder as the working folder ("C:\").
     const std::string folder = p_.system.programFolder();
     p_.shell.open(address, folder.substr(0, 3), platform::kNormalFocus);
 }
 
 void ProgramHost::launchStartPage() {
-    const std::string page = p_.controller.switches().paginaPredefinita;
-    if (!trimBlanks(page).empty()) ApriPagina(page);
+    const std::string page = p_.controller.switches().homePage;
+    if (!trimBlanks(page).empty()) openPage(page);
 }
 
 void ProgramHost::clearFirefoxSession() {
-    core::clearFirefoxSession(p_.files, core::PathProfiloFirefox(p_.system.environment("APPDATA")));
+    core::clearFirefoxSession(p_.files, core::firefoxProfilePath(p_.system.environment("APPDATA")));
 }
 
 long long ProgramHost::profileInUse() { return p_.controller.profileInUse(); }

@@ -36,7 +36,7 @@ public:
 
     // The enforcement is made after the host, which it needs.
     void setEnforcement(enforce::Enforcement* enforcement) { enforcement_ = enforcement; }
-    // What opens the home page once, on TimerId::LanciaPaginaIniziale.
+    // What opens the home page once, on TimerId::LaunchHomePage.
     void setMachineSettings(core::MachineSettings* machine) { machine_ = machine; }
     // What the Start-screen killer's and the desktop's one-shot timers run.
     void setShellLock(lockdown::ShellLock* lock) { shellLock_ = lock; }
@@ -49,8 +49,8 @@ public:
     // now rather than at the next tick of the process timer.
     void onWindowAppeared();
 
-    void VisualizzaMessaggio(const std::string& text, int kind) override;
-    void ApriPagina(const std::string& address) override;
+    void showMessage(const std::string& text, int kind) override;
+    void openPage(const std::string& address) override;
     void launchStartPage() override;
     void clearFirefoxSession() override;
     bool timeSlotScheduleInForce() override { return p_.controller.timeSlotScheduleInForce(); }

@@ -8,7 +8,7 @@ namespace ombrix::core {
 bool browserSwitchOn(Database& store, std::string_view column) {
     const Value stored = ReadField(store, "Opzioni", column, kOptionsRow);
     if (stored.isEmpty()) return true;
-    return ValoreNonNullo(stored, Value::boolean(false)).toBool();
+    return valueOrDefault(stored, Value::boolean(false)).toBool();
 }
 
 bool setBrowserSwitch(Database& store, std::string_view column, bool on) {

@@ -28,7 +28,7 @@ void traceUnsaved(const Database& db, std::string_view column,
 
 // A change the administrator made that the store did not keep, with the store's reason.
 void tellUnsaved(StoreEnvironment& env, const std::string& why) {
-    env.dialogs.messageBox({msg::StoreWriteFailed, env.language.TestoMessaggio(msg::StoreWriteFailed) + " " + why,
+    env.dialogs.messageBox({msg::StoreWriteFailed, env.language.messageText(msg::StoreWriteFailed) + " " + why,
                             std::string(kProgramTitle), platform::MessageIcon::Critical, platform::MessageButtons::Ok});
 }
 
@@ -45,13 +45,13 @@ bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::
     Language& lang = env.language;
     if (problem) {
         const std::string title =
-            problem == msg::PasswordBlank ? lang.TestoMessaggio(msg::PasswordInvalidTitle) : std::string(kProgramTitle);
-        env.dialogs.messageBox({problem, lang.TestoMessaggio(problem), title, platform::MessageIcon::Exclamation,
+            problem == msg::PasswordBlank ? lang.messageText(msg::PasswordInvalidTitle) : std::string(kProgramTitle);
+        env.dialogs.messageBox({problem, lang.messageText(problem), title, platform::MessageIcon::Exclamation,
                                 platform::MessageButtons::Ok});
         return false;
     }
     const std::optional<std::string> hash = hashPassword(password);
-    if (hash && ApriDatabase(env, store) &&
+    if (hash && openDatabase(env, store) &&
         UpdateField(store.connection, "Opzioni", "PasswordAdmin", Value(*hash), kOptionsRow)) {
         // Kept only where the program may write the machine's key (elevated).
         (void)env.registry.writeString(platform::RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection),
@@ -73,7 +73,7 @@ void Controller::killUntilGone(const std::string& imageName) { platform::killUnt
 
 void Controller::killTaskManager() { killEveryInstance("taskmgr.exe"); }
 
-bool Controller::ensureStore() { return ApriDatabase(m_.env, store_); }
+bool Controller::ensureStore() { return openDatabase(m_.env, store_); }
 
 void Controller::protectFolders() {
     // Without full rights the system would refuse; a process that cannot
@@ -129,7 +129,7 @@ void Controller::fillProfileCombo() {
     int selected = -1;
     Statement q = store_.connection.prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
     while (q.step()) {
-        items.push_back({q.column(0).toInteger(), ValoreNonNullo(q.column(1)).toText()});
+        items.push_back({q.column(0).toInteger(), valueOrDefault(q.column(1)).toText()});
         if (items.back().id == profileInUse_) selected = static_cast<int>(items.size()) - 1;
     }
     m_.view.fillProfiles(items, selected);
@@ -148,22 +148,22 @@ void Controller::applyProfile() {
 void Controller::loadLists() {
     if (!lists_) return;
     // A lost store blocks every page: no profile has the unknown one's sites.
-    lists_->CaricaSitiVietatiConsentiti(storeLost_ ? kUnknownProfile : profileInUse_);
-    lists_->CaricaProcessiVietati();
-    lists_->CaricaFinestreVietate();
+    lists_->loadSites(storeLost_ ? kUnknownProfile : profileInUse_);
+    lists_->loadForbiddenProcesses();
+    lists_->loadForbiddenWindows();
 }
 
 Controller::StartResult Controller::startUp() {
     m_.view.applyIconAndLanguage();
     killTaskManager();
-    if (machineProfile_) machineProfile_->DisattivaPresentazioneDesktop();
+    if (machineProfile_) machineProfile_->disableDesktopSlideshow();
     killTaskManager();
     m_.view.showSplash();
     if (m_.instance.anotherInstanceRunning()) return StartResult::AnotherInstance;
     m_.view.showTrayIcon();
     windowsMajor_ = m_.env.system.windowsMajorVersion();
     windowsMinor_ = m_.env.system.windowsMinorVersion();
-    store_.folder = ScegliCartellaDatabase(m_.env);
+    store_.folder = chooseDatabaseFolder(m_.env);
     traceInLogFolder(store_.folder, m_.env.separator, kProgramExeName);
     killTaskManager();
     trustMakerSite();
@@ -186,7 +186,7 @@ Controller::StartResult Controller::startUp() {
         // Only now is the folder final: the administrator may have picked another.
         traceInLogFolder(store_.folder, m_.env.separator, kProgramExeName);
         protectFolders();
-        const UpgradeResult upgrade = AggiornaDBAVersioneCorrente(
+        const UpgradeResult upgrade = upgradeToCurrentStructure(
             store_.connection, browserSwitchesFromUserSettings(m_.env.registry));
         storeSound = upgrade.outcome == UpgradeResult::Outcome::UpToDate ||
                      upgrade.outcome == UpgradeResult::Outcome::Upgraded;
@@ -199,10 +199,10 @@ Controller::StartResult Controller::startUp() {
     killTaskManager();
     Database& db = store_.connection;
     const auto option = [&](const char* column) { return ReadField(db, "Opzioni", column, kOptionsRow); };
-    m_.view.setVirtualKeyboardChecked(ValoreNonNullo(option("TastieraVirtuale"), Value::boolean(false)).toBool());
+    m_.view.setVirtualKeyboardChecked(valueOrDefault(option("TastieraVirtuale"), Value::boolean(false)).toBool());
     killTaskManager();
-    profileInUse_ = ValoreNonNullo(option("IDProfiloInUso"), Value(0)).toInteger();
-    timeSlotSwitch_ = ValoreNonNullo(option("FasceOrarie"), Value::boolean(false)).toBool();
+    profileInUse_ = valueOrDefault(option("IDProfiloInUso"), Value(0)).toInteger();
+    timeSlotSwitch_ = valueOrDefault(option("FasceOrarie"), Value::boolean(false)).toBool();
     showTimeSlotSwitch();
     if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
@@ -221,8 +221,8 @@ Controller::StartResult Controller::startUp() {
     }
     killTaskManager();
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
-    logSwitch_ = ValoreNonNullo(option("LogSiti"), Value::boolean(false)).toBool();
-    m_.timers.setEnabled(TimerId::LogSitiVisitati, logSwitch_);
+    logSwitch_ = valueOrDefault(option("LogSiti"), Value::boolean(false)).toBool();
+    m_.timers.setEnabled(TimerId::SiteLog, logSwitch_);
     finishStartUp();
     // What read whole is what a lost store falls back on.
     if (storeSound && !listsUnreadable_) keepStoreCopy();
@@ -231,7 +231,7 @@ Controller::StartResult Controller::startUp() {
 
 void Controller::finishStartUp() {
     killTaskManager();
-    if (machineProfile_) machineProfile_->DisattivaTabsWarnOnCloseFirefox();
+    if (machineProfile_) machineProfile_->disableFirefoxCloseTabsWarning();
     killTaskManager();
     m_.view.closeSplashSoon();
 }
@@ -264,15 +264,15 @@ bool Controller::storeBack() {
 
 AppliedProfile Controller::lostStoreProfile() {
     AppliedProfile lost;
-    lost.switches.bloccaDownload = true;
-    lost.switches.protezioneMassima = true;
+    lost.switches.blockDownloads = true;
+    lost.switches.maxProtection = true;
     lost.switches.kiosk = lastRunLockedShell_;
     // Only what restricts more: its printer and home page are the journal's business.
     if (store_.connection.isOpen()) {
         const ProfileSwitches last = readProfileSwitches(store_.connection, profileInUse_).switches;
         lost.switches.kiosk = lost.switches.kiosk || last.kiosk;
-        lost.switches.tastoStartDisabilitato = last.tastoStartDisabilitato;
-        lost.switches.utilizzaBrowserInterno = last.utilizzaBrowserInterno;
+        lost.switches.startDisabled = last.startDisabled;
+        lost.switches.internalBrowser = last.internalBrowser;
     }
     return lost;
 }
@@ -286,12 +286,12 @@ void Controller::startWithoutStore() {
     // and the strictest switches stand in for the profile's own. Without a
     // copy no profile is known and only those hold.
     openStoreCopy();
-    profileInUse_ = ValoreNonNullo(ReadField(store_.connection, "Opzioni", "IDProfiloInUso", kOptionsRow),
+    profileInUse_ = valueOrDefault(ReadField(store_.connection, "Opzioni", "IDProfiloInUso", kOptionsRow),
                                    Value(static_cast<std::int64_t>(kUnknownProfile)))
                         .toInteger();
     if (profileInUse_ <= 0) profileInUse_ = kUnknownProfile;
     timeSlotSwitch_ =
-        ValoreNonNullo(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
+        valueOrDefault(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
             .toBool();
     if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
@@ -304,27 +304,27 @@ void Controller::startWithoutStore() {
     tellStoreLost(why);
 }
 
-long long Controller::IDProfiloCorrenteDaNomeProfilo(const std::string& name) {
+long long Controller::profileIdByName(const std::string& name) {
     return ReadField(store_.connection, "Profili", "IDProfilo", Condition{"Profilo" OMBRIX_TEXT_EQUALS, {Value(name)}}).toInteger();
 }
 
 void Controller::onProfileChosen(const std::string& name) {
     ensureStore();
-    putInUse(IDProfiloCorrenteDaNomeProfilo(name));
+    putInUse(profileIdByName(name));
     // Only the combo opens the home page: a time slot's change must not
     // start browsers in the middle of a lesson.
     if (homePagePending_) {
-        m_.timers.setEnabled(TimerId::LanciaPaginaIniziale, true);
+        m_.timers.setEnabled(TimerId::LaunchHomePage, true);
         homePagePending_ = false;
     }
 }
 
 void Controller::putInUse(long long id) {
-    m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
-    m_.timers.setEnabled(TimerId::ProcessiVietati, false);
+    m_.timers.setEnabled(TimerId::SiteCheck, false);
+    m_.timers.setEnabled(TimerId::ForbiddenProcesses, false);
     homePagePending_ = false;
     if (machineProfile_) {
-        machineProfile_->DisattivaPresentazioneDesktop();
+        machineProfile_->disableDesktopSlideshow();
         machineProfile_->restoreStartButtonAndTaskbar();
     }
     if (lists_) lists_->forgetLastAddress();
@@ -343,13 +343,13 @@ void Controller::putInUse(long long id) {
 
 void Controller::loadSchedule() {
     // A schedule that cannot be read is none: the program runs without it.
-    scheduleLoaded_ = schedule_ && store_.connection.isOpen() && schedule_->CaricaProfilo();
+    scheduleLoaded_ = schedule_ && store_.connection.isOpen() && schedule_->load();
 }
 
 void Controller::afterTimeSlotEditor() {
     ensureStore();
     timeSlotSwitch_ =
-        ValoreNonNullo(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
+        valueOrDefault(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
             .toBool();
     showTimeSlotSwitch();
     loadSchedule();
@@ -357,10 +357,10 @@ void Controller::afterTimeSlotEditor() {
 
 void Controller::showTimeSlotSwitch() {
     m_.view.showTimeSlots(timeSlotSwitch_,
-                          m_.env.language.TestoMessaggio(timeSlotSwitch_ ? msg::TimeSlotsOn : msg::TimeSlotsOff));
+                          m_.env.language.messageText(timeSlotSwitch_ ? msg::TimeSlotsOn : msg::TimeSlotsOff));
 }
 
-void Controller::tickFasceOrarie() {
+void Controller::tickTimeSlots() {
     if (shuttingDown_ || !timeSlotScheduleInForce()) return;
     const long long chosen = schedule_->profileForNow();
     if (chosen == profileInUse_) return;
@@ -370,7 +370,7 @@ void Controller::tickFasceOrarie() {
 }
 
 bool Controller::passwordIsSet() {
-    return !ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText().empty();
+    return !valueOrDefault(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText().empty();
 }
 
 bool Controller::firstStart() {
@@ -405,7 +405,7 @@ void Controller::storeUnreadable(const std::string& why) {
 }
 
 void Controller::tell(MessageId id, const std::string& detail, platform::MessageIcon icon) {
-    std::string text = m_.env.language.TestoMessaggio(id);
+    std::string text = m_.env.language.messageText(id);
     if (!detail.empty()) text += " " + detail;
     const platform::MessageBoxRequest box{id, text, std::string(kProgramTitle), icon, platform::MessageButtons::Ok};
     // One box for a thing told again before it was shown.
@@ -454,7 +454,7 @@ void Controller::storeChanged() {
 bool Controller::login(const std::string& typed) {
     if (storeLost_ ? !storeBack() : !ensureStore()) return false;
     const std::string stored =
-        ValoreNonNullo(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
+        valueOrDefault(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
     if (stored.empty()) {
         // Nobody has chosen a password yet: that comes first.
         if (firstStart()) askForPassword();
@@ -533,7 +533,7 @@ void Controller::onVirtualKeyboardClicked(bool ticked) {
     // The box, and the keyboard with it, follow what the store holds now.
     const Value stored = ReadField(store_.connection, "Opzioni", "TastieraVirtuale", kOptionsRow);
     const bool on = stored.isEmpty() ? (saved ? ticked : !ticked)
-                                     : ValoreNonNullo(stored, Value::boolean(false)).toBool();
+                                     : valueOrDefault(stored, Value::boolean(false)).toBool();
     m_.view.setVirtualKeyboardChecked(on);
     if (keyboard_ == nullptr) return;
     if (on) {
@@ -548,13 +548,13 @@ void Controller::onTaskManagerClicked() {
     // The lock is the timer that keeps closing the task manager.
     const bool locked = !m_.timers.isEnabled(TimerId::KillTaskManager);
     m_.timers.setEnabled(TimerId::KillTaskManager, locked);
-    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(locked ? msg::UnlockTaskManagerAfterClick
+    m_.view.setTaskManagerCaption(m_.env.language.messageText(locked ? msg::UnlockTaskManagerAfterClick
                                                                         : msg::LockTaskManagerAfterClick));
 }
 
 void Controller::setLogSwitch(bool on) {
     logSwitch_ = on;
-    m_.timers.setEnabled(TimerId::LogSitiVisitati, on);
+    m_.timers.setEnabled(TimerId::SiteLog, on);
 }
 
 void Controller::onOptionsClicked() {
@@ -563,9 +563,9 @@ void Controller::onOptionsClicked() {
 }
 
 void Controller::beforeProfileEditor() {
-    m_.timers.setEnabled(TimerId::ProcessiVietati, false);
-    m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
-    m_.timers.setEnabled(TimerId::ChiudiFinestre, false);
+    m_.timers.setEnabled(TimerId::ForbiddenProcesses, false);
+    m_.timers.setEnabled(TimerId::SiteCheck, false);
+    m_.timers.setEnabled(TimerId::CloseWindows, false);
 }
 
 void Controller::afterProfileEditor() {
@@ -585,15 +585,15 @@ void Controller::beginShutdown() {
     if (storeLost_) {
         // Only Windows ends a run without a store: what is in force stays,
         // and so does the journal, for the start that finds the store again.
-        m_.timers.setEnabled(TimerId::Esci, true);
+        m_.timers.setEnabled(TimerId::Exit, true);
         return;
     }
     m_.view.setTopmost(false);
     m_.view.showClosingNotice();
-    m_.timers.setEnabled(TimerId::SitiVietatiConsentiti, false);
-    m_.timers.setEnabled(TimerId::ProcessiVietati, false);
+    m_.timers.setEnabled(TimerId::SiteCheck, false);
+    m_.timers.setEnabled(TimerId::ForbiddenProcesses, false);
     if (machineProfile_) {
-        machineProfile_->DisattivaPresentazioneDesktop();
+        machineProfile_->disableDesktopSlideshow();
         machineProfile_->restoreStartButtonAndTaskbar();
     }
     // No profile has the identifier 0: every switch reads off and, told it is
@@ -607,11 +607,11 @@ void Controller::beginShutdown() {
     profileInUse_ = 0;
     applyProfile();
     loadLists();
-    m_.timers.setEnabled(TimerId::Esci, true);
+    m_.timers.setEnabled(TimerId::Exit, true);
 }
 
-void Controller::tickEsci() {
-    m_.timers.setEnabled(TimerId::Esci, false);
+void Controller::tickExit() {
+    m_.timers.setEnabled(TimerId::Exit, false);
     if (closed_) return;
     closed_ = true;
     m_.view.setClosingNoticeTopmost();
@@ -623,7 +623,7 @@ void Controller::tickEsci() {
     store_.connection.close();
     if (machineProfile_) {
         machineProfile_->releaseKeyboardHook();
-        if (!storeLost_) machineProfile_->RipristinaImpostazioni();
+        if (!storeLost_) machineProfile_->restoreSettings();
     }
     m_.view.endProgram();
 }
@@ -635,7 +635,7 @@ bool Controller::refuseClose(CloseRequest request) {
         case CloseRequest::Program:
             return !closed_;
         case CloseRequest::ControlBox:
-            m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(msg::UnlockTaskManagerAfterClose));
+            m_.view.setTaskManagerCaption(m_.env.language.messageText(msg::UnlockTaskManagerAfterClose));
             m_.timers.setEnabled(TimerId::KillTaskManager, true);
             lock();
             return true;
@@ -646,18 +646,18 @@ bool Controller::refuseClose(CloseRequest request) {
 }
 
 void Controller::onMinimised() {
-    m_.view.setTaskManagerCaption(m_.env.language.TestoMessaggio(msg::UnlockTaskManagerAfterMinimise));
+    m_.view.setTaskManagerCaption(m_.env.language.messageText(msg::UnlockTaskManagerAfterMinimise));
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     lock();
 }
 
-void Controller::VisualizzaMessaggio(const std::string& text, int kind) {
-    if (switches_.nascondiMessaggiNotifica || trimBlanks(text).empty()) return;
+void Controller::showMessage(const std::string& text, int kind) {
+    if (switches_.hideMessages || trimBlanks(text).empty()) return;
     const MessageId heading = kind == 1   ? msg::NoticeTitleSiteBlocked
                               : kind == 2 ? msg::NoticeTitleProgramClosed
                               : kind == 3 ? msg::NoticeTitleWindowClosed
                                           : msg::NoticeTitleOther;
-    m_.view.showNotice(text, m_.env.language.TestoMessaggio(heading));
+    m_.view.showNotice(text, m_.env.language.messageText(heading));
 }
 
 }  // namespace ombrix::core

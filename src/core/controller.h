@@ -30,7 +30,7 @@ namespace ombrix::core {
 class MachineProfile {
 public:
     virtual ~MachineProfile() = default;
-    virtual void DisattivaPresentazioneDesktop() = 0;
+    virtual void disableDesktopSlideshow() = 0;
     // Remembers printer, home pages and the Firefox folder, to give them back.
     virtual void rememberSettings() = 0;
     // Instead of rememberSettings when the store is lost: what a journal
@@ -39,9 +39,9 @@ public:
     virtual bool keepLastRestrictions() = 0;
     virtual void applyToMachine(const ProfileSwitches& switches) = 0;
     virtual void restoreStartButtonAndTaskbar() = 0;
-    virtual void DisattivaTabsWarnOnCloseFirefox() = 0;
+    virtual void disableFirefoxCloseTabsWarning() = 0;
     virtual void releaseKeyboardHook() = 0;
-    virtual void RipristinaImpostazioni() = 0;
+    virtual void restoreSettings() = 0;
 };
 
 // The daily time slots (the schedule subsystem), asked on every tick of
@@ -50,7 +50,7 @@ class TimeSlotSchedule {
 public:
     virtual ~TimeSlotSchedule() = default;
     // Reads the slots from the store; false when they could not be read.
-    [[nodiscard]] virtual bool CaricaProfilo() = 0;
+    [[nodiscard]] virtual bool load() = 0;
     // The profile the slots give the current time of day; 0 is none.
     [[nodiscard]] virtual long long profileForNow() = 0;
 };
@@ -111,7 +111,7 @@ public:
 
     // cmbProfili click: `name` is the chosen item's text.
     void onProfileChosen(const std::string& name);
-    [[nodiscard]] long long IDProfiloCorrenteDaNomeProfilo(const std::string& name);
+    [[nodiscard]] long long profileIdByName(const std::string& name);
 
     // cmdLogin or Enter in txtPass. True when the administrator controls opened.
     bool login(const std::string& typed);
@@ -143,14 +143,14 @@ public:
     void afterTimeSlotEditor();
     // TimerId::KillTaskManager's time-slot check: the profile the slots give now
     // is put in use when it is not the one in use.
-    void tickFasceOrarie();
+    void tickTimeSlots();
     // The switch is on and the slots were read.
     [[nodiscard]] bool timeSlotScheduleInForce() const { return timeSlotSwitch_ && scheduleLoaded_; }
 
     // cmdEsci / mnuEsci.
     void beginShutdown();
-    // TimerId::Esci's tick: the closing routine, once.
-    void tickEsci();
+    // TimerId::Exit's tick: the closing routine, once.
+    void tickExit();
 
     // The form's query-unload: true when the close is refused (the program
     // ends only through the shutdown, or when Windows shuts down).
@@ -175,7 +175,7 @@ public:
     // An administrator's change reached the store from this process: its copy follows.
     void storeChanged();
     // The enforcement's notice: kind 1, 2, 3 or other picks the heading.
-    void VisualizzaMessaggio(const std::string& text, int kind);
+    void showMessage(const std::string& text, int kind);
     // Terminates every running task manager (after each start-up step, and
     // from the splash form's timer).
     void killTaskManager();

@@ -12,19 +12,19 @@ AppliedProfile readProfileSwitches(Database& db, long long profileId) {
         "Profili.ProtezioneMassima, Profili.ApriPaginaInizialeATuttoSchermo FROM Profili "
         "WHERE Profili.IDProfilo = ? ORDER BY rowid LIMIT 1;");
     if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId))) || !q.step()) return applied;
-    auto text = [&](int c) { return ValoreNonNullo(q.column(c)).toText(); };
-    auto flag = [&](int c) { return ValoreNonNullo(q.column(c), Value::boolean(false)).toBool(); };
+    auto text = [&](int c) { return valueOrDefault(q.column(c)).toText(); };
+    auto flag = [&](int c) { return valueOrDefault(q.column(c), Value::boolean(false)).toBool(); };
     ProfileSwitches& s = applied.switches;
-    s.stampantePredefinita = text(0);
-    s.paginaPredefinita = text(1);
-    s.bloccaDownload = flag(2);
+    s.printer = text(0);
+    s.homePage = text(1);
+    s.blockDownloads = flag(2);
     s.kiosk = flag(3);
-    s.tastoStartDisabilitato = flag(4);
-    s.utilizzaBrowserInterno = flag(5);
-    s.nascondiMessaggiNotifica = flag(6);
-    s.protezioneMassima = flag(7);
-    s.apriPaginaInizialeATuttoSchermo = flag(8);
-    applied.homePagePending = !trimBlanks(s.paginaPredefinita).empty();
+    s.startDisabled = flag(4);
+    s.internalBrowser = flag(5);
+    s.hideMessages = flag(6);
+    s.maxProtection = flag(7);
+    s.fullScreen = flag(8);
+    applied.homePagePending = !trimBlanks(s.homePage).empty();
     return applied;
 }
 

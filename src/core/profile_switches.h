@@ -9,20 +9,20 @@
 namespace ombrix::core {
 
 struct ProfileSwitches {
-    std::string stampantePredefinita;           // StampantePredefinita: printer to make the default
-    std::string paginaPredefinita;              // PaginaPredefinita: the home page
-    bool bloccaDownload = false;                // BloccaDownload
-    bool kiosk = false;                         // Kiosk
-    bool tastoStartDisabilitato = false;        // TastoStartDisabilitato
-    bool utilizzaBrowserInterno = false;        // UtilizzaBrowserInterno
-    bool nascondiMessaggiNotifica = false;      // NascondiMessaggiNotifica
-    bool protezioneMassima = false;             // ProtezioneMassima
-    bool apriPaginaInizialeATuttoSchermo = false;  // ApriPaginaInizialeATuttoSchermo
+    std::string printer;           // StampantePredefinita: printer to make the default
+    std::string homePage;          // PaginaPredefinita: the home page
+    bool blockDownloads = false;   // BloccaDownload
+    bool kiosk = false;            // Kiosk
+    bool startDisabled = false;    // TastoStartDisabilitato
+    bool internalBrowser = false;  // UtilizzaBrowserInterno
+    bool hideMessages = false;     // NascondiMessaggiNotifica
+    bool maxProtection = false;    // ProtezioneMassima
+    bool fullScreen = false;       // ApriPaginaInizialeATuttoSchermo
 };
 
 struct AppliedProfile {
     ProfileSwitches switches;
-    // A home page (an address or a program) is to be opened by TimerId::LanciaPaginaIniziale.
+    // A home page (an address or a program) is to be opened by TimerId::LaunchHomePage.
     bool homePagePending = false;
 };
 
@@ -43,9 +43,9 @@ public:
     virtual ~ProfileLists() = default;
     // The profile just put in use and its switches.
     virtual void setProfile(long long profileId, const ProfileSwitches& switches) = 0;
-    virtual void CaricaSitiVietatiConsentiti(long long profileId) = 0;
-    virtual void CaricaProcessiVietati() = 0;
-    virtual void CaricaFinestreVietate() = 0;
+    virtual void loadSites(long long profileId) = 0;
+    virtual void loadForbiddenProcesses() = 0;
+    virtual void loadForbiddenWindows() = 0;
     // Forgets the last address seen, so the next one is logged again.
     virtual void forgetLastAddress() = 0;
     // The internal browser is no longer to be used (shutdown).

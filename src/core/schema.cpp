@@ -139,7 +139,7 @@ bool isAsciiLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 
 // The CREATE statement with Sito's declared type (one word and an optional
 // width) replaced by TEXT(255); "" when no declaration of Sito is found. By
 // hand, one pass: the statement is the file's text, not ours.
-std::string withWideSito(std::string_view sql) {
+std::string withWideSiteColumn(std::string_view sql) {
     for (std::size_t i = 0; i < sql.size(); ++i) {
         std::size_t nameStart = i;
         char close = 0;
@@ -184,7 +184,7 @@ std::string withWideSito(std::string_view sql) {
 bool widenSiteColumn(Database& db) {
     const std::string create =
         db.scalar("SELECT sql FROM sqlite_master WHERE type = 'table' AND name = 'SitiVietatiConsentiti';").toText();
-    const std::string widened = withWideSito(create);
+    const std::string widened = withWideSiteColumn(create);
     if (widened.empty()) return false;
     return rebuildTable(db, "SitiVietatiConsentiti", widened, [](std::string sql) { return sql; });
 }
@@ -255,7 +255,7 @@ bool seedTimeSlots(Database& db) {
 struct Structure {
     std::set<std::pair<std::string, std::string>> columns;
     std::set<std::string> tables;
-    std::string sitoType;
+    std::string siteColumnType;
     [[nodiscard]] bool has(const UpgradeStep& step) const {
         return step.column ? columns.count({step.table, step.column}) > 0 : tables.count(step.table) > 0;
     }
@@ -269,7 +269,7 @@ bool readStructure(Database& db, Structure& out) {
     while (q.step()) {
         std::string table(trimBlanks(q.column(0).toText()));
         std::string column(trimBlanks(q.column(1).toText()));
-        if (table == "SitiVietatiConsentiti" && column == "Sito") out.sitoType = q.column(2).toText();
+        if (table == "SitiVietatiConsentiti" && column == "Sito") out.siteColumnType = q.column(2).toText();
         out.tables.insert(table);
         out.columns.emplace(std::move(table), std::move(column));
     }
@@ -294,11 +294,11 @@ std::string missingBase(const Structure& s) {
 
 }  // namespace
 
-bool VerificaEsistenzaCampo(Database& db, std::string_view column, std::string_view table) {
+bool columnExists(Database& db, std::string_view column, std::string_view table) {
     return anyColumn(db, [&](std::string_view t, std::string_view c) { return t == table && c == column; });
 }
 
-bool VerificaEsistenzaTabella(Database& db, std::string_view table) {
+bool tableExists(Database& db, std::string_view table) {
     return anyColumn(db, [&](std::string_view t, std::string_view) { return t == table; });
 }
 
@@ -332,7 +332,7 @@ int declaredTextWidth(Database& db, std::string_view table, std::string_view col
                        .toText());
 }
 
-UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carried) {
+UpgradeResult upgradeToCurrentStructure(Database& db, const CarriedValue& carried) {
     using Outcome = UpgradeResult::Outcome;
     UpgradeResult result;
     auto fail = [&](std::string step) {
@@ -355,7 +355,7 @@ UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carr
         for (const UpgradeStep& step : kSteps) {
             if (!structure.has(step)) return true;
         }
-        return widthOf(structure.sitoType) != kSiteWidth || collation.value_or(true);
+        return widthOf(structure.siteColumnType) != kSiteWidth || collation.value_or(true);
     };
     if (!workLeft(namesOwnCollation(db))) return result;
 
@@ -382,7 +382,7 @@ UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carr
     }
     // Its own check, not part of the Kiosk step: a file that gained Kiosk and
     // lost the widening to an earlier failure is widened now.
-    if (widthOf(structure.sitoType) != kSiteWidth) {
+    if (widthOf(structure.siteColumnType) != kSiteWidth) {
         if (!widenSiteColumn(db)) return fail("widening SitiVietatiConsentiti.Sito to TEXT(255)");
         changed = true;
     }

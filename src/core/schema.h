@@ -19,8 +19,8 @@ namespace ombrix::core {
 [[nodiscard]] bool createDeliveredDatabase(const std::string& path, std::string* error = nullptr);
 
 // Whether a column of a table, or a table, exists. Names compare exactly.
-[[nodiscard]] bool VerificaEsistenzaCampo(Database& db, std::string_view column, std::string_view table);
-[[nodiscard]] bool VerificaEsistenzaTabella(Database& db, std::string_view table);
+[[nodiscard]] bool columnExists(Database& db, std::string_view column, std::string_view table);
+[[nodiscard]] bool tableExists(Database& db, std::string_view table);
 
 // What the upgrade did.
 struct UpgradeResult {
@@ -42,7 +42,7 @@ using CarriedValue = std::function<std::optional<Value>(std::string_view table, 
 // first step that fails is reported and nothing changes, so the next start
 // tries again from the same state. A file without the base tables of our
 // store is refused untouched.
-[[nodiscard]] UpgradeResult AggiornaDBAVersioneCorrente(Database& db, const CarriedValue& carried = {});
+[[nodiscard]] UpgradeResult upgradeToCurrentStructure(Database& db, const CarriedValue& carried = {});
 
 // The declared width of a text column ("TEXT(100)" gives 100); 0 when the
 // declaration carries none or the column is missing.

@@ -39,7 +39,7 @@ bool UpdateField(Database& db, std::string_view table, std::string_view column, 
     return db.changes() == 1;
 }
 
-std::string GeneraID(Database& db, std::string_view table, std::string_view column, std::string_view prefix,
+std::string nextFreeId(Database& db, std::string_view table, std::string_view column, std::string_view prefix,
                      long long start, int width) {
     if (!isPlainIdentifier(table) || !isPlainIdentifier(column)) return {};
     const Value rows = db.scalar("SELECT count(*) FROM " + bracketed(table) + ";");
@@ -85,13 +85,13 @@ InsertResult insertListEntry(Database& db, ListKind kind, long long profileId, s
                                                                                      : InsertResult::Failed;
 }
 
-InsertResult InserisciProcessoVietatoSilenzioso(Database& db, long long profileId, std::string_view value) {
+InsertResult insertForbiddenProcessSilently(Database& db, long long profileId, std::string_view value) {
     return insertListEntry(db, ListKind::Processes, profileId, value);
 }
-InsertResult InserisciNomeFinestraVietataSilenzioso(Database& db, long long profileId, std::string_view value) {
+InsertResult insertForbiddenWindowSilently(Database& db, long long profileId, std::string_view value) {
     return insertListEntry(db, ListKind::WindowTitles, profileId, value);
 }
-InsertResult InserisciSitoSilenzioso(Database& db, long long profileId, std::string_view value) {
+InsertResult insertSiteSilently(Database& db, long long profileId, std::string_view value) {
     return insertListEntry(db, ListKind::Sites, profileId, value);
 }
 
@@ -103,7 +103,7 @@ std::vector<ListRow> loadListRows(Database& db, ListKind kind, long long profile
     if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId)))) return rows;
     while (q.step()) {
         const long long id = q.column(1).toInteger();
-        rows.push_back({ValoreNonNullo(q.column(0)).toText(), "_" + std::to_string(id), id});
+        rows.push_back({valueOrDefault(q.column(0)).toText(), "_" + std::to_string(id), id});
     }
     return rows;
 }
@@ -120,7 +120,7 @@ InsertResult insertListEntryInteractive(Database& db, platform::Dialogs& dialogs
         if (reload) reload();
     } else if (result == InsertResult::Duplicate) {
         const MessageId id = listTable(kind).duplicateMessage;
-        dialogs.messageBox({id, language.TestoMessaggio(id), "Ombrix", platform::MessageIcon::Exclamation,
+        dialogs.messageBox({id, language.messageText(id), "Ombrix", platform::MessageIcon::Exclamation,
                             platform::MessageButtons::Ok});
     }
     return result;

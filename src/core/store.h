@@ -39,7 +39,7 @@ inline const Condition kOptionsRow{"1 = 1", {}};
 // A free identifier: prefix, zero padding to `width` characters, then the
 // first free number at or above (row count + start), or `start` in an empty
 // table. "" when the table cannot be read.
-[[nodiscard]] std::string GeneraID(Database& db, std::string_view table, std::string_view column,
+[[nodiscard]] std::string nextFreeId(Database& db, std::string_view table, std::string_view column,
                                    std::string_view prefix, long long start = 1, int width = 12);
 
 // The three lists of a profile.
@@ -64,9 +64,9 @@ enum class InsertResult { Inserted, Duplicate, EmptyValue, Failed };
                                            std::string_view value);
 
 // One member per list, as the editor and the import call them.
-InsertResult InserisciProcessoVietatoSilenzioso(Database& db, long long profileId, std::string_view value);
-InsertResult InserisciNomeFinestraVietataSilenzioso(Database& db, long long profileId, std::string_view value);
-InsertResult InserisciSitoSilenzioso(Database& db, long long profileId, std::string_view value);
+InsertResult insertForbiddenProcessSilently(Database& db, long long profileId, std::string_view value);
+InsertResult insertForbiddenWindowSilently(Database& db, long long profileId, std::string_view value);
+InsertResult insertSiteSilently(Database& db, long long profileId, std::string_view value);
 
 // The editor's insert: as above, then on a duplicate the list's message
 // (duplicateMessage) with the exclamation icon, and after an insert

@@ -37,7 +37,7 @@ bool machineMarked(platform::Registry& registry) {
     return GetSettingRegRoot(registry, 1, kProgramTitle, kStoreSection, kPasswordChosenValue) == "1";
 }
 
-std::string ScegliCartellaDatabase(StoreEnvironment& env) {
+std::string chooseDatabaseFolder(StoreEnvironment& env) {
     if (machineMarked(env.registry)) {
         // A pupil may write their own settings: they must not name the store.
         std::string folder = GetSettingRegRoot(env.registry, 1, kProgramTitle, kStoreSection, kStoreKey);
@@ -51,12 +51,12 @@ std::string ScegliCartellaDatabase(StoreEnvironment& env) {
         if (env.files.fileExists(joinPath(perMachineFolder(env), kDatabaseFileName, env.separator))) {
             return perMachineFolder(env);
         }
-        if (SpostaDatabase(env)) return perMachineFolder(env);
+        if (moveDatabase(env)) return perMachineFolder(env);
     }
     return folder;
 }
 
-bool SpostaDatabase(StoreEnvironment& env) {
+bool moveDatabase(StoreEnvironment& env) {
     // Without a home drive the per-machine folder would land on whatever
     // drive is current; stay in the program folder instead.
     if (env.system.environment("HOMEDRIVE").empty()) return false;
@@ -69,25 +69,25 @@ bool SpostaDatabase(StoreEnvironment& env) {
     return true;
 }
 
-bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
+bool connectStore(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
                      std::string_view section, std::string_view key, DialogOwner owner) {
     if (!env.files.fileExists(joinPath(folder, fileName, env.separator))) {
         if (machineMarked(env.registry)) return false;
-        env.dialogs.messageBox({msg::StoreNotFound, env.language.TestoMessaggio(msg::StoreNotFound),
-                                env.language.TestoMessaggio(msg::StoreNotFoundTitle),
+        env.dialogs.messageBox({msg::StoreNotFound, env.language.messageText(msg::StoreNotFound),
+                                env.language.messageText(msg::StoreNotFoundTitle),
                                 platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
         const MessageId prompt =
             owner == DialogOwner::MainForm ? msg::ChooseStoreFolderFromMainForm : msg::ChooseStoreFolderFromOtherForm;
-        if (auto chosen = env.dialogs.browseForFolder(env.language.TestoMessaggio(prompt))) folder = *chosen;
+        if (auto chosen = env.dialogs.browseForFolder(env.language.messageText(prompt))) folder = *chosen;
     }
     if (!db.open(joinPath(folder, fileName, env.separator))) return false;
     SaveSettingReg(env.registry, kProgramTitle, section, key, folder);
     return true;
 }
 
-bool ApriDatabase(StoreEnvironment& env, Store& store) {
+bool openDatabase(StoreEnvironment& env, Store& store) {
     if (store.connection.isOpen()) return true;
-    return CreaConnessione(env, store.folder, kDatabaseFileName, store.connection, kStoreSection, kStoreKey,
+    return connectStore(env, store.folder, kDatabaseFileName, store.connection, kStoreSection, kStoreKey,
                            DialogOwner::MainForm);
 }
 

@@ -59,11 +59,11 @@ struct Store {
 [[nodiscard]] bool machineMarked(platform::Registry& registry);
 
 // The folder for the store, chosen at start-up before the first open.
-[[nodiscard]] std::string ScegliCartellaDatabase(StoreEnvironment& env);
+[[nodiscard]] std::string chooseDatabaseFolder(StoreEnvironment& env);
 
 // Moves the delivered database from the program folder to the per-machine
 // folder; existing folders are fine. False when the copy could not be made.
-bool SpostaDatabase(StoreEnvironment& env);
+bool moveDatabase(StoreEnvironment& env);
 
 // Whose window owns the folder browser: the main form or another form.
 enum class DialogOwner { MainForm, OtherForm };
@@ -72,11 +72,11 @@ enum class DialogOwner { MainForm, OtherForm };
 // may pick another folder, which replaces `folder`; on a marked machine a
 // missing file is only a failure. On success the folder is remembered under
 // (section, key).
-bool CreaConnessione(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
+bool connectStore(StoreEnvironment& env, std::string& folder, std::string_view fileName, Database& db,
                      std::string_view section, std::string_view key, DialogOwner owner);
 
 // Opens the shared connection unless it is open already.
-bool ApriDatabase(StoreEnvironment& env, Store& store);
+bool openDatabase(StoreEnvironment& env, Store& store);
 
 // folder, one separator (none added when the folder ends with one), name.
 [[nodiscard]] std::string joinPath(std::string_view folder, std::string_view name, char separator);

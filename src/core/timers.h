@@ -10,16 +10,16 @@
 namespace ombrix::core {
 
 enum class TimerId {
-    SitiVietatiConsentiti,  // judges the browsers' addresses
-    KillTaskManager,        // ends the task manager; checks the time slots
-    LogSitiVisitati,        // writes the visited-sites log
-    ChiudiFinestre,         // closes forbidden windows
-    ProcessiVietati,        // ends forbidden processes
-    LanciaPaginaIniziale,   // opens the home page, one shot
-    MetroKiller,            // closes the Start screen, one shot
-    NascondiDesktop,        // hides the desktop's icons, one shot
-    AttesaDati,             // waits for a browser's data
-    Esci,                   // the shutdown, one shot
+    SiteCheck,           // judges the browsers' addresses
+    KillTaskManager,     // ends the task manager; checks the time slots
+    SiteLog,             // writes the visited-sites log
+    CloseWindows,        // closes forbidden windows
+    ForbiddenProcesses,  // ends forbidden processes
+    LaunchHomePage,      // opens the home page, one shot
+    MetroKiller,         // closes the Start screen, one shot
+    HideDesktop,         // hides the desktop's icons, one shot
+    AwaitData,           // waits for a browser's data
+    Exit,                // the shutdown, one shot
     Count
 };
 
@@ -30,16 +30,16 @@ struct TimerEntry {
 };
 
 inline constexpr std::array<TimerEntry, static_cast<std::size_t>(TimerId::Count)> kTimers = {{
-    {TimerId::SitiVietatiConsentiti, "timerSitiVietatiConsentiti", 50},
+    {TimerId::SiteCheck, "timerSitiVietatiConsentiti", 50},
     {TimerId::KillTaskManager, "tmrKillTaskManager", 100},
-    {TimerId::LogSitiVisitati, "timerLogSitiVisitati", 250},
-    {TimerId::ChiudiFinestre, "tmrChiudiFinestre", 300},
-    {TimerId::ProcessiVietati, "tmrProcessiVietati", 500},
-    {TimerId::LanciaPaginaIniziale, "tmrLanciaPaginaIniziale", 500},
+    {TimerId::SiteLog, "timerLogSitiVisitati", 250},
+    {TimerId::CloseWindows, "tmrChiudiFinestre", 300},
+    {TimerId::ForbiddenProcesses, "tmrProcessiVietati", 500},
+    {TimerId::LaunchHomePage, "tmrLanciaPaginaIniziale", 500},
     {TimerId::MetroKiller, "tmrMetroKiller", 3000},
-    {TimerId::NascondiDesktop, "tmrNancondiDesktop", 3000},
-    {TimerId::AttesaDati, "tmrAttesaDati", 6000},
-    {TimerId::Esci, "tmrEsci", 100},
+    {TimerId::HideDesktop, "tmrNancondiDesktop", 3000},
+    {TimerId::AwaitData, "tmrAttesaDati", 6000},
+    {TimerId::Exit, "tmrEsci", 100},
 }};
 
 [[nodiscard]] constexpr const TimerEntry& timerEntry(TimerId id) { return kTimers[static_cast<std::size_t>(id)]; }

@@ -40,6 +40,6 @@ std::string Value::toText() const {
     return {};
 }
 
-Value ValoreNonNullo(const Value& value, const Value& substitute) { return value.isNull() ? substitute : value; }
+Value valueOrDefault(const Value& value, const Value& substitute) { return value.isNull() ? substitute : value; }
 
 }  // namespace ombrix::core

@@ -51,6 +51,6 @@ private:
 };
 
 // The value, or the substitute when the value is Null ("" when none is given).
-[[nodiscard]] Value ValoreNonNullo(const Value& value, const Value& substitute = Value(std::string()));
+[[nodiscard]] Value valueOrDefault(const Value& value, const Value& substitute = Value(std::string()));
 
 }  // namespace ombrix::core

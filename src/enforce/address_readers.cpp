@@ -24,27 +24,27 @@ struct LanguageRow {
 // Row 0 also serves an empty (or unknown) setting.
 const std::array<LanguageRow, 5>& rowsFor(Browser browser) {
     static const std::array<LanguageRow, 5> chrome{{
-        {kItaliano, {AccessibleText::Name, "Barra degli indirizzi e di ricerca", false}},
-        {kInglese, {AccessibleText::Name, "Address and search bar", false}},
+        {kItalian, {AccessibleText::Name, "Barra degli indirizzi e di ricerca", false}},
+        {kEnglish, {AccessibleText::Name, "Address and search bar", false}},
         // The trailing blank is the browser's own.
-        {kSpagnolo, {AccessibleText::Name, "Barra de direcciones y de b\xC3\xBAsqueda ", false}},
-        {kFrancese, {AccessibleText::Name, "Barre d'adresse et de recherche", false}},
-        {kTedesco, {AccessibleText::Name, "Adress- und Suchleiste", false}},
+        {kSpanish, {AccessibleText::Name, "Barra de direcciones y de b\xC3\xBAsqueda ", false}},
+        {kFrench, {AccessibleText::Name, "Barre d'adresse et de recherche", false}},
+        {kGerman, {AccessibleText::Name, "Adress- und Suchleiste", false}},
     }};
     // Italian compares the help text; the other rows carry Firefox's wording.
     static const std::array<LanguageRow, 5> edge{{
-        {kItaliano, {AccessibleText::Help, "Cerca o immetti l'indirizzo Web", true}},
-        {kInglese, {AccessibleText::Name, "Search or enter web address", true}},
-        {kSpagnolo, {AccessibleText::Name, "Buscar con Google o introducir direcci\xC3\xB3n", true}},
-        {kFrancese, {AccessibleText::Name, "Rechercher avec Google ou saisir une adresse", true}},
-        {kTedesco, {AccessibleText::Name, "Mit Google suchen oder Adresse eingeben", true}},
+        {kItalian, {AccessibleText::Help, "Cerca o immetti l'indirizzo Web", true}},
+        {kEnglish, {AccessibleText::Name, "Search or enter web address", true}},
+        {kSpanish, {AccessibleText::Name, "Buscar con Google o introducir direcci\xC3\xB3n", true}},
+        {kFrench, {AccessibleText::Name, "Rechercher avec Google ou saisir une adresse", true}},
+        {kGerman, {AccessibleText::Name, "Mit Google suchen oder Adresse eingeben", true}},
     }};
     static const std::array<LanguageRow, 5> firefox{{
-        {kItaliano, {AccessibleText::Name, "Cerca con Google o inserisci un indirizzo", true}},
-        {kInglese, {AccessibleText::Name, "Search with Google or enter address", true}},
-        {kSpagnolo, {AccessibleText::Name, "Buscar con Google o introducir direcci\xC3\xB3n", true}},
-        {kFrancese, {AccessibleText::Name, "Rechercher avec Google ou saisir une adresse", true}},
-        {kTedesco, {AccessibleText::Name, "Mit Google suchen oder Adresse eingeben", true}},
+        {kItalian, {AccessibleText::Name, "Cerca con Google o inserisci un indirizzo", true}},
+        {kEnglish, {AccessibleText::Name, "Search with Google or enter address", true}},
+        {kSpanish, {AccessibleText::Name, "Buscar con Google o introducir direcci\xC3\xB3n", true}},
+        {kFrench, {AccessibleText::Name, "Rechercher avec Google ou saisir une adresse", true}},
+        {kGerman, {AccessibleText::Name, "Mit Google suchen oder Adresse eingeben", true}},
     }};
     switch (browser) {
         case Browser::Chrome: return chrome;
@@ -79,11 +79,11 @@ std::string judge(std::string_view value, bool focused, Browser browser) {
 
 std::string languageSettingFor(std::uint16_t langId) {
     switch (langId & 0x3ff) {  // the primary language
-        case 0x10: return std::string(kItaliano);
-        case 0x09: return std::string(kInglese);
-        case 0x0a: return std::string(kSpagnolo);
-        case 0x0c: return std::string(kFrancese);
-        case 0x07: return std::string(kTedesco);
+        case 0x10: return std::string(kItalian);
+        case 0x09: return std::string(kEnglish);
+        case 0x0a: return std::string(kSpanish);
+        case 0x0c: return std::string(kFrench);
+        case 0x07: return std::string(kGerman);
         default: return {};
     }
 }
@@ -115,7 +115,7 @@ std::string completeScheme(std::string_view lowered, Browser browser) {
     return "http://" + std::string(lowered);
 }
 
-std::string ElencoFinestreShell(const std::vector<std::string>& addresses) {
+std::string shellWindowAddresses(const std::vector<std::string>& addresses) {
     std::string list;
     int n = 0;
     for (const auto& address : addresses) {
@@ -125,9 +125,9 @@ std::string ElencoFinestreShell(const std::vector<std::string>& addresses) {
     return list;
 }
 
-std::string UltimoIndirizzoShell(std::string_view list) {
+std::string lastShellAddress(std::string_view list) {
     // A piece without its mark leaves the last address read before it.
-    std::vector<std::string> addresses = indirizziShell(list);
+    std::vector<std::string> addresses = shellAddresses(list);
     return addresses.empty() ? std::string() : std::move(addresses.back());
 }
 
@@ -160,7 +160,7 @@ private:
 
 }  // namespace
 
-std::string AddressReaders::IndirizzoChrome() noexcept {
+std::string AddressReaders::readChromeAddress() noexcept {
     if (busy_) return {};
     const OneRead once(busy_);
     try {
@@ -173,7 +173,7 @@ std::string AddressReaders::IndirizzoChrome() noexcept {
     }
 }
 
-std::string AddressReaders::IndirizzoEdge() noexcept {
+std::string AddressReaders::readEdgeAddress() noexcept {
     if (busy_) return {};
     const OneRead once(busy_);
     try {
@@ -186,7 +186,7 @@ std::string AddressReaders::IndirizzoEdge() noexcept {
     }
 }
 
-std::string AddressReaders::IndirizzoFirefox() noexcept {
+std::string AddressReaders::readFirefoxAddress() noexcept {
     if (busy_) return {};
     const OneRead once(busy_);
     try {

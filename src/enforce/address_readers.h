@@ -27,11 +27,11 @@
 namespace ombrix::enforce {
 
 // The values of the readers' language setting.
-inline constexpr std::string_view kItaliano = "Italiano";
-inline constexpr std::string_view kInglese = "Inglese";
-inline constexpr std::string_view kSpagnolo = "Spagnolo";
-inline constexpr std::string_view kFrancese = "Francese";
-inline constexpr std::string_view kTedesco = "Tedesco";
+inline constexpr std::string_view kItalian = "Italiano";
+inline constexpr std::string_view kEnglish = "Inglese";
+inline constexpr std::string_view kSpanish = "Spagnolo";
+inline constexpr std::string_view kFrench = "Francese";
+inline constexpr std::string_view kGerman = "Tedesco";
 
 // The first value of the language setting for a Windows LANGID: one of the
 // five languages, or "" for any other (the readers then use Italian names).
@@ -62,10 +62,10 @@ struct LocalizedQuery {
 
 // The shell's browser windows as "1§<address>|2§<address>|...": only
 // addresses beginning with "http" or "ftp" count, and they are numbered from 1.
-[[nodiscard]] std::string ElencoFinestreShell(const std::vector<std::string>& addresses);
+[[nodiscard]] std::string shellWindowAddresses(const std::vector<std::string>& addresses);
 
 // The address of the last window in such a list ("" when none).
-[[nodiscard]] std::string UltimoIndirizzoShell(std::string_view list);
+[[nodiscard]] std::string lastShellAddress(std::string_view list);
 
 class AddressReaders {
 public:
@@ -76,9 +76,9 @@ public:
     // A read asked for while another is under way answers "": a search
     // crosses into the browser's process, and the call that carries it lets
     // the program's messages in, with them a timer that reads again.
-    [[nodiscard]] std::string IndirizzoChrome() noexcept;
-    [[nodiscard]] std::string IndirizzoEdge() noexcept;
-    [[nodiscard]] std::string IndirizzoFirefox() noexcept;
+    [[nodiscard]] std::string readChromeAddress() noexcept;
+    [[nodiscard]] std::string readEdgeAddress() noexcept;
+    [[nodiscard]] std::string readFirefoxAddress() noexcept;
 
     // "Italiano", "Inglese", "Spagnolo", "Francese", "Tedesco" or "".
     [[nodiscard]] const std::string& languageSetting() const noexcept { return language_; }

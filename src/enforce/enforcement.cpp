@@ -20,33 +20,33 @@ bool Enforcement::readable(const std::string& error) {
     return false;
 }
 
-void Enforcement::CaricaSitiVietatiConsentiti(long long profileId) {
-    m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, false);
+void Enforcement::loadSites(long long profileId) {
+    m_.timers.setEnabled(core::TimerId::SiteCheck, false);
     everyListRead_ = true;
     if (liftedForShutdown_) {
         // The shutdown gives the machine back: no site list at all.
-        profile_.elencoSiti = SiteList();
-        profile_.sitiConsentiti = false;
+        profile_.sites = SiteList();
+        profile_.allowedList = false;
         tellBrowserPolicies();
         return;
     }
     Loaded<SiteList> list = loadSiteList(m_.db, profileId);
-    const Loaded<std::optional<bool>> proibiti =
-        list.ok() ? readSitiProibiti(m_.db, profileId) : Loaded<std::optional<bool>>{};
-    if (readable(list.ok() ? proibiti.error : list.error)) {
-        profile_.elencoSiti = std::move(list.value);
+    const Loaded<std::optional<bool>> forbiddenList =
+        list.ok() ? readForbiddenListSwitch(m_.db, profileId) : Loaded<std::optional<bool>>{};
+    if (readable(list.ok() ? forbiddenList.error : list.error)) {
+        profile_.sites = std::move(list.value);
         // A missing row reads as a false SitiProibiti: an allowed list, so a
         // profile deleted while in use blocks every page rather than none.
-        profile_.sitiConsentiti = !proibiti.value.value_or(false);
+        profile_.allowedList = !forbiddenList.value.value_or(false);
         sitesLoaded_ = true;
     } else if (!sitesLoaded_) {
         // Nothing read yet: every page is blocked, as an empty allowed list does.
-        profile_.elencoSiti = SiteList();
-        profile_.sitiConsentiti = true;
+        profile_.sites = SiteList();
+        profile_.allowedList = true;
     }
     // Otherwise the lists loaded last stay in force.
     // An empty allowed list still blocks every page but the exempt ones.
-    m_.timers.setEnabled(core::TimerId::SitiVietatiConsentiti, profile_.sitiConsentiti || !profile_.elencoSiti.empty());
+    m_.timers.setEnabled(core::TimerId::SiteCheck, profile_.allowedList || !profile_.sites.empty());
     tellBrowserPolicies();
 }
 
@@ -55,68 +55,68 @@ void Enforcement::tellBrowserPolicies() {
     platform::guarded([&] {
         // The list the site timer enforces, or none when it is off.
         std::optional<core::PolicySites> sites;
-        if (m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti)) {
+        if (m_.timers.isEnabled(core::TimerId::SiteCheck)) {
             sites.emplace();
-            sites->allowedList = profile_.sitiConsentiti;
-            for (std::size_t i = 0; i < profile_.elencoSiti.size(); ++i) {
-                sites->entries.emplace_back(profile_.elencoSiti.entry(i));
+            sites->allowedList = profile_.allowedList;
+            for (std::size_t i = 0; i < profile_.sites.size(); ++i) {
+                sites->entries.emplace_back(profile_.sites.entry(i));
             }
         }
         policies_->siteListInForce(sites);
     });
 }
 
-void Enforcement::CaricaProcessiVietati() {
-    m_.timers.setEnabled(core::TimerId::ProcessiVietati, false);
+void Enforcement::loadForbiddenProcesses() {
+    m_.timers.setEnabled(core::TimerId::ForbiddenProcesses, false);
     Loaded<std::vector<std::string>> loaded = loadProcessNames(m_.db, m_.host.profileInUse());
     if (readable(loaded.error)) {
         processesLoaded_ = true;
     } else if (processesLoaded_) {
         // The names loaded last stay in force.
-        m_.timers.setEnabled(core::TimerId::ProcessiVietati, profile_.elencoProcessi.size() > 1);
+        m_.timers.setEnabled(core::TimerId::ForbiddenProcesses, profile_.processNames.size() > 1);
         return;
     }
     // Nothing loaded yet: what could be read, and the names the switches add.
     std::vector<std::string> names = std::move(loaded.value);
-    const bool siteTimer = m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti);
-    if (profile_.switches.utilizzaBrowserInterno) {
+    const bool siteTimer = m_.timers.isEnabled(core::TimerId::SiteCheck);
+    if (profile_.switches.internalBrowser) {
         names.insert(names.end(), kInternalBrowserOnly.begin(), kInternalBrowserOnly.end());
     } else if (siteTimer) {
         names.insert(names.end(), kUnreadBrowsers.begin(), kUnreadBrowsers.end());
     }
     if (names.empty()) {
-        profile_.elencoProcessi.assign(1, std::string());
+        profile_.processNames.assign(1, std::string());
         return;
     }
     names.emplace_back();  // the spare element
-    profile_.elencoProcessi = std::move(names);
-    m_.timers.setEnabled(core::TimerId::ProcessiVietati, true);
+    profile_.processNames = std::move(names);
+    m_.timers.setEnabled(core::TimerId::ForbiddenProcesses, true);
 }
 
-void Enforcement::CaricaFinestreVietate() {
-    m_.timers.setEnabled(core::TimerId::ChiudiFinestre, false);
+void Enforcement::loadForbiddenWindows() {
+    m_.timers.setEnabled(core::TimerId::CloseWindows, false);
     Loaded<std::vector<std::string>> loaded = loadWindowTitles(m_.db, m_.host.profileInUse());
     const bool read = readable(loaded.error);
     // Nothing loaded yet: what could be read, and the titles the switches add.
     if (read || !windowsLoaded_) {
         windowsLoaded_ = windowsLoaded_ || read;
         std::vector<std::string> titles = std::move(loaded.value);
-        if (profile_.switches.bloccaDownload) titles.emplace_back(kDownloadTitle);
+        if (profile_.switches.blockDownloads) titles.emplace_back(kDownloadTitle);
         if (m_.host.timeSlotScheduleInForce()) titles.insert(titles.end(), kClockTitles.begin(), kClockTitles.end());
         titles.insert(titles.end(), kBrowserPromptTitles.begin(), kBrowserPromptTitles.end());
         titles.emplace_back();  // the spare element
-        profile_.elencoFinestre = std::move(titles);
+        profile_.windowTitles = std::move(titles);
     }
     // Every list read: the next failure is news again.
     if (everyListRead_) storeErrorShown_ = false;
     // Otherwise the titles loaded last stay in force.
-    m_.timers.setEnabled(core::TimerId::ChiudiFinestre, true);
+    m_.timers.setEnabled(core::TimerId::CloseWindows, true);
 }
 
 std::vector<std::string> Enforcement::entries() const {
     std::vector<std::string> out;
-    out.reserve(profile_.elencoSiti.size());
-    for (std::size_t i = 0; i < profile_.elencoSiti.size(); ++i) out.emplace_back(profile_.elencoSiti.entry(i));
+    out.reserve(profile_.sites.size());
+    for (std::size_t i = 0; i < profile_.sites.size(); ++i) out.emplace_back(profile_.sites.entry(i));
     return out;
 }
 

@@ -32,39 +32,38 @@ public:
     // A loader that cannot read the store keeps the list it loaded last (the
     // site loader, with none yet, blocks every page) and the host is told.
     void setProfile(long long profileId, const core::ProfileSwitches& switches) override;
-    void CaricaSitiVietatiConsentiti(long long profileId) override;
-    void CaricaProcessiVietati() override;
-    void CaricaFinestreVietate() override;
-    void forgetLastAddress() override { profile_.holders.UltimoSitoVisto.clear(); }
-    void clearInternalBrowser() override { profile_.switches.utilizzaBrowserInterno = false; }
+    void loadSites(long long profileId) override;
+    void loadForbiddenProcesses() override;
+    void loadForbiddenWindows() override;
+    void forgetLastAddress() override { profile_.holders.chromeLastLogged.clear(); }
+    void clearInternalBrowser() override { profile_.switches.internalBrowser = false; }
     void liftForShutdown() override { liftedForShutdown_ = true; }
     // Told the site list in force after each load (the browsers' policies).
     void setBrowserPolicies(core::BrowserPolicySink* sink) { policies_ = sink; }
 
     // A tick that lets events run is not entered again by the same timer
     // while it runs.
-    void tickSitiVietatiConsentiti() noexcept { sites_.tick(); }
-    void tickProcessiVietati() noexcept { processes_.tick(); }
-    void tickChiudiFinestre() noexcept { windows_.tick(); }
+    void tickSiteCheck() noexcept { sites_.tick(); }
+    void tickForbiddenProcesses() noexcept { processes_.tick(); }
+    void tickCloseWindows() noexcept { windows_.tick(); }
     void tickKillTaskManager() noexcept { taskManager_.tick(); }
-    void tickLogSitiVisitati() noexcept { log_.tick(); }
+    void tickSiteLog() noexcept { log_.tick(); }
 
     [[nodiscard]] SiteTimer& siteTimer() { return sites_; }
-    void MemorizzaSitoVisitato(const std::string& url) { log_.MemorizzaSitoVisitato(url); }
+    void logVisitedSite(const std::string& url) { log_.logVisitedSite(url); }
 
     // State, for the controller, the internal browser and tests.
-    [[nodiscard]] const SiteList& ElencoSiti() const { return profile_.elencoSiti; }
-    [[nodiscard]] bool SitiConsentiti() const { return profile_.sitiConsentiti; }
+    [[nodiscard]] const SiteList& sites() const { return profile_.sites; }
     // With the spare element: the names are [0, size() - 1).
-    [[nodiscard]] const std::vector<std::string>& ElencoProcessi() const { return profile_.elencoProcessi; }
-    [[nodiscard]] const std::vector<std::string>& ElencoFinestre() const { return profile_.elencoFinestre; }
+    [[nodiscard]] const std::vector<std::string>& processNames() const { return profile_.processNames; }
+    [[nodiscard]] const std::vector<std::string>& windowTitles() const { return profile_.windowTitles; }
     [[nodiscard]] const core::ProfileSwitches& switches() const { return profile_.switches; }
     [[nodiscard]] Holders& holders() { return profile_.holders; }
 
     // The internal browser's verdicts: the list and mode the site timer uses.
-    [[nodiscard]] bool allowedList() const override { return profile_.sitiConsentiti; }
+    [[nodiscard]] bool allowedList() const override { return profile_.allowedList; }
     [[nodiscard]] bool matches(std::string_view address) const override {
-        return profile_.elencoSiti.firstMatch(address) != kNoMatch;
+        return profile_.sites.firstMatch(address) != kNoMatch;
     }
     [[nodiscard]] std::vector<std::string> entries() const override;
 

@@ -7,7 +7,7 @@
 
 namespace ombrix::enforce {
 
-// The notice kinds the enforcement passes to VisualizzaMessaggio; the
+// The notice kinds the enforcement passes to showMessage; the
 // controller picks the heading from the kind.
 inline constexpr int kNoticeSite = 1;     // a page was closed or refused
 inline constexpr int kNoticeProcess = 2;  // a program was terminated
@@ -19,9 +19,9 @@ public:
 
     // The on-screen notice; the host shows nothing while the profile hides
     // notices or when the text is blank.
-    virtual void VisualizzaMessaggio(const std::string& text, int kind) = 0;
+    virtual void showMessage(const std::string& text, int kind) = 0;
     // Opens an address in the default browser.
-    virtual void ApriPagina(const std::string& address) = 0;
+    virtual void openPage(const std::string& address) = 0;
     // Opens the profile's start page with the start-page launcher.
     virtual void launchStartPage() = 0;
     // Deletes Firefox's saved session file, repeating while it still exists.

@@ -62,7 +62,7 @@ Shape shapeOf(core::Database& log, std::string& why) {
 
 // The store's own rows, oldest first, into the new log.
 bool copyStoreRows(core::Database& store, core::Database& log, std::string& error) {
-    if (!core::VerificaEsistenzaTabella(store, "LogSiti")) return true;
+    if (!core::tableExists(store, "LogSiti")) return true;
     core::Statement read = store.prepare("SELECT DataOra, URL FROM LogSiti ORDER BY rowid;");
     core::Statement insert = log.prepare("INSERT INTO LogSiti (DataOra, URL) VALUES (?, ?);");
     if (!read.valid() || !insert.valid()) {

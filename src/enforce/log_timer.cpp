@@ -15,39 +15,40 @@ void LogTimer::tick() noexcept {
     if (!on) return;
     Holders& h = p_.holders;
     platform::guarded([&] {
-        std::vector<std::string> addresses = indirizziShell(m_.browsers.ElencoFinestreShell());
-        if (p_.switches.utilizzaBrowserInterno) {
+        std::vector<std::string> addresses = shellAddresses(m_.browsers.shellWindowAddresses());
+        if (p_.switches.internalBrowser) {
             const std::vector<std::string> internal = m_.host.internalBrowserAddresses();
             addresses.insert(addresses.end(), internal.begin(), internal.end());
         }
         for (const auto& a : addresses) {
-            if (std::find(h.lstWindows3.begin(), h.lstWindows3.end(), a) != h.lstWindows3.end()) continue;
-            h.lstWindows3.push_back(a);
-            MemorizzaSitoVisitato(a);
+            auto& logged = h.explorerAddressesLogged;
+            if (std::find(logged.begin(), logged.end(), a) != logged.end()) continue;
+            logged.push_back(a);
+            logVisitedSite(a);
         }
     });
     // Each address is remembered before it is written, and written from a
     // copy: writing lets events run, and the site timer ticking meanwhile
     // reads into the same holders and must find the address already seen.
     platform::guarded([&] {
-        h.lblEdge = m_.browsers.IndirizzoEdge();
-        if (!h.lblEdge.empty() && h.lblEdge != h.UltimoSitoEdge) {
-            const std::string address = h.UltimoSitoEdge = h.lblEdge;
-            MemorizzaSitoVisitato(address);
+        h.edgeAddress = m_.browsers.readEdgeAddress();
+        if (!h.edgeAddress.empty() && h.edgeAddress != h.edgeLastLogged) {
+            const std::string address = h.edgeLastLogged = h.edgeAddress;
+            logVisitedSite(address);
         }
     });
     platform::guarded([&] {
-        h.lblFirefox = withoutQuotes(m_.browsers.IndirizzoFirefox());
-        if (h.lblFirefox != h.UltimoSitoFirefox) {
-            const std::string address = h.UltimoSitoFirefox = h.lblFirefox;
-            MemorizzaSitoVisitato(address);
+        h.firefoxAddress = withoutQuotes(m_.browsers.readFirefoxAddress());
+        if (h.firefoxAddress != h.firefoxLastLogged) {
+            const std::string address = h.firefoxLastLogged = h.firefoxAddress;
+            logVisitedSite(address);
         }
     });
     platform::guarded([&] {
-        h.lblChrome = m_.browsers.IndirizzoChrome();
-        if (h.lblChrome != h.UltimoSitoVisto) {
-            const std::string address = h.UltimoSitoVisto = h.lblChrome;
-            MemorizzaSitoVisitato(address);
+        h.chromeAddress = m_.browsers.readChromeAddress();
+        if (h.chromeAddress != h.chromeLastLogged) {
+            const std::string address = h.chromeLastLogged = h.chromeAddress;
+            logVisitedSite(address);
         }
     });
 }

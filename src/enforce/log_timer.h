@@ -1,5 +1,5 @@
 #pragma once
-// The log timer (TimerId::LogSitiVisitati): writes each address the
+// The log timer (TimerId::SiteLog): writes each address the
 // browsers show, once, to the visited-sites log while the log is on.
 
 #include "enforce/timer_part.h"

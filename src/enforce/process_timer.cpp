@@ -20,9 +20,9 @@ void ProcessTimer::tick() noexcept {
     const Entered entered(*this);
     if (!entered.first()) return;
     platform::guarded([&] { m_.pump.doEvents(); });
-    browserGestito_ = false;
+    browserHandedOver_ = false;
     // A copy: letting events run may reload the list.
-    const std::vector<std::string> names = p_.elencoProcessi;
+    const std::vector<std::string> names = p_.processNames;
     for (std::size_t i = 0; i + 1 < names.size(); ++i) {
         platform::guarded([&] {
             const std::string& name = names[i];
@@ -34,22 +34,22 @@ void ProcessTimer::tick() noexcept {
                 return;
             }
             // Only the first browser of a tick is handed over.
-            if (browserGestito_) return;
-            if (p_.switches.protezioneMassima && isOneOf(lowered, {"chrome.exe", "safari.exe", "microsoftedge.exe"})) {
+            if (browserHandedOver_) return;
+            if (p_.switches.maxProtection && isOneOf(lowered, {"chrome.exe", "safari.exe", "microsoftedge.exe"})) {
                 return;
             }
             killForbiddenUntilGone(name);
-            if (p_.switches.utilizzaBrowserInterno) {
+            if (p_.switches.internalBrowser) {
                 if (m_.host.internalBrowserWindowCount() < 5) m_.host.openInternalBrowser();
             } else if (isOneOf(lowered, {"opera.exe", "safari.exe", "chrome.exe", "microsoftedge.exe"})) {
-                if (m_.timers.isEnabled(core::TimerId::SitiVietatiConsentiti)) m_.host.launchStartPage();
+                if (m_.timers.isEnabled(core::TimerId::SiteCheck)) m_.host.launchStartPage();
                 const MessageId id = lowered == "opera.exe"    ? msg::OperaNotAllowedClosed
                                      : lowered == "safari.exe" ? msg::SafariNotAllowedClosed
                                      : lowered == "chrome.exe" ? msg::ChromeNotAllowedClosed
                                                                : MessageId{};
                 if (id) notify(text(id), kNoticeProcess);
             }
-            browserGestito_ = true;
+            browserHandedOver_ = true;
         });
     }
 }

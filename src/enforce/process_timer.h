@@ -1,5 +1,5 @@
 #pragma once
-// The process timer (TimerId::ProcessiVietati): ends every forbidden
+// The process timer (TimerId::ForbiddenProcesses): ends every forbidden
 // process, and hands the first browser it ends in a tick over to the
 // internal browser or the start page.
 
@@ -13,7 +13,7 @@ public:
     void tick() noexcept;
 
 private:
-    bool browserGestito_ = false;
+    bool browserHandedOver_ = false;
 };
 
 }  // namespace ombrix::enforce

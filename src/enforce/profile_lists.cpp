@@ -21,7 +21,7 @@ Loaded<std::vector<std::string>> loadTexts(core::Database& db, const char* sql, 
     Loaded<std::vector<std::string>> out;
     core::Statement q = prepareForProfile(db, sql, profileId, out.error);
     if (!out.ok()) return out;
-    while (q.step()) out.value.push_back(core::ValoreNonNullo(q.column(0)).toText());
+    while (q.step()) out.value.push_back(core::valueOrDefault(q.column(0)).toText());
     if (q.failed()) out.error = q.error();
     return out;
 }
@@ -61,13 +61,13 @@ Loaded<SiteList> loadSiteList(core::Database& db, long long profileId) {
     return out;
 }
 
-Loaded<std::optional<bool>> readSitiProibiti(core::Database& db, long long profileId) {
+Loaded<std::optional<bool>> readForbiddenListSwitch(core::Database& db, long long profileId) {
     Loaded<std::optional<bool>> out;
     core::Statement q = prepareForProfile(
         db, "SELECT SitiProibiti FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;", profileId, out.error);
     if (!out.ok()) return out;
     if (q.step()) {
-        out.value = core::ValoreNonNullo(q.column(0), core::Value::boolean(false)).toBool();
+        out.value = core::valueOrDefault(q.column(0), core::Value::boolean(false)).toBool();
     } else if (q.failed()) {
         out.error = q.error();
     }

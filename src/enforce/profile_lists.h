@@ -32,7 +32,7 @@ struct Loaded {
 
 // `SitiProibiti` of the profile (Null reads false); nullopt when the profile
 // has no row.
-[[nodiscard]] Loaded<std::optional<bool>> readSitiProibiti(core::Database& db, long long profileId);
+[[nodiscard]] Loaded<std::optional<bool>> readForbiddenListSwitch(core::Database& db, long long profileId);
 
 // The forbidden image names and window titles of a profile (Null reads ""),
 // cut at the 255 characters the store's columns hold: longer text (written

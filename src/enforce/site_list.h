@@ -1,5 +1,5 @@
 #pragma once
-// ElencoSiti: the site entries of the profile in use, kept exactly as the
+// The site list: the site entries of the profile in use, kept exactly as the
 // store returns them, together with an index built once per load that
 // answers "the first entry at or after position i that matches this address"
 // with the same answer as the literal walk of site_rules.h, without walking.

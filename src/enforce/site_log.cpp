@@ -58,7 +58,7 @@ std::string joinLines(Language& language, std::initializer_list<MessageId> ids) 
     std::string out;
     for (const MessageId id : ids) {
         if (!out.empty()) out += "\r\n";
-        out += language.TestoMessaggio(id);
+        out += language.messageText(id);
     }
     return out;
 }
@@ -157,7 +157,7 @@ std::optional<std::vector<LogRow>> readLog(core::Database& db, const std::option
     if (!q.valid() || !q.bindAll(params)) return std::nullopt;
     std::vector<LogRow> rows;
     while (q.step()) {
-        rows.push_back({core::ValoreNonNullo(q.column(0)).toText(), core::ValoreNonNullo(q.column(1)).toText()});
+        rows.push_back({core::valueOrDefault(q.column(0)).toText(), core::valueOrDefault(q.column(1)).toText()});
     }
     if (q.failed()) return std::nullopt;
     return rows;
@@ -179,7 +179,7 @@ std::string clearLogQuestion(Language& language) {
 }
 
 std::vector<std::string> logListHeadings(Language& language) {
-    return {language.TestoMessaggio(msg::LogDateTimeHeading), language.TestoMessaggio(msg::LogAddressHeading)};
+    return {language.messageText(msg::LogDateTimeHeading), language.messageText(msg::LogAddressHeading)};
 }
 
 }  // namespace ombrix::enforce

@@ -57,7 +57,7 @@ struct LogRangeCheck {
 [[nodiscard]] MessageId checkLogDateField(std::string_view text, bool isTo);
 
 struct LogRow {
-    std::string dataOra;  // as stored
+    std::string dateTime;  // as stored
     std::string url;
 };
 

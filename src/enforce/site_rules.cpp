@@ -53,7 +53,7 @@ bool internetExplorerExempt(std::string_view address) {
     return lowerText(leftCharacters(address, kBlockPageCut)) == kBlockPageAddress;
 }
 
-std::vector<std::string> indirizziShell(std::string_view list) {
+std::vector<std::string> shellAddresses(std::string_view list) {
     // Each piece but the last (the empty one after the final "|") holds
     // "<number>§<address>"; a piece without "§" gives nothing.
     static constexpr std::string_view kSection = "\xC2\xA7";

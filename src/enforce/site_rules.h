@@ -53,7 +53,7 @@ using core::kBlockPageHost;
 [[nodiscard]] bool internetExplorerExempt(std::string_view address);
 
 // Every address of a shell window list "1§<address>|2§<address>|", in order,
-// read as UltimoIndirizzoShell reads its last one.
-[[nodiscard]] std::vector<std::string> indirizziShell(std::string_view list);
+// read as lastShellAddress reads its last one.
+[[nodiscard]] std::vector<std::string> shellAddresses(std::string_view list);
 
 }  // namespace ombrix::enforce

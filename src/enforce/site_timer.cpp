@@ -8,11 +8,11 @@
 #include "support/messages.h"
 
 namespace ombrix::enforce {
-Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address) {
+Verdict verdictAsChrome(const SiteList& list, bool allowedList, std::string_view address) {
     // The blockers judge nothing when the reader has no address.
     if (address.empty()) return {};
     const std::size_t match = list.firstMatch(address);
-    if (!sitiConsentiti) {
+    if (!allowedList) {
         if (match == kNoMatch) return {};
         return {true, blockMessage(list.kind(match)), match};
     }
@@ -29,28 +29,28 @@ void SiteTimer::closeInternetExplorer() {
 SiteTimer::Side SiteTimer::side(Which w) {
     switch (w) {
         case Which::Edge:
-            return {p_.holders.lblEdge, p_.holders.txtUltimaPaginaEdge, p_.holders.UltimoSitoEdge, "msedge.exe", false};
+            return {p_.holders.edgeAddress, p_.holders.edgeLastAccepted, p_.holders.edgeLastLogged, "msedge.exe", false};
         case Which::Firefox:
-            return {p_.holders.lblFirefox, p_.holders.txtUltimaPaginaFirefox, p_.holders.UltimoSitoFirefox, "firefox.exe",
+            return {p_.holders.firefoxAddress, p_.holders.firefoxLastAccepted, p_.holders.firefoxLastLogged, "firefox.exe",
                     true};
         case Which::Chrome:
             break;
     }
-    return {p_.holders.lblChrome, p_.holders.txtUltimaPaginaChrome, p_.holders.UltimoSitoVisto, "chrome.exe", false};
+    return {p_.holders.chromeAddress, p_.holders.chromeLastAccepted, p_.holders.chromeLastLogged, "chrome.exe", false};
 }
 
 std::string SiteTimer::readAddress(Which w) {
     try {
         switch (w) {
             case Which::Edge:
-                return m_.browsers.IndirizzoEdge();
+                return m_.browsers.readEdgeAddress();
             case Which::Firefox:
                 // The Firefox blockers trim what the reader gives.
-                return std::string(trimBlanks(m_.browsers.IndirizzoFirefox()));
+                return std::string(trimBlanks(m_.browsers.readFirefoxAddress()));
             case Which::Chrome:
                 break;
         }
-        return m_.browsers.IndirizzoChrome();
+        return m_.browsers.readChromeAddress();
     } catch (...) {
         platform::recordCurrentFailure();
         return {};
@@ -63,16 +63,16 @@ void SiteTimer::killBrowser(const Side& s) {
 }
 
 void SiteTimer::acceptPage(Side& s) {
-    s.ultimaPagina = s.lbl.empty() ? startPage() : s.lbl;
+    s.lastPage = s.lbl.empty() ? startPage() : s.lbl;
     // Remembered before it is written: writing lets events run, and the log
     // timer ticking meanwhile must find the address already seen.
     const std::string address = s.lbl;
-    const bool changed = address != s.ultimoSito;
-    s.ultimoSito = address;
-    if (changed && m_.host.logSwitch()) MemorizzaSitoVisitato(address);
+    const bool changed = address != s.lastSite;
+    s.lastSite = address;
+    if (changed && m_.host.logSwitch()) logVisitedSite(address);
 }
 
-void SiteTimer::ChiudiScheda() {
+void SiteTimer::closeTab() {
     m_.keyboard.keyEvent(kVkControl, kDown);
     m_.keyboard.keyEvent(kVkW, kDown);
     m_.keyboard.keyEvent(kVkControl, kUp);
@@ -87,43 +87,43 @@ bool SiteTimer::notRunning(Side& s) {
     return true;
 }
 
-void SiteTimer::bloccaVietati(Which w) {
+void SiteTimer::blockForbidden(Which w) {
     Side s = side(w);
     if (notRunning(s)) return;
     m_.pump.doEvents();
     s.lbl = readAddress(w);
     if (s.lbl.empty()) return;
-    bool paginaChiusa = false;
-    std::string& closing = p_.holders.txtTitoloFinestraDaChiudere;
+    bool closedPage = false;
+    std::string& closing = p_.holders.closingAddress;
     // The walk goes on after a match, against the address read again.
-    for (std::size_t i = p_.elencoSiti.firstMatch(s.lbl); i != kNoMatch; i = p_.elencoSiti.firstMatch(s.lbl, i + 1)) {
+    for (std::size_t i = p_.sites.firstMatch(s.lbl); i != kNoMatch; i = p_.sites.firstMatch(s.lbl, i + 1)) {
         const std::string shown = s.lbl;
-        const std::string notice = text(blockMessage(p_.elencoSiti.kind(i))) + " " + withoutQuotes(shown);
+        const std::string notice = text(blockMessage(p_.sites.kind(i))) + " " + withoutQuotes(shown);
         closing = shown;
-        ChiudiScheda();
+        closeTab();
         closing.clear();
         notify(notice, kNoticeSite);
         s.lbl = readAddress(w);
         if (s.lbl == shown) {
             closing = shown;
         } else {
-            paginaChiusa = true;
+            closedPage = true;
         }
         if (!closing.empty()) {
             // The page survived the first close.
-            ChiudiScheda();
+            closeTab();
             notify(notice, kNoticeSite);
             s.lbl = readAddress(w);
             if (s.lbl == shown) killBrowser(s);
             closing.clear();
-            paginaChiusa = true;
+            closedPage = true;
         }
-        if (!s.ultimaPagina.empty()) {
-            m_.host.ApriPagina(s.ultimaPagina);
-            s.ultimaPagina.clear();
+        if (!s.lastPage.empty()) {
+            m_.host.openPage(s.lastPage);
+            s.lastPage.clear();
         }
     }
-    if (paginaChiusa) return;
+    if (closedPage) return;
     acceptPage(s);
 }
 
@@ -131,7 +131,7 @@ bool SiteTimer::outsideAllowedList(Which w, Side& s) {
     if (notRunning(s)) return false;
     m_.pump.doEvents();
     s.lbl = readAddress(w);
-    const Verdict v = verdictAsChrome(p_.elencoSiti, true, s.lbl);
+    const Verdict v = verdictAsChrome(p_.sites, true, s.lbl);
     if (s.lbl.empty()) return false;
     if (!v.blocked) {
         if (v.entry != kNoMatch) acceptPage(s);
@@ -140,68 +140,68 @@ bool SiteTimer::outsideAllowedList(Which w, Side& s) {
     return true;
 }
 
-void SiteTimer::bloccaConsentiti(Which w) {
+void SiteTimer::blockUnlisted(Which w) {
     Side s = side(w);
     if (!outsideAllowedList(w, s)) return;
     // Harsher than the forbidden list: the whole browser goes at once.
     killBrowser(s);
     notify(text(msg::SiteNotAllowed) + " " + withoutQuotes(s.lbl), kNoticeSite);
-    const std::string back = s.ultimaPagina.empty() ? startPage() : s.ultimaPagina;
-    if (!back.empty()) m_.host.ApriPagina(back);
-    s.ultimaPagina.clear();
+    const std::string back = s.lastPage.empty() ? startPage() : s.lastPage;
+    if (!back.empty()) m_.host.openPage(back);
+    s.lastPage.clear();
 }
 
-void SiteTimer::BloccaSitiDaElencoVietatiChrome() { bloccaVietati(Which::Chrome); }
-void SiteTimer::BloccaSitiDaElencoVietatiEdge() { bloccaVietati(Which::Edge); }
-void SiteTimer::BloccaSitiDaElencoVietatiFirefox() { bloccaVietati(Which::Firefox); }
-void SiteTimer::BloccaSitiDaElencoConsentitiChrome() { bloccaConsentiti(Which::Chrome); }
-void SiteTimer::BloccaSitiDaElencoConsentitiEdge() { bloccaConsentiti(Which::Edge); }
-void SiteTimer::BloccaSitiDaElencoConsentitiFirefox() { bloccaConsentiti(Which::Firefox); }
+void SiteTimer::blockForbiddenInChrome() { blockForbidden(Which::Chrome); }
+void SiteTimer::blockForbiddenInEdge() { blockForbidden(Which::Edge); }
+void SiteTimer::blockForbiddenInFirefox() { blockForbidden(Which::Firefox); }
+void SiteTimer::blockUnlistedInChrome() { blockUnlisted(Which::Chrome); }
+void SiteTimer::blockUnlistedInEdge() { blockUnlisted(Which::Edge); }
+void SiteTimer::blockUnlistedInFirefox() { blockUnlisted(Which::Firefox); }
 
-void SiteTimer::BloccaSitiVietatiIE() {
+void SiteTimer::blockForbiddenInExplorer() {
     const std::vector<platform::ShellBrowserWindow> all = m_.shellWindows.windows();
     for (std::size_t i = 0; i < all.size(); ++i) {
         const std::string& url = all[i].locationUrl;
         if (url.empty() || internetExplorerExempt(url)) continue;
-        if (p_.elencoSiti.firstMatchIE(url, all[i].locationName) == kNoMatch) continue;
+        if (p_.sites.firstMatchIE(url, all[i].locationName) == kNoMatch) continue;
         notify(text(msg::SiteForbiddenInExplorer) + " " + url, kNoticeSite);
         m_.shellWindows.goBack(i);
     }
 }
 
-void SiteTimer::BloccaSitiConsentitiIE() {
+void SiteTimer::blockUnlistedInExplorer() {
     const std::vector<platform::ShellBrowserWindow> all = m_.shellWindows.windows();
     for (std::size_t i = 0; i < all.size(); ++i) {
         const std::string& url = all[i].locationUrl;
         if (url.empty() || internetExplorerExempt(url)) continue;
-        if (p_.elencoSiti.firstMatchIE(url, all[i].locationName) != kNoMatch) continue;
+        if (p_.sites.firstMatchIE(url, all[i].locationName) != kNoMatch) continue;
         notify(text(msg::SiteNotAmongAllowedInExplorer) + " " + url, kNoticeSite);
         m_.shellWindows.goBack(i);
     }
 }
 
-void SiteTimer::BloccaSitiVietatiIEFinestre() {
-    const std::string url = UltimoIndirizzoShell(m_.browsers.ElencoFinestreShell());
-    if (url.empty() || internetExplorerExempt(url) || p_.elencoSiti.firstMatch(url) == kNoMatch) return;
+void SiteTimer::blockForbiddenInExplorerWindows() {
+    const std::string url = lastShellAddress(m_.browsers.shellWindowAddresses());
+    if (url.empty() || internetExplorerExempt(url) || p_.sites.firstMatch(url) == kNoMatch) return;
     notify(text(msg::SiteForbiddenInExplorer) + " " + url, kNoticeSite);
     closeInternetExplorer();
-    if (!startPage().empty()) m_.host.ApriPagina(startPage());
+    if (!startPage().empty()) m_.host.openPage(startPage());
 }
 
-void SiteTimer::BloccaSitiConsentitiIEFinestre() {
-    const std::string url = UltimoIndirizzoShell(m_.browsers.ElencoFinestreShell());
-    if (url.empty() || internetExplorerExempt(url) || p_.elencoSiti.firstMatch(url) != kNoMatch) return;
+void SiteTimer::blockUnlistedInExplorerWindows() {
+    const std::string url = lastShellAddress(m_.browsers.shellWindowAddresses());
+    if (url.empty() || internetExplorerExempt(url) || p_.sites.firstMatch(url) != kNoMatch) return;
     notify(text(msg::SiteNotAmongAllowedInExplorer) + " " + url, kNoticeSite);
     closeInternetExplorer();
-    if (!startPage().empty()) m_.host.ApriPagina(startPage());
+    if (!startPage().empty()) m_.host.openPage(startPage());
 }
 
-void SiteTimer::ChiudiFinestreConSitiVietati() {
+void SiteTimer::closeWindowsWithForbiddenSites() {
     for (const platform::WindowId window : m_.windows.topLevelWindows()) {
         const std::string title = m_.windows.title(window);
         if (lowerText(title).find("chrome") != std::string::npos) m_.pump.doEvents();
-        for (std::size_t i = p_.elencoSiti.firstKeywordMatch(title); i != kNoMatch;
-             i = p_.elencoSiti.firstKeywordMatch(title, i + 1)) {
+        for (std::size_t i = p_.sites.firstKeywordMatch(title); i != kNoMatch;
+             i = p_.sites.firstKeywordMatch(title, i + 1)) {
             m_.windows.postClose(window);
             notify(text(msg::WindowClosedForKeyword) + " " + std::string(trimBlanks(title)), kNoticeWindow);
         }
@@ -211,20 +211,20 @@ void SiteTimer::ChiudiFinestreConSitiVietati() {
 void SiteTimer::tick() noexcept {
     const Entered entered(*this);
     if (!entered.first()) return;
-    if (p_.sitiConsentiti) {
-        platform::guarded([&] { BloccaSitiConsentitiIE(); });
-        platform::guarded([&] { BloccaSitiDaElencoConsentitiChrome(); });
-        platform::guarded([&] { BloccaSitiDaElencoConsentitiEdge(); });
-        platform::guarded([&] { BloccaSitiDaElencoConsentitiFirefox(); });
-        platform::guarded([&] { BloccaSitiConsentitiIEFinestre(); });
+    if (p_.allowedList) {
+        platform::guarded([&] { blockUnlistedInExplorer(); });
+        platform::guarded([&] { blockUnlistedInChrome(); });
+        platform::guarded([&] { blockUnlistedInEdge(); });
+        platform::guarded([&] { blockUnlistedInFirefox(); });
+        platform::guarded([&] { blockUnlistedInExplorerWindows(); });
         return;
     }
-    platform::guarded([&] { BloccaSitiVietatiIE(); });
-    platform::guarded([&] { BloccaSitiDaElencoVietatiChrome(); });
-    platform::guarded([&] { BloccaSitiDaElencoVietatiEdge(); });
-    platform::guarded([&] { BloccaSitiDaElencoVietatiFirefox(); });
-    if (p_.switches.protezioneMassima) platform::guarded([&] { ChiudiFinestreConSitiVietati(); });
-    platform::guarded([&] { BloccaSitiVietatiIEFinestre(); });
+    platform::guarded([&] { blockForbiddenInExplorer(); });
+    platform::guarded([&] { blockForbiddenInChrome(); });
+    platform::guarded([&] { blockForbiddenInEdge(); });
+    platform::guarded([&] { blockForbiddenInFirefox(); });
+    if (p_.switches.maxProtection) platform::guarded([&] { closeWindowsWithForbiddenSites(); });
+    platform::guarded([&] { blockForbiddenInExplorerWindows(); });
 }
 
 }  // namespace ombrix::enforce

@@ -1,5 +1,5 @@
 #pragma once
-// The site timer (TimerId::SitiVietatiConsentiti): each browser's address
+// The site timer (TimerId::SiteCheck): each browser's address
 // judged against the site list of the profile in use, with the blockers of
 // the list's mode.
 
@@ -18,7 +18,7 @@ struct Verdict {
     MessageId message;              // the notice's message when blocked
     std::size_t entry = kNoMatch;   // the first entry that matched, if any
 };
-[[nodiscard]] Verdict verdictAsChrome(const SiteList& list, bool sitiConsentiti, std::string_view address);
+[[nodiscard]] Verdict verdictAsChrome(const SiteList& list, bool allowedList, std::string_view address);
 
 // The keys the blockers press, as the keyboard seam takes them.
 inline constexpr std::uint8_t kVkControl = 17;
@@ -34,28 +34,28 @@ public:
     // only, so the tick goes on with the next.
     void tick() noexcept;
 
-    void BloccaSitiDaElencoVietatiChrome();
-    void BloccaSitiDaElencoVietatiEdge();
-    void BloccaSitiDaElencoVietatiFirefox();
-    void BloccaSitiDaElencoConsentitiChrome();
-    void BloccaSitiDaElencoConsentitiEdge();
-    void BloccaSitiDaElencoConsentitiFirefox();
-    void BloccaSitiVietatiIE();
-    void BloccaSitiVietatiIEFinestre();
-    void BloccaSitiConsentitiIE();
-    void BloccaSitiConsentitiIEFinestre();
-    void ChiudiFinestreConSitiVietati();
+    void blockForbiddenInChrome();
+    void blockForbiddenInEdge();
+    void blockForbiddenInFirefox();
+    void blockUnlistedInChrome();
+    void blockUnlistedInEdge();
+    void blockUnlistedInFirefox();
+    void blockForbiddenInExplorer();
+    void blockForbiddenInExplorerWindows();
+    void blockUnlistedInExplorer();
+    void blockUnlistedInExplorerWindows();
+    void closeWindowsWithForbiddenSites();
 
     // Ctrl+W to the active window, keys interleaved: Ctrl down, W down, Ctrl up, W up.
-    void ChiudiScheda();
+    void closeTab();
 
 private:
     // One browser's holders and process, for these blockers.
     enum class Which { Chrome, Edge, Firefox };
     struct Side {
         std::string& lbl;
-        std::string& ultimaPagina;
-        std::string& ultimoSito;
+        std::string& lastPage;
+        std::string& lastSite;
         const char* process;
         bool firefox;
     };
@@ -68,8 +68,8 @@ private:
     void acceptPage(Side& s);
     void killBrowser(const Side& s);
     [[nodiscard]] bool notRunning(Side& s);
-    void bloccaVietati(Which w);
-    void bloccaConsentiti(Which w);
+    void blockForbidden(Which w);
+    void blockUnlisted(Which w);
     void closeInternetExplorer();
 };
 

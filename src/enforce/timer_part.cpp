@@ -7,9 +7,9 @@
 
 namespace ombrix::enforce {
 
-std::string TimerPart::text(MessageId id) { return m_.language.TestoMessaggio(id); }
+std::string TimerPart::text(MessageId id) { return m_.language.messageText(id); }
 
-void TimerPart::notify(const std::string& message, int kind) { m_.host.VisualizzaMessaggio(message, kind); }
+void TimerPart::notify(const std::string& message, int kind) { m_.host.showMessage(message, kind); }
 
 int TimerPart::KillProcess(std::string_view imageName) { return platform::KillProcess(m_.processes, imageName); }
 
@@ -29,15 +29,15 @@ void TimerPart::killForbiddenUntilGone(std::string_view name) {
     platform::killForbiddenUntilGone(m_.processes, m_.pump, name);
 }
 
-void TimerPart::MemorizzaSitoVisitato(const std::string& url) {
+void TimerPart::logVisitedSite(const std::string& url) {
     // An empty address is no visit: a browser that closed reads as "".
     if (url.empty()) return;
     if (m_.host.profileInUse() != 0) {
         m_.pump.doEvents();
-        const bool matched = p_.elencoSiti.firstMatch(url) != kNoMatch;
+        const bool matched = p_.sites.firstMatch(url) != kNoMatch;
         // A forbidden page is never logged; with an allowed list, only
         // pages it allows are.
-        if (matched != p_.sitiConsentiti) return;
+        if (matched != p_.allowedList) return;
     }
     // A row the log refuses is lost (and traced); the enforcement goes on.
     (void)m_.log.write(m_.clock.now(), url);

@@ -41,24 +41,23 @@ struct EnforcementMachine {
     VisitedSitesLog& log;
 };
 
-// The main form's holders, by their names.
+// What the site and log timers remember between ticks.
 struct Holders {
-    std::string lblChrome, lblEdge, lblFirefox;  // the address last read
-    std::string txtUltimaPaginaChrome, txtUltimaPaginaEdge, txtUltimaPaginaFirefox;  // the last page that passed
-    std::string txtTitoloFinestraDaChiudere;  // the page being closed
-    std::string UltimoSitoVisto;              // Chrome's last address (logged against)
-    std::string UltimoSitoEdge, UltimoSitoFirefox;
-    std::vector<std::string> lstWindows3;  // Internet Explorer addresses logged this session
+    std::string chromeAddress, edgeAddress, firefoxAddress;  // the address last read
+    std::string chromeLastAccepted, edgeLastAccepted, firefoxLastAccepted;  // the last page that passed
+    std::string closingAddress;  // the page being closed
+    std::string chromeLastLogged, edgeLastLogged, firefoxLastLogged;  // the address last logged
+    std::vector<std::string> explorerAddressesLogged;  // Internet Explorer addresses logged this session
 };
 
 // The profile in use as the three loaders left it.
 struct EnforcedProfile {
     core::ProfileSwitches switches;
-    SiteList elencoSiti;
-    bool sitiConsentiti = false;
+    SiteList sites;
+    bool allowedList = false;
     // With the spare element: the names are [0, size() - 1).
-    std::vector<std::string> elencoProcessi{std::string()};
-    std::vector<std::string> elencoFinestre{std::string()};
+    std::vector<std::string> processNames{std::string()};
+    std::vector<std::string> windowTitles{std::string()};
     Holders holders;
 };
 
@@ -80,8 +79,8 @@ public:
     // Writes one visited address, unless the site list forbids it (forbidden
     // list) or does not allow it (allowed list); with no profile in use
     // everything is written. The site and the log timer both write.
-    void MemorizzaSitoVisitato(const std::string& url);
-    [[nodiscard]] std::string startPage() const { return p_.switches.paginaPredefinita; }
+    void logVisitedSite(const std::string& url);
+    [[nodiscard]] std::string startPage() const { return p_.switches.homePage; }
 
 protected:
     ~TimerPart() = default;

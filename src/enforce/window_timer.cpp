@@ -7,8 +7,8 @@
 
 namespace ombrix::enforce {
 
-void WindowTimer::ChiudiFinestreVietate() {
-    const std::vector<std::string> titles = p_.elencoFinestre;
+void WindowTimer::closeForbiddenWindows() {
+    const std::vector<std::string> titles = p_.windowTitles;
     if (titles.size() < 2) return;  // the last entry is never searched
     std::vector<std::string> searched;
     searched.reserve(titles.size() - 1);
@@ -32,7 +32,7 @@ void WindowTimer::ChiudiFinestreVietate() {
 void WindowTimer::tick() noexcept {
     const Entered entered(*this);
     if (!entered.first()) return;
-    platform::guarded([&] { ChiudiFinestreVietate(); });
+    platform::guarded([&] { closeForbiddenWindows(); });
 }
 
 }  // namespace ombrix::enforce

@@ -1,5 +1,5 @@
 #pragma once
-// The window timer (TimerId::ChiudiFinestre): closes each window whose
+// The window timer (TimerId::CloseWindows): closes each window whose
 // title is on the profile's list, silently for titles so marked.
 
 #include "enforce/timer_part.h"
@@ -10,7 +10,7 @@ class WindowTimer final : public TimerPart {
 public:
     using TimerPart::TimerPart;
     void tick() noexcept;
-    void ChiudiFinestreVietate();
+    void closeForbiddenWindows();
 };
 
 }  // namespace ombrix::enforce

@@ -48,8 +48,8 @@ inline constexpr std::uint16_t kVkShift = 0x10;
 class OnScreenCase {
 public:
     [[nodiscard]] bool upper() const { return upper_; }
-    void Maiuscolo() { upper_ = true; }
-    void Minuscolo() { upper_ = false; }
+    void toUpperCase() { upper_ = true; }
+    void toLowerCase() { upper_ = false; }
     // The caption a key shows now; the shift key names the case it switches to.
     [[nodiscard]] std::string_view caption(const OnScreenKey& key) const { return upper_ ? key.upper : key.lower; }
     // The shift key switches the case and sends nothing; every other key

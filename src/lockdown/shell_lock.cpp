@@ -19,8 +19,8 @@ constexpr int kMinimisedFocus = 2;
 bool filterSwallows(KeyboardFilter filter, std::uint32_t vk, const KioskSwitches& s) {
     const bool escapeKey = vk == kVkEscape || vk == kVkLeftWin || vk == kVkRightWin || vk == kVkApps;
     switch (filter) {
-        case KeyboardFilter::A: return escapeKey || (vk == kVkF4 && s.fullScreen);
-        case KeyboardFilter::B: return vk == kVkF4 || (escapeKey && s.startButtonDisabled);
+        case KeyboardFilter::Locked: return escapeKey || (vk == kVkF4 && s.fullScreen);
+        case KeyboardFilter::FullScreenPage: return vk == kVkF4 || (escapeKey && s.startButtonDisabled);
         case KeyboardFilter::None: return false;
     }
     return false;
@@ -100,7 +100,7 @@ void ShellLock::hideDesktopIcons(bool hide) {
         m_.windows.show(icons, !hide);
     } else if (hide) {
         // The shell has not made its icons yet: try again later.
-        m_.timers.setEnabled(core::TimerId::NascondiDesktop, true);
+        m_.timers.setEnabled(core::TimerId::HideDesktop, true);
     }
     m_.windows.show(m_.windows.find(std::nullopt, "Program manager"), !hide);
 }
@@ -152,8 +152,8 @@ void ShellLock::tickMetroKiller() {
     if (major >= 6 && major <= 9 && minor >= 2) runStartScreenKiller();
 }
 
-void ShellLock::tickNascondiDesktop() {
-    m_.timers.setEnabled(core::TimerId::NascondiDesktop, false);
+void ShellLock::tickHideDesktop() {
+    m_.timers.setEnabled(core::TimerId::HideDesktop, false);
     hideDesktopIcons(true);
 }
 
@@ -172,7 +172,7 @@ void ShellLock::afterMouse(const MouseEvent& e) {
     if (!form_) return;
     if (v.pressElsewhere) form_->setStateField("0");
     if (v.pressOnNotifyArea && form_->stateField() == "1") {
-        form_->bringBack(kFormLeftTwips, kFormTopTwips);
+        form_->bringBack(kFormReturnLeftTwips, kFormReturnTopTwips);
         form_->setStateField("0");
     }
 }
@@ -194,7 +194,7 @@ void ShellLock::lock() {
     showByClass(true, kTaskbar, kSearchBox);
     enableByClass(false, kTaskbar, kTaskButtons);
     showByClass(true, kTaskbar, kTaskButtons);
-    installFilter(KeyboardFilter::A);
+    installFilter(KeyboardFilter::Locked);
     // The task bar itself stays enabled: the mouse guard switches it.
     locked_ = true;
 }
@@ -223,11 +223,11 @@ void ShellLock::lockDesktop(bool hideIcons, bool lockShell) {
         // Once after each locking: a shell that brings its Start screen or
         // its icons back shortly after a sign-in or a switch loses them again.
         m_.timers.setEnabled(core::TimerId::MetroKiller, true);
-        if (hideIcons) m_.timers.setEnabled(core::TimerId::NascondiDesktop, true);
+        if (hideIcons) m_.timers.setEnabled(core::TimerId::HideDesktop, true);
     } else {
         // A hiding still pending would take the icons unlocking gives back.
         m_.timers.setEnabled(core::TimerId::MetroKiller, false);
-        m_.timers.setEnabled(core::TimerId::NascondiDesktop, false);
+        m_.timers.setEnabled(core::TimerId::HideDesktop, false);
         platform::guarded([&] { unlock(); });
     }
     platform::guarded([&] { hideDesktopIcons(hideIcons); });

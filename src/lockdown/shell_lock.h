@@ -28,8 +28,8 @@ inline constexpr std::uint32_t kVkApps = 0x5D;
 inline constexpr std::uint32_t kVkF4 = 0x73;
 
 // Where the mouse guard puts the main form back, in twips.
-inline constexpr int kFormLeftTwips = 2890;
-inline constexpr int kFormTopTwips = 4000;
+inline constexpr int kFormReturnLeftTwips = 2890;
+inline constexpr int kFormReturnTopTwips = 4000;
 
 // The switches this part reads, as the profile in use and the options have them.
 struct KioskSwitches {
@@ -39,9 +39,9 @@ struct KioskSwitches {
     bool virtualKeyboard = false;      // Opzioni.TastieraVirtuale
 };
 
-// Filter A is locking's; B follows the home page opened full screen. They
-// share one slot, so at most one of them is installed.
-enum class KeyboardFilter { None, A, B };
+// Locked is locking's; FullScreenPage follows the home page opened full
+// screen. They share one slot, so at most one of them is installed.
+enum class KeyboardFilter { None, Locked, FullScreenPage };
 
 // Whether the filter swallows this key (down and up alike, whatever modifier).
 [[nodiscard]] bool filterSwallows(KeyboardFilter filter, std::uint32_t virtualKey, const KioskSwitches& switches);
@@ -103,7 +103,7 @@ public:
 
     // core::DesktopLock
     void lockDesktop(bool hideIcons, bool lockShell) override;
-    void fullScreen() override { installFilter(KeyboardFilter::B); }
+    void fullScreen() override { installFilter(KeyboardFilter::FullScreenPage); }
     void restartShell() override;
     void releaseKeyboardHook() override;
 
@@ -123,7 +123,7 @@ public:
 
     // The one-shot timers.
     void tickMetroKiller();
-    void tickNascondiDesktop();
+    void tickHideDesktop();
 
     // One click, inside the hook: the task bar and the program's active
     // window are switched before the click reaches them, from the area held.

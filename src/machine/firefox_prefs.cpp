@@ -45,7 +45,7 @@ std::string commentOutAndAppend(std::string_view prefs, const std::vector<std::s
     return joined;
 }
 
-bool ImpostaPaginaInizialeFirefox(const std::string& profileFolder, const std::string& address, char separator) {
+bool setFirefoxHomePage(const std::string& profileFolder, const std::string& address, char separator) {
     return rewritePrefs(profileFolder, separator, {kFirefoxHomePagePref},
                         {std::string(kFirefoxHomePagePref) + "\"" + address + "\");"});
 }
@@ -54,7 +54,7 @@ bool ClearFirefoxHomePage(const std::string& profileFolder, char separator) {
     return rewritePrefs(profileFolder, separator, {kFirefoxHomePagePref}, {});
 }
 
-bool DisattivaTabsWarnOnCloseFirefox(const std::string& profileFolder, char separator) {
+bool disableFirefoxCloseTabsWarning(const std::string& profileFolder, char separator) {
     return rewritePrefs(profileFolder, separator,
                         {"user_pref(\"browser.tabs.warnOnClose\",", "user_pref(\"browser.tabs.remote.autostart\",",
                          "user_pref(\"browser.sessionstore.resume_from_crash\","},

@@ -19,12 +19,12 @@ inline constexpr std::string_view kFirefoxHomePagePref = "user_pref(\"browser.st
                                               const std::vector<std::string>& appended);
 
 // Makes `address` Firefox's home page; false when prefs.js was not rewritten.
-bool ImpostaPaginaInizialeFirefox(const std::string& profileFolder, const std::string& address,
+bool setFirefoxHomePage(const std::string& profileFolder, const std::string& address,
                                   char separator = platform::pathSeparator());
 // Makes every line that sets the home page a comment: Firefox's own then counts.
 bool ClearFirefoxHomePage(const std::string& profileFolder, char separator = platform::pathSeparator());
 // No warning on closing tabs, no session restore after a crash.
-bool DisattivaTabsWarnOnCloseFirefox(const std::string& profileFolder, char separator = platform::pathSeparator());
+bool disableFirefoxCloseTabsWarning(const std::string& profileFolder, char separator = platform::pathSeparator());
 // The home page in force: the quoted address of the last line that sets it
 // (lines made comments do not count); "" when there is none.
 [[nodiscard]] std::string HomePageFirefox(const std::string& profileFolder,

@@ -5,7 +5,7 @@
 
 namespace ombrix::core {
 
-std::string PathProfiloFirefox(const std::string& appData, char separator) {
+std::string firefoxProfilePath(const std::string& appData, char separator) {
     if (appData.empty()) return {};
     const std::string sep(1, separator);
     const std::string base = appData + sep + "Mozilla" + sep + "Firefox" + sep;

@@ -10,7 +10,7 @@ namespace ombrix::core {
 
 // The profile folder named by the first "Path=" line of profiles.ini under
 // `appData` (the APPDATA folder), "/" turned into the separator; "" when there is none.
-[[nodiscard]] std::string PathProfiloFirefox(const std::string& appData, char separator = platform::pathSeparator());
+[[nodiscard]] std::string firefoxProfilePath(const std::string& appData, char separator = platform::pathSeparator());
 
 // Deletes the profile's saved session ("\sessionstore.js"), so a browser
 // that was terminated does not bring its pages back. Tries a few times while

@@ -44,7 +44,7 @@ bool giveBack(GiveBackSeams m, const SavedSetting& s) {
             return true;
         }
         case SavedSetting::Kind::FirefoxHomePage:
-            return s.type == V::Absent ? ClearFirefoxHomePage(s.path) : ImpostaPaginaInizialeFirefox(s.path, s.value);
+            return s.type == V::Absent ? ClearFirefoxHomePage(s.path) : setFirefoxHomePage(s.path, s.value);
         case SavedSetting::Kind::Desktop:
             m.desktop.lockDesktop(false, false);
             return true;
@@ -139,7 +139,7 @@ void MachineSettings::writeText(RegRoot root, const char* path, const char* name
     m_.registry.writeString(root, path, name, value);
 }
 
-void MachineSettings::setFirefoxHomePage(const std::string& address) {
+void MachineSettings::applyFirefoxHomePage(const std::string& address) {
     if (firefoxFolder_.empty()) return;
     SavedSetting previous{SavedSetting::Kind::FirefoxHomePage, RegRoot::CurrentUser, firefoxFolder_, {},
                           SavedSetting::Value::Text, HomePageFirefox(firefoxFolder_)};
@@ -147,7 +147,7 @@ void MachineSettings::setFirefoxHomePage(const std::string& address) {
         if (previous.value.empty()) previous.type = SavedSetting::Value::Absent;
         m_.journal.remember(previous);
     }
-    ImpostaPaginaInizialeFirefox(firefoxFolder_, address);
+    setFirefoxHomePage(firefoxFolder_, address);
 }
 
 void MachineSettings::lockDesktop(bool hideIcons, bool lockShell) {
@@ -155,11 +155,11 @@ void MachineSettings::lockDesktop(bool hideIcons, bool lockShell) {
     m_.desktop.lockDesktop(hideIcons, lockShell);
 }
 
-void MachineSettings::ImpostaPaginaIniziale(const std::string& address) {
+void MachineSettings::setHomePage(const std::string& address) {
     writeText(RegRoot::CurrentUser, kInternetExplorerMain, kStartPage, address);
 }
 
-bool MachineSettings::ImpostaStampantePredefinita(const std::string& printer) {
+bool MachineSettings::setDefaultPrinter(const std::string& printer) {
     const std::string ports = m_.printers.profileString("PrinterPorts", printer);
     if (ports.empty()) return false;
     // "driver,port,timeouts...": the driver, then the port.
@@ -175,13 +175,13 @@ bool MachineSettings::ImpostaStampantePredefinita(const std::string& printer) {
     return true;
 }
 
-void MachineSettings::ImpostaEmulazioneBrowser() {
+void MachineSettings::setBrowserEmulation() {
     std::string exe = m_.system.programFileName();
     if (exe.empty()) exe = std::string(kProgramExeName) + ".exe";
     writeDword(RegRoot::CurrentUser, kBrowserEmulation, exe.c_str(), m_.system.windowsMajorVersion() < 6 ? 8000 : 11000);
 }
 
-void MachineSettings::DisattivaPresentazioneDesktop() {
+void MachineSettings::disableDesktopSlideshow() {
     const std::string profile = m_.system.environment("USERPROFILE");
     if (profile.empty()) return;
     const std::string file = profile + "\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini";
@@ -201,7 +201,7 @@ void MachineSettings::rememberSettings() {
     // Before anything is remembered: after a crash the machine still holds
     // the values of the last run, which must not become the ones to give back.
     recovery_ = giveBackJournal(m_.journal, giveBackSeams());
-    firefoxFolder_ = PathProfiloFirefox(m_.system.environment("APPDATA"));
+    firefoxFolder_ = firefoxProfilePath(m_.system.environment("APPDATA"));
     printer_ = defaultPrinterName(m_.printers);
     startPage_ = m_.registry.readValue(RegRoot::CurrentUser, kInternetExplorerMain, kStartPage);
     firefoxHomePage_ = HomePageFirefox(firefoxFolder_);
@@ -221,7 +221,7 @@ bool MachineSettings::keepLastRestrictions() {
     if (disk.state == MachineJournal::State::Intact && !m_.journal.reset(std::move(disk.settings))) {
         platform::recordFailure("the machine journal could not be renewed", m_.journal.path());
     }
-    firefoxFolder_ = PathProfiloFirefox(m_.system.environment("APPDATA"));
+    firefoxFolder_ = firefoxProfilePath(m_.system.environment("APPDATA"));
     return shellLocked;
 }
 
@@ -229,7 +229,7 @@ void MachineSettings::applyTaskbarFlags(const ProfileSwitches& switches) {
     // Kiosk first: with both switches on, the desktop is hidden as well.
     if (switches.kiosk) {
         lockDesktop(true, true);
-    } else if (switches.tastoStartDisabilitato) {
+    } else if (switches.startDisabled) {
         lockDesktop(false, true);
     } else {
         lockDesktop(false, false);
@@ -238,15 +238,15 @@ void MachineSettings::applyTaskbarFlags(const ProfileSwitches& switches) {
 
 void MachineSettings::applyToMachine(const ProfileSwitches& switches) {
     // Each step on its own: one that fails leaves the others to run.
-    const std::string printer(trimBlanks(switches.stampantePredefinita));
-    if (!printer.empty()) platform::guarded([&] { ImpostaStampantePredefinita(printer); });
-    const std::string page(trimBlanks(switches.paginaPredefinita));
+    const std::string printer(trimBlanks(switches.printer));
+    if (!printer.empty()) platform::guarded([&] { setDefaultPrinter(printer); });
+    const std::string page(trimBlanks(switches.homePage));
     if (!page.empty() && !homePageIsProgram(page)) {
-        platform::guarded([&] { ImpostaPaginaIniziale(switches.paginaPredefinita); });
-        platform::guarded([&] { setFirefoxHomePage(switches.paginaPredefinita); });
+        platform::guarded([&] { setHomePage(switches.homePage); });
+        platform::guarded([&] { applyFirefoxHomePage(switches.homePage); });
     }
     platform::guarded([&] {
-        writeDword(RegRoot::CurrentUser, kZone3, kDownloadValue, switches.bloccaDownload ? 3 : 0);
+        writeDword(RegRoot::CurrentUser, kZone3, kDownloadValue, switches.blockDownloads ? 3 : 0);
     });
     platform::guarded([&] { applyTaskbarFlags(switches); });
 }
@@ -305,8 +305,8 @@ void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
 
 void MachineSettings::restoreStartButtonAndTaskbar() { m_.desktop.lockDesktop(false, false); }
 
-void MachineSettings::DisattivaTabsWarnOnCloseFirefox() {
-    core::DisattivaTabsWarnOnCloseFirefox(firefoxFolder_);
+void MachineSettings::disableFirefoxCloseTabsWarning() {
+    core::disableFirefoxCloseTabsWarning(firefoxFolder_);
     // A session saved before this start would come back all the same.
     if (!clearFirefoxSession(m_.files, firefoxFolder_)) {
         platform::recordFailure("Firefox's saved session could not be deleted", firefoxFolder_);
@@ -315,7 +315,7 @@ void MachineSettings::DisattivaTabsWarnOnCloseFirefox() {
 
 void MachineSettings::releaseKeyboardHook() { m_.desktop.releaseKeyboardHook(); }
 
-std::string MachineSettings::BrowserPredefinito() {
+std::string MachineSettings::defaultBrowser() {
     const auto read = [&](RegRoot root, const char* path, const char* name) {
         return m_.registry.readValue(root, path, name).value_or("");
     };
@@ -343,13 +343,13 @@ std::string MachineSettings::BrowserPredefinito() {
     return "Altro";
 }
 
-void MachineSettings::ApriPaginaWeb(const std::string& address, bool fullScreen) {
+void MachineSettings::openWebPage(const std::string& address, bool fullScreen) {
     if (!fullScreen) {
         const std::string folder = m_.system.programFolder();
         m_.shell.open(address, folder.substr(0, 3), platform::kNormalFocus);
         return;
     }
-    if (BrowserPredefinito() == "GoogleChrome") {
+    if (defaultBrowser() == "GoogleChrome") {
         m_.shell.run(m_.system.environment("USERPROFILE") + "\\AppData\\Local\\Google\\Chrome\\Application" +
                          "\\chrome.exe " + address + " --kiosk-printing --start-fullscreen",
                      platform::kNormalFocus);
@@ -361,27 +361,27 @@ void MachineSettings::ApriPaginaWeb(const std::string& address, bool fullScreen)
     m_.shell.run(m_.system.environment("PROGRAMFILES(X86)") + command, kNormalNoFocus);
 }
 
-void MachineSettings::tickLanciaPaginaIniziale(const ProfileSwitches& switches) {
+void MachineSettings::tickLaunchHomePage(const ProfileSwitches& switches) {
     platform::KillProcess(m_.processes, platform::kMisspeltInternetExplorer);
     for (const char* browser : {"iexplore.exe", "chrome.exe", "firefox.exe"}) {
         platform::killUntilGone(m_.processes, m_.pump, browser);
     }
-    const std::string page(trimBlanks(switches.paginaPredefinita));
+    const std::string page(trimBlanks(switches.homePage));
     if (!page.empty()) {
         if (homePageIsProgram(page)) {
             m_.shell.run(page, kMinimisedFocus);
-        } else if (switches.apriPaginaInizialeATuttoSchermo) {
-            ApriPaginaWeb(page, true);
+        } else if (switches.fullScreen) {
+            openWebPage(page, true);
             m_.desktop.fullScreen();
         } else {
-            ApriPaginaWeb(m_.registry.readValue(RegRoot::CurrentUser, kInternetExplorerMain, kStartPage).value_or(""),
+            openWebPage(m_.registry.readValue(RegRoot::CurrentUser, kInternetExplorerMain, kStartPage).value_or(""),
                           false);
         }
     }
     applyTaskbarFlags(switches);
 }
 
-void MachineSettings::RipristinaImpostazioni() {
+void MachineSettings::restoreSettings() {
     // Every step on its own, its failure ignored. A setting this run changed
     // goes back to the value the journal holds, which is the machine's own
     // from before the start: a value that did not exist is removed again, and
@@ -404,7 +404,7 @@ void MachineSettings::RipristinaImpostazioni() {
         if (const auto* s = journaled({SavedSetting::Kind::DefaultPrinter, {}, {}, {}, {}, {}})) {
             back(*s);
         } else if (!printer_.empty() && printer_ != defaultPrinterName(m_.printers)) {
-            ImpostaStampantePredefinita(printer_);
+            setDefaultPrinter(printer_);
         }
     });
     platform::guarded([&] {
@@ -419,7 +419,7 @@ void MachineSettings::RipristinaImpostazioni() {
             back(*s);
         } else if (!firefoxHomePage_.empty() && firefoxHomePage_ != HomePageFirefox(firefoxFolder_)) {
             // Only a change: a home page written back unchanged would only grow the file.
-            ImpostaPaginaInizialeFirefox(firefoxFolder_, firefoxHomePage_);
+            setFirefoxHomePage(firefoxFolder_, firefoxHomePage_);
         }
     });
     platform::guarded([&] {

@@ -89,28 +89,28 @@ public:
     MachineSettings(MachineSeams seams, std::function<std::string()> journalPath)
         : m_(seams), journalPath_(std::move(journalPath)) {}
 
-    void DisattivaPresentazioneDesktop() override;
+    void disableDesktopSlideshow() override;
     // Gives back what a journal left by an unclean end holds, then remembers.
     void rememberSettings() override;
     bool keepLastRestrictions() override;
     void applyToMachine(const ProfileSwitches& switches) override;
     void restoreStartButtonAndTaskbar() override;
-    void DisattivaTabsWarnOnCloseFirefox() override;
+    void disableFirefoxCloseTabsWarning() override;
     void releaseKeyboardHook() override;
-    void RipristinaImpostazioni() override;
+    void restoreSettings() override;
     // The browsers' policies for the site list in force, each value recorded
     // in the journal before it is first written; what an earlier list wrote
     // and this one does not want goes back to its value from before.
     void siteListInForce(const std::optional<PolicySites>& sites) override;
 
-    // TimerId::LanciaPaginaIniziale's one tick (the caller disables the timer).
-    void tickLanciaPaginaIniziale(const ProfileSwitches& switches);
-    void ApriPaginaWeb(const std::string& address, bool fullScreen);
-    [[nodiscard]] std::string BrowserPredefinito();
-    void ImpostaPaginaIniziale(const std::string& address);
+    // TimerId::LaunchHomePage's one tick (the caller disables the timer).
+    void tickLaunchHomePage(const ProfileSwitches& switches);
+    void openWebPage(const std::string& address, bool fullScreen);
+    [[nodiscard]] std::string defaultBrowser();
+    void setHomePage(const std::string& address);
     // False when the printer is not listed (nothing changes then).
-    bool ImpostaStampantePredefinita(const std::string& printer);
-    void ImpostaEmulazioneBrowser();
+    bool setDefaultPrinter(const std::string& printer);
+    void setBrowserEmulation();
 
     [[nodiscard]] const std::string& firefoxFolder() const { return firefoxFolder_; }
     [[nodiscard]] const Recovery& lastRecovery() const { return recovery_; }
@@ -123,7 +123,7 @@ private:
     // The keys a write under `path` would create and the journal lacks: so
     // that they go again once their values are given back.
     [[nodiscard]] std::vector<SavedSetting> keysToCreate(platform::RegRoot root, const std::string& path);
-    void setFirefoxHomePage(const std::string& address);
+    void applyFirefoxHomePage(const std::string& address);
     void lockDesktop(bool hideIcons, bool lockShell);
     void applyTaskbarFlags(const ProfileSwitches& switches);
 

@@ -13,12 +13,12 @@ namespace ombrix::platform {
 class BrowserAddresses {
 public:
     virtual ~BrowserAddresses() = default;
-    [[nodiscard]] virtual std::string IndirizzoChrome() = 0;
-    [[nodiscard]] virtual std::string IndirizzoEdge() = 0;
-    [[nodiscard]] virtual std::string IndirizzoFirefox() = 0;
+    [[nodiscard]] virtual std::string readChromeAddress() = 0;
+    [[nodiscard]] virtual std::string readEdgeAddress() = 0;
+    [[nodiscard]] virtual std::string readFirefoxAddress() = 0;
     // The shell's browser windows as "1§<address>|2§<address>|..." (only
     // http and ftp addresses count).
-    [[nodiscard]] virtual std::string ElencoFinestreShell() = 0;
+    [[nodiscard]] virtual std::string shellWindowAddresses() = 0;
 };
 
 // One window of the shell's browser-window collection.

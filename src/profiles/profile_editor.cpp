@@ -85,16 +85,16 @@ void ProfileRecord::setMode(Mode mode) {
 
 std::span<const MessageId> infoMessageIds(InfoButton button) {
     switch (button) {
-        case InfoButton::AggiungiSito: return msg::InfoSiteEntry;
-        case InfoButton::BloccaDownload: return msg::InfoBlockDownloads;
-        case InfoButton::BrowserInterno: return msg::InfoInternalBrowser;
-        case InfoButton::FinestreVietate: return msg::InfoForbiddenWindows;
-        case InfoButton::ListaSiti: return msg::InfoSiteList;
-        case InfoButton::NoMessaggi: return msg::InfoHideNotices;
-        case InfoButton::PaginaInizialePredefinita: return msg::InfoHomePage;
-        case InfoButton::ProcessiVietati: return msg::InfoForbiddenProcesses;
-        case InfoButton::ProtezioneMassima: return msg::InfoMaxProtection;
-        case InfoButton::StampantePredefinita: break;
+        case InfoButton::SiteEntry: return msg::InfoSiteEntry;
+        case InfoButton::BlockDownloads: return msg::InfoBlockDownloads;
+        case InfoButton::InternalBrowser: return msg::InfoInternalBrowser;
+        case InfoButton::ForbiddenWindows: return msg::InfoForbiddenWindows;
+        case InfoButton::SiteList: return msg::InfoSiteList;
+        case InfoButton::HideNotices: return msg::InfoHideNotices;
+        case InfoButton::HomePage: return msg::InfoHomePage;
+        case InfoButton::ForbiddenProcesses: return msg::InfoForbiddenProcesses;
+        case InfoButton::MaxProtection: return msg::InfoMaxProtection;
+        case InfoButton::Printer: break;
     }
     return msg::InfoPrinter;
 }
@@ -303,7 +303,7 @@ ProfileEditor::ProfileEditor(core::Database& db, platform::Dialogs& dialogs, Lan
 
 MessageId ProfileEditor::listHeading(ListKind kind) { return core::listTable(kind).headingMessage; }
 
-std::string ProfileEditor::text(MessageId id) const { return language_.TestoMessaggio(id); }
+std::string ProfileEditor::text(MessageId id) const { return language_.messageText(id); }
 
 std::string ProfileEditor::joined(std::span<const MessageId> ids) const {
     std::string out;
@@ -346,7 +346,7 @@ bool ProfileEditor::reloadIds() {
 std::vector<std::pair<long long, std::string>> ProfileEditor::profiles() const {
     std::vector<std::pair<long long, std::string>> out;
     Statement q = db_.prepare("SELECT IDProfilo, Profilo FROM Profili ORDER BY rowid;");
-    while (q.step()) out.emplace_back(q.column(0).toInteger(), core::ValoreNonNullo(q.column(1)).toText());
+    while (q.step()) out.emplace_back(q.column(0).toInteger(), core::valueOrDefault(q.column(1)).toText());
     return out;
 }
 
@@ -357,7 +357,7 @@ ProfileEditor::Read ProfileEditor::readRecord(long long id, ProfileRecord& into)
     const auto flag = [&](int c) { return q.column(c).toBool(); };
     ProfileRecord r;
     r.id = id;
-    r.name = core::ValoreNonNullo(q.column(0)).toText();
+    r.name = core::valueOrDefault(q.column(0)).toText();
     r.kiosk = flag(1);
     r.startDisabled = flag(2);
     r.blockDownloads = flag(3);
@@ -366,8 +366,8 @@ ProfileEditor::Read ProfileEditor::readRecord(long long id, ProfileRecord& into)
     r.maxProtection = flag(6);
     r.fullScreen = flag(7);
     r.forbiddenList = flag(8);
-    r.printer = core::ValoreNonNullo(q.column(9)).toText();
-    r.homePage = core::ValoreNonNullo(q.column(10)).toText();
+    r.printer = core::valueOrDefault(q.column(9)).toText();
+    r.homePage = core::valueOrDefault(q.column(10)).toText();
     into = std::move(r);
     return Read::Found;
 }

@@ -58,16 +58,16 @@ struct ProfileRecord {
 
 // The info pictures, each one message box of its texts joined by line breaks.
 enum class InfoButton {
-    AggiungiSito,
-    BloccaDownload,
-    BrowserInterno,
-    FinestreVietate,
-    ListaSiti,
-    NoMessaggi,
-    PaginaInizialePredefinita,
-    ProcessiVietati,
-    ProtezioneMassima,
-    StampantePredefinita
+    SiteEntry,
+    BlockDownloads,
+    InternalBrowser,
+    ForbiddenWindows,
+    SiteList,
+    HideNotices,
+    HomePage,
+    ForbiddenProcesses,
+    MaxProtection,
+    Printer
 };
 [[nodiscard]] std::span<const MessageId> infoMessageIds(InfoButton button);
 

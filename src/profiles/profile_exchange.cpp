@@ -23,15 +23,15 @@ using core::Value;
 
 // The thirteen sections in the order they are written.
 enum Section {
-    kNome, kModo, kDownload, kMessaggi, kBrowserInterno, kListaSiti, kHomePage, kSiti,
-    kProtezioneMassima, kProcessi, kFinestre, kStampante, kIeTuttoSchermo, kSections
+    kName, kMode, kDownload, kMessages, kInternalBrowser, kSiteList, kHomePage, kSiteSection,
+    kMaxProtection, kProcesses, kWindows, kPrinter, kFullScreen, kSections
 };
 constexpr std::array<std::string_view, kSections> kTags = {
     "NOME", "MODO", "DOWNLOAD", "MESSAGGI", "BROWSERINTERNO", "LISTASITI", "HOMEPAGE",
     "SITI", "PROTEZIONEMASSIMA", "PROCESSI", "FINESTRE", "STAMPANTE", "IETUTTOSCHERMO"};
 // The pairs a file must have, in the order they are looked for.
-constexpr std::array<Section, 10> kRequired = {kNome,      kModo, kDownload, kMessaggi, kBrowserInterno,
-                                               kListaSiti, kHomePage, kSiti,  kProcessi, kFinestre};
+constexpr std::array<Section, 10> kRequired = {kName,     kMode,     kDownload,    kMessages,  kInternalBrowser,
+                                               kSiteList, kHomePage, kSiteSection, kProcesses, kWindows};
 
 // The file: the code page without a mark, any line end, no line longer
 // than an entry may be (the export writes none longer).
@@ -143,9 +143,9 @@ private:
         EntryVerdict v;
         ListKind kind;
         switch (s) {
-            case kSiti: kind = ListKind::Sites; v = siteEntry(text); break;
-            case kProcessi: kind = ListKind::Processes; v = importedProcess(text); break;
-            case kFinestre: kind = ListKind::WindowTitles; v = windowEntry(text); break;
+            case kSiteSection: kind = ListKind::Sites; v = siteEntry(text); break;
+            case kProcesses: kind = ListKind::Processes; v = importedProcess(text); break;
+            case kWindows: kind = ListKind::WindowTitles; v = windowEntry(text); break;
             default:
                 values_[s] = std::string(trimBlanks(text));
                 valueLine_[s] = number;
@@ -185,7 +185,7 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
         }
         parser.line(line, lines.lineNumber());
     }
-    read.name = parser.single(kNome).value_or("");
+    read.name = parser.single(kName).value_or("");
     if (const std::optional<Section> missing = parser.missingPair()) {
         read.status = ExchangeRead::Status::MissingPair;
         read.missingTag = openTag(*missing);
@@ -194,16 +194,16 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
 
     ProfileRecord& r = read.profile.record;
     r.name = read.name;
-    const std::string mode = parser.single(kModo).value_or("");
+    const std::string mode = parser.single(kMode).value_or("");
     r.setMode(mode == "KIOSK" ? Mode::Kiosk : mode == "NOSTART" ? Mode::NoStart : Mode::Normal);
     r.blockDownloads = parser.single(kDownload) == "NO";
-    r.hideMessages = parser.single(kMessaggi) == "NO";
-    r.internalBrowser = parser.single(kBrowserInterno) != "NO";
+    r.hideMessages = parser.single(kMessages) == "NO";
+    r.internalBrowser = parser.single(kInternalBrowser) != "NO";
     r.homePage = parser.single(kHomePage).value_or("");
     // Optional sections: absent, the new record's default stays.
-    if (const auto v = parser.single(kProtezioneMassima)) r.maxProtection = *v != "NO";
-    if (const auto v = parser.single(kIeTuttoSchermo)) r.fullScreen = *v != "NO";
-    r.printer = parser.single(kStampante).value_or("");
+    if (const auto v = parser.single(kMaxProtection)) r.maxProtection = *v != "NO";
+    if (const auto v = parser.single(kFullScreen)) r.fullScreen = *v != "NO";
+    r.printer = parser.single(kPrinter).value_or("");
 
     // What the file cannot mean: the first such line is named.
     std::optional<BulkRefusal> refused = parser.refused();
@@ -211,17 +211,17 @@ ExchangeRead readLines(TextLines& lines, const ExchangeParser::Sink& sink) {
         const std::size_t at = parser.valueLine(s);
         if (!refused || at < refused->line) refused = BulkRefusal{at, parser.single(s).value_or(""), std::move(messages)};
     };
-    for (const Section s : {kNome, kHomePage, kStampante}) {
+    for (const Section s : {kName, kHomePage, kPrinter}) {
         if (!typeableText(parser.single(s).value_or(""))) refuse(s, {msg::TextNotTypeable});
     }
     // The list's word says what every site of it means: no other word may
     // silently turn forbidden sites into the only ones allowed.
-    const std::string listWord = parser.single(kListaSiti).value_or("");
+    const std::string listWord = parser.single(kSiteList).value_or("");
     const std::string_view word = trimSpace(listWord);
     if (equalsNoCase(word, "PROIBITI") || equalsNoCase(word, "CONSENTITI")) {
         r.forbiddenList = equalsNoCase(word, "PROIBITI");
     } else {
-        refuse(kListaSiti, {msg::FileSiteListWordUnknown});
+        refuse(kSiteList, {msg::FileSiteListWordUnknown});
     }
     if (refused) {
         read.status = ExchangeRead::Status::RefusedLine;
@@ -281,25 +281,25 @@ ExchangeText exchangeText(const ExchangeProfile& p) {
     using One = std::array<std::string_view, 1>;
     using None = std::array<std::string_view, 0>;
     const char* mode = r.kiosk ? "KIOSK" : r.startDisabled ? "NOSTART" : "START";
-    section(kNome, One{r.name});
-    section(kModo, One{mode});
+    section(kName, One{r.name});
+    section(kMode, One{mode});
     // DOWNLOAD and MESSAGGI say whether the thing is allowed; the others
     // whether the feature is on.
     section(kDownload, One{r.blockDownloads ? "NO" : "SI"});
-    section(kMessaggi, One{r.hideMessages ? "NO" : "SI"});
-    section(kBrowserInterno, One{r.internalBrowser ? "SI" : "NO"});
-    section(kListaSiti, One{r.forbiddenList ? "PROIBITI" : "CONSENTITI"});
+    section(kMessages, One{r.hideMessages ? "NO" : "SI"});
+    section(kInternalBrowser, One{r.internalBrowser ? "SI" : "NO"});
+    section(kSiteList, One{r.forbiddenList ? "PROIBITI" : "CONSENTITI"});
     section(kHomePage, One{r.homePage});
-    section(kSiti, p.sites);
-    section(kProtezioneMassima, One{r.maxProtection ? "SI" : "NO"});
-    section(kProcessi, p.processes);
-    section(kFinestre, p.windows);
+    section(kSiteSection, p.sites);
+    section(kMaxProtection, One{r.maxProtection ? "SI" : "NO"});
+    section(kProcesses, p.processes);
+    section(kWindows, p.windows);
     if (r.printer.empty()) {
-        section(kStampante, None{});
+        section(kPrinter, None{});
     } else {
-        section(kStampante, One{r.printer});
+        section(kPrinter, One{r.printer});
     }
-    section(kIeTuttoSchermo, One{r.fullScreen ? "SI" : "NO"});
+    section(kFullScreen, One{r.fullScreen ? "SI" : "NO"});
     if (out.uncarried) out.bytes.clear();
     return out;
 }
@@ -326,7 +326,7 @@ ProfileExchange::ProfileExchange(core::Database& db, platform::Dialogs& dialogs,
                                  platform::Printers* printers)
     : db_(db), dialogs_(dialogs), language_(language), printers_(printers) {}
 
-std::string ProfileExchange::text(MessageId id) const { return language_.TestoMessaggio(id); }
+std::string ProfileExchange::text(MessageId id) const { return language_.messageText(id); }
 
 ProfileExchange::Result ProfileExchange::show(MessageId id, const std::string& message,
                                               const std::string& title, platform::MessageIcon icon) {

@@ -4,7 +4,7 @@
 
 #include "core/store.h"
 #include "platform/text.h"
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 #include "support/language.h"
 #include "support/messages.h"
 
@@ -30,8 +30,8 @@ std::string trimmed(const std::string& s) { return std::string(trimBlanks(s)); }
 bool given(const std::string& s) { return !trimBlanks(s).empty(); }
 
 struct Slot {
-    const std::string& dalle;
-    const std::string& alle;
+    const std::string& from;
+    const std::string& to;
 };
 
 // The checks a slot with a start or an end goes through; `previousEnd` is
@@ -39,15 +39,15 @@ struct Slot {
 std::optional<SlotRefusal> checkTimes(int slot, Slot s, const std::string* previousEnd, char sep,
                                       std::array<MessageId, 3> badStart, MessageId beforePrevious,
                                       std::array<MessageId, 3> badEnd, MessageId notBefore) {
-    const std::optional<int> dalle = timeOfDay(s.dalle, sep);
-    if (!dalle) return SlotRefusal{{badStart.begin(), badStart.end()}, dalleBox(slot)};
+    const std::optional<int> from = timeOfDay(s.from, sep);
+    if (!from) return SlotRefusal{{badStart.begin(), badStart.end()}, fromBox(slot)};
     // A start equal to the previous end is accepted: slots may touch.
-    if (previousEnd && *dalle < timeOfDay(*previousEnd, sep).value_or(0)) {
-        return SlotRefusal{{beforePrevious}, dalleBox(slot)};
+    if (previousEnd && *from < timeOfDay(*previousEnd, sep).value_or(0)) {
+        return SlotRefusal{{beforePrevious}, fromBox(slot)};
     }
-    const std::optional<int> alle = timeOfDay(s.alle, sep);
-    if (!alle) return SlotRefusal{{badEnd.begin(), badEnd.end()}, alleBox(slot)};
-    if (*dalle >= *alle) return SlotRefusal{{notBefore}, dalleBox(slot)};
+    const std::optional<int> to = timeOfDay(s.to, sep);
+    if (!to) return SlotRefusal{{badEnd.begin(), badEnd.end()}, toBox(slot)};
+    if (*from >= *to) return SlotRefusal{{notBefore}, fromBox(slot)};
     return std::nullopt;
 }
 
@@ -66,7 +66,7 @@ core::Value storedProfile(core::Database& db, long long id) {
 
 }  // namespace
 
-bool OrarioValido(const std::string& text, char sep) {
+bool isValidTime(const std::string& text, char sep) {
     const std::string_view t = trimBlanks(text);
     if (t.size() < 4 || t.size() > 8) return false;
     const std::size_t first = t.find(sep);
@@ -109,38 +109,38 @@ std::string boxText(int secondsOfDay, char sep) {
 }
 
 std::optional<int> timeOfDay(const std::string& text, char sep) {
-    if (!OrarioValido(text, sep)) return std::nullopt;
+    if (!isValidTime(text, sep)) return std::nullopt;
     return secondsOf(text, sep);
 }
 
-SlotBox dalleBox(int slot) { return static_cast<SlotBox>(slot * 3); }
-SlotBox alleBox(int slot) { return static_cast<SlotBox>(slot * 3 + 1); }
-SlotBox profiloBox(int slot) { return static_cast<SlotBox>(slot * 3 + 2); }
+SlotBox fromBox(int slot) { return static_cast<SlotBox>(slot * 3); }
+SlotBox toBox(int slot) { return static_cast<SlotBox>(slot * 3 + 1); }
+SlotBox profileBox(int slot) { return static_cast<SlotBox>(slot * 3 + 2); }
 
 std::array<std::string, 4> emptyEntries(Language& language) {
-    return {language.TestoMessaggio(msg::NoProfileFirstSlot), language.TestoMessaggio(msg::NoProfileSecondSlot),
-            language.TestoMessaggio(msg::NoProfileThirdSlot), language.TestoMessaggio(msg::NoProfileFallback)};
+    return {language.messageText(msg::NoProfileFirstSlot), language.messageText(msg::NoProfileSecondSlot),
+            language.messageText(msg::NoProfileThirdSlot), language.messageText(msg::NoProfileFallback)};
 }
 
-std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, bool scheduleOn) {
-    if (given(b.dalle[0]) || given(b.alle[0])) {
-        if (auto r = checkTimes(0, {b.dalle[0], b.alle[0]}, nullptr, sep,
+std::optional<SlotRefusal> validateSlots(const SlotBoxes& b, char sep, bool scheduleOn) {
+    if (given(b.from[0]) || given(b.to[0])) {
+        if (auto r = checkTimes(0, {b.from[0], b.to[0]}, nullptr, sep,
                                 {msg::FirstSlotStartInvalid, msg::FirstSlotStartHowToWrite, msg::FirstSlotStartRanges},
                                 {}, {msg::FirstSlotEndInvalid, msg::FirstSlotEndHowToWrite, msg::FirstSlotEndRanges},
                                 msg::FirstSlotStartNotBeforeEnd)) {
             return r;
         }
     } else {
-        if (b.profilo[0] != 0) return SlotRefusal{{msg::FirstSlotProfileWithoutTimes}, SlotBox::Profilo1};
-        if (given(b.dalle[1]) || given(b.alle[1]) || given(b.dalle[2]) || given(b.alle[2]) || b.profilo[1] != 0 ||
-            b.profilo[2] != 0) {
-            return SlotRefusal{{msg::FillFirstSlotFirst}, SlotBox::Dalle1};
+        if (b.profile[0] != 0) return SlotRefusal{{msg::FirstSlotProfileWithoutTimes}, SlotBox::Profile1};
+        if (given(b.from[1]) || given(b.to[1]) || given(b.from[2]) || given(b.to[2]) || b.profile[1] != 0 ||
+            b.profile[2] != 0) {
+            return SlotRefusal{{msg::FillFirstSlotFirst}, SlotBox::From1};
         }
         // Switched on, the slots must have a first one.
-        if (scheduleOn) return SlotRefusal{{msg::ScheduleNeedsFirstSlot}, SlotBox::Dalle1};
+        if (scheduleOn) return SlotRefusal{{msg::ScheduleNeedsFirstSlot}, SlotBox::From1};
     }
-    if (given(b.dalle[1]) || given(b.alle[1])) {
-        if (auto r = checkTimes(1, {b.dalle[1], b.alle[1]}, &b.alle[0], sep,
+    if (given(b.from[1]) || given(b.to[1])) {
+        if (auto r = checkTimes(1, {b.from[1], b.to[1]}, &b.to[0], sep,
                                 {msg::SecondSlotStartInvalid, msg::SecondSlotStartHowToWrite,
                                  msg::SecondSlotStartRanges},
                                 msg::SecondSlotStartsBeforeFirstEnds,
@@ -149,21 +149,21 @@ std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& b, char sep, bool schedu
             return r;
         }
     } else {
-        if (b.profilo[1] != 0) return SlotRefusal{{msg::SecondSlotProfileWithoutTimes}, SlotBox::Profilo2};
-        if (given(b.dalle[2]) || given(b.alle[2]) || b.profilo[2] != 0) {
-            return SlotRefusal{{msg::FillSecondSlotBeforeThird}, SlotBox::Dalle2};
+        if (b.profile[1] != 0) return SlotRefusal{{msg::SecondSlotProfileWithoutTimes}, SlotBox::Profile2};
+        if (given(b.from[2]) || given(b.to[2]) || b.profile[2] != 0) {
+            return SlotRefusal{{msg::FillSecondSlotBeforeThird}, SlotBox::From2};
         }
     }
-    if (given(b.dalle[2]) || given(b.alle[2])) {
-        if (auto r = checkTimes(2, {b.dalle[2], b.alle[2]}, &b.alle[1], sep,
+    if (given(b.from[2]) || given(b.to[2])) {
+        if (auto r = checkTimes(2, {b.from[2], b.to[2]}, &b.to[1], sep,
                                 {msg::ThirdSlotStartInvalid, msg::ThirdSlotStartHowToWrite, msg::ThirdSlotStartRanges},
                                 msg::ThirdSlotStartsBeforeSecondEnds,
                                 {msg::ThirdSlotEndInvalid, msg::ThirdSlotEndHowToWrite, msg::ThirdSlotEndRanges},
                                 msg::ThirdSlotStartNotBeforeEnd)) {
             return r;
         }
-    } else if (b.profilo[2] != 0) {
-        return SlotRefusal{{msg::ThirdSlotProfileWithoutTimes}, SlotBox::Profilo3};
+    } else if (b.profile[2] != 0) {
+        return SlotRefusal{{msg::ThirdSlotProfileWithoutTimes}, SlotBox::Profile3};
     }
     return std::nullopt;
 }
@@ -172,7 +172,7 @@ std::string refusalText(const SlotRefusal& refusal, Language& language) {
     std::string text;
     for (const MessageId id : refusal.messages) {
         if (!text.empty()) text += "\n";
-        text += language.TestoMessaggio(id);
+        text += language.messageText(id);
     }
     return text;
 }
@@ -180,7 +180,7 @@ std::string refusalText(const SlotRefusal& refusal, Language& language) {
 std::vector<SlotProfile> profileChoices(core::Database& db) {
     std::vector<SlotProfile> profiles;
     core::Statement q = db.prepare("SELECT Profili.IDProfilo, Profili.Profilo FROM Profili ORDER BY rowid;");
-    while (q.step()) profiles.push_back({q.column(0).toInteger(), core::ValoreNonNullo(q.column(1)).toText()});
+    while (q.step()) profiles.push_back({q.column(0).toInteger(), core::valueOrDefault(q.column(1)).toText()});
     return profiles;
 }
 
@@ -203,20 +203,20 @@ std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char sep) {
             const core::Value v = q.column(at + k);
             const auto time = storedTimeOfDay(v);
             if (!time) return std::nullopt;
-            (k == 0 ? boxes.dalle : boxes.alle)[i] = v.isNull() || trimBlanks(v.toText()).empty() ? "" : boxText(*time, sep);
+            (k == 0 ? boxes.from : boxes.to)[i] = v.isNull() || trimBlanks(v.toText()).empty() ? "" : boxText(*time, sep);
         }
-        boxes.profilo[i] = idOf(q.column(at + 2));
+        boxes.profile[i] = idOf(q.column(at + 2));
     }
     boxes.fallback = idOf(q.column(9));
     return boxes;
 }
 
-bool SalvaFasce(core::Database& db, const SlotBoxes& b, char sep) {
+bool saveSlots(core::Database& db, const SlotBoxes& b, char sep) {
     std::vector<core::Value> values;
     for (std::size_t i = 0; i < 3; ++i) {
-        values.push_back(storedTime(b.dalle[i], sep));
-        values.push_back(storedTime(b.alle[i], sep));
-        values.push_back(storedProfile(db, b.profilo[i]));
+        values.push_back(storedTime(b.from[i], sep));
+        values.push_back(storedTime(b.to[i], sep));
+        values.push_back(storedProfile(db, b.profile[i]));
     }
     values.push_back(storedProfile(db, b.fallback));
 
@@ -239,10 +239,10 @@ bool SalvaFasce(core::Database& db, const SlotBoxes& b, char sep) {
     return written && t.commit();
 }
 
-bool slotOneHasTimes(const SlotBoxes& boxes) { return given(boxes.dalle[0]) || given(boxes.alle[0]); }
+bool slotOneHasTimes(const SlotBoxes& boxes) { return given(boxes.from[0]) || given(boxes.to[0]); }
 
 bool readScheduleSwitch(core::Database& db) {
-    return core::ValoreNonNullo(core::ReadField(db, "Opzioni", "FasceOrarie", core::kOptionsRow),
+    return core::valueOrDefault(core::ReadField(db, "Opzioni", "FasceOrarie", core::kOptionsRow),
                                 core::Value::boolean(false))
         .toBool();
 }

@@ -20,10 +20,10 @@ namespace ombrix::schedule {
 
 // A time as typed, with the locale's time separator: H:MM, HH:MM, H:MM:SS or
 // HH:MM:SS, hours up to 23, minutes and seconds up to 59.
-[[nodiscard]] bool OrarioValido(const std::string& text, char separator);
-// Seconds since midnight of a text OrarioValido accepts.
+[[nodiscard]] bool isValidTime(const std::string& text, char separator);
+// Seconds since midnight of a text isValidTime accepts.
 [[nodiscard]] int secondsOf(const std::string& text, char separator);
-// Seconds since midnight of a time as typed; nullopt when OrarioValido
+// Seconds since midnight of a time as typed; nullopt when isValidTime
 // refuses it. Times are compared only so, never as texts ("9:00" is before
 // "12:00").
 [[nodiscard]] std::optional<int> timeOfDay(const std::string& text, char separator);
@@ -35,9 +35,9 @@ namespace ombrix::schedule {
 // of each slot as typed, and the profile each combo shows by its identifier
 // (0 for the combo's empty entry, whatever a profile is called).
 struct SlotBoxes {
-    std::array<std::string, 3> dalle;  // txtFascia1Dalle ..
-    std::array<std::string, 3> alle;   // txtFascia1Alle ..
-    std::array<long long, 3> profilo{};  // cmbProfiloPeriodo1 ..
+    std::array<std::string, 3> from;     // txtFascia1Dalle ..
+    std::array<std::string, 3> to;       // txtFascia1Alle ..
+    std::array<long long, 3> profile{};  // cmbProfiloPeriodo1 ..
     long long fallback = 0;              // cmbProfilo
 };
 
@@ -48,10 +48,10 @@ struct SlotProfile {
 };
 
 // The box a refusal puts the focus on.
-enum class SlotBox { Dalle1, Alle1, Profilo1, Dalle2, Alle2, Profilo2, Dalle3, Alle3, Profilo3 };
-[[nodiscard]] SlotBox dalleBox(int slot);  // slot 0..2
-[[nodiscard]] SlotBox alleBox(int slot);
-[[nodiscard]] SlotBox profiloBox(int slot);
+enum class SlotBox { From1, To1, Profile1, From2, To2, Profile2, From3, To3, Profile3 };
+[[nodiscard]] SlotBox fromBox(int slot);  // slot 0..2
+[[nodiscard]] SlotBox toBox(int slot);
+[[nodiscard]] SlotBox profileBox(int slot);
 
 struct SlotRefusal {
     std::vector<MessageId> messages;  // shown joined by line breaks
@@ -64,7 +64,7 @@ struct SlotRefusal {
 
 // The checks before saving, in their fixed order; the first failure.
 // `scheduleOn`: the switch is on, which needs slot 1's times.
-[[nodiscard]] std::optional<SlotRefusal> ValidaFasce(const SlotBoxes& boxes, char separator, bool scheduleOn);
+[[nodiscard]] std::optional<SlotRefusal> validateSlots(const SlotBoxes& boxes, char separator, bool scheduleOn);
 // The refusal's texts, joined by line breaks.
 [[nodiscard]] std::string refusalText(const SlotRefusal& refusal, Language& language);
 
@@ -76,11 +76,11 @@ struct SlotRefusal {
 // profile that is gone). nullopt when it cannot be read.
 [[nodiscard]] std::optional<SlotBoxes> readSlotBoxes(core::Database& db, char separator);
 
-// Writes boxes that passed ValidaFasce into the Fasce record, in one
+// Writes boxes that passed validateSlots into the Fasce record, in one
 // transaction: each time as "HH:MM:SS" (Null when empty), each profile as
 // its identifier (Null for the empty entry or a profile that is gone). False,
 // and nothing changed, when the write fails.
-[[nodiscard]] bool SalvaFasce(core::Database& db, const SlotBoxes& boxes, char separator);
+[[nodiscard]] bool saveSlots(core::Database& db, const SlotBoxes& boxes, char separator);
 
 // Switching the schedule on needs slot 1's start or end in the boxes;
 // without, msg::ScheduleNeedsFirstSlot and the switch stays off.

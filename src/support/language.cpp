@@ -16,7 +16,7 @@ std::string Language::inProgramFolder(std::string_view fileName) const {
 
 std::string Language::languageFilePath() const { return inProgramFolder(currentName_ + ".lng"); }
 
-std::string Language::TestoMessaggio(platform::MessageId id) {
+std::string Language::messageText(platform::MessageId id) {
     // The language is fixed; the settings file below is consulted only for an
     // empty name, which cannot happen after this line. Both stay on purpose:
     // a future language choice plugs in here.

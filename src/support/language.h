@@ -17,7 +17,7 @@ public:
     explicit Language(std::string programFolder, char separator, ini::ProfileReader reader = ini::systemProfileReader());
 
     // The text of a message (named in support/messages.h); "" when the file lacks it.
-    [[nodiscard]] std::string TestoMessaggio(platform::MessageId id);
+    [[nodiscard]] std::string messageText(platform::MessageId id);
 
     // The language file in use: folder, one separator, name, ".lng".
     [[nodiscard]] std::string languageFilePath() const;

@@ -75,7 +75,7 @@ TEST_F(AdministrationTest, WithoutRightsEachFormOpensElevatedAndTheProgramTakesW
          [this] { return controller.timeSlotSwitch(); }},
         {AdminForm::Log, "UPDATE Opzioni SET LogSiti = -1;",
          [this] {
-             return controller.logSwitch() && timers.isEnabled(TimerId::LogSitiVisitati);
+             return controller.logSwitch() && timers.isEnabled(TimerId::SiteLog);
          }},
         {AdminForm::Options, "UPDATE Opzioni SET PasswordAdmin = 'x';", [] { return true; }},
     };
@@ -124,7 +124,7 @@ TEST_F(AdministrationTest, AFormEndedByTheShutdownReadsNothingAgain) {
     system.isElevated = true;
     AdministrationForms ending{{controller, env, store, starter, [](bool) {}, [this](AdminForm) {
                                     controller.beginShutdown();
-                                    controller.tickEsci();
+                                    controller.tickExit();
                                     return true;
                                 }}};
     EXPECT_TRUE(ending.open(AdminForm::Profiles));

@@ -20,7 +20,7 @@ protected:
     std::string stored() {
         core::Database d;
         EXPECT_TRUE(d.open(db));
-        return core::ValoreNonNullo(core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
+        return core::valueOrDefault(core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
     }
 };
 

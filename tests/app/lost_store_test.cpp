@@ -60,12 +60,12 @@ protected:
         processes.start("gioco.exe");
         processes.start("opera.exe");  // a browser whose address is not read
         windows.add("Chat");
-        host.onTimer(TimerId::ProcessiVietati);
-        host.onTimer(TimerId::ChiudiFinestre);
+        host.onTimer(TimerId::ForbiddenProcesses);
+        host.onTimer(TimerId::CloseWindows);
         // Every page is blocked, whatever the profile's own list.
-        EXPECT_TRUE(enforcement.SitiConsentiti());
-        EXPECT_EQ(enforcement.ElencoSiti().size(), 0u);
-        EXPECT_TRUE(controller.switches().bloccaDownload);
+        EXPECT_TRUE(enforcement.allowedList());
+        EXPECT_EQ(enforcement.sites().size(), 0u);
+        EXPECT_TRUE(controller.switches().blockDownloads);
     }
 };
 

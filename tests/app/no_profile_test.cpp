@@ -7,7 +7,7 @@
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_machine_profile.h"
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 
 namespace ombrix::app {
 namespace {
@@ -27,8 +27,8 @@ protected:
     bool everyPageBlocked() {
         browsers.open(browsers.chrome, "http://scuola.example/");
         processes.start("opera.exe");
-        host.onTimer(TimerId::SitiVietatiConsentiti);
-        host.onTimer(TimerId::ProcessiVietati);
+        host.onTimer(TimerId::SiteCheck);
+        host.onTimer(TimerId::ForbiddenProcesses);
         return journal.count("kill chrome.exe") == 1 && journal.count("kill opera.exe") == 1;
     }
 
@@ -64,17 +64,17 @@ TEST_F(NoProfile, OutsideTheSlotsAnEmptyFallbackBlocksEveryPageAndTheShutdownLif
         "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 1;");
     clock.time = {2026, 11, 23, 9, 0, 0};
     ASSERT_EQ(controller.startUp(), core::Controller::StartResult::Running);
-    controller.tickFasceOrarie();
+    controller.tickTimeSlots();
     ASSERT_EQ(controller.profileInUse(), 1);
-    EXPECT_FALSE(timers.isEnabled(TimerId::SitiVietatiConsentiti)) << "profile 1 has no site list";
+    EXPECT_FALSE(timers.isEnabled(TimerId::SiteCheck)) << "profile 1 has no site list";
 
     clock.time = {2026, 11, 23, 13, 0, 0};
-    controller.tickFasceOrarie();
+    controller.tickTimeSlots();
     ASSERT_EQ(controller.profileInUse(), 0);
     EXPECT_TRUE(everyPageBlocked()) << ::testing::PrintToString(journal.entries);
 
     controller.beginShutdown();
-    for (const TimerId id : {TimerId::SitiVietatiConsentiti, TimerId::ProcessiVietati}) {
+    for (const TimerId id : {TimerId::SiteCheck, TimerId::ForbiddenProcesses}) {
         EXPECT_FALSE(timers.isEnabled(id)) << core::timerEntry(id).name << ": the shutdown lifts everything";
     }
 }

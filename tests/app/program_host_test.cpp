@@ -39,9 +39,9 @@ TEST(ProgramHost, EachTimerReachesItsTickAndTimersOfMissingPartsAreSwitchedOff) 
     h.rig.processes.start("calc.exe");
     h.rig.windows.add("Prompt");
     h.journal.entries.clear();
-    h.host.onTimer(TimerId::ProcessiVietati);
+    h.host.onTimer(TimerId::ForbiddenProcesses);
     EXPECT_GE(h.journal.find("kill calc.exe"), 0);
-    h.host.onTimer(TimerId::ChiudiFinestre);
+    h.host.onTimer(TimerId::CloseWindows);
     EXPECT_GE(h.journal.find("close Prompt"), 0);
     h.rig.processes.start("taskmgr.exe");
     h.host.onTimer(TimerId::KillTaskManager);
@@ -51,21 +51,21 @@ TEST(ProgramHost, EachTimerReachesItsTickAndTimersOfMissingPartsAreSwitchedOff) 
     h.rig.processes.start("calc.exe");
     h.host.onWindowAppeared();
     EXPECT_EQ(h.journal.count("kill calc.exe"), 2);
-    h.rig.timers.setEnabled(TimerId::ProcessiVietati, false);
+    h.rig.timers.setEnabled(TimerId::ForbiddenProcesses, false);
     h.rig.processes.start("calc.exe");
     h.host.onWindowAppeared();
     EXPECT_EQ(h.journal.count("kill calc.exe"), 2);
 
-    for (const TimerId id : {TimerId::LanciaPaginaIniziale, TimerId::MetroKiller, TimerId::NascondiDesktop,
-                             TimerId::AttesaDati}) {
+    for (const TimerId id : {TimerId::LaunchHomePage, TimerId::MetroKiller, TimerId::HideDesktop,
+                             TimerId::AwaitData}) {
         h.rig.timers.setEnabled(id, true);
         h.host.onTimer(id);
         EXPECT_FALSE(h.rig.timers.isEnabled(id)) << static_cast<int>(id);
     }
-    h.rig.timers.setEnabled(TimerId::ProcessiVietati, true);
+    h.rig.timers.setEnabled(TimerId::ForbiddenProcesses, true);
     h.host.setEnforcement(nullptr);
-    h.host.onTimer(TimerId::ProcessiVietati);
-    EXPECT_FALSE(h.rig.timers.isEnabled(TimerId::ProcessiVietati)) << "no enforcement, no tick";
+    h.host.onTimer(TimerId::ForbiddenProcesses);
+    EXPECT_FALSE(h.rig.timers.isEnabled(TimerId::ForbiddenProcesses)) << "no enforcement, no tick";
 }
 
 // The internal browser's windows, as the task-manager timer reaches them.
@@ -92,7 +92,7 @@ TEST(ProgramHost, TheBrowserWindowsAreKeptOnTopAndTheNoticeAboveThem) {
 TEST(ProgramHost, PagesOpenFromTheProgramDriveAndABlankStartPageOpensNothing) {
     HostRig h;
     h.system.folder = "D:\\Scuola\\Ombrix";
-    h.host.ApriPagina("http://scuola.example/");
+    h.host.openPage("http://scuola.example/");
     EXPECT_GE(h.journal.find("open http://scuola.example/ in D:\\ style 1"), 0);
 
     h.journal.entries.clear();

@@ -8,10 +8,10 @@ namespace ombrix::core {
 namespace {
 
 using Ids = std::vector<TimerId>;
-constexpr TimerId kSites = TimerId::SitiVietatiConsentiti;     // 50 ms
-constexpr TimerId kTaskManager = TimerId::KillTaskManager;     // 100 ms
-constexpr TimerId kLog = TimerId::LogSitiVisitati;             // 250 ms
-constexpr TimerId kProcesses = TimerId::ProcessiVietati;       // 500 ms
+constexpr TimerId kSites = TimerId::SiteCheck;                // 50 ms
+constexpr TimerId kTaskManager = TimerId::KillTaskManager;    // 100 ms
+constexpr TimerId kLog = TimerId::SiteLog;                    // 250 ms
+constexpr TimerId kProcesses = TimerId::ForbiddenProcesses;   // 500 ms
 
 // Timers enabled at odd moments, served by one periodic system timer: a
 // second of the five enforcement timers costs 20 wake-ups, not 37, and every
@@ -24,7 +24,7 @@ TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
     EXPECT_EQ(wheel.period(), 100u);
     wheel.enable(kSites, 1003);
     wheel.enable(kLog, 1029);
-    wheel.enable(TimerId::ChiudiFinestre, 1041);
+    wheel.enable(TimerId::CloseWindows, 1041);
     ASSERT_EQ(wheel.period(), 50u);
     int idle = 0;
     std::map<TimerId, int> ticks;
@@ -34,7 +34,7 @@ TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
         for (const TimerId id : due) ++ticks[id];
     }
     EXPECT_LE(idle, 1) << "only the first, before anything is due";
-    for (const TimerId id : {kSites, kTaskManager, kLog, TimerId::ChiudiFinestre, kProcesses}) {
+    for (const TimerId id : {kSites, kTaskManager, kLog, TimerId::CloseWindows, kProcesses}) {
         EXPECT_NEAR(ticks[id], 10000.0 / timerEntry(id).intervalMs, 1.0) << timerEntry(id).name;
     }
     wheel.disable(kSites);

@@ -50,13 +50,13 @@ TEST(BrowserSwitches, TheUpgradeThatAddsThemCarriesTheUsersOldValuesOver) {
         if (c.popup) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", *c.popup);
         if (c.print) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoStampa", *c.print);
         Database db = test::oldestStore();
-        ASSERT_TRUE(AggiornaDBAVersioneCorrente(db, browserSwitchesFromUserSettings(registry)).changed());
+        ASSERT_TRUE(upgradeToCurrentStructure(db, browserSwitchesFromUserSettings(registry)).changed());
         EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup);
         EXPECT_EQ(db.scalar("SELECT NoStampa FROM Opzioni;"), c.storedPrint);
         EXPECT_TRUE(db.scalar("SELECT LogSiti FROM Opzioni;").isNull()) << "no other option is carried";
 
         registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", "True");
-        EXPECT_FALSE(AggiornaDBAVersioneCorrente(db, browserSwitchesFromUserSettings(registry)).changed());
+        EXPECT_FALSE(upgradeToCurrentStructure(db, browserSwitchesFromUserSettings(registry)).changed());
         EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup) << "read once, when the column came";
     }
 }

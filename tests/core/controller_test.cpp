@@ -230,7 +230,7 @@ TEST_F(ControllerTest, ALostStoreOnAMarkedMachineFailsClosed) {
         EXPECT_TRUE(dialogs.prompts.empty()) << "no folder picker";
         EXPECT_EQ(journal.count("view options"), 0);
         EXPECT_TRUE(journal.inOrder({"lists profile -1", "load sites -1", "tmrKillTaskManager on"}));
-        EXPECT_TRUE(controller().switches().bloccaDownload);
+        EXPECT_TRUE(controller().switches().blockDownloads);
         EXPECT_FALSE(controller().login("segreta"));
         controller().showWaitingNotices();
         EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreLost);
@@ -308,7 +308,7 @@ TEST_F(ControllerTest, NothingIsToldBeforeTheListsAreInForce) {
 // pupils' browsers would be ended mid-lesson): only the combo's choice does.
 TEST_F(ControllerTest, OnlyTheComboOpensTheHomePage) {
     struct Slots final : TimeSlotSchedule {
-        bool CaricaProfilo() override { return true; }
+        bool load() override { return true; }
         long long profileForNow() override { return 7; }
     } slots;
     sql("UPDATE Opzioni SET FasceOrarie = -1;"
@@ -316,11 +316,11 @@ TEST_F(ControllerTest, OnlyTheComboOpensTheHomePage) {
         "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
     controller().setTimeSlotSchedule(&slots);
     controller().startUp();
-    controller().tickFasceOrarie();
+    controller().tickTimeSlots();
     EXPECT_EQ(controller().profileInUse(), 7);
-    EXPECT_FALSE(timers.isEnabled(TimerId::LanciaPaginaIniziale));
+    EXPECT_FALSE(timers.isEnabled(TimerId::LaunchHomePage));
     controller().onProfileChosen("Laboratorio");
-    EXPECT_TRUE(timers.isEnabled(TimerId::LanciaPaginaIniziale));
+    EXPECT_TRUE(timers.isEnabled(TimerId::LaunchHomePage));
 }
 
 // An elevated start keeps a copy of a sound store beside it (a pupil's
@@ -349,7 +349,7 @@ TEST_F(ControllerTest, StartUpSwitchesFromTheOptionsRow) {
     sql("UPDATE Opzioni SET LogSiti = -1, TastieraVirtuale = -1;"
         "UPDATE Profili SET PaginaPredefinita = 'http://scuola.example' WHERE IDProfilo = 1;");
     controller().startUp();
-    EXPECT_TRUE(timers.isEnabled(TimerId::LogSitiVisitati));
+    EXPECT_TRUE(timers.isEnabled(TimerId::SiteLog));
     EXPECT_TRUE(view.keyboardChecked);
     EXPECT_TRUE(controller().homePagePending());
     EXPECT_NE(journal.find("view minimise"), -1) << "a pending home page starts minimised";
@@ -376,9 +376,9 @@ TEST_F(ControllerTest, AroundTheProfileEditor) {
     controller().startUp();
     journal.entries.clear();
     controller().beforeProfileEditor();
-    EXPECT_FALSE(timers.isEnabled(TimerId::ProcessiVietati));
-    EXPECT_FALSE(timers.isEnabled(TimerId::SitiVietatiConsentiti));
-    EXPECT_FALSE(timers.isEnabled(TimerId::ChiudiFinestre));
+    EXPECT_FALSE(timers.isEnabled(TimerId::ForbiddenProcesses));
+    EXPECT_FALSE(timers.isEnabled(TimerId::SiteCheck));
+    EXPECT_FALSE(timers.isEnabled(TimerId::CloseWindows));
     // The editor renamed the profile in use and added one.
     sql("UPDATE Profili SET Profilo = 'Rinominato'; INSERT INTO Profili (IDProfilo, Profilo) VALUES (4, 'Nuovo');");
     controller().afterProfileEditor();
@@ -651,14 +651,14 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
     // Only what the closing routine asks of it is recorded.
     struct Machine final : MachineProfile {
         explicit Machine(Journal& j) : journal(j) {}
-        void DisattivaPresentazioneDesktop() override {}
+        void disableDesktopSlideshow() override {}
         void rememberSettings() override {}
         bool keepLastRestrictions() override { return false; }
         void applyToMachine(const ProfileSwitches&) override {}
         void restoreStartButtonAndTaskbar() override {}
-        void DisattivaTabsWarnOnCloseFirefox() override {}
+        void disableFirefoxCloseTabsWarning() override {}
         void releaseKeyboardHook() override { journal.add("release keyboard hook"); }
-        void RipristinaImpostazioni() override { journal.add("give the machine back"); }
+        void restoreSettings() override { journal.add("give the machine back"); }
         Journal& journal;
     } machineProfile{journal};
     controller().setMachineProfile(&machineProfile);
@@ -676,8 +676,8 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
     EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::WindowsShutdown));
     EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::Program)) << "not closed yet";
 
-    controller().tickEsci();
-    EXPECT_FALSE(timers.isEnabled(TimerId::Esci));
+    controller().tickExit();
+    EXPECT_FALSE(timers.isEnabled(TimerId::Exit));
     ASSERT_EQ(processes.running.size(), 2u) << "Internet Explorer killed until gone";
     EXPECT_EQ(processes.running[1].name, "chrome.exe") << "the closing routine leaves Chrome alone";
     // Every other form is gone before the machine is given back.
@@ -685,25 +685,25 @@ TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
                                  "release keyboard hook", "give the machine back", "view end"}));
     EXPECT_FALSE(store.connection.isOpen());
     EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::Program));
-    controller().tickEsci();
+    controller().tickExit();
     EXPECT_EQ(journal.count("view end"), 1);
 }
 
 TEST_F(ControllerTest, NoticesTakeTheirHeadingAndFollowTheSwitch) {
     controller().startUp();
-    controller().VisualizzaMessaggio("Sito vietato", 1);
-    controller().VisualizzaMessaggio("Sito vietato", 9);
+    controller().showMessage("Sito vietato", 1);
+    controller().showMessage("Sito vietato", 9);
     EXPECT_EQ(view.notices, (std::vector<std::pair<std::string, std::string>>{{"Sito vietato", "text 0111"},
                                                                                {"Sito vietato", "text 0114"}}))
         << "an unknown kind takes the general heading";
     const auto shown = view.notices.size();
-    controller().VisualizzaMessaggio("   ", 1);
+    controller().showMessage("   ", 1);
     EXPECT_EQ(view.notices.size(), shown) << "blank text shows nothing";
 
     sql("UPDATE Profili SET NascondiMessaggiNotifica = -1;");
     ASSERT_TRUE(controller().login("segreta"));
     controller().onProfileChosen("Nessuna restrizione");
-    controller().VisualizzaMessaggio("Sito vietato", 1);
+    controller().showMessage("Sito vietato", 1);
     EXPECT_EQ(view.notices.size(), shown) << "the profile hides notices";
 }
 

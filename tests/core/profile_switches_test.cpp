@@ -16,16 +16,16 @@ TEST(ProfileSwitches, ReadsEverySwitchAndNullsAsOff) {
         "UPDATE Profili SET PaginaPredefinita = '   ' WHERE IDProfilo = 4;"));
     const AppliedProfile full = readProfileSwitches(db, 2);
     const ProfileSwitches& s = full.switches;
-    EXPECT_EQ(s.stampantePredefinita, "Stampante 1");
-    EXPECT_EQ(s.paginaPredefinita, "  http://scuola.example  ");
-    EXPECT_EQ((std::vector<bool>{s.bloccaDownload, s.kiosk, s.tastoStartDisabilitato, s.utilizzaBrowserInterno,
-                                 s.nascondiMessaggiNotifica, s.protezioneMassima, s.apriPaginaInizialeATuttoSchermo}),
+    EXPECT_EQ(s.printer, "Stampante 1");
+    EXPECT_EQ(s.homePage, "  http://scuola.example  ");
+    EXPECT_EQ((std::vector<bool>{s.blockDownloads, s.kiosk, s.startDisabled, s.internalBrowser,
+                                 s.hideMessages, s.maxProtection, s.fullScreen}),
               (std::vector<bool>{true, true, false, true, false, true, true}));
     EXPECT_TRUE(full.homePagePending);
     // Nulls, a profile that is not there, and a blank home page.
     for (long long id : {3LL, 0LL, 99LL, 4LL}) {
         const AppliedProfile none = readProfileSwitches(db, id);
-        EXPECT_FALSE(none.switches.kiosk || none.switches.bloccaDownload || none.homePagePending) << id;
+        EXPECT_FALSE(none.switches.kiosk || none.switches.blockDownloads || none.homePagePending) << id;
     }
     // A home page that is a program: its last four characters.
     EXPECT_TRUE(homePageIsProgram("C:\\giochi\\avvia.bat"));

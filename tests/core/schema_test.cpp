@@ -33,9 +33,9 @@ std::vector<std::string> columnsOf(Database& db, const std::string& table) {
 
 TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
     Database db = test::oldestStore();
-    EXPECT_FALSE(VerificaEsistenzaCampo(db, "sito", "SitiVietatiConsentiti")) << "names compare exactly";
-    EXPECT_FALSE(VerificaEsistenzaTabella(db, "clienti"));
-    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
+    EXPECT_FALSE(columnExists(db, "sito", "SitiVietatiConsentiti")) << "names compare exactly";
+    EXPECT_FALSE(tableExists(db, "clienti"));
+    ASSERT_TRUE(upgradeToCurrentStructure(db).changed());
 
     EXPECT_EQ(columnsOf(db, "Profili"),
               (std::vector<std::string>{"IDProfilo", "Profilo", "StampantePredefinita", "PaginaPredefinita",
@@ -50,7 +50,8 @@ TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
 
     // The Fasce row is all Null; old rows read the new switches as false.
     EXPECT_TRUE(ReadField(db, "Fasce", "ProfiloFasceNonDefinite").isNull());
-    EXPECT_FALSE(ValoreNonNullo(ReadField(db, "Profili", "Kiosk", Condition{"IDProfilo = ?", {1}}), Value::boolean(false)).toBool());
+    EXPECT_FALSE(valueOrDefault(ReadField(db, "Profili", "Kiosk", Condition{"IDProfilo = ?", {1}}), Value::boolean(false))
+                     .toBool());
 
     // The widened table keeps rows, identifiers, order, text comparison and its index.
     const auto sites = loadListRows(db, ListKind::Sites, 1);
@@ -70,7 +71,7 @@ TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
 
 TEST(Upgrade, DeliveredDatabaseIsAlreadyCurrentAndEnforcesNothing) {
     Database db = test::deliveredStore();
-    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
+    EXPECT_FALSE(upgradeToCurrentStructure(db).changed());
     EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
     // One profile, named by the options row: an empty forbidden list and every switch off.
     EXPECT_EQ(db.scalar("SELECT count(*) FROM Profili JOIN Opzioni ON IDProfilo = IDProfiloInUso WHERE SitiProibiti "
@@ -112,12 +113,12 @@ TEST(Upgrade, FromEveryIntermediateState) {
         Database db = test::oldestStore();
         for (int i = 0; i < done; ++i) ASSERT_TRUE(db.exec(statements[i]));
         // The oldest file names the old collation: there is always work.
-        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
-        for (const auto& [table, column] : kAddedColumns) EXPECT_TRUE(VerificaEsistenzaCampo(db, column, table)) << column;
+        EXPECT_TRUE(upgradeToCurrentStructure(db).changed());
+        for (const auto& [table, column] : kAddedColumns) EXPECT_TRUE(columnExists(db, column, table)) << column;
         EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
         // A Fasce table made before this run is not seeded again.
         EXPECT_EQ(db.scalar("SELECT count(*) FROM Fasce;").toInteger(), done >= 8 ? 0 : 1);
-        EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
+        EXPECT_FALSE(upgradeToCurrentStructure(db).changed());
     }
 }
 
@@ -125,16 +126,16 @@ TEST(Upgrade, AFailedStepIsNamedAndUndoesEveryStep) {
     Database db = test::oldestStore();
     // An index that holds the name makes the LogSiti creation fail.
     ASSERT_TRUE(db.exec("CREATE TABLE X(y); CREATE INDEX LogSiti ON X(y);"));
-    const UpgradeResult failed = AggiornaDBAVersioneCorrente(db);
+    const UpgradeResult failed = upgradeToCurrentStructure(db);
     EXPECT_EQ(failed.outcome, UpgradeResult::Outcome::Failed);
     EXPECT_EQ(failed.step, "CREATE TABLE LogSiti(DataOra DateTime, URL Text(255))");
     EXPECT_NE(failed.error.find("LogSiti"), std::string::npos) << failed.error;
-    EXPECT_FALSE(VerificaEsistenzaCampo(db, "Kiosk", "Profili")) << "the steps before it are undone";
+    EXPECT_FALSE(columnExists(db, "Kiosk", "Profili")) << "the steps before it are undone";
     EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 100);
     ASSERT_TRUE(db.exec("DROP INDEX LogSiti;"));
-    EXPECT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
-    EXPECT_TRUE(VerificaEsistenzaTabella(db, "LogSiti"));
-    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
+    EXPECT_TRUE(upgradeToCurrentStructure(db).changed());
+    EXPECT_TRUE(tableExists(db, "LogSiti"));
+    EXPECT_FALSE(upgradeToCurrentStructure(db).changed());
 }
 
 TEST(Upgrade, RefusesAFileThatIsNotOurStore) {
@@ -145,10 +146,10 @@ TEST(Upgrade, RefusesAFileThatIsNotOurStore) {
         Database db;
         ASSERT_TRUE(db.open(":memory:"));
         ASSERT_TRUE(db.exec(sql));
-        const UpgradeResult r = AggiornaDBAVersioneCorrente(db);
+        const UpgradeResult r = upgradeToCurrentStructure(db);
         EXPECT_EQ(r.outcome, UpgradeResult::Outcome::NotOurStore);
         EXPECT_FALSE(r.error.empty());
-        EXPECT_FALSE(VerificaEsistenzaTabella(db, "LogSiti"));
+        EXPECT_FALSE(tableExists(db, "LogSiti"));
     }
 }
 
@@ -170,7 +171,7 @@ TEST(Upgrade, OddSiteDeclarationsAreWidened) {
         ASSERT_TRUE(db.open(":memory:"));
         ASSERT_TRUE(db.exec(sql));
         ASSERT_TRUE(db.exec("ALTER TABLE Profili ADD Kiosk Bit;")) << "the widening is its own check";
-        const UpgradeResult r = AggiornaDBAVersioneCorrente(db);
+        const UpgradeResult r = upgradeToCurrentStructure(db);
         ASSERT_EQ(r.outcome, UpgradeResult::Outcome::Upgraded) << r.step << ": " << r.error;
         EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
         EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).size(), 2u);
@@ -190,7 +191,7 @@ TEST(PlainSqlite, ChangesEveryTableOfDeliveredAndUpgradedFiles) {
         EXPECT_TRUE(db.open(path, Database::Mode::CreateIfMissing));
         EXPECT_TRUE(db.exec(sql));
         EXPECT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE Sito = '*gioco';")) << "a deleted identifier";
-        EXPECT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
+        EXPECT_TRUE(upgradeToCurrentStructure(db).changed());
         return path;
     };
     std::string collated(deliveredSchemaSql());
@@ -252,13 +253,13 @@ TEST(PlainSqlite, ChangesEveryTableOfDeliveredAndUpgradedFiles) {
     ASSERT_TRUE(db.open(dir.file("probe.db"), Database::Mode::CreateIfMissing));
     ASSERT_TRUE(db.exec(collated));
     ASSERT_TRUE(db.exec("DELETE FROM SitiVietatiConsentiti WHERE Sito = '*gioco';"));
-    ASSERT_TRUE(AggiornaDBAVersioneCorrente(db).changed());
+    ASSERT_TRUE(upgradeToCurrentStructure(db).changed());
     EXPECT_EQ(db.scalar("SELECT count(*) FROM sqlite_master WHERE sql LIKE '%nocase_latin%';").toInteger(), 0);
     EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).size(), 1u);
     EXPECT_EQ(insertListEntry(db, ListKind::Sites, 1, ".EXAMPLE.com"), InsertResult::Duplicate);
     ASSERT_EQ(insertListEntry(db, ListKind::Sites, 1, ".nuovo.it"), InsertResult::Inserted);
     EXPECT_EQ(loadListRows(db, ListKind::Sites, 1).back().id, 3);
-    EXPECT_FALSE(AggiornaDBAVersioneCorrente(db).changed());
+    EXPECT_FALSE(upgradeToCurrentStructure(db).changed());
 }
 
 }  // namespace

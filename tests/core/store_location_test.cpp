@@ -56,7 +56,7 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
         files.directories.insert("C:\\Ombrix");  // an existing folder is fine
         if (*c.readOnly) files.readOnlyDirectories.insert(c.readOnly);
 
-        EXPECT_EQ(ScegliCartellaDatabase(env), c.chosen) << c.name;
+        EXPECT_EQ(chooseDatabaseFolder(env), c.chosen) << c.name;
         const auto in = [&](const std::string& folder) {
             const auto it = files.files.find(folder + "\\DataBase.db");
             return it == files.files.end() ? std::string() : it->second;
@@ -80,13 +80,13 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     StoreEnvironment env{registry, platform::realFileSystem(), system, dialogs, language};
     registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", dir.file("stale"));
     Store store;
-    store.folder = ScegliCartellaDatabase(env);
-    EXPECT_FALSE(ApriDatabase(env, store)) << "the choice cancelled";
+    store.folder = chooseDatabaseFolder(env);
+    EXPECT_FALSE(openDatabase(env, store)) << "the choice cancelled";
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("stale")) << "nothing changed";
     dialogs.shown.clear();
     dialogs.prompts.clear();
     dialogs.folderAnswer = dir.file("good");
-    ASSERT_TRUE(ApriDatabase(env, store));
+    ASSERT_TRUE(openDatabase(env, store));
     ASSERT_EQ(dialogs.shown.size(), 1u);
     EXPECT_EQ(dialogs.shown[0].messageId, msg::StoreNotFound);
     EXPECT_EQ(dialogs.shown[0].text, "Manca");
@@ -95,7 +95,7 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     EXPECT_EQ(dialogs.prompts, (std::vector<std::string>{"Scegli"}));
     EXPECT_EQ(store.folder, dir.file("good"));
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("good"));
-    EXPECT_TRUE(ApriDatabase(env, store)) << "already open: nothing to do";
+    EXPECT_TRUE(openDatabase(env, store)) << "already open: nothing to do";
     EXPECT_EQ(dialogs.shown.size(), 1u);
 }
 

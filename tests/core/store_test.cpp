@@ -45,25 +45,25 @@ TEST_F(StoreTest, OurStatementsCompareTextWithoutCase) {
         << "only the first of several rows";
 }
 
-TEST_F(StoreTest, GeneraIdPadsAndSkipsTakenValues) {
+TEST_F(StoreTest, NextFreeIdPadsAndSkipsTakenValues) {
     ASSERT_TRUE(db.exec("DELETE FROM Profili;"));
-    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", ""), "000000000001") << "empty table: start";
-    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", "", 5), "000000000005");
+    EXPECT_EQ(nextFreeId(db, "Profili", "IDProfilo", ""), "000000000001") << "empty table: start";
+    EXPECT_EQ(nextFreeId(db, "Profili", "IDProfilo", "", 5), "000000000005");
     ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo) VALUES (1), (2), (4);"));
-    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", ""), "000000000005") << "count 3 + 1 = 4 is taken";
+    EXPECT_EQ(nextFreeId(db, "Profili", "IDProfilo", ""), "000000000005") << "count 3 + 1 = 4 is taken";
     ASSERT_TRUE(db.exec("DELETE FROM Profili WHERE IDProfilo = 4;"));
-    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", ""), "000000000003") << "gap below count + start stays unused";
-    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", "", 1, 4), "0003");
-    EXPECT_EQ(GeneraID(db, "Profili", "IDProfilo", "", 1, 1), "3") << "no padding when already wide enough";
+    EXPECT_EQ(nextFreeId(db, "Profili", "IDProfilo", ""), "000000000003") << "gap below count + start stays unused";
+    EXPECT_EQ(nextFreeId(db, "Profili", "IDProfilo", "", 1, 4), "0003");
+    EXPECT_EQ(nextFreeId(db, "Profili", "IDProfilo", "", 1, 1), "3") << "no padding when already wide enough";
 }
 
-TEST_F(StoreTest, GeneraIdWithPrefixOnATextColumn) {
+TEST_F(StoreTest, NextFreeIdWithPrefixOnATextColumn) {
     ASSERT_TRUE(db.exec("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'P00002'), (1, 'P00003');"));
-    EXPECT_EQ(GeneraID(db, "ProcessiVietati", "Processo", "P", 1, 6), "P00004");
+    EXPECT_EQ(nextFreeId(db, "ProcessiVietati", "Processo", "P", 1, 6), "P00004");
     ASSERT_TRUE(db.exec("UPDATE ProcessiVietati SET Processo = 'P00003' WHERE Processo = 'P00002';"));
     ASSERT_TRUE(db.exec("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'P00004');"));
-    EXPECT_EQ(GeneraID(db, "ProcessiVietati", "Processo", "P", 1, 6), "P00005");
-    EXPECT_EQ(GeneraID(db, "Nope", "X", "P"), "");
+    EXPECT_EQ(nextFreeId(db, "ProcessiVietati", "Processo", "P", 1, 6), "P00005");
+    EXPECT_EQ(nextFreeId(db, "Nope", "X", "P"), "");
 }
 
 TEST_F(StoreTest, InsertsRefuseDuplicatesAndEmptyValues) {

@@ -18,11 +18,11 @@ TEST(Value, ConversionsAsTheClassicVariantMakesThem) {
     };
     for (const auto& [v, n] : integers) EXPECT_EQ(v.toInteger(), n) << v.toText();
     EXPECT_EQ(Value(std::int64_t{5}).toText(), "5");
-    // ValoreNonNullo substitutes Null only.
-    EXPECT_EQ(ValoreNonNullo(Value::null()), Value(std::string()));
-    EXPECT_EQ(ValoreNonNullo(Value::null(), Value::boolean(false)), Value::boolean(false));
-    EXPECT_EQ(ValoreNonNullo(Value("x"), Value("y")), Value("x"));
-    EXPECT_TRUE(ValoreNonNullo(Value()).isEmpty());
+    // valueOrDefault substitutes Null only.
+    EXPECT_EQ(valueOrDefault(Value::null()), Value(std::string()));
+    EXPECT_EQ(valueOrDefault(Value::null(), Value::boolean(false)), Value::boolean(false));
+    EXPECT_EQ(valueOrDefault(Value("x"), Value("y")), Value("x"));
+    EXPECT_TRUE(valueOrDefault(Value()).isEmpty());
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ TEST(ShellWindowList, FormatAndReaders) {
         {{"about:blank", "https://c/x?y=1", "file:///C:/x", "ftp://d"}, "1" + S + "https://c/x?y=1|2" + S + "ftp://d|"},
         {{"HTTP://UPPER", "http://lower"}, "1" + S + "http://lower|"},  // the scheme test compares case
     };
-    for (const auto& [addresses, list] : formats) EXPECT_EQ(ElencoFinestreShell(addresses), list) << list;
+    for (const auto& [addresses, list] : formats) EXPECT_EQ(shellWindowAddresses(addresses), list) << list;
 
     const std::pair<std::string, std::vector<std::string>> lists[] = {
         {"", {}},
@@ -41,8 +41,8 @@ TEST(ShellWindowList, FormatAndReaders) {
         {"|||", {}},
     };
     for (const auto& [list, addresses] : lists) {
-        EXPECT_EQ(indirizziShell(list), addresses) << list;
-        EXPECT_EQ(UltimoIndirizzoShell(list), addresses.empty() ? "" : addresses.back()) << list;
+        EXPECT_EQ(shellAddresses(list), addresses) << list;
+        EXPECT_EQ(lastShellAddress(list), addresses.empty() ? "" : addresses.back()) << list;
     }
 }
 
@@ -88,23 +88,23 @@ protected:
 TEST_F(Readers, NothingIsSearchedWhenTheBrowserIsNotRunning) {
     chromeWindow({kChromeBar, "", true, "example.org", false});
     auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "");
-    EXPECT_EQ(readers.IndirizzoEdge(), "");
-    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(readers.readChromeAddress(), "");
+    EXPECT_EQ(readers.readEdgeAddress(), "");
+    EXPECT_EQ(readers.readFirefoxAddress(), "");
     EXPECT_EQ(desktop.searches, 0);
     processes.start("CHROME.EXE");  // the image name compares without case
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://example.org");
 }
 
 TEST_F(Readers, ChromeValueIsLoweredAndCompletedAndNothingWhileTheFocusIsInTheBar) {
     processes.start("chrome.exe");
     auto& bar = *desktop.find(chromeWindow({kChromeBar, "", false, "Example.ORG/Path?Q=1", true}))->nodes[1];
     auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "") << "half typed";
+    EXPECT_EQ(readers.readChromeAddress(), "") << "half typed";
     bar.focused = false;
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://example.org/path?q=1");
+    EXPECT_EQ(readers.readChromeAddress(), "http://example.org/path?q=1");
     bar.value = "chrome://settings";
-    EXPECT_EQ(readers.IndirizzoChrome(), "chrome://settings");
+    EXPECT_EQ(readers.readChromeAddress(), "chrome://settings");
 }
 
 // A timer's tick let in while a search waits on the browser reads nothing
@@ -118,11 +118,11 @@ TEST_F(Readers, AReadAskedForDuringASearchAnswersNothing) {
     bool entered = false;
     desktop.duringSearch = [&] {
         if (std::exchange(entered, true)) return;
-        nested = {readers.IndirizzoChrome(), readers.IndirizzoEdge(), readers.IndirizzoFirefox()};
+        nested = {readers.readChromeAddress(), readers.readEdgeAddress(), readers.readFirefoxAddress()};
     };
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     EXPECT_EQ(nested, (std::vector<std::string>{"", "", ""}));
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org") << "the next read answers again";
+    EXPECT_EQ(readers.readChromeAddress(), "http://x.org") << "the next read answers again";
 }
 
 TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
@@ -150,7 +150,7 @@ TEST_F(Readers, LocalizedNamesByLanguageAndTheWriteBack) {
         desktop.addNode(w, {c.barName, "", false, "x.org", false});
         auto readers = make();
         readers.setLanguageSetting(c.setting);
-        EXPECT_EQ(readers.IndirizzoChrome(), c.read) << c.setting << " " << c.barName;
+        EXPECT_EQ(readers.readChromeAddress(), c.read) << c.setting << " " << c.barName;
         EXPECT_EQ(readers.languageSetting(), c.writtenBack) << c.setting;
     }
 }
@@ -162,11 +162,11 @@ TEST_F(Readers, TheLanguageSettingIsWrittenOnlyByTheLocalizedAttempt) {
     auto& bar = *desktop.find(chromeWindow({kChromeBar, "", false, "x.org", false}))->nodes[1];
     desktop.uiLanguage = 0x0416;
     auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
-    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "");
     EXPECT_EQ(readers.languageSetting(), "") << "the first attempt answered";
     bar.value = "";
-    EXPECT_EQ(readers.IndirizzoChrome(), "");
+    EXPECT_EQ(readers.readChromeAddress(), "");
     EXPECT_EQ(readers.languageSetting(), "Italiano");
 }
 
@@ -192,7 +192,7 @@ TEST_F(Readers, EdgeRowsAndTheEditCondition) {
         chromeWindow(c.bar);
         auto readers = make();
         readers.setLanguageSetting(c.setting);
-        EXPECT_EQ(readers.IndirizzoEdge(), c.expected) << c.setting << " " << c.bar.name;
+        EXPECT_EQ(readers.readEdgeAddress(), c.expected) << c.setting << " " << c.bar.name;
     }
 }
 
@@ -205,19 +205,19 @@ TEST_F(Readers, FirefoxSearchesTheDesktopFrontFirst) {
     const auto hidden = desktop.addWindow("MozillaWindowClass", false, true);
     desktop.addNode(hidden, {kFirefoxBar, "", true, "hidden.org", false});
     auto readers = make();
-    EXPECT_EQ(readers.IndirizzoFirefox(), "Back.ORG/x") << "neither lowered nor completed";
+    EXPECT_EQ(readers.readFirefoxAddress(), "Back.ORG/x") << "neither lowered nor completed";
     const auto front = desktop.addWindow("MozillaWindowClass", true, true);
     desktop.addNode(front, {kFirefoxBar, "", true, "front.org", false});
-    EXPECT_EQ(readers.IndirizzoFirefox(), "front.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "front.org");
     processes.start("notepad.exe");  // another program's window, in front, is not searched
     const auto foreign = desktop.addWindow("Notepad", true, true);
     desktop.find(foreign)->pid = processes.running.back().id;
     desktop.addNode(foreign, {kFirefoxBar, "", true, "foreign.org", false});
-    EXPECT_EQ(readers.IndirizzoFirefox(), "front.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "front.org");
     desktop.find(front)->nodes[0]->focused = true;
-    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(readers.readFirefoxAddress(), "");
     readers.setLanguageSetting("Inglese");
-    EXPECT_EQ(readers.IndirizzoFirefox(), "");
+    EXPECT_EQ(readers.readFirefoxAddress(), "");
     EXPECT_EQ(readers.languageSetting(), "Inglese");
 }
 
@@ -225,16 +225,16 @@ TEST_F(Readers, KeptElementMakesASteadyReadCheapAndOneThatStopsAnsweringIsSearch
     processes.start("chrome.exe");
     const auto w = chromeWindow({kChromeBar, "", false, "x.org", false});
     auto readers = make();
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     desktop.reads = 0;
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     EXPECT_EQ(desktop.searches, 1) << "no search while the window lives";
     EXPECT_EQ(desktop.reads, 20) << "a value and a focus read per tick";
 
     auto& bar = desktop.find(w)->nodes[1];
     bar->alive = false;  // the tool bar was rebuilt
     bar = std::make_shared<FakeNode>(FakeNode{kChromeBar, "", false, "rebuilt.org", false});
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://rebuilt.org") << "in the same read";
+    EXPECT_EQ(readers.readChromeAddress(), "http://rebuilt.org") << "in the same read";
     EXPECT_EQ(desktop.searches, 2);
 }
 
@@ -243,11 +243,11 @@ TEST_F(Readers, EnglishChromeStopsSearchingForTheItalianName) {
     chromeWindow({"Address and search bar", "", false, "x.org", false});
     auto readers = make();
     readers.setLanguageSetting("Inglese");
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     // The Italian name is looked for once more now that the bar is known.
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     const int settled = desktop.searches;
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(readers.IndirizzoChrome(), "http://x.org");
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     EXPECT_EQ(desktop.searches, settled);
 }
 
@@ -256,14 +256,14 @@ TEST_F(Readers, EdgeNewTabStopsSearchingItsOwnWindowForTheHelpText) {
     chromeWindow({kEdgeBar, "", false, "", false});
     auto readers = make();
     readers.setLanguageSetting("Italiano");
-    EXPECT_EQ(readers.IndirizzoEdge(), "");
+    EXPECT_EQ(readers.readEdgeAddress(), "");
     const int afterFirst = desktop.searches;
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(readers.IndirizzoEdge(), "");
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(readers.readEdgeAddress(), "");
     EXPECT_EQ(desktop.searches, afterFirst);
     // A window that appears may hold the localized element: it is searched.
     const auto w = desktop.addWindow("Other", true, true);
     desktop.addNode(w, {"", "Cerca o immetti l'indirizzo Web", true, "other.org", false});
-    EXPECT_EQ(readers.IndirizzoEdge(), "http://other.org");
+    EXPECT_EQ(readers.readEdgeAddress(), "http://other.org");
 }
 
 TEST_F(Readers, WindowsInFrontOfTheKeptElementAreSearchedUnlessTheirBarIsKnown) {
@@ -272,15 +272,15 @@ TEST_F(Readers, WindowsInFrontOfTheKeptElementAreSearchedUnlessTheirBarIsKnown) 
     const auto firefox = desktop.addWindow("MozillaWindowClass");
     desktop.addNode(firefox, {kFirefoxBar, "", true, "f.org", false});
     auto readers = make();
-    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "f.org");
     const int steady = desktop.searches;
-    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "f.org");
     EXPECT_EQ(desktop.searches, steady) << "nothing in front";
 
     const auto editor = desktop.addWindow("Notepad", true, true);
     desktop.addNode(editor, {"Testo", "", true, "", false});
-    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
-    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "f.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "f.org");
     EXPECT_EQ(desktop.searches, steady + 2) << "a window without a known bar is searched every time";
     desktop.closeWindow(editor);
 
@@ -288,11 +288,11 @@ TEST_F(Readers, WindowsInFrontOfTheKeptElementAreSearchedUnlessTheirBarIsKnown) 
     const auto chrome = desktop.addWindow("Chrome_WidgetWin_1", true, true);
     desktop.addNode(chrome, {kChromeBar, "", false, "c.org", false});
     desktop.addWindow("Chrome_WidgetWin_1", false, true);
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://c.org");
-    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://c.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "f.org");
     const int settled = desktop.searches;
-    EXPECT_EQ(readers.IndirizzoFirefox(), "f.org");
-    EXPECT_EQ(readers.IndirizzoChrome(), "http://c.org");
+    EXPECT_EQ(readers.readFirefoxAddress(), "f.org");
+    EXPECT_EQ(readers.readChromeAddress(), "http://c.org");
     EXPECT_EQ(desktop.searches, settled) << "Chrome's window has its own bar";
 }
 
@@ -390,9 +390,9 @@ TEST_F(Readers, KeptElementsAnswerAsFreshSearches) {
                     break;  // nothing changes between ticks
             }
             SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
-            ASSERT_EQ(cached.IndirizzoChrome(), fresh.IndirizzoChrome());
-            ASSERT_EQ(cached.IndirizzoEdge(), fresh.IndirizzoEdge());
-            ASSERT_EQ(cached.IndirizzoFirefox(), fresh.IndirizzoFirefox());
+            ASSERT_EQ(cached.readChromeAddress(), fresh.readChromeAddress());
+            ASSERT_EQ(cached.readEdgeAddress(), fresh.readEdgeAddress());
+            ASSERT_EQ(cached.readFirefoxAddress(), fresh.readFirefoxAddress());
             ASSERT_EQ(cached.languageSetting(), fresh.languageSetting());
         }
     }

@@ -23,7 +23,7 @@ TEST(SiteLoader, ReadsEntriesInStoreOrderSkippingEmptyAndNull) {
     ASSERT_TRUE(rig.db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (3, 'altro');"));
     ASSERT_TRUE(rig.db.run("INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, ' spazio ');"));
     rig.use(2);
-    const SiteList& list = rig.enforcement->ElencoSiti();
+    const SiteList& list = rig.enforcement->sites();
     ASSERT_EQ(list.size(), 4u);
     EXPECT_EQ(list.upperBound(), 4u);
     EXPECT_EQ(list.entry(0), "*gioco");
@@ -37,10 +37,10 @@ TEST(SiteLoader, TimerFollowsListModeAndSize) {
         const char* name;
         long long id;
         bool hasProfile;
-        bool sitiProibiti;
+        bool forbiddenList;
         std::vector<std::string> sites;
         bool timerOn;
-        bool sitiConsentiti;
+        bool allowedList;
     };
     const Case cases[] = {
         {"empty forbidden list: nothing enforced", 2, true, true, {}, false, false},
@@ -53,12 +53,12 @@ TEST(SiteLoader, TimerFollowsListModeAndSize) {
     for (const auto& c : cases) {
         test::EnforcementRig rig;
         // A profile before this one left the timer on.
-        rig.timers.setEnabled(TimerId::SitiVietatiConsentiti, true);
+        rig.timers.setEnabled(TimerId::SiteCheck, true);
         rig.journal.entries.clear();
-        if (c.hasProfile) rig.addProfile(c.id, c.sitiProibiti, c.sites);
+        if (c.hasProfile) rig.addProfile(c.id, c.forbiddenList, c.sites);
         rig.use(c.id);
-        EXPECT_EQ(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti), c.timerOn) << c.name;
-        EXPECT_EQ(rig.enforcement->SitiConsentiti(), c.sitiConsentiti) << c.name;
+        EXPECT_EQ(rig.timers.isEnabled(TimerId::SiteCheck), c.timerOn) << c.name;
+        EXPECT_EQ(rig.enforcement->allowedList(), c.allowedList) << c.name;
         EXPECT_EQ(rig.journal.entries.front(), "timerSitiVietatiConsentiti off") << c.name << ": switched off first";
     }
 }
@@ -77,9 +77,9 @@ TEST(Loaders, NoProfileBlocksEveryPageButAtTheShutdown) {
     PolicyRecorder policies;
     rig.enforcement->setBrowserPolicies(&policies);
     rig.use(0);
-    EXPECT_TRUE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
-    EXPECT_TRUE(rig.enforcement->SitiConsentiti());
-    EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()),
+    EXPECT_TRUE(rig.timers.isEnabled(TimerId::SiteCheck));
+    EXPECT_TRUE(rig.enforcement->allowedList());
+    EXPECT_EQ(namesOf(rig.enforcement->processNames()),
               (std::vector<std::string>{"opera.exe", "safari.exe", "microsoftedge.exe"}));
     ASSERT_EQ(policies.told.size(), 1u);
     ASSERT_TRUE(policies.told[0].has_value()) << "the browsers were told of no list";
@@ -88,14 +88,14 @@ TEST(Loaders, NoProfileBlocksEveryPageButAtTheShutdown) {
 
     rig.browsers.open(rig.browsers.chrome, "http://scuola.it/");
     rig.processes.start("opera.exe");
-    rig.enforcement->tickSitiVietatiConsentiti();
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickSiteCheck();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), (std::vector<std::string>{"kill chrome.exe", "kill opera.exe"}));
 
     rig.enforcement->liftForShutdown();
     rig.use(0);
-    EXPECT_FALSE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
-    EXPECT_FALSE(rig.timers.isEnabled(TimerId::ProcessiVietati));
+    EXPECT_FALSE(rig.timers.isEnabled(TimerId::SiteCheck));
+    EXPECT_FALSE(rig.timers.isEnabled(TimerId::ForbiddenProcesses));
     EXPECT_EQ(policies.told.back(), std::nullopt) << "the browsers' policies are given back";
 }
 
@@ -122,10 +122,10 @@ TEST(ProcessLoader, AddsBrowsersByInternalBrowserAndSiteTimer) {
         test::EnforcementRig rig;
         rig.addProfile(2, true, c.sites, c.rows);
         core::ProfileSwitches s;
-        s.utilizzaBrowserInterno = c.internalBrowser;
+        s.internalBrowser = c.internalBrowser;
         rig.use(2, s);
-        EXPECT_EQ(rig.timers.isEnabled(TimerId::ProcessiVietati), !c.expected.empty()) << c.name;
-        EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()), c.expected) << c.name;
+        EXPECT_EQ(rig.timers.isEnabled(TimerId::ForbiddenProcesses), !c.expected.empty()) << c.name;
+        EXPECT_EQ(namesOf(rig.enforcement->processNames()), c.expected) << c.name;
     }
 }
 
@@ -134,10 +134,10 @@ TEST(WindowLoader, AppendsDownloadClockAndSilentPromptsAndIsAlwaysOn) {
     rig.addProfile(2, true, {}, {}, {"Prompt dei comandi"});
     rig.host.schedule = true;
     core::ProfileSwitches s;
-    s.bloccaDownload = true;
+    s.blockDownloads = true;
     rig.use(2, s);
-    EXPECT_TRUE(rig.timers.isEnabled(TimerId::ChiudiFinestre));
-    EXPECT_EQ(namesOf(rig.enforcement->ElencoFinestre()),
+    EXPECT_TRUE(rig.timers.isEnabled(TimerId::CloseWindows));
+    EXPECT_EQ(namesOf(rig.enforcement->windowTitles()),
               (std::vector<std::string>{"Prompt dei comandi", "Download", "Data e ora", "Proprietà - Data e ora",
                                         "_***_Ripristinare le pagine?", "_***_Estensioni non supportate disattivate",
                                         "_***_Restore pages?", "_***_Unsupported extensions disabled",
@@ -146,8 +146,8 @@ TEST(WindowLoader, AppendsDownloadClockAndSilentPromptsAndIsAlwaysOn) {
 
     test::EnforcementRig plain;
     plain.use(0);
-    EXPECT_TRUE(plain.timers.isEnabled(TimerId::ChiudiFinestre)) << "even with no profile";
-    EXPECT_EQ(namesOf(plain.enforcement->ElencoFinestre()).size(), 6u);
+    EXPECT_TRUE(plain.timers.isEnabled(TimerId::CloseWindows)) << "even with no profile";
+    EXPECT_EQ(namesOf(plain.enforcement->windowTitles()).size(), 6u);
 }
 
 TEST(Loaders, ProcessListSeesTheSiteTimerOfTheSameSequence) {
@@ -155,12 +155,12 @@ TEST(Loaders, ProcessListSeesTheSiteTimerOfTheSameSequence) {
     rig.addProfile(2, true, {".a.it"});
     rig.addProfile(3, true, {});
     rig.use(2);
-    EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()).size(), 3u);
+    EXPECT_EQ(namesOf(rig.enforcement->processNames()).size(), 3u);
     // The next profile has no site list: its site loader switches the timer
     // off before the process loader looks.
     rig.use(3);
-    EXPECT_FALSE(rig.timers.isEnabled(TimerId::ProcessiVietati));
-    EXPECT_EQ(namesOf(rig.enforcement->ElencoProcessi()).size(), 0u);
+    EXPECT_FALSE(rig.timers.isEnabled(TimerId::ForbiddenProcesses));
+    EXPECT_EQ(namesOf(rig.enforcement->processNames()).size(), 0u);
 }
 
 // A store that cannot be read never makes a forbidden page allowed: the
@@ -185,14 +185,14 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
             d.apply(rig.db);
             rig.use(2);
             rig.use(2);
-            ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
-            EXPECT_FALSE(rig.enforcement->SitiConsentiti());
-            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
-            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::ProcessiVietati));
-            EXPECT_EQ(rig.enforcement->ElencoProcessi().front(), "calc.exe");
-            EXPECT_EQ(rig.enforcement->ElencoFinestre().front(), "Prompt");
+            ASSERT_EQ(rig.enforcement->sites().size(), 1u);
+            EXPECT_FALSE(rig.enforcement->allowedList());
+            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::SiteCheck));
+            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::ForbiddenProcesses));
+            EXPECT_EQ(rig.enforcement->processNames().front(), "calc.exe");
+            EXPECT_EQ(rig.enforcement->windowTitles().front(), "Prompt");
             EXPECT_EQ(rig.host.storeErrors.size(), 1u) << "once, not once a list or a load";
-            EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), rig.enforcement->SitiConsentiti(),
+            EXPECT_TRUE(verdictAsChrome(rig.enforcement->sites(), rig.enforcement->allowedList(),
                                         "https://www.vietato.it/")
                             .blocked);
         }
@@ -201,9 +201,9 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
             rig.addProfile(2, true, {".vietato.it"});
             d.apply(rig.db);
             rig.use(2);
-            EXPECT_TRUE(rig.enforcement->SitiConsentiti());
-            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
-            EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), true, "https://www.altro.it/").blocked);
+            EXPECT_TRUE(rig.enforcement->allowedList());
+            EXPECT_TRUE(rig.timers.isEnabled(core::TimerId::SiteCheck));
+            EXPECT_TRUE(verdictAsChrome(rig.enforcement->sites(), true, "https://www.altro.it/").blocked);
             ASSERT_EQ(rig.host.storeErrors.size(), 1u);
             EXPECT_FALSE(rig.host.storeErrors[0].empty());
         }
@@ -218,11 +218,11 @@ TEST(Loaders, SiteEntriesAreReadWholeNamesAndTitlesCutToTheColumnWidth) {
     const std::string page = "http://example.org/" + std::string(300, 'k');
     rig.addProfile(2, false, {page}, {std::string(300, 'p') + ".exe"}, {std::string(300, 't')});
     rig.use(2);
-    ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
-    EXPECT_EQ(rig.enforcement->ElencoSiti().entry(0), page);
-    EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), true, page.substr(0, 255) + "x").blocked);
-    EXPECT_EQ(rig.enforcement->ElencoProcessi().front().size(), 255u);
-    EXPECT_EQ(rig.enforcement->ElencoFinestre().front().size(), 255u);
+    ASSERT_EQ(rig.enforcement->sites().size(), 1u);
+    EXPECT_EQ(rig.enforcement->sites().entry(0), page);
+    EXPECT_TRUE(verdictAsChrome(rig.enforcement->sites(), true, page.substr(0, 255) + "x").blocked);
+    EXPECT_EQ(rig.enforcement->processNames().front().size(), 255u);
+    EXPECT_EQ(rig.enforcement->windowTitles().front().size(), 255u);
 }
 
 // A NUL in a stored entry (another tool wrote it) would end a C string
@@ -238,10 +238,10 @@ TEST(Loaders, AnEntryHoldingANulIsNeverEnforcedAsAShorterOne) {
             test::EnforcementRig rig;
             rig.addProfile(2, forbidden, {".scuola.it", utf16Entry});
             rig.use(2);
-            EXPECT_TRUE(verdictAsChrome(rig.enforcement->ElencoSiti(), rig.enforcement->SitiConsentiti(),
+            EXPECT_TRUE(verdictAsChrome(rig.enforcement->sites(), rig.enforcement->allowedList(),
                                         "https://altro.example/")
                             .blocked);
-            EXPECT_TRUE(rig.timers.isEnabled(TimerId::SitiVietatiConsentiti));
+            EXPECT_TRUE(rig.timers.isEnabled(TimerId::SiteCheck));
             ASSERT_EQ(rig.host.storeErrors.size(), 1u);
             EXPECT_NE(rig.host.storeErrors[0].find("NUL"), std::string::npos) << rig.host.storeErrors[0];
         }
@@ -251,8 +251,8 @@ TEST(Loaders, AnEntryHoldingANulIsNeverEnforcedAsAShorterOne) {
             rig.addProfile(3, forbidden, {utf16Entry});
             rig.use(2);
             rig.use(3);
-            ASSERT_EQ(rig.enforcement->ElencoSiti().size(), 1u);
-            EXPECT_EQ(rig.enforcement->ElencoSiti().entry(0), ".vietato.it");
+            ASSERT_EQ(rig.enforcement->sites().size(), 1u);
+            EXPECT_EQ(rig.enforcement->sites().entry(0), ".vietato.it");
             EXPECT_EQ(rig.host.storeErrors.size(), 1u);
         }
     }

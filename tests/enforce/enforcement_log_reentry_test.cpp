@@ -39,19 +39,19 @@ protected:
 };
 
 TEST_F(LogReentry, TheLogTimerInsideTheSiteTimer) {
-    tickInsideAfter("read chrome.exe", [this] { rig.enforcement->tickLogSitiVisitati(); });
-    rig.enforcement->tickSitiVietatiConsentiti();
+    tickInsideAfter("read chrome.exe", [this] { rig.enforcement->tickSiteLog(); });
+    rig.enforcement->tickSiteCheck();
     ASSERT_TRUE(done_) << "the log timer never ticked inside the site timer";
-    rig.enforcement->tickSitiVietatiConsentiti();
+    rig.enforcement->tickSiteCheck();
     EXPECT_EQ(logged(), (std::vector<std::string>{"http://scuola.example/compiti"}));
 }
 
 TEST_F(LogReentry, TheSiteTimerInsideTheLogTimer) {
     rig.browsers.open(rig.browsers.edge, "http://scuola.example/edge");
-    tickInsideAfter("read msedge.exe", [this] { rig.enforcement->tickSitiVietatiConsentiti(); });
-    rig.enforcement->tickLogSitiVisitati();
+    tickInsideAfter("read msedge.exe", [this] { rig.enforcement->tickSiteCheck(); });
+    rig.enforcement->tickSiteLog();
     ASSERT_TRUE(done_) << "the site timer never ticked inside the log timer";
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(logged(), (std::vector<std::string>{"http://scuola.example/compiti", "http://scuola.example/edge"}));
 }
 

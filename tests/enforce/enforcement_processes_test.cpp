@@ -62,11 +62,11 @@ protected:
 TEST_F(ProcessTimer, AForbiddenProgramIsTerminatedWithANotice) {
     useProfile({"Notepad.EXE", "giochi.exe"}, false);
     rig.processes.start("notepad.exe");
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), Entries{"kill notepad.exe"});
     EXPECT_EQ(rig.host.noticeTexts(), Entries{"T0171 Notepad.EXE"});
     EXPECT_EQ(rig.host.notices[0].kind, kNoticeProcess);
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.host.notices.size(), 1u) << "nothing left to terminate";
 }
 
@@ -75,7 +75,7 @@ TEST_F(ProcessTimer, ARenamedCopyIsEndedAndAnotherProgramIsLeftAlone) {
     rig.processes.startRenamed("appunti.exe", "Gioco.exe");
     rig.processes.startRenamed("lettore.exe", "lettore.exe");
     rig.processes.startRenamed("navigatore.exe", "chrome.exe", 2);
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"),
               (Entries{"kill appunti.exe", "kill navigatore.exe", "kill navigatore.exe", "kill navigatore.exe"}))
         << "a renamed browser is ended until gone, as the browser itself";
@@ -88,7 +88,7 @@ TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
     useProfile({"chrome.exe"}, true);      // the site list adds opera.exe, safari.exe, microsoftedge.exe
     rig.processes.start("chrome.exe", 2);  // outlives two terminations
     rig.processes.start("opera.exe", 2);
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill chrome.exe", "kill chrome.exe", "kill chrome.exe", "kill opera.exe"}))
         << "chrome terminated until gone; opera only once in the same tick";
     EXPECT_EQ(rig.entries("start page"), Entries{"start page"}) << "the site list is enforced";
@@ -96,18 +96,18 @@ TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
 
     rig.journal.entries.clear();
     rig.host.notices.clear();
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill opera.exe", "kill opera.exe"}));
     EXPECT_EQ(rig.host.noticeTexts(), Entries{"T0168"}) << "the next tick hands opera over";
 }
 
 TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
     core::ProfileSwitches s;
-    s.protezioneMassima = true;
+    s.maxProtection = true;
     useProfile({"chrome.exe", "firefox.exe"}, false, s);
     rig.processes.start("chrome.exe", 1);
     rig.processes.start("firefox.exe", 1);
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill chrome.exe", "kill firefox.exe", "kill firefox.exe"}))
         << "chrome terminated once and not handed over; firefox is the first browser handled";
     EXPECT_EQ(rig.host.notices.size(), 0u);
@@ -115,14 +115,14 @@ TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
 
 TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
     core::ProfileSwitches s;
-    s.utilizzaBrowserInterno = true;
+    s.internalBrowser = true;
     useProfile({}, false, s);
     rig.host.internalWindows = 4;
     rig.processes.start("firefox.exe");
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("internal browser"), Entries{"internal browser"});
     rig.processes.start("firefox.exe");
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("internal browser").size(), 1u) << "five are open already";
     EXPECT_EQ(rig.host.notices.size(), 0u);
 }
@@ -130,10 +130,10 @@ TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
 TEST_F(ProcessTimer, AProcessThatNeverDiesDoesNotHoldTheTick) {
     useProfile({"chrome.exe"}, false);
     rig.processes.start("chrome.exe", -1);
-    rig.enforcement->tickProcessiVietati();  // returning at all is the point
+    rig.enforcement->tickForbiddenProcesses();  // returning at all is the point
     EXPECT_EQ(rig.entries("start page"), Entries{}) << "no site list is enforced";
     const auto kills = rig.entries("kill").size();
-    rig.enforcement->tickProcessiVietati();
+    rig.enforcement->tickForbiddenProcesses();
     EXPECT_GT(rig.entries("kill").size(), kills) << "the next tick tries again";
 }
 
@@ -146,7 +146,7 @@ TEST(WindowTimer, ClosesForbiddenTitlesAndSilentPrompts) {
     rig.windows.add("Gestione attività");
     rig.windows.add("Documento - Blocco note");
     rig.journal.entries.clear();
-    rig.enforcement->tickChiudiFinestre();
+    rig.enforcement->tickCloseWindows();
     EXPECT_EQ(rig.journal.entries,
               (Entries{"show prompt DEI comandi 1", "close prompt DEI comandi", "notice T0174 Prompt dei comandi",
                        "show Gestione attività 1", "close Gestione attività", "show Restore pages? 1",

@@ -12,10 +12,10 @@ using Entries = std::vector<std::string>;
 // Profile 2 in use with the given list, start page "http://scuola.it/".
 class ListTest : public ::testing::Test {
 protected:
-    ListTest(bool sitiProibiti, const std::vector<std::string>& sites) {
-        rig.addProfile(2, sitiProibiti, sites);
+    ListTest(bool forbiddenList, const std::vector<std::string>& sites) {
+        rig.addProfile(2, forbiddenList, sites);
         core::ProfileSwitches s;
-        s.paginaPredefinita = "http://scuola.it/";
+        s.homePage = "http://scuola.it/";
         rig.use(2, s);
         rig.journal.entries.clear();
     }
@@ -32,8 +32,8 @@ protected:
 TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
     rig.browsers.open(rig.browsers.chrome, "http://www.giochi.it/oggi");
     rig.browsers.chrome.afterClose = {"http://scuola.it/"};
-    e().holders().txtUltimaPaginaChrome = "http://scuola.it/";
-    sites().BloccaSitiDaElencoVietatiChrome();
+    e().holders().chromeLastAccepted = "http://scuola.it/";
+    sites().blockForbiddenInChrome();
 
     EXPECT_EQ(rig.keyboard.events, (std::vector<std::pair<int, std::uint32_t>>{{17, 1}, {87, 1}, {17, 3}, {87, 3}}))
         << "Ctrl down, W down, Ctrl up, W up";
@@ -42,16 +42,16 @@ TEST_F(ForbiddenList, APageGoneAfterTheFirstCtrlWIsNotFollowedByAKill) {
     ASSERT_EQ(rig.host.notices.size(), 1u);
     EXPECT_EQ(rig.host.notices[0].text, "T0181 http://www.giochi.it/oggi");
     EXPECT_EQ(rig.host.opened, Entries{"http://scuola.it/"}) << "back to the last page that passed";
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "");
-    EXPECT_EQ(e().holders().txtTitoloFinestraDaChiudere, "");
-    EXPECT_EQ(e().holders().lblChrome, "http://scuola.it/");
+    EXPECT_EQ(e().holders().chromeLastAccepted, "");
+    EXPECT_EQ(e().holders().closingAddress, "");
+    EXPECT_EQ(e().holders().chromeAddress, "http://scuola.it/");
 }
 
 TEST_F(ForbiddenList, APageThatSurvivesBothClosesKillsEveryChrome) {
     rig.browsers.open(rig.browsers.chrome, "\"http://poker.com/tavolo\"");
     rig.processes.start("chrome.exe");
     rig.processes.start("CHROME.EXE");
-    sites().BloccaSitiDaElencoVietatiChrome();
+    sites().blockForbiddenInChrome();
 
     EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill chrome.exe", "kill chrome.exe", "kill CHROME.EXE"}));
@@ -59,7 +59,7 @@ TEST_F(ForbiddenList, APageThatSurvivesBothClosesKillsEveryChrome) {
     EXPECT_EQ(rig.host.notices[1].text, "T0182 http://poker.com/tavolo") << "quotes removed from the notice";
     EXPECT_EQ(rig.host.notices[1].kind, kNoticeSite);
     EXPECT_EQ(rig.host.opened, Entries{}) << "no page passed before";
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "") << "a closed page is never the last accepted one";
+    EXPECT_EQ(e().holders().chromeLastAccepted, "") << "a closed page is never the last accepted one";
 }
 
 TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
@@ -67,70 +67,70 @@ TEST_F(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
     // later entries still catch in the same tick; the entry before does not.
     rig.browsers.open(rig.browsers.chrome, "http://x.org/?q=casino");
     rig.browsers.chrome.afterClose = {"http://poker.com/", "http://www.giochi.it/"};
-    sites().BloccaSitiDaElencoVietatiChrome();
+    sites().blockForbiddenInChrome();
     EXPECT_EQ(rig.host.noticeTexts(), (Entries{"T0180 http://x.org/?q=casino", "T0182 http://poker.com/"}));
     EXPECT_EQ(rig.entries("ctrl+w").size(), 2u);
-    EXPECT_EQ(e().holders().lblChrome, "http://www.giochi.it/");
+    EXPECT_EQ(e().holders().chromeAddress, "http://www.giochi.it/");
 }
 
 TEST_F(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
     rig.host.log = true;
     rig.browsers.open(rig.browsers.chrome, "http://scuola.it/compiti");
-    for (int i = 0; i < 5; ++i) e().tickSitiVietatiConsentiti();
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "http://scuola.it/compiti");
-    EXPECT_EQ(e().holders().UltimoSitoVisto, "http://scuola.it/compiti");
+    for (int i = 0; i < 5; ++i) e().tickSiteCheck();
+    EXPECT_EQ(e().holders().chromeLastAccepted, "http://scuola.it/compiti");
+    EXPECT_EQ(e().holders().chromeLastLogged, "http://scuola.it/compiti");
     EXPECT_EQ(rig.loggedUrls(), Entries{"http://scuola.it/compiti"});
     EXPECT_EQ(rig.keyboard.events.size(), 0u);
 
     rig.browsers.chrome.address = "http://scuola.it/voti";
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     rig.browsers.chrome.address = "http://scuola.it/compiti";
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.loggedUrls(),
               (Entries{"http://scuola.it/compiti", "http://scuola.it/voti", "http://scuola.it/compiti"}));
 
     rig.host.log = false;
     rig.browsers.chrome.address = "http://scuola.it/orari";
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.loggedUrls().size(), 3u) << "log switched off";
-    EXPECT_EQ(e().holders().UltimoSitoVisto, "http://scuola.it/orari") << "remembered, logged or not";
+    EXPECT_EQ(e().holders().chromeLastLogged, "http://scuola.it/orari") << "remembered, logged or not";
 }
 
 TEST_F(ForbiddenList, FirefoxIsTrimmedAndItsSessionClearedAfterTheKill) {
     rig.browsers.open(rig.browsers.firefox, "  https://giochi.it/  ");
-    sites().BloccaSitiDaElencoVietatiFirefox();
+    sites().blockForbiddenInFirefox();
     const auto kill = rig.journal.find("kill firefox.exe");
     ASSERT_GE(kill, 0);
     EXPECT_EQ(rig.journal.find("clear firefox session"), kill + 1);
     EXPECT_EQ(rig.host.notices[0].text, "T0181 https://giochi.it/");
-    EXPECT_EQ(e().holders().lblFirefox, "https://giochi.it/") << "read again just before the kill";
+    EXPECT_EQ(e().holders().firefoxAddress, "https://giochi.it/") << "read again just before the kill";
 }
 
 TEST_F(ForbiddenList, EdgeKeepsItsOwnHolders) {
     rig.host.log = true;
     rig.browsers.open(rig.browsers.edge, "https://scuola.it/");
     rig.browsers.open(rig.browsers.chrome, "https://scuola.it/");
-    e().tickSitiVietatiConsentiti();
-    e().tickSitiVietatiConsentiti();
-    EXPECT_EQ(e().holders().txtUltimaPaginaEdge, "https://scuola.it/");
-    EXPECT_EQ(e().holders().UltimoSitoEdge, "https://scuola.it/");
+    e().tickSiteCheck();
+    e().tickSiteCheck();
+    EXPECT_EQ(e().holders().edgeLastAccepted, "https://scuola.it/");
+    EXPECT_EQ(e().holders().edgeLastLogged, "https://scuola.it/");
     EXPECT_EQ(rig.loggedUrls().size(), 2u) << "one row per browser, not one per tick";
 
     rig.browsers.edge.address = "https://poker.com/";
     rig.browsers.edge.afterClose = {""};
-    sites().BloccaSitiDaElencoVietatiEdge();
+    sites().blockForbiddenInEdge();
     EXPECT_EQ(rig.host.opened, Entries{"https://scuola.it/"});
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "https://scuola.it/") << "another browser is not touched";
+    EXPECT_EQ(e().holders().chromeLastAccepted, "https://scuola.it/") << "another browser is not touched";
 }
 
 TEST_F(ForbiddenList, MaximumProtectionClosesWindowsWhoseTitleHoldsAKeyword) {
     core::ProfileSwitches s;
-    s.protezioneMassima = true;
+    s.maxProtection = true;
     rig.use(2, s);
     rig.windows.add("Casino Royale - Google Chrome");
     rig.windows.add("  Il mio CASINO  ");
     rig.windows.add("giochi.it - Poker.com");
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.entries("close"), (Entries{"close Casino Royale - Google Chrome", "close   Il mio CASINO  "}))
         << "keywords only, against every top-level title";
     ASSERT_EQ(rig.host.notices.size(), 2u);
@@ -144,7 +144,7 @@ TEST_F(ForbiddenList, InternetExplorerWindowsGoBackUnlessExempt) {
                           {"https://blocked.ombrix.example/web?casino", "casino"},
                           {"http://giochi.it/x", ""},
                           {"http://scuola.it/", "Scuola"}};
-    sites().BloccaSitiVietatiIE();
+    sites().blockForbiddenInExplorer();
     EXPECT_EQ(rig.entries("back"), (Entries{"back 0", "back 3"}));
     ASSERT_EQ(rig.host.notices.size(), 2u);
     EXPECT_EQ(rig.host.notices[0].text, "T0172 http://a.org/");
@@ -153,14 +153,14 @@ TEST_F(ForbiddenList, InternetExplorerWindowsGoBackUnlessExempt) {
 TEST_F(ForbiddenList, InternetExplorerListKillsAndOpensTheStartPage) {
     rig.processes.start("iexplore.exe", 2);
     rig.browsers.shellList = "1§http://scuola.it/|2§http://poker.com/|";
-    sites().BloccaSitiVietatiIEFinestre();
+    sites().blockForbiddenInExplorerWindows();
     EXPECT_EQ(rig.entries("kill"), (Entries{"kill iexplore.exe", "kill iexplore.exe", "kill iexplore.exe"}));
     EXPECT_EQ(rig.host.notices[0].text, "T0172 http://poker.com/");
     EXPECT_EQ(rig.host.opened, Entries{"http://scuola.it/"});
 
     rig.journal.entries.clear();
     rig.browsers.shellList = "1§http://poker.com/|2§http://scuola.it/|";
-    sites().BloccaSitiVietatiIEFinestre();
+    sites().blockForbiddenInExplorerWindows();
     EXPECT_EQ(rig.entries("kill"), Entries{}) << "only the last window's address counts";
 }
 
@@ -168,12 +168,12 @@ TEST_F(ForbiddenList, ATickIsNotEnteredAgainFromInsideItself) {
     rig.browsers.open(rig.browsers.chrome, "http://scuola.it/");
     int nested = 0;
     rig.pump.during = [&] {
-        if (nested++ < 3) e().tickSitiVietatiConsentiti();
+        if (nested++ < 3) e().tickSiteCheck();
     };
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.entries("read chrome.exe").size(), 1u);
     rig.pump.during = nullptr;
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.entries("read chrome.exe").size(), 2u) << "and runs again afterwards";
 }
 
@@ -185,32 +185,32 @@ protected:
 TEST_F(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
     rig.host.log = true;
     rig.browsers.open(rig.browsers.chrome, "http://www.scuola.it/orari");
-    e().tickSitiVietatiConsentiti();
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "http://www.scuola.it/orari");
+    e().tickSiteCheck();
+    EXPECT_EQ(e().holders().chromeLastAccepted, "http://www.scuola.it/orari");
 
     rig.browsers.chrome.address = "https://video.example/";
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.keyboard.events.size(), 0u);
     EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"});
     EXPECT_EQ(rig.host.notices.back().text, "T0182 https://video.example/");
     EXPECT_EQ(rig.host.opened, Entries{"http://www.scuola.it/orari"});
-    EXPECT_EQ(e().holders().txtUltimaPaginaChrome, "");
+    EXPECT_EQ(e().holders().chromeLastAccepted, "");
     EXPECT_EQ(rig.loggedUrls(), Entries{"http://www.scuola.it/orari"}) << "a refused page is not logged";
 
     rig.browsers.open(rig.browsers.chrome, "https://altro.example/");
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.host.opened.back(), "http://scuola.it/") << "nothing passed since: the start page";
 }
 
 TEST_F(AllowedList, BuiltInPagesAreExempt) {
     for (const char* page : {"about:blank", "about:newtab,", "\"About:NewTab\"", "about:blank#x"}) {
         rig.browsers.open(rig.browsers.firefox, page);
-        e().tickSitiVietatiConsentiti();
+        e().tickSiteCheck();
     }
     EXPECT_EQ(rig.entries("kill"), Entries{});
     EXPECT_EQ(rig.host.notices.size(), 0u);
     rig.browsers.firefox.address = "about:config";
-    e().tickSitiVietatiConsentiti();
+    e().tickSiteCheck();
     EXPECT_EQ(rig.entries("kill").size(), 4u) << "every Firefox";
     EXPECT_TRUE(rig.journal.inOrder({"kill firefox.exe", "kill firefox.exe", "kill firefox.exe", "kill firefox.exe",
                                      "clear firefox session"}));
@@ -218,7 +218,7 @@ TEST_F(AllowedList, BuiltInPagesAreExempt) {
 
 TEST_F(AllowedList, InternetExplorerWindowsWithAKeywordInTheTitlePass) {
     rig.browsers.shell = {{"http://video.example/", "I compiti di oggi"}, {"http://video.example/", "Film"}};
-    sites().BloccaSitiConsentitiIE();
+    sites().blockUnlistedInExplorer();
     EXPECT_EQ(rig.entries("back"), Entries{"back 1"});
     EXPECT_EQ(rig.host.notices.back().text, "T0173 http://video.example/");
 }
@@ -227,12 +227,12 @@ TEST(EmptyAllowedList, BlocksEveryPageButTheExemptOnes) {
     test::EnforcementRig rig;
     rig.addProfile(2, false, {});
     rig.use(2);
-    ASSERT_TRUE(rig.timers.isEnabled(core::TimerId::SitiVietatiConsentiti));
+    ASSERT_TRUE(rig.timers.isEnabled(core::TimerId::SiteCheck));
     rig.browsers.open(rig.browsers.chrome, "about:newtab");
-    rig.enforcement->tickSitiVietatiConsentiti();
+    rig.enforcement->tickSiteCheck();
     EXPECT_EQ(rig.entries("kill"), Entries{});
     rig.browsers.chrome.address = "http://qualsiasi.it/";
-    rig.enforcement->tickSitiVietatiConsentiti();
+    rig.enforcement->tickSiteCheck();
     EXPECT_EQ(rig.entries("kill"), Entries{"kill chrome.exe"});
     EXPECT_EQ(rig.host.opened, Entries{}) << "no start page, nothing to open";
 }

@@ -130,11 +130,11 @@ TEST(LogTimer, ALogThatCannotBeWrittenIsTriedAgainLaterAndStopsNothing) {
     test::writeFile(rig.dir.file("Registro"), "x");
     rig.browsers.open(rig.browsers.chrome, "http://a.it/");
     const std::size_t failures = platform::recentFailures().size();
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     rig.browsers.chrome.address = "http://b.it/";
     rig.clock.ms += VisitedSitesLog::kRetryMilliseconds - 1;
-    rig.enforcement->tickLogSitiVisitati();
-    EXPECT_EQ(rig.enforcement->holders().UltimoSitoVisto, "http://b.it/") << "the timer went on";
+    rig.enforcement->tickSiteLog();
+    EXPECT_EQ(rig.enforcement->holders().chromeLastLogged, "http://b.it/") << "the timer went on";
     const auto traced = platform::recentFailures();
     ASSERT_EQ(traced.size(), std::min(failures + 1, platform::kFailuresKept)) << "one attempt, traced once";
     EXPECT_NE(traced.back().what.find("cannot be opened"), std::string::npos) << traced.back().what;
@@ -142,7 +142,7 @@ TEST(LogTimer, ALogThatCannotBeWrittenIsTriedAgainLaterAndStopsNothing) {
     std::filesystem::remove(rig.dir.path() / "Registro");
     rig.browsers.chrome.address = "http://c.it/";
     rig.clock.ms += 1;
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls(), Entries{"http://c.it/"});
 }
 

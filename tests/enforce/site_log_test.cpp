@@ -106,7 +106,7 @@ TEST_F(LogStore, WritesClearsAndSwitches) {
     ASSERT_TRUE(insertLogRow(db, {2024, 3, 5, 0, 0, 0}, "http://a.it/l'arte"));
     const auto rows = readLog(db, std::nullopt, std::nullopt);
     ASSERT_TRUE(rows && rows->size() == 1);
-    EXPECT_EQ((*rows)[0].dataOra, "2024-03-05 00:00:00");
+    EXPECT_EQ((*rows)[0].dateTime, "2024-03-05 00:00:00");
     EXPECT_EQ((*rows)[0].url, "http://a.it/l'arte");
     EXPECT_TRUE(clearLog(db));
     EXPECT_EQ(urls(std::nullopt, std::nullopt), Entries{});
@@ -120,7 +120,7 @@ TEST_F(LogStore, WritesClearsAndSwitches) {
     EXPECT_FALSE(readLog(old, std::nullopt, std::nullopt).has_value()) << "no LogSiti table before the upgrade";
 }
 
-TEST(MemorizzaSitoVisitato, ForbiddenPagesAreNeverLoggedAndAllowedListsLogOnlyTheirPages) {
+TEST(logVisitedSite, ForbiddenPagesAreNeverLoggedAndAllowedListsLogOnlyTheirPages) {
     struct Case {
         const char* name;
         long long profile;  // 0: none in use
@@ -142,7 +142,7 @@ TEST(MemorizzaSitoVisitato, ForbiddenPagesAreNeverLoggedAndAllowedListsLogOnlyTh
         rig.addProfile(2, c.forbiddenList, {".poker.com"});
         rig.use(2);
         rig.host.profile = c.profile;
-        rig.enforcement->MemorizzaSitoVisitato(c.address);
+        rig.enforcement->logVisitedSite(c.address);
         EXPECT_EQ(rig.loggedUrls().size(), c.logged ? 1u : 0u) << c.name;
     }
 }
@@ -157,44 +157,44 @@ TEST(LogTimer, LogsEachBrowsersChangesOnce) {
     rig.browsers.open(rig.browsers.firefox, "\"http://c.it/\"");
     rig.browsers.shellList = "1§http://d.it/|2§http://e.it/|";
     rig.host.internalAddresses = {"http://f.it/"};
-    for (int i = 0; i < 4; ++i) rig.enforcement->tickLogSitiVisitati();
+    for (int i = 0; i < 4; ++i) rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls(),
               (Entries{"http://d.it/", "http://e.it/", "http://b.it/", "http://c.it/", "http://a.it/"}))
         << "Internet Explorer, Edge, Firefox (quotes removed), Chrome; the internal browser only when in use";
-    EXPECT_EQ(rig.enforcement->holders().lstWindows3, (Entries{"http://d.it/", "http://e.it/"}));
+    EXPECT_EQ(rig.enforcement->holders().explorerAddressesLogged, (Entries{"http://d.it/", "http://e.it/"}));
 
     // Away and back is a new visit; an Internet Explorer address is logged once a session.
     rig.browsers.chrome.address = "http://a.it/2";
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     rig.browsers.chrome.address = "http://a.it/";
     rig.browsers.shellList = "1§http://e.it/|";
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls().size(), 7u);
 
     // A closed browser reads "": nothing is written, and its page counts again later.
     rig.processes.running.clear();
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls().size(), 7u);
-    EXPECT_EQ(rig.enforcement->holders().UltimoSitoVisto, "");
+    EXPECT_EQ(rig.enforcement->holders().chromeLastLogged, "");
     rig.browsers.open(rig.browsers.chrome, "http://a.it/");
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls().size(), 8u);
 
     rig.host.log = false;
     rig.browsers.chrome.address = "http://z.it/";
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls().size(), 8u) << "the switch is read before logging";
 }
 
 TEST(LogTimer, InternalBrowserWindowsWhenInUse) {
     test::EnforcementRig rig;
     core::ProfileSwitches s;
-    s.utilizzaBrowserInterno = true;
+    s.internalBrowser = true;
     rig.use(0, s);
     rig.host.log = true;
     rig.host.internalAddresses = {"http://f.it/", "http://g.it/"};
-    rig.enforcement->tickLogSitiVisitati();
-    rig.enforcement->tickLogSitiVisitati();
+    rig.enforcement->tickSiteLog();
+    rig.enforcement->tickSiteLog();
     EXPECT_EQ(rig.loggedUrls(), (Entries{"http://f.it/", "http://g.it/"}));
 }
 

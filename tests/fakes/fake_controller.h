@@ -184,14 +184,14 @@ public:
     void setProfile(long long id, const core::ProfileSwitches&) override {
         journal_.add("lists profile " + std::to_string(id));
     }
-    void CaricaSitiVietatiConsentiti(long long id) override {
+    void loadSites(long long id) override {
         journal_.add("load sites " + std::to_string(id));
         if (onLoadSites) onLoadSites();
     }
     // Runs inside the site loader (one that finds the store unreadable tells the controller).
     std::function<void()> onLoadSites;
-    void CaricaProcessiVietati() override { journal_.add("load processes"); }
-    void CaricaFinestreVietate() override { journal_.add("load windows"); }
+    void loadForbiddenProcesses() override { journal_.add("load processes"); }
+    void loadForbiddenWindows() override { journal_.add("load windows"); }
     void forgetLastAddress() override { journal_.add("forget last address"); }
     void clearInternalBrowser() override { journal_.add("clear internal browser"); }
     void liftForShutdown() override { journal_.add("lift for shutdown"); }

@@ -23,12 +23,12 @@ EnforcementRig::EnforcementRig()
         db, language, processes, windows, keyboard, browsers, browsers, clock, pump, timers, host, log});
 }
 
-long long EnforcementRig::addProfile(long long id, bool sitiProibiti, const std::vector<std::string>& sites,
+long long EnforcementRig::addProfile(long long id, bool forbiddenList, const std::vector<std::string>& sites,
                                      const std::vector<std::string>& processNames,
                                      const std::vector<std::string>& titles) {
     EXPECT_TRUE(db.run("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (?, ?, ?);",
                        {core::Value(static_cast<std::int64_t>(id)), core::Value("Profilo " + std::to_string(id)),
-                        core::Value::boolean(sitiProibiti)}));
+                        core::Value::boolean(forbiddenList)}));
     core::Transaction tx(db);
     const auto insert = [&](const std::string& into, const std::vector<std::string>& values) {
         for (const auto& v : values) {
@@ -46,9 +46,9 @@ long long EnforcementRig::addProfile(long long id, bool sitiProibiti, const std:
 void EnforcementRig::use(long long id, core::ProfileSwitches switches) {
     host.profile = id;
     enforcement->setProfile(id, switches);
-    enforcement->CaricaSitiVietatiConsentiti(id);
-    enforcement->CaricaProcessiVietati();
-    enforcement->CaricaFinestreVietate();
+    enforcement->loadSites(id);
+    enforcement->loadForbiddenProcesses();
+    enforcement->loadForbiddenWindows();
 }
 
 std::vector<std::string> EnforcementRig::loggedUrls() {

@@ -38,7 +38,7 @@ public:
     Browser chrome{"chrome.exe", {}, {}};
     Browser edge{"msedge.exe", {}, {}};
     Browser firefox{"firefox.exe", {}, {}};
-    std::string shellList;                            // ElencoFinestreShell
+    std::string shellList;                            // shellWindowAddresses
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
 
     // Starts a browser's process showing an address.
@@ -47,10 +47,10 @@ public:
         processes_.start(b.image, survivesKills);
     }
 
-    std::string IndirizzoChrome() override { return read(chrome); }
-    std::string IndirizzoEdge() override { return read(edge); }
-    std::string IndirizzoFirefox() override { return read(firefox); }
-    std::string ElencoFinestreShell() override { return shellList; }
+    std::string readChromeAddress() override { return read(chrome); }
+    std::string readEdgeAddress() override { return read(edge); }
+    std::string readFirefoxAddress() override { return read(firefox); }
+    std::string shellWindowAddresses() override { return shellList; }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
 
@@ -122,11 +122,11 @@ public:
     int internalWindows = 0;
     std::vector<std::string> internalAddresses;
 
-    void VisualizzaMessaggio(const std::string& text, int kind) override {
+    void showMessage(const std::string& text, int kind) override {
         notices.push_back({text, kind});
         journal_.add("notice " + text);
     }
-    void ApriPagina(const std::string& address) override {
+    void openPage(const std::string& address) override {
         opened.push_back(address);
         journal_.add("open " + address);
     }
@@ -157,7 +157,7 @@ struct EnforcementRig {
     EnforcementRig();
 
     // A profile with its list mode and lists; returns its identifier.
-    long long addProfile(long long id, bool sitiProibiti, const std::vector<std::string>& sites,
+    long long addProfile(long long id, bool forbiddenList, const std::vector<std::string>& sites,
                          const std::vector<std::string>& processes = {}, const std::vector<std::string>& titles = {});
     // Puts a profile in use as the controller does: switches, then the three loaders.
     void use(long long id, core::ProfileSwitches switches = {});

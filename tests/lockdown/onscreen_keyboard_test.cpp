@@ -35,7 +35,7 @@ TEST(OnScreenKeyboard, EachKeyShowsAndSendsItsCaptionInBothCases) {
         OnScreenCase state;
         EXPECT_EQ(state.caption(key(c.name)), c.lower);
         EXPECT_EQ(state.press(key(c.name)), (KeyStroke{c.sentLower, 0}));
-        state.Maiuscolo();
+        state.toUpperCase();
         EXPECT_EQ(state.caption(key(c.name)), c.upper);
         EXPECT_EQ(state.press(key(c.name)), (KeyStroke{c.sentUpper, 0}));
     }

@@ -77,7 +77,7 @@ TEST(ShellLock, UnlockingGivesEverythingBackInItsOrderAndEnablesTheTaskBar) {
                                "enable TrayButton 1", "show TrayButton 1", "keyboard shown",
                                "show SHELLDLL_DefView 1", "show Program Manager 1", "bar unloaded"}));
     for (const auto& [id, x] : r.shell.w) EXPECT_TRUE(x.enabled && x.visible) << x.cls;
-    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::NascondiDesktop)) << "a pending hiding would take the icons back";
+    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::HideDesktop)) << "a pending hiding would take the icons back";
 }
 
 TEST(ShellLock, TheProfilePairDecidesTheIconsTheBarAndTheKeyboard) {
@@ -94,7 +94,7 @@ TEST(ShellLock, TheProfilePairDecidesTheIconsTheBarAndTheKeyboard) {
         EXPECT_EQ(r.shell.w[8].visible, c.iconsVisible);
         EXPECT_EQ(r.log.count("bar shown"), c.bar ? 1 : 0);
         EXPECT_EQ(r.log.count("keyboard shown"), c.keyboard ? 1 : 0);
-        EXPECT_EQ(r.timers.isEnabled(core::TimerId::NascondiDesktop), c.hide);
+        EXPECT_EQ(r.timers.isEnabled(core::TimerId::HideDesktop), c.hide);
     }
 }
 
@@ -105,14 +105,16 @@ TEST(ShellLock, KeyboardFiltersShareOneSlotAndSwapTheirGates) {
         std::uint32_t key;
         bool swallowed;
     };
+    constexpr auto kLocked = KeyboardFilter::Locked;
+    constexpr auto kPage = KeyboardFilter::FullScreenPage;
     const Case cases[] = {
-        {KeyboardFilter::A, false, false, kVkEscape, true},   {KeyboardFilter::A, false, false, kVkLeftWin, true},
-        {KeyboardFilter::A, false, false, kVkRightWin, true}, {KeyboardFilter::A, false, false, kVkApps, true},
-        {KeyboardFilter::A, false, false, kVkF4, false},      {KeyboardFilter::A, false, true, kVkF4, true},
-        {KeyboardFilter::A, true, true, 'A', false},          {KeyboardFilter::B, false, false, kVkF4, true},
-        {KeyboardFilter::B, false, false, kVkEscape, false},  {KeyboardFilter::B, false, false, kVkLeftWin, false},
-        {KeyboardFilter::B, true, false, kVkEscape, true},    {KeyboardFilter::B, true, false, kVkApps, true},
-        {KeyboardFilter::B, true, true, 'W', false},          {KeyboardFilter::None, true, true, kVkEscape, false},
+        {kLocked, false, false, kVkEscape, true},   {kLocked, false, false, kVkLeftWin, true},
+        {kLocked, false, false, kVkRightWin, true}, {kLocked, false, false, kVkApps, true},
+        {kLocked, false, false, kVkF4, false},      {kLocked, false, true, kVkF4, true},
+        {kLocked, true, true, 'A', false},          {kPage, false, false, kVkF4, true},
+        {kPage, false, false, kVkEscape, false},    {kPage, false, false, kVkLeftWin, false},
+        {kPage, true, false, kVkEscape, true},      {kPage, true, false, kVkApps, true},
+        {kPage, true, true, 'W', false},            {KeyboardFilter::None, true, true, kVkEscape, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(::testing::Message() << static_cast<int>(c.filter) << c.startDisabled << c.fullScreen << " "
@@ -122,10 +124,10 @@ TEST(ShellLock, KeyboardFiltersShareOneSlotAndSwapTheirGates) {
     Rig r;
     r.switches.fullScreen = true;
     r.lock.fullScreen();
-    EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::B);
+    EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::FullScreenPage);
     r.lock.lockDesktop(false, true);
     r.lock.lockDesktop(false, true);
-    EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::A);
+    EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::Locked);
     EXPECT_TRUE(r.shell.keyboard(kVkF4)) << "the switches of its installation";
     EXPECT_FALSE(r.shell.keyboard('Q'));
     r.lock.releaseKeyboardHook();
@@ -205,8 +207,8 @@ TEST(ShellLock, WhatTheShellBringsBackIsTakenAgain) {
     // No icon view yet: hiding, and only hiding, tries again on the timer.
     r.shell.w.erase(9);
     r.lock.hideDesktopIcons(false);
-    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::NascondiDesktop));
-    r.lock.tickNascondiDesktop();
+    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::HideDesktop));
+    r.lock.tickHideDesktop();
     EXPECT_TRUE(r.log.inOrder({"tmrNancondiDesktop off", "tmrNancondiDesktop on", "show Program Manager 0"}));
 }
 

@@ -26,14 +26,14 @@ TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
     test::TempDir dir;
     // profiles.ini names the folder with "/", as Firefox writes it.
     test::writeFile(pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "profiles.ini"), "[Profile0]\r\nPath=Profiles/k2.default\r\n");
-    const std::string folder = PathProfiloFirefox(pathToUtf8(dir.path()));
-    EXPECT_FALSE(ImpostaPaginaInizialeFirefox(folder, "http://one/"));
+    const std::string folder = firefoxProfilePath(pathToUtf8(dir.path()));
+    EXPECT_FALSE(setFirefoxHomePage(folder, "http://one/"));
     EXPECT_FALSE(fileSize(folder + "/prefs.js")) << "no prefs.js, no Firefox set up: nothing is made";
 
     test::writeFile(folder + "/prefs.js", "// Mozilla\r\nuser_pref(\"browser.startup.homepage\", \"http://own/\");\r\n");
     EXPECT_EQ(HomePageFirefox(folder), "http://own/");
-    ASSERT_TRUE(ImpostaPaginaInizialeFirefox(folder, "http://one/"));
-    ASSERT_TRUE(ImpostaPaginaInizialeFirefox(folder, "http://two/"));
+    ASSERT_TRUE(setFirefoxHomePage(folder, "http://one/"));
+    ASSERT_TRUE(setFirefoxHomePage(folder, "http://two/"));
     EXPECT_EQ(*readWholeFile(folder + "/prefs.js"),
               "// Mozilla\r\n////user_pref(\"browser.startup.homepage\", \"http://own/\");\r\n"
               "//user_pref(\"browser.startup.homepage\",\"http://one/\");\r\n"

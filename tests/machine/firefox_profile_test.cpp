@@ -12,13 +12,14 @@ namespace {
 TEST(FirefoxProfile, TheFirstPathLineNamesTheFolder) {
     test::TempDir dir;
     const std::string appData = pathToUtf8(dir.path());
-    EXPECT_EQ(PathProfiloFirefox(appData), "") << "no profiles.ini";
-    EXPECT_EQ(PathProfiloFirefox(""), "");
+    EXPECT_EQ(firefoxProfilePath(appData), "") << "no profiles.ini";
+    EXPECT_EQ(firefoxProfilePath(""), "");
     const std::string sep(1, platform::pathSeparator());
     test::writeFile(appData + sep + "Mozilla" + sep + "Firefox" + sep + "profiles.ini",
                     "[General]\r\nStartWithLastProfile=1\r\n\r\n[Profile0]\r\nName=default\r\nIsRelative=1\r\n"
                     "PATH=Profiles/abc.default\r\n[Profile1]\r\nPath=Profiles/other\r\n");
-    EXPECT_EQ(PathProfiloFirefox(appData), appData + sep + "Mozilla" + sep + "Firefox" + sep + "Profiles" + sep + "abc.default");
+    EXPECT_EQ(firefoxProfilePath(appData),
+              appData + sep + "Mozilla" + sep + "Firefox" + sep + "Profiles" + sep + "abc.default");
 }
 
 TEST(FirefoxProfile, TheSavedSessionIsDeleted) {

@@ -94,9 +94,9 @@ struct Rig {
 
 ProfileSwitches lockingProfile(const char* page = "http://foreign/") {
     ProfileSwitches p;
-    p.stampantePredefinita = " New ";
-    p.paginaPredefinita = page;
-    p.bloccaDownload = p.kiosk = true;
+    p.printer = " New ";
+    p.homePage = page;
+    p.blockDownloads = p.kiosk = true;
     return p;
 }
 
@@ -110,7 +110,7 @@ TEST(MachineProfile, AnOrderlyEndGivesEverythingBack) {
     EXPECT_TRUE(rig.log.inOrder({"printer device New,newdrv,Ne01:", "printer rewrite New", "lock 11"}));
     rig.settings->applyToMachine({});  // profile 0 at shutdown
     EXPECT_EQ(rig.value(kZone3, kDownloadValue), "0");
-    rig.settings->RipristinaImpostazioni();
+    rig.settings->restoreSettings();
     rig.expectAsBefore();
     EXPECT_EQ(rig.log.entries.back(), "restart shell") << "Windows 10";
 }
@@ -127,7 +127,7 @@ TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
     // A run that changes nothing gives back what it remembered: the machine's own values.
     rig.settings->applyToMachine({});
     rig.printers.device = "New,newdrv,Ne01:";  // someone else's change, undone as ever
-    rig.settings->RipristinaImpostazioni();
+    rig.settings->restoreSettings();
     rig.expectAsBefore();
 }
 
@@ -159,16 +159,16 @@ TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
         ++checked;
     };
     rig.settings->applyToMachine(lockingProfile());
-    rig.settings->ImpostaEmulazioneBrowser();
+    rig.settings->setBrowserEmulation();
     EXPECT_EQ(checked, 3);
 }
 
 TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {
     Rig rig;
     ProfileSwitches p;
-    p.paginaPredefinita = "C:\\giochi\\avvia.BAT";
-    p.stampantePredefinita = "Missing";
-    p.tastoStartDisabilitato = true;
+    p.homePage = "C:\\giochi\\avvia.BAT";
+    p.printer = "Missing";
+    p.startDisabled = true;
     rig.settings->rememberSettings();
     rig.settings->applyToMachine(p);
     EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://school/");
@@ -189,12 +189,12 @@ TEST(MachineProfile, DefaultBrowserIsToldBySubstringInItsOrder) {
         rig.registry.inner.writeString(
             RegRoot::CurrentUser, "SOFTWARE\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\https\\UserChoice",
             "ProgId", progId);
-        EXPECT_EQ(rig.settings->BrowserPredefinito(), expected) << progId;
+        EXPECT_EQ(rig.settings->defaultBrowser(), expected) << progId;
     }
     Rig rig;
     rig.registry.inner.writeString(RegRoot::LocalMachine, "Software\\Classes\\http\\shell\\open\\command", "",
                                    "\"C:\\Program Files\\Internet Explorer\\iexplore.exe\" %1");
-    EXPECT_EQ(rig.settings->BrowserPredefinito(), "IExplore") << "the command when nothing else says";
+    EXPECT_EQ(rig.settings->defaultBrowser(), "IExplore") << "the command when nothing else says";
 }
 
 TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersThenOpensTheHomePage) {
@@ -215,9 +215,9 @@ TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersThenOpensTheHomePage) {
         for (const char* name : {"chrome.exe", "iexplorer.exe", "iexplore.exe"}) rig.processes.start(name);
         rig.processes.start("firefox.exe", 1);
         ProfileSwitches p;
-        p.paginaPredefinita = c.page;
-        p.apriPaginaInizialeATuttoSchermo = c.fullScreen;
-        rig.settings->tickLanciaPaginaIniziale(p);
+        p.homePage = c.page;
+        p.fullScreen = c.fullScreen;
+        rig.settings->tickLaunchHomePage(p);
         std::vector<std::string> expected = {"kill iexplorer.exe", "kill iexplore.exe", "kill chrome.exe",
                                              "kill firefox.exe", "kill firefox.exe"};
         expected.insert(expected.end(), c.expected.begin(), c.expected.end());
@@ -232,9 +232,9 @@ TEST(MachineProfile, WindowsVersionDecidesEmulationAndShellRestart) {
         rig.system.major = major;
         rig.system.minor = minor;
         rig.settings->rememberSettings();
-        rig.settings->ImpostaEmulazioneBrowser();
+        rig.settings->setBrowserEmulation();
         EXPECT_EQ(rig.value(kBrowserEmulation, "ombrix.exe"), emulation) << major << "." << minor;
-        rig.settings->RipristinaImpostazioni();
+        rig.settings->restoreSettings();
         EXPECT_EQ(rig.log.count("restart shell"), restarts) << major << "." << minor;
         EXPECT_EQ(rig.value(kBrowserEmulation, "ombrix.exe"), std::nullopt) << "given back too";
     }
@@ -242,10 +242,10 @@ TEST(MachineProfile, WindowsVersionDecidesEmulationAndShellRestart) {
 
 TEST(MachineProfile, TheSlideshowIsStoppedOnlyWhenThereIsOne) {
     Rig rig;
-    rig.settings->DisattivaPresentazioneDesktop();
+    rig.settings->disableDesktopSlideshow();
     EXPECT_TRUE(rig.log.entries.empty());
     rig.files.files["C:\\U\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini"] = "x";
-    rig.settings->DisattivaPresentazioneDesktop();
+    rig.settings->disableDesktopSlideshow();
     EXPECT_TRUE(rig.files.files.empty());
     EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
 }
@@ -256,7 +256,7 @@ TEST(MachineProfile, FirefoxRestoresNoSessionAfterTheStart) {
     const std::string session = rig.profileFolder + platform::pathSeparator() + "sessionstore.js";
     rig.files.files[session] = "{\"windows\":[]}";
     rig.settings->rememberSettings();
-    rig.settings->DisattivaTabsWarnOnCloseFirefox();
+    rig.settings->disableFirefoxCloseTabsWarning();
     EXPECT_NE(readWholeFile(rig.profileFolder + "/prefs.js")->find("browser.sessionstore.resume_from_crash\",false"),
               std::string::npos);
     EXPECT_EQ(rig.files.files.count(session), 0u);
@@ -280,7 +280,7 @@ TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantT
     EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
     EXPECT_EQ(rig.value(block.c_str(), "5"), std::nullopt);
     rig.settings->siteListInForce(std::nullopt);
-    rig.settings->RipristinaImpostazioni();
+    rig.settings->restoreSettings();
     EXPECT_EQ(rig.value(block.c_str(), "1"), std::nullopt);
     EXPECT_EQ(rig.value(kChromePolicies, "IncognitoModeAvailability"), std::nullopt);
     EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
@@ -326,7 +326,7 @@ TEST(MachineProfile, CreatedPolicyKeysGoAndOthersStay) {
         rig.registry.deletions.clear();
         if (c.end == End::Orderly) {
             rig.settings->siteListInForce(std::nullopt);
-            rig.settings->RipristinaImpostazioni();
+            rig.settings->restoreSettings();
         } else {
             rig.newRun();
             rig.settings->rememberSettings();

@@ -219,8 +219,8 @@ TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
     const std::string before = test::profileRows(db);
     const std::string valid = file("<NOME>\r\nAula\r\n</NOME>\r\n<SITI>\r\nx.it\r\n</SITI>\r\n");
     ASSERT_GT(importText(valid), 0);
-    const std::string withAula = test::profileRows(db);
-    ASSERT_NE(withAula, before);
+    const std::string afterValidImport = test::profileRows(db);
+    ASSERT_NE(afterValidImport, before);
     dialogs.shown.clear();
     const std::string refused[] = {
         file("<NOME>\r\naULA\r\n</NOME>\r\n"),                                     // 0050: the name exists
@@ -246,7 +246,7 @@ TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
     EXPECT_EQ(dialogs.shown[6].text, "T0332\nT0360\nT0363 6");
     EXPECT_EQ(dialogs.shown[7].text, "T0332\nT0362\nT0363 5");
     EXPECT_EQ(dialogs.shown[8].text, "T0332\nT0359\nT0363 5");
-    EXPECT_EQ(test::profileRows(db), withAula);
+    EXPECT_EQ(test::profileRows(db), afterValidImport);
 }
 
 // A file saved by Notepad as "Unicode" (or big endian), or as UTF-8 with its

@@ -5,7 +5,7 @@
 #include "core/store.h"
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 #include "schedule/schedule_texts.h"
 
 namespace ombrix::schedule {
@@ -46,8 +46,8 @@ TEST_F(ScheduledController, WithTheSwitchOnTheProgramStartsMinimisedAndEachBound
                  {16, 0, 1, 1}};
     for (const auto& t : ticks) {
         at(t.h, t.m, t.s);
-        controller.tickFasceOrarie();
-        controller.tickFasceOrarie();
+        controller.tickTimeSlots();
+        controller.tickTimeSlots();
         EXPECT_EQ(controller.profileInUse(), t.profile) << t.h << ":" << t.m << ":" << t.s;
         EXPECT_EQ(storedProfile(), t.profile) << t.h << ":" << t.m << ":" << t.s;
     }
@@ -63,23 +63,23 @@ TEST_F(ScheduledController, TheEditorsCloseReadsTheSlotsAndTheSwitchAgain) {
     EXPECT_EQ(view.timeSlotsOn, false) << "cmdPeriodi shows the switch from the start";
     EXPECT_EQ(view.timeSlotsCaption, "T0358");
     at(9, 0, 0);
-    controller.tickFasceOrarie();
+    controller.tickTimeSlots();
     EXPECT_EQ(controller.profileInUse(), 1) << "switch off";
 
     sql("UPDATE Opzioni SET FasceOrarie = -1; UPDATE Fasce SET Fascia2Alle = 'sedici';");
     controller.afterTimeSlotEditor();
     EXPECT_EQ(view.timeSlotsOn, true) << "cmdPeriodi follows the switch the editor left";
     EXPECT_EQ(view.timeSlotsCaption, "T0357");
-    controller.tickFasceOrarie();
+    controller.tickTimeSlots();
     EXPECT_EQ(controller.profileInUse(), 1) << "a schedule that cannot be read is none";
 
     // Every slot emptied, the fallback left on no profile.
     sql("UPDATE Fasce SET Fascia1Dalle = NULL, Fascia1Alle = NULL, Fascia2Dalle = NULL, Fascia2Alle = NULL,"
         " ProfiloFasceNonDefinite = NULL;");
-    controller.tickFasceOrarie();
+    controller.tickTimeSlots();
     EXPECT_EQ(controller.profileInUse(), 1) << "nothing new is read until the editor closes";
     controller.afterTimeSlotEditor();
-    controller.tickFasceOrarie();
+    controller.tickTimeSlots();
     EXPECT_EQ(controller.profileInUse(), 0) << "a fallback of 0 is compared and put in use like any other";
     EXPECT_EQ(storedProfile(), 0);
 }

@@ -26,9 +26,9 @@ protected:
     SlotBoxes boxes(std::array<std::string, 9> v) const {
         SlotBoxes b;
         for (std::size_t i = 0; i < 3; ++i) {
-            b.dalle[i] = with(sep(), v[i * 3]);
-            b.alle[i] = with(sep(), v[i * 3 + 1]);
-            b.profilo[i] = v[i * 3 + 2].empty() ? 0 : std::stoll(v[i * 3 + 2]);
+            b.from[i] = with(sep(), v[i * 3]);
+            b.to[i] = with(sep(), v[i * 3 + 1]);
+            b.profile[i] = v[i * 3 + 2].empty() ? 0 : std::stoll(v[i * 3 + 2]);
         }
         return b;
     }
@@ -42,13 +42,13 @@ INSTANTIATE_TEST_SUITE_P(Separators, SlotEditor, ::testing::Values(':', '.'),
 
 TEST_P(SlotEditor, TheTimeFormat) {
     for (const char* good : {"8:30", "08:30", "08:30:15", "8:30:15", " 08:30 ", "00:00", "23:59:59"}) {
-        EXPECT_TRUE(OrarioValido(with(sep(), good), sep())) << good;
+        EXPECT_TRUE(isValidTime(with(sep(), good), sep())) << good;
     }
     for (const char* bad : {"", "8:3", "24:00", "08:60", "08:30:60", "0830", "08:30:1", "123:45", "ab:cd", "8:305",
                             "08:30:", "-8:30", "08:30:15:0", "1:2:34"}) {
-        EXPECT_FALSE(OrarioValido(with(sep(), bad), sep())) << bad;
+        EXPECT_FALSE(isValidTime(with(sep(), bad), sep())) << bad;
     }
-    EXPECT_FALSE(OrarioValido(sep() == ':' ? "08.30" : "08:30", sep())) << "another locale's separator";
+    EXPECT_FALSE(isValidTime(sep() == ':' ? "08.30" : "08:30", sep())) << "another locale's separator";
     EXPECT_EQ(secondsOf(with(sep(), "8:05:09"), sep()), 8 * 3600 + 5 * 60 + 9);
     EXPECT_EQ(boxText(8 * 3600 + 30 * 60, sep()), with(sep(), "08:30"));
     EXPECT_EQ(boxText(8 * 3600 + 30 * 60 + 15, sep()), with(sep(), "08:30:15"));
@@ -63,37 +63,37 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
     } cases[] = {
         {{}, {}, {}},
         {{"8:30", "12:00", P, "12:00", "13:00:30", P, "14:00", "23:59:59", ""}, {}, {}},
-        {{"8:3", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::Dalle1},
-        {{"", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::Dalle1},
-        {{"08:00", "24:00"}, msg::FirstSlotEndInvalid, SlotBox::Alle1},
-        {{"12:00", "08:00", P}, msg::FirstSlotStartNotBeforeEnd, SlotBox::Dalle1},
-        {{"12:00", "12:00"}, msg::FirstSlotStartNotBeforeEnd, SlotBox::Dalle1},
-        {{"", "", P}, msg::FirstSlotProfileWithoutTimes, SlotBox::Profilo1},
-        {{"", "", "", "13:00"}, msg::FillFirstSlotFirst, SlotBox::Dalle1},
-        {{"", "", "", "", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::Dalle1},
-        {{"08:00", "12:00", "", "1300", "14:00"}, msg::SecondSlotStartInvalid, SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "11:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"8:3", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::From1},
+        {{"", "12:00"}, msg::FirstSlotStartInvalid, SlotBox::From1},
+        {{"08:00", "24:00"}, msg::FirstSlotEndInvalid, SlotBox::To1},
+        {{"12:00", "08:00", P}, msg::FirstSlotStartNotBeforeEnd, SlotBox::From1},
+        {{"12:00", "12:00"}, msg::FirstSlotStartNotBeforeEnd, SlotBox::From1},
+        {{"", "", P}, msg::FirstSlotProfileWithoutTimes, SlotBox::Profile1},
+        {{"", "", "", "13:00"}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"", "", "", "", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"08:00", "12:00", "", "1300", "14:00"}, msg::SecondSlotStartInvalid, SlotBox::From2},
+        {{"08:00", "12:00", "", "11:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         // Compared as times, not as texts: "9:00" comes before "12:00", "10:00" after "9:30".
-        {{"08:00", "12:00", "", "9:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"08:00", "12:00", "", "9:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         {{"08:00", "9:30", "", "10:00", "11:00"}, {}, {}},
         {{"08:00", "9:30", "", "09:30", "11:00"}, {}, {}},
-        {{"08:00", "9:30", "", "9:29:59", "11:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::Dalle2},
+        {{"08:00", "9:30", "", "9:29:59", "11:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         {{"08:00", "09:00", "", "10:00", "12:00", "", "9:30", "13:00"},
-         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "08:60"}, msg::SecondSlotEndInvalid, SlotBox::Alle2},
-        {{"08:00", "12:00", "", "13:00", "12:30"}, msg::SecondSlotStartNotBeforeEnd, SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "", "", P}, msg::SecondSlotProfileWithoutTimes, SlotBox::Profilo2},
-        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, msg::FillSecondSlotBeforeThird, SlotBox::Dalle2},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, msg::ThirdSlotStartInvalid, SlotBox::Dalle3},
+         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::From3},
+        {{"08:00", "12:00", "", "12:00", "08:60"}, msg::SecondSlotEndInvalid, SlotBox::To2},
+        {{"08:00", "12:00", "", "13:00", "12:30"}, msg::SecondSlotStartNotBeforeEnd, SlotBox::From2},
+        {{"08:00", "12:00", "", "", "", P}, msg::SecondSlotProfileWithoutTimes, SlotBox::Profile2},
+        {{"08:00", "12:00", "", "", "", "", "", "15:00"}, msg::FillSecondSlotBeforeThird, SlotBox::From2},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "14:00:6", "15:00"}, msg::ThirdSlotStartInvalid, SlotBox::From3},
         {{"08:00", "12:00", "", "12:00", "13:00", "", "12:30", "15:00"},
-         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, msg::ThirdSlotEndInvalid, SlotBox::Alle3},
+         msg::ThirdSlotStartsBeforeSecondEnds, SlotBox::From3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "13:00", "25:00"}, msg::ThirdSlotEndInvalid, SlotBox::To3},
         {{"08:00", "12:00", "", "12:00", "13:00", "", "15:00", "14:00"},
-         msg::ThirdSlotStartNotBeforeEnd, SlotBox::Dalle3},
-        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, msg::ThirdSlotProfileWithoutTimes, SlotBox::Profilo3},
+         msg::ThirdSlotStartNotBeforeEnd, SlotBox::From3},
+        {{"08:00", "12:00", "", "12:00", "13:00", "", "", "", P}, msg::ThirdSlotProfileWithoutTimes, SlotBox::Profile3},
     };
     for (const auto& c : cases) {
-        const auto refusal = ValidaFasce(boxes(c.boxes), sep(), false);
+        const auto refusal = validateSlots(boxes(c.boxes), sep(), false);
         const std::string row = c.boxes[0] + "|" + c.boxes[1] + "|" + c.boxes[3] + "|" + c.boxes[4] + "|" +
                                 c.boxes[6] + "|" + c.boxes[7];
         if (!c.message) {
@@ -104,16 +104,16 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         EXPECT_EQ(refusal->messages[0], c.message) << row;
         EXPECT_EQ(refusal->focus, c.focus) << row;
     }
-    const auto invalid = ValidaFasce(boxes({"8:3", "12:00"}), sep(), false);
+    const auto invalid = validateSlots(boxes({"8:3", "12:00"}), sep(), false);
     ASSERT_TRUE(invalid);
     EXPECT_EQ(refusalText(*invalid, language), "T0252\nT0253\nT0254");
 
     // Switched on, the slots keep a first one.
-    const auto none = ValidaFasce(boxes({}), sep(), true);
+    const auto none = validateSlots(boxes({}), sep(), true);
     ASSERT_TRUE(none);
     EXPECT_EQ(none->messages[0], msg::ScheduleNeedsFirstSlot);
-    EXPECT_EQ(none->focus, SlotBox::Dalle1);
-    EXPECT_FALSE(ValidaFasce(boxes({"08:00", "12:00"}), sep(), true));
+    EXPECT_EQ(none->focus, SlotBox::From1);
+    EXPECT_FALSE(validateSlots(boxes({"08:00", "12:00"}), sep(), true));
 }
 
 TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem) {
@@ -124,8 +124,8 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
     EXPECT_EQ(profileChoices(db).back().name, kEmpty);
     SlotBoxes b = boxes({"8:30", "12:00", "4", "12:00", "13:00:30", "3", "", "", ""});
     b.fallback = 1;
-    ASSERT_FALSE(ValidaFasce(b, sep(), true));
-    ASSERT_TRUE(SalvaFasce(db, b, sep()));
+    ASSERT_FALSE(validateSlots(b, sep(), true));
+    ASSERT_TRUE(saveSlots(db, b, sep()));
     EXPECT_EQ(db.scalar("SELECT Fascia1Dalle || '|' || Fascia1Alle || '|' || Fascia1Profilo || '|' || Fascia2Dalle || "
                         "'|' || Fascia2Alle || '|' || Fascia2Profilo || '|' || ProfiloFasceNonDefinite FROM Fasce;")
                   .toText(),
@@ -139,15 +139,15 @@ TEST_P(SlotEditor, SavingStoresTimesAndProfileIdsAndReadsBackAsTheFormShowsThem)
     ASSERT_TRUE(db.exec("DELETE FROM Profili WHERE IDProfilo = 3;"));
     const auto read = readSlotBoxes(db, sep());
     ASSERT_TRUE(read);
-    EXPECT_EQ(read->dalle[0], with(sep(), "08:30"));
-    EXPECT_EQ(read->alle[1], with(sep(), "13:00:30"));
-    EXPECT_EQ(read->dalle[2], "");
-    EXPECT_EQ(read->profilo, (std::array<long long, 3>{4, 0, 0})) << "a profile that is gone shows the empty entry";
+    EXPECT_EQ(read->from[0], with(sep(), "08:30"));
+    EXPECT_EQ(read->to[1], with(sep(), "13:00:30"));
+    EXPECT_EQ(read->from[2], "");
+    EXPECT_EQ(read->profile, (std::array<long long, 3>{4, 0, 0})) << "a profile that is gone shows the empty entry";
     EXPECT_EQ(read->fallback, 1);
     EXPECT_TRUE(slotOneHasTimes(*read));
 
-    b.profilo[1] = 3;  // gone since
-    ASSERT_TRUE(SalvaFasce(db, b, sep()));
+    b.profile[1] = 3;  // gone since
+    ASSERT_TRUE(saveSlots(db, b, sep()));
     EXPECT_EQ(db.scalar("SELECT quote(Fascia2Profilo) FROM Fasce;").toText(), "NULL");
 }
 

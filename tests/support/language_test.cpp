@@ -20,13 +20,13 @@ namespace {
 TEST(Language, ReadsTheItalianFileBesideTheProgram) {
     test::TempDir dir;
     Language lang(pathToUtf8(dir.path()), platform::pathSeparator());
-    EXPECT_EQ(lang.TestoMessaggio(msg::ProcessAlreadyListed), "");
+    EXPECT_EQ(lang.messageText(msg::ProcessAlreadyListed), "");
     EXPECT_EQ(lang.formValue("frmOmbrix", "frmOmbrix.Caption"), "");
     test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=Processo gi\xE0 presente\r\n");
     test::writeFile(dir.file("english.lng"), "[Strings]\r\n0106=Process already there\r\n");
     test::writeFile(dir.file("LangSetting.ini"), "[Language]\r\nCurrentLanguage=english\r\n");
-    EXPECT_EQ(lang.TestoMessaggio(msg::ProcessAlreadyListed), "Processo già presente");
-    EXPECT_EQ(lang.TestoMessaggio(MessageId{"0999"}), "");
+    EXPECT_EQ(lang.messageText(msg::ProcessAlreadyListed), "Processo già presente");
+    EXPECT_EQ(lang.messageText(MessageId{"0999"}), "");
     EXPECT_EQ(lang.currentName(), "italian");
 }
 

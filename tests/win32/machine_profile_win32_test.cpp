@@ -35,7 +35,7 @@ TEST(Win32MachineProfile, ALockedFileIsLeftAsItWas) {
     {
         const HeldOpen a(prefs), b(journal);
         ASSERT_NE(a.handle, INVALID_HANDLE_VALUE);
-        EXPECT_FALSE(ImpostaPaginaInizialeFirefox(folder, "http://foreign.example/"));
+        EXPECT_FALSE(setFirefoxHomePage(folder, "http://foreign.example/"));
         EXPECT_FALSE(platform::systemDurableWriter().replace(journal, "new"));
     }
     EXPECT_EQ(HomePageFirefox(folder), "http://own/");

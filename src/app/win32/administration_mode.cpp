@@ -42,7 +42,7 @@ std::vector<std::string> commandLineArguments() {
 }
 
 void refuse(Machine& machine, Language& language, MessageId id, const std::string& detail) {
-    std::string text = language.TestoMessaggio(id);
+    std::string text = language.messageText(id);
     if (!detail.empty()) text += " " + detail;
     (void)machine.dialogs().messageBox({id, text, std::string(core::kProgramTitle), platform::MessageIcon::Critical,
                                         platform::MessageButtons::Ok});
@@ -52,9 +52,9 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
     core::StoreEnvironment env{machine.registry(), machine.fileSystem(), machine.system(), machine.dialogs(),
                                language};
     core::Store store;
-    store.folder = core::ScegliCartellaDatabase(env);
+    store.folder = core::chooseDatabaseFolder(env);
     core::traceInLogFolder(store.folder, '\\', core::kProgramExeName);
-    if (!core::ApriDatabase(env, store)) return app::kAdminRefused;
+    if (!core::openDatabase(env, store)) return app::kAdminRefused;
     // The running program's main form is topmost: a topmost owner keeps
     // this form above it (every form stays above a topmost owner).
     const UniqueWindow owner = createHiddenWindow(L"OmbrixAdministration", WS_EX_TOOLWINDOW | WS_EX_TOPMOST,

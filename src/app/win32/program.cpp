@@ -38,13 +38,13 @@ Program::Program()
       administration_({controller_, env_, store_, elevated_, [this](bool on) { form_.enableForm(on); },
                        [this](app::AdminForm which) { return showHere(which); }}),
       bar_({language_, [this] { return barSwitches(); }, "about:blank", [this] { internalBrowser_.open(); },
-            [this](const std::string& address) { host_.ApriPagina(address); },
+            [this](const std::string& address) { host_.openPage(address); },
             [this] { form_.showAndFocusPassword(); }}),
       // The internal browser applies the enforcement's verdicts; the control's
       // rendering mode is written (and journaled) before each control is made.
       internalBrowser_({language_, enforcement_, store_.connection,
-                        [this](const std::string& text) { host_.VisualizzaMessaggio(text, enforce::kNoticeSite); },
-                        [this] { machineSettings_.ImpostaEmulazioneBrowser(); }, {}},
+                        [this](const std::string& text) { host_.showMessage(text, enforce::kNoticeSite); },
+                        [this] { machineSettings_.setBrowserEmulation(); }, {}},
                        [this] { return internalBrowserPlace(); }) {
     machine_.dialogs().setOwner(form_.window());
     wireLockdown();
@@ -115,13 +115,13 @@ int Program::run() {
 lockdown::KioskSwitches Program::kioskSwitches() {
     // On the way out the on-screen keyboard is no longer asked for.
     const core::ProfileSwitches& s = controller_.switches();
-    return {s.kiosk, s.tastoStartDisabilitato, s.apriPaginaInizialeATuttoSchermo,
+    return {s.kiosk, s.startDisabled, s.fullScreen,
             !controller_.shuttingDown() && form_.virtualKeyboardChecked()};
 }
 
 ApplicationBarContext::Switches Program::barSwitches() {
     const core::ProfileSwitches& s = controller_.switches();
-    return {s.utilizzaBrowserInterno, s.apriPaginaInizialeATuttoSchermo, s.paginaPredefinita};
+    return {s.internalBrowser, s.fullScreen, s.homePage};
 }
 
 std::optional<RECT> Program::internalBrowserPlace() {

@@ -29,7 +29,7 @@
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/window_appearances.h"
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 #include "support/language.h"
 
 namespace ombrix::win32 {

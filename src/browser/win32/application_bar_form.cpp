@@ -26,7 +26,7 @@ void ApplicationBarForm::show() {
     }
     const ApplicationBarContext::Switches s = c_.switches ? c_.switches() : ApplicationBarContext::Switches{};
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLINTERNETEXPLORER),
-                  c_.language.TestoMessaggio(browser::barChoices(s.internalBrowser).label));
+                  c_.language.messageText(browser::barChoices(s.internalBrowser).label));
     arrange(s);
     SetWindowPos(dialog_.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE | SWP_SHOWWINDOW);
 }

@@ -60,7 +60,7 @@ bool BrowserForm::open(bool goHome, const RECT* where) {
     layout();
     if (goHome) host_.goHome();
     if (core::browserSwitchOn(c_.store, core::kNoPrint)) ShowWindow(GetDlgItem(d, IDC_PCTSTAMPA), SW_HIDE);
-    setWindowText(GetDlgItem(d, IDC_LBLBROWSER), c_.language.TestoMessaggio(msg::ProtectedBrowserTitle));
+    setWindowText(GetDlgItem(d, IDC_LBLBROWSER), c_.language.messageText(msg::ProtectedBrowserTitle));
     SendMessageW(GetDlgItem(d, IDC_PROGRESSBAR1), PBM_SETRANGE32, 0, 100);
     SetTimer(d, kGoHomeTimer, kGoHomeMs, nullptr);
     ShowWindow(d, SW_SHOW);
@@ -179,7 +179,7 @@ void BrowserForm::layout() {
 std::string BrowserForm::boxText() const { return windowText(GetDlgItem(dialog_.get(), IDC_CMBINDIRIZZI)); }
 
 void BrowserForm::tell(MessageId message, const std::string& address) {
-    if (c_.notice) c_.notice(c_.language.TestoMessaggio(message) + " " + address);
+    if (c_.notice) c_.notice(c_.language.messageText(message) + " " + address);
 }
 
 void BrowserForm::go() {

@@ -89,16 +89,16 @@ bool BrowserReaders::internetExplorerRunning() { return platform::IsProcessRunni
 
 BrowserReaders::~BrowserReaders() = default;
 
-std::string BrowserReaders::IndirizzoChrome() { return readers_.IndirizzoChrome(); }
-std::string BrowserReaders::IndirizzoEdge() { return readers_.IndirizzoEdge(); }
-std::string BrowserReaders::IndirizzoFirefox() { return readers_.IndirizzoFirefox(); }
+std::string BrowserReaders::readChromeAddress() { return readers_.readChromeAddress(); }
+std::string BrowserReaders::readEdgeAddress() { return readers_.readEdgeAddress(); }
+std::string BrowserReaders::readFirefoxAddress() { return readers_.readFirefoxAddress(); }
 
-std::string BrowserReaders::ElencoFinestreShell() {
+std::string BrowserReaders::shellWindowAddresses() {
     return platform::guarded([this] {
         if (!internetExplorerRunning()) return std::string();
         std::vector<std::string> addresses;
         for (const auto& window : shellApplicationWindows()) addresses.push_back(shellWindowText(window.get(), L"LocationURL"));
-        return enforce::ElencoFinestreShell(addresses);
+        return enforce::shellWindowAddresses(addresses);
     });
 }
 

@@ -27,13 +27,13 @@ public:
                    AccessibilityChoice choice = AccessibilityChoice::Automatic);
     ~BrowserReaders() override;
 
-    std::string IndirizzoChrome() override;
-    std::string IndirizzoEdge() override;
-    std::string IndirizzoFirefox() override;
+    std::string readChromeAddress() override;
+    std::string readEdgeAddress() override;
+    std::string readFirefoxAddress() override;
     // Through "Shell.Application" and its Windows collection. Internet
     // Explorer's windows are asked for only while iexplore.exe runs: each
     // question is a call into the shell's process.
-    std::string ElencoFinestreShell() override;
+    std::string shellWindowAddresses() override;
 
     // Through the ShellWindows collection, while iexplore.exe runs.
     std::vector<platform::ShellBrowserWindow> windows() override;

@@ -62,7 +62,7 @@ void fill(HWND dialog, const std::vector<enforce::LogRow>& rows) {
     ListView_DeleteAllItems(list);
     int n = 0;
     for (const auto& row : rows) {
-        std::wstring when = toWide(displayDateTime(row.dataOra));
+        std::wstring when = toWide(displayDateTime(row.dateTime));
         std::wstring url = toWide(row.url);
         LVITEMW item{};
         item.mask = LVIF_TEXT;
@@ -77,12 +77,12 @@ void fill(HWND dialog, const std::vector<enforce::LogRow>& rows) {
 }
 
 void exclamation(State& st, MessageId id) {
-    st.context.dialogs.messageBox({id, st.context.language.TestoMessaggio(id), "Ombrix",
+    st.context.dialogs.messageBox({id, st.context.language.messageText(id), "Ombrix",
                                    platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
 }
 
 void exclamation(State& st, MessageId id, const std::string& detail) {
-    st.context.dialogs.messageBox({id, st.context.language.TestoMessaggio(id) + " " + detail, "Ombrix",
+    st.context.dialogs.messageBox({id, st.context.language.messageText(id) + " " + detail, "Ombrix",
                                    platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
 }
 

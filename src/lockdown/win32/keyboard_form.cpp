@@ -159,7 +159,7 @@ void KeyboardForm::layoutKeys() {
     }
 }
 
-// Maiuscolo and Minuscolo: every label takes the caption of the case.
+// toUpperCase and toLowerCase: every label takes the caption of the case.
 void KeyboardForm::showCase() {
     const auto keys = lockdown::onScreenKeys();
     for (std::size_t i = 0; i < keys.size(); ++i) {

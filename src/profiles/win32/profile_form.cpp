@@ -43,10 +43,10 @@ constexpr std::array<ListControls, 3> kLists = {{
 }};
 
 constexpr std::array<InfoButton, 10> kInfoButtons = {
-    InfoButton::AggiungiSito,    InfoButton::BloccaDownload,          InfoButton::BrowserInterno,
-    InfoButton::FinestreVietate, InfoButton::ListaSiti,               InfoButton::NoMessaggi,
-    InfoButton::PaginaInizialePredefinita, InfoButton::ProcessiVietati, InfoButton::ProtezioneMassima,
-    InfoButton::StampantePredefinita};
+    InfoButton::SiteEntry,    InfoButton::BlockDownloads,          InfoButton::InternalBrowser,
+    InfoButton::ForbiddenWindows, InfoButton::SiteList,               InfoButton::HideNotices,
+    InfoButton::HomePage, InfoButton::ForbiddenProcesses, InfoButton::MaxProtection,
+    InfoButton::Printer};
 
 // The navigation bar's buttons, in the order of their keys in the language file.
 constexpr std::array<int, 8> kBarCommands = {IDC_BNR_FIRST, IDC_BNR_PREVIOUS, IDC_BNR_NEXT,   IDC_BNR_LAST,
@@ -94,7 +94,7 @@ void setupLists(HWND dialog, State& st) {
         ListView_SetExtendedListViewStyle(list, LVS_EX_FULLROWSELECT | LVS_EX_GRIDLINES);
         RECT r{};
         GetClientRect(list, &r);
-        std::wstring heading = toWide(st.context.language.TestoMessaggio(ProfileEditor::listHeading(c.kind)));
+        std::wstring heading = toWide(st.context.language.messageText(ProfileEditor::listHeading(c.kind)));
         LVCOLUMNW col{};
         col.mask = LVCF_TEXT | LVCF_WIDTH;
         col.pszText = heading.data();
@@ -148,7 +148,7 @@ void show(HWND dialog, State& st) {
     check(dialog, IDC_CHKTUTTOSCHERMO, r.fullScreen);
     check(dialog, IDC_OPTSITI0, r.forbiddenList);
     check(dialog, IDC_OPTSITI1, !r.forbiddenList);
-    setText(dialog, IDC_FRALISTASITI, st.context.language.TestoMessaggio(ed.siteFrameCaption()));
+    setText(dialog, IDC_FRALISTASITI, st.context.language.messageText(ed.siteFrameCaption()));
     check(dialog, IDC_CHKPROTEZIONEAVANZATA, r.maxProtection);
     enable(dialog, IDC_CHKPROTEZIONEAVANZATA, ed.maxProtectionEnabled());
     enable(dialog, IDC_PCTINFOPROTEZIONEMASSIMA, ed.maxProtectionEnabled());

@@ -15,8 +15,8 @@
 namespace ombrix::win32 {
 namespace {
 
-constexpr std::array<int, 3> kDalle = {IDC_TXTFASCIA1DALLE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA3DALLE};
-constexpr std::array<int, 3> kAlle = {IDC_TXTFASCIA1ALLE, IDC_TXTFASCIA2ALLE, IDC_TXTFASCIA3ALLE};
+constexpr std::array<int, 3> kFromBoxes = {IDC_TXTFASCIA1DALLE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA3DALLE};
+constexpr std::array<int, 3> kToBoxes = {IDC_TXTFASCIA1ALLE, IDC_TXTFASCIA2ALLE, IDC_TXTFASCIA3ALLE};
 // The three slots' combos, then the fallback's, in the order of their empty entries.
 constexpr std::array<int, 4> kCombos = {IDC_CMBPROFILOPERIODO1, IDC_CMBPROFILOPERIODO2, IDC_CMBPROFILOPERIODO3,
                                         IDC_CMBPROFILO};
@@ -32,8 +32,8 @@ int controlOf(schedule::SlotBox box) {
     const int i = static_cast<int>(box);
     const std::size_t slot = static_cast<std::size_t>(i / 3);
     switch (i % 3) {
-        case 0: return kDalle[slot];
-        case 1: return kAlle[slot];
+        case 0: return kFromBoxes[slot];
+        case 1: return kToBoxes[slot];
         default: return kCombos[slot];
     }
 }
@@ -51,9 +51,9 @@ long long chosenProfile(HWND combo) {
 schedule::SlotBoxes readBoxes(HWND dialog) {
     schedule::SlotBoxes b;
     for (std::size_t i = 0; i < 3; ++i) {
-        b.dalle[i] = text(dialog, kDalle[i]);
-        b.alle[i] = text(dialog, kAlle[i]);
-        b.profilo[i] = chosenProfile(GetDlgItem(dialog, kCombos[i]));
+        b.from[i] = text(dialog, kFromBoxes[i]);
+        b.to[i] = text(dialog, kToBoxes[i]);
+        b.profile[i] = chosenProfile(GetDlgItem(dialog, kCombos[i]));
     }
     b.fallback = chosenProfile(GetDlgItem(dialog, kCombos[3]));
     return b;
@@ -84,9 +84,9 @@ void showEmptyFallback(HWND dialog) {
 void load(HWND dialog, State& st) {
     Language& lang = st.context.language;
     setWindowText(GetDlgItem(dialog, IDC_LBLESEMPIO),
-                  lang.TestoMessaggio(msg::TimeExampleStart) + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
-                      lang.TestoMessaggio(msg::TimeExampleEnd));
-    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.TestoMessaggio(msg::NoFallbackBlocksEverySite));
+                  lang.messageText(msg::TimeExampleStart) + schedule::boxText(8 * 3600 + 30 * 60, st.separator) +
+                      lang.messageText(msg::TimeExampleEnd));
+    setWindowText(GetDlgItem(dialog, IDC_PER_LBLEMPTYFALLBACK), lang.messageText(msg::NoFallbackBlocksEverySite));
     const auto empty = schedule::emptyEntries(lang);
     const auto profiles = schedule::profileChoices(st.context.db);
     for (std::size_t i = 0; i < kCombos.size(); ++i) {
@@ -98,9 +98,9 @@ void load(HWND dialog, State& st) {
     }
     if (const auto boxes = schedule::readSlotBoxes(st.context.db, st.separator)) {
         for (std::size_t i = 0; i < 3; ++i) {
-            setWindowText(GetDlgItem(dialog, kDalle[i]), boxes->dalle[i]);
-            setWindowText(GetDlgItem(dialog, kAlle[i]), boxes->alle[i]);
-            selectProfile(GetDlgItem(dialog, kCombos[i]), boxes->profilo[i]);
+            setWindowText(GetDlgItem(dialog, kFromBoxes[i]), boxes->from[i]);
+            setWindowText(GetDlgItem(dialog, kToBoxes[i]), boxes->to[i]);
+            selectProfile(GetDlgItem(dialog, kCombos[i]), boxes->profile[i]);
         }
         selectProfile(GetDlgItem(dialog, kCombos[3]), boxes->fallback);
     }
@@ -117,7 +117,7 @@ void show(State& st, MessageId id, const std::string& message, platform::Message
 
 void showStoreFailed(State& st) {
     show(st, msg::StoreWriteFailed,
-         st.context.language.TestoMessaggio(msg::StoreWriteFailed) + " " + st.context.db.lastError(),
+         st.context.language.messageText(msg::StoreWriteFailed) + " " + st.context.db.lastError(),
          platform::MessageIcon::Critical);
 }
 
@@ -125,14 +125,14 @@ void showStoreFailed(State& st) {
 bool save(HWND dialog, State& st) {
     const schedule::SlotBoxes boxes = readBoxes(dialog);
     const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
-    if (const auto refusal = schedule::ValidaFasce(boxes, st.separator, on)) {
+    if (const auto refusal = schedule::validateSlots(boxes, st.separator, on)) {
         show(st, refusal->messages.front(), schedule::refusalText(*refusal, st.context.language),
              platform::MessageIcon::Exclamation);
         SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialog, controlOf(refusal->focus))),
                      TRUE);
         return false;
     }
-    if (!schedule::SalvaFasce(st.context.db, boxes, st.separator)) {
+    if (!schedule::saveSlots(st.context.db, boxes, st.separator)) {
         showStoreFailed(st);
         return false;
     }
@@ -144,7 +144,7 @@ bool save(HWND dialog, State& st) {
 void close(HWND dialog, State& st) {
     if (IsWindowEnabled(GetDlgItem(dialog, IDC_PER_CMDSALVA))) {
         const auto answer = st.context.dialogs.messageBox(
-            {msg::SaveSlotChangesQuestion, st.context.language.TestoMessaggio(msg::SaveSlotChangesQuestion), "Ombrix",
+            {msg::SaveSlotChangesQuestion, st.context.language.messageText(msg::SaveSlotChangesQuestion), "Ombrix",
              platform::MessageIcon::Exclamation, platform::MessageButtons::YesNo});
         if (answer == platform::MessageAnswer::Yes && !save(dialog, st)) return;
     }
@@ -154,7 +154,7 @@ void close(HWND dialog, State& st) {
 void switchClicked(HWND dialog, State& st) {
     const bool on = IsDlgButtonChecked(dialog, IDC_CHKFASCEORARIE) == BST_CHECKED;
     if (on && !schedule::slotOneHasTimes(readBoxes(dialog))) {
-        show(st, msg::ScheduleNeedsFirstSlot, st.context.language.TestoMessaggio(msg::ScheduleNeedsFirstSlot),
+        show(st, msg::ScheduleNeedsFirstSlot, st.context.language.messageText(msg::ScheduleNeedsFirstSlot),
              platform::MessageIcon::Critical);
         CheckDlgButton(dialog, IDC_CHKFASCEORARIE, BST_UNCHECKED);
         return;
@@ -167,7 +167,7 @@ void switchClicked(HWND dialog, State& st) {
 
 bool isTimeBox(int id) {
     for (std::size_t i = 0; i < 3; ++i) {
-        if (id == kDalle[i] || id == kAlle[i]) return true;
+        if (id == kFromBoxes[i] || id == kToBoxes[i]) return true;
     }
     return false;
 }

@@ -23,7 +23,7 @@ void ClosingForm::show() {
                         {{IDC_LBLCHIUSURAINCORSO, "lblChiusuraInCorso"}}, language_)) {
         return;
     }
-    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.TestoMessaggio(msg::ClosingInProgress));
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCHIUSURAINCORSO), language_.messageText(msg::ClosingInProgress));
     SetTimer(dialog_.get(), kSecondsTimer, core::kClosingTickMs, nullptr);
     ShowWindow(dialog_.get(), SW_SHOWNORMAL);
     UpdateWindow(dialog_.get());
@@ -45,7 +45,7 @@ INT_PTR CALLBACK ClosingForm::Proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) 
             GetLocalTime(&now);
             setWindowText(
                 GetDlgItem(dialog, IDC_LBLCHIUSURAINCORSO),
-                core::closingText(form->language_.TestoMessaggio(msg::ClosingInProgressTicking), now.wSecond));
+                core::closingText(form->language_.messageText(msg::ClosingInProgressTicking), now.wSecond));
         });
         return TRUE;
     }

@@ -432,7 +432,7 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
                     // Windows is going down: give the machine back and close the store now.
                     if (controller_ && controller_->refuseClose(core::Controller::CloseRequest::WindowsShutdown) == false) {
                         controller_->beginShutdown();
-                        controller_->tickEsci();
+                        controller_->tickExit();
                     }
                 });
             }

@@ -42,7 +42,7 @@ void NoticeForm::load() {
 void NoticeForm::show(const std::string& text, const std::string& heading) {
     if (!dialog_) load();
     if (!dialog_) return;
-    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLINTESTAZIONE), language_.TestoMessaggio(msg::NoticeFormHeading));
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLINTESTAZIONE), language_.messageText(msg::NoticeFormHeading));
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLTIPO), heading);
     setWindowText(GetDlgItem(dialog_.get(), IDC_LBLMESSAGGIO), text);
     const std::uint64_t now = GetTickCount64();

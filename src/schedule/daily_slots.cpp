@@ -1,4 +1,4 @@
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 
 #include <cstdio>
 #include <string_view>
@@ -50,42 +50,42 @@ std::string storedTimeText(int secondsOfDay) {
     return buf;
 }
 
-bool clsPeriodo::CaricaProfilo(core::Database& db) {
+bool DailySlots::load(core::Database& db) {
     core::Statement q = db.prepare("SELECT Fasce.* FROM Fasce ORDER BY rowid;");
     if (!q.valid()) return false;
     if (!q.step()) return !q.failed();  // no record: the values stay
     if (q.columnCount() < 10) return false;
-    std::array<Fascia, 3> read{};
+    std::array<Slot, 3> read{};
     for (int i = 0; i < 3; ++i) {
-        const auto dalle = storedTimeOfDay(q.column(i * 3));
-        const auto alle = storedTimeOfDay(q.column(i * 3 + 1));
-        if (!dalle || !alle) return false;
-        read[static_cast<std::size_t>(i)] = {*dalle, *alle,
+        const auto from = storedTimeOfDay(q.column(i * 3));
+        const auto to = storedTimeOfDay(q.column(i * 3 + 1));
+        if (!from || !to) return false;
+        read[static_cast<std::size_t>(i)] = {*from, *to,
                                              static_cast<std::int32_t>(q.column(i * 3 + 2).toInteger())};
     }
-    fasce_ = read;
+    slots_ = read;
     fallback_ = static_cast<std::int32_t>(q.column(9).toInteger());
     return true;
 }
 
-long long clsPeriodo::profiloPerOra(int secondsOfDay) const {
+long long DailySlots::profileAt(int secondsOfDay) const {
     long long chosen = 0;
-    for (const Fascia& f : fasce_) {
+    for (const Slot& f : slots_) {
         // A slot whose start equals its end is undefined; no early stop.
-        if (f.dalle != f.alle && f.dalle <= secondsOfDay && secondsOfDay <= f.alle) chosen = f.profilo;
+        if (f.from != f.to && f.from <= secondsOfDay && secondsOfDay <= f.to) chosen = f.profile;
     }
     return chosen == 0 ? fallback_ : chosen;
 }
 
-bool StoredSchedule::CaricaProfilo() {
-    if (periodo_.CaricaProfilo(db_)) return true;
+bool StoredSchedule::load() {
+    if (slots_.load(db_)) return true;
     platform::recordFailure("the time slots (Fasce) were not read", db_.lastError());
     return false;
 }
 
 long long StoredSchedule::profileForNow() {
     const platform::LocalTime now = clock_.now();
-    return periodo_.profiloPerOra(now.hour * 3600 + now.minute * 60 + now.second);
+    return slots_.profileAt(now.hour * 3600 + now.minute * 60 + now.second);
 }
 
 }  // namespace ombrix::schedule

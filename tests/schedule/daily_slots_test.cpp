@@ -1,4 +1,4 @@
-#include "schedule/periodo.h"
+#include "schedule/daily_slots.h"
 
 #include <gtest/gtest.h>
 
@@ -32,22 +32,22 @@ TEST(StoredTime, ReadsWhatTheProgramAndOtherToolsWrite) {
 }
 
 struct Slots {
-    std::array<clsPeriodo::Fascia, 3> fasce;
+    std::array<DailySlots::Slot, 3> slots;
     std::int32_t fallback;
 };
 
-clsPeriodo periodoOf(const Slots& s) {
-    clsPeriodo p;
-    p.setFascia1Dalle(s.fasce[0].dalle);
-    p.setFascia1Alle(s.fasce[0].alle);
-    p.setFascia1Profilo(s.fasce[0].profilo);
-    p.setFascia2Dalle(s.fasce[1].dalle);
-    p.setFascia2Alle(s.fasce[1].alle);
-    p.setFascia2Profilo(s.fasce[1].profilo);
-    p.setFascia3Dalle(s.fasce[2].dalle);
-    p.setFascia3Alle(s.fasce[2].alle);
-    p.setFascia3Profilo(s.fasce[2].profilo);
-    p.setProfiloFasceNonDefinite(s.fallback);
+DailySlots slotsOf(const Slots& s) {
+    DailySlots p;
+    p.setSlot1From(s.slots[0].from);
+    p.setSlot1To(s.slots[0].to);
+    p.setSlot1Profile(s.slots[0].profile);
+    p.setSlot2From(s.slots[1].from);
+    p.setSlot2To(s.slots[1].to);
+    p.setSlot2Profile(s.slots[1].profile);
+    p.setSlot3From(s.slots[2].from);
+    p.setSlot3To(s.slots[2].to);
+    p.setSlot3Profile(s.slots[2].profile);
+    p.setFallbackProfile(s.fallback);
     return p;
 }
 
@@ -77,31 +77,31 @@ TEST(Selection, BoundsAreInclusiveTheLaterSlotWinsUndefinedSlotsNeverMatch) {
         {"after midnight", midnight, at(1, 0), 4},
         {"no fallback", noFallback, at(13, 0), 0},
     };
-    for (const auto& c : cases) EXPECT_EQ(periodoOf(c.slots).profiloPerOra(c.now), c.profile) << c.what;
+    for (const auto& c : cases) EXPECT_EQ(slotsOf(c.slots).profileAt(c.now), c.profile) << c.what;
 }
 
-TEST(CaricaProfilo, AnEmptyTableOrAnUnreadableTimeKeepsTheValues) {
+TEST(Load, AnEmptyTableOrAnUnreadableTimeKeepsTheValues) {
     core::Database db = test::deliveredStore();
     ASSERT_TRUE(db.exec("UPDATE Fasce SET Fascia2Dalle = '09:00:00', Fascia2Alle = '10:00', Fascia2Profilo = 4, "
                         "Fascia3Profilo = '5', ProfiloFasceNonDefinite = 6;"));
-    clsPeriodo p;
-    ASSERT_TRUE(p.CaricaProfilo(db));
-    EXPECT_EQ(p.Fascia1Dalle(), 0);
-    EXPECT_EQ(p.Fascia1Alle(), 0) << "Null times read as the same zero: undefined";
-    EXPECT_EQ(p.Fascia2Dalle(), at(9, 0));
-    EXPECT_EQ(p.Fascia2Alle(), at(10, 0));
-    EXPECT_EQ(p.Fascia2Profilo(), 4);
-    EXPECT_EQ(p.Fascia3Profilo(), 5);
-    EXPECT_EQ(p.ProfiloFasceNonDefinite(), 6);
+    DailySlots p;
+    ASSERT_TRUE(p.load(db));
+    EXPECT_EQ(p.slot1From(), 0);
+    EXPECT_EQ(p.slot1To(), 0) << "Null times read as the same zero: undefined";
+    EXPECT_EQ(p.slot2From(), at(9, 0));
+    EXPECT_EQ(p.slot2To(), at(10, 0));
+    EXPECT_EQ(p.slot2Profile(), 4);
+    EXPECT_EQ(p.slot3Profile(), 5);
+    EXPECT_EQ(p.fallbackProfile(), 6);
 
     ASSERT_TRUE(db.exec("UPDATE Fasce SET Fascia1Alle = 'presto', ProfiloFasceNonDefinite = 8;"));
-    EXPECT_FALSE(p.CaricaProfilo(db));
-    EXPECT_EQ(p.ProfiloFasceNonDefinite(), 6) << "a half-read record is not taken";
+    EXPECT_FALSE(p.load(db));
+    EXPECT_EQ(p.fallbackProfile(), 6) << "a half-read record is not taken";
     ASSERT_TRUE(db.exec("DELETE FROM Fasce;"));
-    EXPECT_TRUE(p.CaricaProfilo(db));
-    EXPECT_EQ(p.Fascia2Profilo(), 4);
+    EXPECT_TRUE(p.load(db));
+    EXPECT_EQ(p.slot2Profile(), 4);
     ASSERT_TRUE(db.exec("DROP TABLE Fasce;"));
-    EXPECT_FALSE(p.CaricaProfilo(db));
+    EXPECT_FALSE(p.load(db));
 }
 
 }  // namespace
