@@ -109,7 +109,7 @@ protected:
     // Ctrl+W goes to the foreground window: the browser must be it.
     static void bringForward(StandinBrowser& b) {
         EXPECT_TRUE(b.send("activate"));
-        EXPECT_TRUE(waitFor([&] { return GetForegroundWindow() == b.window(); }, 5s)) << "not in front";
+        EXPECT_TRUE(waitFor([&] { return GetForegroundWindow() == b.window(); }, 5s)) << "not in front; " << windowInFront();
     }
 
     [[nodiscard]] std::wstring noticeText() const {

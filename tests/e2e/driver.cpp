@@ -234,14 +234,17 @@ void fill(HWND edit, const std::wstring& value) {
     wchar_t active[64] = {}, focus[64] = {};
     GetClassNameW(info.hwndActive, active, 64);
     GetClassNameW(info.hwndFocus, focus, 64);
-    HWND front = GetForegroundWindow();
-    wchar_t frontClass[64] = {};
-    GetClassNameW(front, frontClass, 64);
-    ADD_FAILURE() << "in front: a " << win32::fromWide(frontClass) << " \"" << win32::fromWide(text(front))
-                  << "\"; the program's active window is a " << win32::fromWide(active) << ", its focus a "
+    ADD_FAILURE() << windowInFront() << "; the program's active window is a " << win32::fromWide(active) << ", its focus a "
                   << win32::fromWide(focus) << " (" << GetDlgCtrlID(info.hwndFocus) << "); the box holds \""
                   << win32::fromWide(boxText(edit)) << "\"";
     screenshot("fill-failed");
+}
+
+std::string windowInFront() {
+    HWND front = GetForegroundWindow();
+    wchar_t frontClass[64] = {};
+    GetClassNameW(front, frontClass, 64);
+    return "in front: a " + win32::fromWide(frontClass) + " \"" + win32::fromWide(text(front)) + "\"";
 }
 
 void typeText(const std::wstring& value) {

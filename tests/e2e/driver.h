@@ -75,6 +75,8 @@ void pressKey(WORD vk);
 void bringToFront(HWND window);
 
 [[nodiscard]] std::wstring text(HWND window);
+// The window in front, its class and text, for a failure's message.
+[[nodiscard]] std::string windowInFront();
 [[nodiscard]] bool visible(HWND window);
 // An edit's or a combo's text: another process's controls keep it to
 // themselves, so it is asked for rather than read from the window.

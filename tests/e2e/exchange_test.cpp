@@ -12,7 +12,6 @@
 #include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "platform/files.h"
-#include "platform/win32/wide.h"
 #include "profiles/win32/profile_form_ids.h"
 
 namespace ombrix::e2e {
@@ -155,11 +154,7 @@ TEST_F(ExchangeTest, ExportedThroughTheSaveDialogAndImportedUnderAnotherName) {
     screenshot("frmProfili-imported");
     if (!clickUntil(item(IDC_PRO_CMDESCI), [&] { return !IsWindow(editor); })) {
         // A click lost under load is not the fault looked for here; a window left over in front is.
-        HWND front = GetForegroundWindow();
-        wchar_t cls[64] = {};
-        GetClassNameW(front, cls, 64);
-        ASSERT_EQ(GetAncestor(front, GA_ROOT), editor)
-            << "in front: a " << win32::fromWide(cls) << " \"" << win32::fromWide(text(front)) << "\"";
+        ASSERT_EQ(GetAncestor(GetForegroundWindow(), GA_ROOT), editor) << windowInFront();
         ASSERT_TRUE(press(editor, IDC_PRO_CMDESCI, [&] { return !IsWindow(editor); }));
     }
     EXPECT_TRUE(program->running());
