@@ -2,6 +2,7 @@
 
 #include "app/ctl_fixture.h"
 #include "core/policy_names.h"
+#include "profiles/profile_exchange.h"
 
 namespace ombrix::app {
 namespace {
@@ -19,10 +20,10 @@ protected:
 // Synced from the policy's file, the profile refuses every command that
 // would change it, and a damaged file leaves it as it was.
 TEST_F(CtlManaged, SyncThenEveryChangeIsRefused) {
-    test::writeFile(file, "<NOME>\r\nAula\r\n</NOME>\r\n<MODO>\r\nSTART\r\n</MODO>\r\n<DOWNLOAD>\r\nSI\r\n</DOWNLOAD>\r\n"
-                          "<MESSAGGI>\r\nSI\r\n</MESSAGGI>\r\n<BROWSERINTERNO>\r\nNO\r\n</BROWSERINTERNO>\r\n"
-                          "<LISTASITI>\r\nPROIBITI\r\n</LISTASITI>\r\n<HOMEPAGE>\r\n\r\n</HOMEPAGE>\r\n<SITI>\r\n"
-                          "</SITI>\r\n<PROCESSI>\r\ngioco.exe\r\n</PROCESSI>\r\n<FINESTRE>\r\n</FINESTRE>\r\n");
+    profiles::ExchangeProfile aula;
+    aula.record.name = "Aula";
+    aula.processes = {"gioco.exe"};
+    test::writeFile(file, profiles::exchangeText(aula).bytes);
     ASSERT_EQ(run({"managed", "sync"}), kOk) << err.str();
     EXPECT_EQ(out.str(), "imported, 1 profiles written or removed\n");
     ASSERT_EQ(run({"profile", "show", "Aula"}), kOk);

@@ -15,6 +15,7 @@
 #include "e2e/driver.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
+#include "profiles/profile_exchange.h"
 #include "profiles/win32/profile_form_ids.h"
 
 namespace ombrix::e2e {
@@ -26,14 +27,11 @@ constexpr const char* kPolicyKey = "HKLM\\SOFTWARE\\Policies\\Ombrix";
 
 // A profile that forbids one program and hides the notices.
 std::string exchangeFile(const std::string& program) {
-    std::string text;
-    for (const char* line : {"<NOME>", "Aula", "</NOME>", "<MODO>", "START", "</MODO>", "<DOWNLOAD>", "SI",
-                             "</DOWNLOAD>", "<MESSAGGI>", "NO", "</MESSAGGI>", "<BROWSERINTERNO>", "NO",
-                             "</BROWSERINTERNO>", "<LISTASITI>", "PROIBITI", "</LISTASITI>", "<HOMEPAGE>", "",
-                             "</HOMEPAGE>", "<SITI>", "</SITI>", "<PROCESSI>"}) {
-        text += std::string(line) + "\r\n";
-    }
-    return text + program + "\r\n</PROCESSI>\r\n<FINESTRE>\r\n</FINESTRE>\r\n";
+    profiles::ExchangeProfile p;
+    p.record.name = "Aula";
+    p.record.hideMessages = true;
+    p.processes = {program};
+    return profiles::exchangeText(p).bytes;
 }
 
 bool reg(const std::string& arguments) {

@@ -5,13 +5,9 @@
 #include <array>
 #include <filesystem>
 
-#include "core/policy_names.h"
 #include "fakes/fixtures.h"
-#include "platform/failures.h"
-#include "platform/file_registry.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
-#include "profiles/managed_follower.h"
 #include "profiles/profile_fixtures.h"
 
 namespace ombrix::profiles {
@@ -138,46 +134,6 @@ TEST_F(ManagedTest, APinnedFileImportsAndNoPolicyHandsTheSetToTheAdministrator) 
     EXPECT_EQ(managed.check({"", ""}).outcome, Outcome::NoPolicy);
     EXPECT_EQ(profileManaged(db, idOf("Aula")), false);
     EXPECT_EQ(processes("Aula"), "gioco.exe") << "nothing is lifted";
-}
-
-// The follower's thread body: the folder watched, the changes handed over
-// once, a refusal traced once however often it is seen.
-class RecordingWatch final : public platform::FolderWatch {
-public:
-    bool watch(std::string_view folder) override {
-        watched.emplace_back(folder);
-        return true;
-    }
-    Wake wait(std::chrono::milliseconds) override { return Wake::Stopped; }
-    void stop() override {}
-    std::vector<std::string> watched;
-};
-
-TEST_F(ManagedTest, TheFollowerHandsOverChangesAndTracesARefusalOnce) {
-    const std::string storePath = dir.file("DataBase.db");
-    core::Database store = test::deliveredStore();
-    core::Database onDisk;
-    ASSERT_TRUE(onDisk.open(storePath, core::Database::Mode::CreateIfMissing));
-    ASSERT_TRUE(store.copyTo(onDisk));
-    platform::FileRegistry registry;
-    ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey,
-                                     core::policy::kManagedProfilesPath, file));
-    RecordingWatch watch;
-    ManagedFollower follower(registry, watch, storePath);
-    write(file, ox("Aula", {"gioco.exe"}));
-    ASSERT_EQ(follower.checkOnce().outcome, Outcome::Imported);
-    EXPECT_EQ(watch.watched, std::vector<std::string>{pathToUtf8(dir.path())});
-    const auto changed = follower.takeChanges();
-    ASSERT_TRUE(changed);
-    EXPECT_EQ(changed->size(), 1u);
-    EXPECT_FALSE(follower.takeChanges());
-
-    write(file, "<NOME>\r\n");
-    const std::size_t traced = platform::recentFailures().size();
-    EXPECT_EQ(follower.checkOnce().outcome, Outcome::Refused);
-    EXPECT_EQ(follower.checkOnce().outcome, Outcome::Refused);
-    EXPECT_EQ(platform::recentFailures().size(), std::min(traced + 1, platform::kFailuresKept));
-    EXPECT_FALSE(follower.takeChanges());
 }
 
 }  // namespace
