@@ -16,7 +16,8 @@ CREATE TABLE Profili (
     UtilizzaBrowserInterno BIT,
     NascondiMessaggiNotifica BIT,
     ProtezioneMassima BIT,
-    ApriPaginaInizialeATuttoSchermo BIT
+    ApriPaginaInizialeATuttoSchermo BIT,
+    Gestito BIT
 );
 
 CREATE TABLE ProcessiVietati (

@@ -10,6 +10,7 @@
 #include "core/store.h"
 #include "platform/text.h"
 #include "platform/text_input.h"
+#include "profiles/managed_profiles.h"
 #include "profiles/profile_editor.h"
 #include "support/messages.h"
 
@@ -54,7 +55,9 @@ int status(Outcome o) { return o == Outcome::Done ? kOk : kRefused; }
 struct Editing {
     CtlDialogs dialogs;
     ProfileEditor editor;
-    explicit Editing(Session& s) : dialogs(s), editor(s.db(), dialogs, s.language()) {}
+    explicit Editing(Session& s) : dialogs(s), editor(s.db(), dialogs, s.language()) {
+        editor.setManagedSource(profiles::readManagedSource(s.env().registry).path);
+    }
 };
 
 
@@ -206,6 +209,9 @@ int listCommand(Session& s, const std::vector<std::string>& args, profiles::List
     }
     const auto id = resolveProfile(s, args[1]);
     if (!id) return kRefused;
+    const std::optional<bool> managed = profiles::profileManaged(s.db(), *id);
+    if (!managed) return s.refuse(msg::StoreWriteFailed, s.db().lastError());
+    if (*managed) return s.refuse(msg::ProfileManaged, profiles::readManagedSource(s.env().registry).path);
     const char* where = args[2] == "-" && args.size() == 3 ? "line" : "entry";
     const auto next = entrySource(s, args);
     if (args[0] == "remove") {
@@ -237,6 +243,28 @@ int cmdProcess(Session& s, const std::vector<std::string>& args) {
 }
 int cmdWindow(Session& s, const std::vector<std::string>& args) {
     return listCommand(s, args, profiles::ListKind::WindowTitles, "window");
+}
+
+// One check of the managed profiles, as the running program makes them:
+// for a task that runs it elevated where the program cannot write the store.
+int cmdManaged(Session& s, const std::vector<std::string>& args) {
+    if (args.size() != 1 || args[0] != "sync") return s.usage("managed needs sync");
+    if (!s.open()) return kRefused;
+    profiles::ManagedProfiles managed(s.db());
+    const profiles::ManagedCheck r = managed.check(profiles::readManagedSource(s.env().registry));
+    switch (r.outcome) {
+        case profiles::ManagedCheck::Outcome::NoPolicy: s.out() << "no managed profiles\n"; return kOk;
+        case profiles::ManagedCheck::Outcome::Unchanged: s.out() << "unchanged\n"; return kOk;
+        case profiles::ManagedCheck::Outcome::Imported:
+            s.out() << "imported, " << r.changed.size() << " profiles written or removed\n";
+            for (const std::string& name : r.kept) s.out() << "kept while in use\t" << printable(name) << "\n";
+            return kOk;
+        case profiles::ManagedCheck::Outcome::Refused: break;
+    }
+    profiles::traceRefusal(r);
+    s.err() << "ombrixctl: managed profiles refused, the last good set stays: " << r.reason << ": "
+            << printable(r.subject) << "\n";
+    return kRefused;
 }
 
 Elevation profileElevation(const std::vector<std::string>& args) {
@@ -274,6 +302,9 @@ const std::vector<CtlCommand>& profileCommands() {
          &cmdProcess, &listElevation},
         {"window", "window add|remove PROFILE ENTRY...|-\n                the forbidden window titles", &cmdWindow,
          &listElevation},
+        {"managed",
+         "managed sync   import the managed profiles from the file Group Policy names, when it changed",
+         &cmdManaged, [](const std::vector<std::string>&) { return Elevation::Relay; }},
     };
     return commands;
 }

@@ -579,6 +579,14 @@ void Controller::afterProfileEditor() {
     }
 }
 
+void Controller::managedProfilesChanged(const std::vector<long long>& changed) {
+    if (storeLost_ || shuttingDown_ || !store_.connection.isOpen()) return;
+    fillProfileCombo();
+    if (std::find(changed.begin(), changed.end(), profileInUse_) == changed.end()) return;
+    applyProfile();
+    loadLists();
+}
+
 void Controller::beginShutdown() {
     if (shuttingDown_) return;
     shuttingDown_ = true;

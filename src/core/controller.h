@@ -139,6 +139,10 @@ public:
     // Around the profile editor.
     void beforeProfileEditor();
     void afterProfileEditor();
+    // Another connection rewrote the managed profiles (`changed` names each
+    // one written or removed): the combo follows, and the profile in use is
+    // applied and its lists loaded again when it is among them.
+    void managedProfilesChanged(const std::vector<long long>& changed);
     // The time-slot editor closed: the slots and their switch are read again.
     void afterTimeSlotEditor();
     // TimerId::KillTaskManager's time-slot check: the profile the slots give now

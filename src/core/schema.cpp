@@ -39,6 +39,9 @@ constexpr UpgradeStep kSteps[] = {
     // cannot change them.
     {"Opzioni", "NoPopup", "ALTER TABLE Opzioni ADD NoPopup Bit"},
     {"Opzioni", "NoStampa", "ALTER TABLE Opzioni ADD NoStampa Bit"},
+    // A profile imported from the file Group Policy names: only a new file
+    // changes it, never the editor or ombrixctl.
+    {"Profili", "Gestito", "ALTER TABLE Profili ADD Gestito Bit"},
 };
 
 constexpr int kSiteWidth = 255;

@@ -6,6 +6,7 @@
 #include "core/settings_reg.h"
 #include "core/site_entry.h"
 #include "platform/text.h"
+#include "profiles/managed_profiles.h"
 #include "support/language.h"
 #include "support/messages.h"
 
@@ -20,24 +21,6 @@ Value idValue(long long id) { return Value(static_cast<std::int64_t>(id)); }
 
 bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
-}
-
-constexpr const char* kProfileColumns =
-    "Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, NascondiMessaggiNotifica, UtilizzaBrowserInterno, "
-    "ProtezioneMassima, ApriPaginaInizialeATuttoSchermo, SitiProibiti, StampantePredefinita, PaginaPredefinita";
-
-std::vector<Value> profileValues(const ProfileRecord& r) {
-    return {Value(r.name),
-            Value::boolean(r.kiosk),
-            Value::boolean(r.startDisabled),
-            Value::boolean(r.blockDownloads),
-            Value::boolean(r.hideMessages),
-            Value::boolean(r.internalBrowser),
-            Value::boolean(r.maxProtection),
-            Value::boolean(r.fullScreen),
-            Value::boolean(r.forbiddenList),
-            Value(r.printer),
-            Value(r.homePage)};
 }
 
 // The question asked before an entry is stored, and before one is deleted.
@@ -72,6 +55,20 @@ std::optional<EntryVerdict> unusable(std::string_view typed, std::string_view tr
     return std::nullopt;
 }
 }  // namespace
+
+std::vector<Value> profileValues(const ProfileRecord& r) {
+    return {Value(r.name),
+            Value::boolean(r.kiosk),
+            Value::boolean(r.startDisabled),
+            Value::boolean(r.blockDownloads),
+            Value::boolean(r.hideMessages),
+            Value::boolean(r.internalBrowser),
+            Value::boolean(r.maxProtection),
+            Value::boolean(r.fullScreen),
+            Value::boolean(r.forbiddenList),
+            Value(r.printer),
+            Value(r.homePage)};
+}
 
 Mode ProfileRecord::mode() const {
     if (kiosk) return Mode::Kiosk;
@@ -321,6 +318,26 @@ ProfileEditor::Outcome ProfileEditor::refuse(std::vector<MessageId> ids, Focus f
     return Outcome::Refused;
 }
 
+bool ProfileEditor::managedNow() {
+    // Asked at each write: the file may have made the profile managed since it was shown.
+    return record_.id && profileManaged(db_, *record_.id).value_or(false);
+}
+
+std::string ProfileEditor::managedNotice() const {
+    if (!managed_) return {};
+    std::string notice = text(msg::ProfileManaged);
+    if (!managedSource_.empty()) notice += " " + managedSource_;
+    return notice;
+}
+
+ProfileEditor::Outcome ProfileEditor::refuseManaged() {
+    managed_ = true;
+    focus_ = Focus::None;
+    dialogs_.messageBox({msg::ProfileManaged, managedNotice(), std::string(core::kProgramTitle),
+                         platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+    return Outcome::Refused;
+}
+
 ProfileEditor::Outcome ProfileEditor::storeFailed() {
     dialogs_.messageBox({msg::StoreWriteFailed, text(msg::StoreWriteFailed) + " " + db_.lastError(),
                          std::string(core::kProgramTitle), platform::MessageIcon::Critical,
@@ -404,6 +421,7 @@ ProfileEditor::Outcome ProfileEditor::landOn(std::size_t position, MessageId for
     if (read != Read::Found) return storeFailed();
     position_ = position;
     record_ = std::move(r);
+    managed_ = profileManaged(db_, *record_.id).value_or(false);
     copyOf_.reset();
     boxes_[index(ListKind::Sites)].clear();
     boxes_[index(ListKind::Processes)].clear();
@@ -450,6 +468,7 @@ ProfileEditor::Outcome ProfileEditor::addNew(std::optional<long long> copyOf) {
     r.id.reset();
     r.name = text(msg::NewProfileName);
     record_ = std::move(r);
+    managed_ = false;
     copyOf_ = copyOf;
     position_ = ids_.size();
     for (auto& box : boxes_) box.clear();
@@ -470,6 +489,7 @@ ProfileEditor::Outcome ProfileEditor::cancel() {
 
 ProfileEditor::Outcome ProfileEditor::save() {
     focus_ = Focus::None;
+    if (managedNow()) return refuseManaged();
     const std::string name(trimBlanks(record_.name));
     if (name.empty()) return refuse({msg::ProfileNameBlank, msg::EnterProfileNameBeforeSaving}, Focus::Name);
     if (!typeableText(name)) return refuse({msg::TextNotTypeable}, Focus::Name);
@@ -505,11 +525,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
         id = *toWrite.id;
         std::vector<Value> values = profileValues(toWrite);
         values.push_back(idValue(id));
-        if (!db_.run("UPDATE Profili SET Profilo = ?, Kiosk = ?, TastoStartDisabilitato = ?, BloccaDownload = ?, "
-                     "NascondiMessaggiNotifica = ?, UtilizzaBrowserInterno = ?, ProtezioneMassima = ?, "
-                     "ApriPaginaInizialeATuttoSchermo = ?, SitiProibiti = ?, StampantePredefinita = ?, "
-                     "PaginaPredefinita = ? WHERE IDProfilo = ?;",
-                     values)) {
+        if (!db_.run(kProfileUpdate, values)) {
             return storeFailed();
         }
     } else {
@@ -548,6 +564,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
 
 ProfileEditor::Outcome ProfileEditor::deleteCurrent() {
     if (isNew()) return cancel();
+    if (managedNow()) return refuseManaged();
     const long long id = *record_.id;
     Statement assigned = db_.prepare("SELECT 1 FROM Clienti WHERE IDProfilo = ? LIMIT 1;");
     if (!assigned.valid() || !assigned.bind(1, idValue(id))) return storeFailed();
@@ -582,6 +599,7 @@ ProfileEditor::Outcome ProfileEditor::addEntry(ListKind kind) {
         box.clear();
         return refuse({listTexts(kind).unsaved}, focus);
     }
+    if (managedNow()) return refuseManaged();
     if (v.kind == Verdict::Refuse) {
         // A path is cleared; a name with the wrong ending stays to be corrected.
         if (v.messages.front() == msg::ProcessFileNameOnly) box.clear();
@@ -605,6 +623,7 @@ ProfileEditor::Outcome ProfileEditor::deleteEntry(ListKind kind, std::size_t row
     focus_ = Focus::None;
     const auto& rows = list(kind);
     if (isNew() || row >= rows.size() || rows[row].text.empty()) return Outcome::Ignored;
+    if (managedNow()) return refuseManaged();
     const core::ListRow item = rows[row];
     const auto& q = listTexts(kind).deleteQuestion;
     if (!ask(q[0], text(q[0]) + " " + item.text + " " + text(q[1]))) return Outcome::Declined;

@@ -56,6 +56,18 @@ struct ProfileRecord {
     bool operator==(const ProfileRecord&) const = default;
 };
 
+// The columns of Profili a record writes, in the order of profileValues;
+// the update binds the identifier last.
+inline constexpr const char* kProfileColumns =
+    "Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, NascondiMessaggiNotifica, UtilizzaBrowserInterno, "
+    "ProtezioneMassima, ApriPaginaInizialeATuttoSchermo, SitiProibiti, StampantePredefinita, PaginaPredefinita";
+inline constexpr const char* kProfileUpdate =
+    "UPDATE Profili SET Profilo = ?, Kiosk = ?, TastoStartDisabilitato = ?, BloccaDownload = ?, "
+    "NascondiMessaggiNotifica = ?, UtilizzaBrowserInterno = ?, ProtezioneMassima = ?, "
+    "ApriPaginaInizialeATuttoSchermo = ?, SitiProibiti = ?, StampantePredefinita = ?, PaginaPredefinita = ? "
+    "WHERE IDProfilo = ?;";
+[[nodiscard]] std::vector<core::Value> profileValues(const ProfileRecord& r);
+
 // The info pictures, each one message box of its texts joined by line breaks.
 enum class InfoButton {
     SiteEntry,
@@ -256,6 +268,14 @@ public:
 
     [[nodiscard]] Focus focus() const { return focus_; }
 
+    // A managed profile (imported from the file Group Policy names) is
+    // shown, never changed: save, delete and the lists refuse with
+    // msg::ProfileManaged, followed by `source` (the policy's path).
+    void setManagedSource(std::string source) { managedSource_ = std::move(source); }
+    [[nodiscard]] bool managed() const { return managed_; }
+    // The refusal's text while a managed profile is shown, else "".
+    [[nodiscard]] std::string managedNotice() const;
+
 private:
     static std::size_t index(ListKind kind) { return static_cast<std::size_t>(kind); }
     bool reloadIds();
@@ -265,6 +285,8 @@ private:
     void reloadLists();
     void setCaption(MessageId forbiddenCaption, MessageId allowedCaption);
     Outcome refuse(std::vector<MessageId> ids, Focus focus);
+    bool managedNow();
+    Outcome refuseManaged();
     Outcome storeFailed();
     bool ask(MessageId messageId, const std::string& text);
     std::string text(MessageId id) const;
@@ -282,6 +304,8 @@ private:
     std::array<std::string, 3> boxes_;
     MessageId frameCaption_;
     Focus focus_ = Focus::None;
+    bool managed_ = false;
+    std::string managedSource_;
 };
 
 }  // namespace ombrix::profiles

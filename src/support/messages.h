@@ -45,6 +45,8 @@ inline constexpr MessageId AddSiteOrChooseHomePage{"0023"};
 inline constexpr MessageId TextNotTypeable{"0359"};
 inline constexpr MessageId EntryMatchesEveryAddress{"0360"};
 inline constexpr MessageId TextTooLong{"0364"};
+// A managed profile is changed only in the file Group Policy names.
+inline constexpr MessageId ProfileManaged{"0380"};
 inline constexpr MessageId MaxProtectionNeedsForbiddenList{"0082"};
 
 // The lists: the question before an add ("Add ... <entry> to the list?") and

@@ -389,6 +389,19 @@ TEST_F(ControllerTest, AroundTheProfileEditor) {
     EXPECT_EQ(view.selected, 0);
 }
 
+// An import on another connection: the combo follows, and only a change
+// to the profile in use reloads its lists.
+TEST_F(ControllerTest, ManagedProfilesChangedReloadOnlyTheProfileInUse) {
+    controller().startUp();
+    sql("INSERT INTO Profili (IDProfilo, Profilo, Gestito) VALUES (4, 'Aula', -1);");
+    journal.entries.clear();
+    controller().managedProfilesChanged({4});
+    EXPECT_EQ(view.profiles.size(), 2u);
+    EXPECT_EQ(journal.find("load sites 1"), -1);
+    controller().managedProfilesChanged({4, 1});
+    EXPECT_TRUE(journal.inOrder({"lists profile 1", "load sites 1", "load processes", "load windows"}));
+}
+
 TEST_F(ControllerTest, LoginComparesExactly) {
     controller().startUp();
     for (const char* wrong : {"Segreta", "segreta ", "", "SEGRETA"}) {

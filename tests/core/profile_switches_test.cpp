@@ -11,7 +11,7 @@ TEST(ProfileSwitches, ReadsEverySwitchAndNullsAsOff) {
     Database db = test::deliveredStore();
     ASSERT_TRUE(db.exec(
         "INSERT INTO Profili VALUES (2, 'Chiosco', 'Stampante 1', '  http://scuola.example  ', -1, 0, -1, 0, -1, 0, "
-        "-1, -1);"
+        "-1, -1, 0);"
         "INSERT INTO Profili (IDProfilo, Profilo) VALUES (3, 'Tutto nullo'), (4, 'Vuota');"
         "UPDATE Profili SET PaginaPredefinita = '   ' WHERE IDProfilo = 4;"));
     const AppliedProfile full = readProfileSwitches(db, 2);

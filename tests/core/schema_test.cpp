@@ -22,6 +22,7 @@ const std::pair<const char*, const char*> kAddedColumns[] = {
     {"Profili", "ApriPaginaInizialeATuttoSchermo"},
     {"Opzioni", "NoPopup"},
     {"Opzioni", "NoStampa"},
+    {"Profili", "Gestito"},
 };
 
 std::vector<std::string> columnsOf(Database& db, const std::string& table) {
@@ -41,7 +42,7 @@ TEST(Upgrade, OldestFileGainsEverythingInOrderAndKeepsItsRows) {
               (std::vector<std::string>{"IDProfilo", "Profilo", "StampantePredefinita", "PaginaPredefinita",
                                         "BloccaDownload", "SitiProibiti", "Kiosk", "TastoStartDisabilitato",
                                         "UtilizzaBrowserInterno", "NascondiMessaggiNotifica", "ProtezioneMassima",
-                                        "ApriPaginaInizialeATuttoSchermo"}));
+                                        "ApriPaginaInizialeATuttoSchermo", "Gestito"}));
     EXPECT_EQ(columnsOf(db, "Opzioni"), (std::vector<std::string>{"IDProfiloInUso", "PasswordAdmin", "LogSiti",
                                                                    "FasceOrarie", "TastieraVirtuale", "NoPopup",
                                                                    "NoStampa"}));
@@ -106,8 +107,9 @@ TEST(Upgrade, FromEveryIntermediateState) {
         "ALTER TABLE Profili ADD ApriPaginaInizialeATuttoSchermo Bit",
         "ALTER TABLE Opzioni ADD NoPopup Bit",
         "ALTER TABLE Opzioni ADD NoStampa Bit",
+        "ALTER TABLE Profili ADD Gestito Bit",
     };
-    constexpr int kSteps = 13;
+    constexpr int kSteps = 14;
     for (int done = 0; done <= kSteps; ++done) {
         SCOPED_TRACE("steps already present: " + std::to_string(done));
         Database db = test::oldestStore();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <tuple>
 
 #include "core/profile_switches.h"
@@ -363,6 +364,38 @@ TEST_F(ProfileEditorTest, StoreFailuresAreShownNotThrown) {
     const std::string before = test::profileRows(db);
     EXPECT_EQ(editor.deleteCurrent(), Outcome::Failed);
     EXPECT_EQ(test::profileRows(db), before);
+}
+
+// A profile the policy's file manages is shown, never changed: every write
+// is refused with the file's path, and a copy of it is the administrator's own.
+TEST_F(ProfileEditorTest, AManagedProfileRefusesEveryChange) {
+    const std::int64_t id = saved("Aula");
+    ASSERT_EQ(add(ListKind::Processes, "gioco.exe"), Outcome::Done);
+    ASSERT_TRUE(db.run("UPDATE Profili SET Gestito = -1 WHERE IDProfilo = ?;", {core::Value(id)}));
+    editor.setManagedSource("\\\\server\\aula.ox");
+    ASSERT_EQ(editor.moveTo(id), Outcome::Done);
+    EXPECT_TRUE(editor.managed());
+    const std::string before = test::profileRows(db);
+    editor.record().name = "Altro";
+    const std::function<Outcome()> writes[] = {
+        [&] { return editor.save(); },
+        [&] { return editor.deleteCurrent(); },
+        [&] { return add(ListKind::Sites, "scuola.it"); },
+        [&] { return editor.deleteEntry(ListKind::Processes, 0); },
+    };
+    for (const auto& write : writes) {
+        dialogs.shown.clear();
+        EXPECT_EQ(write(), Outcome::Refused);
+        ASSERT_EQ(dialogs.shown.size(), 1u);
+        EXPECT_EQ(dialogs.shown[0].messageId, msg::ProfileManaged);
+        EXPECT_EQ(lastShown(), "T0380 \\\\server\\aula.ox");
+    }
+    EXPECT_EQ(test::profileRows(db), before);
+    ASSERT_EQ(editor.addNew(id), Outcome::Done);
+    EXPECT_FALSE(editor.managed());
+    editor.record().name = "Copia";
+    EXPECT_EQ(editor.save(), Outcome::Done);
+    EXPECT_EQ(texts(editor.list(ListKind::Processes)), std::vector<std::string>{"gioco.exe"});
 }
 
 }  // namespace

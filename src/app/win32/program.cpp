@@ -97,6 +97,7 @@ int Program::run() {
     if (!form_.window()) return 1;
     if (controller_.startUp() == core::Controller::StartResult::AnotherInstance) return 0;
     appearances_.emplace([this] { host_.onWindowAppeared(); });
+    platform::guarded([&] { followManagedProfiles(); });
 
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
@@ -108,8 +109,21 @@ int Program::run() {
         // handler halfway through its work: a box shown inside one (or in
         // a pump it runs) would keep it there, timers off, until answered.
         platform::guarded([&] { controller_.showWaitingNotices(); });
+        // An import the follower finished: its lists come in here, between
+        // two messages, as an administrator's form would bring them.
+        platform::guarded([&] {
+            if (!managedFollower_) return;
+            if (const auto changed = managedFollower_->takeChanges()) controller_.managedProfilesChanged(*changed);
+        });
     }
     return 0;
+}
+
+void Program::followManagedProfiles() {
+    if (controller_.storeLost() || !store_.connection.isOpen()) return;
+    managedWatch_ = platform::makeFolderWatch();
+    managedFollower_.emplace(machine_.registry(), *managedWatch_, store_.connection.path());
+    managedFollower_->start();
 }
 
 lockdown::KioskSwitches Program::kioskSwitches() {

@@ -25,10 +25,12 @@
 #include "lockdown/win32/keyboard_form.h"
 #include "lockdown/win32/shell_win32.h"
 #include "machine/machine_profile.h"
+#include "platform/folder_watch.h"
 #include "platform/process_view.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/window_appearances.h"
+#include "profiles/managed_follower.h"
 #include "schedule/daily_slots.h"
 #include "support/language.h"
 
@@ -72,6 +74,8 @@ private:
     // An administrator's form in this process, modal; false only for the
     // options closed without a stored password.
     bool showHere(app::AdminForm form);
+    // Starts following the managed profiles, with a store to write them to.
+    void followManagedProfiles();
 
     // MainFormEvents
     void onTimer(core::TimerId id) override { host_.onTimer(id); }
@@ -112,6 +116,10 @@ private:
     InternalBrowser internalBrowser_;
     // From the start-up on, once this copy is known to be the only one.
     std::optional<WindowAppearances> appearances_;
+    // The managed profiles, followed on a thread of their own from the
+    // start-up on; last, so that the thread ends before anything else goes.
+    std::unique_ptr<platform::FolderWatch> managedWatch_;
+    std::optional<profiles::ManagedFollower> managedFollower_;
 };
 
 }  // namespace ombrix::win32

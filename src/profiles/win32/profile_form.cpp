@@ -11,6 +11,7 @@
 #include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
+#include "profiles/managed_profiles.h"
 #include "profiles/profile_editor.h"
 #include "profiles/profile_exchange.h"
 #include "profiles/win32/profile_form_ids.h"
@@ -128,6 +129,26 @@ void fillList(HWND dialog, const ListControls& c, const std::vector<core::ListRo
     InvalidateRect(list, nullptr, TRUE);
 }
 
+// What changes the profile: shown, but not offered, while a file manages it.
+constexpr std::array kEditingControls = {
+    IDC_TXTPROFILO,          IDC_TXTPAGINAPREDEFINITA,   IDC_CMBSTAMPANTI,        IDC_OPTMODALITA0,
+    IDC_OPTMODALITA1,        IDC_OPTMODALITA2,           IDC_CHKBLOCCADOWNLOAD,   IDC_CHKNOMESSAGGI,
+    IDC_CHKTUTTOSCHERMO,     IDC_CHKUTILIZZABROWSERINTERNO, IDC_LBLBROWSERINTERNO, IDC_OPTSITI0,
+    IDC_OPTSITI1,            IDC_TXTSITO,                IDC_CMDAGGIUNGISITO,     IDC_CMDELIMINASITO,
+    IDC_TXTPROCESSO,         IDC_CMDAGGIUNGIPROCESSO,    IDC_CMDELIMINAPROCESSO,  IDC_TXTFINESTRA,
+    IDC_CMDAGGIUNGIFINESTRA, IDC_CMDELIMINAFINESTRA};
+
+void showManaged(HWND dialog, const ProfileEditor& ed) {
+    const bool editable = !ed.managed();
+    for (const int id : kEditingControls) enable(dialog, id, editable);
+    enable(dialog, IDC_CHKPROTEZIONEAVANZATA, editable && ed.maxProtectionEnabled());
+    HWND bar = GetDlgItem(dialog, IDC_BNRPROFILI);
+    SendMessageW(bar, TB_ENABLEBUTTON, IDC_BNR_SAVE, editable);
+    SendMessageW(bar, TB_ENABLEBUTTON, IDC_BNR_DELETE, editable);
+    setText(dialog, IDC_LBLGESTITO, ed.managedNotice());
+    ShowWindow(GetDlgItem(dialog, IDC_LBLGESTITO), editable ? SW_HIDE : SW_SHOW);
+}
+
 // The controls from the model, after every action.
 void show(HWND dialog, State& st) {
     st.showing = true;
@@ -163,6 +184,7 @@ void show(HWND dialog, State& st) {
     SendMessageW(bar, TB_ENABLEBUTTON, IDC_BNR_LAST, ed.canMoveNext());
     enable(dialog, IDC_CMDESPORTA, ed.importExportEnabled());
     enable(dialog, IDC_CMDIMPORTA, ed.importExportEnabled());
+    showManaged(dialog, ed);
     st.showing = false;
 }
 
@@ -404,6 +426,7 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM lp) {
             setupBar(dialog, *st);
             setupLists(dialog, *st);
             fillPrinters(dialog);
+            st->editor.setManagedSource(profiles::readManagedSource(machine().registry()).path);
             st->editor.load();
             show(dialog, *st);
             keepAboveOwner(dialog);

@@ -52,6 +52,8 @@
 #define IDC_PRO_CMDESCI 1060
 #define IDC_CMDESPORTA 1061
 #define IDC_CMDIMPORTA 1062
+// Says who manages the profile shown, when someone does.
+#define IDC_LBLGESTITO 1063
 // The navigation bar's buttons (commands, not controls).
 #define IDC_BNR_FIRST 1070
 #define IDC_BNR_PREVIOUS 1071

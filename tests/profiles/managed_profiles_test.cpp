@@ -1,0 +1,140 @@
+#include "profiles/managed_profiles.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+
+#include "fakes/fixtures.h"
+#include "platform/crypto.h"
+#include "platform/files.h"
+#include "profiles/profile_fixtures.h"
+
+namespace ombrix::profiles {
+namespace {
+
+using Outcome = ManagedCheck::Outcome;
+
+// An exchange file, as the export writes it.
+std::string ox(const std::string& name, std::vector<std::string> processes, bool forbiddenList = true,
+               const std::string& homePage = "") {
+    ExchangeProfile p;
+    p.record.name = name;
+    p.record.forbiddenList = forbiddenList;
+    p.record.homePage = homePage;
+    p.processes = std::move(processes);
+    return exchangeText(p).bytes;
+}
+
+class ManagedTest : public ::testing::Test {
+protected:
+    void write(const std::string& path, const std::string& bytes) { test::writeFile(path, bytes); }
+    // The profile's forbidden programs, "" when it is not in the store.
+    std::string processes(const std::string& name) {
+        core::Statement q = db.prepare(
+            "SELECT group_concat(Processo, ',') FROM ProcessiVietati JOIN Profili USING (IDProfilo) WHERE Profilo = ?;");
+        EXPECT_TRUE(q.bind(1, core::Value(name)));
+        return q.step() ? q.column(0).toText() : "";
+    }
+    long long idOf(const std::string& name) {
+        return db.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = ?;", {core::Value(name)}).toInteger();
+    }
+
+    test::TempDir dir;
+    core::Database db = test::deliveredStore();
+    ManagedProfiles managed{db};
+    std::string file = dir.file("aula.ox");
+};
+
+TEST_F(ManagedTest, ImportsReplacesInPlaceAndSkipsAnUnchangedFile) {
+    write(file, ox("Aula", {"gioco.exe"}));
+    ManagedCheck r = managed.check({file, ""});
+    ASSERT_EQ(r.outcome, Outcome::Imported) << r.reason << r.subject;
+    const long long id = idOf("Aula");
+    EXPECT_EQ(r.changed, std::vector<long long>{id});
+    EXPECT_EQ(profileManaged(db, id), true);
+    EXPECT_EQ(profileManaged(db, 1), false);
+    EXPECT_EQ(processes("Aula"), "gioco.exe");
+    EXPECT_EQ(managed.check({file, ""}).outcome, Outcome::Unchanged);
+
+    write(file, ox("Aula", {"chat.exe", "giochi.exe"}));
+    r = managed.check({file, ""});
+    ASSERT_EQ(r.outcome, Outcome::Imported);
+    EXPECT_EQ(idOf("Aula"), id) << "the profile in use and the slots still name it";
+    EXPECT_EQ(processes("Aula"), "chat.exe,giochi.exe");
+
+    // A new time, the same bytes: read, not imported.
+    std::filesystem::last_write_time(pathFromUtf8(file),
+                                     std::filesystem::last_write_time(pathFromUtf8(file)) + std::chrono::hours(1));
+    EXPECT_EQ(managed.check({file, ""}).outcome, Outcome::Unchanged);
+}
+
+TEST_F(ManagedTest, AnythingWrongKeepsTheLastGoodSet) {
+    write(file, ox("Aula", {"gioco.exe"}));
+    ASSERT_EQ(managed.check({file, ""}).outcome, Outcome::Imported);
+    const std::string before = test::profileRows(db);
+    std::filesystem::create_directories(pathFromUtf8(dir.file("vuota")));
+    write(dir.file("danno.ox"), ox("Aula", {"altro.exe"}).substr(0, 40));
+    write(dir.file("locale.ox"), ox("Nessuna restrizione", {"altro.exe"}));
+    write(dir.file("pagina.ox"), ox("Aula", {}, false, "scuola.it"));
+    write(dir.file("doppi/a.ox"), ox("Aula", {"altro.exe"}));
+    write(dir.file("doppi/b.OX"), ox("AULA", {"altro.exe"}));
+    const struct {
+        ManagedSource source;
+        const char* reason;
+    } cases[] = {
+        {{dir.file("danno.ox"), ""}, "the managed file is damaged"},
+        {{file, std::string(64, '0')}, "the managed file does not match its pinned SHA-256"},
+        {{file, "abc"}, "the pinned SHA-256 is not 64 hexadecimal digits"},
+        {{dir.file("nessuno.ox"), ""}, "the managed profiles' path cannot be read"},
+        {{pathToUtf8(dir.path()), std::string(64, '0')}, "a pinned SHA-256 names one file, not a folder"},
+        {{dir.file("vuota"), ""}, "the folder holds no exchange file"},
+        {{dir.file("locale.ox"), ""}, "a local profile has a managed profile's name"},
+        {{dir.file("pagina.ox"), ""}, "the allowed list blocks the managed profile's home page"},
+        {{dir.file("doppi"), ""}, "two managed files name the same profile"},
+    };
+    for (const auto& c : cases) {
+        const ManagedCheck r = managed.check(c.source);
+        EXPECT_EQ(r.outcome, Outcome::Refused) << c.reason;
+        EXPECT_EQ(r.reason, c.reason);
+    }
+    EXPECT_EQ(test::profileRows(db), before);
+}
+
+TEST_F(ManagedTest, AFolderReplacesTheSetButKeepsWhatIsInUse) {
+    write(dir.file("set/a.ox"), ox("A", {"a.exe"}));
+    write(dir.file("set/b.ox"), ox("B", {"b.exe"}));
+    write(dir.file("set/note.txt"), "not a profile");
+    const std::string folder = dir.file("set");
+    ASSERT_EQ(managed.check({folder, ""}).outcome, Outcome::Imported);
+    const long long a = idOf("A"), b = idOf("B");
+    ASSERT_TRUE(db.run("UPDATE Opzioni SET IDProfiloInUso = ?;", {core::Value(static_cast<std::int64_t>(b))}));
+
+    std::filesystem::remove(pathFromUtf8(dir.file("set/a.ox")));
+    std::filesystem::remove(pathFromUtf8(dir.file("set/b.ox")));
+    write(dir.file("set/c.ox"), ox("C", {"c.exe"}));
+    const ManagedCheck r = managed.check({folder, ""});
+    ASSERT_EQ(r.outcome, Outcome::Imported);
+    EXPECT_EQ(r.kept, std::vector<std::string>{"B"});
+    EXPECT_EQ(r.changed, (std::vector<long long>{idOf("C"), a}));
+    EXPECT_EQ(processes("A"), "");
+    EXPECT_EQ(db.scalar("SELECT count(*) FROM ProcessiVietati WHERE IDProfilo = ?;", {core::Value(static_cast<std::int64_t>(a))}).toInteger(), 0);
+    EXPECT_EQ(processes("B"), "b.exe");
+    EXPECT_EQ(profileManaged(db, b), true);
+}
+
+TEST_F(ManagedTest, APinnedFileImportsAndNoPolicyHandsTheSetToTheAdministrator) {
+    const std::string bytes = ox("Aula", {"gioco.exe"});
+    write(file, bytes);
+    std::array<std::uint8_t, 32> digest{};
+    ASSERT_TRUE(platform::sha256(bytes, digest));
+    std::string pin = " ";
+    for (const std::uint8_t b : digest) pin += "0123456789ABCDEF"[b >> 4], pin += "0123456789ABCDEF"[b & 15];
+    ASSERT_EQ(managed.check({file, pin + " "}).outcome, Outcome::Imported);
+    EXPECT_EQ(managed.check({"", ""}).outcome, Outcome::NoPolicy);
+    EXPECT_EQ(profileManaged(db, idOf("Aula")), false);
+    EXPECT_EQ(processes("Aula"), "gioco.exe") << "nothing is lifted";
+}
+
+}  // namespace
+}  // namespace ombrix::profiles
