@@ -28,7 +28,7 @@ std::string TempDir::file(std::string_view name) const { return pathToUtf8(path_
 
 std::string numberedTexts() {
     std::string lng;
-    for (int id = 1; id <= 370; ++id) {
+    for (int id = 1; id <= 439; ++id) {
         std::string key = std::to_string(id);
         key = std::string(4 - key.size(), '0') + key;
         lng += key + "=T" + key + "\r\n";
