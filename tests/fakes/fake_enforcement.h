@@ -71,10 +71,8 @@ public:
         return out;
     }
     std::string readOtherAddress(std::string_view image) override {
-        for (auto& o : others) {
-            if (o.found.image == image) return read(o.browser);
-        }
-        return {};
+        const auto o = std::find_if(others.begin(), others.end(), [&](const Other& x) { return x.found.image == image; });
+        return o == others.end() ? std::string() : read(o->browser);
     }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
