@@ -4,6 +4,7 @@
 
 #include "enforce/address_readers.h"
 #include "platform/failures.h"
+#include "platform/text.h"
 
 namespace ombrix::enforce {
 
@@ -42,6 +43,18 @@ void LogTimer::tick() noexcept {
         if (h.firefoxAddress != h.firefoxLastLogged) {
             const std::string address = h.firefoxLastLogged = h.firefoxAddress;
             logVisitedSite(address);
+        }
+    });
+    // The browsers found by what they show, as Chrome.
+    platform::guarded([&] {
+        for (const platform::OtherBrowser& b : m_.browsers.otherBrowsers()) {
+            if (!b.readable || b.ownReader) continue;
+            Holders::Other& other = h.others[lowerText(b.image)];
+            other.address = m_.browsers.readOtherAddress(b.image);
+            if (other.address != other.lastLogged) {
+                const std::string address = other.lastLogged = other.address;
+                logVisitedSite(address);
+            }
         }
     });
     platform::guarded([&] {

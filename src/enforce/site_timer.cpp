@@ -1,5 +1,7 @@
 #include "enforce/site_timer.h"
 
+#include <algorithm>
+
 #include "enforce/address_readers.h"
 #include "enforce/site_rules.h"
 #include "platform/failures.h"
@@ -27,20 +29,30 @@ void SiteTimer::closeInternetExplorer() {
 }
 
 SiteTimer::Side SiteTimer::side(Which w) {
+    Holders& h = p_.holders;
+    auto read = [this, w] { return readAddress(w); };
     switch (w) {
         case Which::Edge:
-            return {p_.holders.edgeAddress, p_.holders.edgeLastAccepted, p_.holders.edgeLastLogged, "msedge.exe", false};
+            return {h.edgeAddress, h.edgeLastAccepted, h.edgeLastLogged, "msedge.exe", false, read, {}};
         case Which::Firefox:
-            return {p_.holders.firefoxAddress, p_.holders.firefoxLastAccepted, p_.holders.firefoxLastLogged, "firefox.exe",
-                    true};
+            return {h.firefoxAddress, h.firefoxLastAccepted, h.firefoxLastLogged, "firefox.exe", true, read, {}};
         case Which::Chrome:
             break;
     }
-    return {p_.holders.chromeAddress, p_.holders.chromeLastAccepted, p_.holders.chromeLastLogged, "chrome.exe", false};
+    return {h.chromeAddress, h.chromeLastAccepted, h.chromeLastLogged, "chrome.exe", false, read, {}};
+}
+
+std::string SiteTimer::readGuarded(const std::function<std::string()>& read) {
+    try {
+        return read();
+    } catch (...) {
+        platform::recordCurrentFailure();
+        return {};
+    }
 }
 
 std::string SiteTimer::readAddress(Which w) {
-    try {
+    return readGuarded([&] {
         switch (w) {
             case Which::Edge:
                 return m_.browsers.readEdgeAddress();
@@ -51,10 +63,7 @@ std::string SiteTimer::readAddress(Which w) {
                 break;
         }
         return m_.browsers.readChromeAddress();
-    } catch (...) {
-        platform::recordCurrentFailure();
-        return {};
-    }
+    });
 }
 
 void SiteTimer::killBrowser(const Side& s) {
@@ -87,23 +96,23 @@ bool SiteTimer::notRunning(Side& s) {
     return true;
 }
 
-void SiteTimer::blockForbidden(Which w) {
-    Side s = side(w);
+void SiteTimer::blockForbidden(Side s) {
     if (notRunning(s)) return;
     m_.pump.doEvents();
-    s.lbl = readAddress(w);
+    s.lbl = s.read();
     if (s.lbl.empty()) return;
     bool closedPage = false;
     std::string& closing = p_.holders.closingAddress;
     // The walk goes on after a match, against the address read again.
     for (std::size_t i = p_.sites.firstMatch(s.lbl); i != kNoMatch; i = p_.sites.firstMatch(s.lbl, i + 1)) {
         const std::string shown = s.lbl;
-        const std::string notice = text(blockMessage(p_.sites.kind(i))) + " " + withoutQuotes(shown);
+        const std::string notice = text(blockMessage(p_.sites.kind(i))) + " " + withoutQuotes(shown) +
+                                   (s.program.empty() ? "" : " (" + s.program + ")");
         closing = shown;
         closeTab();
         closing.clear();
         notify(notice, kNoticeSite);
-        s.lbl = readAddress(w);
+        s.lbl = s.read();
         if (s.lbl == shown) {
             closing = shown;
         } else {
@@ -113,7 +122,7 @@ void SiteTimer::blockForbidden(Which w) {
             // The page survived the first close.
             closeTab();
             notify(notice, kNoticeSite);
-            s.lbl = readAddress(w);
+            s.lbl = s.read();
             if (s.lbl == shown) killBrowser(s);
             closing.clear();
             closedPage = true;
@@ -127,10 +136,10 @@ void SiteTimer::blockForbidden(Which w) {
     acceptPage(s);
 }
 
-bool SiteTimer::outsideAllowedList(Which w, Side& s) {
+bool SiteTimer::outsideAllowedList(Side& s) {
     if (notRunning(s)) return false;
     m_.pump.doEvents();
-    s.lbl = readAddress(w);
+    s.lbl = s.read();
     const Verdict v = verdictAsChrome(p_.sites, true, s.lbl);
     if (s.lbl.empty()) return false;
     if (!v.blocked) {
@@ -140,23 +149,68 @@ bool SiteTimer::outsideAllowedList(Which w, Side& s) {
     return true;
 }
 
-void SiteTimer::blockUnlisted(Which w) {
-    Side s = side(w);
-    if (!outsideAllowedList(w, s)) return;
+void SiteTimer::blockUnlisted(Side s) {
+    if (!outsideAllowedList(s)) return;
     // Harsher than the forbidden list: the whole browser goes at once.
     killBrowser(s);
-    notify(text(msg::SiteNotAllowed) + " " + withoutQuotes(s.lbl), kNoticeSite);
+    notify(text(msg::SiteNotAllowed) + " " + withoutQuotes(s.lbl) + (s.program.empty() ? "" : " (" + s.program + ")"),
+           kNoticeSite);
     const std::string back = s.lastPage.empty() ? startPage() : s.lastPage;
     if (!back.empty()) m_.host.openPage(back);
     s.lastPage.clear();
 }
 
-void SiteTimer::blockForbiddenInChrome() { blockForbidden(Which::Chrome); }
-void SiteTimer::blockForbiddenInEdge() { blockForbidden(Which::Edge); }
-void SiteTimer::blockForbiddenInFirefox() { blockForbidden(Which::Firefox); }
-void SiteTimer::blockUnlistedInChrome() { blockUnlisted(Which::Chrome); }
-void SiteTimer::blockUnlistedInEdge() { blockUnlisted(Which::Edge); }
-void SiteTimer::blockUnlistedInFirefox() { blockUnlisted(Which::Firefox); }
+void SiteTimer::blockForbiddenInChrome() { blockForbidden(side(Which::Chrome)); }
+void SiteTimer::blockForbiddenInEdge() { blockForbidden(side(Which::Edge)); }
+void SiteTimer::blockForbiddenInFirefox() { blockForbidden(side(Which::Firefox)); }
+void SiteTimer::blockUnlistedInChrome() { blockUnlisted(side(Which::Chrome)); }
+void SiteTimer::blockUnlistedInEdge() { blockUnlisted(side(Which::Edge)); }
+void SiteTimer::blockUnlistedInFirefox() { blockUnlisted(side(Which::Firefox)); }
+
+void SiteTimer::judgeOtherBrowsers() {
+    const std::vector<platform::OtherBrowser> found = m_.browsers.otherBrowsers();
+    auto& others = p_.holders.others;
+    // A browser that went starts afresh when it comes back.
+    std::erase_if(others, [&](const auto& entry) {
+        return std::none_of(found.begin(), found.end(),
+                            [&](const platform::OtherBrowser& b) { return lowerText(b.image) == entry.first; });
+    });
+    for (const platform::OtherBrowser& b : found) {
+        Holders::Other& h = others[lowerText(b.image)];
+        if (!b.readable) {
+            unreadableBrowser(b, h);
+            continue;
+        }
+        h.unreadableSince.reset();
+        h.traced = false;
+        if (b.ownReader) continue;  // its own blockers judged it
+        const std::string image = b.image;
+        Side s{h.address, h.lastAccepted, h.lastLogged, image, false,
+               [this, image] { return readGuarded([&] { return m_.browsers.readOtherAddress(image); }); }, b.label};
+        if (p_.allowedList) {
+            blockUnlisted(s);
+        } else {
+            blockForbidden(s);
+        }
+    }
+}
+
+void SiteTimer::unreadableBrowser(const platform::OtherBrowser& b, Holders::Other& h) {
+    const std::uint64_t now = m_.clock.tickMilliseconds();
+    if (!h.unreadableSince) h.unreadableSince = now;
+    if (!h.traced) {
+        h.traced = true;
+        platform::recordFailure("a browser's address cannot be read, so its pages are not judged", b.label);
+    }
+    // A forbidden list lets every other page through: an unread page is not
+    // worth ending a browser for. An allowed list, or maximum protection,
+    // lets through only what it has read.
+    if (!p_.allowedList && !p_.switches.maxProtection) return;
+    if (now - *h.unreadableSince < kUnreadableGraceMs) return;
+    KillProcess(b.image);
+    notify(text(msg::UnreadableBrowserClosed) + " " + b.label, kNoticeProcess);
+    h.unreadableSince.reset();
+}
 
 void SiteTimer::blockForbiddenInExplorer() {
     const std::vector<platform::ShellBrowserWindow> all = m_.shellWindows.windows();
@@ -216,6 +270,7 @@ void SiteTimer::tick() noexcept {
         platform::guarded([&] { blockUnlistedInChrome(); });
         platform::guarded([&] { blockUnlistedInEdge(); });
         platform::guarded([&] { blockUnlistedInFirefox(); });
+        platform::guarded([&] { judgeOtherBrowsers(); });
         platform::guarded([&] { blockUnlistedInExplorerWindows(); });
         return;
     }
@@ -223,6 +278,7 @@ void SiteTimer::tick() noexcept {
     platform::guarded([&] { blockForbiddenInChrome(); });
     platform::guarded([&] { blockForbiddenInEdge(); });
     platform::guarded([&] { blockForbiddenInFirefox(); });
+    platform::guarded([&] { judgeOtherBrowsers(); });
     if (p_.switches.maxProtection) platform::guarded([&] { closeWindowsWithForbiddenSites(); });
     platform::guarded([&] { blockForbiddenInExplorerWindows(); });
 }

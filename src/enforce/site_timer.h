@@ -3,6 +3,8 @@
 // judged against the site list of the profile in use, with the blockers of
 // the list's mode.
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -45,32 +47,44 @@ public:
     void blockUnlistedInExplorer();
     void blockUnlistedInExplorerWindows();
     void closeWindowsWithForbiddenSites();
+    // The browsers found by what they show: judged as Chrome (Chromium) or
+    // Firefox (Gecko) are, in the list's mode; one whose address stays
+    // unreadable is ended after kUnreadableGraceMs under an allowed list or
+    // maximum protection, and traced otherwise.
+    void judgeOtherBrowsers();
 
     // Ctrl+W to the active window, keys interleaved: Ctrl down, W down, Ctrl up, W up.
     void closeTab();
 
+    // Long enough for a browser that has just shown its window to build its
+    // tool bar, and for a slow machine to answer a search or two.
+    static constexpr std::uint64_t kUnreadableGraceMs = 10000;
+
 private:
-    // One browser's holders and process, for these blockers.
-    enum class Which { Chrome, Edge, Firefox };
+    // One browser's holders, process and reader, for these blockers.
     struct Side {
         std::string& lbl;
         std::string& lastPage;
         std::string& lastSite;
-        const char* process;
-        bool firefox;
+        std::string process;
+        bool firefox;                       // its saved session is cleared after a kill
+        std::function<std::string()> read;  // a failed read counts as empty
+        std::string program;                // named after the address in a notice, when set
     };
+    enum class Which { Chrome, Edge, Firefox };
     [[nodiscard]] Side side(Which w);
-    // The browser's address; a failed read counts as empty.
     [[nodiscard]] std::string readAddress(Which w);
+    [[nodiscard]] std::string readGuarded(const std::function<std::string()>& read);
     // Reads the address and accepts a page the allowed list holds; true when
     // the page is outside the list and must go.
-    [[nodiscard]] bool outsideAllowedList(Which w, Side& s);
+    [[nodiscard]] bool outsideAllowedList(Side& s);
     void acceptPage(Side& s);
     void killBrowser(const Side& s);
     [[nodiscard]] bool notRunning(Side& s);
-    void blockForbidden(Which w);
-    void blockUnlisted(Which w);
+    void blockForbidden(Side s);
+    void blockUnlisted(Side s);
     void closeInternetExplorer();
+    void unreadableBrowser(const platform::OtherBrowser& browser, Holders::Other& h);
 };
 
 }  // namespace ombrix::enforce

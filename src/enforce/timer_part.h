@@ -3,6 +3,9 @@
 // in use as the loaders read it, and the holders the site and log timers both
 // read and write. Each timer is one class built on TimerPart.
 
+#include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +51,13 @@ struct Holders {
     std::string closingAddress;  // the page being closed
     std::string chromeLastLogged, edgeLastLogged, firefoxLastLogged;  // the address last logged
     std::vector<std::string> explorerAddressesLogged;  // Internet Explorer addresses logged this session
+    // The browsers found by what they show, by lowered image name.
+    struct Other {
+        std::string address, lastAccepted, lastLogged;
+        std::optional<std::uint64_t> unreadableSince;  // clock ms: its address bar was first missed
+        bool traced = false;                           // its unreadable address is in the trace
+    };
+    std::map<std::string, Other> others;
 };
 
 // The profile in use as the three loaders left it.

@@ -15,7 +15,8 @@
 
 namespace ombrix::platform {
 
-enum class AccessibleText { Name, Help };
+// AutomationId is UI Automation's own: MSAA has none, and finds nothing by it.
+enum class AccessibleText { Name, Help, AutomationId };
 
 struct AccessibleQuery {
     AccessibleText property = AccessibleText::Name;

@@ -6,9 +6,22 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ombrix::platform {
+
+// A browser found by what it shows rather than by its name (see
+// enforce/browser_finder.h).
+struct OtherBrowser {
+    std::string image;  // what is ended: every process of this image name
+    std::string label;  // the program as the notices name it
+    bool gecko = false;      // judged as Firefox is, else as Chrome
+    bool readable = false;   // its address bar was found
+    bool ownReader = false;  // chrome.exe, msedge.exe, firefox.exe: their own readers judge the pages
+
+    bool operator==(const OtherBrowser&) const = default;
+};
 
 class BrowserAddresses {
 public:
@@ -19,6 +32,10 @@ public:
     // The shell's browser windows as "1§<address>|2§<address>|..." (only
     // http and ftp addresses count).
     [[nodiscard]] virtual std::string shellWindowAddresses() = 0;
+    // The browsers found by what their windows show, and the address one of
+    // them shows ("" as the readers above). None where nothing looks.
+    [[nodiscard]] virtual std::vector<OtherBrowser> otherBrowsers() { return {}; }
+    [[nodiscard]] virtual std::string readOtherAddress(std::string_view /*image*/) { return {}; }
 };
 
 // One window of the shell's browser-window collection.

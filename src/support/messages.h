@@ -181,6 +181,8 @@ inline constexpr MessageId ForbiddenWindowClosed{"0174"};
 inline constexpr MessageId WindowClosedForKeyword{"0137"};
 inline constexpr MessageId SiteForbidden{"0181"};
 inline constexpr MessageId SiteNotAllowed{"0182"};
+// A browser whose address cannot be read was ended; the program follows.
+inline constexpr MessageId UnreadableBrowserClosed{"0410"};
 inline constexpr MessageId SiteBlockedForKeyword{"0180"};
 inline constexpr MessageId SiteForbiddenInExplorer{"0172"};
 inline constexpr MessageId SiteNotAmongAllowedInExplorer{"0173"};

@@ -13,6 +13,7 @@
 #include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "enforce/address_readers.h"
+#include "enforce/site_timer.h"
 #include "platform/process_control.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -48,11 +49,12 @@ std::string standinArguments(const std::string& image) {
 // own browser ended first, ends whatever of that name the shell started.
 class DefaultBrowser {
 public:
-    DefaultBrowser(const std::filesystem::path& folder, const std::string& image)
+    DefaultBrowser(const std::filesystem::path& folder, const std::string& image, const std::string& arguments,
+                   const std::string& program)
         : image_(image),
-          exe_(test::copyProgram("browser_standin.exe", pathToUtf8(folder / pathFromUtf8(image)))),
+          exe_(test::copyProgram(program, pathToUtf8(folder / pathFromUtf8(image)))),
           command_(L"Software\\Classes\\http\\shell\\open\\command",
-                   win32::toWide(test::quoted(exe_) + " " + standinArguments(image) + " \"%1\"")) {}
+                   win32::toWide(test::quoted(exe_) + " " + arguments + " \"%1\"")) {}
     ~DefaultBrowser() {
         // A start still on its way is found by a later look.
         const auto processes = win32::makeProcesses();
@@ -99,9 +101,12 @@ protected:
 
     // A stand-in of `image` as the default browser, and one running in front.
     StandinBrowser& startBrowser(const std::string& image) {
-        defaultBrowser = std::make_unique<DefaultBrowser>(install.folder() / L"predefinito", image);
+        return startBrowser(image, standinArguments(image), "browser_standin.exe");
+    }
+    StandinBrowser& startBrowser(const std::string& image, const std::string& arguments, const std::string& standin) {
+        defaultBrowser = std::make_unique<DefaultBrowser>(install.folder() / L"predefinito", image, arguments, standin);
         EXPECT_TRUE(defaultBrowser->ok()) << "cannot register the default browser";
-        browser = std::make_unique<StandinBrowser>(image, standinArguments(image));
+        browser = std::make_unique<StandinBrowser>(image, arguments, standin);
         EXPECT_TRUE(browser->started()) << image;
         if (browser->started()) bringForward(*browser);
         return *browser;
@@ -286,6 +291,69 @@ TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnce) {
                                 "WHERE DataOra IS NULL OR DataOra NOT LIKE '____-__-__ __:__:__';"),
               "0")
         << "every row has its date and time";
+}
+
+// Browsers known by what they show: the stand-in under names the program
+// never heard of, with either window class, judged as Chrome is.
+struct OtherCase {
+    const char* image;
+    const char* program;  // the stand-in copied
+    bool gecko;
+    const wchar_t* label;  // the program as the notice names it
+};
+
+// The address bar named as the browsers of that class name it in the user's language.
+std::string otherArguments(bool gecko, const std::string& name = {}) {
+    const std::string language = enforce::languageSettingFor(GetUserDefaultUILanguage());
+    const platform::AccessibleQuery bar =
+        enforce::localizedQuery(gecko ? enforce::Browser::Firefox : enforce::Browser::Chrome, language).query;
+    return std::string("--class ") + (gecko ? "gecko" : "chromium") + " --name " +
+           test::quoted(name.empty() ? bar.text : name);
+}
+
+class OtherBrowser : public BrowserSites, public ::testing::WithParamInterface<OtherCase> {};
+
+TEST_P(OtherBrowser, AForbiddenPageIsClosedAnAllowedOneLeftAndLogged) {
+    const OtherCase& c = GetParam();
+    install.sql(kForbiddenProfile);
+    startProgram();
+    StandinBrowser& b = startBrowser(c.image, otherArguments(c.gecko), c.program);
+    ASSERT_TRUE(b.started());
+    showAccepted(b, kGoodPage);
+    EXPECT_TRUE(b.record().empty()) << "an allowed page is left alone: " << ::testing::PrintToString(b.record());
+
+    const std::string forbidden = "http://www.vietato.example/gioco";
+    ASSERT_TRUE(b.send("tab " + forbidden));
+    EXPECT_TRUE(b.recorded("ctrl+w tab")) << "the tab was not closed";
+    EXPECT_TRUE(noticeShows(L"Sito non consentito: " + win32::toWide(forbidden) + L" (" + c.label + L")"))
+        << "notice: " << win32::fromWide(noticeText());
+    EXPECT_TRUE(b.recorded(std::string("open ") + kGoodPage)) << "the last good page was not reopened";
+    if (std::string(c.program) != "browser_standin.exe") screenshot("frmMessaggio-over-renamed-browser");
+    EXPECT_FALSE(contains(logged(), forbidden)) << "a forbidden page is never logged";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, OtherBrowser,
+    ::testing::Values(OtherCase{"brave.exe", "browser_standin.exe", false, L"brave.exe"},
+                      OtherCase{"vivaldi.exe", "browser_standin.exe", false, L"vivaldi.exe"},
+                      OtherCase{"navigatore.exe", "brave_standin.exe", false, L"navigatore.exe (brave.exe)"},
+                      OtherCase{"volpe.exe", "browser_standin.exe", true, L"volpe.exe"}),
+    [](const auto& param) {
+        const std::string image = param.param.image;
+        return image.substr(0, image.find('.'));
+    });
+
+// A program built on Chromium whose text field is no address bar: under an
+// allowed list, past the grace of a browser whose address cannot be read.
+TEST_F(BrowserSites, AChromiumWindowWithoutAnAddressBarIsLeftAlone) {
+    install.sql(std::string(kForbiddenProfile) + "UPDATE Profili SET SitiProibiti = 0 WHERE IDProfilo = 1;");
+    startProgram();
+    StandinBrowser editor("editor.exe", otherArguments(false, "Cerca nei file"));
+    ASSERT_TRUE(editor.started());
+    ASSERT_TRUE(editor.send("show http://altro.example/"));
+    EXPECT_FALSE(waitFor([&] { return !editor.running() || notice() != nullptr || !editor.record().empty(); },
+                         std::chrono::milliseconds(enforce::SiteTimer::kUnreadableGraceMs) + 3s))
+        << "the editor was judged";
 }
 
 // "No profile" in use is an allowed list with nothing in it: a page in any

@@ -25,6 +25,7 @@ struct FakeNode {
     std::string value;
     bool focused = false;
     bool alive = true;  // false: the element no longer answers
+    std::string automationId = {};
 };
 
 struct FakeWindow {
@@ -128,7 +129,9 @@ public:
         FakeWindow* w = find(window);
         if (w == nullptr) return nullptr;
         for (const auto& node : w->nodes) {
-            const std::string& text = query.property == platform::AccessibleText::Name ? node->name : node->help;
+            const std::string& text = query.property == platform::AccessibleText::Name ? node->name
+                                      : query.property == platform::AccessibleText::Help ? node->help
+                                                                                         : node->automationId;
             if (text == query.text && (!query.editOnly || node->edit)) return std::make_unique<Element>(node, reads);
         }
         return nullptr;

@@ -51,6 +51,29 @@ public:
     std::string readEdgeAddress() override { return read(edge); }
     std::string readFirefoxAddress() override { return read(firefox); }
     std::string shellWindowAddresses() override { return shellList; }
+
+    // Browsers found by what they show; reported while their process runs.
+    struct Other {
+        platform::OtherBrowser found;
+        Browser browser;
+    };
+    std::deque<Other> others;
+    Browser& openOther(platform::OtherBrowser found, std::string address) {
+        others.push_back({found, {found.image, {}, {}}});
+        open(others.back().browser, std::move(address));
+        return others.back().browser;
+    }
+    std::vector<platform::OtherBrowser> otherBrowsers() override {
+        std::vector<platform::OtherBrowser> out;
+        for (auto& o : others) {
+            if (runs(o.browser)) out.push_back(o.found);
+        }
+        return out;
+    }
+    std::string readOtherAddress(std::string_view image) override {
+        const auto o = std::find_if(others.begin(), others.end(), [&](const Other& x) { return x.found.image == image; });
+        return o == others.end() ? std::string() : read(o->browser);
+    }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
 
@@ -65,12 +88,14 @@ public:
     }
 
 private:
+    bool runs(const Browser& b) const {
+        const auto& running = processes_.running;
+        return std::any_of(running.begin(), running.end(), [&](const auto& p) { return p.name == b.image; });
+    }
     std::string read(Browser& b) {
         journal_.add("read " + b.image);
         foreground_ = &b;
-        const auto& running = processes_.running;
-        const bool runs = std::any_of(running.begin(), running.end(), [&](const auto& p) { return p.name == b.image; });
-        return runs ? b.address : std::string();
+        return runs(b) ? b.address : std::string();
     }
 
     FakeProcesses& processes_;

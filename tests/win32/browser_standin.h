@@ -23,11 +23,13 @@ public:
     // Copies the stand-in as `image` into a fresh folder and starts it with
     // `arguments` (already quoted as needed); false from started() when it
     // did not show its window.
-    explicit StandinBrowser(const std::string& image, const std::string& arguments = {}) {
+    // `program`: which stand-in is copied (brave_standin.exe has a version resource).
+    explicit StandinBrowser(const std::string& image, const std::string& arguments = {},
+                            const std::string& program = "browser_standin.exe") {
         static std::atomic<int> counter{0};
         folder_ = std::filesystem::temp_directory_path() /
                   ("ombrix-standin-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
-        exe_ = copyProgram("browser_standin.exe", pathToUtf8(folder_ / pathFromUtf8(image)));
+        exe_ = copyProgram(program, pathToUtf8(folder_ / pathFromUtf8(image)));
         process_ = std::make_unique<StartedProgram>(
             test::quoted(exe_) + (arguments.empty() ? "" : " " + arguments), folder_);
         // The visible window of its own process.

@@ -18,7 +18,7 @@ Program::Program()
       form_(language_, *this),
       controller_({env_, form_, form_, machine_.processes(), machine_.pump(), instance_}, store_),
       processes_(machine_.processes(), machine_.clock(), 500),
-      browsers_(processes_, machine_.windows()),
+      browsers_(processes_, machine_.windows(), machine_.clock()),
       host_({controller_, form_, form_, machine_.system(), machine_.shell(), machine_.fileSystem(), processes_}),
       desktop_({shellWindows_, hooks_, machine_.processes(), machine_.clock(), machine_.pump(), machine_.shell(),
                 machine_.system(), form_},

@@ -169,7 +169,7 @@ public:
     std::unique_ptr<platform::AccessibleElement> findFirst(platform::WindowId window,
                                                            const AccessibleQuery& query) override {
         const HWND hwnd = reinterpret_cast<HWND>(window);
-        if (!IsWindow(hwnd)) return nullptr;
+        if (query.property == AccessibleText::AutomationId || !IsWindow(hwnd)) return nullptr;
         ComPtr<IAccessible> root;
         ++*calls_;
         if (FAILED(AccessibleObjectFromWindow(hwnd, static_cast<DWORD>(OBJID_CLIENT), IID_IAccessible, root.putVoid())) ||

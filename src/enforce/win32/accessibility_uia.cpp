@@ -77,8 +77,10 @@ private:
         for (const auto& [q, c] : conditions_) {
             if (q == query) return c.get();
         }
-        ComPtr<uia::IUIAutomationCondition> text = propertyCondition(
-            query.property == AccessibleText::Name ? uia::kLegacyNameProperty : uia::kLegacyHelpProperty, query.text);
+        const uia::PropertyId property = query.property == AccessibleText::Name   ? uia::kLegacyNameProperty
+                                         : query.property == AccessibleText::Help ? uia::kLegacyHelpProperty
+                                                                                  : uia::kAutomationIdProperty;
+        ComPtr<uia::IUIAutomationCondition> text = propertyCondition(property, query.text);
         if (!text) return nullptr;
         ComPtr<uia::IUIAutomationCondition> condition;
         if (query.editOnly) {

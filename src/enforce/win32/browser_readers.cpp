@@ -82,8 +82,9 @@ bool shellWindowCall(IDispatch* window, const wchar_t* method) {
 }
 
 BrowserReaders::BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows,
-                               AccessibilityChoice choice)
-    : processes_(processes), accessibility_(makeAccessibility(choice)), readers_(processes, windows, *accessibility_) {}
+                               platform::Clock& clock, AccessibilityChoice choice)
+    : processes_(processes), accessibility_(makeAccessibility(choice)), readers_(processes, windows, *accessibility_),
+      finder_(processes, windows, *accessibility_, clock) {}
 
 bool BrowserReaders::internetExplorerRunning() { return platform::IsProcessRunning(processes_, "iexplore.exe"); }
 

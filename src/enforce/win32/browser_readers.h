@@ -13,8 +13,10 @@
 #include <vector>
 
 #include "enforce/address_readers.h"
+#include "enforce/browser_finder.h"
 #include "enforce/win32/accessibility_win32.h"
 #include "platform/browsers.h"
+#include "platform/clock.h"
 #include "platform/processes.h"
 #include "platform/win32/handles.h"
 #include "platform/windows.h"
@@ -23,7 +25,7 @@ namespace ombrix::win32 {
 
 class BrowserReaders final : public platform::BrowserAddresses, public platform::ShellBrowserWindows {
 public:
-    BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows,
+    BrowserReaders(platform::Processes& processes, platform::WindowSystem& windows, platform::Clock& clock,
                    AccessibilityChoice choice = AccessibilityChoice::Automatic);
     ~BrowserReaders() override;
 
@@ -34,6 +36,9 @@ public:
     // Explorer's windows are asked for only while iexplore.exe runs: each
     // question is a call into the shell's process.
     std::string shellWindowAddresses() override;
+    // The other browsers, found by what their windows show.
+    std::vector<platform::OtherBrowser> otherBrowsers() override { return finder_.browsers(); }
+    std::string readOtherAddress(std::string_view image) override { return finder_.readAddress(image); }
 
     // Through the ShellWindows collection, while iexplore.exe runs.
     std::vector<platform::ShellBrowserWindow> windows() override;
@@ -51,6 +56,7 @@ private:
     ComApartment apartment_ = ComApartment::enter(COINIT_APARTMENTTHREADED);
     std::unique_ptr<CountedAccessibility> accessibility_;
     enforce::AddressReaders readers_;
+    enforce::BrowserFinder finder_;
     std::vector<ComPtr<IDispatch>> lastWindows_;  // the windows of the last windows() list
 };
 

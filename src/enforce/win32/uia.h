@@ -15,6 +15,7 @@ using ControlTypeId = int;
 
 inline constexpr PropertyId kControlTypeProperty = 30003;
 inline constexpr PropertyId kHasKeyboardFocusProperty = 30008;
+inline constexpr PropertyId kAutomationIdProperty = 30011;
 inline constexpr PropertyId kLegacyNameProperty = 30092;
 inline constexpr PropertyId kLegacyValueProperty = 30093;
 inline constexpr PropertyId kLegacyHelpProperty = 30097;

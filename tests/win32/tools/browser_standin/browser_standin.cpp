@@ -3,7 +3,11 @@
 // of the browser's class, holding an address edit with the accessible name
 // the readers look for, the current address in it, and tabs Ctrl+W closes.
 //
-//   chrome.exe [--name TEXT] [--help TEXT] [URL]
+//   chrome.exe [--name TEXT] [--help TEXT] [--class chromium|gecko] [URL]
+//
+// Under any other name it is a Chromium browser unless --class says gecko;
+// with a --name no reader knows, it is a program built on Chromium whose
+// text field is no address bar.
 //
 // A URL is an address the browser is asked to open; a second start hands it
 // to the running one, as browsers do. Tests drive it with WM_COPYDATA
@@ -272,9 +276,8 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     const std::wstring base = exe.substr(exe.find_last_of(L"\\/") + 1);
     g.stem = base.substr(0, base.find_last_of(L'.'));
     CharLowerW(g.stem.data());
-    const bool firefox = g.stem == L"firefox";
-    g.className = firefox ? L"MozillaWindowClass" : L"Chrome_WidgetWin_1";
-    g.name = firefox                 ? L"Cerca con Google o inserisci un indirizzo"
+    g.className = g.stem == L"firefox" ? L"MozillaWindowClass" : L"Chrome_WidgetWin_1";
+    g.name = g.stem == L"firefox"    ? L"Cerca con Google o inserisci un indirizzo"
              : g.stem == L"msedge" ? L"Indirizzo e barra di ricerca"
                                    : L"Barra degli indirizzi e di ricerca";
     g.record = exe + L".record";
@@ -288,11 +291,14 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
             g.name = argv[++i];
         } else if (a == L"--help" && i + 1 < argc) {
             g.help = argv[++i];
+        } else if (a == L"--class" && i + 1 < argc) {
+            g.className = std::wstring(argv[++i]) == L"gecko" ? L"MozillaWindowClass" : L"Chrome_WidgetWin_1";
         } else {
             url = a;
         }
     }
     LocalFree(argv);
+    const bool firefox = g.className == L"MozillaWindowClass";
 
     // One stand-in per browser name: a second start hands its address over.
     const ATOM kind = GlobalAddAtomW((L"OmbrixStandin." + g.stem).c_str());
