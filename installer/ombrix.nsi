@@ -104,6 +104,32 @@ FunctionEnd
 !insertmacro FindStore ""
 !insertmacro FindStore "un."
 
+; The pages speak the program's language: the one LangSetting.ini beside an
+; installed Ombrix names, when its file is there, else Italian for an
+; Italian Windows display language and English for any other.
+!macro ChooseLanguage un
+Function ${un}ChooseLanguage
+  System::Call 'kernel32::GetUserDefaultUILanguage() i .r0'
+  IntOp $0 $0 & 0x3FF
+  ${If} $0 = 0x10
+    StrCpy $LANGUAGE ${LANG_ITALIAN}
+  ${Else}
+    StrCpy $LANGUAGE ${LANG_ENGLISH}
+  ${EndIf}
+  ClearErrors
+  ReadINIStr $0 "$INSTDIR\LangSetting.ini" "Language" "CurrentLanguage"
+  ${If} $0 == "italian"
+  ${AndIf} ${FileExists} "$INSTDIR\italian.lng"
+    StrCpy $LANGUAGE ${LANG_ITALIAN}
+  ${ElseIf} $0 == "english"
+  ${AndIf} ${FileExists} "$INSTDIR\english.lng"
+    StrCpy $LANGUAGE ${LANG_ENGLISH}
+  ${EndIf}
+FunctionEnd
+!macroend
+!insertmacro ChooseLanguage ""
+!insertmacro ChooseLanguage "un."
+
 ; Ends a running Ombrix: it refuses every close but the administrator's, so
 ; it is ended by force and the machine is given back afterwards. $0: 1 when
 ; it has gone (or never ran).
@@ -153,6 +179,7 @@ Function PreparePasswordStore
   SetOutPath "$PLUGINSDIR\ctl"
   File "${BINDIR}\ombrixctl.exe"
   File "${BINDIR}\italian.lng"
+  File "${BINDIR}\english.lng"
   File "/oname=store.db" "${BINDIR}\DataBase\DataBase.db"
   StrCpy $1 $Password
   System::Call 'kernel32::SetEnvironmentVariableW(w "${PASSWORD_VARIABLE}", w r1)'
@@ -209,6 +236,7 @@ FunctionEnd
 
 Function .onInit
   SetRegView 64
+  Call ChooseLanguage
   InitPluginsDir
   Call FindStore
   Call PasswordOption
@@ -301,6 +329,7 @@ Section "Ombrix"
   File "${BINDIR}\ombrixctl.exe"
   File "${BINDIR}\metrokiller.exe"
   File "${BINDIR}\italian.lng"
+  File "${BINDIR}\english.lng"
 
   ; A store found later without a password was replaced: it is no first
   ; start (the program reads this from the machine's key, which a pupil's
@@ -381,6 +410,7 @@ SectionEnd
 
 Function un.onInit
   SetRegView 64
+  Call un.ChooseLanguage
   Call un.FindStore
   ${GetParameters} $R0
   ClearErrors
@@ -416,6 +446,7 @@ Section "Uninstall"
   Delete "$INSTDIR\ombrixctl.exe"
   Delete "$INSTDIR\metrokiller.exe"
   Delete "$INSTDIR\italian.lng"
+  Delete "$INSTDIR\english.lng"
   Delete "$INSTDIR\uninstall.exe"
   RMDir "$INSTDIR"
 

@@ -15,7 +15,8 @@ run=$build/run
 "$root/scripts/build-windows.sh" "$build/windows" >/dev/null
 
 mkdir -p "$run/DataBase"
-cp "$build/windows/bin/ombrix.exe" "$build/windows/bin/ombrixctl.exe" "$build/windows/bin/italian.lng" "$run/"
+cp "$build/windows/bin/ombrix.exe" "$build/windows/bin/ombrixctl.exe" "$build/windows/bin/italian.lng" \
+  "$build/windows/bin/english.lng" "$run/"
 [ -f "$run/DataBase/DataBase.db" ] || cp "$build/windows/bin/DataBase/DataBase.db" "$run/DataBase/"
 
 # A prefix of its own, so the tests' settings never reach the program you run.

@@ -96,7 +96,7 @@ private:
 
 Session::Session(CtlEnvironment& env, std::optional<std::string> dbFile)
     : env_(env),
-      language_(env.system.programFolder(), platform::pathSeparator()),
+      language_(env.system.programFolder(), platform::pathSeparator(), env.system.userInterfaceLanguage()),
       dialogs_(std::make_unique<ConsoleDialogs>(env.err, language_)),
       dbFile_(std::move(dbFile)) {}
 

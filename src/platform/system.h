@@ -1,6 +1,7 @@
 #pragma once
 // Facts about the machine and the running program.
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,10 @@ public:
     // True when the process holds administrator rights in full (an elevated
     // token): only then may it write the protected store.
     [[nodiscard]] virtual bool elevated() = 0;
+    // The user's display language, as Windows identifies languages (0x0410
+    // Italian, 0x0409 English). Natively, from the locale's environment
+    // variables: Italian or English only.
+    [[nodiscard]] virtual std::uint16_t userInterfaceLanguage() = 0;
 };
 
 // Whether the administrator's changes must go through the consent prompt:

@@ -302,6 +302,10 @@ MessageId ProfileEditor::listHeading(ListKind kind) { return core::listTable(kin
 
 std::string ProfileEditor::text(MessageId id) const { return language_.messageText(id); }
 
+std::string ProfileEditor::statusText() const {
+    return isNew() ? language_.formValue("frmProfili", "txtStato.Tag") : std::string();
+}
+
 std::string ProfileEditor::joined(std::span<const MessageId> ids) const {
     std::string out;
     for (const MessageId id : ids) {

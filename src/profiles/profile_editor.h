@@ -234,8 +234,9 @@ public:
     [[nodiscard]] ProfileRecord& record() { return record_; }
     [[nodiscard]] const ProfileRecord& record() const { return record_; }
     [[nodiscard]] bool isNew() const { return !record_.id.has_value(); }
-    // txtStato: "Nuovo" on a new record, else empty.
-    [[nodiscard]] std::string statusText() const { return isNew() ? "Nuovo" : ""; }
+    // txtStato: on a new record the language file's word for it
+    // (txtStato.Tag, "Nuovo"), else empty.
+    [[nodiscard]] std::string statusText() const;
     [[nodiscard]] bool importExportEnabled() const { return !isNew(); }
     // optSiti: the list mode and the frame caption; maximum protection (and
     // its info button) is offered only with a forbidden list.

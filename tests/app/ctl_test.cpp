@@ -128,6 +128,21 @@ TEST_F(Ctl, MessagesFallBackToEnglish) {
     EXPECT_EQ(err.str(), "0240: Correct the start date and try again. 31/02/2024\n");
 }
 
+// The program's language: English on any other display language than
+// Italian, and the one LangSetting.ini names.
+TEST_F(Ctl, MessagesFollowTheDisplayLanguageAndTheSettingsFile) {
+    test::writeFile(dir.file("english.lng"), "[Strings]\r\n0090=Database not found\r\n");
+    const auto said = [&] {
+        EXPECT_EQ(ctl({"--db", dir.file("assente.db"), "profiles"}), kRefused);
+        return err.str().substr(0, err.str().find('\n'));
+    };
+    EXPECT_EQ(said().rfind("0090: Database non trovato", 0), 0u) << "an Italian display language";
+    system.displayLanguage = 0x0409;
+    EXPECT_EQ(said().rfind("0090: Database not found", 0), 0u);
+    test::writeFile(dir.file("LangSetting.ini"), "[Language]\r\nCurrentLanguage=italian\r\n");
+    EXPECT_EQ(said().rfind("0090: Database non trovato", 0), 0u);
+}
+
 TEST_F(Ctl, AMissingDatabaseOrAnotherFileIsRefused) {
     EXPECT_EQ(ctl({"--db", dir.file("assente.db"), "profiles"}), kRefused);
     EXPECT_EQ(err.str().rfind("0090: Database non trovato", 0), 0u) << err.str();

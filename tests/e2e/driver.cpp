@@ -20,6 +20,7 @@
 #include "platform/text.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
+#include "support/language.h"
 
 namespace ombrix::platform {
 Registry& systemRegistry();
@@ -57,6 +58,7 @@ Installation::Installation() {
     folder_ = std::filesystem::temp_directory_path() / (L"ombrix-e2e-" + std::to_wstring(rd()));
     std::filesystem::create_directories(folder_ / L"DataBase");
     for (const char* file : {"ombrix.exe", "italian.lng"}) test::copyProgram(file, pathToUtf8(folder_ / file));
+    if (const char* language = std::getenv("OMBRIX_E2E_LANGUAGE"); language && *language) useLanguage(language);
     EXPECT_TRUE(core::createDeliveredDatabase(pathToUtf8(database())));
     // Where the program finds its store; nothing is moved elsewhere.
     platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase",
@@ -128,6 +130,16 @@ void Installation::setPassword(const std::string& password) const {
     core::Database db;
     ASSERT_TRUE(db.open(pathToUtf8(database())));
     ASSERT_TRUE(core::UpdateField(db, "Opzioni", "PasswordAdmin", core::Value(*hash), core::kOptionsRow));
+}
+
+void Installation::useLanguage(const std::string& name) const {
+    const std::string file = name + ".lng";
+    test::copyProgram(file, pathToUtf8(folder_ / pathFromUtf8(file)));
+    ASSERT_TRUE(writeWholeFile(pathToUtf8(folder_ / L"LangSetting.ini"), "[Language]\r\nCurrentLanguage=" + name + "\r\n"));
+}
+
+std::wstring Installation::message(MessageId id) const {
+    return win32::toWide(Language(pathToUtf8(folder_), '\\', GetUserDefaultUILanguage()).messageText(id));
 }
 
 HWND formWith(const StartedProgram& program, int id) {

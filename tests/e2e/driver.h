@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "support/messages.h"
 #include "win32/helpers.h"
 
 namespace ombrix::e2e {
@@ -23,7 +24,8 @@ using test::topmost;
 using test::waitFor;
 
 // A copy of the program with its language file and a fresh store, in a
-// temporary folder; the registry points the program at that store.
+// temporary folder; the registry points the program at that store. The
+// language is Italian, or the one OMBRIX_E2E_LANGUAGE names ("english").
 class Installation {
 public:
     Installation();
@@ -43,6 +45,10 @@ public:
     // A value from the log file; "<no log>" until there is one.
     [[nodiscard]] std::string logScalar(const std::string& query) const;
     void setPassword(const std::string& password) const;
+    // Ships `name`.lng beside the program too, and names it in LangSetting.ini.
+    void useLanguage(const std::string& name) const;
+    // A message's text in the language the program uses here.
+    [[nodiscard]] std::wstring message(MessageId id) const;
 
 private:
     // A forced end's journal, given back and gone before and after a test.

@@ -76,20 +76,21 @@ TEST_F(InternalBrowserTest, TheBarOpensTheBrowserWhichRefusesAForbiddenAddressAn
     HWND bar = nullptr;
     ASSERT_TRUE(waitFor([&] { return (bar = formWith(*program, IDC_PCTBROWSER)) != nullptr; }));
     EXPECT_TRUE(topmost(bar));
-    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), L"Browser interno");
+    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), install.message(msg::BarInternalBrowser));
     pause(500ms);
     screenshot("frmBarraApplicazioni");
 
     HWND browser = nullptr;
     ASSERT_TRUE(clickUntil(GetDlgItem(bar, IDC_PCTBROWSER),
                            [&] { return (browser = formWith(*program, IDC_CMBINDIRIZZI)) != nullptr; }));
-    EXPECT_EQ(text(GetDlgItem(browser, IDC_LBLBROWSER)), L"Browser protetto di Ombrix");
+    EXPECT_EQ(text(GetDlgItem(browser, IDC_LBLBROWSER)), install.message(msg::ProtectedBrowserTitle));
     EXPECT_TRUE(waitFor([&] { return topmost(browser); })) << "the task-manager timer keeps it on top";
 
     go(browser, L"www.giochi.example/x");
     HWND box = nullptr;
     ASSERT_TRUE(waitFor([&] { return (box = notice()) != nullptr; })) << "no notice";
-    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLMESSAGGIO)), L"Sito vietato: http://www.giochi.example/x");
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLMESSAGGIO)),
+              install.message(msg::SiteForbiddenInBrowser) + L" http://www.giochi.example/x");
     screenshot("frmBrowser");
 
     go(browser, L"www.scuola.example/compiti");
@@ -110,7 +111,7 @@ TEST_F(InternalBrowserTest, WithoutTheInternalBrowserTheBarOpensTheDefaultBrowse
     program = std::make_unique<StartedProgram>(launch());
     HWND bar = nullptr;
     ASSERT_TRUE(waitFor([&] { return (bar = formWith(*program, IDC_PCTBROWSER)) != nullptr; }, 45s));
-    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), L"Browser predefinito");
+    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), install.message(msg::BarDefaultBrowser));
     // The start may open the home page once by itself; the bar's is the one after.
     pause(2s);
     const std::size_t before = test::logLines(edge + ".record").size();

@@ -109,8 +109,10 @@ public:
     std::string programFolder() override { return folder; }
     std::string programFileName() override { return fileName; }
     bool elevated() override { return isElevated; }
+    std::uint16_t userInterfaceLanguage() override { return displayLanguage; }
     std::string fileName = "ombrix.exe";
     bool isElevated = false;
+    std::uint16_t displayLanguage = 0x0410;
 };
 
 class RecordingDialogs final : public platform::Dialogs {

@@ -66,7 +66,7 @@ w "$first" /S '/PASSWORD=Prova Uno1'
 status=$?
 set -e
 check "installed (exit $status)" test "$status" -eq 0
-for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng uninstall.exe; do check "$f installed" test -f "$instdir/$f"; done
+for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng english.lng uninstall.exe; do check "$f installed" test -f "$instdir/$f"; done
 check "the delivered store in the per-machine folder" test -f "$store"
 check "the password stored hashed" test "$(sql "SELECT substr(PasswordAdmin, 1, 14) FROM Opzioni;")" = 'pbkdf2-sha256$'
 check "the password opens" sh -c "printf 'Prova Uno1' | '$root/scripts/wine-run' '$instdir/ombrixctl.exe' --db 'C:\\Ombrix\\DataBase\\DataBase.db' password check"
@@ -113,7 +113,7 @@ for _ in $(seq 100); do running && break; sleep 0.2; done
 sleep 3
 check "the running program keeps a journal" test -f "$journal"
 uninstall /S
-for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng; do check "$f removed" test ! -e "$instdir/$f"; done
+for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng english.lng; do check "$f removed" test ! -e "$instdir/$f"; done
 check "Apps & features entry removed" test -z "$(reg_value "$uninstall_key" DisplayName)"
 check "shortcut removed" test ! -e "$shortcut"
 check "the store kept" test -f "$store"

@@ -29,7 +29,8 @@ std::vector<std::string> texts(const std::vector<core::ListRow>& rows) {
 class ProfileEditorTest : public ::testing::Test {
 protected:
     ProfileEditorTest() {
-        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + test::numberedTexts());
+        test::writeFile(dir.file("italian.lng"),
+                        "[Strings]\r\n" + test::numberedTexts() + "[frmProfili]\r\ntxtStato.Tag=T-new\r\n");
         dialogs.answer = MessageAnswer::Yes;
         EXPECT_EQ(editor.load(), Outcome::Done);
     }
@@ -168,7 +169,7 @@ TEST_F(ProfileEditorTest, ANewRecordRefusesEveryListUntilSaved) {
     editor.addNew();
     EXPECT_TRUE(editor.isNew());
     EXPECT_EQ(editor.record().name, "T0016");
-    EXPECT_EQ(editor.statusText(), "Nuovo");
+    EXPECT_EQ(editor.statusText(), "T-new") << "the language file's word";
     EXPECT_FALSE(editor.importExportEnabled());
     EXPECT_EQ(editor.siteFrameCaption(), msg::ListCaptionForbiddenOnNew);
     for (const auto& [kind, typed, id] :

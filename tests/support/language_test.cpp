@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "fakes/fixtures.h"
 #include "platform/system.h"
@@ -15,24 +17,66 @@
 namespace ombrix {
 namespace {
 
-// Always italian.lng beside the program: a settings file naming another
-// language changes nothing, and a missing file gives empty texts.
-TEST(Language, ReadsTheItalianFileBesideTheProgram) {
+constexpr std::uint16_t kItalianItaly = 0x0410, kItalianSwitzerland = 0x0810, kEnglishUs = 0x0409, kGerman = 0x0407;
+
+// The file in use: the settings file's name when its file is there, else
+// the display language's (Italian for any Italian, English for the rest),
+// else whichever of the two is there.
+TEST(Language, ChoosesTheFileBySettingThenDisplayLanguage) {
+    const struct {
+        const char* files;    // the .lng files beside the program
+        const char* setting;  // LangSetting.ini's CurrentLanguage, or null for no file
+        std::uint16_t display;
+        const char* chosen;
+    } cases[] = {
+        {"italian english", nullptr, kItalianItaly, "italian"},
+        {"italian english", nullptr, kItalianSwitzerland, "italian"},
+        {"italian english", nullptr, kEnglishUs, "english"},
+        {"italian english", nullptr, kGerman, "english"},
+        {"italian english", "", kItalianItaly, "italian"},
+        {"italian english", "english", kItalianItaly, "english"},
+        {"italian english", "italian", kEnglishUs, "italian"},
+        {"italian english", "german", kItalianItaly, "italian"},  // no german.lng
+        {"italian english german", "german", kItalianItaly, "german"},
+        {"italian english sub/english", "sub/english", kItalianItaly, "italian"},  // a name, never a path
+        {"italian", nullptr, kEnglishUs, "italian"},  // an installation without English
+        {"english", "italian", kItalianItaly, "english"},
+        {"", nullptr, kEnglishUs, "english"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.files) + " / " + (c.setting ? c.setting : "no setting") + " / " +
+                     std::to_string(c.display));
+        test::TempDir dir;
+        std::istringstream names(c.files);
+        for (std::string name; names >> name;) {
+            test::writeFile(dir.file(name + ".lng"), "[Strings]\r\n0106=" + name + "\r\n");
+        }
+        if (c.setting) test::writeFile(dir.file("LangSetting.ini"), std::string("[Language]\r\nCurrentLanguage=") + c.setting + "\r\n");
+        Language lang(pathToUtf8(dir.path()), platform::pathSeparator(), c.display);
+        EXPECT_EQ(lang.currentName(), c.chosen);
+        EXPECT_EQ(lang.messageText(msg::ProcessAlreadyListed), std::string_view(c.files).empty() ? "" : c.chosen);
+    }
+}
+
+// Every lookup reads afresh: a changed setting takes effect at the next
+// message and the next form text.
+TEST(Language, FollowsTheSettingsFileBetweenLookups) {
     test::TempDir dir;
-    Language lang(pathToUtf8(dir.path()), platform::pathSeparator());
+    Language lang(pathToUtf8(dir.path()), platform::pathSeparator(), kItalianItaly);
     EXPECT_EQ(lang.messageText(msg::ProcessAlreadyListed), "");
-    EXPECT_EQ(lang.formValue("frmOmbrix", "frmOmbrix.Caption"), "");
-    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=Processo gi\xE0 presente\r\n");
-    test::writeFile(dir.file("english.lng"), "[Strings]\r\n0106=Process already there\r\n");
-    test::writeFile(dir.file("LangSetting.ini"), "[Language]\r\nCurrentLanguage=english\r\n");
+    test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0106=Processo gi\xE0 presente\r\n[frmOmbrix]\r\ncmdEsci.Caption=Esci\r\n");
+    test::writeFile(dir.file("english.lng"), "[Strings]\r\n0106=Already listed\r\n[frmOmbrix]\r\ncmdEsci.Caption=Exit\r\n");
     EXPECT_EQ(lang.messageText(msg::ProcessAlreadyListed), "Processo già presente");
+    EXPECT_EQ(lang.formValue("frmOmbrix", "cmdEsci.Caption"), "Esci");
+    test::writeFile(dir.file("LangSetting.ini"), "[Language]\r\nCurrentLanguage=english\r\n");
+    EXPECT_EQ(lang.formValue("frmOmbrix", "cmdEsci.Caption"), "Exit");
+    EXPECT_EQ(lang.messageText(msg::ProcessAlreadyListed), "Already listed");
     EXPECT_EQ(lang.messageText(MessageId{"0999"}), "");
-    EXPECT_EQ(lang.currentName(), "italian");
 }
 
 TEST(Language, OneSeparatorBetweenFolderAndFile) {
     EXPECT_EQ(Language("C:\\", '\\').languageFilePath(), "C:\\italian.lng");
-    EXPECT_EQ(Language("C:\\Programmi\\Ombrix", '\\').languageFilePath(), "C:\\Programmi\\Ombrix\\italian.lng");
+    EXPECT_EQ(Language("C:\\Programmi\\Ombrix", '\\', kEnglishUs).languageFilePath(), "C:\\Programmi\\Ombrix\\english.lng");
     EXPECT_EQ(Language("/opt/ombrix/", '/').languageFilePath(), "/opt/ombrix/italian.lng");
 }
 
@@ -42,12 +86,7 @@ TEST(Language, OneSeparatorBetweenFolderAndFile) {
 // own encoding and line ends.
 TEST(DeliveredLanguageFile, HoldsEveryMessageTheCodeNamesAndNoNumberIsQuotedElsewhere) {
     const std::string root = OMBRIX_SOURCE_DIR;
-    const auto bytes = readWholeFile(root + "/data/italian.lng");
-    ASSERT_TRUE(bytes) << "data/italian.lng is missing";
-    EXPECT_NE(bytes->find("\r\n"), std::string::npos);
-    EXPECT_EQ(replaceAll(*bytes, "\r\n", "").find('\n'), std::string::npos) << "a bare LF";
-
-    Language lang(root + "/data", '/');
+    Language lang(root + "/data", '/', kItalianItaly);
     // A four-digit string literal: a message when it starts with 0 or the
     // file has it ("1803", a registry value, is neither).
     const std::regex quoted(R"re("([0-9]{4})")re");
@@ -72,6 +111,78 @@ TEST(DeliveredLanguageFile, HoldsEveryMessageTheCodeNamesAndNoNumberIsQuotedElse
         }
     }
     EXPECT_GT(declared.size(), 100u);
+}
+
+// A language file as its keys and values, section by section ("Strings/0106",
+// "frmOmbrix/cmdEsci.Caption"); a key twice in a section is a failure, since
+// the reader would never see the second.
+std::map<std::string, std::string> languageFileEntries(const std::string& name) {
+    const auto bytes = readWholeFile(std::string(OMBRIX_SOURCE_DIR) + "/data/" + name);
+    if (!bytes) {
+        ADD_FAILURE() << name << " is missing";
+        return {};
+    }
+    EXPECT_NE(bytes->find("\r\n"), std::string::npos) << name;
+    EXPECT_EQ(replaceAll(*bytes, "\r\n", "").find('\n'), std::string::npos) << name << ": a bare LF";
+    std::map<std::string, std::string> entries;
+    std::string section;
+    std::istringstream lines(cp1252ToUtf8(*bytes));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line.front() == ';') continue;
+        if (line.front() == '[') {
+            section = line.substr(1, line.find(']') - 1);
+            continue;
+        }
+        const std::size_t eq = line.find('=');
+        EXPECT_NE(eq, std::string::npos) << name << ": " << line;
+        if (eq == std::string::npos) continue;
+        std::string value = line.substr(eq + 1);
+        if (value.size() > 1 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
+        if (!entries.emplace(section + "/" + line.substr(0, eq), value).second) {
+            ADD_FAILURE() << name << " holds " << section << "/" << line.substr(0, eq) << " twice";
+        }
+    }
+    return entries;
+}
+
+// What a text carries that the program fills in or joins: %-style
+// placeholders, written line breaks, an access key, and blanks at either
+// end (a text followed or preceded by a name).
+std::multiset<std::string> carried(const std::string& text) {
+    static const std::regex marks(R"re(%[0-9]+|%[-+ #0]*[0-9]*(\.[0-9]+)?[a-zA-Z%]|\\[nrt]|&&|&)re");
+    std::multiset<std::string> found;
+    for (std::sregex_iterator it(text.begin(), text.end(), marks), end; it != end; ++it) found.insert(it->str());
+    if (!text.empty() && text.front() == ' ') found.insert("a blank at the start");
+    if (!text.empty() && text.back() == ' ') found.insert("a blank at the end");
+    return found;
+}
+
+std::string listed(const std::multiset<std::string>& marks) {
+    std::string out;
+    for (const std::string& m : marks) out += "[" + m + "]";
+    return out;
+}
+
+// The shipped languages answer every lookup the other answers, and carry
+// the same placeholders in each text.
+TEST(DeliveredLanguageFiles, EnglishAndItalianHoldTheSameKeysAndPlaceholders) {
+    const auto italian = languageFileEntries("italian.lng");
+    const auto english = languageFileEntries("english.lng");
+    ASSERT_FALSE(italian.empty());
+    for (const auto& [key, text] : italian) {
+        const auto other = english.find(key);
+        if (other == english.end()) {
+            ADD_FAILURE() << "english.lng lacks " << key;
+            continue;
+        }
+        EXPECT_EQ(text.empty(), other->second.empty()) << key;
+        EXPECT_EQ(listed(carried(text)), listed(carried(other->second))) << key << ": \"" << text << "\" / \""
+                                                                        << other->second << "\"";
+    }
+    for (const auto& [key, text] : english) {
+        if (!italian.contains(key)) ADD_FAILURE() << "italian.lng lacks " << key;
+    }
 }
 #endif
 

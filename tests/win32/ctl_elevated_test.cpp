@@ -8,6 +8,9 @@
 
 #include "fakes/fixtures.h"
 #include "helpers.h"
+#include "platform/system.h"
+#include "support/language.h"
+#include "support/messages.h"
 
 namespace ombrix::win32 {
 namespace {
@@ -106,7 +109,10 @@ TEST_F(CtlElevated, AWriteThatCannotStartSaysWhyAndChangesNothing) {
     const Ran ran = ctl("--db " + test::quoted(store) + " profile add Scuola");
     EXPECT_EQ(ran.status, 1u);
     EXPECT_EQ(ran.err.rfind("0341: ", 0), 0u) << ran.err;
-    EXPECT_GT(ran.err.size(), std::string("0341: Impossibile eseguire il comando con i diritti di amministratore: ").size());
+    // The text, in the language ombrixctl.exe speaks here, and the system's reason after it.
+    platform::System& system = platform::realSystem();
+    const Language language(system.programFolder(), '\\', system.userInterfaceLanguage());
+    EXPECT_GT(ran.err.size(), ("0341: " + language.messageText(msg::ElevatedRunFailed) + " ").size()) << ran.err;
     EXPECT_EQ(readWholeFile(store), before);
 }
 

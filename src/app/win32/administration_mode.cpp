@@ -112,7 +112,7 @@ std::optional<int> runAdministrationModeIfAsked() {
     Machine& machine = win32::machine();
     const std::optional<app::AdministrationRequest> request = app::administrationRequest(arguments, machine.system());
     if (!request) return std::nullopt;
-    Language language(machine.system().programFolder(), '\\');
+    Language language(machine.system().programFolder(), '\\', machine.system().userInterfaceLanguage());
     if (!request->form) {
         std::string asked;
         for (const std::string& argument : arguments) asked += (asked.empty() ? "" : " ") + argument;

@@ -13,7 +13,7 @@ namespace ombrix::win32 {
 
 Program::Program()
     : machine_(machine()),
-      language_(machine_.system().programFolder(), '\\'),
+      language_(machine_.system().programFolder(), '\\', machine_.system().userInterfaceLanguage()),
       env_{machine_.registry(), machine_.fileSystem(), machine_.system(), machine_.dialogs(), language_},
       form_(language_, *this),
       controller_({env_, form_, form_, machine_.processes(), machine_.pump(), instance_}, store_),

@@ -1,3 +1,4 @@
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -30,6 +31,18 @@ public:
         return ec ? std::string() : pathToUtf8(exe.filename());
     }
     bool elevated() override { return geteuid() == 0; }
+    std::uint16_t userInterfaceLanguage() override {
+        // The first of these that is set names the messages' language, as
+        // every program of the system reads them.
+        for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+            const std::string locale = environment(name);
+            if (locale.empty()) continue;
+            return locale.rfind("it", 0) == 0 && (locale.size() == 2 || !std::isalpha(static_cast<unsigned char>(locale[2])))
+                       ? 0x0410
+                       : 0x0409;
+        }
+        return 0x0409;
+    }
 };
 
 }  // namespace

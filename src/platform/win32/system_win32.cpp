@@ -54,6 +54,7 @@ public:
         return GetTokenInformation(token.get(), TokenElevation, &elevation, sizeof elevation, &size) &&
                elevation.TokenIsElevated != 0;
     }
+    std::uint16_t userInterfaceLanguage() override { return GetUserDefaultUILanguage(); }
 
 private:
     static std::wstring modulePath() {
