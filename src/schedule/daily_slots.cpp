@@ -45,6 +45,16 @@ bool DailySlots::load(core::Database& db) {
     return true;
 }
 
+void DailySlots::applyPolicy(const core::policy::MachinePolicy& policy) {
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+        const core::policy::Slot& set = policy.slots[i];
+        slots_[i].from = set.from.value_or(slots_[i].from);
+        slots_[i].to = set.to.value_or(slots_[i].to);
+        if (set.profile) slots_[i].profile = static_cast<std::int32_t>(*set.profile);
+    }
+    if (policy.fallbackProfile) fallback_ = static_cast<std::int32_t>(*policy.fallbackProfile);
+}
+
 long long DailySlots::profileAt(int secondsOfDay) const {
     long long chosen = 0;
     for (const Slot& f : slots_) {
@@ -55,7 +65,10 @@ long long DailySlots::profileAt(int secondsOfDay) const {
 }
 
 bool StoredSchedule::load() {
-    if (slots_.load(db_)) return true;
+    if (slots_.load(db_)) {
+        if (policy_) slots_.applyPolicy(*policy_);
+        return true;
+    }
     platform::recordFailure("the time slots (Fasce) were not read", db_.lastError());
     return false;
 }
