@@ -28,6 +28,7 @@
 #include "platform/process_view.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
+#include "platform/win32/registry_watch.h"
 #include "platform/win32/window_appearances.h"
 #include "schedule/daily_slots.h"
 #include "support/language.h"
@@ -112,6 +113,8 @@ private:
     InternalBrowser internalBrowser_;
     // From the start-up on, once this copy is known to be the only one.
     std::optional<WindowAppearances> appearances_;
+    // From the start-up on: the machine's policies, applied as they change.
+    std::optional<RegistryWatch> policyWatch_;
 };
 
 }  // namespace ombrix::win32
