@@ -28,6 +28,17 @@ void showManaged(HWND dialog, Language& language) {
     setWindowText(text, language.messageText(msg::PasswordManaged));
     ShowWindow(text, SW_SHOW);
     SendMessageW(dialog, DM_SETDEFID, IDC_CMDANNULLA, 0);
+    // The text needs two lines of the fields' four: the rest of the form moves up.
+    RECT gap{0, 0, 0, 30};
+    MapDialogRect(dialog, &gap);
+    RECT button{}, frame{};
+    HWND cancel = GetDlgItem(dialog, IDC_CMDANNULLA);
+    GetWindowRect(cancel, &button);
+    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&button), 2);
+    SetWindowPos(cancel, nullptr, button.left, button.top - gap.bottom, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+    GetWindowRect(dialog, &frame);
+    SetWindowPos(dialog, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top - gap.bottom,
+                 SWP_NOMOVE | SWP_NOZORDER);
 }
 
 INT_PTR CALLBACK proc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
