@@ -32,12 +32,6 @@ protected:
     platform::FileRegistry registry;
 };
 
-TEST_F(MachinePolicyTest, NothingSetLeavesEverySettingToTheStore) {
-    const MachinePolicy p = readMachinePolicy(registry, db);
-    EXPECT_EQ(p, MachinePolicy{});
-    EXPECT_FALSE(passwordManaged(registry));
-}
-
 TEST_F(MachinePolicyTest, EachValueIsUsedOrRefusedOnItsOwn) {
     const std::string hash = hashPassword("Preside").value();
     set(kAdminPasswordHash, hash);
@@ -60,20 +54,14 @@ TEST_F(MachinePolicyTest, EachValueIsUsedOrRefusedOnItsOwn) {
     EXPECT_EQ(p.passwordHash, hash);
     EXPECT_EQ(p.profileInUse, 3) << "names compare as the store compares them";
     EXPECT_EQ(p.timeSlots, true);
-    EXPECT_EQ(p.slots[0].from, 8 * 3600);
-    EXPECT_EQ(p.slots[0].to, 12 * 3600 + 30 * 60 + 15);
-    EXPECT_EQ(p.slots[0].profile, 2);
-    EXPECT_EQ(p.slots[1].from, 0) << "empty: the slot is not used";
-    EXPECT_EQ(p.slots[1].to, std::nullopt) << "missing: the store's";
-    EXPECT_EQ(p.slots[1].profile, 0);
-    EXPECT_EQ(p.slots[2].from, std::nullopt) << "malformed: the store's";
-    EXPECT_EQ(p.slots[2].to, std::nullopt);
-    EXPECT_EQ(p.slots[2].profile, kUnusableProfile) << "an unusable profile blocks";
+    // Empty: not used; missing or malformed: the store's; an unusable profile blocks.
+    const std::array<Slot, 3> slots{{{8 * 3600, 12 * 3600 + 30 * 60 + 15, 2},
+                                     {0, std::nullopt, 0},
+                                     {std::nullopt, std::nullopt, kUnusableProfile}}};
+    EXPECT_EQ(p.slots, slots);
     EXPECT_EQ(p.fallbackProfile, kUnusableProfile);
     EXPECT_EQ(p.autostart, false);
     EXPECT_EQ(p.onScreenKeyboard, std::nullopt);
-    EXPECT_EQ(p.visitedSitesLog, std::nullopt);
-
     std::vector<std::string_view> refused;
     for (const Refusal& r : p.refusals) refused.push_back(r.value);
     EXPECT_EQ(refused, (std::vector<std::string_view>{kSlot3From, kSlot3To, kSlot3Profile, kFallbackProfile,
@@ -81,28 +69,19 @@ TEST_F(MachinePolicyTest, EachValueIsUsedOrRefusedOnItsOwn) {
 }
 
 TEST_F(MachinePolicyTest, AnUnusableProfileInUseOrHashIsMarked) {
-    struct Case {
-        const char* hash;
-        bool usable;
-    };
-    const std::string good = hashPassword("Preside").value();
-    const Case cases[] = {{"Preside", false},
-                          {"pbkdf2-sha256$10$00$zz", false},
-                          {good.c_str(), true},
-                          {"", false}};
+    EXPECT_EQ(readMachinePolicy(registry, db), MachinePolicy{}) << "nothing set: the store's everywhere";
     set(kProfileInUse, "Sconosciuto");
-    for (const Case& c : cases) {
-        set(kAdminPasswordHash, c.hash);
+    const std::string good = hashPassword("Preside").value();
+    for (const std::string& hash : {std::string("Preside"), std::string("pbkdf2-sha256$10$00$zz"), good}) {
+        set(kAdminPasswordHash, hash);
         const MachinePolicy p = readMachinePolicy(registry, db);
-        EXPECT_TRUE(p.passwordManaged) << c.hash;
-        EXPECT_EQ(p.passwordHash.has_value(), c.usable) << c.hash;
-        EXPECT_EQ(passwordHashInForce(registry).has_value(), c.usable) << c.hash;
-        EXPECT_EQ(p.profileInUse, std::nullopt);
-        EXPECT_TRUE(p.profileInUseUnusable);
+        EXPECT_TRUE(p.passwordManaged && passwordManaged(registry)) << hash;
+        EXPECT_EQ(p.passwordHash.has_value(), hash == good) << hash;
+        EXPECT_EQ(passwordHashInForce(registry).has_value(), hash == good) << hash;
+        EXPECT_TRUE(p.profileInUseUnusable && !p.profileInUse);
     }
-    // A hash made with less work than the program's is refused too.
     setPasswordWorkForTests(kPasswordIterations);
-    EXPECT_FALSE(readMachinePolicy(registry, db).passwordHash.has_value());
+    EXPECT_FALSE(readMachinePolicy(registry, db).passwordHash) << "made with less work than the program's";
 }
 
 }  // namespace
