@@ -6,13 +6,14 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 
 # `wine` brings the wine and wineserver commands; wine64 alone has neither.
-# libxml2-utils brings xmllint, which checks the administrative templates.
+# libxml2-utils brings xmllint, and libxml2-dev the parser the native test
+# of the administrative templates reads them with.
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates
   libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
   wine wine64 xvfb xdotool imagemagick x11-utils sqlite3 nsis procps libidn2-dev
-  clang-16 libclang-rt-16-dev libxml2-utils
+  clang-16 libclang-rt-16-dev libxml2-utils libxml2-dev
 )
 # npm fetches the SQLite amalgamation; a machine may have its own Node.js
 # already, which Debian's npm package would conflict with.

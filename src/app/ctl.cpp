@@ -216,7 +216,8 @@ namespace {
 std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
     for (const auto* group : {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(),
-                              &scheduleCommands(), &optionCommands(), &restoreCommands(), &exchangeCommands()}) {
+                              &scheduleCommands(), &optionCommands(), &policyCommands(), &restoreCommands(),
+                              &exchangeCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

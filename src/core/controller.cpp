@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/browser_switches.h"
+#include "core/machine_policy.h"
 #include "core/password.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
@@ -41,8 +42,13 @@ std::string storeError(const Database& db) {
 
 bool storeAdministratorPassword(StoreEnvironment& env, Store& store, const std::string& password,
                                 const std::string& confirmation) {
-    const MessageId problem = newPasswordProblem(password, confirmation);
     Language& lang = env.language;
+    if (policy::passwordManaged(env.registry)) {
+        env.dialogs.messageBox({msg::PasswordManaged, lang.messageText(msg::PasswordManaged), std::string(kProgramTitle),
+                                platform::MessageIcon::Exclamation, platform::MessageButtons::Ok});
+        return false;
+    }
+    const MessageId problem = newPasswordProblem(password, confirmation);
     if (problem) {
         const std::string title =
             problem == msg::PasswordBlank ? lang.messageText(msg::PasswordInvalidTitle) : std::string(kProgramTitle);
@@ -115,6 +121,19 @@ bool Controller::autostartEntryPresent() {
     return user && equalsNoCase(*user, path);
 }
 
+void Controller::enforceAutostartPolicy() {
+    if (!policy_.autostart) return;
+    const std::string path = programPath();
+    if (*policy_.autostart) {
+        if (!autostartEntryPresent()) SaveSettingReg(m_.env.registry, "", kRunKey, kProgramTitle, path);
+    } else {
+        // The user's own entry too: either starts the program.
+        m_.env.registry.deleteValue(platform::RegRoot::LocalMachine, kRunKey, kProgramTitle);
+        m_.env.registry.deleteValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
+    }
+    if (administrator_) m_.view.setAutostartChecked(autostartEntryPresent());
+}
+
 void Controller::refreshAutostart() {
     // An entry left by an earlier install points at the old place: rewrite it.
     const std::string path = programPath();
@@ -145,10 +164,18 @@ void Controller::applyProfile() {
     if (lists_) lists_->setProfile(profileInUse_, switches_);
 }
 
+bool Controller::sitesBlockedByPolicy() const {
+    // While the slots choose, the profile the policy names is not the one in use.
+    return policy_.profileInUseUnusable && !timeSlotScheduleInForce();
+}
+
 void Controller::loadLists() {
     if (!lists_) return;
+    sitesBlocked_ = sitesBlockedByPolicy();
     // A lost store blocks every page: no profile has the unknown one's sites.
-    lists_->loadSites(storeLost_ ? kUnknownProfile : profileInUse_);
+    // So does a profile the policy names and the store lacks, while the
+    // store's profile keeps its programs and windows forbidden.
+    lists_->loadSites(storeLost_ || sitesBlocked_ ? kUnknownProfile : profileInUse_);
     lists_->loadForbiddenProcesses();
     lists_->loadForbiddenWindows();
 }
@@ -193,16 +220,16 @@ Controller::StartResult Controller::startUp() {
         reportUpgrade(upgrade);
     }
     killTaskManager();
+    readPolicy();
+    enforceAutostartPolicy();
     // A store without a password: the administrator chooses one first thing
     // once the lists are in force.
     if (store_.connection.isOpen() && firstStart()) askForPassword();
     killTaskManager();
-    Database& db = store_.connection;
-    const auto option = [&](const char* column) { return ReadField(db, "Opzioni", column, kOptionsRow); };
-    m_.view.setVirtualKeyboardChecked(valueOrDefault(option("TastieraVirtuale"), Value::boolean(false)).toBool());
+    m_.view.setVirtualKeyboardChecked(option(policy_.onScreenKeyboard, "TastieraVirtuale"));
     killTaskManager();
-    profileInUse_ = valueOrDefault(option("IDProfiloInUso"), Value(0)).toInteger();
-    timeSlotSwitch_ = valueOrDefault(option("FasceOrarie"), Value::boolean(false)).toBool();
+    profileInUse_ = chosenProfile();
+    timeSlotSwitch_ = option(policy_.timeSlots, "FasceOrarie");
     showTimeSlotSwitch();
     if (timeSlotSwitch_) loadSchedule();
     killTaskManager();
@@ -221,7 +248,7 @@ Controller::StartResult Controller::startUp() {
     }
     killTaskManager();
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
-    logSwitch_ = valueOrDefault(option("LogSiti"), Value::boolean(false)).toBool();
+    logSwitch_ = option(policy_.visitedSitesLog, "LogSiti");
     m_.timers.setEnabled(TimerId::SiteLog, logSwitch_);
     finishStartUp();
     // What read whole is what a lost store falls back on.
@@ -310,6 +337,11 @@ long long Controller::profileIdByName(const std::string& name) {
 
 void Controller::onProfileChosen(const std::string& name) {
     ensureStore();
+    if (policy_.profileInUse || policy_.profileInUseUnusable) {
+        // The policy's profile stays: the combo shows it again.
+        fillProfileCombo();
+        return;
+    }
     putInUse(profileIdByName(name));
     // Only the combo opens the home page: a time slot's change must not
     // start browsers in the middle of a lesson.
@@ -334,10 +366,56 @@ void Controller::putInUse(long long id) {
     profileInUse_ = id;
     applyProfile();
     loadLists();
-    // A lost store's copy is only read.
-    if (!storeLost_ && !UpdateField(store_.connection, "Opzioni", "IDProfiloInUso",
+    // A lost store's copy is only read; the policy's profile is not the PC's own choice.
+    if (!storeLost_ && !policy_.profileInUse && !UpdateField(store_.connection, "Opzioni", "IDProfiloInUso",
                                     Value(static_cast<std::int64_t>(profileInUse_)), kOptionsRow)) {
         traceUnsaved(store_.connection, "IDProfiloInUso");
+    }
+}
+
+void Controller::readPolicy() { policy_ = policy::readMachinePolicy(m_.env.registry, store_.connection); }
+
+bool Controller::option(const std::optional<bool>& policy, const char* column) {
+    if (policy) return *policy;
+    return valueOrDefault(ReadField(store_.connection, "Opzioni", column, kOptionsRow), Value::boolean(false)).toBool();
+}
+
+long long Controller::chosenProfile() {
+    if (policy_.profileInUse) return *policy_.profileInUse;
+    return valueOrDefault(ReadField(store_.connection, "Opzioni", "IDProfiloInUso", kOptionsRow), Value(0)).toInteger();
+}
+
+void Controller::showVirtualKeyboard(bool on) {
+    m_.view.setVirtualKeyboardChecked(on);
+    if (keyboard_ == nullptr) return;
+    if (on) {
+        keyboard_->show();
+    } else {
+        keyboard_->hide();
+    }
+}
+
+void Controller::policyChanged() {
+    // A lost store's restrictions stay until the store is back.
+    if (shuttingDown_ || storeLost_) return;
+    ensureStore();
+    const policy::MachinePolicy before = policy_;
+    readPolicy();
+    if (policy_ == before) return;
+    enforceAutostartPolicy();
+    if (policy_.onScreenKeyboard != before.onScreenKeyboard) {
+        showVirtualKeyboard(option(policy_.onScreenKeyboard, "TastieraVirtuale"));
+    }
+    logSwitch_ = option(policy_.visitedSitesLog, "LogSiti");
+    m_.timers.setEnabled(TimerId::SiteLog, logSwitch_);
+    timeSlotSwitch_ = option(policy_.timeSlots, "FasceOrarie");
+    showTimeSlotSwitch();
+    scheduleLoaded_ = false;
+    if (timeSlotSwitch_) loadSchedule();
+    const long long wanted = timeSlotScheduleInForce() ? schedule_->profileForNow() : chosenProfile();
+    if (wanted != profileInUse_ || sitesBlockedByPolicy() != sitesBlocked_) {
+        putInUse(wanted);
+        fillProfileCombo();
     }
 }
 
@@ -348,9 +426,7 @@ void Controller::loadSchedule() {
 
 void Controller::afterTimeSlotEditor() {
     ensureStore();
-    timeSlotSwitch_ =
-        valueOrDefault(ReadField(store_.connection, "Opzioni", "FasceOrarie", kOptionsRow), Value::boolean(false))
-            .toBool();
+    timeSlotSwitch_ = option(policy_.timeSlots, "FasceOrarie");
     showTimeSlotSwitch();
     loadSchedule();
 }
@@ -370,6 +446,7 @@ void Controller::tickTimeSlots() {
 }
 
 bool Controller::passwordIsSet() {
+    if (policy_.passwordHash) return true;
     return !valueOrDefault(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText().empty();
 }
 
@@ -453,8 +530,11 @@ void Controller::storeChanged() {
 
 bool Controller::login(const std::string& typed) {
     if (storeLost_ ? !storeBack() : !ensureStore()) return false;
+    // The policy's password, while it sets a usable one, is the only one that opens.
     const std::string stored =
-        valueOrDefault(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
+        policy_.passwordHash
+            ? *policy_.passwordHash
+            : valueOrDefault(ReadField(store_.connection, "Opzioni", "PasswordAdmin", kOptionsRow)).toText();
     if (stored.empty()) {
         // Nobody has chosen a password yet: that comes first.
         if (firstStart()) askForPassword();
@@ -469,7 +549,7 @@ bool Controller::login(const std::string& typed) {
     // Only now is the password known: a value an older version kept as typed,
     // or hashed with less work than today's, is replaced. When that fails the
     // old value still opens, and the next login tries again.
-    if (passwordNeedsRehash(stored)) {
+    if (!policy_.passwordHash && passwordNeedsRehash(stored)) {
         const std::optional<std::string> fresh = hashPassword(typed);
         if (!fresh || !UpdateField(store_.connection, "Opzioni", "PasswordAdmin", Value(*fresh), kOptionsRow)) {
             traceUnsaved(store_.connection, "PasswordAdmin");
@@ -500,6 +580,10 @@ void Controller::writeUserAutostart(bool on, const std::string& path) {
 
 void Controller::onAutostartClicked(bool ticked) {
     if (!administrator_) return;
+    if (policy_.autostart) {
+        m_.view.setAutostartChecked(autostartEntryPresent());
+        return;
+    }
     const std::string path = programPath();
     if (ticked && !m_.env.files.fileExists(path)) {
         m_.view.setAutostartChecked(autostartEntryPresent());
@@ -522,6 +606,10 @@ void Controller::onAutostartClicked(bool ticked) {
 
 void Controller::onVirtualKeyboardClicked(bool ticked) {
     if (!administrator_) return;
+    if (policy_.onScreenKeyboard) {
+        showVirtualKeyboard(*policy_.onScreenKeyboard);
+        return;
+    }
     ensureStore();
     bool saved = false;
     if (changesNeedConsent()) {
@@ -532,15 +620,8 @@ void Controller::onVirtualKeyboardClicked(bool ticked) {
     }
     // The box, and the keyboard with it, follow what the store holds now.
     const Value stored = ReadField(store_.connection, "Opzioni", "TastieraVirtuale", kOptionsRow);
-    const bool on = stored.isEmpty() ? (saved ? ticked : !ticked)
-                                     : valueOrDefault(stored, Value::boolean(false)).toBool();
-    m_.view.setVirtualKeyboardChecked(on);
-    if (keyboard_ == nullptr) return;
-    if (on) {
-        keyboard_->show();
-    } else {
-        keyboard_->hide();
-    }
+    showVirtualKeyboard(stored.isEmpty() ? (saved ? ticked : !ticked)
+                                         : valueOrDefault(stored, Value::boolean(false)).toBool());
 }
 
 void Controller::onTaskManagerClicked() {
@@ -553,7 +634,7 @@ void Controller::onTaskManagerClicked() {
 }
 
 void Controller::setLogSwitch(bool on) {
-    logSwitch_ = on;
+    logSwitch_ = policy_.visitedSitesLog.value_or(on);
     m_.timers.setEnabled(TimerId::SiteLog, on);
 }
 
@@ -573,8 +654,8 @@ void Controller::afterProfileEditor() {
     fillProfileCombo();
     applyProfile();
     loadLists();
-    if (!UpdateField(store_.connection, "Opzioni", "IDProfiloInUso", Value(static_cast<std::int64_t>(profileInUse_)),
-                     kOptionsRow)) {
+    if (!policy_.profileInUse && !UpdateField(store_.connection, "Opzioni", "IDProfiloInUso",
+                                              Value(static_cast<std::int64_t>(profileInUse_)), kOptionsRow)) {
         traceUnsaved(store_.connection, "IDProfiloInUso");
     }
 }

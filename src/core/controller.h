@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/machine_policy.h"
 #include "core/main_view.h"
 #include "core/on_screen_keyboard.h"
 #include "core/profile_switches.h"
@@ -184,6 +185,11 @@ public:
     // from the splash form's timer).
     void killTaskManager();
 
+    // The policy key changed: it is read again, and what it now sets (or
+    // no longer sets) is put in force without a restart.
+    void policyChanged();
+    [[nodiscard]] const policy::MachinePolicy& machinePolicy() const { return policy_; }
+
     // State of the data model, for the forms and tests.
     [[nodiscard]] long long profileInUse() const { return profileInUse_; }
     [[nodiscard]] const ProfileSwitches& switches() const { return switches_; }
@@ -204,6 +210,16 @@ private:
     // becomes `id`, applied, its lists loaded, stored in Opzioni.
     void putInUse(long long id);
     void loadSchedule();
+    void readPolicy();
+    // The policy's switch, else the store's option (off when it cannot be read).
+    [[nodiscard]] bool option(const std::optional<bool>& policy, const char* column);
+    // The profile the policy or the store names, and whether every page is blocked
+    // instead (the policy named a profile the store lacks).
+    [[nodiscard]] long long chosenProfile();
+    [[nodiscard]] bool sitesBlockedByPolicy() const;
+    // The Run entries follow the policy's switch, when it sets one.
+    void enforceAutostartPolicy();
+    void showVirtualKeyboard(bool on);
     // cmdPeriodi follows the switch.
     void showTimeSlotSwitch();
     void fillProfileCombo();
@@ -243,7 +259,9 @@ private:
     platform::FolderAccess* folderAccess_ = nullptr;
     ElevatedControl* elevatedControl_ = nullptr;
 
+    policy::MachinePolicy policy_;
     long long profileInUse_ = 0;
+    bool sitesBlocked_ = false;  // the lists in force block every page for the policy
     ProfileSwitches switches_;
     bool homePagePending_ = false;
     bool logSwitch_ = false;

@@ -3,34 +3,11 @@
 #include <cstdio>
 #include <string_view>
 
+#include "core/clock_time.h"
 #include "platform/failures.h"
 #include "platform/text.h"
 
 namespace ombrix::schedule {
-namespace {
-
-// Two digits at `at`, or -1.
-int twoDigits(std::string_view s, std::size_t at) {
-    if (at + 2 > s.size()) return -1;
-    const char a = s[at], b = s[at + 1];
-    if (a < '0' || a > '9' || b < '0' || b > '9') return -1;
-    return (a - '0') * 10 + (b - '0');
-}
-
-std::optional<int> parseClock(std::string_view t) {
-    if (t.size() != 5 && t.size() != 8) return std::nullopt;
-    const int h = twoDigits(t, 0), m = twoDigits(t, 3);
-    int s = 0;
-    if (t[2] != ':') return std::nullopt;
-    if (t.size() == 8) {
-        if (t[5] != ':') return std::nullopt;
-        s = twoDigits(t, 6);
-    }
-    if (h < 0 || h > 23 || m < 0 || m > 59 || s < 0 || s > 59) return std::nullopt;
-    return h * 3600 + m * 60 + s;
-}
-
-}  // namespace
 
 std::optional<int> storedTimeOfDay(const core::Value& value) {
     if (value.isNull() || value.isEmpty()) return 0;
@@ -40,7 +17,7 @@ std::optional<int> storedTimeOfDay(const core::Value& value) {
     if (t.empty()) return 0;
     // A date in front ("YYYY-MM-DD HH:MM:SS") counts for nothing.
     if (t.size() > 10 && t[4] == '-' && t[7] == '-' && (t[10] == ' ' || t[10] == 'T')) t = t.substr(11);
-    return parseClock(t);
+    return core::clockTimeOfDay(t);
 }
 
 std::string storedTimeText(int secondsOfDay) {
@@ -68,6 +45,16 @@ bool DailySlots::load(core::Database& db) {
     return true;
 }
 
+void DailySlots::applyPolicy(const core::policy::MachinePolicy& policy) {
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+        const core::policy::Slot& set = policy.slots[i];
+        slots_[i].from = set.from.value_or(slots_[i].from);
+        slots_[i].to = set.to.value_or(slots_[i].to);
+        if (set.profile) slots_[i].profile = static_cast<std::int32_t>(*set.profile);
+    }
+    if (policy.fallbackProfile) fallback_ = static_cast<std::int32_t>(*policy.fallbackProfile);
+}
+
 long long DailySlots::profileAt(int secondsOfDay) const {
     long long chosen = 0;
     for (const Slot& f : slots_) {
@@ -78,7 +65,10 @@ long long DailySlots::profileAt(int secondsOfDay) const {
 }
 
 bool StoredSchedule::load() {
-    if (slots_.load(db_)) return true;
+    if (slots_.load(db_)) {
+        if (policy_) slots_.applyPolicy(*policy_);
+        return true;
+    }
     platform::recordFailure("the time slots (Fasce) were not read", db_.lastError());
     return false;
 }

@@ -10,6 +10,7 @@
 
 #include "core/controller.h"
 #include "core/database.h"
+#include "core/machine_policy.h"
 #include "core/value.h"
 #include "platform/clock.h"
 
@@ -36,6 +37,9 @@ public:
     // are (true); a row with a value that is no time, or a failed read,
     // keeps them too and answers false.
     [[nodiscard]] bool load(core::Database& db);
+
+    // What the machine's policy sets replaces the value read, one by one.
+    void applyPolicy(const core::policy::MachinePolicy& policy);
 
     // The profile for `secondsOfDay`: slots 1 to 3 all tried, the highest
     // matching one wins; the fallback when none matches.
@@ -70,10 +74,12 @@ private:
 };
 
 // The schedule as the controller holds it: a DailySlots over the shared
-// connection, asked with the clock's time of day.
+// connection and the machine's policy, asked with the clock's time of day.
 class StoredSchedule final : public core::TimeSlotSchedule {
 public:
     StoredSchedule(core::Database& db, platform::Clock& clock) : db_(db), clock_(clock) {}
+    // The policy whose slots win over the store's, kept up to date by its owner.
+    void setPolicy(const core::policy::MachinePolicy* policy) { policy_ = policy; }
     [[nodiscard]] bool load() override;
     [[nodiscard]] long long profileForNow() override;
     [[nodiscard]] const DailySlots& dailySlots() const { return slots_; }
@@ -81,6 +87,7 @@ public:
 private:
     core::Database& db_;
     platform::Clock& clock_;
+    const core::policy::MachinePolicy* policy_ = nullptr;
     DailySlots slots_;
 };
 

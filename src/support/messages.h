@@ -144,6 +144,8 @@ inline constexpr MessageId PasswordTooLong{"0311"};
 inline constexpr MessageId PasswordControlCharacter{"0312"};
 inline constexpr MessageId PasswordNotUtf8{"0361"};
 inline constexpr MessageId PasswordMissingFromStore{"0316"};
+// The policy key sets the password: it cannot be changed on the PC.
+inline constexpr MessageId PasswordManaged{"0365"};
 
 // ---- Administration from an elevated copy
 

@@ -11,6 +11,7 @@
 #include "app/win32/forms/options_form.h"
 #include "browser/win32/browser_options_form.h"
 #include "core/controller.h"
+#include "core/machine_policy.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "core/store_copy.h"
@@ -95,7 +96,7 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
         case app::AdminForm::Options: {
             const bool saved = showOptionsForm(owner.get(), language, [&](const std::string& a, const std::string& b) {
                 return core::storeAdministratorPassword(env, store, a, b);
-            });
+            }, core::policy::passwordManaged(env.registry));
             return saved ? app::kAdminSaved : app::kAdminUnsaved;
         }
         case app::AdminForm::BrowserOptions:

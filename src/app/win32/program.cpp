@@ -1,6 +1,7 @@
 #include "app/win32/program.h"
 
 #include "app/win32/forms/options_form.h"
+#include "core/machine_policy.h"
 #include "browser/win32/browser_options_form.h"
 #include "enforce/win32/log_form.h"
 #include "platform/durable.h"
@@ -78,6 +79,7 @@ void Program::wireEnforcement() {
     controller_.setFolderAccess(&platform::realFolderAccess());
     controller_.setProfileLists(&enforcement_);
     controller_.setTimeSlotSchedule(&schedule_);
+    schedule_.setPolicy(&controller_.machinePolicy());
     enforcement_.setBrowserPolicies(&machineSettings_);
     host_.setMachineSettings(&machineSettings_);
     host_.setEnforcement(&enforcement_);
@@ -97,6 +99,9 @@ int Program::run() {
     if (!form_.window()) return 1;
     if (controller_.startUp() == core::Controller::StartResult::AnotherInstance) return 0;
     appearances_.emplace([this] { host_.onWindowAppeared(); });
+    // The whole policies' branch: a key of ours that Group Policy makes
+    // later is seen from its first value.
+    policyWatch_.emplace("SOFTWARE\\Policies", [this] { controller_.policyChanged(); });
     platform::guarded([&] { followManagedProfiles(); });
 
     MSG msg;
@@ -165,7 +170,7 @@ bool Program::showHere(app::AdminForm form) {
         case app::AdminForm::Options:
             return showOptionsForm(form_.window(), language_, [this](const std::string& a, const std::string& b) {
                 return controller_.savePassword(a, b);
-            });
+            }, core::policy::passwordManaged(machine_.registry()));
         case app::AdminForm::BrowserOptions:
             showBrowserOptionsForm(form_.window(), language_, store_.connection);
             break;

@@ -29,6 +29,7 @@
 #include "platform/process_view.h"
 #include "platform/win32/instance_win32.h"
 #include "platform/win32/machine.h"
+#include "platform/win32/registry_watch.h"
 #include "platform/win32/window_appearances.h"
 #include "profiles/managed_follower.h"
 #include "schedule/daily_slots.h"
@@ -116,6 +117,8 @@ private:
     InternalBrowser internalBrowser_;
     // From the start-up on, once this copy is known to be the only one.
     std::optional<WindowAppearances> appearances_;
+    // From the start-up on: the machine's policies, applied as they change.
+    std::optional<RegistryWatch> policyWatch_;
     // The managed profiles, followed on a thread of their own from the
     // start-up on; last, so that the thread ends before anything else goes.
     std::unique_ptr<platform::FolderWatch> managedWatch_;

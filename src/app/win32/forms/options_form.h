@@ -16,7 +16,8 @@ namespace ombrix::win32 {
 // (the form closes), otherwise the reason was shown and the form stays.
 using SavePassword = std::function<bool(const std::string& password, const std::string& confirmation)>;
 
-// Modal. True when a new password was stored.
-bool showOptionsForm(HWND owner, Language& language, const SavePassword& save);
+// Modal. True when a new password was stored. While the password is
+// managed (the policy key sets it) the form says so instead of asking.
+bool showOptionsForm(HWND owner, Language& language, const SavePassword& save, bool passwordManaged);
 
 }  // namespace ombrix::win32

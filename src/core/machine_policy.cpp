@@ -1,0 +1,134 @@
+#include "core/machine_policy.h"
+
+#include "core/clock_time.h"
+#include "core/password.h"
+#include "core/policy_names.h"
+#include "platform/failures.h"
+#include "platform/text.h"
+
+namespace ombrix::core::policy {
+namespace {
+
+class Reader {
+public:
+    Reader(platform::Registry& registry, Database& store, MachinePolicy& out)
+        : registry_(registry), store_(store), out_(out) {}
+
+    std::optional<std::string> text(std::string_view name) {
+        return registry_.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name);
+    }
+
+    void refuse(std::string_view name, const std::string& value, std::string reason) {
+        // Whatever stands for a password stays out of the trace, which every user may read.
+        const std::string shown = name == kAdminPasswordHash ? std::string("...") : printable(value);
+        platform::recordFailure("a policy value was refused", std::string(name) + "=" + shown + ": " + reason);
+        out_.refusals.push_back({name, value, std::move(reason)});
+    }
+
+    // Group Policy writes a switch as the double word 0 or 1.
+    std::optional<bool> onOff(std::string_view name) {
+        const auto value = text(name);
+        if (!value) return std::nullopt;
+        if (*value == "0" || *value == "1") return *value == "1";
+        refuse(name, *value, "a switch is 0 or 1");
+        return std::nullopt;
+    }
+
+    // An empty name is no profile. One the store does not hold, or holds
+    // twice, or a store that cannot answer, is unusable.
+    std::optional<long long> profile(std::string_view name, bool emptyIsNone) {
+        const auto value = text(name);
+        if (!value) return std::nullopt;
+        if (value->empty() && emptyIsNone) return 0;
+        Statement q = store_.prepare("SELECT IDProfilo FROM Profili WHERE Profilo" OMBRIX_TEXT_EQUALS
+                                     " ORDER BY rowid LIMIT 2;");
+        std::vector<long long> found;
+        if (q.valid() && q.bind(1, Value(*value))) {
+            while (q.step()) found.push_back(q.column(0).toInteger());
+        }
+        if (!q.valid() || q.failed()) {
+            refuse(name, *value, "the profiles could not be read: " + (q.valid() ? q.error() : store_.lastError()));
+        } else if (found.empty()) {
+            refuse(name, *value, "no profile has this name");
+        } else if (found.size() > 1) {
+            refuse(name, *value, "two profiles have this name");
+        } else {
+            return found.front();
+        }
+        return kUnusableProfile;
+    }
+
+    // Empty: the slot is not used (as an empty box in the slots' editor).
+    std::optional<int> time(std::string_view name) {
+        const auto value = text(name);
+        if (!value) return std::nullopt;
+        if (value->empty()) return 0;
+        if (const auto seconds = clockTimeOfDay(*value)) return seconds;
+        refuse(name, *value, "a time is HH:MM or HH:MM:SS on a 24-hour clock");
+        return std::nullopt;
+    }
+
+private:
+    platform::Registry& registry_;
+    Database& store_;
+    MachinePolicy& out_;
+};
+
+// Why a hash cannot stand for the password; empty when it can.
+std::string_view hashProblem(std::string_view hash) {
+    if (!isPasswordHash(hash)) return "not a password hash (pbkdf2-sha256$...): make one with ombrixctl password hash";
+    if (passwordNeedsRehash(hash)) return "made with less work than today's: make one with ombrixctl password hash";
+    return {};
+}
+
+bool sha256Hex(std::string_view text) {
+    return text.size() == 64 && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+}  // namespace
+
+MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
+    MachinePolicy p;
+    Reader r(registry, store, p);
+    if (const auto hash = r.text(kAdminPasswordHash)) {
+        p.passwordManaged = true;
+        if (const std::string_view problem = hashProblem(*hash); !problem.empty()) {
+            r.refuse(kAdminPasswordHash, *hash, std::string(problem));
+        } else {
+            p.passwordHash = *hash;
+        }
+    }
+    if (const auto id = r.profile(kProfileInUse, false)) {
+        p.profileInUseUnusable = *id == kUnusableProfile;
+        if (!p.profileInUseUnusable) p.profileInUse = id;
+    }
+    p.timeSlots = r.onOff(kTimeSlots);
+    const std::array<std::array<std::string_view, 3>, 3> slotNames{{{kSlot1From, kSlot1To, kSlot1Profile},
+                                                                    {kSlot2From, kSlot2To, kSlot2Profile},
+                                                                    {kSlot3From, kSlot3To, kSlot3Profile}}};
+    for (std::size_t i = 0; i < slotNames.size(); ++i) {
+        p.slots[i] = {r.time(slotNames[i][0]), r.time(slotNames[i][1]), r.profile(slotNames[i][2], true)};
+    }
+    p.fallbackProfile = r.profile(kFallbackProfile, true);
+    p.autostart = r.onOff(kAutostart);
+    p.onScreenKeyboard = r.onOff(kOnScreenKeyboard);
+    p.visitedSitesLog = r.onOff(kVisitedSitesLog);
+    p.managedProfilesPath = r.text(kManagedProfilesPath);
+    p.managedProfilesSha256 = r.text(kManagedProfilesSha256);
+    if (p.managedProfilesSha256 && !p.managedProfilesSha256->empty() && !sha256Hex(*p.managedProfilesSha256)) {
+        r.refuse(kManagedProfilesSha256, *p.managedProfilesSha256, "a SHA-256 is 64 hexadecimal digits");
+    }
+    return p;
+}
+
+bool passwordManaged(platform::Registry& registry) {
+    return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash).has_value();
+}
+
+std::optional<std::string> passwordHashInForce(platform::Registry& registry) {
+    auto hash = registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash);
+    if (hash && !hashProblem(*hash).empty()) return std::nullopt;
+    return hash;
+}
+
+}  // namespace ombrix::core::policy

@@ -1,0 +1,75 @@
+// ombrixctl policy show, and the password commands under the policy key.
+#include <gtest/gtest.h>
+
+#include "app/ctl_fixture.h"
+#include "core/password.h"
+#include "core/policy_names.h"
+#include "core/schema.h"
+
+namespace ombrix::app {
+namespace {
+
+namespace policy = core::policy;
+
+class CtlPolicy : public CtlFixture {
+protected:
+    CtlPolicy() : CtlFixture("0145=Le password non coincidono.\r\n0365=Gestita.\r\n") {
+        EXPECT_TRUE(core::createDeliveredDatabase(db));
+        sql(db, "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola');"
+                "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 2;");
+    }
+    void set(std::string_view name, const std::string& value) {
+        ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, policy::kPolicyKey, name, value));
+    }
+    // The line of one setting in policy show's output.
+    std::string line(std::string_view name) {
+        const std::string text = out.str();
+        const std::size_t at = text.find(std::string(name) + "\t");
+        return at == std::string::npos ? "" : text.substr(at, text.find('\n', at) - at);
+    }
+};
+
+TEST_F(CtlPolicy, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
+    ASSERT_EQ(run({"policy", "show"}), kOk) << err.str();
+    EXPECT_EQ(line(policy::kProfileInUse), "ProfileInUse\tstore\tNessuna restrizione #1");
+    EXPECT_EQ(line(policy::kSlot1Profile), "Slot1Profile\tstore\tScuola #2");
+
+    set(policy::kProfileInUse, "scuola");
+    set(policy::kSlot1To, "11:30");
+    set(policy::kAdminPasswordHash, "segreta");
+    set(policy::kManagedProfilesPath, "\\\\server\\ombrix\\scuola.txt");
+    EXPECT_EQ(run({"policy", "show"}), kRefused);
+    EXPECT_EQ(line(policy::kProfileInUse), "ProfileInUse\tpolicy\tScuola #2");
+    EXPECT_EQ(line(policy::kSlot1From), "Slot1From\tstore\t08:00:00");
+    EXPECT_EQ(line(policy::kSlot1To), "Slot1To\tpolicy\t11:30:00");
+    EXPECT_EQ(line(policy::kAdminPasswordHash), "AdminPasswordHash\tstore\tnot set");
+    // Backslashes escaped, as everything ombrixctl prints from outside.
+    EXPECT_EQ(line(policy::kManagedProfilesPath), "ManagedProfilesPath\tpolicy\t" R"(\\\\server\\ombrix\\scuola.txt)");
+    EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos)
+        << err.str();
+    EXPECT_EQ(err.str().find("segreta"), std::string::npos) << "what stands for a password is never shown";
+}
+
+TEST_F(CtlPolicy, HashPrintsWhatThePolicyTakesAndSetIsRefusedWhileItIsSet) {
+    struct Case {
+        const char* input;
+        int status;
+    };
+    const Case cases[] = {{"Preside\n", kOk},          {"Preside\r\nPreside\r\n", kOk}, {"Preside", kOk},
+                          {"Preside\nPresidE\n", kRefused}, {"Preside\nPreside\nx", kRefused}, {"\n", kRefused}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(ctl({"password", "hash"}, c.input), c.status) << c.input;
+    }
+    ASSERT_EQ(ctl({"password", "hash"}, "Preside\nPreside\n"), kOk);
+    const std::string hash = out.str().substr(0, out.str().size() - 1);
+    EXPECT_TRUE(core::passwordMatches(hash, "Preside")) << hash;
+
+    set(policy::kAdminPasswordHash, hash);
+    EXPECT_EQ(run({"password", "set"}, "Altra\n"), kRefused);
+    EXPECT_EQ(err.str(), "0365: Gestita.\n");
+    EXPECT_EQ(run({"password", "check"}, "Preside\n"), kOk);
+    EXPECT_EQ(run({"password", "check"}, "Altra\n"), kRefused);
+}
+
+}  // namespace
+}  // namespace ombrix::app

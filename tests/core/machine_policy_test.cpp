@@ -1,0 +1,88 @@
+// The policy key as Group Policy leaves it, read against a store's profiles.
+#include "core/machine_policy.h"
+
+#include <gtest/gtest.h>
+
+#include "core/password.h"
+#include "core/policy_names.h"
+#include "core/schema.h"
+#include "core/store.h"
+#include "fakes/fixtures.h"
+#include "platform/file_registry.h"
+
+namespace ombrix::core::policy {
+namespace {
+
+class MachinePolicyTest : public ::testing::Test {
+protected:
+    MachinePolicyTest() {
+        EXPECT_TRUE(createDeliveredDatabase(path));
+        EXPECT_TRUE(db.open(path));
+        EXPECT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'Città'), (4, 'doppio'),"
+                            " (5, 'DOPPIO');"));
+    }
+    void set(std::string_view name, const std::string& value) {
+        ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, kPolicyKey, name, value));
+    }
+
+    test::QuickPasswords quick;
+    test::TempDir dir;
+    std::string path = dir.file("DataBase.db");
+    Database db;
+    platform::FileRegistry registry;
+};
+
+TEST_F(MachinePolicyTest, EachValueIsUsedOrRefusedOnItsOwn) {
+    const std::string hash = hashPassword("Preside").value();
+    set(kAdminPasswordHash, hash);
+    set(kProfileInUse, "città");
+    set(kTimeSlots, "1");
+    set(kSlot1From, "08:00");
+    set(kSlot1To, "12:30:15");
+    set(kSlot1Profile, "SCUOLA");
+    set(kSlot2From, "");
+    set(kSlot2Profile, "");
+    set(kSlot3From, "8:00");    // one digit: refused
+    set(kSlot3To, "24:00");     // no such time
+    set(kSlot3Profile, "doppio");  // two profiles answer
+    set(kFallbackProfile, "Nessuno");
+    set(kAutostart, "0");
+    set(kOnScreenKeyboard, "yes");
+    set(kManagedProfilesSha256, std::string(63, 'a') + "g");
+
+    const MachinePolicy p = readMachinePolicy(registry, db);
+    EXPECT_EQ(p.passwordHash, hash);
+    EXPECT_EQ(p.profileInUse, 3) << "names compare as the store compares them";
+    EXPECT_EQ(p.timeSlots, true);
+    // Empty: not used; missing or malformed: the store's; an unusable profile blocks.
+    const std::array<Slot, 3> slots{{{8 * 3600, 12 * 3600 + 30 * 60 + 15, 2},
+                                     {0, std::nullopt, 0},
+                                     {std::nullopt, std::nullopt, kUnusableProfile}}};
+    EXPECT_EQ(p.slots, slots);
+    EXPECT_EQ(p.fallbackProfile, kUnusableProfile);
+    EXPECT_EQ(p.autostart, false);
+    EXPECT_EQ(p.onScreenKeyboard, std::nullopt);
+    std::vector<std::string_view> refused;
+    for (const Refusal& r : p.refusals) refused.push_back(r.value);
+    EXPECT_EQ(refused, (std::vector<std::string_view>{kSlot3From, kSlot3To, kSlot3Profile, kFallbackProfile,
+                                                      kOnScreenKeyboard, kManagedProfilesSha256}));
+}
+
+TEST_F(MachinePolicyTest, AnUnusableProfileInUseOrHashIsMarked) {
+    EXPECT_EQ(readMachinePolicy(registry, db), MachinePolicy{}) << "nothing set: the store's everywhere";
+    set(kProfileInUse, "Sconosciuto");
+    const std::string good = hashPassword("Preside").value();
+    for (const std::string& hash : {std::string("Preside"), std::string("pbkdf2-sha256$10$00$zz"), good}) {
+        set(kAdminPasswordHash, hash);
+        const MachinePolicy p = readMachinePolicy(registry, db);
+        EXPECT_TRUE(p.passwordManaged && passwordManaged(registry)) << hash;
+        EXPECT_EQ(p.passwordHash.has_value(), hash == good) << hash;
+        EXPECT_EQ(passwordHashInForce(registry).has_value(), hash == good) << hash;
+        EXPECT_TRUE(p.profileInUseUnusable && !p.profileInUse);
+    }
+    setPasswordWorkForTests(kPasswordIterations);
+    EXPECT_FALSE(readMachinePolicy(registry, db).passwordHash) << "made with less work than the program's";
+}
+
+}  // namespace
+}  // namespace ombrix::core::policy
