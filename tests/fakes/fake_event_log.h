@@ -1,0 +1,30 @@
+#pragma once
+// The system's event log, recording each event written; it can refuse.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/event_log.h"
+
+namespace ombrix::test {
+
+class FakeEventLog final : public platform::EventLog {
+public:
+    struct Written {
+        platform::EventLevel level;
+        std::uint32_t id;
+        std::vector<std::string> strings;
+        bool operator==(const Written&) const = default;
+    };
+    std::vector<Written> written;
+    bool refuse = false;
+
+    bool report(platform::EventLevel level, std::uint32_t id, const std::vector<std::string>& strings) override {
+        if (refuse) return false;
+        written.push_back({level, id, strings});
+        return true;
+    }
+};
+
+}  // namespace ombrix::test
