@@ -13,6 +13,7 @@ namespace ombrix::win32 {
 
 Program::Program()
     : machine_(machine()),
+      events_(&machine_.eventLog(), machine_.clock()),
       language_(machine_.system().programFolder(), '\\'),
       env_{machine_.registry(), machine_.fileSystem(), machine_.system(), machine_.dialogs(), language_},
       form_(language_, *this),
@@ -71,8 +72,8 @@ void Program::wireLockdown() {
     host_.setShellLock(&desktop_);
 }
 
-// What the controller loads and applies for each profile, and what the
-// timers tick.
+// What the controller loads and applies for each profile, what the
+// timers tick, and where they all report their events.
 void Program::wireEnforcement() {
     controller_.setMachineProfile(&machineSettings_);
     controller_.setFolderAccess(&platform::realFolderAccess());
@@ -81,6 +82,9 @@ void Program::wireEnforcement() {
     enforcement_.setBrowserPolicies(&machineSettings_);
     host_.setMachineSettings(&machineSettings_);
     host_.setEnforcement(&enforcement_);
+    controller_.setEvents(&events_);
+    enforcement_.setEvents(&events_);
+    machineSettings_.setEvents(&events_);
 }
 
 // The main form's controller, and the internal browser's windows the
