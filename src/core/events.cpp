@@ -38,11 +38,12 @@ void Events::report(EventId id, std::vector<std::string> data) {
     if (!log_ || !kind) return;
     data.resize(kind->strings);
     for (auto& piece : data) piece = std::string(leftCharacters(piece, kEventTextLimit));
-    const bool written = platform::guarded([&] { return log_->report(kind->level, static_cast<std::uint32_t>(id), data); });
+    const auto number = static_cast<std::uint32_t>(id);
+    const bool written = platform::guarded([&] { return log_->report(kind->level, number, data); });
     if (!written && !refusalTraced_) {
         // Once: a log the system refuses would otherwise fill the trace.
         refusalTraced_ = true;
-        platform::recordFailure("the event log refused an event", std::to_string(static_cast<std::uint32_t>(id)));
+        platform::recordFailure("the event log refused an event", std::to_string(number));
     }
 }
 

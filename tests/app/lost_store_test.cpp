@@ -70,7 +70,8 @@ TEST_F(LostStore, WithoutACopyOnlyTheStrictestRulesHold) {
     EXPECT_EQ(eventLog.written[0].id, 2000u);
     EXPECT_EQ(eventLog.written[0].strings.at(0),
               core::joinPath(dir.file("DataBase"), "DataBase.db", platform::pathSeparator()));
-    EXPECT_EQ(eventLog.written[1], (test::FakeEventLog::Written{platform::EventLevel::Information, 1000, {"opera.exe", "#-1"}}));
+    EXPECT_EQ(eventLog.written[1],
+              (test::FakeEventLog::Written{platform::EventLevel::Information, 1000, {"opera.exe", "#-1"}}));
 }
 
 }  // namespace

@@ -51,7 +51,8 @@ public:
             source_.reset(RegisterEventSourceW(nullptr, kEventSource));
             if (!source_) {
                 // Once: the next event tries again, without a line each.
-                if (!openFailed_) platform::recordFailure("the event source could not be opened", "Ombrix", {GetLastError()});
+                const DWORD error = GetLastError();
+                if (!openFailed_) platform::recordFailure("the event source could not be opened", "Ombrix", {error});
                 openFailed_ = true;
                 return false;
             }
