@@ -25,6 +25,7 @@ SetCompressor /SOLID lzma
 !define PROGRAM_KEY "SOFTWARE\Ombrix"
 !define STORE_KEY "SOFTWARE\Ombrix\Opzioni"
 !define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
+!define EVENT_SOURCE_KEY "SYSTEM\CurrentControlSet\Services\EventLog\Application\Ombrix"
 !define SINGLE_INSTANCE "Local\Ombrix.SingleInstance"
 !define PASSWORD_VARIABLE "OMBRIX_SETUP_PASSWORD"
 
@@ -404,6 +405,11 @@ Section "Ombrix"
   WriteRegDWORD HKLM "${UNINSTALL_KEY}" "NoRepair" 1
   ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
   WriteRegDWORD HKLM "${UNINSTALL_KEY}" "EstimatedSize" $0
+
+  ; The program's events in the Application log: their texts are in ombrix.exe.
+  ; Errors, warnings and information (1 + 2 + 4).
+  WriteRegExpandStr HKLM "${EVENT_SOURCE_KEY}" "EventMessageFile" "$INSTDIR\ombrix.exe"
+  WriteRegDWORD HKLM "${EVENT_SOURCE_KEY}" "TypesSupported" 7
 SectionEnd
 
 ; ---------------------------------------------------------------- uninstall
@@ -456,6 +462,9 @@ Section "Uninstall"
   ; The program's own autostart entries would start nothing.
   DeleteRegValue HKLM "${RUN_KEY}" "Ombrix"
   DeleteRegValue HKCU "${RUN_KEY}" "Ombrix"
+  ; The events already written stay in the log; without the source the
+  ; viewer shows their data without the text around it.
+  DeleteRegKey HKLM "${EVENT_SOURCE_KEY}"
 
   ; The store and the settings that find it stay for a later install,
   ; unless the administrator asked for everything to go.

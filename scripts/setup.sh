@@ -8,6 +8,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 # `wine` brings the wine and wineserver commands; wine64 alone has neither.
 # libxml2-utils brings xmllint, and libxml2-dev the parser the native test
 # of the administrative templates reads them with.
+# binutils-mingw-w64-x86-64 brings windres and windmc (the event log's texts).
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates
   libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
@@ -41,7 +42,7 @@ fi
 
 # A package can install without the command a script calls: check each.
 absent=()
-for c in wine wineserver Xvfb xdotool import x86_64-w64-mingw32-g++ x86_64-w64-mingw32-windres \
+for c in wine wineserver Xvfb xdotool import x86_64-w64-mingw32-g++ x86_64-w64-mingw32-windres x86_64-w64-mingw32-windmc \
          cmake ninja npm g++ flock setsid sqlite3 makensis pgrep clang-16 clang++-16 xmllint; do
   command -v "$c" >/dev/null 2>&1 || absent+=("$c")
 done

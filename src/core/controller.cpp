@@ -275,6 +275,10 @@ void Controller::tellStoreLost(const std::string& why) {
     tell(msg::StoreLost, where, platform::MessageIcon::Critical);
 }
 
+void Controller::reportStore(EventId id, const std::string& why) {
+    if (events_) events_->report(id, {joinPath(store_.folder, kDatabaseFileName, m_.env.separator), why});
+}
+
 void Controller::openStoreCopy() {
     store_.connection.close();
     (void)core::openStoreCopy(store_.connection, joinPath(store_.folder, kDatabaseFileName, m_.env.separator));
@@ -329,6 +333,7 @@ void Controller::startWithoutStore() {
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     finishStartUp();
     tellStoreLost(why);
+    reportStore(EventId::StoreLost, why);
 }
 
 long long Controller::profileIdByName(const std::string& name) {
@@ -373,7 +378,15 @@ void Controller::putInUse(long long id) {
     }
 }
 
-void Controller::readPolicy() { policy_ = policy::readMachinePolicy(m_.env.registry, store_.connection); }
+void Controller::readPolicy() {
+    policy_ = policy::readMachinePolicy(m_.env.registry, store_.connection);
+    // Each reading says its refusals again (a refresh of Group Policy
+    // rewrites the key), held back for a minute like any repeat.
+    if (events_ == nullptr) return;
+    for (const auto& r : policy_.refusals) {
+        events_->reportOnce(EventId::PolicyValueRefused, {std::string(r.value), r.reason});
+    }
+}
 
 bool Controller::option(const std::optional<bool>& policy, const char* column) {
     if (policy) return *policy;
@@ -454,6 +467,10 @@ bool Controller::firstStart() {
     if (passwordIsSet()) return false;
     if (!machineMarked(m_.env.registry)) return true;
     tell(msg::PasswordMissingFromStore, {}, platform::MessageIcon::Critical);
+    if (!replacedReported_) {
+        replacedReported_ = true;
+        reportStore(EventId::StoreLost, "Opzioni.PasswordAdmin");
+    }
     return false;
 }
 
@@ -466,10 +483,12 @@ void Controller::reportUpgrade(const UpgradeResult& upgrade) {
         case UpgradeResult::Outcome::Upgraded: tell(msg::StoreUpgraded, {}, platform::MessageIcon::Information); break;
         case UpgradeResult::Outcome::Failed:
             tell(msg::StoreUpgradeFailed, upgrade.step + ": " + upgrade.error, platform::MessageIcon::Critical);
+            reportStore(EventId::StoreUnreadable, upgrade.step + ": " + upgrade.error);
             break;
         case UpgradeResult::Outcome::NotOurStore:
             tell(msg::NotOurStore, store_.connection.path() + " (" + upgrade.error + ")",
                  platform::MessageIcon::Critical);
+            reportStore(EventId::StoreUnreadable, upgrade.error);
             break;
         case UpgradeResult::Outcome::UpToDate: break;
     }
@@ -479,6 +498,7 @@ void Controller::storeUnreadable(const std::string& why) {
     if (storeLost_) return;  // told at start, with the store's place
     listsUnreadable_ = true;
     tell(msg::StoreUnreadable, why, platform::MessageIcon::Critical);
+    reportStore(EventId::StoreUnreadable, why);
 }
 
 void Controller::tell(MessageId id, const std::string& detail, platform::MessageIcon icon) {
@@ -540,7 +560,10 @@ bool Controller::login(const std::string& typed) {
         if (firstStart()) askForPassword();
         return false;
     }
-    if (!passwordMatches(stored, typed)) return false;
+    if (!passwordMatches(stored, typed)) {
+        if (events_) events_->report(EventId::LoginFailed, {});
+        return false;
+    }
     if (storeLost_) {
         // The store is back: the administrator chooses the profile again.
         storeLost_ = false;
@@ -556,6 +579,7 @@ bool Controller::login(const std::string& typed) {
         }
     }
     administrator_ = true;
+    if (events_) events_->report(EventId::AdministratorLogin, {});
     m_.view.setAdministratorMode(true);
     m_.view.clearPassword();
     m_.view.setAutostartChecked(autostartEntryPresent());

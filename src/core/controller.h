@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/events.h"
 #include "core/machine_policy.h"
 #include "core/main_view.h"
 #include "core/on_screen_keyboard.h"
@@ -105,6 +106,8 @@ public:
     void setFolderAccess(platform::FolderAccess* access) { folderAccess_ = access; }
     // What saves the options when the system wants consent for a change.
     void setElevatedControl(ElevatedControl* control) { elevatedControl_ = control; }
+    // Where logins, failed logins and a lost or damaged store are reported.
+    void setEvents(Events* events) { events_ = events; }
 
     enum class StartResult { Running, AnotherInstance };
     // The main form's load, in its fixed order.
@@ -231,6 +234,8 @@ private:
     void startWithoutStore();
     // msg::StoreLost with the store's path and, when it opened, why it cannot be read.
     void tellStoreLost(const std::string& why);
+    // The store's file and why, to the event log.
+    void reportStore(EventId id, const std::string& why);
     // Lost: the store itself again, when it reads; otherwise the copy stays open.
     bool storeBack();
     // The copy of the lost store, read-only, as the store the lists and slots are read from.
@@ -258,6 +263,7 @@ private:
     OnScreenKeyboard* keyboard_ = nullptr;
     platform::FolderAccess* folderAccess_ = nullptr;
     ElevatedControl* elevatedControl_ = nullptr;
+    Events* events_ = nullptr;
 
     policy::MachinePolicy policy_;
     long long profileInUse_ = 0;
@@ -272,6 +278,7 @@ private:
     bool storeLost_ = false;
     bool lastRunLockedShell_ = false;  // the journal of a lost store's last run locked the shell
     bool listsUnreadable_ = false;     // told msg::StoreUnreadable since the start
+    bool replacedReported_ = false;    // a store without its password, reported once
     // Boxes to show, in the order told; none stands for the options form.
     std::deque<std::optional<platform::MessageBoxRequest>> waiting_;
     bool showingNotices_ = false;

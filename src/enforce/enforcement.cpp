@@ -1,5 +1,6 @@
 #include "enforce/enforcement.h"
 
+#include "core/store.h"
 #include "enforce/profile_lists.h"
 #include "enforce/site_rules.h"
 #include "platform/failures.h"
@@ -8,7 +9,14 @@ namespace ombrix::enforce {
 
 Enforcement::Enforcement(Machine machine) : m_(machine) {}
 
-void Enforcement::setProfile(long long, const core::ProfileSwitches& switches) { profile_.switches = switches; }
+void Enforcement::setProfile(long long profileId, const core::ProfileSwitches& switches) {
+    profile_.switches = switches;
+    profile_.id = profileId;
+    // Only for the events: a name that cannot be read leaves the identifier.
+    profile_.name = core::ReadField(m_.db, "Profili", "Profilo",
+                                    core::Condition{"IDProfilo = ?", {core::Value(std::int64_t{profileId})}})
+                        .toText();
+}
 
 bool Enforcement::readable(const std::string& error) {
     if (error.empty()) return true;

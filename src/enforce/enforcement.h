@@ -40,6 +40,8 @@ public:
     void liftForShutdown() override { liftedForShutdown_ = true; }
     // Told the site list in force after each load (the browsers' policies).
     void setBrowserPolicies(core::BrowserPolicySink* sink) { policies_ = sink; }
+    // Where programs ended, windows closed and pages blocked are reported.
+    void setEvents(core::Events* events) { m_.events = events; }
 
     // A tick that lets events run is not entered again by the same timer
     // while it runs.

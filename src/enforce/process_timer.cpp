@@ -27,6 +27,7 @@ void ProcessTimer::tick() noexcept {
         platform::guarded([&] {
             const std::string& name = names[i];
             if (KillForbiddenProcess(name) == 0) return;
+            reportEvent(core::EventId::ProgramEnded, {name});
             const std::string lowered = lowerText(name);
             if (std::find(kInternalBrowserOnly.begin(), kInternalBrowserOnly.end(), lowered) ==
                 kInternalBrowserOnly.end()) {

@@ -10,6 +10,10 @@
 #include "support/messages.h"
 
 namespace ombrix::enforce {
+namespace {
+constexpr std::string_view kExplorer = "iexplore.exe";
+}  // namespace
+
 Verdict verdictAsChrome(const SiteList& list, bool allowedList, std::string_view address) {
     // The blockers judge nothing when the reader has no address.
     if (address.empty()) return {};
@@ -111,6 +115,7 @@ void SiteTimer::blockForbidden(Side s) {
         closing = shown;
         closeTab();
         closing.clear();
+        reportPageBlocked(shown, s.process);
         notify(notice, kNoticeSite);
         s.lbl = s.read();
         if (s.lbl == shown) {
@@ -153,6 +158,7 @@ void SiteTimer::blockUnlisted(Side s) {
     if (!outsideAllowedList(s)) return;
     // Harsher than the forbidden list: the whole browser goes at once.
     killBrowser(s);
+    reportPageBlocked(s.lbl, s.process);
     notify(text(msg::SiteNotAllowed) + " " + withoutQuotes(s.lbl) + (s.program.empty() ? "" : " (" + s.program + ")"),
            kNoticeSite);
     const std::string back = s.lastPage.empty() ? startPage() : s.lastPage;
@@ -218,6 +224,7 @@ void SiteTimer::blockForbiddenInExplorer() {
         const std::string& url = all[i].locationUrl;
         if (url.empty() || internetExplorerExempt(url)) continue;
         if (p_.sites.firstMatchIE(url, all[i].locationName) == kNoMatch) continue;
+        reportPageBlocked(url, kExplorer);
         notify(text(msg::SiteForbiddenInExplorer) + " " + url, kNoticeSite);
         m_.shellWindows.goBack(i);
     }
@@ -229,6 +236,7 @@ void SiteTimer::blockUnlistedInExplorer() {
         const std::string& url = all[i].locationUrl;
         if (url.empty() || internetExplorerExempt(url)) continue;
         if (p_.sites.firstMatchIE(url, all[i].locationName) != kNoMatch) continue;
+        reportPageBlocked(url, kExplorer);
         notify(text(msg::SiteNotAmongAllowedInExplorer) + " " + url, kNoticeSite);
         m_.shellWindows.goBack(i);
     }
@@ -237,6 +245,7 @@ void SiteTimer::blockUnlistedInExplorer() {
 void SiteTimer::blockForbiddenInExplorerWindows() {
     const std::string url = lastShellAddress(m_.browsers.shellWindowAddresses());
     if (url.empty() || internetExplorerExempt(url) || p_.sites.firstMatch(url) == kNoMatch) return;
+    reportPageBlocked(url, kExplorer);
     notify(text(msg::SiteForbiddenInExplorer) + " " + url, kNoticeSite);
     closeInternetExplorer();
     if (!startPage().empty()) m_.host.openPage(startPage());
@@ -245,6 +254,7 @@ void SiteTimer::blockForbiddenInExplorerWindows() {
 void SiteTimer::blockUnlistedInExplorerWindows() {
     const std::string url = lastShellAddress(m_.browsers.shellWindowAddresses());
     if (url.empty() || internetExplorerExempt(url) || p_.sites.firstMatch(url) != kNoMatch) return;
+    reportPageBlocked(url, kExplorer);
     notify(text(msg::SiteNotAmongAllowedInExplorer) + " " + url, kNoticeSite);
     closeInternetExplorer();
     if (!startPage().empty()) m_.host.openPage(startPage());
@@ -257,6 +267,7 @@ void SiteTimer::closeWindowsWithForbiddenSites() {
         for (std::size_t i = p_.sites.firstKeywordMatch(title); i != kNoMatch;
              i = p_.sites.firstKeywordMatch(title, i + 1)) {
             m_.windows.postClose(window);
+            reportEvent(core::EventId::WindowClosed, {std::string(trimBlanks(title))});
             notify(text(msg::WindowClosedForKeyword) + " " + std::string(trimBlanks(title)), kNoticeWindow);
         }
     }

@@ -1,5 +1,6 @@
 #include "enforce/timer_part.h"
 
+#include "enforce/site_log.h"
 #include "platform/failures.h"
 #include "platform/process_control.h"
 #include "support/language.h"
@@ -27,6 +28,16 @@ int TimerPart::KillForbiddenProcess(std::string_view name) {
 
 void TimerPart::killForbiddenUntilGone(std::string_view name) {
     platform::killForbiddenUntilGone(m_.processes, m_.pump, name);
+}
+
+void TimerPart::reportEvent(core::EventId id, std::vector<std::string> data) {
+    if (!m_.events) return;
+    data.push_back(p_.name.empty() ? "#" + std::to_string(p_.id) : p_.name);
+    m_.events->reportOnce(id, std::move(data));
+}
+
+void TimerPart::reportPageBlocked(std::string_view address, std::string_view browser) {
+    reportEvent(core::EventId::PageBlocked, {loggedUrl(address), std::string(browser)});
 }
 
 void TimerPart::logVisitedSite(const std::string& url) {

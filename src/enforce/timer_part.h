@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/database.h"
+#include "core/events.h"
 #include "core/profile_switches.h"
 #include "core/timers.h"
 #include "enforce/enforcement_host.h"
@@ -42,6 +43,7 @@ struct EnforcementMachine {
     core::Timers& timers;
     EnforcementHost& host;
     VisitedSitesLog& log;
+    core::Events* events = nullptr;  // none: nothing goes to the event log
 };
 
 // What the site and log timers remember between ticks.
@@ -62,6 +64,8 @@ struct Holders {
 
 // The profile in use as the three loaders left it.
 struct EnforcedProfile {
+    long long id = 0;
+    std::string name;  // Profili.Profilo, "" when the profile has no row
     core::ProfileSwitches switches;
     SiteList sites;
     bool allowedList = false;
@@ -91,6 +95,11 @@ public:
     // everything is written. The site and the log timer both write.
     void logVisitedSite(const std::string& url);
     [[nodiscard]] std::string startPage() const { return p_.switches.homePage; }
+    // An enforcement event, with the profile in use as its last piece of
+    // data; the same one again within a minute is not written again.
+    void reportEvent(core::EventId id, std::vector<std::string> data);
+    // A page blocked in `browser` (its image name): the address as the log keeps it.
+    void reportPageBlocked(std::string_view address, std::string_view browser);
 
 protected:
     ~TimerPart() = default;

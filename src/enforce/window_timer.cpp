@@ -23,7 +23,9 @@ void WindowTimer::closeForbiddenWindows() {
         if (window == 0) continue;
         m_.windows.show(window, platform::ShowCommand::Normal);
         m_.windows.postClose(window);
+        // The silent ones are the browsers' own prompts, nothing a pupil opened.
         if (titles[i].rfind(kSilentMark, 0) != 0) {
+            reportEvent(core::EventId::WindowClosed, {titles[i]});
             notify(text(msg::ForbiddenWindowClosed) + " " + titles[i], kNoticeWindow);
         }
     }

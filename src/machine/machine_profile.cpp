@@ -201,10 +201,20 @@ void MachineSettings::rememberSettings() {
     // Before anything is remembered: after a crash the machine still holds
     // the values of the last run, which must not become the ones to give back.
     recovery_ = giveBackJournal(m_.journal, giveBackSeams());
+    reportRecovery();
     firefoxFolder_ = firefoxProfilePath(m_.system.environment("APPDATA"));
     printer_ = defaultPrinterName(m_.printers);
     startPage_ = m_.registry.readValue(RegRoot::CurrentUser, kInternetExplorerMain, kStartPage);
     firefoxHomePage_ = HomePageFirefox(firefoxFolder_);
+}
+
+void MachineSettings::reportRecovery() {
+    // A journal on disk at start means the last run did not end as it should.
+    if (!events_ || recovery_.state != MachineJournal::State::Intact || recovery_.settings.empty()) return;
+    const auto done = std::count_if(recovery_.settings.begin(), recovery_.settings.end(),
+                                    [](const GivenBack& g) { return g.done || g.leftInPlace; });
+    const auto left = static_cast<std::ptrdiff_t>(recovery_.settings.size()) - done;
+    events_->report(core::EventId::MachineGivenBack, {std::to_string(done), std::to_string(left)});
 }
 
 bool MachineSettings::keepLastRestrictions() {

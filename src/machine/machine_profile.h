@@ -11,6 +11,7 @@
 
 #include "core/controller.h"
 #include "core/desktop_lock.h"
+#include "core/events.h"
 #include "core/profile_switches.h"
 #include "machine/browser_policies.h"
 #include "machine/machine_journal.h"
@@ -114,6 +115,8 @@ public:
 
     [[nodiscard]] const std::string& firefoxFolder() const { return firefoxFolder_; }
     [[nodiscard]] const Recovery& lastRecovery() const { return recovery_; }
+    // Where a start that gave the machine back after an unclean end says so.
+    void setEvents(core::Events* events) { events_ = events; }
 
 private:
     [[nodiscard]] GiveBackSeams giveBackSeams() { return {m_.registry, m_.printers, m_.desktop}; }
@@ -126,10 +129,12 @@ private:
     void applyFirefoxHomePage(const std::string& address);
     void lockDesktop(bool hideIcons, bool lockShell);
     void applyTaskbarFlags(const ProfileSwitches& switches);
+    void reportRecovery();
 
     MachineSeams m_;
     std::function<std::string()> journalPath_;
     Recovery recovery_;
+    core::Events* events_ = nullptr;
     // Remembered at start-up, given back at shutdown.
     std::string firefoxFolder_;
     std::string printer_;

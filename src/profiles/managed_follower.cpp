@@ -61,7 +61,11 @@ ManagedCheck ManagedFollower::checkOnce() {
     ManagedCheck r = managed_->check(source);
     if (r.outcome == ManagedCheck::Outcome::Refused) {
         const std::string refusal = r.reason + r.subject;
-        if (refusal != lastRefusal_) traceRefusal(r);
+        if (refusal != lastRefusal_) {
+            traceRefusal(r);
+            const std::lock_guard<std::mutex> hold(lock_);
+            refusals_.push_back(r);
+        }
         lastRefusal_ = refusal;
         return r;
     }
@@ -77,6 +81,11 @@ ManagedCheck ManagedFollower::checkOnce() {
 std::optional<std::vector<long long>> ManagedFollower::takeChanges() {
     const std::lock_guard<std::mutex> hold(lock_);
     return std::exchange(changes_, std::nullopt);
+}
+
+std::vector<ManagedCheck> ManagedFollower::takeRefusals() {
+    const std::lock_guard<std::mutex> hold(lock_);
+    return std::exchange(refusals_, {});
 }
 
 }  // namespace ombrix::profiles

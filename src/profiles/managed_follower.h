@@ -42,6 +42,9 @@ public:
     // On the program's thread: the profiles the imports since the last
     // call wrote or removed; nullopt when there was none.
     [[nodiscard]] std::optional<std::vector<long long>> takeChanges();
+    // On the program's thread: the refusals traced since the last call, for
+    // the event log, which belongs to that thread.
+    [[nodiscard]] std::vector<ManagedCheck> takeRefusals();
 
 private:
     void run();
@@ -56,6 +59,7 @@ private:
     std::string lastRefusal_;
     std::mutex lock_;
     std::optional<std::vector<long long>> changes_;  // under lock_
+    std::vector<ManagedCheck> refusals_;             // under lock_
     std::thread thread_;
 };
 

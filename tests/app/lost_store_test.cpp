@@ -4,27 +4,19 @@
 
 #include <filesystem>
 
-#include "app/program_host.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "core/store_copy.h"
-#include "fakes/controller_rig.h"
-#include "fakes/fake_enforcement.h"
-#include "fakes/fake_machine_profile.h"
+#include "fakes/program_rig.h"
 
 namespace ombrix::app {
 namespace {
 
 using core::TimerId;
 
-class LostStore : public ::testing::Test, protected test::ControllerRig {
+class LostStore : public ::testing::Test, protected test::ProgramRig {
 protected:
-    LostStore() : ControllerRig(test::numberedTexts()) {
-        sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Classe', -1);"
-            "INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (2, 'gioco.exe');"
-            "INSERT INTO NomiFinestreVietate (IDProfilo, NomeFinestra) VALUES (2, 'Chat');"
-            "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (2, '.giochi.example');"
-            "UPDATE Opzioni SET IDProfiloInUso = 2, PasswordAdmin = 'segreta';");
+    LostStore() {
         EXPECT_TRUE(registry.writeString(platform::RegRoot::LocalMachine,
                                          core::settingsKey(core::kProgramTitle, core::kStoreSection),
                                          core::kPasswordChosenValue, "1"));
@@ -37,24 +29,9 @@ protected:
     }
     void loseStore() { std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db"); }
 
-    test::FakeDesktop windows{&journal};
-    test::FakeKeyboard keyboard;
-    test::FakeBrowsers browsers{processes, journal};
-    test::FakeClock clock;
-    test::FakeShell shell{journal};
-    enforce::VisitedSitesLog log{platform::realFileSystem(), clock, store.connection,
-                                 [this] { return dir.file("Registro"); }, platform::pathSeparator()};
-    platform::SharedProcessView processView{processes, clock, 500};
-    core::Controller controller{machine(), store};
-    ProgramHost host{{controller, view, timers, system, shell, platform::realFileSystem(), processView}};
-    enforce::Enforcement enforcement{{store.connection, language, processes, windows, keyboard, browsers, browsers,
-                                      clock, pump, timers, host, log}};
-
     // Starts the program on the lost store and runs the process and window timers once.
     void startAndTick() {
         loseStore();
-        controller.setProfileLists(&enforcement);
-        host.setEnforcement(&enforcement);
         ASSERT_EQ(controller.startUp(), core::Controller::StartResult::Running);
         ASSERT_TRUE(controller.storeLost());
         processes.start("gioco.exe");
@@ -88,6 +65,13 @@ TEST_F(LostStore, WithoutACopyOnlyTheStrictestRulesHold) {
     EXPECT_EQ(controller.profileInUse(), core::kUnknownProfile);
     EXPECT_EQ(journal.find("kill gioco.exe"), -1);
     EXPECT_NE(journal.find("kill opera.exe"), -1);
+    // Told to the event log first, with the store's file; then what the timers ended.
+    ASSERT_EQ(eventLog.written.size(), 2u);
+    EXPECT_EQ(eventLog.written[0].id, 2000u);
+    EXPECT_EQ(eventLog.written[0].strings.at(0),
+              core::joinPath(dir.file("DataBase"), "DataBase.db", platform::pathSeparator()));
+    EXPECT_EQ(eventLog.written[1],
+              (test::FakeEventLog::Written{platform::EventLevel::Information, 1000, {"opera.exe", "#-1"}}));
 }
 
 }  // namespace

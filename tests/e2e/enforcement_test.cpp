@@ -17,6 +17,7 @@
 #include "platform/files.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
+#include "win32/event_trace.h"
 
 namespace ombrix::e2e {
 namespace {
@@ -39,6 +40,13 @@ TEST_F(EnforcementTest, AForbiddenProgramIsTerminatedAndTheNoticeCountsDownAndCl
     test::StartedProgram forbidden = test::startRecorder(exe, folderFile("vietato.log"), "Gioco");
     ASSERT_TRUE(forbidden.started());
     ASSERT_TRUE(forbidden.waitForExit()) << "the forbidden program still runs";
+    // The event log hears of it, with the name as listed and the profile in use.
+    EXPECT_TRUE(waitFor([] {
+        const auto events = test::tracedEvents();
+        return std::any_of(events.begin(), events.end(), [](const test::TracedEvent& e) {
+            return e.id == 1000 && e.strings == std::vector<std::string>{"Viet\\00e0to.EXE", "Nessuna restrizione"};
+        });
+    })) << "no event for the program ended";
 
     HWND box = nullptr;
     ASSERT_TRUE(waitFor([&] { return (box = notice()) != nullptr; })) << "no notice";

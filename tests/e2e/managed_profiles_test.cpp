@@ -8,6 +8,7 @@
 #include <commctrl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -15,6 +16,7 @@
 #include "e2e/driver.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
+#include "win32/event_trace.h"
 #include "profiles/profile_exchange.h"
 #include "profiles/win32/profile_form_ids.h"
 
@@ -116,6 +118,10 @@ TEST_F(ManagedProfilesTest, TheFileIsEnforcedRefusedToTheEditorFollowedAndKeptWh
     // A damaged file is refused, traced, and the last good list stays.
     test::writeFile(share, "<NOME>\r\nAula\r\n");
     ASSERT_TRUE(traced("the managed file is damaged"));
+    EXPECT_TRUE(waitFor([] {
+        const auto events = test::tracedEvents();
+        return std::any_of(events.begin(), events.end(), [](const test::TracedEvent& e) { return e.id == 2101; });
+    })) << "no event for the refused file";
     test::StartedProgram again = startCopy("chat.exe");
     ASSERT_TRUE(again.started());
     EXPECT_TRUE(again.waitForExit(30s)) << "the last good list is not in force";

@@ -50,6 +50,7 @@ instdir="$prefix/drive_c/Program Files/Ombrix"
 store=$prefix/drive_c/Ombrix/DataBase/DataBase.db
 logdir=$prefix/drive_c/Ombrix/DataBase/Registro
 uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Ombrix'
+event_key='HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\Ombrix'
 shortcut="$prefix/drive_c/ProgramData/Microsoft/Windows/Start Menu/Programs/Ombrix.lnk"
 
 echo "== a silent first install needs the password"
@@ -77,6 +78,11 @@ check "Apps & features: publisher" test "$(reg_value "$uninstall_key" Publisher)
 check "Apps & features: uninstaller" test -n "$(reg_value "$uninstall_key" UninstallString)"
 check "Apps & features: size" test -n "$(reg_value "$uninstall_key" EstimatedSize)"
 check "Start menu shortcut" test -f "$shortcut"
+check "the event source's texts are ombrix.exe's" \
+  test "$(reg_value "$event_key" EventMessageFile)" = 'C:\Program Files\Ombrix\ombrix.exe'
+check "... named by an expandable string" \
+  test "$(w reg query "$event_key" /v EventMessageFile | tr -d '\r' | awk '$1 == "EventMessageFile" { print $2 }')" = REG_EXPAND_SZ
+check "the event source writes errors, warnings and information" test "$(reg_value "$event_key" TypesSupported)" = 0x7
 check "the machine's key says a password was chosen" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' PasswordScelta)" = 1
 check "the machine's key names the store's folder" test "$(reg_value 'HKLM\SOFTWARE\Ombrix\Opzioni' DataBase)" = 'C:\Ombrix\DataBase'
 check "the log folder made beside the store" test -d "$logdir"
@@ -116,6 +122,7 @@ uninstall /S
 for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng english.lng; do check "$f removed" test ! -e "$instdir/$f"; done
 check "Apps & features entry removed" test -z "$(reg_value "$uninstall_key" DisplayName)"
 check "shortcut removed" test ! -e "$shortcut"
+check "event source removed" test -z "$(reg_value "$event_key" TypesSupported)"
 check "the store kept" test -f "$store"
 for _ in $(seq 25); do gone && break; sleep 0.2; done  # a process killed by force takes a moment to go
 check "the program ended" gone

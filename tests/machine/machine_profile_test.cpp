@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 
+#include "fakes/fake_enforcement.h"
+#include "fakes/fake_event_log.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
@@ -121,9 +123,16 @@ TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
     rig.settings->applyToMachine(lockingProfile());
     rig.settings->applyToMachine(lockingProfile("http://second/"));
     rig.newRun();  // the process was ended by force
+    test::FakeEventLog eventLog;
+    test::FakeClock clock;
+    core::Events events(&eventLog, clock);
+    rig.settings->setEvents(&events);
     rig.settings->rememberSettings();
     rig.expectAsBefore();
     EXPECT_EQ(rig.log.entries.back(), "lock 00");
+    ASSERT_EQ(eventLog.written.size(), 1u) << "the event log hears of it";
+    EXPECT_EQ(eventLog.written[0].id, 4000u);
+    EXPECT_EQ(eventLog.written[0].strings, (std::vector<std::string>{"10", "0"})) << "given back, left";
     // A run that changes nothing gives back what it remembered: the machine's own values.
     rig.settings->applyToMachine({});
     rig.printers.device = "New,newdrv,Ne01:";  // someone else's change, undone as ever

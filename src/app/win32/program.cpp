@@ -14,6 +14,7 @@ namespace ombrix::win32 {
 
 Program::Program()
     : machine_(machine()),
+      events_(&machine_.eventLog(), machine_.clock()),
       language_(machine_.system().programFolder(), '\\', machine_.system().userInterfaceLanguage()),
       env_{machine_.registry(), machine_.fileSystem(), machine_.system(), machine_.dialogs(), language_},
       form_(language_, *this),
@@ -72,8 +73,8 @@ void Program::wireLockdown() {
     host_.setShellLock(&desktop_);
 }
 
-// What the controller loads and applies for each profile, and what the
-// timers tick.
+// What the controller loads and applies for each profile, what the
+// timers tick, and where they all report their events.
 void Program::wireEnforcement() {
     controller_.setMachineProfile(&machineSettings_);
     controller_.setFolderAccess(&platform::realFolderAccess());
@@ -83,6 +84,9 @@ void Program::wireEnforcement() {
     enforcement_.setBrowserPolicies(&machineSettings_);
     host_.setMachineSettings(&machineSettings_);
     host_.setEnforcement(&enforcement_);
+    controller_.setEvents(&events_);
+    enforcement_.setEvents(&events_);
+    machineSettings_.setEvents(&events_);
 }
 
 // The main form's controller, and the internal browser's windows the
@@ -119,6 +123,9 @@ int Program::run() {
         platform::guarded([&] {
             if (!managedFollower_) return;
             if (const auto changed = managedFollower_->takeChanges()) controller_.managedProfilesChanged(*changed);
+            for (const auto& r : managedFollower_->takeRefusals()) {
+                events_.report(core::EventId::ManagedFileRefused, {r.subject, r.reason});
+            }
         });
     }
     return 0;

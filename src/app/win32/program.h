@@ -17,6 +17,7 @@
 #include "browser/win32/application_bar_form.h"
 #include "browser/win32/internal_browser.h"
 #include "core/controller.h"
+#include "core/events.h"
 #include "core/store_location.h"
 #include "enforce/enforcement.h"
 #include "enforce/log_file.h"
@@ -89,6 +90,8 @@ private:
     void unloadProgramForms() override;
 
     Machine& machine_;
+    // What a school collects from each PC, in the system's event log.
+    core::Events events_;
     Language language_;
     core::StoreEnvironment env_;
     core::Store store_;

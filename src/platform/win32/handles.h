@@ -60,6 +60,7 @@ inline void freeLocal(HLOCAL memory) { LocalFree(memory); }
 inline void freeCoTaskMem(void* memory) { CoTaskMemFree(memory); }
 inline void unhookWinEvent(HWINEVENTHOOK hook) { UnhookWinEvent(hook); }
 inline void closePrinter(HANDLE printer) { ClosePrinter(printer); }
+inline void deregisterEventSource(HANDLE source) { DeregisterEventSource(source); }
 inline void closeAlgorithm(BCRYPT_ALG_HANDLE algorithm) { BCryptCloseAlgorithmProvider(algorithm, 0); }
 inline void destroyHash(BCRYPT_HASH_HANDLE hash) { BCryptDestroyHash(hash); }
 
@@ -82,6 +83,8 @@ using UniqueCoTaskMem = UniqueHandle<Pointer, freeCoTaskMem, nullptr>;
 using UniqueWinEventHook = UniqueHandle<HWINEVENTHOOK, unhookWinEvent, nullptr>;
 // A printer opened for its settings (OpenPrinterW).
 using UniquePrinter = UniqueHandle<HANDLE, closePrinter, nullptr>;
+// The program's source in the event log (RegisterEventSourceW).
+using UniqueEventSource = UniqueHandle<HANDLE, deregisterEventSource, nullptr>;
 // CNG's algorithm providers and the hashes made from them; a hash goes
 // before the provider it was made from.
 using UniqueAlgorithm = UniqueHandle<BCRYPT_ALG_HANDLE, closeAlgorithm, nullptr>;

@@ -9,7 +9,8 @@ Machine::Machine()
       shell_(makeShell()),
       clock_(makeClock()),
       pump_(makeEventPump()),
-      printers_(makePrinters()) {}
+      printers_(makePrinters()),
+      eventLog_(makeEventLog()) {}
 
 Machine& machine() {
     static Machine instance;

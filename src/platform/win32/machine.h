@@ -12,6 +12,7 @@
 
 #include "platform/clock.h"
 #include "platform/dialogs.h"
+#include "platform/event_log.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
 #include "platform/input.h"
@@ -57,6 +58,7 @@ public:
     [[nodiscard]] platform::Clock& clock() { return *clock_; }
     [[nodiscard]] platform::EventPump& pump() { return *pump_; }
     [[nodiscard]] platform::Printers& printers() { return *printers_; }
+    [[nodiscard]] platform::EventLog& eventLog() { return *eventLog_; }
     [[nodiscard]] Win32Dialogs& dialogs() { return dialogs_; }
     [[nodiscard]] platform::Registry& registry() { return platform::systemRegistry(); }
     [[nodiscard]] platform::FileSystem& fileSystem() { return platform::realFileSystem(); }
@@ -70,6 +72,7 @@ private:
     std::unique_ptr<platform::Clock> clock_;
     std::unique_ptr<platform::EventPump> pump_;
     std::unique_ptr<platform::Printers> printers_;
+    std::unique_ptr<platform::EventLog> eventLog_;
     Win32Dialogs dialogs_;
 };
 
@@ -84,5 +87,6 @@ private:
 [[nodiscard]] std::unique_ptr<platform::Clock> makeClock();
 [[nodiscard]] std::unique_ptr<platform::EventPump> makeEventPump();
 [[nodiscard]] std::unique_ptr<platform::Printers> makePrinters();
+[[nodiscard]] std::unique_ptr<platform::EventLog> makeEventLog();
 
 }  // namespace ombrix::win32

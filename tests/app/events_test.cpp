@@ -1,0 +1,81 @@
+// What the program tells the system's event log, from where each thing
+// happens: the identifier, the level and the data of every event.
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "core/policy_names.h"
+#include "fakes/program_rig.h"
+
+namespace ombrix::app {
+namespace {
+
+using core::TimerId;
+using platform::EventLevel;
+using Written = test::FakeEventLog::Written;
+
+// The program started on the rig's store, nothing reported yet.
+struct Started : test::ProgramRig {
+    Started() {
+        EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running);
+        eventLog.written.clear();
+    }
+    void show(test::FakeBrowsers::Browser& browser, const std::string& address) {
+        browsers.open(browser, address);
+        host.onTimer(TimerId::SiteCheck);
+    }
+    test::QuickPasswords quick;
+};
+
+TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
+    const std::string longAddress = "http://www.giochi.example/" + std::string(300, 'a');
+    const struct {
+        const char* what;
+        std::function<void(Started&)> act;
+        std::vector<Written> expected;
+    } cases[] = {
+        {"a forbidden program ended",
+         [](Started& r) { r.processes.start("gioco.exe"); r.host.onTimer(TimerId::ForbiddenProcesses); },
+         {{EventLevel::Information, 1000, {"gioco.exe", "Classe"}}}},
+        {"a forbidden window closed", [](Started& r) { r.windows.add("Chat"); r.host.onTimer(TimerId::CloseWindows); },
+         {{EventLevel::Information, 1001, {"Chat", "Classe"}}}},
+        {"a page blocked", [](Started& r) { r.show(r.browsers.chrome, "http://www.giochi.example/l'a"); },
+         {{EventLevel::Information, 1002, {"http://www.giochi.example/l'a", "chrome.exe", "Classe"}}}},
+        {"a long address, cut as the log cuts it", [&](Started& r) { r.show(r.browsers.chrome, longAddress); },
+         {{EventLevel::Information, 1002, {longAddress.substr(0, 255), "chrome.exe", "Classe"}}}},
+        {"the administrator's login", [](Started& r) { EXPECT_TRUE(r.controller.login("segreta")); },
+         {{EventLevel::Information, 3000, {}}}},
+        {"a failed login, nothing typed in it", [](Started& r) { EXPECT_FALSE(r.controller.login("Segreta")); },
+         {{EventLevel::Warning, 3001, {}}}},
+        {"a policy value the program cannot use",
+         [](Started& r) {
+             r.registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey,
+                                    core::policy::kProfileInUse, "Nessuno");
+             r.controller.policyChanged();
+         },
+         {{EventLevel::Warning, 2100, {"ProfileInUse", "no profile has this name"}}}},
+        {"lists that cannot be read",
+         [](Started& r) { r.sql("DROP TABLE NomiFinestreVietate;"); r.controller.onProfileChosen("Classe"); },
+         {{EventLevel::Error, 2001, {"", "no such table: NomiFinestreVietate"}}}},
+        // A page shown again and again is one event a minute, per browser.
+        {"the same page again, then in another browser, then a minute later",
+         [](Started& r) {
+             for (auto* b : {&r.browsers.chrome, &r.browsers.chrome, &r.browsers.edge}) r.show(*b, "http://giochi.example/");
+             r.clock.ms += core::kEventRepeatQuietMs;
+             r.show(r.browsers.chrome, "http://giochi.example/");
+         },
+         {{EventLevel::Information, 1002, {"http://giochi.example/", "chrome.exe", "Classe"}},
+          {EventLevel::Information, 1002, {"http://giochi.example/", "msedge.exe", "Classe"}},
+          {EventLevel::Information, 1002, {"http://giochi.example/", "chrome.exe", "Classe"}}}},
+    };
+    for (const auto& c : cases) {
+        Started rig;
+        c.act(rig);
+        std::vector<Written> expected = c.expected;
+        if (expected[0].id == 2001) expected[0].strings[0] = rig.store.connection.path();
+        EXPECT_EQ(rig.eventLog.written, expected) << c.what;
+    }
+}
+
+}  // namespace
+}  // namespace ombrix::app
