@@ -115,5 +115,6 @@ const std::vector<CtlCommand>& profileCommands();
 const std::vector<CtlCommand>& restoreCommands();
 const std::vector<CtlCommand>& exchangeCommands();
 const std::vector<CtlCommand>& optionCommands();
+const std::vector<CtlCommand>& installCommands();
 
 }  // namespace ombrix::app

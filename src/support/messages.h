@@ -142,6 +142,8 @@ inline constexpr MessageId PasswordTooLong{"0311"};
 inline constexpr MessageId PasswordControlCharacter{"0312"};
 inline constexpr MessageId PasswordNotUtf8{"0361"};
 inline constexpr MessageId PasswordMissingFromStore{"0316"};
+// An installer's hash that is not one the program makes.
+inline constexpr MessageId PasswordHashInvalid{"0395"};
 
 // ---- Administration from an elevated copy
 
