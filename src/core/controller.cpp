@@ -175,7 +175,14 @@ Controller::StartResult Controller::startUp() {
     // last run put on the machine stays, and every page is blocked.
     storeLost_ = machineMarked(m_.env.registry) && !storeReadable();
     if (storeLost_) {
-        startWithoutStore();
+        startWithoutStore(msg::StoreLost);
+        return StartResult::Running;
+    }
+    // Nor may a pupil's session choose the first password: until an
+    // administrator does, nobody can log in, and nothing is lifted meanwhile.
+    if (awaitingAdministratorsPassword()) {
+        storeLost_ = true;
+        startWithoutStore(msg::PasswordNotChosenYet);
         return StartResult::Running;
     }
     if (machineProfile_) machineProfile_->rememberSettings();
@@ -277,7 +284,12 @@ AppliedProfile Controller::lostStoreProfile() {
     return lost;
 }
 
-void Controller::startWithoutStore() {
+bool Controller::awaitingAdministratorsPassword() {
+    return platform::changesNeedConsent(m_.env.system) && !machineMarked(m_.env.registry) && storeReadable() &&
+           !passwordIsSet();
+}
+
+void Controller::startWithoutStore(platform::MessageId reason) {
     lastRunLockedShell_ = machineProfile_ && machineProfile_->keepLastRestrictions();
     const std::string why = storeError(store_.connection);
     killTaskManager();
@@ -301,7 +313,11 @@ void Controller::startWithoutStore() {
     m_.view.setTopmost(true);
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     finishStartUp();
-    tellStoreLost(why);
+    if (reason == msg::StoreLost) {
+        tellStoreLost(why);
+    } else {
+        tell(reason, {}, platform::MessageIcon::Critical);
+    }
 }
 
 long long Controller::profileIdByName(const std::string& name) {
@@ -375,8 +391,13 @@ bool Controller::passwordIsSet() {
 
 bool Controller::firstStart() {
     if (passwordIsSet()) return false;
-    if (!machineMarked(m_.env.registry)) return true;
-    tell(msg::PasswordMissingFromStore, {}, platform::MessageIcon::Critical);
+    if (machineMarked(m_.env.registry)) {
+        tell(msg::PasswordMissingFromStore, {}, platform::MessageIcon::Critical);
+    } else if (platform::changesNeedConsent(m_.env.system)) {
+        tell(msg::PasswordNotChosenYet, {}, platform::MessageIcon::Critical);
+    } else {
+        return true;
+    }
     return false;
 }
 
