@@ -9,12 +9,13 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 # libxml2-utils brings xmllint, and libxml2-dev the parser the native test
 # of the administrative templates reads them with.
 # binutils-mingw-w64-x86-64 brings windres and windmc (the event log's texts).
+# wixl builds the MSI; msitools' msiinfo reads its tables in the tests.
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates
   libsqlite3-dev libssl-dev libgtest-dev libgmock-dev googletest libbenchmark-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
   wine wine64 xvfb xdotool imagemagick x11-utils sqlite3 nsis procps libidn2-dev
-  clang-16 libclang-rt-16-dev libxml2-utils libxml2-dev
+  clang-16 libclang-rt-16-dev libxml2-utils libxml2-dev wixl msitools
 )
 # npm fetches the SQLite amalgamation; a machine may have its own Node.js
 # already, which Debian's npm package would conflict with.
@@ -43,7 +44,8 @@ fi
 # A package can install without the command a script calls: check each.
 absent=()
 for c in wine wineserver Xvfb xdotool import x86_64-w64-mingw32-g++ x86_64-w64-mingw32-windres x86_64-w64-mingw32-windmc \
-         cmake ninja npm g++ flock setsid sqlite3 makensis pgrep clang-16 clang++-16 xmllint; do
+         cmake ninja npm g++ flock setsid sqlite3 makensis pgrep clang-16 clang++-16 xmllint \
+         wixl msiinfo; do
   command -v "$c" >/dev/null 2>&1 || absent+=("$c")
 done
 if [ ${#absent[@]} -gt 0 ]; then

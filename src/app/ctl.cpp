@@ -20,7 +20,7 @@ namespace {
 // The texts of the messages the command line prints, for when the language
 // file beside the program is missing or lacks them: a message must never be
 // a number alone.
-constexpr std::array<std::pair<MessageId, std::string_view>, 40> kBuiltInTexts = {{
+constexpr std::array<std::pair<MessageId, std::string_view>, 43> kBuiltInTexts = {{
     {msg::StoreNotFound, "The Ombrix database was not found."},
     {msg::StoreNotFoundTitle, "Database not found"},
     {msg::ChooseStoreFolderFromMainForm, "Choose the folder that holds the Ombrix database"},
@@ -44,6 +44,10 @@ constexpr std::array<std::pair<MessageId, std::string_view>, 40> kBuiltInTexts =
      "A password cannot be handed from a variable of the environment to a command run as administrator: "
      "run the command from a command prompt opened as administrator."},
     {msg::FolderAccessNotSet, "The access list of the folder could not be set:"},
+    {msg::PasswordHashInvalid, "The password hash is not valid: give the one \"ombrixctl password hash\" prints. "
+                               "Nothing was changed."},
+    {msg::PasswordManaged, "The administrator password is managed by Group Policy: it cannot be changed on this PC."},
+    {msg::ProfileManaged, "This profile is managed by Group Policy: change it in the file the policy names, not here:"},
     {msg::LogFolderNotCreated, "The log folder could not be created:"},
     {msg::LogNotOurs, "The visited-sites log is not an Ombrix log; delete it and a new one will be made:"},
     {msg::LogCannotBeOpened, "The visited-sites log cannot be opened:"},
@@ -217,7 +221,7 @@ std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
     for (const auto* group : {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(),
                               &scheduleCommands(), &optionCommands(), &policyCommands(), &restoreCommands(),
-                              &exchangeCommands()}) {
+                              &exchangeCommands(), &installCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

@@ -116,5 +116,6 @@ const std::vector<CtlCommand>& restoreCommands();
 const std::vector<CtlCommand>& exchangeCommands();
 const std::vector<CtlCommand>& optionCommands();
 const std::vector<CtlCommand>& policyCommands();
+const std::vector<CtlCommand>& installCommands();
 
 }  // namespace ombrix::app

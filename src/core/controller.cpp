@@ -202,7 +202,14 @@ Controller::StartResult Controller::startUp() {
     // last run put on the machine stays, and every page is blocked.
     storeLost_ = machineMarked(m_.env.registry) && !storeReadable();
     if (storeLost_) {
-        startWithoutStore();
+        startWithoutStore(msg::StoreLost);
+        return StartResult::Running;
+    }
+    // Nor may a pupil's session choose the first password: until an
+    // administrator does, nobody can log in, and nothing is lifted meanwhile.
+    if (awaitingAdministratorsPassword()) {
+        storeLost_ = true;
+        startWithoutStore(msg::PasswordNotChosenYet);
         return StartResult::Running;
     }
     if (machineProfile_) machineProfile_->rememberSettings();
@@ -308,7 +315,13 @@ AppliedProfile Controller::lostStoreProfile() {
     return lost;
 }
 
-void Controller::startWithoutStore() {
+bool Controller::awaitingAdministratorsPassword() {
+    // Read before the rest of the policy: a password the policy sets is chosen.
+    return platform::changesNeedConsent(m_.env.system) && !machineMarked(m_.env.registry) && storeReadable() &&
+           !policy::passwordManaged(m_.env.registry) && !passwordIsSet();
+}
+
+void Controller::startWithoutStore(platform::MessageId reason) {
     lastRunLockedShell_ = machineProfile_ && machineProfile_->keepLastRestrictions();
     const std::string why = storeError(store_.connection);
     killTaskManager();
@@ -332,8 +345,12 @@ void Controller::startWithoutStore() {
     m_.view.setTopmost(true);
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     finishStartUp();
-    tellStoreLost(why);
-    reportStore(EventId::StoreLost, why);
+    if (reason == msg::StoreLost) {
+        tellStoreLost(why);
+        reportStore(EventId::StoreLost, why);
+    } else {
+        tell(reason, {}, platform::MessageIcon::Critical);
+    }
 }
 
 long long Controller::profileIdByName(const std::string& name) {
@@ -465,11 +482,16 @@ bool Controller::passwordIsSet() {
 
 bool Controller::firstStart() {
     if (passwordIsSet()) return false;
-    if (!machineMarked(m_.env.registry)) return true;
-    tell(msg::PasswordMissingFromStore, {}, platform::MessageIcon::Critical);
-    if (!replacedReported_) {
-        replacedReported_ = true;
-        reportStore(EventId::StoreLost, "Opzioni.PasswordAdmin");
+    if (machineMarked(m_.env.registry)) {
+        tell(msg::PasswordMissingFromStore, {}, platform::MessageIcon::Critical);
+        if (!replacedReported_) {
+            replacedReported_ = true;
+            reportStore(EventId::StoreLost, "Opzioni.PasswordAdmin");
+        }
+    } else if (platform::changesNeedConsent(m_.env.system)) {
+        tell(msg::PasswordNotChosenYet, {}, platform::MessageIcon::Critical);
+    } else {
+        return true;
     }
     return false;
 }

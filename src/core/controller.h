@@ -139,6 +139,8 @@ public:
     // A store without a password is a first start, unless this machine's
     // own key (which a pupil's account cannot write) says a password was
     // chosen here: then the store was replaced, and nobody may choose anew.
+    // Only a session with administrator rights chooses; another is told
+    // that an administrator must.
     [[nodiscard]] bool firstStart();
     // Around the profile editor.
     void beforeProfileEditor();
@@ -231,7 +233,11 @@ private:
     bool ensureStore();
     // Open, and its options row read.
     bool storeReadable();
-    void startWithoutStore();
+    // Enforces what a lost store does, and tells `reason`: msg::StoreLost, or
+    // msg::PasswordNotChosenYet for a session that may not choose the password.
+    void startWithoutStore(platform::MessageId reason);
+    // A store without a password, in a session that may not choose one.
+    [[nodiscard]] bool awaitingAdministratorsPassword();
     // msg::StoreLost with the store's path and, when it opened, why it cannot be read.
     void tellStoreLost(const std::string& why);
     // The store's file and why, to the event log.

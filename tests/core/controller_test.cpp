@@ -64,6 +64,7 @@ protected:
         journal.entries.clear();
         dialogs.shown.clear();
         lists.onLoadSites = nullptr;
+        system.isElevated = false;
         registry.deleteValue(RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection), kPasswordChosenValue);
     }
     void markMachine() {
@@ -171,32 +172,49 @@ TEST_F(ControllerTest, AFileThatIsNotOurStoreIsToldAtStart) {
     EXPECT_NE(dialogs.shown[0].text.find("Profili"), std::string::npos) << dialogs.shown[0].text;
 }
 
-// A store without a password is a first start, unless the machine's key says
-// a password was chosen here: then the store was replaced, and nobody may
-// choose one at the login box either.
-TEST_F(ControllerTest, AReplacedStoreIsNoFirstStart) {
-    const std::string key = settingsKey(kProgramTitle, kStoreSection);
-    for (const bool chosenHere : {false, true}) {
-        SCOPED_TRACE(chosenHere);
-        controller_.reset();
-        store.connection.close();
-        journal.entries.clear();
-        dialogs.shown.clear();
+// A store without a password is a first start for an administrator's
+// session only. Where the machine's key says a password was chosen, the store
+// was replaced; a standard session is told an administrator must choose one.
+// Neither may choose one at the login box, and the second blocks as a lost
+// store does until an administrator has.
+TEST_F(ControllerTest, OnlyAnAdministratorsSessionChoosesTheFirstPassword) {
+    const struct {
+        const char* name;
+        bool marked, elevated;
+        const char* told;  // empty: the options form, twice
+    } cases[] = {
+        {"administrator", false, true, ""},
+        {"replaced store", true, true, "0316"},
+        {"replaced store, standard session", true, false, "0316"},
+        {"standard session", false, false, "0396"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        freshStart();
         storeValue("");
-        if (chosenHere) {
-            ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, key, kPasswordChosenValue, "1"));
-        }
+        system.isElevated = c.elevated;
+        if (c.marked) markMachine();
         controller().startUp();
         controller().showWaitingNotices();
         EXPECT_FALSE(controller().login(""));
         controller().showWaitingNotices();
-        EXPECT_EQ(journal.count("view options"), chosenHere ? 0 : 2);
-        ASSERT_EQ(dialogs.shown.size(), chosenHere ? 2u : 0u);
-        if (chosenHere) {
-            EXPECT_EQ(dialogs.shown[0].messageId, msg::PasswordMissingFromStore);
+        EXPECT_EQ(journal.count("view options"), *c.told ? 0 : 2);
+        ASSERT_EQ(dialogs.shown.size(), *c.told ? 2u : 0u);
+        if (*c.told) {
+            EXPECT_EQ(dialogs.shown[0].messageId.number(), c.told);
         }
     }
+    // The standard session enforces what a lost store does until the
+    // administrator's password is in the store; that password then opens.
+    EXPECT_TRUE(controller().storeLost());
+    EXPECT_TRUE(journal.inOrder({"load sites -1", "tmrKillTaskManager on"}));
+    EXPECT_TRUE(controller().switches().blockDownloads);
+    storeValue(hashPassword("Scelta", "salt", 10).value());
+    EXPECT_TRUE(controller().login("Scelta"));
+    EXPECT_FALSE(controller().storeLost());
+
     // Choosing a password marks the machine, where the program may write its key.
+    const std::string key = settingsKey(kProgramTitle, kStoreSection);
     registry.deleteValue(RegRoot::LocalMachine, key, kPasswordChosenValue);
     EXPECT_TRUE(controller().savePassword("Prima Scelta", "Prima Scelta"));
     EXPECT_EQ(registry.readValue(RegRoot::LocalMachine, key, kPasswordChosenValue), "1");
@@ -271,7 +289,13 @@ TEST_F(ControllerTest, NothingIsToldBeforeTheListsAreInForce) {
              storeValue("");
          },
          {"0316"}},
-        {"first start", [&] { storeValue(""); }, {"options"}},
+        {"first start",
+         [&] {
+             system.isElevated = true;
+             storeValue("");
+         },
+         {"options"}},
+        {"no password, standard session", [&] { storeValue(""); }, {"0396"}},
         {"lost",
          [&] {
              markMachine();

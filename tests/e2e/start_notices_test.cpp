@@ -102,6 +102,22 @@ TEST_F(BoxLeftOpenTest, TheFirstStartsPasswordForm) {
     forbiddenProgramEndsWhileOpen(options, "frmOpzioni-left-open");
 }
 
+// No password was chosen, and this session may not choose one: it blocks as
+// a lost store does, the copy's programs forbidden, until an administrator has.
+TEST_F(BoxLeftOpenTest, TheStandardSessionsNoPasswordNotice) {
+    const StartedProgram add(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
+                             test::quoted(pathToUtf8(install.database())) + " process add #1 vietato.exe");
+    ASSERT_EQ(add.waitForExit(), 0u);
+    install.sql("UPDATE Opzioni SET PasswordAdmin = NULL;");
+    SetEnvironmentVariableW(L"OMBRIX_AS_STANDARD_USER", L"1");  // the program inherits it at its start
+    launchProgram();
+    SetEnvironmentVariableW(L"OMBRIX_AS_STANDARD_USER", nullptr);
+    const HWND box = boxSaying(L"deve avviare Ombrix con i diritti di amministratore");
+    ASSERT_TRUE(box);
+    forbiddenProgramEndsWhileOpen(box, "0396-left-open");
+    EXPECT_EQ(formWith(*program, IDC_OPZ_TXTPASS), nullptr) << "no password form in this session";
+}
+
 // The administrator added the forbidden program with ombrixctl; the store is
 // then lost. The last profile's programs stay forbidden.
 TEST_F(BoxLeftOpenTest, TheLostStoreNoticeAndTheLastProfilesPrograms) {

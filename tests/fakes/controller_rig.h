@@ -28,6 +28,9 @@ struct ControllerRig {
         writeFile(dir.file("italian.lng"), "[Strings]\r\n" + strings);
         std::filesystem::create_directories(dir.path() / "DataBase");
         EXPECT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
+        // Chosen by an administrator: the fake session has no rights, and
+        // there a store without a password blocks every page.
+        sql("UPDATE Opzioni SET PasswordAdmin = 'scelta';");
     }
     // Writes to the database file directly, as another program would.
     void sql(const std::string& statements) {

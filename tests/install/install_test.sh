@@ -8,27 +8,8 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "${1:?usage: install_test.sh BUILD_DIR}" && pwd)
 work=$build/install-test
-export OMBRIX_WINEPREFIX=$work/wine
-prefix=$OMBRIX_WINEPREFIX
+source "$root/tests/install/lib.sh"
 
-stop() { "$root/scripts/wine-stop" "$work"; }
-rm -rf "$work"
-mkdir -p "$work"
-trap stop EXIT
-
-failures=0
-check() {  # check WHAT COMMAND...: one line per check, the run goes on
-  local what=$1
-  shift
-  if "$@"; then echo "ok   $what"; else echo "FAIL $what"; failures=$((failures + 1)); fi
-}
-w() { "$root/scripts/wine-run" "$@" </dev/null; }
-reg_value() {  # reg_value KEY NAME: the value's data, empty when absent
-  w reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | awk -v n="$2" '$1 == n { $1 = ""; $2 = ""; sub(/^ +/, ""); print }'
-}
-running() { pgrep -f 'Ombrix.ombrix\.exe' >/dev/null; }
-gone() { ! running; }
-sql() { sqlite3 "$store" "$1"; }
 # As Apps & features runs it: the uninstaller hands over to a copy of itself
 # in the temporary folder and returns; the copy does the work.
 uninstall() {
@@ -37,21 +18,17 @@ uninstall() {
   echo "the uninstaller did not end"
 }
 
-first=$(OMBRIX_PACKAGE_NO_BUILD=1 "$root/scripts/package.sh" "$build")
+first=$(OMBRIX_PACKAGE_NO_BUILD=1 "$root/scripts/package.sh" "$build" | sed -n 1p)
 version=$(basename "$first" .exe)
 version=${version#ombrix-setup-}
 next_version=${version%.*}.$((${version##*.} + 1))
-second=$(OMBRIX_PACKAGE_NO_BUILD=1 OMBRIX_PACKAGE_VERSION=$next_version "$root/scripts/package.sh" "$build")
+second=$(OMBRIX_PACKAGE_NO_BUILD=1 OMBRIX_PACKAGE_VERSION=$next_version "$root/scripts/package.sh" "$build" | sed -n 1p)
 cp "$first" "$second" "$work/"
 first=$work/$(basename "$first")
 second=$work/$(basename "$second")
 
-instdir="$prefix/drive_c/Program Files/Ombrix"
-store=$prefix/drive_c/Ombrix/DataBase/DataBase.db
-logdir=$prefix/drive_c/Ombrix/DataBase/Registro
 uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Ombrix'
 event_key='HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\Ombrix'
-shortcut="$prefix/drive_c/ProgramData/Microsoft/Windows/Start Menu/Programs/Ombrix.lnk"
 
 echo "== a silent first install needs the password"
 set +e

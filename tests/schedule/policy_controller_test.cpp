@@ -98,5 +98,16 @@ TEST_F(PolicyController, ThePolicysPasswordIsTheOnlyOneAndCannotBeChangedHere) {
     EXPECT_FALSE(controller.savePassword("Nuova", "Nuova"));
 }
 
+// A password the policy sets is chosen: a pupil's session on a PC whose
+// store has none yet is not left waiting for an administrator.
+TEST_F(PolicyController, ThePolicysPasswordIsChosenForAStandardSession) {
+    sql("UPDATE Opzioni SET PasswordAdmin = '';");
+    system.isElevated = false;
+    set(policy::kAdminPasswordHash, core::hashPassword("Preside").value());
+    controller.startUp();
+    EXPECT_FALSE(controller.storeLost());
+    EXPECT_TRUE(controller.login("Preside"));
+}
+
 }  // namespace
 }  // namespace ombrix::schedule

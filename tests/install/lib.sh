@@ -1,0 +1,29 @@
+# What the installers' tests under Wine share: a prefix of the test's own,
+# made afresh in $work, and checks that go on after a failure.
+#   root=... work=... source tests/install/lib.sh
+export OMBRIX_WINEPREFIX=$work/wine
+prefix=$OMBRIX_WINEPREFIX
+
+stop() { "$root/scripts/wine-stop" "$work"; }
+rm -rf "$work"
+mkdir -p "$work"
+trap stop EXIT
+
+failures=0
+check() {  # check WHAT COMMAND...: one line per check, the run goes on
+  local what=$1
+  shift
+  if "$@"; then echo "ok   $what"; else echo "FAIL $what"; failures=$((failures + 1)); fi
+}
+w() { "$root/scripts/wine-run" "$@" </dev/null; }
+reg_value() {  # reg_value KEY NAME: the value's data, empty when absent
+  w reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | awk -v n="$2" '$1 == n { $1 = ""; $2 = ""; sub(/^ +/, ""); print }'
+}
+running() { pgrep -f 'Ombrix.ombrix\.exe' >/dev/null; }
+gone() { ! running; }
+sql() { sqlite3 "$store" "$1"; }
+
+instdir="$prefix/drive_c/Program Files/Ombrix"
+store=$prefix/drive_c/Ombrix/DataBase/DataBase.db
+logdir=$prefix/drive_c/Ombrix/DataBase/Registro
+shortcut="$prefix/drive_c/ProgramData/Microsoft/Windows/Start Menu/Programs/Ombrix.lnk"
