@@ -403,6 +403,11 @@ void MainForm::onCommand(int id, int code) {
 }
 
 INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
+    static const UINT taskbarCreated = RegisterWindowMessageW(L"TaskbarCreated");
+    if (msg == taskbarCreated && taskbarCreated != 0) {
+        platform::guarded([&] { events_.shellRestarted(); });
+        return FALSE;
+    }
     switch (msg) {
         case WM_COMMAND:
             platform::guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
