@@ -428,6 +428,14 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
                 }
             });
             return TRUE;
+        case WM_POWERBROADCAST:
+            // Timers slept with the machine: the slots may name another
+            // profile now, and waiting for the next tick would show the old one.
+            if ((wp == PBT_APMRESUMEAUTOMATIC || wp == PBT_APMRESUMESUSPEND) && controller_ && !ended_) {
+                platform::guarded([&] { controller_->tickTimeSlots(); });
+            }
+            SetWindowLongPtrW(dialog_.get(), DWLP_MSGRESULT, TRUE);
+            return TRUE;
         case WM_QUERYENDSESSION:
             SetWindowLongPtrW(dialog_.get(), DWLP_MSGRESULT, TRUE);
             return TRUE;
