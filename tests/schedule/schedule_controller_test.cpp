@@ -91,6 +91,33 @@ TEST_F(ScheduledController, TheEditorsCloseReadsTheSlotsAndTheSwitchAgain) {
     EXPECT_EQ(storedProfile(), 0);
 }
 
+// Another process holds the store's write lock (an administrator's SQLite
+// shell, a backup) when a slot changes the profile: what is in force stays,
+// and the change is tried again every 300 ticks until the store reads.
+TEST_F(ScheduledController, AStoreLockedAtABoundaryLiftsNothingAndIsTriedAgain) {
+    sql("UPDATE Opzioni SET FasceOrarie = -1; UPDATE Profili SET Kiosk = -1 WHERE IDProfilo = 2;");
+    at(9, 0, 0);
+    ASSERT_EQ(controller.startUp(), core::Controller::StartResult::Running);
+    controller.tickTimeSlots();
+    ASSERT_TRUE(controller.switches().kiosk);
+
+    core::Database other;
+    ASSERT_TRUE(other.open(dir.file("DataBase/DataBase.db")));
+    ASSERT_TRUE(other.exec("BEGIN EXCLUSIVE;"));
+    store.connection.setBusyTimeout(20);
+    at(12, 30, 0);
+    controller.tickTimeSlots();
+    EXPECT_TRUE(controller.switches().kiosk) << "a store that cannot be read lifts nothing";
+    for (int i = 0; i < core::Controller::kProfileRetryTicks; ++i) controller.tickProfileRetry();
+    EXPECT_TRUE(controller.switches().kiosk) << "still locked at the retry";
+    ASSERT_TRUE(other.exec("COMMIT;"));
+    for (int i = 1; i < core::Controller::kProfileRetryTicks; ++i) controller.tickProfileRetry();
+    EXPECT_TRUE(controller.switches().kiosk) << "not before its time";
+    controller.tickProfileRetry();
+    EXPECT_FALSE(controller.switches().kiosk) << "the slot's profile, once the store reads";
+    EXPECT_EQ(storedProfile(), 3);
+}
+
 // A clock set by hand, forward or back, or a machine waking after the slot
 // changed while it slept: the next tick puts the slots' profile in use.
 TEST_F(ScheduledController, AClockMovedByHandIsFollowedAtTheNextTick) {
