@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <random>
@@ -135,6 +136,18 @@ HWND formWith(const StartedProgram& program, int id) {
         if (GetDlgItem(w, id) && IsWindowVisible(w)) return w;
     }
     return nullptr;
+}
+
+int secondsNow() {
+    SYSTEMTIME t{};
+    GetLocalTime(&t);
+    return t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
+}
+
+std::string storedTime(int seconds) {
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d", seconds / 3600, seconds / 60 % 60, seconds % 60);
+    return buf;
 }
 
 void login(HWND mainForm, const std::wstring& password) {

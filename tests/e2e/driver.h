@@ -53,6 +53,11 @@ private:
 
 // The first visible window of the program that holds the control `id`.
 [[nodiscard]] HWND formWith(const StartedProgram& program, int id);
+// The local time of day in seconds, as the program's time slots read it.
+[[nodiscard]] int secondsNow();
+// A time of day as the store keeps a slot's: "HH:MM:SS".
+[[nodiscard]] std::string storedTime(int seconds);
+
 // Types the password into the main form and presses Enter.
 void login(HWND mainForm, const std::wstring& password);
 
