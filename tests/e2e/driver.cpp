@@ -346,6 +346,20 @@ HWND InstalledProgram::start() {
     return main;
 }
 
+HWND InstalledProgram::startHidden() {
+    program = std::make_unique<StartedProgram>(launch());
+    HWND main = nullptr;
+    waitFor(
+        [&] {
+            for (HWND w : program->windows()) {
+                if (GetDlgItem(w, IDC_TXTPASS)) main = w;
+            }
+            return main != nullptr;
+        },
+        std::chrono::seconds(45));
+    return main;
+}
+
 HWND InstalledProgram::notice() const { return formWith(*program, IDC_LBLMESSAGGIO); }
 
 }  // namespace ombrix::e2e

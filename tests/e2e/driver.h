@@ -105,6 +105,9 @@ protected:
     [[nodiscard]] StartedProgram launch() const;
     // Starts the program; its main form once it is on screen.
     HWND start();
+    // Starts the program; its main form once made, shown or not (with the
+    // time slots on the program starts minimised).
+    HWND startHidden();
     // The notice form while it is on screen.
     [[nodiscard]] HWND notice() const;
 

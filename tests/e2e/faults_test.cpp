@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
-#include "app/win32/forms/resource.h"
 #include "core/database.h"
 #include "e2e/driver.h"
 #include "platform/files.h"
@@ -30,17 +27,9 @@ protected:
                     "UPDATE Fasce SET ProfiloFasceNonDefinite = 2, Fascia1Dalle = '" + storedTime(from) +
                     "', Fascia1Alle = '" + storedTime(from + 3600) + "', Fascia1Profilo = 3;");
     }
-    // With the slots on, the program starts minimised: its main form, shown
-    // or not, once its enforcement runs.
+    // The program with the slots on, once its enforcement runs.
     HWND startMinimised() {
-        program = std::make_unique<StartedProgram>(launch());
-        HWND main = nullptr;
-        waitFor([&] {
-            for (HWND w : program->windows()) {
-                if (GetDlgItem(w, IDC_TXTPASS)) main = w;
-            }
-            return main != nullptr;
-        }, 45s);
+        HWND main = startHidden();
         return main && ended("vietato2.exe") ? main : nullptr;
     }
     [[nodiscard]] std::string inUse() const { return install.scalar("SELECT IDProfiloInUso FROM Opzioni;"); }
