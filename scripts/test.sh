@@ -2,7 +2,8 @@
 # The whole test suite: installs what is missing, then builds and tests
 #   1. the native build, with AddressSanitizer and UndefinedBehaviorSanitizer;
 #   2. the fuzz targets, built with clang, each run for 30 seconds;
-#   3. the Windows build, cross-compiled with MinGW-w64, its tests run under Wine.
+#   3. the Windows build, cross-compiled with MinGW-w64, its tests run under Wine;
+#   4. a 2-minute soak of the program under Wine (scripts/soak.sh).
 # Exits non-zero when anything fails.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -35,3 +36,6 @@ done
 
 echo "== Windows tests under Wine"
 ctest --test-dir "$build/windows" -j "$jobs" --output-on-failure --timeout 900
+
+echo "== soak, 2 minutes"
+"$root/scripts/soak.sh" 2

@@ -38,6 +38,7 @@ void ProgramHost::onTimer(core::TimerId id) {
                 }
                 enforcement_->tickKillTaskManager();
                 platform::guarded([&] { p_.controller.tickTimeSlots(); });
+                platform::guarded([&] { p_.controller.tickProfileRetry(); });
                 return;
             case TimerId::SiteLog: enforcement_->tickSiteLog(); return;
             case TimerId::CloseWindows: enforcement_->tickCloseWindows(); return;

@@ -155,9 +155,19 @@ void Controller::fillProfileCombo() {
 }
 
 void Controller::applyProfile() {
-    const AppliedProfile applied = storeLost_                   ? lostStoreProfile()
-                                   : store_.connection.isOpen() ? readProfileSwitches(store_.connection, profileInUse_)
-                                                                : AppliedProfile{};
+    AppliedProfile applied = storeLost_                   ? lostStoreProfile()
+                             : store_.connection.isOpen() ? readProfileSwitches(store_.connection, profileInUse_)
+                                                          : AppliedProfile{};
+    // A store another process holds locked lifts nothing: the switches in
+    // force stay (put back on a machine the change began to free), and the
+    // change is tried again. The shutdown's profile 0 is never held back.
+    profilePending_ = !applied.unreadable.empty() && !shuttingDown_;
+    if (profilePending_) {
+        // The lists' loaders, which read the same store, tell the administrator.
+        platform::recordFailure("the profile's switches could not be read", applied.unreadable);
+        applied.switches = switches_;
+        applied.homePagePending = false;
+    }
     switches_ = applied.switches;
     homePagePending_ = applied.homePagePending;
     if (machineProfile_) machineProfile_->applyToMachine(switches_);
@@ -473,6 +483,14 @@ void Controller::tickTimeSlots() {
     putInUse(chosen);
     // The combo shows the profile the slots put in use.
     fillProfileCombo();
+}
+
+void Controller::tickProfileRetry() {
+    if (!profilePending_ || shuttingDown_ || storeLost_ || ++retryTicks_ < kProfileRetryTicks) return;
+    retryTicks_ = 0;
+    // Only a store that reads again is worth the change: each try that
+    // fails would free the shell and lock it again.
+    if (readProfileSwitches(store_.connection, profileInUse_).unreadable.empty()) putInUse(profileInUse_);
 }
 
 bool Controller::passwordIsSet() {

@@ -154,6 +154,11 @@ public:
     // TimerId::KillTaskManager's time-slot check: the profile the slots give now
     // is put in use when it is not the one in use.
     void tickTimeSlots();
+    // TimerId::KillTaskManager's: a change of profile the store could not be
+    // read for (another process held it locked) is tried again every
+    // kProfileRetryTicks ticks, 30 s; until then what was in force stays.
+    static constexpr int kProfileRetryTicks = 300;
+    void tickProfileRetry();
     // The switch is on and the slots were read.
     [[nodiscard]] bool timeSlotScheduleInForce() const { return timeSlotSwitch_ && scheduleLoaded_; }
 
@@ -279,6 +284,8 @@ private:
     bool logSwitch_ = false;
     bool timeSlotSwitch_ = false;
     bool scheduleLoaded_ = false;  // the schedule exists only after a load that worked
+    bool profilePending_ = false;  // the profile in use could not be read: what was in force stays
+    int retryTicks_ = 0;
     bool administrator_ = false;
     // The store went missing on a marked machine (see startUp).
     bool storeLost_ = false;

@@ -11,7 +11,14 @@ AppliedProfile readProfileSwitches(Database& db, long long profileId) {
         "Profili.TastoStartDisabilitato, Profili.UtilizzaBrowserInterno, Profili.NascondiMessaggiNotifica, "
         "Profili.ProtezioneMassima, Profili.ApriPaginaInizialeATuttoSchermo FROM Profili "
         "WHERE Profili.IDProfilo = ? ORDER BY rowid LIMIT 1;");
-    if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId))) || !q.step()) return applied;
+    if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId)))) {
+        applied.unreadable = db.lastError().empty() ? "the store is not open" : db.lastError();
+        return applied;
+    }
+    if (!q.step()) {
+        if (q.failed()) applied.unreadable = q.error();
+        return applied;
+    }
     auto text = [&](int c) { return valueOrDefault(q.column(c)).toText(); };
     auto flag = [&](int c) { return valueOrDefault(q.column(c), Value::boolean(false)).toBool(); };
     ProfileSwitches& s = applied.switches;

@@ -24,6 +24,9 @@ struct AppliedProfile {
     ProfileSwitches switches;
     // A home page (an address or a program) is to be opened by TimerId::LaunchHomePage.
     bool homePagePending = false;
+    // The store could not be read (another process held it locked): the
+    // switches say nothing. Empty when read, or when the profile has no row.
+    std::string unreadable;
 };
 
 // Reads the switches of a profile; a missing profile (0 is none) leaves every

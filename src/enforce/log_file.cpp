@@ -180,9 +180,33 @@ void VisitedSitesLog::giveUpForNow(platform::TraceText what, std::string_view wh
     retryAt_ = clock_.tickMilliseconds() + kRetryMilliseconds;
 }
 
+bool VisitedSitesLog::writeWaiting() {
+    if (visits_.size() == 1) {
+        if (!insertLogRow(log_, visits_.front().when, visits_.front().address)) return false;
+    } else {
+        core::Transaction tx(log_);
+        if (!tx.active()) return false;
+        for (const Visit& v : visits_) {
+            if (!insertLogRow(log_, v.when, v.address)) return false;
+        }
+        if (!tx.commit()) return false;
+    }
+    visits_.clear();
+    lost_ = 0;
+    return true;
+}
+
 bool VisitedSitesLog::write(const platform::LocalTime& when, std::string_view address) noexcept {
     return platform::guarded(
         [&] {
+            if (visits_.size() == kWaitingVisits) {
+                // Traced once a spell: the log has refused every try for long.
+                if (lost_++ == 0) {
+                    platform::recordFailure("visits lost: too many waited for the log", visits_.front().address);
+                }
+                visits_.pop_front();
+            }
+            visits_.push_back({when, std::string(address)});
             if (!log_.isOpen()) {
                 if (waiting_ && clock_.tickMilliseconds() < retryAt_) return false;
                 if (connection() == nullptr) {
@@ -190,7 +214,7 @@ bool VisitedSitesLog::write(const platform::LocalTime& when, std::string_view ad
                     return false;
                 }
             }
-            if (insertLogRow(log_, when, address)) return true;
+            if (writeWaiting()) return true;
             giveUpForNow("a visited site was not logged", log_.lastError());
             return false;
         },

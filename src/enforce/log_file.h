@@ -7,6 +7,7 @@
 // not a defence: a log that cannot be used never stops the enforcement.
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -49,6 +50,8 @@ class VisitedSitesLog {
 public:
     // A log that cannot be opened or written is tried again after this long.
     static constexpr std::uint64_t kRetryMilliseconds = 30'000;
+    // Visits that wait for such a log, at most; beyond, the oldest go.
+    static constexpr std::size_t kWaitingVisits = 1000;
 
     // `storeFolder` is asked at each opening: the store's folder is chosen at start-up.
     VisitedSitesLog(platform::FileSystem& files, platform::Clock& clock, core::Database& store,
@@ -59,13 +62,22 @@ public:
     [[nodiscard]] core::Database* connection();
     [[nodiscard]] const LogOpening& opening() const { return opening_; }
 
-    // Writes one visit. A log that cannot be opened or written is traced,
-    // closed and left alone for kRetryMilliseconds, and the visit is lost:
-    // a timer never waits for it. Never throws.
+    // Writes one visit, after those still waiting, in one transaction. A log
+    // that cannot be opened or written (locked elsewhere, its disk full, the
+    // file read-only) is traced, closed and left alone for
+    // kRetryMilliseconds: a timer never waits for it, and the visit waits
+    // for the next try. Never throws.
     bool write(const platform::LocalTime& when, std::string_view address) noexcept;
 
 private:
     void giveUpForNow(platform::TraceText what, std::string_view why);
+    // The waiting visits into the open log, all or none.
+    [[nodiscard]] bool writeWaiting();
+
+    struct Visit {
+        platform::LocalTime when;
+        std::string address;
+    };
 
     platform::FileSystem& files_;
     platform::Clock& clock_;
@@ -76,6 +88,8 @@ private:
     LogOpening opening_;
     bool waiting_ = false;
     std::uint64_t retryAt_ = 0;
+    std::deque<Visit> visits_;  // not yet written, oldest first
+    std::size_t lost_ = 0;      // dropped since the log last took them
 };
 
 }  // namespace ombrix::enforce

@@ -184,6 +184,10 @@ void ShellLock::keepStartHidden() {
     }
 }
 
+void ShellLock::shellRestarted() {
+    if (locked_) lockDesktop(iconsHidden_, true);
+}
+
 void ShellLock::lock() {
     runStartScreenKiller();
     installMouseGuard();
@@ -216,6 +220,7 @@ void ShellLock::unlock() {
 }
 
 void ShellLock::lockDesktop(bool hideIcons, bool lockShell) {
+    iconsHidden_ = hideIcons;
     // Every step on its own: a shell without one of these windows, or a
     // step that fails, leaves the others to run.
     if (lockShell) {

@@ -137,6 +137,9 @@ public:
     // While locked, a Start button the shell showed again (as a task bar
     // laying out its buttons does) is hidden again; run on a frequent tick.
     void keepStartHidden();
+    // A new shell (TaskbarCreated) has windows the lock never saw: while
+    // locked, the lock and the application bar are taken again as they were.
+    void shellRestarted();
 
     [[nodiscard]] KeyboardFilter keyboardFilter() const { return filter_; }
     [[nodiscard]] bool mouseGuarded() const { return mouseGuard_; }
@@ -156,6 +159,7 @@ private:
     bool mouseGuard_ = false;
     GuardArea area_;
     bool locked_ = false;
+    bool iconsHidden_ = false;  // the last locking's desktop icons
 };
 
 }  // namespace ombrix::lockdown

@@ -130,17 +130,19 @@ void MachineSettings::rememberRegistry(RegRoot root, const char* path, const cha
 }
 
 void MachineSettings::writeDword(RegRoot root, const char* path, const char* name, std::uint32_t value) {
+    if (givenBack_) return;
     rememberRegistry(root, path, name, SavedSetting::Value::Dword);
     m_.registry.writeDword(root, path, name, value);
 }
 
 void MachineSettings::writeText(RegRoot root, const char* path, const char* name, const std::string& value) {
+    if (givenBack_) return;
     rememberRegistry(root, path, name, SavedSetting::Value::Text);
     m_.registry.writeString(root, path, name, value);
 }
 
 void MachineSettings::applyFirefoxHomePage(const std::string& address) {
-    if (firefoxFolder_.empty()) return;
+    if (firefoxFolder_.empty() || givenBack_) return;
     SavedSetting previous{SavedSetting::Kind::FirefoxHomePage, RegRoot::CurrentUser, firefoxFolder_, {},
                           SavedSetting::Value::Text, HomePageFirefox(firefoxFolder_)};
     if (!m_.journal.find(previous.key())) {
@@ -151,6 +153,7 @@ void MachineSettings::applyFirefoxHomePage(const std::string& address) {
 }
 
 void MachineSettings::lockDesktop(bool hideIcons, bool lockShell) {
+    if (givenBack_) return;
     if (hideIcons || lockShell) m_.journal.remember({SavedSetting::Kind::Desktop, RegRoot::CurrentUser, {}, {}, {}, {}});
     m_.desktop.lockDesktop(hideIcons, lockShell);
 }
@@ -161,7 +164,7 @@ void MachineSettings::setHomePage(const std::string& address) {
 
 bool MachineSettings::setDefaultPrinter(const std::string& printer) {
     const std::string ports = m_.printers.profileString("PrinterPorts", printer);
-    if (ports.empty()) return false;
+    if (ports.empty() || givenBack_) return false;
     // "driver,port,timeouts...": the driver, then the port.
     const std::size_t comma = ports.find(',');
     const std::string driver = ports.substr(0, comma);
@@ -170,7 +173,8 @@ bool MachineSettings::setDefaultPrinter(const std::string& printer) {
     const std::string current = m_.printers.profileString("windows", "Device");
     m_.journal.remember({SavedSetting::Kind::DefaultPrinter, RegRoot::CurrentUser, {}, {},
                          current.empty() ? SavedSetting::Value::Absent : SavedSetting::Value::Text, current});
-    if (!m_.printers.writeDefaultDevice(printer + "," + driver + "," + port)) return false;
+    // The change's broadcast lets sent messages in: the session's end among them.
+    if (!m_.printers.writeDefaultDevice(printer + "," + driver + "," + port) || givenBack_) return false;
     m_.printers.rewriteSettings(printer);
     return true;
 }
@@ -263,7 +267,7 @@ void MachineSettings::applyToMachine(const ProfileSwitches& switches) {
 
 void MachineSettings::siteListInForce(const std::optional<PolicySites>& sites) {
     const BrowserPolicies wanted = sites ? translatePolicies(*sites) : BrowserPolicies{};
-    if (wanted.values == policies_) return;
+    if (wanted.values == policies_ || givenBack_) return;
     for (const auto& why : wanted.leftToReaders) platform::recordFailure("browser policies: left to the readers", why);
     const auto setting = [](const PolicyValue& v) {
         return SavedSetting{SavedSetting::Kind::Registry, RegRoot::CurrentUser, v.path, v.name,
@@ -458,6 +462,7 @@ void MachineSettings::restoreSettings() {
         if (!given.done) kept.push_back(given.setting);
     }
     platform::guarded([&] { m_.journal.reset(std::move(kept)); });
+    givenBack_ = true;
 }
 
 }  // namespace ombrix::core

@@ -141,6 +141,10 @@ private:
     std::string firefoxHomePage_;
     std::optional<std::string> startPage_;
     std::vector<PolicyValue> policies_;  // written for the site list in force
+    // The closing routine gave the machine back: Windows may end the
+    // session from inside an applying (a step lets its messages in), and
+    // what is left of that applying must change nothing after it.
+    bool givenBack_ = false;
 };
 
 }  // namespace ombrix::core

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <random>
@@ -147,6 +148,18 @@ HWND formWith(const StartedProgram& program, int id) {
         if (GetDlgItem(w, id) && IsWindowVisible(w)) return w;
     }
     return nullptr;
+}
+
+int secondsNow() {
+    SYSTEMTIME t{};
+    GetLocalTime(&t);
+    return t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
+}
+
+std::string storedTime(int seconds) {
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d", seconds / 3600, seconds / 60 % 60, seconds % 60);
+    return buf;
 }
 
 void login(HWND mainForm, const std::wstring& password) {
@@ -342,6 +355,20 @@ HWND InstalledProgram::start() {
     HWND main = nullptr;
     // A start on a loaded machine takes long: the splash, the store, the lists.
     waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }, std::chrono::seconds(45));
+    return main;
+}
+
+HWND InstalledProgram::startHidden() {
+    program = std::make_unique<StartedProgram>(launch());
+    HWND main = nullptr;
+    waitFor(
+        [&] {
+            for (HWND w : program->windows()) {
+                if (GetDlgItem(w, IDC_TXTPASS)) main = w;
+            }
+            return main != nullptr;
+        },
+        std::chrono::seconds(45));
     return main;
 }
 

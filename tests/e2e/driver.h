@@ -59,6 +59,11 @@ private:
 
 // The first visible window of the program that holds the control `id`.
 [[nodiscard]] HWND formWith(const StartedProgram& program, int id);
+// The local time of day in seconds, as the program's time slots read it.
+[[nodiscard]] int secondsNow();
+// A time of day as the store keeps a slot's: "HH:MM:SS".
+[[nodiscard]] std::string storedTime(int seconds);
+
 // Types the password into the main form and presses Enter.
 void login(HWND mainForm, const std::wstring& password);
 
@@ -106,6 +111,9 @@ protected:
     [[nodiscard]] StartedProgram launch() const;
     // Starts the program; its main form once it is on screen.
     HWND start();
+    // Starts the program; its main form once made, shown or not (with the
+    // time slots on the program starts minimised).
+    HWND startHidden();
     // The notice form while it is on screen.
     [[nodiscard]] HWND notice() const;
 

@@ -17,12 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-int secondsNow() {
-    SYSTEMTIME t{};
-    GetLocalTime(&t);
-    return t.wHour * 3600 + t.wMinute * 60 + t.wSecond;
-}
-
 wchar_t localeSeparator() {
     wchar_t sep[8]{};
     return GetLocaleInfoW(GetThreadLocale(), LOCALE_STIME, sep, 8) == 2 ? sep[0] : L':';
@@ -39,12 +33,6 @@ std::wstring typed(int seconds, wchar_t sep) {
 std::wstring shown(int seconds, wchar_t sep) {
     const std::wstring full = typed(seconds, sep);
     return seconds % 60 == 0 ? full.substr(0, 5) : full;
-}
-
-std::string stored(int seconds) {
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d", seconds / 3600, seconds / 60 % 60, seconds % 60);
-    return buf;
 }
 
 class ScheduleTest : public InstalledProgram {
@@ -142,7 +130,8 @@ TEST_F(ScheduleTest, SlotsAroundNowPutTheirProfileInUseAtTheBoundary) {
     ASSERT_TRUE(clickUntil(box(IDC_PER_CMDSALVA), [&] { return !IsWindowEnabled(box(IDC_PER_CMDSALVA)); }));
     EXPECT_EQ(install.scalar("SELECT Fascia1Dalle || ' ' || Fascia1Alle || ' ' || Fascia1Profilo || ' ' || "
                              "Fascia2Dalle || ' ' || Fascia2Alle || ' ' || Fascia2Profilo FROM Fasce;"),
-              stored(first) + " " + stored(boundary) + " 2 " + stored(boundary) + " " + stored(end) + " 3");
+              storedTime(first) + " " + storedTime(boundary) + " 2 " + storedTime(boundary) + " " +
+                  storedTime(end) + " 3");
     ASSERT_TRUE(clickUntil(box(IDC_PER_CMDESCI), [&] { return !IsWindow(editor); }));
     EXPECT_TRUE(waitFor([&] { return slotsShownOn(true); }))
         << win32::fromWide(text(GetDlgItem(main, IDC_CMDPERIODI)));

@@ -1,4 +1,7 @@
+#include <chrono>
 #include <functional>
+#include <future>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -208,6 +211,51 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
             EXPECT_FALSE(rig.host.storeErrors[0].empty());
         }
     }
+}
+
+// Another process holds the store's write lock (an administrator's SQLite
+// shell, a backup) while the lists load: a short hold is waited out; a long
+// one leaves the lists in force, told once, and the next load reads anew.
+TEST(Loaders, AStoreLockedElsewhereIsWaitedForOrLeavesTheListsInForce) {
+    test::EnforcementRig rig;
+    rig.addProfile(2, true, {".vietato.it"}, {"calc.exe"});
+    rig.addProfile(3, true, {".altro.it"}, {"notepad.exe"});
+    const std::string file = rig.dir.file("DataBase.db");
+    {
+        core::Database copy;
+        ASSERT_TRUE(copy.open(file, core::Database::Mode::CreateIfMissing));
+        ASSERT_TRUE(rig.db.copyTo(copy));
+    }
+    ASSERT_TRUE(rig.db.open(file));
+    rig.use(2);
+    const auto inForce = [&] {
+        return std::string(rig.enforcement->sites().entry(0)) + " " + rig.enforcement->processNames().front();
+    };
+
+    core::Database other;
+    ASSERT_TRUE(other.open(file));
+    ASSERT_TRUE(other.exec("BEGIN EXCLUSIVE;"));
+    rig.db.setBusyTimeout(50);  // the wait's length is the engine's; only its end matters here
+    rig.use(3);
+    EXPECT_EQ(inForce(), ".vietato.it calc.exe");
+    EXPECT_EQ(rig.host.storeErrors.size(), 1u);
+    ASSERT_TRUE(other.exec("COMMIT;"));
+
+    ASSERT_TRUE(rig.db.open(file));  // the program's own wait again
+    std::promise<void> locked;
+    std::thread holder([&] {
+        core::Database o;
+        const bool held = o.open(file) && o.exec("BEGIN EXCLUSIVE;");
+        locked.set_value();
+        if (!held) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        (void)o.exec("COMMIT;");
+    });
+    locked.get_future().wait();
+    rig.use(3);
+    holder.join();
+    EXPECT_EQ(inForce(), ".altro.it notepad.exe") << "the load waited for the lock";
+    EXPECT_EQ(rig.host.storeErrors.size(), 1u);
 }
 
 // A site entry is enforced whole: cut to the column's width, an allowed

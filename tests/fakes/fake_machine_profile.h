@@ -3,6 +3,7 @@
 // lists them, a desktop lock and a shell that record what they are asked, a
 // durable writer that can refuse.
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,6 +22,9 @@ public:
     explicit FakePrinters(Journal& j) : journal_(j) {}
     std::map<std::string, std::string> ports;  // PrinterPorts: name -> "driver,port,..."
     std::string device;                        // windows/Device
+    // After a write: the system's broadcast of the change, which lets
+    // messages sent to the program in.
+    std::function<void()> broadcast = [] {};
 
     std::string profileString(std::string_view section, std::string_view key) override {
         if (section == "windows" && key == "Device") return device;
@@ -31,6 +35,7 @@ public:
     bool writeDefaultDevice(std::string_view d) override {
         device = d;
         journal_.add("printer device " + device);
+        broadcast();
         return true;
     }
     bool rewriteSettings(std::string_view printer) override {

@@ -212,6 +212,38 @@ TEST(ShellLock, WhatTheShellBringsBackIsTakenAgain) {
     EXPECT_TRUE(r.log.inOrder({"tmrNancondiDesktop off", "tmrNancondiDesktop on", "show Program Manager 0"}));
 }
 
+// A shell that ended and started again (TaskbarCreated) brings windows of
+// its own, every one enabled and shown.
+TEST(ShellLock, ARestartedShellIsLockedAgainOnlyWhileLocked) {
+    for (const bool hideIcons : {true, false}) {
+        SCOPED_TRACE(hideIcons);
+        Rig r;
+        r.lock.shellRestarted();
+        EXPECT_TRUE(r.log.entries.empty()) << "unlocked, the new shell is left alone";
+        r.lock.lockDesktop(hideIcons, true);
+        r.lock.lockDesktop(false, false);
+        r.log.entries.clear();
+        r.lock.shellRestarted();
+        EXPECT_TRUE(r.log.entries.empty()) << "unlocked again, the new shell is left alone";
+
+        r.lock.lockDesktop(hideIcons, true);
+        test::FakeShellWindows fresh{r.log};
+        for (auto& [id, x] : r.shell.w) x = fresh.w[id];
+        r.shell.w[3].rect = {800, 700, 1000, 740};
+        r.log.entries.clear();
+        r.lock.shellRestarted();
+        for (const int id : {2, 3, 4, 5, 6, 7}) EXPECT_FALSE(r.shell.w[id].enabled) << r.shell.w[id].cls;
+        for (const int id : {2, 4, 5, 6}) EXPECT_FALSE(r.shell.w[id].visible) << r.shell.w[id].cls;
+        EXPECT_TRUE(r.shell.w[1].enabled) << "the task bar itself is the guard's to switch";
+        EXPECT_EQ(r.shell.w[9].visible, !hideIcons);
+        EXPECT_EQ(r.log.count("bar shown"), 1) << "the application bar comes back in front";
+        EXPECT_EQ(r.lock.keyboardFilter(), KeyboardFilter::Locked);
+        EXPECT_TRUE(r.lock.mouseGuarded());
+        r.shell.mouse({kLeftDown, {850, 720}});
+        EXPECT_FALSE(r.shell.w[1].enabled) << "the guard measures the new notification area";
+    }
+}
+
 TEST(ShellLock, MetroKillerTimerRunsOnlyOnItsVersions) {
     for (const auto& [major, minor, runs] : {std::tuple{6, 1, false}, std::tuple{6, 2, true}, std::tuple{9, 3, true},
                                             std::tuple{10, 0, false}, std::tuple{10, 2, false}}) {

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_event_log.h"
@@ -170,6 +171,29 @@ TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
     rig.settings->applyToMachine(lockingProfile());
     rig.settings->setBrowserEmulation();
     EXPECT_EQ(checked, 3);
+}
+
+// Windows ends the session while a profile is being applied: the printer's
+// broadcast lets the end's messages in, and the closing routine runs there.
+// What is left of the applying changes nothing.
+TEST(MachineProfile, ASessionEndedHalfwayThroughApplyingLeavesTheMachineGivenBack) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    bool ended = false;
+    rig.printers.broadcast = [&] {
+        if (std::exchange(ended, true)) return;
+        rig.settings->applyToMachine({});  // the shutdown's profile 0
+        rig.settings->restoreSettings();
+    };
+    rig.settings->applyToMachine(lockingProfile());
+    rig.settings->siteListInForce(PolicySites{{"giochi.it"}, false});
+    rig.settings->setBrowserEmulation();
+    ASSERT_TRUE(ended);
+    rig.expectAsBefore();
+    EXPECT_EQ(rig.log.entries.back(), "restart shell") << "the shell is not locked again";
+    rig.newRun();
+    rig.settings->rememberSettings();
+    rig.expectAsBefore();
 }
 
 TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {

@@ -88,6 +88,7 @@ private:
     bool openOptionsForm() override { return administration_.open(app::AdminForm::Options); }
     void chooseProfile(const std::string& name) override { administration_.chooseProfile(name); }
     void unloadProgramForms() override;
+    void shellRestarted() override { desktop_.shellRestarted(); }
 
     Machine& machine_;
     // What a school collects from each PC, in the system's event log.

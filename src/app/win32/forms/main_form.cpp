@@ -403,6 +403,11 @@ void MainForm::onCommand(int id, int code) {
 }
 
 INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
+    static const UINT taskbarCreated = RegisterWindowMessageW(L"TaskbarCreated");
+    if (msg == taskbarCreated && taskbarCreated != 0) {
+        platform::guarded([&] { events_.shellRestarted(); });
+        return FALSE;
+    }
     switch (msg) {
         case WM_COMMAND:
             platform::guarded([&] { onCommand(LOWORD(wp), HIWORD(wp)); });
@@ -422,6 +427,14 @@ INT_PTR MainForm::handle(UINT msg, WPARAM wp, LPARAM) {
                     tray_->MinimizeToTray(dialog_.get());
                 }
             });
+            return TRUE;
+        case WM_POWERBROADCAST:
+            // Timers slept with the machine: the slots may name another
+            // profile now, and waiting for the next tick would show the old one.
+            if ((wp == PBT_APMRESUMEAUTOMATIC || wp == PBT_APMRESUMESUSPEND) && controller_ && !ended_) {
+                platform::guarded([&] { controller_->tickTimeSlots(); });
+            }
+            SetWindowLongPtrW(dialog_.get(), DWLP_MSGRESULT, TRUE);
             return TRUE;
         case WM_QUERYENDSESSION:
             SetWindowLongPtrW(dialog_.get(), DWLP_MSGRESULT, TRUE);

@@ -51,6 +51,8 @@ public:
     // Unloads the program's forms this one does not own (the internal
     // browser's windows, the on-screen keyboard, the application bar).
     virtual void unloadProgramForms() = 0;
+    // The shell started again (TaskbarCreated): its windows are new.
+    virtual void shellRestarted() = 0;
 };
 
 class MainForm final : public core::MainView, public core::Timers {
