@@ -56,9 +56,12 @@ TEST_F(PolicyTest, ThePolicysProfileAndPasswordAreInForceAndFollowTheKey) {
     test::StartedProgram reader =
         test::startRecorder(test::copyRecorder(folderFile("lettore.exe")), folderFile("lettore.log"), "Lettore");
     ASSERT_TRUE(reader.started());
+    // Its window takes the focus when it shows: before the password is typed, not during.
+    ASSERT_TRUE(waitFor([] { return FindWindowW(L"OmbrixWindowRecorder", L"Lettore") != nullptr; }));
 
     login(main, L"Segreta1");
     EXPECT_FALSE(waitFor([&] { return adminShown(main); }, 1500ms)) << "the PC's own password opened";
+    bringToFront(main);
     click(GetDlgItem(main, IDC_TXTPASS));
     pressKey(VK_END);
     for (int i = 0; i < 10; ++i) pressKey(VK_BACK);
