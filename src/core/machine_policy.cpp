@@ -81,10 +81,6 @@ std::string_view hashProblem(std::string_view hash) {
     return {};
 }
 
-bool sha256Hex(std::string_view text) {
-    return text.size() == 64 && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
-}
-
 }  // namespace
 
 MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
@@ -115,7 +111,7 @@ MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
     p.visitedSitesLog = r.onOff(kVisitedSitesLog);
     p.managedProfilesPath = r.text(kManagedProfilesPath);
     p.managedProfilesSha256 = r.text(kManagedProfilesSha256);
-    if (p.managedProfilesSha256 && !p.managedProfilesSha256->empty() && !sha256Hex(*p.managedProfilesSha256)) {
+    if (p.managedProfilesSha256 && !p.managedProfilesSha256->empty() && !sha256Pin(*p.managedProfilesSha256)) {
         r.refuse(kManagedProfilesSha256, *p.managedProfilesSha256, "a SHA-256 is 64 hexadecimal digits");
     }
     return p;
@@ -129,6 +125,14 @@ std::optional<std::string> passwordHashInForce(platform::Registry& registry) {
     auto hash = registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash);
     if (hash && !hashProblem(*hash).empty()) return std::nullopt;
     return hash;
+}
+
+std::optional<std::string> sha256Pin(std::string_view text) {
+    std::string lowered = lowerText(trimBlanks(text));
+    if (lowered.size() != 64 || lowered.find_first_not_of("0123456789abcdef") != std::string::npos) {
+        return std::nullopt;
+    }
+    return lowered;
 }
 
 }  // namespace ombrix::core::policy

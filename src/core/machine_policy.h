@@ -67,6 +67,10 @@ struct MachinePolicy {
 // Whether the key sets the administrator password, usable or not, and the
 // hash when it is usable: reading them needs no store.
 [[nodiscard]] bool passwordManaged(platform::Registry& registry);
+
+// A pin of the managed file as the policy writes it: 64 hexadecimal digits,
+// either case, blanks around allowed; lowered. nullopt for anything else.
+[[nodiscard]] std::optional<std::string> sha256Pin(std::string_view text);
 [[nodiscard]] std::optional<std::string> passwordHashInForce(platform::Registry& registry);
 
 // The setting as it is in force, and whether the policy gave it.

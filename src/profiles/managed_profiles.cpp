@@ -6,6 +6,7 @@
 #include <set>
 #include <system_error>
 
+#include "core/machine_policy.h"
 #include "core/policy_names.h"
 #include "core/store.h"
 #include "platform/crypto.h"
@@ -30,16 +31,6 @@ std::string hex(std::span<const std::uint8_t> bytes) {
         out += kDigits[b & 15];
     }
     return out;
-}
-
-// A pin as written in the policy: 64 hex digits, either case, blanks around
-// allowed. nullopt for anything else.
-std::optional<std::string> pinFrom(std::string_view text) {
-    const std::string lowered = lowerText(trimBlanks(text));
-    if (lowered.size() != 64 || lowered.find_first_not_of("0123456789abcdef") != std::string::npos) {
-        return std::nullopt;
-    }
-    return lowered;
 }
 
 bool exchangeFileName(const fs::path& p) {
@@ -256,7 +247,7 @@ ManagedCheck ManagedProfiles::check(const ManagedSource& source) {
     }
     std::optional<std::string> pin;
     if (!trimBlanks(source.pinnedSha256).empty()) {
-        pin = pinFrom(source.pinnedSha256);
+        pin = core::policy::sha256Pin(source.pinnedSha256);
         if (!pin) return refusal("the pinned SHA-256 is not 64 hexadecimal digits", source.pinnedSha256);
     }
     bool folder = false;
