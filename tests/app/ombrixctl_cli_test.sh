@@ -19,11 +19,12 @@ expect "site add -" "added 2, duplicates skipped 1" \
   "$(printf 'a.org\r\nb.org\nA.ORG\n' | "$ctl" --db "$work/a.db" site add scuola -)"
 # A person typing: each answer comes while the input is still open.
 coproc checker { "$ctl" --db "$work/a.db" check scuola -; }
+checker_pid=$checker_PID  # bash unsets checker_PID once the checker has ended
 echo "https://www.a.org/x" >&"${checker[1]}"
 answer=; read -r -t 10 answer <&"${checker[0]}"
 expect "check answers a typed line at once" "blocked 0181 http://a.org" "$answer"
 exec {checker[1]}>&-
-wait "$checker_PID"; expect "check ends with its input" 0 $?
+wait "$checker_pid"; expect "check ends with its input" 0 $?
 "$ctl" 2>/dev/null; expect "no command" 2 $?
 [ $fail -eq 0 ] && echo "ombrixctl: all checks passed"
 exit $fail
