@@ -4,13 +4,37 @@
 
 namespace ombrix::core {
 
+ProfileSwitches switchesAt(const Statement& q, int first) {
+    auto flag = [&](int c) { return valueOrDefault(q.column(first + c), Value::boolean(false)).toBool(); };
+    auto text = [&](int c) { return valueOrDefault(q.column(first + c)).toText(); };
+    ProfileSwitches s;
+    s.kiosk = flag(0);
+    s.startDisabled = flag(1);
+    s.blockDownloads = flag(2);
+    s.hideMessages = flag(3);
+    s.internalBrowser = flag(4);
+    s.maxProtection = flag(5);
+    s.fullScreen = flag(6);
+    s.printer = text(7);
+    s.homePage = text(8);
+    return s;
+}
+
+void appendSwitchValues(const ProfileSwitches& s, std::vector<Value>& into) {
+    for (const bool flag : {s.kiosk, s.startDisabled, s.blockDownloads, s.hideMessages, s.internalBrowser,
+                            s.maxProtection, s.fullScreen}) {
+        into.push_back(Value::boolean(flag));
+    }
+    into.emplace_back(s.printer);
+    into.emplace_back(s.homePage);
+}
+
 AppliedProfile readProfileSwitches(Database& db, long long profileId) {
     AppliedProfile applied;
-    Statement q = db.prepare(
-        "SELECT Profili.StampantePredefinita, Profili.PaginaPredefinita, Profili.BloccaDownload, Profili.Kiosk, "
-        "Profili.TastoStartDisabilitato, Profili.UtilizzaBrowserInterno, Profili.NascondiMessaggiNotifica, "
-        "Profili.ProtezioneMassima, Profili.ApriPaginaInizialeATuttoSchermo FROM Profili "
-        "WHERE Profili.IDProfilo = ? ORDER BY rowid LIMIT 1;");
+    std::string sql = "SELECT ";
+    for (const char* column : kSwitchColumns) sql += std::string(column) + ", ";
+    sql.resize(sql.size() - 2);
+    Statement q = db.prepare(sql + " FROM Profili WHERE IDProfilo = ? ORDER BY rowid LIMIT 1;");
     if (!q.valid() || !q.bind(1, Value(static_cast<std::int64_t>(profileId)))) {
         applied.unreadable = db.lastError().empty() ? "the store is not open" : db.lastError();
         return applied;
@@ -19,19 +43,8 @@ AppliedProfile readProfileSwitches(Database& db, long long profileId) {
         if (q.failed()) applied.unreadable = q.error();
         return applied;
     }
-    auto text = [&](int c) { return valueOrDefault(q.column(c)).toText(); };
-    auto flag = [&](int c) { return valueOrDefault(q.column(c), Value::boolean(false)).toBool(); };
-    ProfileSwitches& s = applied.switches;
-    s.printer = text(0);
-    s.homePage = text(1);
-    s.blockDownloads = flag(2);
-    s.kiosk = flag(3);
-    s.startDisabled = flag(4);
-    s.internalBrowser = flag(5);
-    s.hideMessages = flag(6);
-    s.maxProtection = flag(7);
-    s.fullScreen = flag(8);
-    applied.homePagePending = !trimBlanks(s.homePage).empty();
+    applied.switches = switchesAt(q, 0);
+    applied.homePagePending = !trimBlanks(applied.switches.homePage).empty();
     return applied;
 }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/database.h"
 
@@ -18,7 +19,26 @@ struct ProfileSwitches {
     bool hideMessages = false;     // NascondiMessaggiNotifica
     bool maxProtection = false;    // ProtezioneMassima
     bool fullScreen = false;       // ApriPaginaInizialeATuttoSchermo
+
+    bool operator==(const ProfileSwitches&) const = default;
 };
+
+// The columns of Profili the switches are read from and written to, in the
+// order of switchesAt and switchValues.
+inline constexpr const char* kSwitchColumns[] = {"Kiosk",
+                                                 "TastoStartDisabilitato",
+                                                 "BloccaDownload",
+                                                 "NascondiMessaggiNotifica",
+                                                 "UtilizzaBrowserInterno",
+                                                 "ProtezioneMassima",
+                                                 "ApriPaginaInizialeATuttoSchermo",
+                                                 "StampantePredefinita",
+                                                 "PaginaPredefinita"};
+
+// The switches from a row whose kSwitchColumns start at column `first`;
+// null columns read as off or empty.
+[[nodiscard]] ProfileSwitches switchesAt(const Statement& q, int first);
+void appendSwitchValues(const ProfileSwitches& s, std::vector<Value>& into);
 
 struct AppliedProfile {
     ProfileSwitches switches;

@@ -182,15 +182,13 @@ ManagedCheck replaceManagedSet(core::Database& db, const std::vector<ExchangePro
             if (!existing->second) return refusal("a local profile has a managed profile's name", r.name);
             id = existing->first;
             values.push_back(idValue(id));
-            if (!db.run(kProfileUpdate, values) || !deleteLists(db, id)) return storeRefusal(db);
+            if (!db.run(profileUpdate(), values) || !deleteLists(db, id)) return storeRefusal(db);
         } else {
             const Value next = db.scalar("SELECT COALESCE(MAX(IDProfilo), 0) + 1 FROM Profili;");
             if (next.isEmpty()) return storeRefusal(db);
             id = next.toInteger();
             values.insert(values.begin(), idValue(id));
-            if (!db.run(std::string("INSERT INTO Profili (IDProfilo, ") + kProfileColumns +
-                            ", Gestito) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, -1);",
-                        values)) {
+            if (!db.run(profileInsert("Gestito", "-1"), values)) {
                 return storeRefusal(db);
             }
         }

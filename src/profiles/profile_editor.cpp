@@ -57,17 +57,32 @@ std::optional<EntryVerdict> unusable(std::string_view typed, std::string_view tr
 }  // namespace
 
 std::vector<Value> profileValues(const ProfileRecord& r) {
-    return {Value(r.name),
-            Value::boolean(r.kiosk),
-            Value::boolean(r.startDisabled),
-            Value::boolean(r.blockDownloads),
-            Value::boolean(r.hideMessages),
-            Value::boolean(r.internalBrowser),
-            Value::boolean(r.maxProtection),
-            Value::boolean(r.fullScreen),
-            Value::boolean(r.forbiddenList),
-            Value(r.printer),
-            Value(r.homePage)};
+    std::vector<Value> values{Value(r.name), Value::boolean(r.forbiddenList)};
+    core::appendSwitchValues(r, values);
+    return values;
+}
+
+std::string profileColumns() {
+    std::string columns = "Profilo, SitiProibiti";
+    for (const char* column : core::kSwitchColumns) columns += std::string(", ") + column;
+    return columns;
+}
+
+std::string profileUpdate() {
+    std::string sql = "UPDATE Profili SET Profilo = ?, SitiProibiti = ?";
+    for (const char* column : core::kSwitchColumns) sql += std::string(", ") + column + " = ?";
+    return sql + " WHERE IDProfilo = ?;";
+}
+
+std::string profileInsert(std::string_view extra, std::string_view extraValues) {
+    std::string sql = "INSERT INTO Profili (IDProfilo, " + profileColumns();
+    std::string values = "?, ?, ?";
+    for (std::size_t i = 0; i < std::size(core::kSwitchColumns); ++i) values += ", ?";
+    if (!extra.empty()) {
+        sql += std::string(", ") + std::string(extra);
+        values += std::string(", ") + std::string(extraValues);
+    }
+    return sql + ") VALUES (" + values + ");";
 }
 
 Mode ProfileRecord::mode() const {
@@ -372,23 +387,14 @@ std::vector<std::pair<long long, std::string>> ProfileEditor::profiles() const {
 }
 
 ProfileEditor::Read ProfileEditor::readRecord(long long id, ProfileRecord& into) {
-    Statement q = db_.prepare(std::string("SELECT ") + kProfileColumns + " FROM Profili WHERE IDProfilo = ?;");
+    Statement q = db_.prepare("SELECT " + profileColumns() + " FROM Profili WHERE IDProfilo = ?;");
     if (!q.valid() || !q.bind(1, idValue(id))) return Read::Failed;
     if (!q.step()) return q.failed() ? Read::Failed : Read::Missing;
-    const auto flag = [&](int c) { return q.column(c).toBool(); };
     ProfileRecord r;
+    static_cast<core::ProfileSwitches&>(r) = core::switchesAt(q, 2);
     r.id = id;
     r.name = core::valueOrDefault(q.column(0)).toText();
-    r.kiosk = flag(1);
-    r.startDisabled = flag(2);
-    r.blockDownloads = flag(3);
-    r.hideMessages = flag(4);
-    r.internalBrowser = flag(5);
-    r.maxProtection = flag(6);
-    r.fullScreen = flag(7);
-    r.forbiddenList = flag(8);
-    r.printer = core::valueOrDefault(q.column(9)).toText();
-    r.homePage = core::valueOrDefault(q.column(10)).toText();
+    r.forbiddenList = q.column(1).toBool();
     into = std::move(r);
     return Read::Found;
 }
@@ -529,7 +535,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
         id = *toWrite.id;
         std::vector<Value> values = profileValues(toWrite);
         values.push_back(idValue(id));
-        if (!db_.run(kProfileUpdate, values)) {
+        if (!db_.run(profileUpdate(), values)) {
             return storeFailed();
         }
     } else {
@@ -539,9 +545,7 @@ ProfileEditor::Outcome ProfileEditor::save() {
         std::vector<Value> values{idValue(id)};
         const std::vector<Value> fields = profileValues(toWrite);
         values.insert(values.end(), fields.begin(), fields.end());
-        if (!db_.run(std::string("INSERT INTO Profili (IDProfilo, ") + kProfileColumns +
-                         ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);",
-                     values)) {
+        if (!db_.run(profileInsert(), values)) {
             return storeFailed();
         }
         // A copy takes its source's lists with the new identifier, in their order.

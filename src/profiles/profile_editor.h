@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "core/database.h"
+#include "core/profile_switches.h"
 #include "core/store.h"
 #include "platform/dialogs.h"
 #include "support/messages.h"
@@ -36,36 +37,25 @@ using core::ListKind;
 // optModalita: kiosk wins over the start-button flag wherever both are read.
 enum class Mode { Kiosk = 0, NoStart = 1, Normal = 2 };
 
-// One row of Profili as the form shows it.
-struct ProfileRecord {
+// One row of Profili as the form shows it: its name, how its site list
+// reads, and the switches the program puts in force with it.
+struct ProfileRecord : core::ProfileSwitches {
     std::optional<long long> id;  // empty while a new record is not saved
     std::string name;             // Profilo
-    bool kiosk = false;           // Kiosk
-    bool startDisabled = false;   // TastoStartDisabilitato
-    bool blockDownloads = false;  // BloccaDownload
-    bool hideMessages = false;    // NascondiMessaggiNotifica
-    bool internalBrowser = false; // UtilizzaBrowserInterno
-    bool maxProtection = false;   // ProtezioneMassima
-    bool fullScreen = false;      // ApriPaginaInizialeATuttoSchermo
     bool forbiddenList = true;    // SitiProibiti: false reads the site list as an allowed list
-    std::string printer;          // StampantePredefinita, "" for none
-    std::string homePage;         // PaginaPredefinita, "" for none
 
     [[nodiscard]] Mode mode() const;
     void setMode(Mode mode);
     bool operator==(const ProfileRecord&) const = default;
 };
 
-// The columns of Profili a record writes, in the order of profileValues;
-// the update binds the identifier last.
-inline constexpr const char* kProfileColumns =
-    "Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, NascondiMessaggiNotifica, UtilizzaBrowserInterno, "
-    "ProtezioneMassima, ApriPaginaInizialeATuttoSchermo, SitiProibiti, StampantePredefinita, PaginaPredefinita";
-inline constexpr const char* kProfileUpdate =
-    "UPDATE Profili SET Profilo = ?, Kiosk = ?, TastoStartDisabilitato = ?, BloccaDownload = ?, "
-    "NascondiMessaggiNotifica = ?, UtilizzaBrowserInterno = ?, ProtezioneMassima = ?, "
-    "ApriPaginaInizialeATuttoSchermo = ?, SitiProibiti = ?, StampantePredefinita = ?, PaginaPredefinita = ? "
-    "WHERE IDProfilo = ?;";
+// The columns of Profili a record writes, in the order of profileValues.
+[[nodiscard]] std::string profileColumns();
+// The update of a record's columns; it binds the identifier last.
+[[nodiscard]] std::string profileUpdate();
+// The insert of a record with its identifier first, then profileValues, then
+// `extra` columns whose values are the SQL in `extraValues`.
+[[nodiscard]] std::string profileInsert(std::string_view extra = {}, std::string_view extraValues = {});
 [[nodiscard]] std::vector<core::Value> profileValues(const ProfileRecord& r);
 
 // The info pictures, each one message box of its texts joined by line breaks.

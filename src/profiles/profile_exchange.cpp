@@ -499,14 +499,9 @@ ProfileExchange::Result ProfileExchange::storeImport(std::istream& in, long long
         }
     }
 
-    if (!db_.run("INSERT INTO Profili (IDProfilo, Profilo, Kiosk, TastoStartDisabilitato, BloccaDownload, "
-                 "NascondiMessaggiNotifica, UtilizzaBrowserInterno, ProtezioneMassima, "
-                 "ApriPaginaInizialeATuttoSchermo, SitiProibiti, StampantePredefinita, PaginaPredefinita) "
-                 "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);",
-                 {Value(static_cast<std::int64_t>(id)), Value(r.name), Value::boolean(r.kiosk),
-                  Value::boolean(r.startDisabled), Value::boolean(r.blockDownloads), Value::boolean(r.hideMessages),
-                  Value::boolean(r.internalBrowser), Value::boolean(r.maxProtection), Value::boolean(r.fullScreen),
-                  Value::boolean(r.forbiddenList), Value(r.printer), Value(r.homePage)})) {
+    std::vector<Value> values = profileValues(r);
+    values.insert(values.begin(), Value(static_cast<std::int64_t>(id)));
+    if (!db_.run(profileInsert(), values)) {
         return storeFailed();
     }
     if (!sites.finish() || !processes.finish() || !windows.finish() || !tx.commit()) return storeFailed();
