@@ -180,17 +180,23 @@ def configure(build: Path, log) -> None:
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--seed", type=int, required=True)
+    parser.add_argument("--seed", type=int, default=0)
     parser.add_argument("--count", type=int, default=200)
     parser.add_argument("--build", type=Path, default=ROOT / "build" / "mutants")
     parser.add_argument("--report", type=Path, help="write the results here as well")
     parser.add_argument("--shards", type=int, default=2)
     parser.add_argument("--timeout", type=float, default=180, help="seconds before a hung test counts as caught")
     parser.add_argument("--list", action="store_true", help="only list the sample")
+    parser.add_argument("--at", action="append", default=[], metavar="FILE:LINE",
+                        help="every mutant of these lines instead of a sample (to check a new test)")
     options = parser.parse_args()
 
     candidates = all_mutants()
-    sample = random.Random(options.seed).sample(candidates, min(options.count, len(candidates)))
+    if options.at:
+        wanted = {(str((ROOT / f).resolve()), int(n)) for f, n in (a.rsplit(":", 1) for a in options.at)}
+        sample = [m for m in candidates if (str(m.path), m.line) in wanted]
+    else:
+        sample = random.Random(options.seed).sample(candidates, min(options.count, len(candidates)))
     sample.sort(key=lambda m: (str(m.path), m.line, m.start))
     print(f"{len(candidates)} possible mutants; sample of {len(sample)} with seed {options.seed}")
     if options.list:

@@ -101,6 +101,16 @@ TEST_F(LogFile, AFileThatIsNotALogIsRefusedUntouched) {
         EXPECT_FALSE(log.isOpen());
         EXPECT_EQ(readWholeFile(path).value(), before);
     }
+    // What the file names is shown on one line.
+    std::filesystem::remove_all(dir.path() / "Registro");
+    std::filesystem::create_directories(dir.path() / "Registro");
+    {
+        core::Database crafted;
+        ASSERT_TRUE(crafted.open(path, core::Database::Mode::CreateIfMissing));
+        ASSERT_TRUE(crafted.exec("CREATE TABLE \"a\nb\x7f\"(x);")) << crafted.lastError();
+    }
+    const std::string detail = openIt().detail();
+    EXPECT_NE(detail.find("a?b?"), std::string::npos) << detail;
 }
 
 // Whatever a file's schema holds cannot act through our connection: no

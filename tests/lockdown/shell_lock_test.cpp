@@ -78,6 +78,7 @@ TEST(ShellLock, UnlockingGivesEverythingBackInItsOrderAndEnablesTheTaskBar) {
                                "show SHELLDLL_DefView 1", "show Program Manager 1", "bar unloaded"}));
     for (const auto& [id, x] : r.shell.w) EXPECT_TRUE(x.enabled && x.visible) << x.cls;
     EXPECT_FALSE(r.timers.isEnabled(core::TimerId::HideDesktop)) << "a pending hiding would take the icons back";
+    EXPECT_FALSE(r.timers.isEnabled(core::TimerId::MetroKiller));
 }
 
 TEST(ShellLock, TheProfilePairDecidesTheIconsTheBarAndTheKeyboard) {

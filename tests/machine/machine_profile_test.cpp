@@ -116,6 +116,8 @@ TEST(MachineProfile, AnOrderlyEndGivesEverythingBack) {
     rig.settings->restoreSettings();
     rig.expectAsBefore();
     EXPECT_EQ(rig.log.entries.back(), "restart shell") << "Windows 10";
+    rig.settings->restoreStartButtonAndTaskbar();
+    EXPECT_EQ(rig.log.entries.back(), "lock 00");
 }
 
 TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {

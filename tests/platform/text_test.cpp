@@ -25,6 +25,10 @@ TEST(LowerText, LowersAccentedLettersAsWindowsDoes) {
         {"Œuvre Štěpán Ÿ", "œuvre štěpán ÿ"},
         {"ÆØÅ×", "æøå×"},  // × is not a letter
         {"ΑΒΓ Ключ", "αβγ ключ"},
+        // The ends of each run the folding knows.
+        {"AZ ÀÞ ĀĞ ĹŽ", "az àþ āğ ĺž"},
+        {"ΑΩΫ Ά ΈΊ", "αωϋ ά έί"},
+        {"АЯ ЀЏ", "ая ѐџ"},
         {"ß already lower", "ß already lower"},
         {"\xFF stray", "\xFF stray"},
     };
@@ -35,6 +39,8 @@ TEST(CompareNoCase, IgnoresCaseOfAsciiAndLatinLettersAlike) {
     EXPECT_TRUE(equalsNoCase("È", "è"));
     EXPECT_TRUE(equalsNoCase("Città", "CITTÀ"));
     EXPECT_TRUE(equalsNoCase("Notepad.EXE", "notepad.exe"));
+    EXPECT_TRUE(equalsNoCase("ZOOM.EXE", "zoom.exe"));
+    EXPECT_TRUE(equalsNoCase("ЯНДЕКС", "яндекс"));
     EXPECT_FALSE(equalsNoCase("e", "è"));
     EXPECT_FALSE(equalsNoCase("abc", "abcd"));
     EXPECT_LT(compareNoCase("abc", "ABD"), 0);
