@@ -187,14 +187,17 @@ def main() -> int:
     parser.add_argument("--shards", type=int, default=2)
     parser.add_argument("--timeout", type=float, default=180, help="seconds before a hung test counts as caught")
     parser.add_argument("--list", action="store_true", help="only list the sample")
-    parser.add_argument("--at", action="append", default=[], metavar="FILE:LINE",
-                        help="every mutant of these lines instead of a sample (to check a new test)")
+    parser.add_argument("--at", action="append", default=[], metavar="FILE[:LINE]",
+                        help="every mutant of these files or lines instead of a sample (to check a new or cut test)")
     options = parser.parse_args()
 
     candidates = all_mutants()
     if options.at:
-        wanted = {(str((ROOT / f).resolve()), int(n)) for f, n in (a.rsplit(":", 1) for a in options.at)}
-        sample = [m for m in candidates if (str(m.path), m.line) in wanted]
+        def place(at: str) -> tuple[str, int | None]:
+            file, _, line = at.partition(":")
+            return str((ROOT / file).resolve()), int(line) if line else None
+        wanted = [place(a) for a in options.at]
+        sample = [m for m in candidates if any(str(m.path) == f and n in (None, m.line) for f, n in wanted)]
     else:
         sample = random.Random(options.seed).sample(candidates, min(options.count, len(candidates)))
     sample.sort(key=lambda m: (str(m.path), m.line, m.start))
