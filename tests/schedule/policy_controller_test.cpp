@@ -63,6 +63,21 @@ TEST_F(PolicyController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWithout
     EXPECT_EQ(journal.find("load sites 2"), -1) << "an unchanged key changes nothing";
 }
 
+// What another process commits is followed, except where the policy speaks.
+TEST_F(PolicyController, AnotherProcesssCommitLeavesWhatThePolicySets) {
+    set(policy::kProfileInUse, "Pomeriggio");
+    controller.startUp();
+    sql("UPDATE Opzioni SET IDProfiloInUso = 1, LogSiti = -1;");
+    controller.tickStoreChanges();
+    EXPECT_EQ(controller.profileInUse(), 3);
+    EXPECT_TRUE(controller.logSwitch());
+    sql("UPDATE Fasce SET Fascia1Dalle = '00:00:00', Fascia1Alle = '23:59:59', Fascia1Profilo = 2;"
+        "UPDATE Opzioni SET FasceOrarie = -1;");
+    controller.tickStoreChanges();
+    EXPECT_TRUE(controller.timeSlotScheduleInForce());
+    EXPECT_EQ(controller.profileInUse(), 2);
+}
+
 TEST_F(PolicyController, ThePolicysSlotsChooseAndAnUnknownSlotProfileBlocks) {
     for (const auto& [name, value] : {std::pair{policy::kTimeSlots, "1"}, {policy::kSlot1From, "08:00"},
                                       {policy::kSlot1To, "10:00"}, {policy::kSlot1Profile, "Pomeriggio"},

@@ -122,7 +122,7 @@ int Program::run() {
         // two messages, as an administrator's form would bring them.
         platform::guarded([&] {
             if (!managedFollower_) return;
-            if (const auto changed = managedFollower_->takeChanges()) controller_.managedProfilesChanged(*changed);
+            if (managedFollower_->takeChanges()) controller_.tickStoreChanges();
             for (const auto& r : managedFollower_->takeRefusals()) {
                 events_.report(core::EventId::ManagedFileRefused, {r.subject, r.reason});
             }
