@@ -1,5 +1,7 @@
 #include "core/machine_policy.h"
 
+#include <utility>
+
 #include "core/clock_time.h"
 #include "core/password.h"
 #include "core/policy_names.h"
@@ -104,6 +106,37 @@ MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
                                                                     {kSlot3From, kSlot3To, kSlot3Profile}}};
     for (std::size_t i = 0; i < slotNames.size(); ++i) {
         p.slots[i] = {r.time(slotNames[i][0]), r.time(slotNames[i][1]), r.profile(slotNames[i][2], true)};
+    }
+    // The slots' editor's rules, on each slot whose two times the policy
+    // sets: a used slot starts before it ends, follows a used slot, and
+    // starts no earlier than that one ends. A slot that breaks them is
+    // refused whole: the store's times stay for it, and the hours they
+    // cover block every page, as an unusable profile's do.
+    std::optional<int> previousEnd;  // of the slot before, when the policy sets it usable; 0 when unused
+    for (std::size_t i = 0; i < slotNames.size(); ++i) {
+        Slot& slot = p.slots[i];
+        const bool known = previousEnd.has_value();
+        const std::optional<int> before = std::exchange(previousEnd, std::nullopt);
+        if (!slot.from || !slot.to) continue;
+        const std::string from = r.text(slotNames[i][0]).value_or("");
+        const std::string to = r.text(slotNames[i][1]).value_or("");
+        if (from.empty() && to.empty()) {
+            previousEnd = 0;
+            continue;
+        }
+        std::string reason;
+        if (*slot.from >= *slot.to) {
+            reason = "a slot starts before it ends";
+        } else if (known && *before == 0) {
+            reason = "a slot follows a slot that is used";
+        } else if (known && *slot.from < *before) {
+            reason = "a slot starts no earlier than the slot before it ends";
+        } else {
+            previousEnd = slot.to;
+            continue;
+        }
+        r.refuse(slotNames[i][0], from + "-" + to, std::move(reason));
+        slot = {std::nullopt, std::nullopt, kUnusableProfile};
     }
     p.fallbackProfile = r.profile(kFallbackProfile, true);
     p.autostart = r.onOff(kAutostart);
