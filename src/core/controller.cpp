@@ -5,6 +5,7 @@
 #include "core/browser_switches.h"
 #include "core/machine_policy.h"
 #include "core/password.h"
+#include "core/policy_locks.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
@@ -119,6 +120,16 @@ bool Controller::autostartEntryPresent() {
     if (machine && equalsNoCase(*machine, path)) return true;
     const auto user = m_.env.registry.readValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
     return user && equalsNoCase(*user, path);
+}
+
+void Controller::showPolicyLocks() {
+    const policy::Locks locks = policy::readLocks(m_.env.registry);
+    std::vector<std::string_view> names;
+    for (const std::string_view name : {locks.profileInUse, locks.autostart, locks.onScreenKeyboard}) {
+        if (!name.empty()) names.push_back(name);
+    }
+    m_.view.showPolicyLocks({!locks.profileInUse.empty(), !locks.autostart.empty(), !locks.onScreenKeyboard.empty()},
+                            policy::lockedText(m_.env.language, names));
 }
 
 void Controller::enforceAutostartPolicy() {
@@ -238,6 +249,7 @@ Controller::StartResult Controller::startUp() {
     }
     killTaskManager();
     readPolicy();
+    showPolicyLocks();
     enforceAutostartPolicy();
     // A store without a password: the administrator chooses one first thing
     // once the lists are in force.
@@ -448,6 +460,7 @@ void Controller::policyChanged() {
     ensureStore();
     const policy::MachinePolicy before = policy_;
     readPolicy();
+    showPolicyLocks();
     if (policy_ == before) return;
     enforceAutostartPolicy();
     followSettings(false);

@@ -235,6 +235,9 @@ private:
     // instead (the policy named a profile the store lacks).
     [[nodiscard]] long long chosenProfile();
     [[nodiscard]] bool sitesBlockedByPolicy() const;
+    // The main form's controls whose setting the policy key decides are
+    // disabled, with the text that names its values.
+    void showPolicyLocks();
     // The Run entries follow the policy's switch, when it sets one.
     void enforceAutostartPolicy();
     void showVirtualKeyboard(bool on);

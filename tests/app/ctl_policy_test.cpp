@@ -4,7 +4,9 @@
 #include "app/ctl_fixture.h"
 #include "core/password.h"
 #include "core/policy_names.h"
+#include "core/controller.h"
 #include "core/schema.h"
+#include "core/settings_reg.h"
 
 namespace ombrix::app {
 namespace {
@@ -48,6 +50,45 @@ TEST_F(CtlPolicy, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
     EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos)
         << err.str();
     EXPECT_EQ(err.str().find("segreta"), std::string::npos) << "what stands for a password is never shown";
+}
+
+// While the policy sets a value, a change of the store's is refused with
+// the value's name, and the store and the Run entry stay as they were.
+TEST_F(CtlPolicy, ChangesToWhatThePolicySetsAreRefused) {
+    const struct {
+        std::string_view value;
+        const char* setting;
+        std::vector<std::string> command;
+    } cases[] = {
+        {policy::kAutostart, "1", {"autostart", "off"}},
+        {policy::kOnScreenKeyboard, "0", {"option", "keyboard", "on"}},
+        {policy::kProfileInUse, "Sconosciuto", {"use", "Scuola"}},
+        {policy::kTimeSlots, "1", {"slots", "off"}},
+        {policy::kSlot2Profile, "Scuola", {"slots", "clear", "2"}},
+        {policy::kFallbackProfile, "", {"slots", "fallback", "Scuola"}},
+    };
+    ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle, "x"));
+    const auto state = [&] {
+        core::Database d;
+        EXPECT_TRUE(d.open(db));
+        return d.scalar("SELECT quote(IDProfiloInUso) || quote(FasceOrarie) || quote(TastieraVirtuale) FROM Opzioni;")
+                   .toText() +
+               d.scalar("SELECT quote(Fascia2Profilo) || quote(ProfiloFasceNonDefinite) FROM Fasce;").toText() +
+               registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle).value_or("-");
+    };
+    for (const auto& c : cases) {
+        set(c.value, c.setting);
+        const std::string before = state();
+        EXPECT_EQ(run(c.command), kRefused) << c.value;
+        EXPECT_NE(err.str().find("0450"), std::string::npos) << err.str();
+        EXPECT_NE(err.str().find(c.value), std::string::npos) << err.str();
+        EXPECT_EQ(state(), before) << c.value;
+        ASSERT_TRUE(registry.deleteValue(platform::RegRoot::LocalMachine, policy::kPolicyKey, c.value));
+        EXPECT_EQ(run(c.command), kOk) << c.value << ": " << err.str();
+    }
+    // A switch the program cannot use leaves the store's in force, to be changed.
+    set(policy::kOnScreenKeyboard, "yes");
+    EXPECT_EQ(run({"option", "keyboard", "off"}), kOk) << err.str();
 }
 
 TEST_F(CtlPolicy, HashPrintsWhatThePolicyTakesAndSetIsRefusedWhileItIsSet) {

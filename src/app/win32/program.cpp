@@ -2,6 +2,7 @@
 
 #include "app/win32/forms/options_form.h"
 #include "core/machine_policy.h"
+#include "core/policy_locks.h"
 #include "browser/win32/browser_options_form.h"
 #include "enforce/win32/log_form.h"
 #include "platform/durable.h"
@@ -164,7 +165,8 @@ bool Program::showHere(app::AdminForm form) {
             break;
         }
         case app::AdminForm::TimeSlots: {
-            SlotFormContext context{store_.connection, language_, machine_.dialogs()};
+            SlotFormContext context{store_.connection, language_, machine_.dialogs(),
+                                    core::policy::readLocks(machine_.registry())};
             showSlotForm(form_.window(), context);
             break;
         }
