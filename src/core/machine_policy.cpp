@@ -11,14 +11,17 @@
 namespace ombrix::core::policy {
 namespace {
 
+// The one place the key is read.
+std::optional<std::string> keyValue(platform::Registry& registry, std::string_view name) {
+    return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name);
+}
+
 class Reader {
 public:
     Reader(platform::Registry& registry, Database& store, MachinePolicy& out)
         : registry_(registry), store_(store), out_(out) {}
 
-    std::optional<std::string> text(std::string_view name) {
-        return registry_.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name);
-    }
+    std::optional<std::string> text(std::string_view name) { return keyValue(registry_, name); }
 
     void refuse(std::string_view name, const std::string& value, std::string reason) {
         // Whatever stands for a password stays out of the trace, which every user may read.
@@ -101,9 +104,7 @@ MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
         if (!p.profileInUseUnusable) p.profileInUse = id;
     }
     p.timeSlots = r.onOff(kTimeSlots);
-    const std::array<std::array<std::string_view, 3>, 3> slotNames{{{kSlot1From, kSlot1To, kSlot1Profile},
-                                                                    {kSlot2From, kSlot2To, kSlot2Profile},
-                                                                    {kSlot3From, kSlot3To, kSlot3Profile}}};
+    const auto& slotNames = kSlotValueNames;
     for (std::size_t i = 0; i < slotNames.size(); ++i) {
         p.slots[i] = {r.time(slotNames[i][0]), r.time(slotNames[i][1]), r.profile(slotNames[i][2], true)};
     }
@@ -142,20 +143,22 @@ MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
     p.autostart = r.onOff(kAutostart);
     p.onScreenKeyboard = r.onOff(kOnScreenKeyboard);
     p.visitedSitesLog = r.onOff(kVisitedSitesLog);
-    p.managedProfilesPath = r.text(kManagedProfilesPath);
-    p.managedProfilesSha256 = r.text(kManagedProfilesSha256);
-    if (p.managedProfilesSha256 && !p.managedProfilesSha256->empty() && !sha256Pin(*p.managedProfilesSha256)) {
-        r.refuse(kManagedProfilesSha256, *p.managedProfilesSha256, "a SHA-256 is 64 hexadecimal digits");
+    p.managedProfiles = readManagedSource(registry);
+    const std::string& pin = p.managedProfiles.pinnedSha256;
+    if (!trimBlanks(pin).empty() && !sha256Pin(pin)) {
+        r.refuse(kManagedProfilesSha256, pin, "a SHA-256 is 64 hexadecimal digits");
     }
     return p;
 }
 
-bool passwordManaged(platform::Registry& registry) {
-    return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash).has_value();
+ManagedSource readManagedSource(platform::Registry& registry) {
+    return {keyValue(registry, kManagedProfilesPath).value_or(""), keyValue(registry, kManagedProfilesSha256).value_or("")};
 }
 
+bool passwordManaged(platform::Registry& registry) { return keyValue(registry, kAdminPasswordHash).has_value(); }
+
 std::optional<std::string> passwordHashInForce(platform::Registry& registry) {
-    auto hash = registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash);
+    auto hash = keyValue(registry, kAdminPasswordHash);
     if (hash && !hashProblem(*hash).empty()) return std::nullopt;
     return hash;
 }

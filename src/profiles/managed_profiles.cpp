@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include "core/machine_policy.h"
-#include "core/policy_names.h"
 #include "core/store.h"
 #include "platform/crypto.h"
 #include "platform/failures.h"
@@ -139,14 +138,6 @@ bool record(core::Database& db, const ManagedSource& source, const std::vector<F
 }
 
 }  // namespace
-
-ManagedSource readManagedSource(platform::Registry& registry) {
-    using namespace core::policy;
-    const auto read = [&](std::string_view name) {
-        return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name).value_or("");
-    };
-    return {read(kManagedProfilesPath), read(kManagedProfilesSha256)};
-}
 
 std::optional<bool> profileManaged(core::Database& db, long long profileId) {
     core::Statement q = db.prepare("SELECT COALESCE(Gestito, 0) <> 0 FROM Profili WHERE IDProfilo = ?;");

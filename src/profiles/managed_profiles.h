@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "core/database.h"
+#include "core/machine_policy.h"
 #include "platform/registry.h"
 #include "profiles/profile_exchange.h"
 
@@ -26,14 +27,9 @@ namespace ombrix::profiles {
 // Far above a million entries of ordinary length.
 inline constexpr std::size_t kMaxManagedFileBytes = 256u * 1024 * 1024;
 
-// The policy's two values: the path ("" for none) and the pinned hash
-// ("" for none), as written.
-struct ManagedSource {
-    std::string path;
-    std::string pinnedSha256;
-    bool operator==(const ManagedSource&) const = default;
-};
-[[nodiscard]] ManagedSource readManagedSource(platform::Registry& registry);
+// The policy's two values, read by the policy's own reader.
+using core::policy::ManagedSource;
+using core::policy::readManagedSource;
 
 // Whether the profile is managed; nullopt when the store cannot tell.
 [[nodiscard]] std::optional<bool> profileManaged(core::Database& db, long long profileId);
