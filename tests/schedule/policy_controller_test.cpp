@@ -78,11 +78,6 @@ TEST_F(PolicyController, AnotherProcesssCommitLeavesWhatThePolicySets) {
     controller.tickStoreChanges();
     EXPECT_EQ(controller.profileInUse(), 3);
     EXPECT_TRUE(controller.logSwitch());
-    sql("UPDATE Fasce SET Fascia1Dalle = '00:00:00', Fascia1Alle = '23:59:59', Fascia1Profilo = 2;"
-        "UPDATE Opzioni SET FasceOrarie = -1;");
-    controller.tickStoreChanges();
-    EXPECT_TRUE(controller.timeSlotScheduleInForce());
-    EXPECT_EQ(controller.profileInUse(), 2);
 }
 
 TEST_F(PolicyController, ThePolicysSlotsChooseAndAnUnknownSlotProfileBlocks) {
