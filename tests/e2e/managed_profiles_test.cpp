@@ -139,7 +139,7 @@ TEST_F(ManagedProfilesTest, AProfilePutInUseByAnotherProcessIsEnforced) {
                             test::quoted(pathToUtf8(install.database()));
     ASSERT_EQ(test::StartedProgram(ctl + " process add #1 chat.exe").waitForExit(30s), 0u);
     ASSERT_EQ(test::StartedProgram(ctl + " use #1").waitForExit(30s), 0u);
-    ASSERT_TRUE(chat.waitForExit(60s)) << "the profile another process put in use is not enforced";
+    ASSERT_TRUE(chat.waitForExit(30s)) << "the profile another process put in use is not enforced";
 }
 
 }  // namespace
