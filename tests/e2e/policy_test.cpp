@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -100,6 +101,11 @@ TEST_F(PolicyTest, TheFormsShowWhatThePolicySetsDisabled) {
     }
     HWND main = start();
     ASSERT_TRUE(main);
+    // Typed once the splash has gone: its closing moves the activation.
+    ASSERT_TRUE(waitFor([&] {
+        const auto windows = program->windows();
+        return std::none_of(windows.begin(), windows.end(), [](HWND w) { return GetDlgItem(w, IDC_LBLSPLASH); });
+    }));
     login(main, L"Segreta1");
     ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_LBLCRITERI)); })) << windowInFront();
     EXPECT_FALSE(IsWindowEnabled(GetDlgItem(main, IDC_CMBPROFILI)));
