@@ -58,6 +58,8 @@ CREATE TABLE Clienti (
 CREATE TABLE LogSiti(DataOra DateTime, URL Text(255));
 CREATE INDEX IF NOT EXISTS LogSitiDataOra ON LogSiti (DataOra);
 
+CREATE TABLE ImportGestito(Origine Text, Impronta Text, File Text, Dimensione Long, Modificato Long, SHA256 Text);
+
 CREATE TABLE Fasce(Fascia1Dalle DateTime Null, Fascia1Alle DateTime Null, Fascia1Profilo Long Null, Fascia2Dalle DateTime Null, Fascia2Alle DateTime Null, Fascia2Profilo Long Null, Fascia3Dalle DateTime Null, Fascia3Alle DateTime Null, Fascia3Profilo Long Null, ProfiloFasceNonDefinite Long Null);
 
 INSERT INTO Profili (IDProfilo, Profilo, StampantePredefinita, PaginaPredefinita, BloccaDownload, SitiProibiti,

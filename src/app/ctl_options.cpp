@@ -8,6 +8,7 @@
 #include "app/ctl_session.h"
 #include "core/browser_switches.h"
 #include "core/controller.h"
+#include "core/policy_locks.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "platform/text.h"
@@ -19,12 +20,21 @@ namespace {
 struct Option {
     std::string_view name;
     std::string_view column;  // of Opzioni
+    // The policy's value that decides it instead, when one may.
+    std::string_view core::policy::Locks::*lock;
 };
 constexpr std::array<Option, 3> kOptions{{
-    {"keyboard", "TastieraVirtuale"},
-    {"nopopup", core::kNoPopup},
-    {"noprint", core::kNoPrint},
+    {"keyboard", "TastieraVirtuale", &core::policy::Locks::onScreenKeyboard},
+    {"nopopup", core::kNoPopup, nullptr},
+    {"noprint", core::kNoPrint, nullptr},
 }};
+
+// A change the policy's value would override is refused: the store stays.
+int refuseLocked(Session& s, std::string_view core::policy::Locks::*lock) {
+    if (lock == nullptr) return kOk;
+    const std::string_view name = core::policy::readLocks(s.env().registry).*lock;
+    return name.empty() ? kOk : s.refuse(msg::SetByPolicy, std::string(name));
+}
 
 // "on" or "off"; nullopt for anything else.
 std::optional<bool> switchWord(std::string_view word) {
@@ -59,6 +69,7 @@ int cmdOption(Session& s, const std::vector<std::string>& args) {
         }
         return kOk;
     }
+    if (const int status = refuseLocked(s, chosen->lock); status != kOk) return status;
     if (!core::UpdateField(s.db(), "Opzioni", chosen->column, core::Value::boolean(*on), core::kOptionsRow)) {
         return s.refuse(msg::StoreWriteFailed, s.db().lastError());
     }
@@ -80,6 +91,7 @@ int cmdAutostart(Session& s, const std::vector<std::string>& args) {
         s.out() << "autostart " << (entry && equalsNoCase(*entry, program) ? "on" : "off") << "\n";
         return kOk;
     }
+    if (const int status = refuseLocked(s, &core::policy::Locks::autostart); status != kOk) return status;
     if (*on) {
         if (!s.env().files.fileExists(program)) {
             s.err() << "ombrixctl: " << printable(program) << " was not found; nothing was written\n";

@@ -78,9 +78,7 @@ int policyShow(Session& s) {
                  p.profileInUseUnusable ? std::optional<long long>(core::policy::kUnusableProfile) : p.profileInUse,
                  storeProfile);
     list.onOff(names::kTimeSlots, p.timeSlots, "FasceOrarie");
-    const std::array<std::array<std::string_view, 3>, 3> slotNames{{{names::kSlot1From, names::kSlot1To, names::kSlot1Profile},
-                                                                    {names::kSlot2From, names::kSlot2To, names::kSlot2Profile},
-                                                                    {names::kSlot3From, names::kSlot3To, names::kSlot3Profile}}};
+    const auto& slotNames = names::kSlotValueNames;
     for (std::size_t i = 0; i < slotNames.size(); ++i) {
         const schedule::DailySlots::Slot& stored = slots.slots()[i];
         list.time(slotNames[i][0], p.slots[i].from, stored.from);
@@ -96,9 +94,9 @@ int policyShow(Session& s) {
     list.onOff(names::kOnScreenKeyboard, p.onScreenKeyboard, "TastieraVirtuale");
     list.onOff(names::kVisitedSitesLog, p.visitedSitesLog, "LogSiti");
     // Only the policy gives managed profiles.
-    for (const auto& [name, value] : {std::pair{names::kManagedProfilesPath, p.managedProfilesPath},
-                                      std::pair{names::kManagedProfilesSha256, p.managedProfilesSha256}}) {
-        list.row(name, core::policy::Effective<std::string>{value.value_or(""), value.has_value()},
+    for (const auto& [name, value] : {std::pair{names::kManagedProfilesPath, p.managedProfiles.path},
+                                      std::pair{names::kManagedProfilesSha256, p.managedProfiles.pinnedSha256}}) {
+        list.row(name, core::policy::Effective<std::string>{value, !value.empty()},
                  [](const std::string& text) { return text.empty() ? std::string("(none)") : printable(text); });
     }
     for (const core::policy::Refusal& refused : p.refusals) {

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "app/ctl_session.h"
+#include "core/policy_locks.h"
 #include "core/store.h"
 #include "platform/text.h"
 #include "platform/text_input.h"
@@ -161,6 +162,9 @@ int cmdProfile(Session& s, const std::vector<std::string>& args) {
 
 int cmdUse(Session& s, const std::vector<std::string>& args) {
     if (args.size() != 1) return s.usage("use takes one PROFILE");
+    if (const std::string_view lock = core::policy::readLocks(s.env().registry).profileInUse; !lock.empty()) {
+        return s.refuse(msg::SetByPolicy, std::string(lock));
+    }
     const auto id = resolveProfile(s, args[0]);
     if (!id) return kRefused;
     if (!core::UpdateField(s.db(), "Opzioni", "IDProfiloInUso", core::Value(static_cast<std::int64_t>(*id)),

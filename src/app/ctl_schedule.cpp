@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "app/ctl_session.h"
+#include "core/policy_locks.h"
 #include "core/store.h"
 #include "platform/text.h"
 #include "schedule/slot_editor.h"
@@ -80,6 +81,13 @@ int cmdSlots(Session& s, const std::vector<std::string>& args) {
     if (!shapeOk) return s.usage("slots " + verb + ": wrong arguments");
     const int slot = verb == "set" || verb == "clear" ? slotNumber(args[1]) : 0;
     if ((verb == "set" || verb == "clear") && slot == 0) return s.usage("the slot is 1, 2 or 3");
+    // What the policy sets stays as it is, in the store too.
+    const core::policy::Locks locks = core::policy::readLocks(s.env().registry);
+    const std::string_view lock = verb == "on" || verb == "off" ? locks.timeSlots
+                                  : verb == "fallback"          ? locks.fallbackProfile
+                                  : slot != 0                   ? locks.slots[static_cast<std::size_t>(slot - 1)]
+                                                                : std::string_view();
+    if (!lock.empty()) return s.refuse(msg::SetByPolicy, std::string(lock));
     if (!s.open()) return kRefused;
     auto boxes = currentBoxes(s);
     if (!boxes) return kRefused;

@@ -39,6 +39,7 @@ void ProgramHost::onTimer(core::TimerId id) {
                 enforcement_->tickKillTaskManager();
                 platform::guarded([&] { p_.controller.tickTimeSlots(); });
                 platform::guarded([&] { p_.controller.tickProfileRetry(); });
+                platform::guarded([&] { p_.controller.tickStoreChanges(); });
                 return;
             case TimerId::SiteLog: enforcement_->tickSiteLog(); return;
             case TimerId::CloseWindows: enforcement_->tickCloseWindows(); return;

@@ -5,6 +5,7 @@
 #include "core/browser_switches.h"
 #include "core/machine_policy.h"
 #include "core/password.h"
+#include "core/policy_locks.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
@@ -119,6 +120,16 @@ bool Controller::autostartEntryPresent() {
     if (machine && equalsNoCase(*machine, path)) return true;
     const auto user = m_.env.registry.readValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
     return user && equalsNoCase(*user, path);
+}
+
+void Controller::showPolicyLocks() {
+    const policy::Locks locks = policy::readLocks(m_.env.registry);
+    std::vector<std::string_view> names;
+    for (const std::string_view name : {locks.profileInUse, locks.autostart, locks.onScreenKeyboard}) {
+        if (!name.empty()) names.push_back(name);
+    }
+    m_.view.showPolicyLocks({!locks.profileInUse.empty(), !locks.autostart.empty(), !locks.onScreenKeyboard.empty()},
+                            policy::lockedText(m_.env.language, names));
 }
 
 void Controller::enforceAutostartPolicy() {
@@ -238,12 +249,13 @@ Controller::StartResult Controller::startUp() {
     }
     killTaskManager();
     readPolicy();
+    showPolicyLocks();
     enforceAutostartPolicy();
     // A store without a password: the administrator chooses one first thing
     // once the lists are in force.
     if (store_.connection.isOpen() && firstStart()) askForPassword();
     killTaskManager();
-    m_.view.setVirtualKeyboardChecked(option(policy_.onScreenKeyboard, "TastieraVirtuale"));
+    checkVirtualKeyboard(option(policy_.onScreenKeyboard, "TastieraVirtuale"));
     killTaskManager();
     profileInUse_ = chosenProfile();
     timeSlotSwitch_ = option(policy_.timeSlots, "FasceOrarie");
@@ -267,6 +279,8 @@ Controller::StartResult Controller::startUp() {
     m_.timers.setEnabled(TimerId::KillTaskManager, true);
     logSwitch_ = option(policy_.visitedSitesLog, "LogSiti");
     m_.timers.setEnabled(TimerId::SiteLog, logSwitch_);
+    // Changes another connection commits from now on are followed.
+    storeVersion_ = store_.connection.dataVersion();
     finishStartUp();
     // What read whole is what a lost store falls back on.
     if (storeSound && !listsUnreadable_) keepStoreCopy();
@@ -425,8 +439,13 @@ long long Controller::chosenProfile() {
     return valueOrDefault(ReadField(store_.connection, "Opzioni", "IDProfiloInUso", kOptionsRow), Value(0)).toInteger();
 }
 
-void Controller::showVirtualKeyboard(bool on) {
+void Controller::checkVirtualKeyboard(bool on) {
+    keyboardChecked_ = on;
     m_.view.setVirtualKeyboardChecked(on);
+}
+
+void Controller::showVirtualKeyboard(bool on) {
+    checkVirtualKeyboard(on);
     if (keyboard_ == nullptr) return;
     if (on) {
         keyboard_->show();
@@ -441,11 +460,15 @@ void Controller::policyChanged() {
     ensureStore();
     const policy::MachinePolicy before = policy_;
     readPolicy();
+    showPolicyLocks();
     if (policy_ == before) return;
     enforceAutostartPolicy();
-    if (policy_.onScreenKeyboard != before.onScreenKeyboard) {
-        showVirtualKeyboard(option(policy_.onScreenKeyboard, "TastieraVirtuale"));
-    }
+    followSettings(false);
+}
+
+void Controller::followSettings(bool reloadProfile) {
+    const bool keyboard = option(policy_.onScreenKeyboard, "TastieraVirtuale");
+    if (keyboard != keyboardChecked_) showVirtualKeyboard(keyboard);
     logSwitch_ = option(policy_.visitedSitesLog, "LogSiti");
     m_.timers.setEnabled(TimerId::SiteLog, logSwitch_);
     timeSlotSwitch_ = option(policy_.timeSlots, "FasceOrarie");
@@ -455,8 +478,20 @@ void Controller::policyChanged() {
     const long long wanted = timeSlotScheduleInForce() ? schedule_->profileForNow() : chosenProfile();
     if (wanted != profileInUse_ || sitesBlockedByPolicy() != sitesBlocked_) {
         putInUse(wanted);
-        fillProfileCombo();
+    } else if (reloadProfile) {
+        applyProfile();
+        loadLists();
     }
+    fillProfileCombo();
+}
+
+void Controller::tickStoreChanges() {
+    if (shuttingDown_ || storeLost_ || editingProfiles_ || !store_.connection.isOpen()) return;
+    const std::optional<std::int64_t> version = store_.connection.dataVersion();
+    // Held locked by its writer: asked again at the next tick.
+    if (!version || version == storeVersion_) return;
+    storeVersion_ = version;
+    followSettings(true);
 }
 
 void Controller::loadSchedule() {
@@ -708,12 +743,14 @@ void Controller::onOptionsClicked() {
 }
 
 void Controller::beforeProfileEditor() {
+    editingProfiles_ = true;
     m_.timers.setEnabled(TimerId::ForbiddenProcesses, false);
     m_.timers.setEnabled(TimerId::SiteCheck, false);
     m_.timers.setEnabled(TimerId::CloseWindows, false);
 }
 
 void Controller::afterProfileEditor() {
+    editingProfiles_ = false;
     ensureStore();
     fillProfileCombo();
     applyProfile();
@@ -722,14 +759,6 @@ void Controller::afterProfileEditor() {
                                               Value(static_cast<std::int64_t>(profileInUse_)), kOptionsRow)) {
         traceUnsaved(store_.connection, "IDProfiloInUso");
     }
-}
-
-void Controller::managedProfilesChanged(const std::vector<long long>& changed) {
-    if (storeLost_ || shuttingDown_ || !store_.connection.isOpen()) return;
-    fillProfileCombo();
-    if (std::find(changed.begin(), changed.end(), profileInUse_) == changed.end()) return;
-    applyProfile();
-    loadLists();
 }
 
 void Controller::beginShutdown() {

@@ -145,10 +145,13 @@ public:
     // Around the profile editor.
     void beforeProfileEditor();
     void afterProfileEditor();
-    // Another connection rewrote the managed profiles (`changed` names each
-    // one written or removed): the combo follows, and the profile in use is
-    // applied and its lists loaded again when it is among them.
-    void managedProfilesChanged(const std::vector<long long>& changed);
+    // TimerId::KillTaskManager's, and at once when this process's managed
+    // profiles' import is done: another connection (an elevated ombrixctl,
+    // the guard service, that import) committed to the store, which a
+    // pupil's session cannot write itself. The profiles, the options the
+    // policy leaves to the store, the slots and the profile in use with its
+    // lists are read again; what was in force stays until they are in.
+    void tickStoreChanges();
     // The time-slot editor closed: the slots and their switch are read again.
     void afterTimeSlotEditor();
     // TimerId::KillTaskManager's time-slot check: the profile the slots give now
@@ -221,12 +224,20 @@ private:
     void putInUse(long long id);
     void loadSchedule();
     void readPolicy();
+    // The switches, the slots and the profile in use as the policy and the
+    // store now give them; the profile is applied and its lists loaded
+    // again when it changed, or always with `reloadProfile`.
+    void followSettings(bool reloadProfile);
+    void checkVirtualKeyboard(bool on);
     // The policy's switch, else the store's option (off when it cannot be read).
     [[nodiscard]] bool option(const std::optional<bool>& policy, const char* column);
     // The profile the policy or the store names, and whether every page is blocked
     // instead (the policy named a profile the store lacks).
     [[nodiscard]] long long chosenProfile();
     [[nodiscard]] bool sitesBlockedByPolicy() const;
+    // The main form's controls whose setting the policy key decides are
+    // disabled, with the text that names its values.
+    void showPolicyLocks();
     // The Run entries follow the policy's switch, when it sets one.
     void enforceAutostartPolicy();
     void showVirtualKeyboard(bool on);
@@ -285,6 +296,9 @@ private:
     bool timeSlotSwitch_ = false;
     bool scheduleLoaded_ = false;  // the schedule exists only after a load that worked
     bool profilePending_ = false;  // the profile in use could not be read: what was in force stays
+    bool editingProfiles_ = false;  // the profile editor holds the lists' timers off
+    bool keyboardChecked_ = false;
+    std::optional<std::int64_t> storeVersion_;  // the store's data version last followed
     int retryTicks_ = 0;
     bool administrator_ = false;
     // The store went missing on a marked machine (see startUp).

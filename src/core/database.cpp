@@ -103,6 +103,7 @@ void Statement::reset() {
 
 Database::Database(Database&& other) noexcept
     : db_(std::exchange(other.db_, nullptr)),
+      busyMilliseconds_(other.busyMilliseconds_),
       notADatabase_(other.notADatabase_),
       path_(std::move(other.path_)),
       lastError_(std::move(other.lastError_)) {}
@@ -111,6 +112,7 @@ Database& Database::operator=(Database&& other) noexcept {
     if (this != &other) {
         close();
         db_ = std::exchange(other.db_, nullptr);
+        busyMilliseconds_ = other.busyMilliseconds_;
         notADatabase_ = other.notADatabase_;
         path_ = std::move(other.path_);
         lastError_ = std::move(other.lastError_);
@@ -134,7 +136,8 @@ bool Database::open(const std::string& path, Mode mode) {
     db_ = handle;
     path_ = path;
     notADatabase_ = false;
-    sqlite3_busy_timeout(db_, 2000);
+    busyMilliseconds_ = 2000;
+    sqlite3_busy_timeout(db_, busyMilliseconds_);
     sqlite3_create_collation(db_, kTextCollation, SQLITE_UTF8, nullptr, &collateNoCase);
     // Some of our files may be replaced by any user of the machine: nothing a
     // file holds may run code of consequence in our process.
@@ -193,7 +196,17 @@ bool Database::copyTo(Database& target) {
 }
 
 void Database::setBusyTimeout(int milliseconds) {
+    busyMilliseconds_ = milliseconds;
     if (db_) sqlite3_busy_timeout(db_, milliseconds);
+}
+
+std::optional<std::int64_t> Database::dataVersion() {
+    if (!db_) return std::nullopt;
+    sqlite3_busy_timeout(db_, 0);
+    const Value version = scalar("PRAGMA data_version;");
+    sqlite3_busy_timeout(db_, busyMilliseconds_);
+    if (!version.isInteger()) return std::nullopt;
+    return version.toInteger();
 }
 
 Statement Database::prepare(std::string_view sql) {

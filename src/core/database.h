@@ -3,7 +3,9 @@
 // are always bound, never pasted into statements. Failures come back as
 // results; nothing here throws.
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,11 +93,17 @@ public:
     [[nodiscard]] bool copyTo(Database& target);
     // How long a statement waits for another connection's lock (2 s unless set).
     void setBusyTimeout(int milliseconds);
+    // The engine's count that moves when another connection, in this
+    // process or another, commits a change to the file. nullopt while that
+    // connection holds the file locked: the caller asks again later rather
+    // than wait for it.
+    [[nodiscard]] std::optional<std::int64_t> dataVersion();
 
 private:
     void noteError();
     void noteCode(int rc);
     sqlite3* db_ = nullptr;
+    int busyMilliseconds_ = 2000;
     bool notADatabase_ = false;
     std::string path_;
     std::string lastError_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "core/site_entry.h"
 #include "platform/failures.h"
@@ -24,6 +25,19 @@ constexpr std::array<EventKind, 10> kKinds{{
     {EventId::MachineGivenBack, EventLevel::Warning, 2},
 }};
 
+// The event viewer reads "%%" and digits in a message, insertion strings
+// included, as a reference to the parameter file: a zero-width space after
+// the "%%" keeps an address a pupil typed reading as typed.
+std::string withoutParameterReferences(std::string text) {
+    static constexpr std::string_view kBreak = "\xE2\x80\x8B";
+    // One at a time: in "%%%1" the second and third make the reference.
+    for (std::size_t at = text.find("%%"); at != std::string::npos; at = text.find("%%", at + 1)) {
+        const std::size_t next = at + 2;
+        if (next < text.size() && text[next] >= '0' && text[next] <= '9') text.insert(next, kBreak);
+    }
+    return text;
+}
+
 const EventKind* kindOf(EventId id) {
     const auto it = std::find_if(kKinds.begin(), kKinds.end(), [&](const EventKind& k) { return k.id == id; });
     return it == kKinds.end() ? nullptr : &*it;
@@ -37,7 +51,7 @@ void Events::report(EventId id, std::vector<std::string> data) {
     const EventKind* kind = kindOf(id);
     if (!log_ || !kind) return;
     data.resize(kind->strings);
-    for (auto& piece : data) piece = std::string(leftCharacters(piece, kEventTextLimit));
+    for (auto& piece : data) piece = withoutParameterReferences(std::string(leftCharacters(piece, kEventTextLimit)));
     const auto number = static_cast<std::uint32_t>(id);
     const bool written = platform::guarded([&] { return log_->report(kind->level, number, data); });
     if (!written && !refusalTraced_) {

@@ -1,5 +1,7 @@
 #include "core/machine_policy.h"
 
+#include <utility>
+
 #include "core/clock_time.h"
 #include "core/password.h"
 #include "core/policy_names.h"
@@ -9,14 +11,17 @@
 namespace ombrix::core::policy {
 namespace {
 
+// The one place the key is read.
+std::optional<std::string> keyValue(platform::Registry& registry, std::string_view name) {
+    return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name);
+}
+
 class Reader {
 public:
     Reader(platform::Registry& registry, Database& store, MachinePolicy& out)
         : registry_(registry), store_(store), out_(out) {}
 
-    std::optional<std::string> text(std::string_view name) {
-        return registry_.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name);
-    }
+    std::optional<std::string> text(std::string_view name) { return keyValue(registry_, name); }
 
     void refuse(std::string_view name, const std::string& value, std::string reason) {
         // Whatever stands for a password stays out of the trace, which every user may read.
@@ -99,30 +104,61 @@ MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store) {
         if (!p.profileInUseUnusable) p.profileInUse = id;
     }
     p.timeSlots = r.onOff(kTimeSlots);
-    const std::array<std::array<std::string_view, 3>, 3> slotNames{{{kSlot1From, kSlot1To, kSlot1Profile},
-                                                                    {kSlot2From, kSlot2To, kSlot2Profile},
-                                                                    {kSlot3From, kSlot3To, kSlot3Profile}}};
+    const auto& slotNames = kSlotValueNames;
     for (std::size_t i = 0; i < slotNames.size(); ++i) {
         p.slots[i] = {r.time(slotNames[i][0]), r.time(slotNames[i][1]), r.profile(slotNames[i][2], true)};
+    }
+    // The slots' editor's rules, on each slot whose two times the policy
+    // sets: a used slot starts before it ends, follows a used slot, and
+    // starts no earlier than that one ends. A slot that breaks them is
+    // refused whole: the store's times stay for it, and the hours they
+    // cover block every page, as an unusable profile's do.
+    std::optional<int> previousEnd;  // of the slot before, when the policy sets it usable; 0 when unused
+    for (std::size_t i = 0; i < slotNames.size(); ++i) {
+        Slot& slot = p.slots[i];
+        const bool known = previousEnd.has_value();
+        const std::optional<int> before = std::exchange(previousEnd, std::nullopt);
+        if (!slot.from || !slot.to) continue;
+        const std::string from = r.text(slotNames[i][0]).value_or("");
+        const std::string to = r.text(slotNames[i][1]).value_or("");
+        if (from.empty() && to.empty()) {
+            previousEnd = 0;
+            continue;
+        }
+        std::string reason;
+        if (*slot.from >= *slot.to) {
+            reason = "a slot starts before it ends";
+        } else if (known && *before == 0) {
+            reason = "a slot follows a slot that is used";
+        } else if (known && *slot.from < *before) {
+            reason = "a slot starts no earlier than the slot before it ends";
+        } else {
+            previousEnd = slot.to;
+            continue;
+        }
+        r.refuse(slotNames[i][0], from + "-" + to, std::move(reason));
+        slot = {std::nullopt, std::nullopt, kUnusableProfile};
     }
     p.fallbackProfile = r.profile(kFallbackProfile, true);
     p.autostart = r.onOff(kAutostart);
     p.onScreenKeyboard = r.onOff(kOnScreenKeyboard);
     p.visitedSitesLog = r.onOff(kVisitedSitesLog);
-    p.managedProfilesPath = r.text(kManagedProfilesPath);
-    p.managedProfilesSha256 = r.text(kManagedProfilesSha256);
-    if (p.managedProfilesSha256 && !p.managedProfilesSha256->empty() && !sha256Pin(*p.managedProfilesSha256)) {
-        r.refuse(kManagedProfilesSha256, *p.managedProfilesSha256, "a SHA-256 is 64 hexadecimal digits");
+    p.managedProfiles = readManagedSource(registry);
+    const std::string& pin = p.managedProfiles.pinnedSha256;
+    if (!trimBlanks(pin).empty() && !sha256Pin(pin)) {
+        r.refuse(kManagedProfilesSha256, pin, "a SHA-256 is 64 hexadecimal digits");
     }
     return p;
 }
 
-bool passwordManaged(platform::Registry& registry) {
-    return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash).has_value();
+ManagedSource readManagedSource(platform::Registry& registry) {
+    return {keyValue(registry, kManagedProfilesPath).value_or(""), keyValue(registry, kManagedProfilesSha256).value_or("")};
 }
 
+bool passwordManaged(platform::Registry& registry) { return keyValue(registry, kAdminPasswordHash).has_value(); }
+
 std::optional<std::string> passwordHashInForce(platform::Registry& registry) {
-    auto hash = registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, kAdminPasswordHash);
+    auto hash = keyValue(registry, kAdminPasswordHash);
     if (hash && !hashProblem(*hash).empty()) return std::nullopt;
     return hash;
 }

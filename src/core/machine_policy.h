@@ -37,6 +37,14 @@ struct Slot {
     bool operator==(const Slot&) const = default;
 };
 
+// The managed profiles' two values as written: the path of a file or a
+// folder ("" for none) and the pinned SHA-256 ("" for none).
+struct ManagedSource {
+    std::string path;
+    std::string pinnedSha256;
+    bool operator==(const ManagedSource&) const = default;
+};
+
 struct MachinePolicy {
     std::optional<std::string> passwordHash;  // usable: a hash of ours, at today's work
     // Set, even when unusable: the password cannot be changed on the PC.
@@ -51,9 +59,8 @@ struct MachinePolicy {
     std::optional<bool> autostart;
     std::optional<bool> onScreenKeyboard;
     std::optional<bool> visitedSitesLog;
-    // Shown only: the managed profiles read them themselves.
-    std::optional<std::string> managedProfilesPath;
-    std::optional<std::string> managedProfilesSha256;
+    // Shown only: the managed profiles read them with readManagedSource.
+    ManagedSource managedProfiles;
     std::vector<Refusal> refusals;
 
     bool operator==(const MachinePolicy&) const = default;
@@ -63,6 +70,9 @@ struct MachinePolicy {
 // in `store` (letter case ignored, as the store compares names). Every
 // refusal is also traced.
 [[nodiscard]] MachinePolicy readMachinePolicy(platform::Registry& registry, Database& store);
+
+// The managed profiles' values, as readMachinePolicy reads them; no store needed.
+[[nodiscard]] ManagedSource readManagedSource(platform::Registry& registry);
 
 // Whether the key sets the administrator password, usable or not, and the
 // hash when it is usable: reading them needs no store.

@@ -12,6 +12,14 @@ struct ProfileItem {
     std::string name;
 };
 
+// The main form's controls whose setting the policy key decides.
+struct PolicyLockedControls {
+    bool profiles = false;
+    bool autostart = false;
+    bool keyboard = false;
+    bool operator==(const PolicyLockedControls&) const = default;
+};
+
 class MainView {
 public:
     virtual ~MainView() = default;
@@ -35,6 +43,9 @@ public:
     virtual void setTaskManagerCaption(const std::string& caption) = 0;
     // cmdPeriodi: whether the time slots are switched on, and its caption that says so.
     virtual void showTimeSlots(bool on, const std::string& caption) = 0;
+    // Those controls disabled, and `text` under the administrator controls
+    // says which policy values decide them; empty when none does.
+    virtual void showPolicyLocks(const PolicyLockedControls& locked, const std::string& text) = 0;
     // The options form, modal; true when a password was stored.
     virtual bool openOptions() = 0;
     // mnuApri: the form visible again, focus on the password box.

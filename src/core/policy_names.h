@@ -41,6 +41,10 @@ inline constexpr std::string_view kSlot3From = "Slot3From";
 inline constexpr std::string_view kSlot3To = "Slot3To";
 inline constexpr std::string_view kSlot3Profile = "Slot3Profile";
 inline constexpr std::string_view kFallbackProfile = "FallbackProfile";
+// Each slot's three values: its start, its end, its profile.
+inline constexpr std::array<std::array<std::string_view, 3>, 3> kSlotValueNames{{{kSlot1From, kSlot1To, kSlot1Profile},
+                                                                               {kSlot2From, kSlot2To, kSlot2Profile},
+                                                                               {kSlot3From, kSlot3To, kSlot3Profile}}};
 
 // Machine-wide switches.
 inline constexpr std::string_view kAutostart = "Autostart";

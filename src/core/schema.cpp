@@ -42,6 +42,10 @@ constexpr UpgradeStep kSteps[] = {
     // A profile imported from the file Group Policy names: only a new file
     // changes it, never the editor or ombrixctl.
     {"Profili", "Gestito", "ALTER TABLE Profili ADD Gestito Bit"},
+    // The managed files last imported, so that no process imports them again
+    // while they stay as they were.
+    {"ImportGestito", nullptr,
+     "CREATE TABLE ImportGestito(Origine Text, Impronta Text, File Text, Dimensione Long, Modificato Long, SHA256 Text)"},
 };
 
 constexpr int kSiteWidth = 255;

@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include "core/machine_policy.h"
-#include "core/policy_names.h"
 #include "core/store.h"
 #include "platform/crypto.h"
 #include "platform/failures.h"
@@ -124,15 +123,21 @@ ManagedCheck refusal(std::string reason, std::string subject) {
 
 ManagedCheck storeRefusal(core::Database& db) { return refusal("the store cannot be written", db.lastError()); }
 
-}  // namespace
-
-ManagedSource readManagedSource(platform::Registry& registry) {
-    using namespace core::policy;
-    const auto read = [&](std::string_view name) {
-        return registry.readValue(platform::RegRoot::LocalMachine, kPolicyKey, name).value_or("");
-    };
-    return {read(kManagedProfilesPath), read(kManagedProfilesSha256)};
+// The set just imported, in place of the last one's record.
+bool record(core::Database& db, const ManagedSource& source, const std::vector<FileStamp>& stamps) {
+    if (!db.run("DELETE FROM ImportGestito;")) return false;
+    for (const FileStamp& s : stamps) {
+        if (!db.run("INSERT INTO ImportGestito (Origine, Impronta, File, Dimensione, Modificato, SHA256) "
+                    "VALUES (?, ?, ?, ?, ?, ?);",
+                    {Value(source.path), Value(source.pinnedSha256), Value(s.path),
+                     Value(static_cast<std::int64_t>(s.size)), Value(s.modified), Value(s.sha256)})) {
+            return false;
+        }
+    }
+    return true;
 }
+
+}  // namespace
 
 std::optional<bool> profileManaged(core::Database& db, long long profileId) {
     core::Statement q = db.prepare("SELECT COALESCE(Gestito, 0) <> 0 FROM Profili WHERE IDProfilo = ?;");
@@ -143,17 +148,17 @@ std::optional<bool> profileManaged(core::Database& db, long long profileId) {
 }
 
 ManagedCheck replaceManagedSet(core::Database& db, const std::vector<ExchangeProfile>& profiles,
-                               const std::vector<std::string>& sources) {
+                               const ManagedSource& source, const std::vector<FileStamp>& stamps) {
     for (std::size_t i = 0; i < profiles.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
             if (equalsNoCase(profiles[i].record.name, profiles[j].record.name)) {
-                return refusal("two managed files name the same profile", sources[i]);
+                return refusal("two managed files name the same profile", stamps[i].path);
             }
         }
         const ProfileRecord& r = profiles[i].record;
         // The editor's save rule: an allowed list must let its home page through.
         if (!r.forbiddenList && !homePageAllowed(normalisedHomePage(r.homePage), profiles[i].sites)) {
-            return refusal("the allowed list blocks the managed profile's home page", sources[i]);
+            return refusal("the allowed list blocks the managed profile's home page", stamps[i].path);
         }
     }
     core::Transaction tx(db);
@@ -220,7 +225,7 @@ ManagedCheck replaceManagedSet(core::Database& db, const std::vector<ExchangePro
         }
         done.changed.push_back(id);
     }
-    if (!tx.commit()) return storeRefusal(db);
+    if (!record(db, source, stamps) || !tx.commit()) return storeRefusal(db);
     return done;
 }
 
@@ -228,7 +233,25 @@ void traceRefusal(const ManagedCheck& refused) {
     platform::recordFailure("managed profiles refused, the last good set stays", refused.reason + ": " + refused.subject);
 }
 
+void ManagedProfiles::recall() {
+    recalled_ = true;
+    core::Statement q =
+        db_.prepare("SELECT Origine, Impronta, File, Dimensione, Modificato, SHA256 FROM ImportGestito ORDER BY rowid;");
+    std::vector<FileStamp> stamps;
+    ManagedSource source;
+    while (q.step()) {
+        source = {q.column(0).toText(), q.column(1).toText()};
+        stamps.push_back({q.column(2).toText(), static_cast<std::uintmax_t>(q.column(3).toInteger()),
+                          q.column(4).toInteger(), q.column(5).toText()});
+    }
+    // Without a record the files are read and imported, as on a first start.
+    if (!q.valid() || q.failed() || stamps.empty()) return;
+    last_ = std::move(stamps);
+    lastSource_ = std::move(source);
+}
+
 ManagedCheck ManagedProfiles::check(const ManagedSource& source) {
+    if (!recalled_) recall();
     if (trimBlanks(source.path).empty()) {
         // No policy: the profiles stay, with their lists, as the
         // administrator's own; nothing is lifted.
@@ -236,9 +259,13 @@ ManagedCheck ManagedProfiles::check(const ManagedSource& source) {
         lastSource_ = source;
         // Asked first: a store this process may only read refuses even an
         // update that changes nothing.
-        const bool anyManaged =
-            db_.scalar("SELECT EXISTS (SELECT 1 FROM Profili WHERE COALESCE(Gestito, 0) <> 0);").toInteger() != 0;
-        if (anyManaged && !db_.run("UPDATE Profili SET Gestito = 0 WHERE COALESCE(Gestito, 0) <> 0;")) {
+        const bool anyManaged = db_.scalar("SELECT EXISTS (SELECT 1 FROM Profili WHERE COALESCE(Gestito, 0) <> 0) "
+                                           "OR EXISTS (SELECT 1 FROM ImportGestito);")
+                                    .toInteger() != 0;
+        if (!anyManaged) return {};
+        core::Transaction tx(db_);
+        if (!tx.active() || !db_.run("UPDATE Profili SET Gestito = 0 WHERE COALESCE(Gestito, 0) <> 0;") ||
+            !db_.run("DELETE FROM ImportGestito;") || !tx.commit()) {
             return refusal("the store cannot be written", db_.lastError());
         }
         return {};
@@ -292,7 +319,7 @@ ManagedCheck ManagedProfiles::check(const ManagedSource& source) {
         }
         profiles.push_back(std::move(read.profile));
     }
-    ManagedCheck result = replaceManagedSet(db_, profiles, *files);
+    ManagedCheck result = replaceManagedSet(db_, profiles, source, stamps);
     if (result.outcome == ManagedCheck::Outcome::Imported) {
         last_ = std::move(stamps);
         lastSource_ = source;

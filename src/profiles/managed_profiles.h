@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "core/database.h"
+#include "core/machine_policy.h"
 #include "platform/registry.h"
 #include "profiles/profile_exchange.h"
 
@@ -26,14 +27,9 @@ namespace ombrix::profiles {
 // Far above a million entries of ordinary length.
 inline constexpr std::size_t kMaxManagedFileBytes = 256u * 1024 * 1024;
 
-// The policy's two values: the path ("" for none) and the pinned hash
-// ("" for none), as written.
-struct ManagedSource {
-    std::string path;
-    std::string pinnedSha256;
-    bool operator==(const ManagedSource&) const = default;
-};
-[[nodiscard]] ManagedSource readManagedSource(platform::Registry& registry);
+// The policy's two values, read by the policy's own reader.
+using core::policy::ManagedSource;
+using core::policy::readManagedSource;
 
 // Whether the profile is managed; nullopt when the store cannot tell.
 [[nodiscard]] std::optional<bool> profileManaged(core::Database& db, long long profileId);
@@ -68,16 +64,25 @@ struct ManagedCheck {
 // Reads the set at `source` and, when it differs from `last`, imports it
 // into `db`. `last` becomes the set's stamps after an import or when the
 // files are unchanged; it is left as it was after a refusal, so the next
-// check reads the files again.
+// check reads the files again. The first check starts from the stamps the
+// last import recorded in the store (ImportGestito), whichever process made
+// it: a start, or a session that may only read the store, does not import
+// an unchanged set again.
 class ManagedProfiles {
 public:
     explicit ManagedProfiles(core::Database& db) : db_(db) {}
     [[nodiscard]] ManagedCheck check(const ManagedSource& source);
     // Forget the stamps: the next check reads and imports the files.
-    void forget() { last_.clear(); }
+    void forget() {
+        last_.clear();
+        recalled_ = true;
+    }
 
 private:
+    void recall();
+
     core::Database& db_;
+    bool recalled_ = false;
     std::vector<FileStamp> last_;
     ManagedSource lastSource_;
 };
@@ -86,8 +91,9 @@ private:
 void traceRefusal(const ManagedCheck& refused);
 
 // Replaces the managed set with `profiles` (each already valid) in one
-// transaction. `sources` names each profile's file, for a refusal.
+// transaction, which also records `source` and the files' `stamps` (each
+// profile's file, named in a refusal).
 [[nodiscard]] ManagedCheck replaceManagedSet(core::Database& db, const std::vector<ExchangeProfile>& profiles,
-                                             const std::vector<std::string>& sources);
+                                             const ManagedSource& source, const std::vector<FileStamp>& stamps);
 
 }  // namespace ombrix::profiles

@@ -146,6 +146,8 @@ inline constexpr MessageId PasswordNotUtf8{"0361"};
 inline constexpr MessageId PasswordMissingFromStore{"0316"};
 // The policy key sets the password: it cannot be changed on the PC.
 inline constexpr MessageId PasswordManaged{"0365"};
+// A change of a setting the policy key decides; the names of its values follow.
+inline constexpr MessageId SetByPolicy{"0450"};
 // An installer's hash that is not one the program makes.
 inline constexpr MessageId PasswordHashInvalid{"0395"};
 // No password yet, in a session that may not choose one.

@@ -4,7 +4,9 @@
 #include "app/ctl_fixture.h"
 #include "core/password.h"
 #include "core/policy_names.h"
+#include "core/controller.h"
 #include "core/schema.h"
+#include "core/settings_reg.h"
 
 namespace ombrix::app {
 namespace {
@@ -13,7 +15,7 @@ namespace policy = core::policy;
 
 class CtlPolicy : public CtlFixture {
 protected:
-    CtlPolicy() : CtlFixture("0145=Le password non coincidono.\r\n0365=Gestita.\r\n") {
+    CtlPolicy() : CtlFixture("0145=Le password non coincidono.\r\n0365=Gestita.\r\n0450=Vigente.\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
         sql(db, "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola');"
                 "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 2;");
@@ -48,6 +50,40 @@ TEST_F(CtlPolicy, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
     EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos)
         << err.str();
     EXPECT_EQ(err.str().find("segreta"), std::string::npos) << "what stands for a password is never shown";
+}
+
+// While the policy sets a value, a change of the store's is refused with
+// the value's name, and the store and the Run entry stay as they were.
+TEST_F(CtlPolicy, ChangesToWhatThePolicySetsAreRefused) {
+    const struct {
+        std::string_view value;
+        const char* setting;
+        std::vector<std::string> command;
+    } cases[] = {
+        {policy::kAutostart, "1", {"autostart", "off"}},
+        {policy::kOnScreenKeyboard, "0", {"option", "keyboard", "on"}},
+        {policy::kProfileInUse, "Sconosciuto", {"use", "Scuola"}},
+        {policy::kTimeSlots, "1", {"slots", "off"}},
+        {policy::kSlot2Profile, "Scuola", {"slots", "clear", "2"}},
+        {policy::kFallbackProfile, "", {"slots", "fallback", "Scuola"}},
+    };
+    ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle, "x"));
+    const auto state = [&] {
+        core::Database d;
+        EXPECT_TRUE(d.open(db));
+        return d.scalar("SELECT quote(IDProfiloInUso) || quote(FasceOrarie) || quote(TastieraVirtuale) || (SELECT "
+                        "quote(Fascia2Profilo) || quote(ProfiloFasceNonDefinite) FROM Fasce) FROM Opzioni;").toText() +
+               registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle).value_or("-");
+    };
+    for (const auto& c : cases) {
+        set(c.value, c.setting);
+        const std::string before = state();
+        EXPECT_EQ(run(c.command), kRefused) << c.value;
+        EXPECT_NE(err.str().find("0450: Vigente. " + std::string(c.value)), std::string::npos) << err.str();
+        EXPECT_EQ(state(), before) << c.value;
+        ASSERT_TRUE(registry.deleteValue(platform::RegRoot::LocalMachine, policy::kPolicyKey, c.value));
+        EXPECT_EQ(run(c.command), kOk) << c.value << ": " << err.str();
+    }
 }
 
 TEST_F(CtlPolicy, HashPrintsWhatThePolicyTakesAndSetIsRefusedWhileItIsSet) {

@@ -43,6 +43,11 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
          {{EventLevel::Information, 1002, {"http://www.giochi.example/l'a", "chrome.exe", "Classe"}}}},
         {"a long address, cut as the log cuts it", [&](Started& r) { r.show(r.browsers.chrome, longAddress); },
          {{EventLevel::Information, 1002, {longAddress.substr(0, 255), "chrome.exe", "Classe"}}}},
+        // The event viewer would read "%%" and digits as a parameter reference.
+        {"an address that looks like a parameter reference",
+         [](Started& r) { r.show(r.browsers.chrome, "http://giochi.example/%%1%%%20%%x%%"); },
+         {{EventLevel::Information, 1002,
+           {"http://giochi.example/%%\u200b1%%%\u200b20%%x%%", "chrome.exe", "Classe"}}}},
         {"the administrator's login", [](Started& r) { EXPECT_TRUE(r.controller.login("segreta")); },
          {{EventLevel::Information, 3000, {}}}},
         {"a failed login, nothing typed in it", [](Started& r) { EXPECT_FALSE(r.controller.login("Segreta")); },

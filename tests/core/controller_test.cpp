@@ -413,17 +413,30 @@ TEST_F(ControllerTest, AroundTheProfileEditor) {
     EXPECT_EQ(view.selected, 0);
 }
 
-// An import on another connection: the combo follows, and only a change
-// to the profile in use reloads its lists.
-TEST_F(ControllerTest, ManagedProfilesChangedReloadOnlyTheProfileInUse) {
+// Another process committed to the store, which this session may only read:
+// the next tick follows it, and a writer's lock is not waited for.
+TEST_F(ControllerTest, AnotherConnectionsCommitIsFollowedAtTheNextTick) {
     controller().startUp();
-    sql("INSERT INTO Profili (IDProfilo, Profilo, Gestito) VALUES (4, 'Aula', -1);");
     journal.entries.clear();
-    controller().managedProfilesChanged({4});
-    EXPECT_EQ(view.profiles.size(), 2u);
-    EXPECT_EQ(journal.find("load sites 1"), -1);
-    controller().managedProfilesChanged({4, 1});
+    controller().tickStoreChanges();
+    EXPECT_EQ(journal.find("load sites 1"), -1) << "nothing was committed";
+    sql("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'giochi.exe');");
+    controller().tickStoreChanges();
     EXPECT_TRUE(journal.inOrder({"lists profile 1", "load sites 1", "load processes", "load windows"}));
+    Database writer;
+    ASSERT_TRUE(writer.open(dir.file("DataBase/DataBase.db")));
+    ASSERT_TRUE(writer.exec("BEGIN EXCLUSIVE; INSERT INTO Profili (IDProfilo, Profilo) VALUES (4, 'Aula');"
+                            "UPDATE Opzioni SET IDProfiloInUso = 4;"));
+    controller().tickStoreChanges();
+    EXPECT_EQ(controller().profileInUse(), 1) << "not yet committed";
+    ASSERT_TRUE(writer.exec("COMMIT;"));
+    controller().tickStoreChanges();
+    EXPECT_EQ(controller().profileInUse(), 4);
+    EXPECT_EQ(view.profiles.size(), 2u);
+    controller().beforeProfileEditor();
+    sql("UPDATE Opzioni SET IDProfiloInUso = 1;");
+    controller().tickStoreChanges();
+    EXPECT_EQ(controller().profileInUse(), 4) << "the editor's pause holds: its close reads the store";
 }
 
 TEST_F(ControllerTest, LoginComparesExactly) {

@@ -68,6 +68,27 @@ TEST_F(MachinePolicyTest, EachValueIsUsedOrRefusedOnItsOwn) {
                                                       kOnScreenKeyboard, kManagedProfilesSha256}));
 }
 
+// A slot the slots' editor would refuse is refused whole, and its hours block.
+TEST_F(MachinePolicyTest, ASlotTheEditorWouldRefuseIsRefusedWhole) {
+    const std::array<std::string_view, 6> names{kSlot1From, kSlot1To, kSlot2From, kSlot2To, kSlot3From, kSlot3To};
+    const std::pair<std::array<const char*, 6>, std::size_t> cases[] = {  // the times; the slot refused, 1-based
+        {{"10:00", "08:00", "", "", "", ""}, 1},          {{"08:00", "08:00", "", "", "", ""}, 1},
+        {{"08:00", "10:00", "09:59:59", "12:00", "", ""}, 2}, {{"", "", "09:00", "12:00", "", ""}, 2},
+        {{"08:00", "10:00", "10:00", "12:00", "11:00", "13:00"}, 3},
+        {{"00:00", "10:00", "10:00", "12:00", "12:00", "13:00"}, 0},
+    };
+    for (const auto& [times, slot] : cases) {
+        for (std::size_t i = 0; i < names.size(); ++i) set(names[i], times[i]);
+        set(kSlot2Profile, "Scuola");
+        const MachinePolicy p = readMachinePolicy(registry, db);
+        std::vector<std::string_view> refused;
+        for (const Refusal& r : p.refusals) refused.push_back(r.value);
+        EXPECT_EQ(refused, slot == 0 ? std::vector<std::string_view>{} : std::vector{names[(slot - 1) * 2]}) << times[2];
+        const Slot whole{std::nullopt, std::nullopt, kUnusableProfile};
+        EXPECT_TRUE(slot == 0 || p.slots[slot - 1] == whole) << times[2];
+    }
+}
+
 TEST_F(MachinePolicyTest, AnUnusableProfileInUseOrHashIsMarked) {
     EXPECT_EQ(readMachinePolicy(registry, db), MachinePolicy{}) << "nothing set: the store's everywhere";
     set(kProfileInUse, "Sconosciuto");

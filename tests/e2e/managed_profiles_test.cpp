@@ -2,7 +2,8 @@
 // value written as Group Policy writes it, an exchange file in a folder that
 // stands for the share. The running program enforces the file's list, its
 // editor refuses to change the profile, a new file is enforced without a
-// restart, and a damaged one leaves the last good list in force.
+// restart, a damaged one leaves the last good list in force, and what
+// another process commits to the store is followed.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -126,6 +127,19 @@ TEST_F(ManagedProfilesTest, TheFileIsEnforcedRefusedToTheEditorFollowedAndKeptWh
     ASSERT_TRUE(again.started());
     EXPECT_TRUE(again.waitForExit(30s)) << "the last good list is not in force";
     EXPECT_TRUE(program->running());
+}
+
+// Another process commits to the store (in a pupil's session only an
+// elevated one can): the running program follows without a restart.
+TEST_F(ManagedProfilesTest, AProfilePutInUseByAnotherProcessIsEnforced) {
+    ASSERT_TRUE(start());
+    test::StartedProgram chat = startCopy("chat.exe");
+    ASSERT_TRUE(waitFor([&] { return !chat.windows().empty(); }));
+    const std::string ctl = test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
+                            test::quoted(pathToUtf8(install.database()));
+    ASSERT_EQ(test::StartedProgram(ctl + " process add #1 chat.exe").waitForExit(30s), 0u);
+    ASSERT_EQ(test::StartedProgram(ctl + " use #1").waitForExit(30s), 0u);
+    ASSERT_TRUE(chat.waitForExit(30s)) << "the profile another process put in use is not enforced";
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 // A PC set up through the policy key alone, as Group Policy writes it: the
 // policy's profile is enforced, its password alone opens the administrator's
-// controls (and cannot be changed here), and a change of the key is enforced
-// without a restart.
+// controls (and cannot be changed here), a change of the key is enforced
+// without a restart, and the forms show what it sets disabled.
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -15,6 +16,7 @@
 #include "e2e/driver.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
+#include "schedule/win32/slot_form_ids.h"
 
 namespace ombrix::e2e {
 namespace {
@@ -87,6 +89,44 @@ TEST_F(PolicyTest, ThePolicysProfileAndPasswordAreInForceAndFollowTheKey) {
                 static_cast<long long>(took.count()));
     EXPECT_EQ(install.scalar("SELECT IDProfiloInUso FROM Opzioni;"), "1") << "the store keeps the PC's own choice";
     EXPECT_TRUE(program->running());
+}
+
+// What the policy sets shows disabled, with the values in force named.
+TEST_F(PolicyTest, TheFormsShowWhatThePolicySetsDisabled) {
+    install.sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Verifica');");
+    for (const auto& [name, value] : {std::pair{policy::kProfileInUse, "Verifica"}, {policy::kOnScreenKeyboard, "0"},
+                                      {policy::kSlot2From, "13:00"}, {policy::kSlot2To, "14:00"},
+                                      {policy::kSlot2Profile, "Verifica"}, {policy::kFallbackProfile, "Verifica"}}) {
+        regAdd(name, value);
+    }
+    HWND main = start();
+    ASSERT_TRUE(main);
+    // Typed once the splash has gone: its closing moves the activation.
+    ASSERT_TRUE(waitFor([&] {
+        const auto windows = program->windows();
+        return std::none_of(windows.begin(), windows.end(), [](HWND w) { return GetDlgItem(w, IDC_LBLSPLASH); });
+    }));
+    login(main, L"Segreta1");
+    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_LBLCRITERI)); })) << windowInFront();
+    EXPECT_FALSE(IsWindowEnabled(GetDlgItem(main, IDC_CMBPROFILI)));
+    EXPECT_FALSE(IsWindowEnabled(GetDlgItem(main, IDC_CHKTASTIERAVIRTUALE)));
+    EXPECT_TRUE(IsWindowEnabled(GetDlgItem(main, IDC_CHKESECUZIONEAUTOMATICA)));
+    EXPECT_NE(text(GetDlgItem(main, IDC_LBLCRITERI)).find(L"pu\u00f2 cambiare su questo PC. Criterio in vigore: "
+                                                          L"ProfileInUse, OnScreenKeyboard"),
+              std::wstring::npos);
+    screenshot("frmOmbrix-policy");
+    HWND editor = nullptr;
+    ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDPERIODI),
+                           [&] { return (editor = formWith(*program, IDC_TXTFASCIA1DALLE)) != nullptr; }));
+    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(editor, IDC_PER_LBLCRITERI)); })) << "shown once loaded";
+    for (const int id : {IDC_TXTFASCIA1DALLE, IDC_CHKFASCEORARIE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA2ALLE,
+                         IDC_CMBPROFILOPERIODO2, IDC_CMBPROFILO}) {
+        EXPECT_EQ(IsWindowEnabled(GetDlgItem(editor, id)), id == IDC_TXTFASCIA1DALLE || id == IDC_CHKFASCEORARIE) << id;
+    }
+    EXPECT_NE(text(GetDlgItem(editor, IDC_PER_LBLCRITERI)).find(L"Criterio in vigore: Slot2From, FallbackProfile"),
+              std::wstring::npos);
+    screenshot("frmPeriodi-policy");
+    ASSERT_TRUE(clickUntil(GetDlgItem(editor, IDC_PER_CMDESCI), [&] { return !IsWindow(editor); }));
 }
 
 }  // namespace

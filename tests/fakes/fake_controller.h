@@ -131,6 +131,8 @@ public:
     std::optional<bool> timeSlotsOn;  // cmdPeriodi's state, once shown
     std::string timeSlotsCaption;
     std::vector<std::pair<std::string, std::string>> notices;
+    core::PolicyLockedControls policyLocked;
+    std::string policyText;
 
     void applyIconAndLanguage() override { journal_.add("view language"); }
     void showSplash() override { journal_.add("view splash"); }
@@ -153,6 +155,10 @@ public:
     void setAutostartChecked(bool c) override { autostartChecked = c; }
     void setVirtualKeyboardChecked(bool c) override { keyboardChecked = c; }
     void setTaskManagerCaption(const std::string& c) override { taskManagerCaption = c; }
+    void showPolicyLocks(const core::PolicyLockedControls& l, const std::string& t) override {
+        policyLocked = l;
+        policyText = t;
+    }
     void showTimeSlots(bool on, const std::string& caption) override {
         timeSlotsOn = on;
         timeSlotsCaption = caption;

@@ -5,6 +5,7 @@
 #include <array>
 #include <filesystem>
 
+#include "core/schema.h"
 #include "fakes/fixtures.h"
 #include "platform/crypto.h"
 #include "platform/files.h"
@@ -134,6 +135,27 @@ TEST_F(ManagedTest, APinnedFileImportsAndNoPolicyHandsTheSetToTheAdministrator) 
     EXPECT_EQ(managed.check({"", ""}).outcome, Outcome::NoPolicy);
     EXPECT_EQ(profileManaged(db, idOf("Aula")), false);
     EXPECT_EQ(processes("Aula"), "gioco.exe") << "nothing is lifted";
+}
+
+// The next process (a start, a session that may only read the store) starts
+// from what the last import recorded: an unchanged set is not imported again.
+TEST_F(ManagedTest, TheLastImportIsRecordedForTheNextProcess) {
+    const std::string store = dir.file("store.db");
+    ASSERT_TRUE(core::createDeliveredDatabase(store));
+    core::Database writer;
+    ASSERT_TRUE(writer.open(store));
+    write(file, ox("Aula", {"gioco.exe"}));
+    ASSERT_EQ(ManagedProfiles(writer).check({file, ""}).outcome, Outcome::Imported);
+
+    core::Database reader;
+    ASSERT_TRUE(reader.open(store, core::Database::Mode::ReadOnly));
+    EXPECT_EQ(ManagedProfiles(reader).check({file, ""}).outcome, Outcome::Unchanged);
+    write(file, ox("Aula", {"chat.exe"}));
+    EXPECT_EQ(ManagedProfiles(reader).check({file, ""}).outcome, Outcome::Refused) << "a changed file is imported";
+    // No policy drops the record: the path set again is read and imported again.
+    write(file, ox("Aula", {"gioco.exe"}));
+    EXPECT_EQ(ManagedProfiles(writer).check({"", ""}).outcome, Outcome::NoPolicy);
+    EXPECT_EQ(ManagedProfiles(reader).check({file, ""}).outcome, Outcome::Refused);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ namespace policy = core::policy;
 
 class PolicyController : public ::testing::Test, protected test::ControllerRig {
 protected:
-    PolicyController() : ControllerRig(test::scheduleTexts() + "0365=T0365\r\n") {
+    PolicyController() : ControllerRig(test::scheduleTexts() + "0365=T0365\r\n0450=T0450\r\n") {
         sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Mattina'), (3, 'Pomeriggio');"
             "UPDATE Opzioni SET IDProfiloInUso = 2, PasswordAdmin = '" + core::hashPassword("Locale").value() + "';");
         controller.setProfileLists(&lists);
@@ -42,7 +42,10 @@ protected:
 TEST_F(PolicyController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWithoutARestart) {
     set(policy::kProfileInUse, "pomeriggio");
     set(policy::kVisitedSitesLog, "1");
+    set(policy::kOnScreenKeyboard, "on");  // unusable: the store's switch stays, and may change
     controller.startUp();
+    EXPECT_EQ(view.policyLocked, (core::PolicyLockedControls{true, false, false}));
+    EXPECT_EQ(view.policyText, "T0450 ProfileInUse");
     EXPECT_EQ(controller.profileInUse(), 3);
     EXPECT_TRUE(controller.logSwitch());
     controller.onProfileChosen("Mattina");
@@ -55,12 +58,26 @@ TEST_F(PolicyController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWithout
     EXPECT_TRUE(journal.inOrder({"lists profile 2", "load sites -1", "load processes"}))
         << "unknown: every page blocked, the store's profile's programs forbidden";
     ASSERT_TRUE(registry.deleteValue(platform::RegRoot::LocalMachine, policy::kPolicyKey, policy::kProfileInUse));
+    set(policy::kAutostart, "0");
+    set(policy::kOnScreenKeyboard, "1");
     journal.entries.clear();
     controller.policyChanged();
+    EXPECT_EQ(view.policyLocked, (core::PolicyLockedControls{false, true, true}));
+    EXPECT_EQ(view.policyText, "T0450 Autostart, OnScreenKeyboard");
     EXPECT_TRUE(journal.inOrder({"lists profile 2", "load sites 2"})) << "the store's profile again";
     journal.entries.clear();
     controller.policyChanged();
     EXPECT_EQ(journal.find("load sites 2"), -1) << "an unchanged key changes nothing";
+}
+
+// What another process commits is followed, except where the policy speaks.
+TEST_F(PolicyController, AnotherProcesssCommitLeavesWhatThePolicySets) {
+    set(policy::kProfileInUse, "Pomeriggio");
+    controller.startUp();
+    sql("UPDATE Opzioni SET IDProfiloInUso = 1, LogSiti = -1;");
+    controller.tickStoreChanges();
+    EXPECT_EQ(controller.profileInUse(), 3);
+    EXPECT_TRUE(controller.logSwitch());
 }
 
 TEST_F(PolicyController, ThePolicysSlotsChooseAndAnUnknownSlotProfileBlocks) {

@@ -12,6 +12,7 @@
 #include "browser/win32/browser_options_form.h"
 #include "core/controller.h"
 #include "core/machine_policy.h"
+#include "core/policy_locks.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "core/store_copy.h"
@@ -79,7 +80,8 @@ int showForm(app::AdminForm form, Machine& machine, Language& language) {
             return app::kAdminSaved;
         }
         case app::AdminForm::TimeSlots: {
-            SlotFormContext context{store.connection, language, machine.dialogs()};
+            SlotFormContext context{store.connection, language, machine.dialogs(),
+                                    core::policy::readLocks(machine.registry())};
             showSlotForm(owner.get(), context);
             return app::kAdminSaved;
         }

@@ -2,6 +2,7 @@
 
 #include "app/win32/forms/options_form.h"
 #include "core/machine_policy.h"
+#include "core/policy_locks.h"
 #include "browser/win32/browser_options_form.h"
 #include "enforce/win32/log_form.h"
 #include "platform/durable.h"
@@ -122,7 +123,7 @@ int Program::run() {
         // two messages, as an administrator's form would bring them.
         platform::guarded([&] {
             if (!managedFollower_) return;
-            if (const auto changed = managedFollower_->takeChanges()) controller_.managedProfilesChanged(*changed);
+            if (managedFollower_->takeChanges()) controller_.tickStoreChanges();
             for (const auto& r : managedFollower_->takeRefusals()) {
                 events_.report(core::EventId::ManagedFileRefused, {r.subject, r.reason});
             }
@@ -164,7 +165,8 @@ bool Program::showHere(app::AdminForm form) {
             break;
         }
         case app::AdminForm::TimeSlots: {
-            SlotFormContext context{store_.connection, language_, machine_.dialogs()};
+            SlotFormContext context{store_.connection, language_, machine_.dialogs(),
+                                    core::policy::readLocks(machine_.registry())};
             showSlotForm(form_.window(), context);
             break;
         }

@@ -1,7 +1,10 @@
 #include "schedule/win32/slot_form.h"
 
 #include <array>
+#include <initializer_list>
 #include <memory>
+#include <string_view>
+#include <vector>
 
 #include "platform/system.h"
 #include "platform/win32/wide.h"
@@ -111,6 +114,37 @@ void load(HWND dialog, State& st) {
     st.loading = false;
 }
 
+// What the policy key decides stays disabled, and the text above the
+// buttons names its values; the buttons and the form's bottom move down.
+void showLocks(HWND dialog, const core::policy::Locks& locks, Language& language) {
+    std::vector<std::string_view> names;
+    const auto lock = [&](std::string_view name, std::initializer_list<int> controls) {
+        if (name.empty()) return;
+        names.push_back(name);
+        for (const int id : controls) EnableWindow(GetDlgItem(dialog, id), FALSE);
+    };
+    lock(locks.timeSlots, {IDC_CHKFASCEORARIE});
+    for (std::size_t i = 0; i < 3; ++i) lock(locks.slots[i], {kFromBoxes[i], kToBoxes[i], kCombos[i]});
+    lock(locks.fallbackProfile, {kCombos[3]});
+    if (names.empty()) return;
+    HWND note = GetDlgItem(dialog, IDC_PER_LBLCRITERI);
+    setWindowText(note, core::policy::lockedText(language, names));
+    RECT gap{0, 0, 0, 30};
+    MapDialogRect(dialog, &gap);
+    for (const int id : {IDC_PER_CMDSALVA, IDC_PER_CMDESCI}) {
+        HWND button = GetDlgItem(dialog, id);
+        RECT r{};
+        GetWindowRect(button, &r);
+        MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
+        SetWindowPos(button, nullptr, r.left, r.top + gap.bottom, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+    }
+    RECT frame{};
+    GetWindowRect(dialog, &frame);
+    SetWindowPos(dialog, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top + gap.bottom,
+                 SWP_NOMOVE | SWP_NOZORDER);
+    ShowWindow(note, SW_SHOW);
+}
+
 void show(State& st, MessageId id, const std::string& message, platform::MessageIcon icon) {
     st.context.dialogs.messageBox({id, message, "Ombrix", icon, platform::MessageButtons::Ok});
 }
@@ -208,6 +242,7 @@ INT_PTR handle(HWND dialog, State& state, UINT msg, WPARAM wp, LPARAM) {
                                           {IDC_PER_CMDESCI, "cmdEsci"}});
             st->translation->apply(st->context.language);
             load(dialog, *st);
+            showLocks(dialog, st->context.locks, st->context.language);
             keepAboveOwner(dialog);
             return TRUE;
         case WM_COMMAND: {

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "core/database.h"
+#include "core/policy_locks.h"
 #include "platform/dialogs.h"
 
 namespace ombrix {
@@ -17,6 +18,8 @@ struct SlotFormContext {
     core::Database& db;
     Language& language;
     platform::Dialogs& dialogs;
+    // The slots and the switch the policy key decides: shown, not changed.
+    core::policy::Locks locks{};
 };
 
 // Modal. The caller reads the slots and the switch again afterwards.

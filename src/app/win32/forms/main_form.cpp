@@ -135,9 +135,11 @@ void MainForm::setTopmost(bool topmost) {
 
 void MainForm::layout() {
     // Locked: the form ends below the password row, with only "minimise" under it.
-    RECT r{0, 0, 250, unlocked_ ? 196 : 66};
+    const bool note = unlocked_ && policyNote_;
+    const int below = note ? 30 : 0;  // lblCriteri's rows
+    RECT r{0, 0, 250, unlocked_ ? 196 + below : 66};
     MapDialogRect(dialog_.get(), &r);
-    RECT button{172, unlocked_ ? 174 : 44, 0, 0};
+    RECT button{172, unlocked_ ? 174 + below : 44, 0, 0};
     MapDialogRect(dialog_.get(), &button);
     SetWindowPos(GetDlgItem(dialog_.get(), IDC_CMDMINIMIZZA), nullptr, button.left, button.top, 0, 0,
                  SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
@@ -146,6 +148,8 @@ void MainForm::layout() {
                        static_cast<DWORD>(GetWindowLongPtrW(dialog_.get(), GWL_EXSTYLE)));
     SetWindowPos(dialog_.get(), nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
                  SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    // Last: once it shows, the form has its size.
+    ShowWindow(GetDlgItem(dialog_.get(), IDC_LBLCRITERI), note ? SW_SHOW : SW_HIDE);
 }
 
 void MainForm::setAdministratorMode(bool unlocked) {
@@ -156,7 +160,13 @@ void MainForm::setAdministratorMode(bool unlocked) {
     EnableWindow(GetDlgItem(dialog_.get(), IDC_TXTPASS), unlocked ? FALSE : TRUE);
     EnableWindow(GetDlgItem(dialog_.get(), IDC_CMDLOGIN), unlocked ? FALSE : TRUE);
     layout();
-    if (unlocked) SetFocus(GetDlgItem(dialog_.get(), IDC_CMBPROFILI));
+    if (unlocked) focusFirstControl();
+}
+
+void MainForm::focusFirstControl() {
+    // The combo, unless the policy's profile has it disabled.
+    HWND combo = GetDlgItem(dialog_.get(), IDC_CMBPROFILI);
+    SetFocus(IsWindowEnabled(combo) ? combo : GetDlgItem(dialog_.get(), IDC_CMDPROFILI));
 }
 
 void MainForm::clearPassword() { SetDlgItemTextW(dialog_.get(), IDC_TXTPASS, L""); }
@@ -180,6 +190,15 @@ void MainForm::showTimeSlots(bool on, const std::string& caption) {
     SendMessageW(button, BM_SETCHECK, on ? BST_CHECKED : BST_UNCHECKED, 0);
 }
 
+void MainForm::showPolicyLocks(const core::PolicyLockedControls& locked, const std::string& text) {
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CMBPROFILI), locked.profiles ? FALSE : TRUE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CHKESECUZIONEAUTOMATICA), locked.autostart ? FALSE : TRUE);
+    EnableWindow(GetDlgItem(dialog_.get(), IDC_CHKTASTIERAVIRTUALE), locked.keyboard ? FALSE : TRUE);
+    setWindowText(GetDlgItem(dialog_.get(), IDC_LBLCRITERI), text);
+    policyNote_ = !text.empty();
+    layout();
+}
+
 bool MainForm::openOptions() {
     // The splash is topmost: at the first start it would cover the form that asks for a password.
     splash_.reset();
@@ -190,7 +209,7 @@ void MainForm::enableForm(bool enabled) {
     EnableWindow(dialog_.get(), enabled ? TRUE : FALSE);
     if (!enabled || !IsWindowVisible(dialog_.get())) return;
     SetForegroundWindow(dialog_.get());
-    if (unlocked_) SetFocus(GetDlgItem(dialog_.get(), IDC_CMBPROFILI));
+    if (unlocked_) focusFirstControl();
 }
 
 void MainForm::showAndFocusPassword() {

@@ -85,6 +85,7 @@ public:
     void setVirtualKeyboardChecked(bool checked) override;
     void setTaskManagerCaption(const std::string& caption) override;
     void showTimeSlots(bool on, const std::string& caption) override;
+    void showPolicyLocks(const core::PolicyLockedControls& locked, const std::string& text) override;
     bool openOptions() override;
     void showAndFocusPassword() override;
     void noticesWaiting() override;
@@ -124,6 +125,7 @@ private:
     void showTrayMenu();
     void hideToTray();
     void layout();
+    void focusFirstControl();
     // Ends, unanswered, the modal forms and boxes still open on this thread.
     void endModalForms();
 
@@ -136,6 +138,7 @@ private:
     UniqueWindow dialog_;
     UniqueMenu menu_;
     bool unlocked_ = false;
+    bool policyNote_ = false;  // lblCriteri has something to say
     bool ended_ = false;
     std::string trayMark_ = "0";
     core::TimerWheel wheel_;
