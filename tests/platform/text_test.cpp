@@ -40,6 +40,7 @@ TEST(CompareNoCase, IgnoresCaseOfAsciiAndLatinLettersAlike) {
     EXPECT_TRUE(equalsNoCase("Città", "CITTÀ"));
     EXPECT_TRUE(equalsNoCase("Notepad.EXE", "notepad.exe"));
     EXPECT_TRUE(equalsNoCase("ZOOM.EXE", "zoom.exe"));
+    EXPECT_TRUE(equalsNoCase("zoom.exe", "ZOOM.EXE"));
     EXPECT_TRUE(equalsNoCase("ЯНДЕКС", "яндекс"));
     EXPECT_FALSE(equalsNoCase("e", "è"));
     EXPECT_FALSE(equalsNoCase("abc", "abcd"));
