@@ -693,8 +693,11 @@ TEST_F(ControllerTest, TheTaskManagerLockAndWhatEndsTheProgram) {
     EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::Other));
     EXPECT_TRUE(controller().refuseClose(Controller::CloseRequest::Program));
     EXPECT_FALSE(controller().refuseClose(Controller::CloseRequest::WindowsShutdown));
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onTaskManagerClicked();
     controller().onMinimised();
     EXPECT_EQ(view.taskManagerCaption, "text 0164");
+    EXPECT_TRUE(timers.isEnabled(TimerId::KillTaskManager)) << "minimised means locked again";
 }
 
 TEST_F(ControllerTest, ShutdownGivesEverythingBackThenEnds) {
