@@ -11,7 +11,7 @@ namespace {
 
 using platform::EventLevel;
 
-constexpr std::array<EventKind, 10> kKinds{{
+constexpr std::array<EventKind, 13> kKinds{{
     {EventId::ProgramEnded, EventLevel::Information, 2},
     {EventId::WindowClosed, EventLevel::Information, 2},
     {EventId::PageBlocked, EventLevel::Information, 3},
@@ -22,6 +22,9 @@ constexpr std::array<EventKind, 10> kKinds{{
     {EventId::AdministratorLogin, EventLevel::Information, 0},
     {EventId::LoginFailed, EventLevel::Warning, 0},
     {EventId::MachineGivenBack, EventLevel::Warning, 2},
+    {EventId::ProgramRestarted, EventLevel::Warning, 2},
+    {EventId::RestartsSlowed, EventLevel::Warning, 2},
+    {EventId::GuardStoodDown, EventLevel::Information, 1},
 }};
 
 const EventKind* kindOf(EventId id) {
