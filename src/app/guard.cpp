@@ -20,6 +20,11 @@ std::optional<std::uint64_t> Guard::programEnded(SessionId session, std::uint64_
     Session& s = found->second;
     s.running = false;
     if (s.stoodDown) return std::nullopt;
+    if (nowMs - s.startedAt >= kGuardQuickRunMs) {
+        s.recentEnds.clear();
+        s.dueAt = nowMs;
+        return 0;
+    }
     s.recentEnds.push_back(nowMs);
     while (!s.recentEnds.empty() && nowMs - s.recentEnds.front() >= kGuardCrashWindowMs) s.recentEnds.pop_front();
     std::uint64_t wait = 0;
@@ -45,6 +50,7 @@ std::vector<SessionId> Guard::takeDue(std::uint64_t nowMs) {
         if (!s.dueAt || *s.dueAt > nowMs || s.stoodDown) continue;
         s.dueAt.reset();
         s.running = true;
+        s.startedAt = nowMs;
         due.push_back(id);
     }
     return due;

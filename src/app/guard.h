@@ -16,14 +16,18 @@ namespace ombrix::app {
 
 using SessionId = std::uint32_t;
 
-// More ends than this within kGuardCrashWindowMs and the next start waits,
-// kGuardFirstBackOffMs, doubling with every further end, up to
-// kGuardMaxBackOffMs: a program that cannot start is not started a hundred
-// times a second, and is never given up on.
+// More quick ends (within kGuardQuickRunMs of their start) than this within
+// kGuardCrashWindowMs and the next start waits, kGuardFirstBackOffMs,
+// doubling with every further quick end, up to kGuardMaxBackOffMs: a program
+// that cannot start is not started a hundred times a second, and is never
+// given up on. A program that ran longer was enforcing: its end, however it
+// came, is followed by a start at once, so ending the program again and
+// again never buys a pupil a longer wait.
 inline constexpr std::size_t kGuardQuickEnds = 5;
+inline constexpr std::uint64_t kGuardQuickRunMs = 10'000;
 inline constexpr std::uint64_t kGuardCrashWindowMs = 60'000;
-inline constexpr std::uint64_t kGuardFirstBackOffMs = 2'000;
-inline constexpr std::uint64_t kGuardMaxBackOffMs = 16'000;
+inline constexpr std::uint64_t kGuardFirstBackOffMs = 1'000;
+inline constexpr std::uint64_t kGuardMaxBackOffMs = 8'000;
 
 class Guard {
 public:
@@ -58,7 +62,8 @@ private:
         bool running = false;
         bool stoodDown = false;
         std::optional<std::uint64_t> dueAt;
-        std::deque<std::uint64_t> recentEnds;
+        std::uint64_t startedAt = 0;
+        std::deque<std::uint64_t> recentEnds;  // quick ones only
     };
     std::map<SessionId, Session> sessions_;
 };

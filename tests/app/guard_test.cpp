@@ -61,14 +61,14 @@ TEST(Guard, StartsRestartsAndStandsDownBySession) {
     }
 }
 
-TEST(Guard, RepeatedEndsBackOffGrowingAndCappedButNeverStop) {
+TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
     Guard guard;
     guard.signedIn(7, 0);
     ASSERT_EQ(guard.takeDue(0), Ids{7});
     std::uint64_t now = 0;
     std::vector<std::uint64_t> waits;
     for (int i = 0; i < 11; ++i) {
-        now += 100;
+        now += 100;  // each run ends 100 ms after its start
         const auto wait = guard.programEnded(7, now);
         ASSERT_TRUE(wait.has_value());
         waits.push_back(*wait);
@@ -79,12 +79,19 @@ TEST(Guard, RepeatedEndsBackOffGrowingAndCappedButNeverStop) {
         now += *wait;
         EXPECT_EQ(guard.takeDue(now), Ids{7});
     }
-    const std::vector<std::uint64_t> expected = {0, 0, 0, 0, 0, 2'000, 4'000, 8'000, 16'000, 16'000, 16'000};
+    const std::vector<std::uint64_t> expected = {0, 0, 0, 0, 0, 1'000, 2'000, 4'000, 8'000, 8'000, 8'000};
     EXPECT_EQ(waits, expected);
 
-    // A minute without an end: the next one starts again at once.
-    now += kGuardCrashWindowMs;
+    // A run that got going was enforcing: its end is followed at once, and
+    // the quick ends before it no longer count.
+    now += kGuardQuickRunMs;
     EXPECT_EQ(guard.programEnded(7, now), 0u);
+    ASSERT_EQ(guard.takeDue(now), Ids{7});
+    for (int i = 0; i < 5; ++i) {
+        now += 100;
+        EXPECT_EQ(guard.programEnded(7, now), 0u) << i;
+        ASSERT_EQ(guard.takeDue(now), Ids{7});
+    }
 }
 
 TEST(Guard, StatusNamesEachSessionAndWhetherItStoodDown) {
