@@ -71,7 +71,7 @@ std::optional<std::string> askGuard(const std::string& request, std::string& err
     // learns who asked and nothing more.
     const UniqueKernelHandle pipe = adoptInvalidOnFailure(
         CreateFileW(kGuardPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                    SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr));
+                    FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr));
     if (!pipe) {
         error = systemMessage(GetLastError());
         return std::nullopt;
@@ -83,18 +83,36 @@ std::optional<std::string> askGuard(const std::string& request, std::string& err
     }
     DWORD mode = PIPE_READMODE_MESSAGE;
     SetNamedPipeHandleState(pipe.get(), &mode, nullptr, nullptr);
-    DWORD written = 0;
-    if (!WriteFile(pipe.get(), request.data(), static_cast<DWORD>(request.size()), &written, nullptr)) {
+    // A service that hangs must not hang the program's exit with it.
+    const UniqueKernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const auto transfer = [&](bool write, void* data, DWORD size, DWORD& done) {
+        OVERLAPPED overlapped{};
+        overlapped.hEvent = event.get();
+        ResetEvent(event.get());
+        done = 0;
+        const BOOL now = write ? WriteFile(pipe.get(), data, size, nullptr, &overlapped)
+                               : ReadFile(pipe.get(), data, size, nullptr, &overlapped);
+        if (!now && GetLastError() != ERROR_IO_PENDING && GetLastError() != ERROR_MORE_DATA) return false;
+        if (WaitForSingleObject(event.get(), kChannelTimeoutMs) != WAIT_OBJECT_0) {
+            CancelIo(pipe.get());
+            (void)GetOverlappedResult(pipe.get(), &overlapped, &done, TRUE);
+            SetLastError(ERROR_TIMEOUT);
+            return false;
+        }
+        return GetOverlappedResult(pipe.get(), &overlapped, &done, FALSE) != 0;
+    };
+    std::string message = request;
+    DWORD done = 0;
+    if (!event || !transfer(true, message.data(), static_cast<DWORD>(message.size()), done)) {
         error = systemMessage(GetLastError());
         return std::nullopt;
     }
     std::string reply;
     char buffer[1024];
     while (true) {
-        DWORD read = 0;
-        const BOOL done = ReadFile(pipe.get(), buffer, sizeof buffer, &read, nullptr);
-        reply.append(buffer, read);
-        if (done) break;
+        const bool whole = transfer(false, buffer, sizeof buffer, done);
+        reply.append(buffer, done);
+        if (whole) break;
         if (GetLastError() != ERROR_MORE_DATA) {
             error = systemMessage(GetLastError());
             return std::nullopt;
