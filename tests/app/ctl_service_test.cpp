@@ -8,34 +8,25 @@
 namespace ombrix::app {
 namespace {
 
-// The service as the control manager and its channel would answer.
-class FakeGuard final : public GuardControl {
-public:
+// The service as the control manager and its channel would answer; a
+// non-empty `failure` fails start, stop and ask with it.
+struct FakeGuard final : GuardControl {
     std::optional<State> now = State::Running;
-    std::string failure;                       // non-empty: start, stop and ask fail with it
-    std::string reply = "ok";                  // the channel's answer
+    std::string failure, reply = "ok";
     std::vector<std::string> calls;
-
     std::optional<State> state(std::string& error) override {
-        if (!now) error = "access denied";
+        error = "access denied";
         return now;
     }
-    bool start(std::string& error) override { return act("start", State::Running, error); }
-    bool stop(std::string& error) override { return act("stop", State::Stopped, error); }
+    bool start(std::string& error) override { return act("start", error); }
+    bool stop(std::string& error) override { return act("stop", error); }
     std::optional<std::string> ask(const std::string& request, std::string& error) override {
-        calls.push_back(request);
-        if (!failure.empty()) {
-            error = failure;
-            return std::nullopt;
-        }
+        if (!act(request.c_str(), error)) return std::nullopt;
         return request == "status" ? "session 1 running\n" : reply;
     }
-
-private:
-    bool act(const char* what, State after, std::string& error) {
+    bool act(const char* what, std::string& error) {
         calls.push_back(what);
-        if (!failure.empty()) error = failure;
-        if (failure.empty()) now = after;
+        error = failure;
         return failure.empty();
     }
 };

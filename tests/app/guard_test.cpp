@@ -94,23 +94,6 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
     }
 }
 
-TEST(Guard, StatusNamesEachSessionAndWhetherItStoodDown) {
-    Guard guard;
-    guard.signedIn(1, 0);
-    guard.signedIn(2, 0);
-    (void)guard.takeDue(0);
-    EXPECT_TRUE(guard.standDown(2));
-    EXPECT_FALSE(guard.standDown(9)) << "an unknown session";
-    (void)guard.programEnded(2, 1);
-    const auto states = guard.sessions();
-    ASSERT_EQ(states.size(), 2u);
-    EXPECT_TRUE(states.at(1).running);
-    EXPECT_FALSE(states.at(1).stoodDown);
-    EXPECT_FALSE(states.at(2).running);
-    EXPECT_TRUE(states.at(2).stoodDown);
-    EXPECT_EQ(guard.nextDueIn(1), std::nullopt);
-}
-
 // The session comes from the system, never from the request: the exit of
 // one session's administrator leaves the others guarded.
 TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
@@ -125,6 +108,8 @@ TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
         EXPECT_EQ(answerGuardRequest(guard, forged, 1), "refused: unknown request") << forged;
     }
     EXPECT_EQ(guard.programEnded(1, 5), 0u) << "session 1 is still guarded";
+    EXPECT_EQ(guard.programEnded(2, 5), std::nullopt);
+    EXPECT_EQ(answerGuardRequest(guard, "status", 0), "session 1 waiting\nsession 2 stood-down\n");
 }
 
 }  // namespace

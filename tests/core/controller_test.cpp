@@ -703,21 +703,6 @@ TEST_F(ControllerTest, TheExitStandsTheGuardDownFirstOrStays) {
     EXPECT_TRUE(timers.isEnabled(TimerId::Exit));
 }
 
-TEST_F(ControllerTest, WithoutTheGuardTheExitAsksNobody) {
-    struct Channel final : GuardChannel {
-        bool standDown(std::string&) override {
-            ADD_FAILURE() << "no service is installed";
-            return false;
-        }
-    } channel;
-    controller().setGuardChannel(&channel);
-    system.isElevated = true;
-    controller().startUp();
-    ASSERT_TRUE(controller().login("segreta"));
-    controller().exitByAdministrator();
-    EXPECT_TRUE(controller().shuttingDown());
-}
-
 TEST_F(ControllerTest, OlderWindowsWritesOnlyTheMachineRunKey) {
     system.minor = 1;
     system.major = 6;
