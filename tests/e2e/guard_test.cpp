@@ -15,6 +15,7 @@
 #include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "machine/machine_profile.h"
+#include "platform/file_registry.h"
 #include "platform/files.h"
 #include "platform/win32/guard_channel.h"
 #include "platform/win32/wide.h"
@@ -99,12 +100,17 @@ TEST_F(GuardTest, WhateverEndsTheProgramItComesBackAndEnforces) {
 // After a forced end and the guard's start, the exit gives the machine back
 // as it was before the first start: the restarted program took the blocked
 // downloads for the profile's, not for the machine's own.
+// The program started again acts as a pupil's does (the service gives it the
+// user's environment): the stand-down goes through ombrixctl's elevated run.
 TEST_F(GuardTest, TheAdministratorsExitStandsTheGuardDown) {
+    test::copyProgram("ombrixctl.exe", pathToUtf8(install.folder() / L"ombrixctl.exe"));
     ASSERT_TRUE(guarded());
     ASSERT_TRUE(downloadsBlocked());
+    platform::systemRegistry().writeString(platform::RegRoot::CurrentUser, "Environment", "OMBRIX_AS_STANDARD_USER", "1");
     const win32::UniqueKernelHandle first(OpenProcess(PROCESS_TERMINATE, FALSE, program->id()));
     ASSERT_TRUE(first && TerminateProcess(first.get(), 1));
     HWND main = guarded(program->id());
+    platform::systemRegistry().deleteValue(platform::RegRoot::CurrentUser, "Environment", "OMBRIX_AS_STANDARD_USER");
     ASSERT_TRUE(main);
     ASSERT_TRUE(downloadsBlocked());
     login(main, L"Segreta1");
