@@ -28,6 +28,7 @@
 #include "platform/failures.h"
 #include "platform/folder_watch.h"
 #include "platform/registry.h"
+#include "platform/system.h"
 #include "platform/win32/debugger_output.h"
 #include "platform/win32/guard_channel.h"
 #include "platform/win32/machine.h"
@@ -39,20 +40,12 @@ namespace {
 using namespace ombrix;
 using win32::UniqueKernelHandle;
 
-std::wstring ownPath() {
-    std::wstring path(MAX_PATH, L'\0');
-    while (true) {
-        const DWORD n = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-        if (n == 0) return {};
-        if (n < path.size()) return path.substr(0, n);
-        path.resize(path.size() * 2);
-    }
+// A file in this program's folder.
+std::wstring besideThis(const std::string& name) {
+    return win32::toWide(core::joinPath(platform::realSystem().programFolder(), name, '\\'));
 }
 
-std::wstring besideThis(const wchar_t* name) {
-    const std::wstring self = ownPath();
-    return self.substr(0, self.find_last_of(L"\\/") + 1) + name;
-}
+std::wstring ownPath() { return besideThis(platform::realSystem().programFileName()); }
 
 // The channel's requests are a word; anything longer is no request of ours.
 constexpr DWORD kRequestLimit = 64;
@@ -68,7 +61,7 @@ public:
           clock_(win32::makeClock()),
           log_(win32::makeEventLog()),
           events_(log_.get(), *clock_),
-          program_(besideThis(L"ombrix.exe")) {}
+          program_(besideThis("ombrix.exe")) {}
 
     void run() {
         {
