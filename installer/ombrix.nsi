@@ -329,6 +329,7 @@ Section "Ombrix"
   File "${BINDIR}\ombrix.exe"
   File "${BINDIR}\ombrixctl.exe"
   File "${BINDIR}\metrokiller.exe"
+  File "${BINDIR}\ombrixguard.exe"
   File "${BINDIR}\italian.lng"
   File "${BINDIR}\english.lng"
 
@@ -410,6 +411,17 @@ Section "Ombrix"
   ; Errors, warnings and information (1 + 2 + 4).
   WriteRegExpandStr HKLM "${EVENT_SOURCE_KEY}" "EventMessageFile" "$INSTDIR\ombrix.exe"
   WriteRegDWORD HKLM "${EVENT_SOURCE_KEY}" "TypesSupported" 7
+
+  ; The guard service: started now, and at every start of Windows, it starts
+  ; the program in every session in place of the Run entries.
+  nsExec::ExecToStack '"$INSTDIR\ombrixguard.exe" install'
+  Pop $0
+  Pop $1
+  ${If} $0 != 0
+    Call Utf8Output
+    MessageBox MB_OK|MB_ICONEXCLAMATION "$(GuardNotInstalled)$\r$\n$1" /SD IDOK
+    SetErrorLevel 8
+  ${EndIf}
 SectionEnd
 
 ; ---------------------------------------------------------------- uninstall
@@ -429,6 +441,17 @@ Function un.onInit
 FunctionEnd
 
 Section "Uninstall"
+  ; The guard first, or it starts the program again as soon as it is ended.
+  ${If} ${FileExists} "$INSTDIR\ombrixguard.exe"
+    nsExec::ExecToStack '"$INSTDIR\ombrixguard.exe" remove'
+    Pop $0
+    Pop $1
+    ${If} $0 != 0
+      MessageBox MB_OK|MB_ICONSTOP "$(GuardNotRemoved)$\r$\n$1" /SD IDOK
+      SetErrorLevel 7
+      Abort
+    ${EndIf}
+  ${EndIf}
   ; Held by a program of this session: its journal holds this user's settings.
   Call un.OmbrixRunning
   StrCpy $R9 $0
@@ -451,6 +474,7 @@ Section "Uninstall"
   Delete "$INSTDIR\ombrix.exe"
   Delete "$INSTDIR\ombrixctl.exe"
   Delete "$INSTDIR\metrokiller.exe"
+  Delete "$INSTDIR\ombrixguard.exe"
   Delete "$INSTDIR\italian.lng"
   Delete "$INSTDIR\english.lng"
   Delete "$INSTDIR\uninstall.exe"

@@ -35,3 +35,9 @@ LangString UpgradeFailed ${LANG_ITALIAN} "Non è stato possibile aggiornare il d
 
 LangString ProtectFailed ${LANG_ENGLISH} "Setup could not set who may change the Ombrix database folder and its log folder; a pupil may still be able to change them:"
 LangString ProtectFailed ${LANG_ITALIAN} "Non è stato possibile impostare chi può modificare la cartella del database di Ombrix e la sua cartella del registro; un alunno potrebbe ancora modificarle:"
+
+LangString GuardNotRemoved ${LANG_ENGLISH} "The Ombrix guard service could not be stopped and removed, so Ombrix could not be ended. Nothing was changed."
+LangString GuardNotRemoved ${LANG_ITALIAN} "Non è stato possibile fermare e rimuovere il servizio di guardia di Ombrix, quindi non è stato possibile chiudere Ombrix. Non è stato modificato nulla."
+
+LangString GuardNotInstalled ${LANG_ENGLISH} "The Ombrix guard service could not be installed: Ombrix is installed, but a pupil may be able to end it until the service is installed (ombrixguard.exe install, as an administrator)."
+LangString GuardNotInstalled ${LANG_ITALIAN} "Non è stato possibile installare il servizio di guardia di Ombrix: Ombrix è installato, ma un alunno potrebbe riuscire a chiuderlo finché il servizio non viene installato (ombrixguard.exe install, come amministratore)."

@@ -18,7 +18,7 @@ fi
 build=$(cd "$build" && pwd)
 version=${OMBRIX_PACKAGE_VERSION:-$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")}
 [[ $version =~ ^[0-9]+\.[0-9]+\.[0-9]+$ ]] || { echo "package: no x.y.z version ($version)" >&2; exit 1; }
-for f in ombrix.exe ombrixctl.exe metrokiller.exe italian.lng english.lng DataBase/DataBase.db; do
+for f in ombrix.exe ombrixctl.exe metrokiller.exe ombrixguard.exe italian.lng english.lng DataBase/DataBase.db; do
   [ -f "$build/bin/$f" ] || { echo "package: $build/bin/$f is missing; build first" >&2; exit 1; }
 done
 mkdir -p "$build/package"

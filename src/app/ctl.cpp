@@ -20,7 +20,7 @@ namespace {
 // The texts of the messages the command line prints, for when the language
 // file beside the program is missing or lacks them: a message must never be
 // a number alone.
-constexpr std::array<std::pair<MessageId, std::string_view>, 43> kBuiltInTexts = {{
+constexpr std::array<std::pair<MessageId, std::string_view>, 45> kBuiltInTexts = {{
     {msg::StoreNotFound, "The Ombrix database was not found."},
     {msg::StoreNotFoundTitle, "Database not found"},
     {msg::ChooseStoreFolderFromMainForm, "Choose the folder that holds the Ombrix database"},
@@ -69,6 +69,9 @@ constexpr std::array<std::pair<MessageId, std::string_view>, 43> kBuiltInTexts =
     {msg::ProcessNameInvalid, "The process name is not valid: it must end in .exe, written in lower case."},
     {msg::MaxProtectionNeedsForbiddenList, "Maximum protection is offered only with a list of forbidden sites."},
     {msg::StoreWriteFailed, "The database cannot be written:"},
+    {msg::AutostartByGuardService, "The Ombrix guard service starts Ombrix in every session on this PC: the start "
+                                   "with Windows is the service's, not this option's."},
+    {msg::GuardServiceFailed, "The Ombrix guard service could not do what was asked:"},
 }};
 
 }  // namespace
@@ -221,7 +224,7 @@ std::vector<CtlCommand> allCommands() {
     std::vector<CtlCommand> all;
     for (const auto* group : {&storeCommands(), &profileCommands(), &enforceCommands(), &passwordCommands(),
                               &scheduleCommands(), &optionCommands(), &policyCommands(), &restoreCommands(),
-                              &exchangeCommands(), &installCommands()}) {
+                              &exchangeCommands(), &installCommands(), &serviceCommands()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;

@@ -45,6 +45,22 @@ public:
     [[nodiscard]] virtual Run run(const std::vector<std::string>& args, bool ownConsole) = 0;
 };
 
+// The guard service that keeps the program running in every session, where
+// the machine can have one (Windows).
+class GuardControl {
+public:
+    enum class State { NotInstalled, Stopped, Running, Changing };
+    virtual ~GuardControl() = default;
+    // nullopt, with the system's words in `error`, when it cannot be asked.
+    [[nodiscard]] virtual std::optional<State> state(std::string& error) = 0;
+    // Start or stop, and wait until done; false with the system's words.
+    [[nodiscard]] virtual bool start(std::string& error) = 0;
+    [[nodiscard]] virtual bool stop(std::string& error) = 0;
+    // One request over the service's channel (app/guard.h): its reply, or
+    // nullopt with why (not running, not an administrator, not our server).
+    [[nodiscard]] virtual std::optional<std::string> ask(const std::string& request, std::string& error) = 0;
+};
+
 struct CtlEnvironment {
     platform::Registry& registry;
     platform::FileSystem& files;
@@ -65,6 +81,8 @@ struct CtlEnvironment {
     std::ostream* prompts = nullptr;
     // Who may change the store's folders; null where nothing can set it.
     platform::FolderAccess* folderAccess = nullptr;
+    // The guard service; null where there is none to control (natively).
+    GuardControl* guard = nullptr;
 };
 
 // Runs one command line (without the program name); returns the exit status.

@@ -106,6 +106,7 @@ int runElevatedChild(const std::vector<std::string>& args, CtlEnvironment& env) 
                            nullptr,
                            // Typed input is asked for in this run's own console.
                            &env.err};
+    relayed.guard = env.guard;
     int status = kRefused;
     std::error_code ec;
     if (directory) std::filesystem::current_path(pathFromUtf8(*directory), ec);

@@ -8,6 +8,7 @@
 #include "app/ctl_session.h"
 #include "core/browser_switches.h"
 #include "core/controller.h"
+#include "core/guard_service.h"
 #include "core/policy_locks.h"
 #include "core/settings_reg.h"
 #include "core/store.h"
@@ -86,6 +87,11 @@ int cmdAutostart(Session& s, const std::vector<std::string>& args) {
         core::joinPath(s.env().system.programFolder(), std::string(core::kProgramExeName) + ".exe",
                        platform::pathSeparator());
     const std::string where = std::string("HKLM\\") + core::kRunKey + "\\" + std::string(core::kProgramTitle);
+    if (core::guardServiceInstalled(registry)) {
+        if (on) return s.refuse(msg::AutostartByGuardService);
+        s.out() << "autostart service\n";
+        return kOk;
+    }
     if (!on) {
         const auto entry = registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle);
         s.out() << "autostart " << (entry && equalsNoCase(*entry, program) ? "on" : "off") << "\n";
@@ -131,7 +137,8 @@ const std::vector<CtlCommand>& optionCommands() {
         {"autostart",
          "autostart [on|off]\n"
          "                show or set the start of Ombrix with Windows (the machine's Run entry for\n"
-         "                ombrix.exe in this program's folder)",
+         "                ombrix.exe in this program's folder); \"service\" where the guard service\n"
+         "                starts Ombrix instead",
          &cmdAutostart, &writesWithWord},
     };
     return commands;

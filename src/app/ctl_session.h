@@ -117,5 +117,6 @@ const std::vector<CtlCommand>& exchangeCommands();
 const std::vector<CtlCommand>& optionCommands();
 const std::vector<CtlCommand>& policyCommands();
 const std::vector<CtlCommand>& installCommands();
+const std::vector<CtlCommand>& serviceCommands();
 
 }  // namespace ombrix::app

@@ -132,8 +132,13 @@ void Controller::showPolicyLocks() {
                             policy::lockedText(m_.env.language, names));
 }
 
+bool Controller::startsWithWindows() {
+    return guardServiceInstalled(m_.env.registry) || autostartEntryPresent();
+}
+
 void Controller::enforceAutostartPolicy() {
-    if (!policy_.autostart) return;
+    // The service starts the program: an entry would start a second one.
+    if (!policy_.autostart || (*policy_.autostart && guardServiceInstalled(m_.env.registry))) return;
     const std::string path = programPath();
     if (*policy_.autostart) {
         if (!autostartEntryPresent()) SaveSettingReg(m_.env.registry, "", kRunKey, kProgramTitle, path);
@@ -142,10 +147,16 @@ void Controller::enforceAutostartPolicy() {
         m_.env.registry.deleteValue(platform::RegRoot::LocalMachine, kRunKey, kProgramTitle);
         m_.env.registry.deleteValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
     }
-    if (administrator_) m_.view.setAutostartChecked(autostartEntryPresent());
+    if (administrator_) m_.view.setAutostartChecked(startsWithWindows());
 }
 
 void Controller::refreshAutostart() {
+    if (guardServiceInstalled(m_.env.registry)) {
+        // The user's own entry would race the service's start; the machine's
+        // is the installer's to remove.
+        m_.env.registry.deleteValue(platform::RegRoot::CurrentUser, kRunKey, kProgramTitle);
+        return;
+    }
     // An entry left by an earlier install points at the old place: rewrite it.
     const std::string path = programPath();
     for (const auto root : {platform::RegRoot::LocalMachine, platform::RegRoot::CurrentUser}) {
@@ -657,7 +668,7 @@ bool Controller::login(const std::string& typed) {
     if (events_) events_->report(EventId::AdministratorLogin, {});
     m_.view.setAdministratorMode(true);
     m_.view.clearPassword();
-    m_.view.setAutostartChecked(autostartEntryPresent());
+    m_.view.setAutostartChecked(startsWithWindows());
     return true;
 }
 
@@ -679,6 +690,11 @@ void Controller::writeUserAutostart(bool on, const std::string& path) {
 
 void Controller::onAutostartClicked(bool ticked) {
     if (!administrator_) return;
+    if (guardServiceInstalled(m_.env.registry)) {
+        m_.view.setAutostartChecked(true);
+        tell(msg::AutostartByGuardService, {}, platform::MessageIcon::Information);
+        return;
+    }
     if (policy_.autostart) {
         m_.view.setAutostartChecked(autostartEntryPresent());
         return;
@@ -759,6 +775,21 @@ void Controller::afterProfileEditor() {
                                               Value(static_cast<std::int64_t>(profileInUse_)), kOptionsRow)) {
         traceUnsaved(store_.connection, "IDProfiloInUso");
     }
+}
+
+void Controller::exitByAdministrator() {
+    if (!administrator_ || shuttingDown_) return;
+    if (!storeLost_ && guardServiceInstalled(m_.env.registry)) {
+        std::string why;
+        if (changesNeedConsent()) {
+            // The elevated run tells why it failed, if it did.
+            if (!elevatedControl_->runControl({"service", "stand-down"})) return;
+        } else if (guardChannel_ && !guardChannel_->standDown(why)) {
+            tell(msg::GuardNotStoodDown, why, platform::MessageIcon::Exclamation);
+            return;
+        }
+    }
+    beginShutdown();
 }
 
 void Controller::beginShutdown() {

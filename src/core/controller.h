@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/events.h"
+#include "core/guard_service.h"
 #include "core/machine_policy.h"
 #include "core/main_view.h"
 #include "core/on_screen_keyboard.h"
@@ -108,6 +109,8 @@ public:
     void setElevatedControl(ElevatedControl* control) { elevatedControl_ = control; }
     // Where logins, failed logins and a lost or damaged store are reported.
     void setEvents(Events* events) { events_ = events; }
+    // The guard service's channel, for an exit from a program with administrator rights.
+    void setGuardChannel(GuardChannel* channel) { guardChannel_ = channel; }
 
     enum class StartResult { Running, AnotherInstance };
     // The main form's load, in its fixed order.
@@ -165,7 +168,12 @@ public:
     // The switch is on and the slots were read.
     [[nodiscard]] bool timeSlotScheduleInForce() const { return timeSlotSwitch_ && scheduleLoaded_; }
 
-    // cmdEsci / mnuEsci.
+    // cmdEsci / mnuEsci: where the guard service is installed it is asked
+    // first (through the consent prompt when needed) to leave this session
+    // alone, or it would start the program again at once; when it refuses,
+    // the program stays.
+    void exitByAdministrator();
+    // The closing sequence (the administrator's exit, or Windows ending the session).
     void beginShutdown();
     // TimerId::Exit's tick: the closing routine, once.
     void tickExit();
@@ -215,6 +223,8 @@ public:
     // The autostart entry's data: the program's full path.
     [[nodiscard]] std::string programPath() const;
     [[nodiscard]] bool autostartEntryPresent();
+    // What the autostart box shows: an entry, or the guard service, which starts the program instead.
+    [[nodiscard]] bool startsWithWindows();
 
 private:
     void applyProfile();
@@ -286,6 +296,7 @@ private:
     platform::FolderAccess* folderAccess_ = nullptr;
     ElevatedControl* elevatedControl_ = nullptr;
     Events* events_ = nullptr;
+    GuardChannel* guardChannel_ = nullptr;
 
     policy::MachinePolicy policy_;
     long long profileInUse_ = 0;

@@ -12,7 +12,7 @@ namespace {
 
 using platform::EventLevel;
 
-constexpr std::array<EventKind, 10> kKinds{{
+constexpr std::array<EventKind, 13> kKinds{{
     {EventId::ProgramEnded, EventLevel::Information, 2},
     {EventId::WindowClosed, EventLevel::Information, 2},
     {EventId::PageBlocked, EventLevel::Information, 3},
@@ -23,6 +23,9 @@ constexpr std::array<EventKind, 10> kKinds{{
     {EventId::AdministratorLogin, EventLevel::Information, 0},
     {EventId::LoginFailed, EventLevel::Warning, 0},
     {EventId::MachineGivenBack, EventLevel::Warning, 2},
+    {EventId::ProgramRestarted, EventLevel::Warning, 2},
+    {EventId::RestartsSlowed, EventLevel::Warning, 2},
+    {EventId::GuardStoodDown, EventLevel::Information, 1},
 }};
 
 // The event viewer reads "%%" and digits in a message, insertion strings

@@ -29,6 +29,9 @@ enum class EventId : std::uint32_t {
     AdministratorLogin = 3000,  // no data: the event names the Windows user
     LoginFailed = 3001,         // no data: nothing typed is ever written
     MachineGivenBack = 4000,    // settings given back, settings left for the next start
+    ProgramRestarted = 5000,    // the guard: the session, the ended program's exit code
+    RestartsSlowed = 5001,      // the guard: the session, the seconds before the next start
+    GuardStoodDown = 5002,      // the guard: the session whose administrator exited
 };
 
 struct EventKind {

@@ -150,6 +150,12 @@ inline constexpr MessageId PasswordManaged{"0365"};
 inline constexpr MessageId SetByPolicy{"0450"};
 // An installer's hash that is not one the program makes.
 inline constexpr MessageId PasswordHashInvalid{"0395"};
+// The guard service starts the program: the autostart option is not the one that does.
+inline constexpr MessageId AutostartByGuardService{"0440"};
+// ombrixctl service: the service refused or could not be reached; the system's words follow.
+inline constexpr MessageId GuardServiceFailed{"0441"};
+// The administrator's exit: the guard would start the program again, so it stays.
+inline constexpr MessageId GuardNotStoodDown{"0442"};
 // No password yet, in a session that may not choose one.
 inline constexpr MessageId PasswordNotChosenYet{"0396"};
 

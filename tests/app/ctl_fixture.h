@@ -33,6 +33,7 @@ protected:
         env.desktop = desktop;
         env.elevator = elevator;
         env.folderAccess = folderAccess;
+        env.guard = guard;
         return runCtl(args, env);
     }
     // ombrixctl --db db ARGS...
@@ -55,6 +56,7 @@ protected:
     core::DesktopLock* desktop = nullptr;
     Elevator* elevator = nullptr;
     platform::FolderAccess* folderAccess = &platform::realFolderAccess();
+    GuardControl* guard = nullptr;
     std::ostringstream out, err;
 };
 

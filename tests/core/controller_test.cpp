@@ -648,6 +648,74 @@ TEST_F(ControllerTest, AutostartEntries) {
     EXPECT_FALSE(view.autostartChecked);
 }
 
+// With the guard service installed the service starts the program: no Run
+// entry is written or kept for the user, and the box says so.
+TEST_F(ControllerTest, TheGuardServiceReplacesTheAutostartEntries) {
+    system.major = 10;
+    registry.writeString(RegRoot::LocalMachine, kGuardServiceKey, "ImagePath", "\"C:\\Ombrix\\ombrixguard.exe\"");
+    registry.writeString(RegRoot::CurrentUser, kRunKey, "Ombrix", dir.file("ombrix.exe"));
+    test::writeFile(dir.file("ombrix.exe"), "MZ");
+    controller().startUp();
+    EXPECT_FALSE(registry.readValue(RegRoot::CurrentUser, kRunKey, "Ombrix")) << "it would race the service";
+    ASSERT_TRUE(controller().login("segreta"));
+    EXPECT_TRUE(view.autostartChecked);
+    controller().onAutostartClicked(false);
+    controller().showWaitingNotices();
+    EXPECT_TRUE(view.autostartChecked);
+    ASSERT_FALSE(dialogs.shown.empty());
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::AutostartByGuardService);
+    EXPECT_FALSE(registry.readValue(RegRoot::LocalMachine, kRunKey, "Ombrix"));
+}
+
+// The administrator's exit asks the guard to stand down first, through the
+// consent prompt or, elevated, directly; while it refuses the program stays.
+TEST_F(ControllerTest, TheExitStandsTheGuardDownFirstOrStays) {
+    struct Channel final : GuardChannel {
+        std::optional<std::string> refusal;
+        int asked = 0;
+        bool standDown(std::string& why) override {
+            ++asked;
+            if (refusal) why = *refusal;
+            return !refusal;
+        }
+    } channel;
+    struct Consent final : ElevatedControl {
+        std::vector<std::vector<std::string>> lines;
+        bool given = false;
+        bool runControl(const std::vector<std::string>& arguments) override {
+            lines.push_back(arguments);
+            return given;
+        }
+    } consent;
+    controller().setGuardChannel(&channel);
+    controller().setElevatedControl(&consent);
+    system.isElevated = true;
+    controller().startUp();
+    controller().exitByAdministrator();
+    EXPECT_FALSE(controller().shuttingDown()) << "only after login";
+
+    ASSERT_TRUE(controller().login("segreta"));
+    registry.writeString(RegRoot::LocalMachine, kGuardServiceKey, "ImagePath", "ombrixguard.exe");
+    channel.refusal = "refused: session 3 is not guarded";
+    controller().exitByAdministrator();
+    controller().showWaitingNotices();
+    EXPECT_FALSE(controller().shuttingDown());
+    ASSERT_FALSE(dialogs.shown.empty());
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::GuardNotStoodDown);
+    EXPECT_NE(dialogs.shown.back().text.find("session 3"), std::string::npos);
+
+    system.isElevated = false;
+    controller().exitByAdministrator();
+    EXPECT_EQ(consent.lines, (std::vector<std::vector<std::string>>{{"service", "stand-down"}}));
+    EXPECT_FALSE(controller().shuttingDown()) << "consent declined";
+    EXPECT_EQ(channel.asked, 1);
+
+    consent.given = true;
+    controller().exitByAdministrator();
+    EXPECT_TRUE(controller().shuttingDown());
+    EXPECT_TRUE(timers.isEnabled(TimerId::Exit));
+}
+
 TEST_F(ControllerTest, OlderWindowsWritesOnlyTheMachineRunKey) {
     system.minor = 1;
     system.major = 6;

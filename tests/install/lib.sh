@@ -20,6 +20,17 @@ reg_value() {  # reg_value KEY NAME: the value's data, empty when absent
   w reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | awk -v n="$2" '$1 == n { $1 = ""; $2 = ""; sub(/^ +/, ""); print }'
 }
 running() { pgrep -f 'Ombrix.ombrix\.exe' >/dev/null; }
+program_id() { pgrep -f 'Ombrix.ombrix\.exe' | head -1; }
+guard_key='HKLM\SYSTEM\CurrentControlSet\Services\OmbrixGuard'
+guard_running() { pgrep -f 'Ombrix.ombrixguard\.exe' >/dev/null; }
+guard_gone() { ! guard_running && test -z "$(reg_value "$guard_key" ImagePath)"; }
+# The guard registered to start with Windows, running, and the program it started.
+check_guard() {
+  check "the guard service registered" test "$(reg_value "$guard_key" ImagePath)" = '"C:\Program Files\Ombrix\ombrixguard.exe"'
+  check "... to start with Windows" test "$(reg_value "$guard_key" Start)" = 0x2
+  for _ in $(seq 100); do running && break; sleep 0.2; done
+  check "... running, and it started ombrix.exe" sh -c "pgrep -f 'Ombrix.ombrixguard\.exe' >/dev/null && pgrep -f 'Ombrix.ombrix\.exe' >/dev/null"
+}
 gone() { ! running; }
 sql() { sqlite3 "$store" "$1"; }
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The Windows Installer package under Wine, in a prefix of its own made
 # afresh: a refused hash that installs nothing, a silent install without the
-# password's hash, a silent uninstall that keeps the store, an install with
+# password's hash (the guard service registered and starting the program), a
+# silent uninstall that removes the service first and keeps the store, an install with
 # the hash, a major upgrade to the next version keeping rows and password, and
 # the last uninstall over the running program, which gives back its journal.
 # msiinfo reads the package's tables as a second look.
@@ -30,7 +31,7 @@ msiexec() {  # msiexec ARGS...: the exit status in $status, the run goes on
 property() { msiinfo export "$1" Property | tr -d '\r' | awk -F'\t' -v n="$2" '$1 == n { print $2 }'; }
 event_key='HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\Ombrix'
 machine_key='HKLM\SOFTWARE\Ombrix\Opzioni'
-files=(ombrix.exe ombrixctl.exe metrokiller.exe italian.lng)
+files=(ombrix.exe ombrixctl.exe metrokiller.exe ombrixguard.exe italian.lng)
 installed() { for f in "${files[@]}"; do test -f "$instdir/$f" || return 1; done; }
 removed() { for f in "${files[@]}"; do test ! -e "$instdir/$f" || return 1; done; }
 arp() { reg_value "HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\$(property "$1" ProductCode)" "$2"; }
@@ -63,6 +64,7 @@ check "the delivered store, without a password" test -f "$store" -a -z "$(sql "S
 check "no password chosen on the machine's key" test -z "$(reg_value "$machine_key" PasswordScelta)"
 check "the machine's key names the store's folder" test "$(reg_value "$machine_key" DataBase)" = 'C:\Ombrix\DataBase'
 check "the log folder made beside the store" test -d "$logdir"
+check_guard
 
 echo "== silent uninstall keeps the store"
 sql "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Segnaposto');"
@@ -72,6 +74,9 @@ check "the files removed" removed
 check "shortcut removed" test ! -e "$shortcut" -a ! -e "$user_shortcut"
 check "Apps & features entry removed" test -z "$(arp "$first" DisplayName)"
 check "the event source removed" test -z "$(reg_value "$event_key" TypesSupported)"
+check "the guard service stopped and removed" guard_gone
+for _ in $(seq 25); do gone && break; sleep 0.2; done
+check "the program it started ended" gone
 check "the store kept" test "$(sql "SELECT Profilo FROM Profili WHERE IDProfilo = 2;")" = Segnaposto
 
 echo "== silent install with the hash"
@@ -86,6 +91,7 @@ check "the password stored" test "$(sql "SELECT PasswordAdmin FROM Opzioni;")" =
 check "only that password opens" sh -c "printf 'Prova Uno1' | '$root/scripts/wine-run' '$instdir/ombrixctl.exe' password check &&
   ! printf 'Prova Uno2' | '$root/scripts/wine-run' '$instdir/ombrixctl.exe' password check"
 check "the machine's key says a password was chosen" test "$(reg_value "$machine_key" PasswordScelta)" = 1
+check_guard
 check "the store's copy beside it, with the password" \
   test "$(sqlite3 "$(dirname "$store")/DataBase.copia.db" "SELECT PasswordAdmin FROM Opzioni;")" = "$hash"
 
@@ -98,9 +104,10 @@ check "Apps & features: only $next_version" test "$(arp "$second" DisplayVersion
 check "the store kept its rows" test "$(sql "SELECT Profilo FROM Profili WHERE IDProfilo = 2;")" = Segnaposto
 check "the store kept its password" test "$(sql "SELECT PasswordAdmin FROM Opzioni;")" = "$hash"
 check "the store was upgraded" test "$(sql "SELECT count(*) FROM sqlite_master WHERE name = 'LogSiti';")" = 1
+check_guard
 
 echo "== silent uninstall over the running program"
-"$root/scripts/wine-run" "$instdir/ombrix.exe" </dev/null >/dev/null 2>&1 &
+# The program the guard started.
 journal="$prefix/drive_c/users/$(id -un)/AppData/Local/Ombrix/Ripristino.journal"  # this user's own
 for _ in $(seq 150); do test -f "$journal" && break; sleep 0.2; done
 check "the running program keeps a journal" test -f "$journal"
@@ -108,6 +115,7 @@ msiexec /x "$(windows_path "$second")" /qn
 check "uninstalled (exit $status)" test "$status" -eq 0
 for _ in $(seq 25); do gone && break; sleep 0.2; done  # a process killed by force takes a moment to go
 check "the program ended" gone
+check "the guard service removed" guard_gone
 check "its journal given back" test ! -e "$journal"
 check "the files removed" removed
 check "the store kept, with its password" test "$(sql "SELECT PasswordAdmin FROM Opzioni;")" = "$hash"

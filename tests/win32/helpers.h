@@ -71,6 +71,13 @@ public:
             id_ = info.dwProcessId;
         }
     }
+    // A process something else started (a service), from now on as if started here.
+    [[nodiscard]] static StartedProgram attach(DWORD id) {
+        StartedProgram p;
+        p.process_.reset(OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+        p.id_ = p.process_ ? id : 0;
+        return p;
+    }
     StartedProgram(StartedProgram&&) = default;
     StartedProgram& operator=(StartedProgram&&) = default;
     ~StartedProgram() {
@@ -102,6 +109,7 @@ public:
     }
 
 private:
+    StartedProgram() = default;
     win32::UniqueKernelHandle process_;
     DWORD id_ = 0;
 };

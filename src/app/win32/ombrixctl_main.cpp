@@ -9,6 +9,7 @@
 #include "app/ctl.h"
 #include "app/ctl_streams.h"
 #include "app/win32/ctl_elevator_win32.h"
+#include "app/win32/guard_control_win32.h"
 #include "lockdown/shell_lock.h"
 #include "lockdown/win32/shell_win32.h"
 #include "platform/file_registry.h"
@@ -76,5 +77,7 @@ int wmain(int argc, wchar_t** argv) {
     env.desktop = &shell;
     ombrix::app::ElevatorWin32 elevator;
     env.elevator = &elevator;
+    ombrix::win32::GuardControlWin32 guard;
+    env.guard = &guard;
     return ombrix::app::runCtl(args, env);
 }

@@ -98,7 +98,10 @@ void Program::wireForms() {
 }
 
 // The controller's changes that need an elevated ombrixctl.
-void Program::wireAdministration() { controller_.setElevatedControl(&administration_); }
+void Program::wireAdministration() {
+    controller_.setElevatedControl(&administration_);
+    controller_.setGuardChannel(&guard_);
+}
 
 int Program::run() {
     if (!form_.window()) return 1;

@@ -14,6 +14,7 @@
 #include "app/program_host.h"
 #include "app/win32/elevated_starter.h"
 #include "app/win32/forms/main_form.h"
+#include "app/win32/guard_control_win32.h"
 #include "browser/win32/application_bar_form.h"
 #include "browser/win32/internal_browser.h"
 #include "core/controller.h"
@@ -117,6 +118,8 @@ private:
     // The forms that write the store: here, or elevated behind the consent prompt.
     ElevatedStarterWin32 elevated_;
     app::AdministrationForms administration_;
+    // The guard service, asked to stand down when the program exits elevated.
+    GuardControlWin32 guard_;
     ApplicationBarForm bar_;
     InternalBrowser internalBrowser_;
     // From the start-up on, once this copy is known to be the only one.

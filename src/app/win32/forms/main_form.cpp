@@ -403,10 +403,10 @@ void MainForm::onCommand(int id, int code) {
             if (code == BN_CLICKED) c.onVirtualKeyboardClicked(IsDlgButtonChecked(dialog_.get(), id) == BST_CHECKED);
             break;
         case IDC_CMDESCI:
-            if (unlocked_) c.beginShutdown();
+            if (unlocked_) c.exitByAdministrator();
             break;
         case IDM_MNUESCI:
-            if (unlocked_) c.beginShutdown();
+            if (unlocked_) c.exitByAdministrator();
             break;
         case IDC_CMDMINIMIZZA:
             hideToTray();
