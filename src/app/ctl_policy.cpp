@@ -7,6 +7,7 @@
 
 #include "app/ctl_session.h"
 #include "core/controller.h"
+#include "core/guard_service.h"
 #include "core/machine_policy.h"
 #include "core/policy_names.h"
 #include "core/settings_reg.h"
@@ -86,11 +87,17 @@ int policyShow(Session& s) {
         list.profile(slotNames[i][2], p.slots[i].profile, stored.profile);
     }
     list.profile(names::kFallbackProfile, p.fallbackProfile, slots.fallbackProfile());
-    // The machine's Run entry for the program beside this one, as "autostart" shows it.
-    const std::string program = core::joinPath(s.env().system.programFolder(),
-                                               std::string(core::kProgramExeName) + ".exe", platform::pathSeparator());
-    const auto entry = s.env().registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle);
-    list.row(names::kAutostart, effective(p.autostart, entry && equalsNoCase(*entry, program)), Lister::onOffText);
+    if (core::guardServiceInstalled(s.env().registry)) {
+        // The guard service starts the program in every session, whatever the policy says.
+        s.out() << names::kAutostart << "\tservice\ton\n";
+    } else {
+        // The machine's Run entry for the program beside this one, as "autostart" shows it.
+        const std::string program = core::joinPath(
+            s.env().system.programFolder(), std::string(core::kProgramExeName) + ".exe", platform::pathSeparator());
+        const auto entry =
+            s.env().registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle);
+        list.row(names::kAutostart, effective(p.autostart, entry && equalsNoCase(*entry, program)), Lister::onOffText);
+    }
     list.onOff(names::kOnScreenKeyboard, p.onScreenKeyboard, "TastieraVirtuale");
     list.onOff(names::kVisitedSitesLog, p.visitedSitesLog, "LogSiti");
     // Only the policy gives managed profiles.

@@ -5,6 +5,7 @@
 #include "core/password.h"
 #include "core/policy_names.h"
 #include "core/controller.h"
+#include "core/guard_service.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
 
@@ -50,6 +51,11 @@ TEST_F(CtlPolicy, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
     EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos)
         << err.str();
     EXPECT_EQ(err.str().find("segreta"), std::string::npos) << "what stands for a password is never shown";
+
+    registry.writeString(platform::RegRoot::LocalMachine, core::kGuardServiceKey, "ImagePath", "ombrixguard.exe");
+    set(policy::kAutostart, "0");
+    run({"policy", "show"});
+    EXPECT_EQ(line(policy::kAutostart), "Autostart\tservice\ton") << "the service starts it all the same";
 }
 
 // While the policy sets a value, a change of the store's is refused with
