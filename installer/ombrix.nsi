@@ -55,8 +55,7 @@ Var Purge
 !define MUI_ICON "${__FILEDIR__}/../src/app/win32/res/ombrix.ico"
 !define MUI_UNICON "${__FILEDIR__}/../src/app/win32/res/ombrix.ico"
 !define MUI_ABORTWARNING
-!define MUI_FINISHPAGE_RUN "$INSTDIR\ombrix.exe"
-!define MUI_FINISHPAGE_RUN_TEXT "$(StartNow)"
+; No "start now" box: the guard service the install starts starts the program.
 
 !insertmacro MUI_PAGE_WELCOME
 !define MUI_PAGE_CUSTOMFUNCTION_PRE SkipOnUpgrade

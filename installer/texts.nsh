@@ -1,8 +1,5 @@
 ; The installer's own texts, in the languages of its pages.
 
-LangString StartNow ${LANG_ENGLISH} "Start Ombrix now"
-LangString StartNow ${LANG_ITALIAN} "Avvia Ombrix ora"
-
 LangString EndRunning ${LANG_ENGLISH} "Ombrix is running on this PC. Setup will end it to replace its files; the machine's settings are given back when it starts again.$\r$\n$\r$\nEnd Ombrix and go on?"
 LangString EndRunning ${LANG_ITALIAN} "Ombrix è in esecuzione su questo PC. L'installazione lo chiuderà per sostituirne i file; le impostazioni del computer vengono ripristinate al prossimo avvio.$\r$\n$\r$\nChiudere Ombrix e continuare?"
 
