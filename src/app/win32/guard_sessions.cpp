@@ -1,10 +1,11 @@
 #include "app/win32/guard_sessions.h"
 
-#include <tlhelp32.h>
 #include <userenv.h>
 #include <wtsapi32.h>
 
+#include "platform/processes.h"
 #include "platform/text.h"
+#include "platform/win32/machine.h"
 #include "platform/win32/run_elevated.h"
 #include "platform/win32/wide.h"
 
@@ -47,19 +48,13 @@ std::wstring fileNameOf(const std::wstring& path) {
 }
 
 UniqueKernelHandle runningIn(DWORD session, const std::wstring& program) {
-    const UniqueKernelHandle snapshot = adoptInvalidOnFailure(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    if (!snapshot) return {};
     const std::string wanted = fromWide(fileNameOf(program));
-    PROCESSENTRY32W entry{};
-    entry.dwSize = sizeof entry;
-    for (BOOL more = Process32FirstW(snapshot.get(), &entry); more; more = Process32NextW(snapshot.get(), &entry)) {
+    for (const platform::ProcessEntry& entry : makeProcesses()->snapshot()) {
         DWORD its = 0;
-        if (!equalsNoCase(fromWide(entry.szExeFile), wanted) || !ProcessIdToSessionId(entry.th32ProcessID, &its) ||
-            its != session) {
+        if (!equalsNoCase(entry.imageName, wanted) || !ProcessIdToSessionId(entry.id, &its) || its != session) {
             continue;
         }
-        UniqueKernelHandle process(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE,
-                                               entry.th32ProcessID));
+        UniqueKernelHandle process(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.id));
         // Only the program itself: a pupil's copy of another program under
         // its name, started anywhere else, is no guard's program.
         wchar_t path[MAX_PATH * 2] = {};
