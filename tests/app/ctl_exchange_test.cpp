@@ -1,63 +1,62 @@
+// ombrixctl export, import and managed sync: profiles that come from files.
 #include <gtest/gtest.h>
 
 #include "app/ctl_fixture.h"
-#include "profiles/profile_fixtures.h"
+#include "core/policy_names.h"
+#include "profiles/profile_exchange.h"
 
 namespace ombrix::app {
 namespace {
 
 class CtlExchange : public CtlFixture {
 protected:
-    CtlExchange() : CtlFixture(test::numberedTexts()) {
-        EXPECT_EQ(ctl({"init", a}), kOk);
-        EXPECT_EQ(ctl({"init", b}), kOk);
+    CtlExchange() {
+        EXPECT_EQ(ctl({"init", db}), kOk);
+        EXPECT_EQ(ctl({"init", other}), kOk);
     }
-    int on(const std::string& store, std::vector<std::string> args) {
-        args.insert(args.begin(), {"--db", store});
-        return ctl(args);
-    }
-    std::string stored(const std::string& store) {
-        core::Database d;
-        EXPECT_TRUE(d.open(store));
-        return test::profileRows(d);
-    }
-    std::string a = dir.file("a.db"), b = dir.file("b.db"), file = dir.file("scuola.OX");
+    std::string other = dir.file("b.db"), file = dir.file("scuola.OX");
 };
 
-TEST_F(CtlExchange, AProfileMovesToAnotherStore) {
-    ASSERT_EQ(on(a, {"profile", "add", "Scuola"}), kOk);
-    ASSERT_EQ(on(a, {"site", "add", "Scuola", "scuola.it", ".wiki.org"}), kOk);
-    ASSERT_EQ(on(a, {"process", "add", "Scuola", "gioco.exe"}), kOk);
-    ASSERT_EQ(on(a, {"profile", "set", "Scuola", "mode", "kiosk"}), kOk);
-    ASSERT_EQ(on(a, {"export", "scuola", file}), kOk) << err.str();
+TEST_F(CtlExchange, AProfileMovesToAnotherStoreAndRefusalsStoreNothing) {
+    ASSERT_EQ(run({"profile", "add", "Scuola"}), kOk);
+    ASSERT_EQ(run({"site", "add", "Scuola", "scuola.it", ".wiki.org"}), kOk);
+    ASSERT_EQ(run({"profile", "set", "Scuola", "mode", "kiosk"}), kOk);
+    ASSERT_EQ(run({"export", "scuola", file}), kOk) << err.str();
     EXPECT_EQ(err.str(), "0053: T0053ScuolaT0054\n");
-    ASSERT_EQ(on(b, {"import", file}), kOk) << err.str();
+    ASSERT_EQ(ctl({"--db", other, "import", file}), kOk) << err.str();
     EXPECT_EQ(out.str(), "2\tScuola\n");
-    ASSERT_EQ(on(a, {"profile", "show", "Scuola"}), kOk);
-    const std::string shownA = out.str();
-    ASSERT_EQ(on(b, {"profile", "show", "Scuola"}), kOk);
-    EXPECT_EQ(out.str(), shownA);
+    ASSERT_EQ(run({"profile", "show", "Scuola"}), kOk);
+    const std::string shown = out.str();
+    ASSERT_EQ(ctl({"--db", other, "profile", "show", "Scuola"}), kOk);
+    EXPECT_EQ(out.str(), shown);
+
+    ASSERT_TRUE(writeWholeFile(dir.file("broken.ox"), "<NOME>\r\nAltro\r\n</NOME>\r\n"));
+    refused({"import", file}, "0050: T0050Scuola.\n");
+    refused({"import", dir.file("broken.ox")}, "0332: T0332 T0333\n");
+    refused({"import", dir.file("none.OX")}, "0048: T0048 T0049\n");
+    refused({"export", "Altro", file}, "ombrixctl: no profile is named Altro\n");
+    refused({"export", "Scuola", dir.file("no") + "/x.ox"}, "0");
 }
 
-TEST_F(CtlExchange, RefusalsExitOneAndStoreNothing) {
-    ASSERT_EQ(on(a, {"export", "Nessuna restrizione", file}), kOk);
-    const std::string before = stored(a);
-    ASSERT_TRUE(writeWholeFile(dir.file("broken.ox"), "<NOME>\r\nAltro\r\n</NOME>\r\n"));
-    const struct {
-        std::vector<std::string> args;
-        const char* err;
-    } cases[] = {
-        {{"import", file}, "0050: T0050Nessuna restrizione.\n"},
-        {{"import", dir.file("broken.ox")}, "0332: T0332 T0333\n"},
-        {{"import", dir.file("none.OX")}, "0048: T0048 T0049\n"},
-        {{"import", dir.file("a.db")}, "0330: T0330\n"},
-        {{"export", "Altro", file}, "ombrixctl: no profile is named Altro\n"},
+// Synced from the policy's file, the profile refuses every command that
+// would change it, and a damaged file leaves it as it was.
+TEST_F(CtlExchange, AManagedProfileRefusesEveryChange) {
+    registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey, core::policy::kManagedProfilesPath,
+                         file);
+    profiles::ExchangeProfile aula;
+    aula.record.name = "Aula";
+    aula.processes = {"gioco.exe"};
+    test::writeFile(file, profiles::exchangeText(aula).bytes);
+    ASSERT_EQ(run({"managed", "sync"}), kOk) << err.str();
+    EXPECT_EQ(out.str(), "imported, 1 profiles written or removed\n");
+    const std::vector<std::string> commands[] = {
+        {"site", "add", "Aula", "scuola.it"}, {"process", "remove", "Aula", "gioco.exe"},
+        {"profile", "delete", "Aula"},        {"profile", "set", "Aula", "mode", "kiosk"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(on(a, c.args), kRefused);
-        EXPECT_EQ(err.str(), c.err);
-    }
-    EXPECT_EQ(stored(a), before);
+    for (const auto& args : commands) refused(args, "0380: T0380 " + file + "\n");
+    test::writeFile(file, "<NOME>\r\nAula\r\n");
+    refused({"managed", "sync"}, "ombrixctl: managed profiles refused, the last good set stays: the managed file is "
+                                 "damaged");
 }
 
 }  // namespace

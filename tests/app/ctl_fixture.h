@@ -20,7 +20,7 @@ namespace ombrix::app {
 
 class CtlFixture : public ::testing::Test {
 protected:
-    explicit CtlFixture(const std::string& texts) {
+    explicit CtlFixture(const std::string& texts = test::numberedTexts()) {
         system.folder = pathToUtf8(dir.path());
         test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + texts);
     }
@@ -40,6 +40,15 @@ protected:
     int run(std::vector<std::string> args, const std::string& input = {}) {
         args.insert(args.begin(), {"--db", db});
         return ctl(args, input);
+    }
+    // A refusal: its status, what standard error starts with, and the store's file as it was.
+    void refused(const std::vector<std::string>& args, const std::string& said, const std::string& input = {},
+                 int status = kRefused) {
+        const auto before = readWholeFile(db);
+        EXPECT_EQ(run(args, input), status) << args[0] << " " << (args.size() > 1 ? args[1] : "");
+        EXPECT_EQ(err.str().rfind(said, 0), 0u) << err.str();
+        EXPECT_EQ(out.str(), "");
+        EXPECT_TRUE(readWholeFile(db) == before) << args[0] << ": the store changed";
     }
     // Statements run on a store file, as another tool would run them.
     static void sql(const std::string& path, const std::string& statements) {

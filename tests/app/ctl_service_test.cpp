@@ -1,12 +1,16 @@
+// ombrixctl service, option and autostart: the machine's switches.
 #include <gtest/gtest.h>
 
 #include "app/ctl_fixture.h"
 #include "core/controller.h"
 #include "core/guard_service.h"
+#include "core/schema.h"
 #include "core/settings_reg.h"
 
 namespace ombrix::app {
 namespace {
+
+using State = GuardControl::State;
 
 // The service as the control manager and its channel would answer; a
 // non-empty `failure` fails start, stop and ask with it.
@@ -33,68 +37,95 @@ struct FakeGuard final : GuardControl {
 
 class CtlService : public CtlFixture {
 protected:
-    CtlService() : CtlFixture("0441=Il servizio di guardia non ha potuto:\r\n0440=Il servizio avvia Ombrix.\r\n") {
-        guard = &fake;
+    CtlService() { guard = &fake; }
+    std::optional<std::string> runEntry() {
+        return registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle);
     }
     FakeGuard fake;
 };
 
 TEST_F(CtlService, StatusStartStopAndStandDown) {
-    using State = GuardControl::State;
-    struct Case {
-        const char* name;
-        std::vector<std::string> args;
+    const struct {
+        std::string word;
         std::optional<State> state;
         std::string failure, reply;
         int status;
         std::string out, errStart;
         std::vector<std::string> calls;
+    } cases[] = {
+        {"status", State::Running, "", "", kOk, "service running\nsession 1 running\n", "", {"status"}},
+        // Without the channel it still says the service runs.
+        {"status", State::Running, "access denied", "", kOk, "service running\nsessions: unknown (access denied)\n",
+         "", {"status"}},
+        {"status", State::Stopped, "", "", kOk, "service stopped\n", "", {}},
+        {"status", State::NotInstalled, "", "", kOk, "service not installed\n", "", {}},
+        {"status", std::nullopt, "", "", kRefused, "", "0441:", {}},
+        {"stop", State::Running, "", "", kOk, "", "", {"stop"}},
+        {"start", State::Stopped, "access denied", "", kRefused, "", "0441:", {"start"}},
+        {"stop", State::NotInstalled, "", "", kRefused, "", "0441:", {}},
+        {"stand-down", State::Running, "", "ok", kOk, "", "", {"stand-down"}},
+        {"stand-down", State::Running, "", "refused: session 4 is not guarded", kRefused, "", "0441:", {"stand-down"}},
+        {"stand-down", State::Running, "not served by the guard", "", kRefused, "", "0441:", {"stand-down"}},
+        {"stand-down", State::Stopped, "", "", kOk, "", "", {}},  // nothing to do
+        {"pause", State::Running, "", "", kUsage, "", "ombrixctl:", {}},
     };
-    const std::vector<Case> cases = {
-        {"status of a running service names its sessions", {"status"}, State::Running, "", "", kOk,
-         "service running\nsession 1 running\n", "", {"status"}},
-        {"status without the channel still says it runs", {"status"}, State::Running, "access denied", "", kOk,
-         "service running\nsessions: unknown (access denied)\n", "", {"status"}},
-        {"status of a stopped service", {"status"}, State::Stopped, "", "", kOk, "service stopped\n", "", {}},
-        {"status where there is none", {"status"}, State::NotInstalled, "", "", kOk, "service not installed\n", "", {}},
-        {"status the manager refuses", {"status"}, std::nullopt, "", "", kRefused, "", "0441:", {}},
-        {"stop", {"stop"}, State::Running, "", "", kOk, "", "", {"stop"}},
-        {"start refused", {"start"}, State::Stopped, "access denied", "", kRefused, "", "0441:", {"start"}},
-        {"stop where there is none", {"stop"}, State::NotInstalled, "", "", kRefused, "", "0441:", {}},
-        {"stand-down agreed", {"stand-down"}, State::Running, "", "ok", kOk, "", "", {"stand-down"}},
-        {"stand-down refused by the service", {"stand-down"}, State::Running, "", "refused: session 4 is not guarded",
-         kRefused, "", "0441:", {"stand-down"}},
-        {"stand-down on a channel not ours", {"stand-down"}, State::Running, "not served by the guard", "", kRefused, "",
-         "0441:", {"stand-down"}},
-        {"stand-down of a stopped guard: nothing to do", {"stand-down"}, State::Stopped, "", "", kOk, "", "", {}},
-        {"an unknown word", {"pause"}, State::Running, "", "", kUsage, "", "ombrixctl:", {}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& c : cases) {
         fake = FakeGuard{};
         fake.now = c.state;
         fake.failure = c.failure;
         fake.reply = c.reply;
-        std::vector<std::string> args = {"service"};
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        EXPECT_EQ(ctl(args), c.status) << err.str();
-        EXPECT_EQ(out.str(), c.out);
+        EXPECT_EQ(ctl({"service", c.word}), c.status) << c.word << ": " << err.str();
+        EXPECT_EQ(out.str(), c.out) << c.word;
         EXPECT_EQ(err.str().substr(0, c.errStart.size()), c.errStart) << err.str();
-        EXPECT_EQ(fake.calls, c.calls);
+        EXPECT_EQ(fake.calls, c.calls) << c.word;
     }
 }
 
-// Where the service starts the program, the Run entry is not the option.
-TEST_F(CtlService, AutostartSaysTheServiceStartsOmbrix) {
-    test::writeFile(dir.file("ombrix.exe"), "MZ");
+TEST_F(CtlService, OptionsShowAndSetAndAStoreWithoutTheColumnIsSaid) {
+    ASSERT_TRUE(core::createDeliveredDatabase(db));
+    ASSERT_EQ(run({"option"}), kOk);
+    EXPECT_EQ(out.str(), "keyboard off\nnopopup off\nnoprint off\n");
+    EXPECT_EQ(run({"option", "keyboard", "on"}), kOk);
+    EXPECT_EQ(run({"option", "noprint", "on"}), kOk);
+    EXPECT_EQ(run({"option", "noprint", "off"}), kOk);
+    ASSERT_EQ(run({"option"}), kOk);
+    EXPECT_EQ(out.str(), "keyboard on\nnopopup off\nnoprint off\n");
+    for (const std::vector<std::string>& wrong :
+         {std::vector<std::string>{"option", "colour", "on"}, {"option", "keyboard", "si"}, {"option", "a", "b", "c"}}) {
+        refused(wrong, "ombrixctl:", {}, kUsage);
+    }
+    // A store of an older structure has no such column: said, and nothing written.
+    sql(db, "ALTER TABLE Opzioni DROP COLUMN NoPopup;");
+    refused({"option", "nopopup", "on"}, "0310:");
+    EXPECT_EQ(run({"option"}), kRefused);
+    EXPECT_EQ(out.str(), "keyboard on\n");
+    EXPECT_EQ(err.str().substr(0, 5), "0313:");
+}
+
+// The Run entry names the program beside ombrixctl, only when it is there;
+// where the service starts the program, the Run entry is not the option.
+TEST_F(CtlService, AutostartIsTheRunEntryUnlessTheServiceStartsOmbrix) {
+    const std::string program = dir.file("ombrix.exe");
+    EXPECT_EQ(ctl({"autostart", "on"}), kRefused);
+    EXPECT_FALSE(runEntry()) << "no program, no entry";
+    test::writeFile(program, "MZ");
+    ASSERT_EQ(ctl({"autostart", "on"}), kOk);
+    EXPECT_EQ(runEntry(), program);
+    ASSERT_EQ(ctl({"autostart"}), kOk);
+    EXPECT_EQ(out.str(), "autostart on\n");
+    ASSERT_EQ(ctl({"autostart", "off"}), kOk);
+    EXPECT_FALSE(runEntry());
+    EXPECT_EQ(ctl({"autostart", "off"}), kOk) << "none is none";
+    ASSERT_EQ(ctl({"autostart"}), kOk);
+    EXPECT_EQ(out.str(), "autostart off\n");
+    EXPECT_EQ(ctl({"autostart", "yes"}), kUsage);
+
     registry.writeString(platform::RegRoot::LocalMachine, core::kGuardServiceKey, "ImagePath", "ombrixguard.exe");
     ASSERT_EQ(ctl({"autostart"}), kOk);
     EXPECT_EQ(out.str(), "autostart service\n");
-    for (const char* word : {"on", "off"}) {
-        EXPECT_EQ(ctl({"autostart", word}), kRefused) << word;
-        EXPECT_EQ(err.str(), "0440: Il servizio avvia Ombrix.\n");
-    }
-    EXPECT_FALSE(registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle));
+    EXPECT_EQ(ctl({"autostart", "on"}), kRefused);
+    EXPECT_EQ(err.str().rfind("0440: ", 0), 0u) << err.str();
+    EXPECT_FALSE(runEntry());
 }
 
 }  // namespace

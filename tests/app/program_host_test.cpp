@@ -68,27 +68,6 @@ TEST(ProgramHost, EachTimerReachesItsTickAndTimersOfMissingPartsAreSwitchedOff) 
     EXPECT_FALSE(h.rig.timers.isEnabled(TimerId::ForbiddenProcesses)) << "no enforcement, no tick";
 }
 
-// The internal browser's windows, as the task-manager timer reaches them.
-struct RecordedBrowserWindows final : browser::BrowserWindows {
-    explicit RecordedBrowserWindows(test::Journal& j) : journal(j) {}
-    int count() override { return 1; }
-    void open() override {}
-    std::vector<std::string> addresses() override { return {}; }
-    void keepOnTop() override { journal.add("browsers on top"); }
-    test::Journal& journal;
-};
-
-// What the task-manager timer asks of the host on every tick.
-TEST(ProgramHost, TheBrowserWindowsAreKeptOnTopAndTheNoticeAboveThem) {
-    HostRig h;
-    RecordedBrowserWindows browsers(h.journal);
-    h.host.setBrowserWindows(&browsers);
-    h.journal.entries.clear();
-    h.host.keepNoticeWindowsOnTop();
-    EXPECT_TRUE(h.journal.inOrder({"browsers on top", "view notice on top"}));
-    EXPECT_EQ(h.journal.count("browsers on top"), 1);
-}
-
 TEST(ProgramHost, PagesOpenFromTheProgramDriveAndABlankStartPageOpensNothing) {
     HostRig h;
     h.system.folder = "D:\\Scuola\\Ombrix";
