@@ -69,7 +69,6 @@ TEST_F(CtlProfiles, RefusalsSayTheEditorsMessageAndChangeNothing) {
         {{"site", "remove", "Casa", "casa.org", "nessuno.org"}, "", "ombrixctl: entry 2: not on the site list\n"},
         // What a C string would end at, or no one types, is never cut into a broader entry.
         {{"site", "add", "Casa", "-"}, std::string("ok.it\nsc\0uola.it\n", 17), "line 2: 0359: "},
-        {{"process", "add", "Casa", "-"}, "ok.exe\ncaff\xE8.exe\n", "line 2: 0359: "},
         {{"site", "remove", "Casa", std::string("a\0b", 3)}, "", "entry 1: 0359: "},
         {{"site", "add", "Casa", "ok.it", "www.", "*", "."}, "", "entry 2: 0360: "},
     };
