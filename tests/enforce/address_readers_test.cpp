@@ -94,7 +94,8 @@ TEST_F(Readers, AReadAskedForDuringASearchAnswersNothing) {
     auto readers = make();
     std::vector<std::string> nested;
     desktop.duringSearch = [&] {
-        if (nested.empty()) nested = {readers.readChromeAddress(), readers.readEdgeAddress(), readers.readFirefoxAddress()};
+        if (!nested.empty()) return;
+        nested = {readers.readChromeAddress(), readers.readEdgeAddress(), readers.readFirefoxAddress()};
     };
     EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
     EXPECT_EQ(nested, (std::vector<std::string>{"", "", ""}));

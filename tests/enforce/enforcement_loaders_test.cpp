@@ -189,7 +189,9 @@ TEST(Loaders, AStoreLockedElsewhereLeavesTheListsInForce) {
     }
     ASSERT_TRUE(rig.db.open(file));
     rig.use(2);
-    const auto inForce = [&] { return rig.enforcement->entries().front() + " " + rig.enforcement->processNames().front(); };
+    const auto inForce = [&] {
+        return rig.enforcement->entries().front() + " " + rig.enforcement->processNames().front();
+    };
 
     core::Database other;
     ASSERT_TRUE(other.open(file));

@@ -32,7 +32,7 @@ TEST(LogDates, ParseAndCheck) {
     EXPECT_EQ(parseLogDate(" 5/3/2024 "), (LogDate{2024, 3, 5}));
     EXPECT_EQ(parseLogDate("29/02/2024"), (LogDate{2024, 2, 29}));
     for (const char* bad : {"", "29/02/2023", "31/04/2024", "00/01/2024", "01/13/2024", "1/1/24", "01-01-2024",
-                            "01/01/2024/1", "aa/01/2024", "001/01/2024", "01/01/0999", "31/12/9999"}) {
+                            "01/01/2024/1", "aa/01/2024", "1:/01/2024", "001/01/2024", "01/01/0999", "31/12/9999"}) {
         EXPECT_FALSE(parseLogDate(bad).has_value()) << bad;
     }
     EXPECT_EQ(nextDay({2024, 2, 28}), (LogDate{2024, 2, 29}));

@@ -60,7 +60,8 @@ const std::tuple<const char*, const char*, bool> kRules[] = {  // entry, address
 TEST(SiteRule, TableOfEntriesAndAddresses) {
     for (const auto& [entry, address, matches] : kRules) {
         EXPECT_EQ(matchesEntry(address, entry), matches) << entry << " vs " << address;
-        EXPECT_EQ(SiteList::from({entry}).firstMatch(address) == 0, matches) << "compiled: " << entry << " vs " << address;
+        EXPECT_EQ(SiteList::from({entry}).firstMatch(address) == 0, matches) << "compiled: " << entry << " vs "
+                                                                              << address;
     }
 }
 
