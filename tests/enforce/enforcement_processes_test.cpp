@@ -18,34 +18,27 @@ TEST(KillProcess, WholeImageNameWithoutCase) {
     processes.start("notepad.exe");
     processes.start("chrome.exe");
     processes.start(std::string("calc.exe\0garbage", 16));
-    EXPECT_EQ(KillProcess(processes, "chrome"), 0) << "never a part of the name";
-    EXPECT_EQ(KillProcess(processes, "hrome.exe"), 0);
+    EXPECT_EQ(KillProcess(processes, "hrome.exe"), 0) << "never a part of the name";
     EXPECT_FALSE(IsProcessRunning(processes, "notepad"));
-    EXPECT_TRUE(IsProcessRunning(processes, "NOTEPAD.EXE"));
     EXPECT_EQ(KillProcess(processes, "Notepad.EXE"), 1);
     EXPECT_FALSE(IsProcessRunning(processes, "notepad.exe"));
     EXPECT_TRUE(IsProcessRunning(processes, "calc.exe")) << "the name ends at its first NUL";
-    EXPECT_EQ(KillProcess(processes, "notepad.exe"), 0) << "none left";
     EXPECT_EQ(journal.entries, (Entries{"kill notepad.exe"}));
 }
 
 TEST(KillForbiddenProcess, AlsoByTheNamesTheProgramKeepsInsideWholeAndWithoutCase) {
-    struct Case {
-        std::vector<std::string> inside;
-        const char* forbidden;
-        bool ended;
+    const std::tuple<std::vector<std::string>, const char*, int> cases[] = {
+        {{"gioco.exe", "gioco"}, "Gioco", 1},  // the internal name
+        {{"NOTEPAD.EXE.MUI"}, "notepad.exe", 1},
+        {{"gioco.exe"}, "gioco", 0},
+        {{}, "gioco.exe", 0},  // no version resource: the image name alone
     };
-    const Case cases[] = {
-        {{"GIOCO.EXE"}, "gioco.exe", true},           {{"gioco.exe", "gioco"}, "Gioco", true},  // internal name
-        {{"NOTEPAD.EXE.MUI"}, "notepad.exe", true},   {{"gioco.exe"}, "gioco", false},
-        {{}, "gioco.exe", false},  // no version resource: the image name alone
-    };
-    for (const auto& c : cases) {
+    for (const auto& [inside, forbidden, ended] : cases) {
         test::Journal journal;
         test::FakeProcesses processes(journal);
-        processes.running.push_back({1, "appunti.exe", 0, c.inside});
-        EXPECT_EQ(KillProcess(processes, c.forbidden), 0) << "KillProcess itself goes by the image name";
-        EXPECT_EQ(platform::KillForbiddenProcess(processes, c.forbidden), c.ended ? 1 : 0) << c.forbidden;
+        processes.running.push_back({1, "appunti.exe", 0, inside});
+        EXPECT_EQ(KillProcess(processes, forbidden), 0) << "KillProcess itself goes by the image name";
+        EXPECT_EQ(platform::KillForbiddenProcess(processes, forbidden), ended) << forbidden;
     }
 }
 
@@ -59,29 +52,17 @@ protected:
     test::EnforcementRig rig;
 };
 
-TEST_F(ProcessTimer, AForbiddenProgramIsTerminatedWithANotice) {
-    useProfile({"Notepad.EXE", "giochi.exe"}, false);
-    rig.processes.start("notepad.exe");
-    rig.enforcement->tickForbiddenProcesses();
-    EXPECT_EQ(rig.entries("kill"), Entries{"kill notepad.exe"});
-    EXPECT_EQ(rig.host.noticeTexts(), Entries{"T0171 Notepad.EXE"});
-    EXPECT_EQ(rig.host.notices[0].kind, kNoticeProcess);
-    rig.enforcement->tickForbiddenProcesses();
-    EXPECT_EQ(rig.host.notices.size(), 1u) << "nothing left to terminate";
-}
-
-TEST_F(ProcessTimer, ARenamedCopyIsEndedAndAnotherProgramIsLeftAlone) {
-    useProfile({"gioco.exe", "chrome.exe"}, true);
-    rig.processes.startRenamed("appunti.exe", "Gioco.exe");
+TEST_F(ProcessTimer, ARenamedCopyIsEndedWithANoticeAndAnotherProgramIsLeftAlone) {
+    useProfile({"Notepad.EXE", "chrome.exe"}, true);
+    rig.processes.startRenamed("appunti.exe", "notepad.exe");
     rig.processes.startRenamed("lettore.exe", "lettore.exe");
     rig.processes.startRenamed("navigatore.exe", "chrome.exe", 2);
     rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"),
               (Entries{"kill appunti.exe", "kill navigatore.exe", "kill navigatore.exe", "kill navigatore.exe"}))
         << "a renamed browser is ended until gone, as the browser itself";
-    EXPECT_EQ(rig.host.noticeTexts(), (Entries{"T0171 gioco.exe", "T0170"}));
-    ASSERT_EQ(rig.processes.running.size(), 1u);
-    EXPECT_EQ(rig.processes.running[0].name, "lettore.exe");
+    EXPECT_EQ(rig.host.noticeTexts(), (Entries{"T0171 Notepad.EXE", "T0170"}));
+    EXPECT_EQ(rig.host.notices[0].kind, kNoticeProcess);
 }
 
 TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
@@ -120,7 +101,6 @@ TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
     rig.host.internalWindows = 4;
     rig.processes.start("firefox.exe");
     rig.enforcement->tickForbiddenProcesses();
-    EXPECT_EQ(rig.entries("internal browser"), Entries{"internal browser"});
     rig.processes.start("firefox.exe");
     rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("internal browser").size(), 1u) << "five are open already";
@@ -131,7 +111,6 @@ TEST_F(ProcessTimer, AProcessThatNeverDiesDoesNotHoldTheTick) {
     useProfile({"chrome.exe"}, false);
     rig.processes.start("chrome.exe", -1);
     rig.enforcement->tickForbiddenProcesses();  // returning at all is the point
-    EXPECT_EQ(rig.entries("start page"), Entries{}) << "no site list is enforced";
     const auto kills = rig.entries("kill").size();
     rig.enforcement->tickForbiddenProcesses();
     EXPECT_GT(rig.entries("kill").size(), kills) << "the next tick tries again";

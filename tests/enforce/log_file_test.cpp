@@ -5,12 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
+#include "enforce/enforcement.h"
 #include "enforce/site_log.h"
+#include "fakes/failing_disk.h"
 #include "fakes/fake_enforcement.h"
 #include "fakes/fixtures.h"
-#include "platform/failures.h"
 #include "platform/files.h"
 #include "platform/system.h"
 
@@ -48,12 +50,9 @@ TEST_F(LogFile, ANewLogTakesTheStoresRowsOnceAndLeavesThemThere) {
     EXPECT_EQ(log.scalar("SELECT count(*) FROM sqlite_master WHERE name = 'LogSitiDataOra';").toInteger(), 1);
     EXPECT_EQ(urls(store).size(), 2u) << "the store's rows stay";
 
-    ASSERT_TRUE(insertLogRow(log, {2024, 3, 6, 9, 0, 0}, "http://nuovo.it/"));
-    ASSERT_TRUE(openIt().ok());
-    EXPECT_EQ(urls(log).size(), 3u) << "not copied again";
     ASSERT_TRUE(clearLog(log));
     ASSERT_TRUE(openIt().ok());
-    EXPECT_EQ(urls(log), Entries{}) << "an emptied log stays empty";
+    EXPECT_EQ(urls(log), Entries{}) << "an emptied log is not filled again";
 
     // A log whose index went missing gets it back, its rows kept.
     ASSERT_TRUE(insertLogRow(log, {2024, 3, 6, 9, 0, 0}, "http://nuovo.it/"));
@@ -66,25 +65,22 @@ TEST_F(LogFile, ANewLogTakesTheStoresRowsOnceAndLeavesThemThere) {
 // Any user may put a file of their own in the log's place.
 TEST_F(LogFile, AFileThatIsNotALogIsRefusedUntouched) {
     const struct {
-        const char* name;
         const char* sql;  // nullptr: `bytes` is the file
         std::string_view bytes;
+        const char* detail;  // what the refusal names, on one line
     } cases[] = {
-        {"a view that never ends",
-         "CREATE VIEW LogSiti AS WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n) "
+        {"CREATE VIEW LogSiti AS WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n) "
          "SELECT x AS DataOra, x AS URL FROM n;",
-         {}},
-        {"a trigger",
-         "CREATE TABLE LogSiti(DataOra DateTime, URL Text(255));"
+         {}, "view LogSiti"},
+        {"CREATE TABLE LogSiti(DataOra DateTime, URL Text(255));"
          "CREATE TRIGGER t AFTER INSERT ON LogSiti BEGIN SELECT count(*) FROM pragma_function_list; END;",
-         {}},
-        {"other columns", "CREATE TABLE LogSiti(DataOra DateTime, URL Text(255), Extra DEFAULT (randomblob(9)));", {}},
-        {"a check", "CREATE TABLE LogSiti(DataOra DateTime, URL Text(255) CHECK (length(URL) < 5));", {}},
-        {"no log table", "CREATE TABLE Altro(x);", {}},
-        {"not a database", nullptr, "This is no database, only text that fills the first page. 0123456789abcdef"},
+         {}, "trigger t"},
+        {"CREATE TABLE LogSiti(DataOra DateTime, URL Text(255), Extra DEFAULT (randomblob(9)));", {}, "LogSiti"},
+        {"CREATE TABLE \"a\nb\x7f c\"(x);", {}, "a?b? c"},
+        {nullptr, "This is no database, only text that fills the first page. 0123456789abcdef", ""},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.detail);
         std::filesystem::remove_all(dir.path() / "Registro");
         if (c.sql) {
             std::filesystem::create_directories(dir.path() / "Registro");
@@ -98,19 +94,10 @@ TEST_F(LogFile, AFileThatIsNotALogIsRefusedUntouched) {
         const LogOpening r = openIt();
         EXPECT_EQ(r.outcome, LogOpening::Outcome::NotALog) << r.detail();
         EXPECT_EQ(r.messageId(), msg::LogNotOurs);
+        EXPECT_NE(r.detail().find(c.detail), std::string::npos) << r.detail();
         EXPECT_FALSE(log.isOpen());
         EXPECT_EQ(readWholeFile(path).value(), before);
     }
-    // What the file names is shown on one line.
-    std::filesystem::remove_all(dir.path() / "Registro");
-    std::filesystem::create_directories(dir.path() / "Registro");
-    {
-        core::Database crafted;
-        ASSERT_TRUE(crafted.open(path, core::Database::Mode::CreateIfMissing));
-        ASSERT_TRUE(crafted.exec("CREATE TABLE \"a\nb\x7f c\"(x);")) << crafted.lastError();
-    }
-    const std::string detail = openIt().detail();
-    EXPECT_NE(detail.find("a?b? c"), std::string::npos) << detail;
 }
 
 // Whatever a file's schema holds cannot act through our connection: no
@@ -125,35 +112,62 @@ TEST(Database, NeverTrustsTheFilesSchema) {
     EXPECT_FALSE(db.exec("SELECT * FROM v;"));
     EXPECT_NE(db.lastError().find("unsafe use"), std::string::npos) << db.lastError();
     EXPECT_FALSE(db.exec("INSERT INTO t VALUES (1);"));
-    EXPECT_EQ(db.scalar("SELECT count(*) FROM t;").toInteger(), 0);
     EXPECT_GT(db.scalar("SELECT count(*) FROM pragma_function_list;").toInteger(), 0) << "typed by us, it runs";
 
     ASSERT_TRUE(db.exec("PRAGMA writable_schema = ON;"));
     EXPECT_FALSE(db.exec("UPDATE sqlite_master SET sql = 'CREATE TABLE t(y)' WHERE name = 't';"));
 }
 
-TEST(LogTimer, ALogThatCannotBeWrittenIsTriedAgainLaterAndStopsNothing) {
-    test::EnforcementRig rig;
-    rig.use(0);
-    rig.host.log = true;
-    // A file where the log's folder should be: the log cannot be made.
-    test::writeFile(rig.dir.file("Registro"), "x");
-    rig.browsers.open(rig.browsers.chrome, "http://a.it/");
-    const std::size_t failures = platform::recentFailures().size();
-    rig.enforcement->tickSiteLog();
-    rig.browsers.chrome.address = "http://b.it/";
-    rig.clock.ms += VisitedSitesLog::kRetryMilliseconds - 1;
-    rig.enforcement->tickSiteLog();
-    EXPECT_EQ(rig.enforcement->holders().chromeLastLogged, "http://b.it/") << "the timer went on";
-    const auto traced = platform::recentFailures();
-    ASSERT_EQ(traced.size(), std::min(failures + 1, platform::kFailuresKept)) << "one attempt, traced once";
-    EXPECT_NE(traced.back().what.find("cannot be opened"), std::string::npos) << traced.back().what;
+// Another process holds the log locked (an administrator's SQLite shell, a
+// backup), its disk is full, it may not be written, or its folder cannot be
+// made: the enforcement goes on, the log is tried again after a pause, and
+// the visits met meanwhile are written then.
+TEST(LogFaults, VisitsMetWhileTheLogFailsAreWrittenLaterAndTheEnforcementGoesOn) {
+    enum class Fault { None, Busy, DiskFull, ReadOnly, NoFolder };
+    Entries withoutFault;
+    for (const Fault fault : {Fault::None, Fault::Busy, Fault::DiskFull, Fault::ReadOnly, Fault::NoFolder}) {
+        SCOPED_TRACE(static_cast<int>(fault));
+        test::FailingDisk disk("LogSiti");
+        test::EnforcementRig rig;
+        rig.addProfile(2, true, {"giochi.it"});
+        rig.use(2);
+        rig.host.log = true;
+        core::Database other;
+        ASSERT_TRUE(openLogFile(platform::realFileSystem(), pathToUtf8(rig.dir.path()), platform::pathSeparator(),
+                                rig.db, other)
+                        .ok());
+        ASSERT_TRUE(fault != Fault::Busy || other.exec("BEGIN EXCLUSIVE;"));
+        if (fault != Fault::None && fault != Fault::Busy) other.close();
+        if (fault == Fault::NoFolder) {
+            std::filesystem::remove_all(rig.dir.path() / "Registro");
+            test::writeFile(rig.dir.file("Registro"), "x");
+        }
+        if (fault == Fault::DiskFull) disk.fault = test::FailingDisk::Fault::Full;
+        if (fault == Fault::ReadOnly) disk.fault = test::FailingDisk::Fault::ReadOnly;
+        Enforcement& e = *rig.enforcement;
+        rig.browsers.open(rig.browsers.chrome, "http://a.it/");
+        e.tickSiteCheck();
+        rig.browsers.chrome.address = "http://www.giochi.it/";
+        rig.browsers.chrome.afterClose = {"http://a.it/"};
+        e.tickSiteCheck();
+        EXPECT_EQ(rig.entries("ctrl+w"), Entries{"ctrl+w chrome.exe"}) << "a forbidden page is closed all the same";
+        rig.browsers.chrome.address = "http://b.it/";
+        rig.clock.ms += 1000;
+        e.tickSiteCheck();
 
-    std::filesystem::remove(rig.dir.path() / "Registro");
-    rig.browsers.chrome.address = "http://c.it/";
-    rig.clock.ms += 1;
-    rig.enforcement->tickSiteLog();
-    EXPECT_EQ(rig.loggedUrls(), (Entries{"http://a.it/", "http://b.it/", "http://c.it/"})) << "the visits waited";
+        ASSERT_TRUE(fault != Fault::Busy || other.exec("COMMIT;"));
+        disk.fault = test::FailingDisk::Fault::None;
+        if (fault == Fault::NoFolder) std::filesystem::remove(rig.dir.path() / "Registro");
+        rig.browsers.chrome.address = "http://c.it/";
+        rig.clock.ms += VisitedSitesLog::kRetryMilliseconds - 1000;  // the first failure's pause, to the end
+        e.tickSiteCheck();
+        if (fault == Fault::None) {
+            withoutFault = rig.loggedUrls();
+            EXPECT_EQ(std::count(withoutFault.begin(), withoutFault.end(), "http://b.it/"), 1);
+            EXPECT_EQ(withoutFault.back(), "http://c.it/");
+        }
+        EXPECT_EQ(rig.loggedUrls(), withoutFault) << "every visit, in the order met";
+    }
 }
 
 }  // namespace
