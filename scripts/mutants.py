@@ -125,6 +125,21 @@ def all_mutants() -> list[Mutant]:
     return found
 
 
+def replayed(candidates: list[Mutant], report: Path) -> list[Mutant]:
+    """The killed mutants of an earlier report. Lines move as the code changes,
+    so each is the same change in the same file on the nearest line."""
+    found = []
+    for entry in re.finditer(r"\] killed +(\S+):(\d+) (.+?)(?: \([^()]*\))?$", report.read_text(encoding="utf-8"), re.M):
+        path, line, what = (ROOT / entry.group(1)).resolve(), int(entry.group(2)), entry.group(3)
+        same = [m for m in candidates if m.path == path and m not in found and
+                m.describe(m.path.read_text(encoding="utf-8").split("\n")[m.line - 1]) == what]
+        if same:
+            found.append(min(same, key=lambda m: abs(m.line - line)))
+        else:
+            print(f"mutants: {entry.group(1)}:{line} {what} is no longer in the code")
+    return found
+
+
 def run(command: list[str], cwd: Path, log) -> int:
     return subprocess.run(command, cwd=cwd, stdout=log, stderr=subprocess.STDOUT).returncode
 
@@ -189,6 +204,8 @@ def main() -> int:
     parser.add_argument("--list", action="store_true", help="only list the sample")
     parser.add_argument("--at", action="append", default=[], metavar="FILE[:LINE]",
                         help="every mutant of these files or lines instead of a sample (to check a new or cut test)")
+    parser.add_argument("--replay", type=Path, metavar="REPORT",
+                        help="only the mutants an earlier report counted as killed, to see that they still are")
     options = parser.parse_args()
 
     candidates = all_mutants()
@@ -198,6 +215,8 @@ def main() -> int:
             return str((ROOT / file).resolve()), int(line) if line else None
         wanted = [place(a) for a in options.at]
         sample = [m for m in candidates if any(str(m.path) == f and n in (None, m.line) for f, n in wanted)]
+    elif options.replay:
+        sample = replayed(candidates, options.replay)
     else:
         sample = random.Random(options.seed).sample(candidates, min(options.count, len(candidates)))
     sample.sort(key=lambda m: (str(m.path), m.line, m.start))
