@@ -2,30 +2,21 @@
 // The controller's machine on a program folder of its own: a language file,
 // the delivered store beside the program, and the fakes the controller talks
 // to, all writing into one journal.
-
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
 
 #include "core/controller.h"
 #include "core/schema.h"
-#include "core/store_location.h"
-#include "fakes/fake_controller.h"
 #include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
-#include "platform/file_registry.h"
 #include "platform/files.h"
-#include "support/language.h"
 
 namespace ombrix::test {
 
 struct ControllerRig {
     // `strings`: the [Strings] lines of the language file.
     explicit ControllerRig(const std::string& strings) {
-        system.folder = pathToUtf8(dir.path());
+        system.folder = writeLanguage(dir, strings);
         system.major = 5;  // the store stays beside the program
-        writeFile(dir.file("italian.lng"), "[Strings]\r\n" + strings);
         std::filesystem::create_directories(dir.path() / "DataBase");
         EXPECT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
         // Chosen by an administrator: the fake session has no rights, and

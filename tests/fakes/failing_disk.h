@@ -6,6 +6,7 @@
 // (read-only, as the engine opens a file it may not write).
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <list>
 #include <string>
 #include <utility>
@@ -15,10 +16,10 @@ namespace ombrix::test {
 class FailingDisk {
 public:
     enum class Fault { None, Full, ReadOnly };
+    Fault fault = Fault::None;
 
-    explicit FailingDisk(std::string affects) : affects_(std::move(affects)) {
-        real_ = sqlite3_vfs_find(nullptr);
-        vfs_ = *real_;
+    explicit FailingDisk(std::string affects)
+        : affects_(std::move(affects)), real_(sqlite3_vfs_find(nullptr)), vfs_(*real_) {
         vfs_.zName = "ombrix-failing-disk";
         vfs_.pAppData = this;
         vfs_.xOpen = &open;
@@ -31,13 +32,9 @@ public:
     FailingDisk(const FailingDisk&) = delete;
     FailingDisk& operator=(const FailingDisk&) = delete;
 
-    Fault fault = Fault::None;
-
 private:
-    static FailingDisk& self(sqlite3_vfs* vfs) { return *static_cast<FailingDisk*>(vfs->pAppData); }
-
     static int open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* outFlags) {
-        FailingDisk& d = self(vfs);
+        FailingDisk& d = *static_cast<FailingDisk*>(vfs->pAppData);
         const bool ours = name && std::string(name).find(d.affects_) != std::string::npos;
         if (ours && d.fault == Fault::ReadOnly && (flags & SQLITE_OPEN_READWRITE)) {
             if (!(flags & SQLITE_OPEN_MAIN_DB)) return SQLITE_CANTOPEN;
@@ -45,12 +42,11 @@ private:
         }
         const int rc = d.real_->xOpen(d.real_, name, file, flags, outFlags);
         if (rc != SQLITE_OK || !ours || !file->pMethods) return rc;
-        // The real file's methods (a journal's differ from its database's),
-        // with the writes through us.
-        auto kept = d.methods_.begin();
-        while (kept != d.methods_.end() && kept->first != file->pMethods) ++kept;
-        if (kept == d.methods_.end()) {
-            kept = d.methods_.insert(d.methods_.end(), {file->pMethods, *file->pMethods});
+        // The real file's methods (a journal's differ from its database's), with the writes through us.
+        auto& all = d.methods_;
+        auto kept = std::find_if(all.begin(), all.end(), [&](const auto& m) { return m.first == file->pMethods; });
+        if (kept == all.end()) {
+            kept = all.insert(kept, {file->pMethods, *file->pMethods});
             kept->second.xWrite = &write;
         }
         file->pMethods = &kept->second;
@@ -65,7 +61,7 @@ private:
         return SQLITE_IOERR_WRITE;
     }
 
-    static inline FailingDisk* current_ = nullptr;
+    static inline FailingDisk* current_ = nullptr;  // the live one, for the writes
     std::string affects_;
     sqlite3_vfs* real_ = nullptr;
     sqlite3_vfs vfs_{};

@@ -4,23 +4,15 @@
 // seam (the enforcement finds, shows and closes windows by title; the address
 // readers find them by class) and the accessibility seam, counts searches and
 // reads, and writes what it is asked to do to windows into a journal.
-
-#include <algorithm>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "fakes/fake_controller.h"
 #include "platform/accessibility.h"
-#include "platform/windows.h"
 #include "platform/text.h"
+#include "platform/windows.h"
 
 namespace ombrix::test {
 
 struct FakeNode {
-    std::string name;
-    std::string help;
+    std::string name, help;
     bool edit = false;
     std::string value;
     bool focused = false;
@@ -43,19 +35,17 @@ public:
 
     std::vector<FakeWindow> windows;  // z-order, front first
     std::uint16_t uiLanguage = 0x0410;
-    int searches = 0;  // findFirst calls
+    int searches = 0, reads = 0, titleWalks = 0;  // findFirst calls; value and focus reads; findByTitles calls
     // Runs inside findFirst, as the messages a cross-process call lets in.
     std::function<void()> duringSearch;
-    int reads = 0;     // value and focus reads
     platform::WindowId nextId = 0x100;
 
     // Adds a window behind the others (or in front) and returns its id; `reuse`
     // gives it the handle of a window that has closed.
     platform::WindowId addWindow(const std::string& className, bool visible = true, bool inFront = false,
                                  platform::WindowId reuse = 0) {
-        FakeWindow w{reuse != 0 ? reuse : nextId++, className, visible, {}, {}};
-        const auto id = w.id;
-        windows.insert(inFront ? windows.begin() : windows.end(), std::move(w));
+        const auto id = reuse != 0 ? reuse : nextId++;
+        windows.insert(inFront ? windows.begin() : windows.end(), FakeWindow{id, className, visible, {}, {}});
         return id;
     }
     // A window of another program with a title.
@@ -65,12 +55,7 @@ public:
         return id;
     }
     std::shared_ptr<FakeNode> addNode(platform::WindowId window, FakeNode node) {
-        auto shared = std::make_shared<FakeNode>(std::move(node));
-        find(window)->nodes.push_back(shared);
-        return shared;
-    }
-    std::vector<FakeWindow>::iterator at(platform::WindowId id) {
-        return std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
+        return find(window)->nodes.emplace_back(std::make_shared<FakeNode>(std::move(node)));
     }
     FakeWindow* find(platform::WindowId id) { return at(id) == windows.end() ? nullptr : &*at(id); }
     void closeWindow(platform::WindowId id) {
@@ -83,52 +68,43 @@ public:
     std::vector<platform::WindowId> findByTitles(const std::vector<std::string>& titles) override {
         ++titleWalks;
         std::vector<platform::WindowId> found;
-        for (const std::string& title : titles) {
-            const auto w = std::find_if(windows.begin(), windows.end(),
-                                        [&](const FakeWindow& f) { return equalsNoCase(f.title, title); });
-            found.push_back(title.empty() || w == windows.end() ? 0 : w->id);
+        for (const std::string& t : titles) {
+            const auto same = [&](const FakeWindow& w) { return equalsNoCase(w.title, t); };
+            const auto w = std::find_if(windows.begin(), windows.end(), same);
+            found.push_back(t.empty() || w == windows.end() ? 0 : w->id);
         }
         return found;
     }
-    int titleWalks = 0;
     platform::WindowId findByClass(std::string_view className, platform::WindowId after) override {
         bool past = after == 0;
         for (const auto& w : windows) {
             if (past && w.className == className) return w.id;
-            if (w.id == after) past = true;
+            past = past || w.id == after;
         }
         return 0;
     }
-    std::vector<platform::WindowId> topLevelWindows() override { return ids(false); }
-    std::string title(platform::WindowId id) override {
-        const FakeWindow* w = find(id);
-        return w ? w->title : std::string();
+    std::vector<platform::WindowId> topLevelWindows() override {
+        std::vector<platform::WindowId> out;
+        for (const auto& w : windows) out.push_back(w.id);
+        return out;
     }
+    std::string title(platform::WindowId id) override { return find(id) ? find(id)->title : std::string(); }
     void show(platform::WindowId id, platform::ShowCommand c) override {
         note("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
     }
     void postClose(platform::WindowId id) override { note("close " + title(id)); }
-    std::uint32_t processId(platform::WindowId id) override {
-        const FakeWindow* w = find(id);
-        return w ? w->pid : 0;
-    }
-    void setTopmost(platform::WindowId id, bool topmost) override {
-        note((topmost ? "topmost " : "not topmost ") + title(id));
-    }
+    std::uint32_t processId(platform::WindowId id) override { return find(id) ? find(id)->pid : 0; }
+    void setTopmost(platform::WindowId id, bool on) override { note((on ? "topmost " : "not topmost ") + title(id)); }
 
     // Accessibility.
-    std::vector<platform::WindowId> desktopWindows() override { return ids(false); }
-    bool isVisible(platform::WindowId window) override {
-        const FakeWindow* w = find(window);
-        return w != nullptr && w->visible;
-    }
+    std::vector<platform::WindowId> desktopWindows() override { return topLevelWindows(); }
+    bool isVisible(platform::WindowId window) override { return find(window) && find(window)->visible; }
     std::unique_ptr<platform::AccessibleElement> findFirst(platform::WindowId window,
                                                            const platform::AccessibleQuery& query) override {
         ++searches;
         if (duringSearch) duringSearch();
-        FakeWindow* w = find(window);
-        if (w == nullptr) return nullptr;
-        for (const auto& node : w->nodes) {
+        if (!find(window)) return nullptr;
+        for (const auto& node : find(window)->nodes) {
             const std::string& text = query.property == platform::AccessibleText::Name ? node->name
                                       : query.property == platform::AccessibleText::Help ? node->help
                                                                                          : node->automationId;
@@ -139,32 +115,23 @@ public:
     std::uint16_t userInterfaceLanguage() override { return uiLanguage; }
 
 private:
-    std::vector<platform::WindowId> ids(bool visibleOnly) const {
-        std::vector<platform::WindowId> out;
-        for (const auto& w : windows) {
-            if (w.visible || !visibleOnly) out.push_back(w.id);
-        }
-        return out;
+    std::vector<FakeWindow>::iterator at(platform::WindowId id) {
+        return std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
     }
     void note(std::string entry) {
         if (journal_ != nullptr) journal_->add(std::move(entry));
     }
 
-    class Element final : public platform::AccessibleElement {
-    public:
+    // Reads count, and answer nothing once the element is gone.
+    struct Element final : platform::AccessibleElement {
         Element(std::shared_ptr<FakeNode> node, int& reads) : node_(std::move(node)), reads_(reads) {}
-        std::optional<std::string> value() override {
+        std::optional<std::string> value() override { return read(node_->value); }
+        std::optional<bool> hasKeyboardFocus() override { return read(node_->focused); }
+        template <class T>
+        std::optional<T> read(const T& v) {
             ++reads_;
-            if (!node_->alive) return std::nullopt;
-            return node_->value;
+            return node_->alive ? std::optional<T>(v) : std::nullopt;
         }
-        std::optional<bool> hasKeyboardFocus() override {
-            ++reads_;
-            if (!node_->alive) return std::nullopt;
-            return node_->focused;
-        }
-
-    private:
         std::shared_ptr<FakeNode> node_;
         int& reads_;
     };

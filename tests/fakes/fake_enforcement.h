@@ -4,27 +4,20 @@
 // the fake desktop, a recording keyboard, shell windows, a clock, an event
 // pump that may run other code, and a host that records notices and pages.
 // Every call lands in one journal, so tests can check the order across fakes.
-
-#include <algorithm>
 #include <deque>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "core/database.h"
+#include "core/store.h"
 #include "enforce/enforcement.h"
 #include "enforce/enforcement_host.h"
-#include "fakes/fake_controller.h"
 #include "fakes/fake_desktop.h"
 #include "fakes/fixtures.h"
+#include "platform/files.h"
+#include "platform/system.h"
 #include "support/language.h"
-#include "platform/text.h"
 
 namespace ombrix::test {
 
-class FakeBrowsers final : public platform::BrowserAddresses, public platform::ShellBrowserWindows {
+class FakeBrowsers final : public platform::BrowserAddresses, public platform::ShellBrowserWindows, Journaled {
 public:
     struct Browser {
         std::string image;
@@ -33,11 +26,9 @@ public:
         // page survives the close.
         std::deque<std::string> afterClose;
     };
-    FakeBrowsers(FakeProcesses& processes, Journal& journal) : processes_(processes), journal_(journal) {}
+    FakeBrowsers(FakeProcesses& processes, Journal& journal) : Journaled(journal), processes_(processes) {}
 
-    Browser chrome{"chrome.exe", {}, {}};
-    Browser edge{"msedge.exe", {}, {}};
-    Browser firefox{"firefox.exe", {}, {}};
+    Browser chrome{"chrome.exe", {}, {}}, edge{"msedge.exe", {}, {}}, firefox{"firefox.exe", {}, {}};
     std::string shellList;                            // shellWindowAddresses
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
 
@@ -46,68 +37,60 @@ public:
         b.address = std::move(address);
         processes_.start(b.image, survivesKills);
     }
+    // A browser found by what it shows; reported while its process runs.
+    Browser& openOther(platform::OtherBrowser found, std::string address) {
+        others_.push_back({found, {found.image, {}, {}}});
+        open(others_.back().second, std::move(address));
+        return others_.back().second;
+    }
 
     std::string readChromeAddress() override { return read(chrome); }
     std::string readEdgeAddress() override { return read(edge); }
     std::string readFirefoxAddress() override { return read(firefox); }
     std::string shellWindowAddresses() override { return shellList; }
-
-    // Browsers found by what they show; reported while their process runs.
-    struct Other {
-        platform::OtherBrowser found;
-        Browser browser;
-    };
-    std::deque<Other> others;
-    Browser& openOther(platform::OtherBrowser found, std::string address) {
-        others.push_back({found, {found.image, {}, {}}});
-        open(others.back().browser, std::move(address));
-        return others.back().browser;
-    }
     std::vector<platform::OtherBrowser> otherBrowsers() override {
         std::vector<platform::OtherBrowser> out;
-        for (auto& o : others) {
-            if (runs(o.browser)) out.push_back(o.found);
+        for (auto& [found, browser] : others_) {
+            if (runs(browser)) out.push_back(found);
         }
         return out;
     }
     std::string readOtherAddress(std::string_view image) override {
-        const auto o = std::find_if(others.begin(), others.end(), [&](const Other& x) { return x.found.image == image; });
-        return o == others.end() ? std::string() : read(o->browser);
+        const auto o = std::find_if(others_.begin(), others_.end(), [&](auto& x) { return x.first.image == image; });
+        return o == others_.end() ? std::string() : read(o->second);
     }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
-    void goBack(std::size_t index) override { journal_.add("back " + std::to_string(index)); }
+    void goBack(std::size_t index) override { note("back " + std::to_string(index)); }
 
     // Ctrl+W reaches the browser read last, as the one in front.
     void pressCtrlW() {
         if (foreground_ == nullptr) return;
-        journal_.add("ctrl+w " + foreground_->image);
-        if (!foreground_->afterClose.empty()) {
-            foreground_->address = foreground_->afterClose.front();
-            foreground_->afterClose.pop_front();
-        }
+        note("ctrl+w " + foreground_->image);
+        if (foreground_->afterClose.empty()) return;
+        foreground_->address = foreground_->afterClose.front();
+        foreground_->afterClose.pop_front();
     }
 
 private:
     bool runs(const Browser& b) const {
-        const auto& running = processes_.running;
-        return std::any_of(running.begin(), running.end(), [&](const auto& p) { return p.name == b.image; });
+        const auto& all = processes_.running;
+        return std::any_of(all.begin(), all.end(), [&](const auto& p) { return p.name == b.image; });
     }
     std::string read(Browser& b) {
-        journal_.add("read " + b.image);
+        note("read " + b.image);
         foreground_ = &b;
         return runs(b) ? b.address : std::string();
     }
 
     FakeProcesses& processes_;
-    Journal& journal_;
     Browser* foreground_ = nullptr;
+    std::deque<std::pair<platform::OtherBrowser, Browser>> others_;  // a deque keeps the returned references
 };
 
 class FakeKeyboard final : public platform::KeyboardInput {
 public:
     std::vector<std::pair<int, std::uint32_t>> events;
     std::function<void()> onCtrlW;
-
     void keyEvent(std::uint8_t vk, std::uint32_t flags) override {
         events.emplace_back(vk, flags);
         const bool up = (flags & platform::kKeyUp) != 0;
@@ -119,17 +102,15 @@ private:
     bool control_ = false;
 };
 
-class FakeClock final : public platform::Clock {
-public:
+struct FakeClock final : platform::Clock {
     platform::LocalTime time{2024, 3, 5, 14, 7, 9};
     std::uint64_t ms = 1000;
     platform::LocalTime now() override { return time; }
     std::uint64_t tickMilliseconds() override { return ms; }
 };
 
-class FakeHost final : public enforce::EnforcementHost {
-public:
-    explicit FakeHost(Journal& j) : journal_(j) {}
+struct FakeHost final : enforce::EnforcementHost, Journaled {
+    using Journaled::Journaled;
     struct Notice {
         std::string text;
         int kind;
@@ -140,61 +121,90 @@ public:
         for (const auto& n : notices) out.push_back(n.text);
         return out;
     }
-    std::vector<std::string> opened;
-    bool schedule = false;
+    std::vector<std::string> opened, storeErrors, internalAddresses;
+    bool schedule = false, log = false;
     long long profile = 0;
-    bool log = false;
     int internalWindows = 0;
-    std::vector<std::string> internalAddresses;
 
     void showMessage(const std::string& text, int kind) override {
         notices.push_back({text, kind});
-        journal_.add("notice " + text);
+        note("notice " + text);
     }
     void openPage(const std::string& address) override {
         opened.push_back(address);
-        journal_.add("open " + address);
+        note("open " + address);
     }
-    void launchStartPage() override { journal_.add("start page"); }
-    void clearFirefoxSession() override { journal_.add("clear firefox session"); }
+    void launchStartPage() override { note("start page"); }
+    void clearFirefoxSession() override { note("clear firefox session"); }
     bool timeSlotScheduleInForce() override { return schedule; }
     long long profileInUse() override { return profile; }
     bool logSwitch() override { return log; }
-    void keepNoticeWindowsOnTop() override { journal_.add("notices on top"); }
-    std::vector<std::string> storeErrors;
+    void keepNoticeWindowsOnTop() override { note("notices on top"); }
     void storeUnreadable(const std::string& message) override { storeErrors.push_back(message); }
     int internalBrowserWindowCount() override { return internalWindows; }
     void openInternalBrowser() override {
         ++internalWindows;
-        journal_.add("internal browser");
+        note("internal browser");
     }
     std::vector<std::string> internalBrowserAddresses() override { return internalAddresses; }
-
-private:
-    Journal& journal_;
 };
 
-// The numbered language file, so that a notice reads "T<id> <detail>".
-std::string writeEnforcementLanguage(const TempDir& dir);
-
-// The machine, the store (the delivered schema in memory) and the enforcement.
+// The machine, the store (the delivered schema in memory) and the enforcement;
+// the language is the numbered one, so that a notice reads "T<id> <detail>".
 struct EnforcementRig {
-    EnforcementRig();
+    EnforcementRig() { keyboard.onCtrlW = [this] { browsers.pressCtrlW(); }; }
 
     // A profile with its list mode and lists; returns its identifier.
     long long addProfile(long long id, bool forbiddenList, const std::vector<std::string>& sites,
-                         const std::vector<std::string>& processes = {}, const std::vector<std::string>& titles = {});
+                         const std::vector<std::string>& processNames = {},
+                         const std::vector<std::string>& titles = {}) {
+        EXPECT_TRUE(db.run("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (?, ?, ?);",
+                           {core::Value(std::int64_t{id}), core::Value("Profilo " + std::to_string(id)),
+                            core::Value::boolean(forbiddenList)}));
+        core::Transaction tx(db);
+        const auto insert = [&](const std::string& into, const std::vector<std::string>& values) {
+            for (const auto& v : values) {
+                const std::string sql = "INSERT INTO " + into + " VALUES (?, ?);";
+                EXPECT_TRUE(db.run(sql, {core::Value(std::int64_t{id}), core::Value(v)}));
+            }
+        };
+        insert("SitiVietatiConsentiti (IDProfilo, Sito)", sites);
+        insert("ProcessiVietati (IDProfilo, Processo)", processNames);
+        insert("NomiFinestreVietate (IDProfilo, NomeFinestra)", titles);
+        EXPECT_TRUE(tx.commit());
+        return id;
+    }
     // Puts a profile in use as the controller does: switches, then the three loaders.
-    void use(long long id, core::ProfileSwitches switches = {});
+    void use(long long id, core::ProfileSwitches switches = {}) {
+        host.profile = id;
+        enforcement->setProfile(id, switches);
+        enforcement->loadSites(id);
+        enforcement->loadForbiddenProcesses();
+        enforcement->loadForbiddenWindows();
+    }
     // The visited-sites log file, oldest first.
-    [[nodiscard]] std::vector<std::string> loggedUrls();
+    [[nodiscard]] std::vector<std::string> loggedUrls() {
+        std::vector<std::string> urls;
+        core::Database* file = log.connection();
+        EXPECT_NE(file, nullptr) << log.opening().detail();
+        if (file == nullptr) return urls;
+        core::Statement q = file->prepare("SELECT URL FROM LogSiti ORDER BY rowid;");
+        while (q.step()) urls.push_back(q.column(0).toText());
+        return urls;
+    }
     // Journal entries that begin with `prefix`, in order.
-    [[nodiscard]] std::vector<std::string> entries(const std::string& prefix) const;
+    [[nodiscard]] std::vector<std::string> entries(const std::string& prefix) const {
+        std::vector<std::string> out;
+        for (const auto& e : journal.entries) {
+            if (e.starts_with(prefix)) out.push_back(e);
+        }
+        return out;
+    }
 
     Journal journal;
     TempDir dir;
-    Language language;
-    core::Database db;
+    Language language{writeLanguage(dir, numberedTexts()), platform::pathSeparator()};
+    core::Database db = deliveredStore();
     FakeTimers timers{journal};
     FakeProcesses processes{journal};
     FakePump pump;
@@ -204,8 +214,11 @@ struct EnforcementRig {
     FakeClock clock;
     FakeHost host{journal};
     // The log file in `dir`, filled from `db` when new.
-    enforce::VisitedSitesLog log;
-    std::unique_ptr<enforce::Enforcement> enforcement;
+    enforce::VisitedSitesLog log{platform::realFileSystem(), clock, db, [this] { return pathToUtf8(dir.path()); },
+                                 platform::pathSeparator()};
+    std::unique_ptr<enforce::Enforcement> enforcement = std::make_unique<enforce::Enforcement>(
+        enforce::Enforcement::Machine{db, language, processes, windows, keyboard, browsers, browsers, clock, pump,
+                                      timers, host, log});
 };
 
 }  // namespace ombrix::test

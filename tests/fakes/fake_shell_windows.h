@@ -1,9 +1,8 @@
 #pragma once
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <map>
-#include <string>
+// The shell of the later versions. Calls land in the journal as
+// "enable NAME 0/1" and "show NAME 0/1", NAME the title or else the class,
+// "none" for window 0; hooks, the form, the bar and the keyboard likewise.
+#include <tuple>
 
 #include "core/application_bar_window.h"
 #include "fakes/fake_controller.h"
@@ -12,10 +11,10 @@
 
 namespace ombrix::test {
 
-// The shell of the later versions. Calls land in the journal as
-// "enable NAME 0/1" and "show NAME 0/1", NAME the title or else the class,
-// "none" for window 0; hooks, the form, the bar and the keyboard likewise.
-struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lockdown::GuardedForm, core::ApplicationBar {
+struct FakeShellWindows final : lockdown::ShellWindows,
+                                 lockdown::InputHooks,
+                                 lockdown::GuardedForm,
+                                 core::ApplicationBar {
     struct Win {
         std::string cls, title;
         platform::WindowId parent = 0;
@@ -24,7 +23,6 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
     };
     Journal& log;
     std::map<platform::WindowId, Win> w;
-    platform::WindowId active = 0;
     std::string state = "0";
     std::function<bool(std::uint32_t)> keyboard;
     std::function<void(const lockdown::MouseEvent&)> mouse;            // inside the hook
@@ -32,21 +30,13 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
     int lookups = 0;  // windows found or measured
 
     explicit FakeShellWindows(Journal& j) : log(j) {
-        const auto add = [&](platform::WindowId id, const char* cls, const char* title, platform::WindowId parent) {
-            w[id] = {cls, title, parent, true, true, {}};
-        };
-        add(1, "Shell_TrayWnd", "", 0);
-        add(2, "Button", "", 1);
-        add(3, "TrayNotifyWnd", "", 1);
-        add(4, "TrayDummySearchControl", "", 1);
-        add(5, "TrayButton", "", 1);
-        add(6, "ImmersiveLauncher", "Start", 0);
-        add(7, "DV2ControlHost", "menu start", 0);
-        add(8, "Progman", "Program Manager", 0);
-        add(9, "SHELLDLL_DefView", "", 8);
-        add(10, "OmbrixForm", "", 0);
+        const std::tuple<const char*, const char*, platform::WindowId> kDesktop[] = {
+            {"Shell_TrayWnd", "", 0}, {"Button", "", 1}, {"TrayNotifyWnd", "", 1}, {"TrayDummySearchControl", "", 1},
+            {"TrayButton", "", 1}, {"ImmersiveLauncher", "Start", 0}, {"DV2ControlHost", "menu start", 0},
+            {"Progman", "Program Manager", 0}, {"SHELLDLL_DefView", "", 8}, {"OmbrixForm", "", 0}};  // ids 1 to 10
+        platform::WindowId id = 0;
+        for (const auto& [cls, title, parent] : kDesktop) w[++id] = {cls, title, parent};
         w[3].rect = {900, 700, 1000, 740};
-        active = 10;
     }
     std::string name(platform::WindowId id) { return id == 0 ? "none" : w[id].title.empty() ? w[id].cls : w[id].title; }
 
@@ -64,7 +54,9 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
         }
         return 0;
     }
-    platform::WindowId firstChild(platform::WindowId window) override { return window ? findChild(window, "SHELLDLL_DefView") : 0; }
+    platform::WindowId firstChild(platform::WindowId window) override {
+        return window ? findChild(window, "SHELLDLL_DefView") : 0;
+    }
     void enable(platform::WindowId id, bool on) override {
         log.add("enable " + name(id) + (on ? " 1" : " 0"));
         if (id) w[id].enabled = on;
@@ -78,7 +70,7 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
         ++lookups;
         return id ? w[id].rect : lockdown::Rect{};
     }
-    platform::WindowId activeWindow() override { return active; }
+    platform::WindowId activeWindow() override { return 10; }  // the program's own form
 
     bool installKeyboard(std::function<bool(std::uint32_t)> f) override {
         EXPECT_FALSE(keyboard) << "the slot was not emptied first";
@@ -106,7 +98,7 @@ struct FakeShellWindows final : lockdown::ShellWindows, lockdown::InputHooks, lo
 
     std::string stateField() override { return state; }
     void setStateField(const std::string& v) override { state = v; }
-    void bringBack(int left, int top) override { log.add("form at " + std::to_string(left) + "," + std::to_string(top)); }
+    void bringBack(int x, int y) override { log.add("form at " + std::to_string(x) + "," + std::to_string(y)); }
     void show() override { log.add("bar shown"); }
     void unload() override { log.add("bar unloaded"); }
 };

@@ -1,6 +1,5 @@
 #pragma once
 // Site verdicts from a plain list, compiled by the enforcement's own rule.
-
 #include <string>
 #include <string_view>
 #include <vector>

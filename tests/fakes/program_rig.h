@@ -3,13 +3,9 @@
 // enforcement reading the same store, the host between them, and the event
 // log they report to. A profile 2, "Classe", forbids gioco.exe, the window
 // "Chat" and .giochi.example; it is in use, and the password is "segreta".
-
 #include "app/program_host.h"
-#include "core/events.h"
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
-#include "fakes/fake_event_log.h"
-#include "fakes/fake_machine_profile.h"
 
 namespace ombrix::test {
 
