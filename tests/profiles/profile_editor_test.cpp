@@ -65,28 +65,21 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     } cases[] = {
         {L::Sites, "  ", V::Ignore, ""},
         // Entries that match every address: on an allowed list they let every page through.
-        {L::Sites, " . ", V::Refuse, "0360"},
-        {L::Sites, "*", V::Refuse, "0360"},
+        {L::Sites, " . ", V::Refuse, "0360"},            {L::Sites, "*", V::Refuse, "0360"},
         {L::Sites, "http://www.", V::Refuse, "0360"},
         // What no one types into a box: a control character, bytes that are not UTF-8, a C1 control.
-        {L::Sites, "sc\x01uola.it", V::Refuse, "0359"},
-        {L::Sites, "caff\xE8.it", V::Refuse, "0359"},
-        {L::Sites, "x\xC2\x85.it", V::Refuse, "0359"},
-        {L::Processes, "gioco\x7f.exe", V::Refuse, "0359"},
+        {L::Sites, "sc\x01uola.it", V::Refuse, "0359"},   {L::Sites, "caff\xE8.it", V::Refuse, "0359"},
+        {L::Sites, "x\xC2\x85.it", V::Refuse, "0359"},    {L::Processes, "gioco\x7f.exe", V::Refuse, "0359"},
         {L::WindowTitles, "Solitario\x1b[2J", V::Refuse, "0359"},
         {L::Sites, "caff\xC3\xA8.it", V::Accept, "http://caff\xC3\xA8.it"},
         {L::Sites, "\"\"", V::Accept, "http://\"\""},  // quotes are part of the entry
         {L::Sites, " Example.ORG/News ", V::Accept, "http://Example.ORG/News"},
         {L::Sites, "HTTP://example.org", V::Accept, "http://HTTP://example.org"},
-        {L::Sites, "outlook:inbox", V::Accept, "outlook:inbox"},
-        {L::Sites, "ftp.example.org", V::Accept, "ftp.example.org"},
-        {L::Sites, "about:blank", V::Accept, "about:blank"},
-        {L::Sites, ".Example.org", V::Accept, ".Example.org"},
-        {L::Sites, "*.it", V::Accept, "*.it"},
+        {L::Sites, "outlook:inbox", V::Accept, "outlook:inbox"}, {L::Sites, "ftp.example.org", V::Accept, "ftp.example.org"},
+        {L::Sites, "about:blank", V::Accept, "about:blank"}, {L::Sites, ".Example.org", V::Accept, ".Example.org"},
+        {L::Sites, "*.it", V::Accept, "*.it"},           {L::Processes, "bin/notepad.exe", V::Refuse, "0027"},
         {L::Processes, "C:\\Windows\\notepad.exe", V::Refuse, "0027"},
-        {L::Processes, "bin/notepad.exe", V::Refuse, "0027"},
-        {L::Processes, "NOTEPAD.EXE", V::Refuse, "0028"},
-        {L::Processes, " notepad.exe ", V::Accept, "notepad.exe"},
+        {L::Processes, "NOTEPAD.EXE", V::Refuse, "0028"}, {L::Processes, " notepad.exe ", V::Accept, "notepad.exe"},
     };
     for (const auto& c : cases) {
         const EntryVerdict v = entryVerdict(c.kind, c.typed);

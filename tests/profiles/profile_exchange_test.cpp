@@ -5,10 +5,6 @@
 #include <deque>
 #include <filesystem>
 
-#ifndef _WIN32
-#include <sys/stat.h>
-#endif
-
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
@@ -212,8 +208,8 @@ TEST_F(ExchangeStoreTest, RefusedFilesStoreNothing) {
     EXPECT_EQ(test::profileRows(db), afterValidImport);
 }
 
-// An export never replaces what is not a file of its own: a folder, a
-// device, or another program's "<file>.tmp" beside it.
+// An export never replaces what is not a file of its own: a folder, or
+// another program's "<file>.tmp" beside it.
 TEST_F(ExchangeStoreTest, AnExportWritesOnlyItsOwnFile) {
     const std::string path = dir.file("scuola.OX");
     ASSERT_TRUE(writeWholeFile(path + ".tmp", "altrui"));
@@ -224,12 +220,6 @@ TEST_F(ExchangeStoreTest, AnExportWritesOnlyItsOwnFile) {
     EXPECT_EQ(exchange.exportTo(sample(), dir.file("cartella.OX")), Result::Failed);
     EXPECT_TRUE(std::filesystem::is_directory(dir.path() / "cartella.OX"));
     EXPECT_EQ(dialogs.shown.back().messageId, msg::FileCannotBeWritten);
-#ifndef _WIN32
-    const std::string pipe = dir.file("pipe.OX");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    EXPECT_EQ(exchange.exportTo(sample(), pipe), Result::Failed);
-    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
-#endif
 }
 
 // A box waits for the user with the store free: the import's transaction
