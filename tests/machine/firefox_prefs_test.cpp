@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "fakes/fake_machine.h"
 #include "fakes/fixtures.h"
 #include "machine/firefox_profile.h"
 #include "platform/files.h"
@@ -22,13 +23,20 @@ TEST(FirefoxPrefs, LinesAreJoinedWithCrLfAndEarlierSettingsMadeComments) {
     }
 }
 
+// profiles.ini's first Path line names the folder, with "/" as Firefox writes it;
+// without prefs.js Firefox is not set up and nothing is made.
 TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
     test::TempDir dir;
-    // profiles.ini names the folder with "/", as Firefox writes it.
-    test::writeFile(pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "profiles.ini"), "[Profile0]\r\nPath=Profiles/k2.default\r\n");
-    const std::string folder = firefoxProfilePath(pathToUtf8(dir.path()));
+    const std::string appData = pathToUtf8(dir.path());
+    EXPECT_EQ(firefoxProfilePath(appData), "") << "no profiles.ini";
+    EXPECT_EQ(firefoxProfilePath(""), "");
+    test::writeFile(pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "profiles.ini"),
+                    "[General]\r\nStartWithLastProfile=1\r\n\r\n[Profile0]\r\nName=default\r\n"
+                    "PATH=Profiles/k2.default\r\n[Profile1]\r\nPath=Profiles/other\r\n");
+    const std::string folder = firefoxProfilePath(appData);
+    EXPECT_EQ(folder, pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "Profiles" / "k2.default"));
     EXPECT_FALSE(setFirefoxHomePage(folder, "http://one/"));
-    EXPECT_FALSE(fileSize(folder + "/prefs.js")) << "no prefs.js, no Firefox set up: nothing is made";
+    EXPECT_FALSE(fileSize(folder + "/prefs.js"));
 
     test::writeFile(folder + "/prefs.js", "// Mozilla\r\nuser_pref(\"browser.startup.homepage\", \"http://own/\");\r\n");
     EXPECT_EQ(HomePageFirefox(folder), "http://own/");
@@ -41,6 +49,17 @@ TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
     EXPECT_EQ(HomePageFirefox(folder), "http://two/");
     ASSERT_TRUE(ClearFirefoxHomePage(folder));
     EXPECT_EQ(HomePageFirefox(folder), "") << "Firefox's own default counts again";
+}
+
+TEST(FirefoxProfile, TheSavedSessionIsDeleted) {
+    test::FakeFileSystem files;
+    files.files["C:\\p\\sessionstore.js"] = "{}";
+    EXPECT_TRUE(clearFirefoxSession(files, "C:\\p", '\\'));
+    EXPECT_EQ(files.files.count("C:\\p\\sessionstore.js"), 0u);
+    EXPECT_TRUE(clearFirefoxSession(files, "", '\\')) << "no Firefox: nothing to do";
+    files.files["C:\\locked\\sessionstore.js"] = "{}";
+    files.readOnlyDirectories.insert("C:\\locked");
+    EXPECT_FALSE(clearFirefoxSession(files, "C:\\locked", '\\'));
 }
 
 }  // namespace

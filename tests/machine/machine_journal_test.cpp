@@ -39,31 +39,39 @@ TEST(MachineJournal, OnlyAWholeJournalIsTrusted) {
     }
 }
 
-// A start that finds a journal cut anywhere gives nothing back and sets it aside.
-TEST(MachineJournal, ATornJournalIsNeverApplied) {
-    test::TempDir dir;
+// A start that finds a journal cut anywhere, or larger than the program
+// writes, gives nothing back and sets it aside (a large one by a rename,
+// never read or copied whole).
+TEST(MachineJournal, ATornOrHugeJournalIsNeverApplied) {
     test::Journal log;
     test::FakePrinters printers(log);
     test::FakeDesktopLock desktop(log);
     test::SwitchableWriter writer;
+    writer.refuse = true;  // nothing of this test reaches the disk
+    test::FakeFileSystem files;
+    platform::FileRegistry registry;
+    registry.writeString(RegRoot::CurrentUser, "Software\\X", "", "kept");
     const std::string whole = serialiseJournal(kSettings);
-    for (std::size_t n = 0; n < whole.size(); ++n) {
-        platform::FileRegistry registry;
-        registry.writeString(RegRoot::CurrentUser, "Software\\X", "", "kept");
-        MachineJournal journal(writer, platform::realFileSystem());
-        journal.setPath(dir.file("j"));
-        test::writeFile(journal.path(), whole.substr(0, n));
-        const Recovery r = giveBackJournal(journal, {registry, printers, desktop});
-        EXPECT_EQ(r.state, MachineJournal::State::Damaged) << n;
-        EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, "Software\\X", ""), "kept") << n;
-        EXPECT_EQ(readWholeFile(journal.path() + ".damaged"), whole.substr(0, n)) << "kept aside for a person";
+    for (std::size_t n = 0; n <= whole.size(); ++n) {
+        MachineJournal journal(writer, files);
+        journal.setPath("C:\\U\\Ripristino.journal");
+        files.files = {{journal.path(), whole.substr(0, n)}};
+        files.sizes[journal.path()] = n == whole.size() ? std::uintmax_t{1} << 30 : n;
+        files.copies = 0;
+        files.bytesRead = 0;
+        EXPECT_EQ(giveBackJournal(journal, {registry, printers, desktop}).state, MachineJournal::State::Damaged) << n;
+        EXPECT_EQ(files.files[journal.path() + ".damaged"], whole.substr(0, n)) << "kept aside for a person";
         EXPECT_EQ(journal.read().state, MachineJournal::State::None) << "and out of the way";
+        EXPECT_EQ(files.copies, 0) << "moved aside, not copied";
+        EXPECT_LE(files.bytesRead, kJournalLimit + 1);
     }
+    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, "Software\\X", ""), "kept");
     EXPECT_TRUE(log.entries.empty()) << "no printer or desktop touched";
 }
 
 // A journal without created keys is the previous version's, byte for byte:
-// either program gives back what the other wrote.
+// either program gives back what the other wrote. A key record belongs to
+// version 2 only, and holds a path alone.
 TEST(MachineJournal, TheVersionWithoutKeysIsReadAndWrittenAsBefore) {
     const std::string previous =
         "ombrix machine journal 1\n"
@@ -75,86 +83,36 @@ TEST(MachineJournal, TheVersionWithoutKeysIsReadAndWrittenAsBefore) {
     EXPECT_EQ(parseJournal(previous), settings);
     EXPECT_EQ(serialiseJournal(settings), previous);
     EXPECT_EQ(serialiseJournal(kSettings).substr(0, 25), "ombrix machine journal 2\n");
-
-    // A key record belongs to version 2 only, and holds a path alone.
     const auto sealed = [](const std::string& version, const std::string& record) {
         const std::string body = "ombrix machine journal " + version + "\n" + record + "\n";
         std::array<std::uint8_t, 32> sum{};
         EXPECT_TRUE(platform::sha256(body, sum));
         std::string hex;
-        for (const auto b : sum) {
-            hex += "0123456789abcdef"[b >> 4];
-            hex += "0123456789abcdef"[b & 15];
-        }
-        return body + "end\t1\t" + hex + "\n";
+        for (const auto b : sum) hex += std::string{"0123456789abcdef"[b >> 4], "0123456789abcdef"[b & 15]};
+        return parseJournal(body + "end\t1\t" + hex + "\n").has_value();
     };
-    EXPECT_TRUE(parseJournal(sealed("2", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t")));
-    for (const auto& [version, record] : std::vector<std::pair<std::string, std::string>>{
-             {"1", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"},
-             {"2", "key\tHKCU\t\t\tabsent\t"},
-             {"2", "key\tHKCU\tSoftware\\\\Y\tN\tabsent\t"},
-             {"2", "key\tHKCU\tSoftware\\\\Y\t\tdword\t1"},
-             {"3", "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7"},
-         }) {
-        EXPECT_FALSE(parseJournal(sealed(version, record))) << version << " " << record;
-    }
-}
-
-// A journal the pupil's session made huge (or any file of that name) is
-// never read or copied whole at start: it goes aside by a rename, and the
-// start goes on with a fresh journal.
-TEST(MachineJournal, AJournalLargerThanTheProgramWritesIsSetAsideUnread) {
-    test::Journal log;
-    test::FakePrinters printers(log);
-    test::FakeDesktopLock desktop(log);
-    test::SwitchableWriter writer;
-    writer.refuse = true;  // nothing of this test reaches the disk
-    test::FakeFileSystem files;
-    platform::FileRegistry registry;
-    registry.writeString(RegRoot::CurrentUser, "Software\\X", "", "kept");
-    MachineJournal journal(writer, files);
-    journal.setPath("C:\\U\\Ripristino.journal");
-    files.files[journal.path()] = serialiseJournal(kSettings);
-    files.sizes[journal.path()] = std::uintmax_t{1} << 30;
-    const Recovery r = giveBackJournal(journal, {registry, printers, desktop});
-    EXPECT_EQ(r.state, MachineJournal::State::Damaged);
-    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, "Software\\X", ""), "kept") << "nothing of it applied";
-    EXPECT_EQ(files.files.count(journal.path() + ".damaged"), 1u);
-    EXPECT_EQ(journal.read().state, MachineJournal::State::None);
-    EXPECT_EQ(files.copies, 0) << "moved aside, not copied";
-    EXPECT_LE(files.bytesRead, kJournalLimit + 1);
+    EXPECT_TRUE(sealed("2", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"));
+    EXPECT_FALSE(sealed("1", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"));
+    EXPECT_FALSE(sealed("2", "key\tHKCU\t\t\tabsent\t"));
+    EXPECT_FALSE(sealed("2", "key\tHKCU\tSoftware\\\\Y\tN\tabsent\t"));
+    EXPECT_FALSE(sealed("2", "key\tHKCU\tSoftware\\\\Y\t\tdword\t1"));
+    EXPECT_FALSE(sealed("3", "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7"));
 }
 
 // The bound is above the largest journal the program can write: six browser
 // lists of a thousand values, each having replaced a 2 KB value. Nothing
-// larger is written: the old file stays, as for any failed write.
-TEST(MachineJournal, TheLargestJournalTheProgramWritesFitsAndNoLargerOneIsWritten) {
+// larger is written, and a failed write leaves the old file, while the
+// first value of a run is kept for the orderly shutdown.
+TEST(MachineJournal, TheLargestJournalFitsAndAFailedWriteLeavesTheOldFile) {
     std::vector<SavedSetting> largest = kSettings;
-    for (const std::string& list : {std::string(kChromePolicies) + "\\URLBlocklist",
-                                   std::string(kChromePolicies) + "\\URLAllowlist",
-                                   std::string(kEdgePolicies) + "\\URLBlocklist",
-                                   std::string(kEdgePolicies) + "\\URLAllowlist",
-                                   std::string(kFirefoxPolicies) + "\\WebsiteFilter\\Block",
-                                   std::string(kFirefoxPolicies) + "\\WebsiteFilter\\Exceptions"}) {
+    for (const char* list : {"A", "B", "C", "D", "E", "F"}) {
         for (std::size_t n = 1; n <= kPolicyListLimit; ++n) {
-            largest.push_back({K::Registry, RegRoot::CurrentUser, list, std::to_string(n), V::Text, std::string(2048, 'x')});
+            largest.push_back({K::Registry, RegRoot::CurrentUser, std::string(kFirefoxPolicies) + "\\WebsiteFilter\\" + list,
+                               std::to_string(n), V::Text, std::string(2048, 'x')});
         }
     }
     EXPECT_LT(serialiseJournal(largest).size(), kJournalLimit);
 
-    test::TempDir dir;
-    test::SwitchableWriter writer;
-    MachineJournal journal(writer, platform::realFileSystem());
-    journal.setPath(dir.file("j"));
-    ASSERT_TRUE(journal.reset(kSettings));
-    SavedSetting huge = kSettings[0];
-    huge.name = "Enorme";
-    huge.value.assign(kJournalLimit, 'x');
-    EXPECT_FALSE(journal.remember(huge));
-    EXPECT_EQ(journal.read().settings, kSettings) << "the old journal stays";
-}
-
-TEST(MachineJournal, TheFirstValueOfARunIsKeptAndAFailedWriteLeavesTheOldFile) {
     test::TempDir dir;
     test::SwitchableWriter writer;
     MachineJournal journal(writer, platform::realFileSystem());
@@ -164,10 +122,15 @@ TEST(MachineJournal, TheFirstValueOfARunIsKeptAndAFailedWriteLeavesTheOldFile) {
     later.value = "3";
     EXPECT_TRUE(journal.remember(kSettings[1]));
     EXPECT_TRUE(journal.remember(later));
+    EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]}) << "the first value of a run";
+    SavedSetting huge = kSettings[0];
+    huge.name = "Enorme";
+    huge.value.assign(kJournalLimit, 'x');
+    EXPECT_FALSE(journal.remember(huge));
     writer.refuse = true;
     EXPECT_FALSE(journal.remember(kSettings[0]));
     EXPECT_NE(journal.find(kSettings[0].key()), nullptr) << "kept for the orderly shutdown";
-    EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]});
+    EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]}) << "the old journal stays";
 }
 
 // The journal lives in the user's own folder; an old one beside the store

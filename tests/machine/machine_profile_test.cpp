@@ -20,12 +20,11 @@ namespace {
 using platform::RegRoot;
 
 // The file registry, with a look at every write before it lands and a list
-// of the deletions in their order.
-class WatchedRegistry final : public platform::Registry {
-public:
+// of the deletions in their order ("value PATH" or "key PATH").
+struct WatchedRegistry final : platform::Registry {
     platform::FileRegistry inner;
     std::function<void(std::string_view name)> beforeWrite = [](std::string_view) {};
-    std::vector<std::string> deletions;  // "value PATH" or "key PATH"
+    std::vector<std::string> deletions;
 
     std::optional<std::string> readValue(RegRoot r, std::string_view p, std::string_view n) override {
         return inner.readValue(r, p, n);
@@ -120,12 +119,19 @@ TEST(MachineProfile, AnOrderlyEndGivesEverythingBack) {
     EXPECT_EQ(rig.log.entries.back(), "lock 00");
 }
 
-TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
+// A start after a crash gives the machine back before remembering it; a
+// start without its store keeps what the crashed run put on the machine,
+// and its journal, for the start that finds the store.
+TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackOrKeepsItWithoutTheStore) {
     Rig rig;
+    EXPECT_FALSE(rig.settings->keepLastRestrictions()) << "no journal: nothing was locked";
     rig.settings->rememberSettings();
     rig.settings->applyToMachine(lockingProfile());
-    rig.settings->applyToMachine(lockingProfile("http://second/"));
     rig.newRun();  // the process was ended by force
+    EXPECT_TRUE(rig.settings->keepLastRestrictions()) << "the kiosk had locked the shell";
+    EXPECT_EQ(rig.value(kZone3, kDownloadValue), "3");
+    rig.settings->applyToMachine(lockingProfile("http://second/"));  // nothing recorded over the old values
+    rig.newRun();
     test::FakeEventLog eventLog;
     test::FakeClock clock;
     core::Events events(&eventLog, clock);
@@ -143,31 +149,13 @@ TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackBeforeRememberingIt) {
     rig.expectAsBefore();
 }
 
-// A start without its store keeps what the crashed run put on the machine,
-// and its journal, so that the start that finds the store gives it back.
-TEST(MachineProfile, ALostStoreKeepsTheLastRestrictionsAndTheirJournal) {
-    Rig rig;
-    EXPECT_FALSE(rig.settings->keepLastRestrictions()) << "no journal: nothing was locked";
-    rig.settings->rememberSettings();
-    rig.settings->applyToMachine(lockingProfile());
-    rig.newRun();
-    EXPECT_TRUE(rig.settings->keepLastRestrictions()) << "the kiosk had locked the shell";
-    EXPECT_EQ(rig.value(kZone3, kDownloadValue), "3");
-    EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage), "http://foreign/");
-    rig.settings->applyToMachine(lockingProfile("http://second/"));  // nothing recorded over the old values
-    rig.newRun();
-    rig.settings->rememberSettings();
-    rig.expectAsBefore();
-}
-
 TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
     Rig rig;
     rig.settings->rememberSettings();
     int checked = 0;
     rig.registry.beforeWrite = [&](std::string_view name) {
         const auto disk = rig.journal->read().settings;
-        EXPECT_TRUE(std::any_of(disk.begin(), disk.end(), [&](const SavedSetting& s) { return s.name == name; }))
-            << name;
+        EXPECT_TRUE(std::any_of(disk.begin(), disk.end(), [&](const SavedSetting& s) { return s.name == name; })) << name;
         ++checked;
     };
     rig.settings->applyToMachine(lockingProfile());
@@ -177,7 +165,6 @@ TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
 
 // Windows ends the session while a profile is being applied: the printer's
 // broadcast lets the end's messages in, and the closing routine runs there.
-// What is left of the applying changes nothing.
 TEST(MachineProfile, ASessionEndedHalfwayThroughApplyingLeavesTheMachineGivenBack) {
     Rig rig;
     rig.settings->rememberSettings();
@@ -193,9 +180,6 @@ TEST(MachineProfile, ASessionEndedHalfwayThroughApplyingLeavesTheMachineGivenBac
     ASSERT_TRUE(ended);
     rig.expectAsBefore();
     EXPECT_EQ(rig.log.entries.back(), "restart shell") << "the shell is not locked again";
-    rig.newRun();
-    rig.settings->rememberSettings();
-    rig.expectAsBefore();
 }
 
 TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {
@@ -210,6 +194,21 @@ TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) 
     EXPECT_EQ(HomePageFirefox(rig.profileFolder), "http://ff-own/");
     EXPECT_EQ(rig.printers.device, "Old,olddrv,LPT1:");
     EXPECT_EQ(rig.log.entries, std::vector<std::string>{"lock 01"});
+
+    // The slideshow is stopped only when there is one; Firefox's session goes at start.
+    rig.log.entries.clear();
+    rig.settings->disableDesktopSlideshow();
+    EXPECT_TRUE(rig.log.entries.empty());
+    rig.files.files["C:\\U\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini"] = "x";
+    rig.settings->disableDesktopSlideshow();
+    EXPECT_TRUE(rig.files.files.empty());
+    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
+    const std::string session = rig.profileFolder + platform::pathSeparator() + "sessionstore.js";
+    rig.files.files[session] = "{}";
+    rig.settings->disableFirefoxCloseTabsWarning();
+    EXPECT_NE(readWholeFile(rig.profileFolder + "/prefs.js")->find("browser.sessionstore.resume_from_crash\",false"),
+              std::string::npos);
+    EXPECT_EQ(rig.files.files.count(session), 0u);
 }
 
 TEST(MachineProfile, DefaultBrowserIsToldBySubstringInItsOrder) {
@@ -233,30 +232,25 @@ TEST(MachineProfile, DefaultBrowserIsToldBySubstringInItsOrder) {
 }
 
 TEST(MachineProfile, TheOneShotTimerClosesTheBrowsersThenOpensTheHomePage) {
-    struct Case {
-        const char* page;
-        bool fullScreen;
-        std::vector<std::string> expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, bool, std::vector<std::string>> cases[] = {
         {"avvia.exe ", false, {"run avvia.exe style 2", "lock 00"}},
         {"http://home/", false, {"open http://school/ in C:\\ style 1", "lock 00"}},
         {"http://home/", true,
          {"run C:\\PF\\internet explorer\\iexplore -k http://home/ style 4",
           "run \\internet explorer\\iexplore -k http://home/ style 4", "full screen", "lock 00"}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [page, fullScreen, after] : cases) {
         Rig rig;
         for (const char* name : {"chrome.exe", "iexplorer.exe", "iexplore.exe"}) rig.processes.start(name);
         rig.processes.start("firefox.exe", 1);
         ProfileSwitches p;
-        p.homePage = c.page;
-        p.fullScreen = c.fullScreen;
+        p.homePage = page;
+        p.fullScreen = fullScreen;
         rig.settings->tickLaunchHomePage(p);
         std::vector<std::string> expected = {"kill iexplorer.exe", "kill iexplore.exe", "kill chrome.exe",
                                              "kill firefox.exe", "kill firefox.exe"};
-        expected.insert(expected.end(), c.expected.begin(), c.expected.end());
-        EXPECT_EQ(rig.log.entries, expected) << c.page;
+        expected.insert(expected.end(), after.begin(), after.end());
+        EXPECT_EQ(rig.log.entries, expected) << page;
     }
 }
 
@@ -275,97 +269,49 @@ TEST(MachineProfile, WindowsVersionDecidesEmulationAndShellRestart) {
     }
 }
 
-TEST(MachineProfile, TheSlideshowIsStoppedOnlyWhenThereIsOne) {
-    Rig rig;
-    rig.settings->disableDesktopSlideshow();
-    EXPECT_TRUE(rig.log.entries.empty());
-    rig.files.files["C:\\U\\AppData\\Roaming\\Microsoft\\Windows\\Themes\\slideshow.ini"] = "x";
-    rig.settings->disableDesktopSlideshow();
-    EXPECT_TRUE(rig.files.files.empty());
-    EXPECT_EQ(rig.log.entries, std::vector<std::string>{"restart shell"});
-}
-
-// Session restore goes off at start, and the session it would restore goes with it.
-TEST(MachineProfile, FirefoxRestoresNoSessionAfterTheStart) {
-    Rig rig;
-    const std::string session = rig.profileFolder + platform::pathSeparator() + "sessionstore.js";
-    rig.files.files[session] = "{\"windows\":[]}";
-    rig.settings->rememberSettings();
-    rig.settings->disableFirefoxCloseTabsWarning();
-    EXPECT_NE(readWholeFile(rig.profileFolder + "/prefs.js")->find("browser.sessionstore.resume_from_crash\",false"),
-              std::string::npos);
-    EXPECT_EQ(rig.files.files.count(session), 0u);
-}
-
-// The run's own values go back: when a shorter list follows, and at the end.
-// (A forced end, and the real registry, are the end-to-end test's.)
-TEST(MachineProfile, BrowserPoliciesOfAnEarlierListGoBackWhenTheNextDoesNotWantThem) {
-    Rig rig;
-    const std::string block = std::string(kChromePolicies) + "\\URLBlocklist";
-    rig.registry.inner.writeString(RegRoot::CurrentUser, block, "4", "own.it");
-    rig.settings->rememberSettings();
-    rig.settings->siteListInForce(PolicySites{{".a.it", ".b.it", ".c.it"}, false});
-    EXPECT_EQ(rig.value(block.c_str(), "4"), "chrome://extensions");
-    const auto journaled = rig.journal->read().settings;
-    EXPECT_EQ(std::count_if(journaled.begin(), journaled.end(),
-                            [](const SavedSetting& s) { return s.kind == SavedSetting::Kind::Registry; }),
-              static_cast<std::ptrdiff_t>(translatePolicies({{".a.it", ".b.it", ".c.it"}}).values.size()));
-    rig.settings->siteListInForce(PolicySites{{".d.it"}, false});
-    EXPECT_EQ(rig.value(block.c_str(), "1"), "d.it");
-    EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
-    EXPECT_EQ(rig.value(block.c_str(), "5"), std::nullopt);
-    rig.settings->siteListInForce(std::nullopt);
-    rig.settings->restoreSettings();
-    EXPECT_EQ(rig.value(block.c_str(), "1"), std::nullopt);
-    EXPECT_EQ(rig.value(kChromePolicies, "IncognitoModeAvailability"), std::nullopt);
-    EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
-    EXPECT_FALSE(platform::realFileSystem().fileExists(rig.journalPath));
-}
-
-// The policy keys the program created go once their values are given back,
-// deepest first; a key that was there before, or that holds someone else's
-// value, stays.
-TEST(MachineProfile, CreatedPolicyKeysGoAndOthersStay) {
-    enum class End { Orderly, ForcedThenNextStart };
-    const std::string google = "Software\\Policies\\Google", chrome = kChromePolicies, firefox = kFirefoxPolicies;
-    const std::string mozilla = "Software\\Policies\\Mozilla", edge = kEdgePolicies;
+// The run's own browser policies go back when a shorter list follows, and
+// at the end; the keys it created go once empty, deepest first, and a key
+// that was there before or holds someone else's value stays.
+TEST(MachineProfile, BrowserPoliciesGoBackAndOnlyTheKeysTheProgramCreatedGo) {
+    const std::string chrome = kChromePolicies, block = chrome + "\\URLBlocklist", google = "Software\\Policies\\Google";
+    const std::string firefox = kFirefoxPolicies, mozilla = "Software\\Policies\\Mozilla", edge = kEdgePolicies;
     const std::string microsoft = "Software\\Policies\\Microsoft", filter = firefox + "\\WebsiteFilter";
-    struct Case {
-        const char* name;
-        End end;
-        std::string emptyBefore;  // a key there before, holding nothing
+    const struct {
+        bool forced;               // ended by force, given back at the next start
         std::string foreignAfter;  // a key another program writes in while the list is in force
-        std::vector<std::string> kept;
-        std::vector<std::string> gone;
-    };
-    const std::vector<Case> cases = {
-        {"orderly end", End::Orderly, "", "", {microsoft + "\\Windows", microsoft},
-         {chrome + "\\URLBlocklist", chrome, google, edge + "\\URLBlocklist", edge, filter, firefox, mozilla}},
-        {"forced end", End::ForcedThenNextStart, "", "", {microsoft}, {chrome + "\\URLBlocklist", google, edge, mozilla}},
-        {"empty key from before", End::Orderly, chrome, "", {chrome}, {chrome + "\\URLBlocklist", mozilla, edge}},
-        {"foreign value", End::ForcedThenNextStart, "", filter, {filter, firefox, mozilla},
-         {filter + "\\Block", firefox + "\\DNSOverHTTPS", google, edge}},
+        std::vector<std::string> kept, gone;
+    } cases[] = {
+        {false, "", {block, google, microsoft + "\\Windows"}, {edge + "\\URLBlocklist", edge, filter, firefox, mozilla}},
+        {true, filter, {block, filter, firefox, mozilla}, {filter + "\\Block", firefox + "\\DNSOverHTTPS", edge}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.forced);
         Rig rig;
         rig.registry.inner.writeDword(RegRoot::CurrentUser, microsoft + "\\Windows", "Own", 1);
-        if (!c.emptyBefore.empty()) {
-            rig.registry.inner.writeDword(RegRoot::CurrentUser, c.emptyBefore, "Gone", 1);
-            rig.registry.inner.deleteValue(RegRoot::CurrentUser, c.emptyBefore, "Gone");
-        }
+        rig.registry.inner.writeString(RegRoot::CurrentUser, block, "4", "own.it");
         rig.settings->rememberSettings();
-        rig.settings->siteListInForce(PolicySites{{".a.it"}, false});
-        ASSERT_TRUE(rig.registry.inner.keyExists(RegRoot::CurrentUser, chrome + "\\URLBlocklist"));
+        rig.settings->siteListInForce(PolicySites{{".a.it", ".b.it", ".c.it"}, false});
+        EXPECT_EQ(rig.value(block.c_str(), "4"), "chrome://extensions");
+        const auto journaled = rig.journal->read().settings;
+        EXPECT_EQ(std::count_if(journaled.begin(), journaled.end(),
+                                [](const SavedSetting& s) { return s.kind == SavedSetting::Kind::Registry; }),
+                  static_cast<std::ptrdiff_t>(translatePolicies({{".a.it", ".b.it", ".c.it"}}).values.size()));
+        rig.settings->siteListInForce(PolicySites{{".d.it"}, false});
+        EXPECT_EQ(rig.value(block.c_str(), "1"), "d.it");
+        EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
+        EXPECT_EQ(rig.value(block.c_str(), "5"), std::nullopt);
         if (!c.foreignAfter.empty()) rig.registry.inner.writeString(RegRoot::CurrentUser, c.foreignAfter, "Other", "x");
         rig.registry.deletions.clear();
-        if (c.end == End::Orderly) {
-            rig.settings->siteListInForce(std::nullopt);
-            rig.settings->restoreSettings();
-        } else {
+        if (c.forced) {
             rig.newRun();
             rig.settings->rememberSettings();
+        } else {
+            rig.settings->siteListInForce(std::nullopt);
+            rig.settings->restoreSettings();
         }
+        EXPECT_EQ(rig.value(block.c_str(), "1"), std::nullopt);
+        EXPECT_EQ(rig.value(block.c_str(), "4"), "own.it");
+        EXPECT_EQ(rig.value(kChromePolicies, "IncognitoModeAvailability"), std::nullopt);
         for (const auto& key : c.kept) EXPECT_TRUE(rig.registry.inner.keyExists(RegRoot::CurrentUser, key)) << key;
         for (const auto& key : c.gone) EXPECT_FALSE(rig.registry.inner.keyExists(RegRoot::CurrentUser, key)) << key;
         if (!c.foreignAfter.empty()) {
@@ -375,13 +321,11 @@ TEST(MachineProfile, CreatedPolicyKeysGoAndOthersStay) {
 
         // Every value before any key, and no key before one below it.
         const auto& d = rig.registry.deletions;
-        const auto firstKey = std::find_if(d.begin(), d.end(), [](const std::string& e) { return e.rfind("key ", 0) == 0; });
+        const auto firstKey = std::find_if(d.begin(), d.end(), [](const std::string& e) { return e.starts_with("key "); });
         ASSERT_NE(firstKey, d.end());
         for (auto i = firstKey; i != d.end(); ++i) {
-            ASSERT_EQ(i->rfind("key ", 0), 0u) << *i << " after a key";
-            for (auto later = i + 1; later != d.end(); ++later) {
-                EXPECT_NE(later->rfind(*i + "\\", 0), 0u) << *later << " after " << *i;
-            }
+            ASSERT_TRUE(i->starts_with("key ")) << *i << " after a key";
+            for (auto later = i + 1; later != d.end(); ++later) EXPECT_FALSE(later->starts_with(*i + "\\")) << *later;
         }
     }
 }

@@ -60,18 +60,6 @@ TEST_F(TraceFile, OneLinePerFailureWithTimePlaceAndTheSystemsTextOnlyOnceAFolder
         << "the ring keeps the text as it was";
 }
 
-TEST_F(TraceFile, RotatesAtTheBoundKeepingThreeGenerations) {
-    setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
-    recordFailure("rotation", "n0");
-    boundAtTwoLines();
-    for (int i = 1; i < 10; ++i) recordFailure("rotation", "n" + std::to_string(i));
-
-    EXPECT_EQ(subjects("ombrix-trace.txt.2"), "n4n5");
-    EXPECT_EQ(subjects("ombrix-trace.txt.1"), "n6n7");
-    EXPECT_EQ(subjects("ombrix-trace.txt"), "n8n9");
-    EXPECT_FALSE(fs::exists(dir.path() / "ombrix-trace.txt.3"));
-}
-
 // Another process rotated the file while this one waited for the lock.
 fs::path racedFile;
 void afterAnotherRotation(void (*work)(void*), void* context) noexcept {
@@ -79,25 +67,30 @@ void afterAnotherRotation(void (*work)(void*), void* context) noexcept {
     work(context);
 }
 
-TEST_F(TraceFile, RotatesOnceWhenAnotherProcessRotatedFirstAndNeverOutgrowsItsBound) {
+// Three generations are kept; a rotation another process made first is not
+// made again, and a file that cannot be rotated takes no more lines.
+TEST_F(TraceFile, RotatesAtTheBoundOnceAndNeverOutgrowsIt) {
     setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
     recordFailure("rotation", "n0");
     boundAtTwoLines();
-    recordFailure("rotation", "n1");
+    for (int i = 1; i < 10; ++i) recordFailure("rotation", "n" + std::to_string(i));
+    EXPECT_EQ(subjects("ombrix-trace.txt.2") + subjects("ombrix-trace.txt.1") + subjects("ombrix-trace.txt"), "n4n5n6n7n8n9");
+    EXPECT_FALSE(fs::exists(dir.path() / "ombrix-trace.txt.3"));
+
+    fs::remove(dir.path() / "ombrix-trace.txt.1");  // the other process's rename replaces nothing
     racedFile = dir.path() / "ombrix-trace.txt";
     TraceSystem racing = library;
     racing.oneRotationAtATime = &afterAnotherRotation;
     setTraceSystem(racing);
-    recordFailure("rotation", "n2");
-    EXPECT_EQ(subjects("ombrix-trace.txt.1"), "n0n1");
-    EXPECT_EQ(subjects("ombrix-trace.txt"), "n2");
-    EXPECT_FALSE(fs::exists(dir.path() / "ombrix-trace.txt.2"));
+    recordFailure("rotation", "m0");
+    EXPECT_EQ(subjects("ombrix-trace.txt.2") + "|" + subjects("ombrix-trace.txt.1") + "|" + subjects("ombrix-trace.txt"),
+              "n4n5|n8n9|m0");
 
     TraceSystem stuck = library;
     stuck.move = [](const fs::path&, const fs::path&) noexcept { return false; };
     setTraceSystem(stuck);
-    for (int i = 3; i < 6; ++i) recordFailure("rotation", "n" + std::to_string(i));
-    EXPECT_EQ(subjects("ombrix-trace.txt"), "n2n3") << "a file that cannot be rotated takes no more lines";
+    for (const char* subject : {"m1", "m2", "m3"}) recordFailure("rotation", subject);
+    EXPECT_EQ(subjects("ombrix-trace.txt"), "m0m1") << "a file that cannot be rotated takes no more lines";
 }
 
 TEST_F(TraceFile, AFolderThatCannotBeWrittenStopsNothing) {
