@@ -28,7 +28,7 @@ void expectCurrent(Database& db) {
                                                                    "NoStampa"}));
     EXPECT_EQ(columnsOf(db, "LogSiti"), (std::vector<std::string>{"DataOra", "URL"}));
     EXPECT_EQ(columnsOf(db, "Fasce").size(), 10u);
-    EXPECT_TRUE(tableExists(db, "ImportGestito"));
+    EXPECT_TRUE(tableExists(db, "ImportGestito") && columnExists(db, "Gestito", "Profili"));
     EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 255);
 }
 

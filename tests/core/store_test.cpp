@@ -19,6 +19,7 @@ TEST_F(StoreTest, ReadFieldReadsTheFirstMatchingRowOrNothing) {
     EXPECT_TRUE(ReadField(db, "Fasce", "Fascia1Dalle").isNull());
     EXPECT_TRUE(ReadField(db, "Nope", "Profilo").isEmpty());
     EXPECT_TRUE(ReadField(db, "Profili; DROP TABLE Profili", "Profilo").isEmpty());
+    EXPECT_FALSE(Database().exec("CREATE TABLE t (x);")) << "a closed store writes nothing";
 }
 
 TEST_F(StoreTest, UpdateFieldUpdatesButNeverInserts) {
