@@ -51,6 +51,13 @@ TEST_F(PolicyController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWithout
     controller.onProfileChosen("Mattina");
     EXPECT_EQ(controller.profileInUse(), 3) << "the combo cannot change the policy's profile";
     EXPECT_EQ(stored("IDProfiloInUso"), "2") << "the PC's own choice stays in the store";
+    // What another process commits is followed, except where the policy speaks.
+    sql("UPDATE Opzioni SET IDProfiloInUso = 1, LogSiti = 0, TastieraVirtuale = -1;");
+    controller.tickStoreChanges();
+    EXPECT_EQ(controller.profileInUse(), 3);
+    EXPECT_TRUE(controller.logSwitch());
+    EXPECT_TRUE(view.keyboardChecked);
+    sql("UPDATE Opzioni SET IDProfiloInUso = 2;");
 
     set(policy::kProfileInUse, "Sera");
     journal.entries.clear();
@@ -70,16 +77,6 @@ TEST_F(PolicyController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWithout
     EXPECT_EQ(journal.find("load sites 2"), -1) << "an unchanged key changes nothing";
 }
 
-// What another process commits is followed, except where the policy speaks.
-TEST_F(PolicyController, AnotherProcesssCommitLeavesWhatThePolicySets) {
-    set(policy::kProfileInUse, "Pomeriggio");
-    controller.startUp();
-    sql("UPDATE Opzioni SET IDProfiloInUso = 1, LogSiti = -1;");
-    controller.tickStoreChanges();
-    EXPECT_EQ(controller.profileInUse(), 3);
-    EXPECT_TRUE(controller.logSwitch());
-}
-
 TEST_F(PolicyController, ThePolicysSlotsChooseAndAnUnknownSlotProfileBlocks) {
     for (const auto& [name, value] : {std::pair{policy::kTimeSlots, "1"}, {policy::kSlot1From, "08:00"},
                                       {policy::kSlot1To, "10:00"}, {policy::kSlot1Profile, "Pomeriggio"},
@@ -96,34 +93,28 @@ TEST_F(PolicyController, ThePolicysSlotsChooseAndAnUnknownSlotProfileBlocks) {
     }
 }
 
+// A password the policy sets is the only one, and chosen: a pupil's session
+// on a PC whose store has none yet is not left waiting for an administrator.
 TEST_F(PolicyController, ThePolicysPasswordIsTheOnlyOneAndCannotBeChangedHere) {
+    sql("UPDATE Opzioni SET PasswordAdmin = '';");
     set(policy::kAdminPasswordHash, core::hashPassword("Preside").value());
     controller.startUp();
+    EXPECT_FALSE(controller.storeLost());
     EXPECT_FALSE(controller.login("Locale"));
     EXPECT_TRUE(controller.login("Preside"));
     EXPECT_FALSE(controller.savePassword("Nuova", "Nuova"));
     ASSERT_EQ(dialogs.shown.size(), 1u);
     EXPECT_EQ(dialogs.shown[0].messageId, msg::PasswordManaged);
-    EXPECT_TRUE(core::passwordMatches(stored("PasswordAdmin"), "Locale"));
+    EXPECT_EQ(stored("PasswordAdmin"), "");
 
     // An unusable hash leaves the PC's password in force, still not to be changed here.
     controller.lock();
+    sql("UPDATE Opzioni SET PasswordAdmin = '" + core::hashPassword("Locale").value() + "';");
     set(policy::kAdminPasswordHash, "Preside");
     controller.policyChanged();
     EXPECT_FALSE(controller.login("Preside"));
     EXPECT_TRUE(controller.login("Locale"));
     EXPECT_FALSE(controller.savePassword("Nuova", "Nuova"));
-}
-
-// A password the policy sets is chosen: a pupil's session on a PC whose
-// store has none yet is not left waiting for an administrator.
-TEST_F(PolicyController, ThePolicysPasswordIsChosenForAStandardSession) {
-    sql("UPDATE Opzioni SET PasswordAdmin = '';");
-    system.isElevated = false;
-    set(policy::kAdminPasswordHash, core::hashPassword("Preside").value());
-    controller.startUp();
-    EXPECT_FALSE(controller.storeLost());
-    EXPECT_TRUE(controller.login("Preside"));
 }
 
 }  // namespace
