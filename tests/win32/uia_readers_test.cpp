@@ -40,6 +40,7 @@ constexpr std::array<SlotFn, sizeof...(N)> slotTable(std::integer_sequence<int, 
     return {&slot<N>...};
 }
 const auto kSlots = slotTable(std::make_integer_sequence<int, 64>{});
+
 template <typename Interface, typename Call>
 int slotOf(Call call) {
     struct {
@@ -65,14 +66,13 @@ TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
     EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationElement, __uuidof(::IUIAutomationElement)));
     EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationCondition, __uuidof(::IUIAutomationCondition)));
     EXPECT_TRUE(IsEqualGUID(uia::kClsidCUIAutomation, __uuidof(::CUIAutomation)));
-    const std::pair<int, int> ids[] = {{uia::kScopeDescendants, TreeScope_Descendants},
-                                       {uia::kControlTypeProperty, UIA_ControlTypePropertyId},
-                                       {uia::kHasKeyboardFocusProperty, UIA_HasKeyboardFocusPropertyId},
-                                       {uia::kLegacyNameProperty, UIA_LegacyIAccessibleNamePropertyId},
-                                       {uia::kLegacyValueProperty, UIA_LegacyIAccessibleValuePropertyId},
-                                       {uia::kLegacyHelpProperty, UIA_LegacyIAccessibleHelpPropertyId},
-                                       {uia::kEditControlType, UIA_EditControlTypeId}};
-    for (const auto& [ours, wines] : ids) EXPECT_EQ(ours, wines);
+    EXPECT_EQ(uia::kScopeDescendants, static_cast<int>(TreeScope_Descendants));
+    EXPECT_EQ(uia::kControlTypeProperty, UIA_ControlTypePropertyId);
+    EXPECT_EQ(uia::kHasKeyboardFocusProperty, UIA_HasKeyboardFocusPropertyId);
+    EXPECT_EQ(uia::kLegacyNameProperty, UIA_LegacyIAccessibleNamePropertyId);
+    EXPECT_EQ(uia::kLegacyValueProperty, UIA_LegacyIAccessibleValuePropertyId);
+    EXPECT_EQ(uia::kLegacyHelpProperty, UIA_LegacyIAccessibleHelpPropertyId);
+    EXPECT_EQ(uia::kEditControlType, UIA_EditControlTypeId);
 }
 #endif
 
