@@ -300,10 +300,10 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     // The edit's name is its accessible object's: a visible label before it
     // would be found by that name in the edit's place.
     g.edit = CreateWindowExW(WS_EX_CLIENTEDGE, L"EDIT", L"", WS_CHILD | WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL, 10, 12,
-                             600, 24, g.main, nullptr, instance, nullptr);
+                             600, 24, g.main, reinterpret_cast<HMENU>(101), instance, nullptr);  // tests find it by 101
     g.page = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 10, 50, 490, 24, g.main, nullptr, instance, nullptr);
     g.button = CreateWindowExW(0, L"BUTTON", L"Pagina", WS_CHILD | WS_VISIBLE | WS_TABSTOP, 510, 46, 100, 28, g.main,
-                               nullptr, instance, nullptr);
+                               reinterpret_cast<HMENU>(102), instance, nullptr);
     for (HWND w : {g.edit, g.page, g.button}) {
         SendMessageW(w, WM_SETFONT, reinterpret_cast<WPARAM>(GetStockObject(DEFAULT_GUI_FONT)), TRUE);
     }
