@@ -1,8 +1,8 @@
 #pragma once
-// Starting and driving tests/win32/tools/browser_standin from a test: a copy
-// named like the browser (chrome.exe, msedge.exe, firefox.exe) in a folder of
-// its own, commands by WM_COPYDATA, and the file where it records the
-// addresses it was asked to open and the Ctrl+W presses.
+// tests/win32/tools/browser_standin driven from a test: a copy named like the
+// browser (chrome.exe, msedge.exe, firefox.exe) in a folder of its own,
+// commands by WM_COPYDATA, and its record of the addresses it was asked to
+// open and the Ctrl+W presses.
 
 #include <windows.h>
 
@@ -20,19 +20,16 @@ namespace ombrix::test {
 
 class StandinBrowser {
 public:
-    // Copies the stand-in as `image` into a fresh folder and starts it with
-    // `arguments` (already quoted as needed); false from started() when it
-    // did not show its window.
-    // `program`: which stand-in is copied (brave_standin.exe has a version resource).
+    // Copies `program` (brave_standin.exe has a version resource) as `image`
+    // into a fresh folder and starts it with `arguments`, already quoted;
+    // started() is false when it showed no window.
     explicit StandinBrowser(const std::string& image, const std::string& arguments = {},
                             const std::string& program = "browser_standin.exe") {
         static std::atomic<int> counter{0};
         folder_ = std::filesystem::temp_directory_path() /
                   ("ombrix-standin-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
         exe_ = copyProgram(program, pathToUtf8(folder_ / pathFromUtf8(image)));
-        process_ = std::make_unique<StartedProgram>(
-            test::quoted(exe_) + (arguments.empty() ? "" : " " + arguments), folder_);
-        // The visible window of its own process.
+        process_ = std::make_unique<StartedProgram>(test::quoted(exe_) + (arguments.empty() ? "" : " " + arguments), folder_);
         waitFor([&] {
             for (HWND w : process_->windows()) {
                 if (window_ == nullptr && IsWindowVisible(w)) window_ = w;
@@ -41,10 +38,7 @@ public:
         });
     }
     ~StandinBrowser() {
-        if (process_->running()) {
-            send("quit");
-            (void)process_->waitForExit(std::chrono::seconds(5));
-        }
+        if (process_->running() && send("quit")) (void)process_->waitForExit(std::chrono::seconds(5));
         process_.reset();
         std::error_code ignored;
         std::filesystem::remove_all(folder_, ignored);
@@ -54,25 +48,19 @@ public:
 
     [[nodiscard]] bool started() const { return window_ != nullptr; }
     [[nodiscard]] HWND window() const { return window_; }
-
-    // Runs command lines in the stand-in; true when it knew them all. They
-    // have been carried out when this returns.
+    // Runs command lines in the stand-in, carried out on return; true when it knew them all.
     bool send(const std::string& commands) const {
-        if (window_ == nullptr) return false;
         std::string bytes = commands;
         COPYDATASTRUCT data{1, static_cast<DWORD>(bytes.size()), bytes.data()};
         DWORD_PTR result = 0;
-        return SendMessageTimeoutW(window_, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data), SMTO_ABORTIFHUNG, 5000,
+        return window_ != nullptr &&
+               SendMessageTimeoutW(window_, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data), SMTO_ABORTIFHUNG, 5000,
                                    &result) != 0 &&
                result != 0;
     }
-
     [[nodiscard]] std::vector<std::string> record() const { return logLines(exe_ + ".record"); }
     [[nodiscard]] bool recorded(const std::string& line) const {
-        return waitFor([&] {
-            const auto lines = record();
-            return std::find(lines.begin(), lines.end(), line) != lines.end();
-        });
+        return waitFor([&] { return std::ranges::count(record(), line) > 0; });
     }
     [[nodiscard]] bool waitForExit(std::chrono::milliseconds patience = kPatience) const {
         return process_->waitForExit(patience).has_value();

@@ -17,38 +17,26 @@ TEST(DialogTranslation, CaptionsReachLabelsAndButtonsNeverTextOrComboBoxes) {
                     "[frmProva]\r\nfrmProva.Caption=Prova\r\nlblPass.Caption=Parola d'ordine\r\n"
                     "txtPass.Caption=intruso\r\ncmbProfili.Caption=intruso\r\ncmdSalva.Caption=Salva\r\n");
     Language language(dir.path().string(), '\\');
-
-    HWND form = CreateWindowExW(0, L"STATIC", L"Modulo", WS_POPUP, 0, 0, 300, 200, nullptr, nullptr, nullptr, nullptr);
-    ASSERT_NE(form, nullptr);
-    struct Child {
+    const UniqueWindow form(
+        CreateWindowExW(0, L"STATIC", L"Modulo", WS_POPUP, 0, 0, 300, 200, nullptr, nullptr, nullptr, nullptr));
+    const struct {
         const wchar_t* cls;
-        int id;
         const char* name;
-        const char* expected;  // nullptr: as it was
-    };
-    const Child children[] = {{L"STATIC", 10, "lblPass", "Parola d'ordine"},
-                              {L"EDIT", 11, "txtPass", nullptr},
-                              {L"COMBOBOX", 12, "cmbProfili", nullptr},
-                              {L"BUTTON", 13, "cmdSalva", "Salva"}};
+        const char* expected;
+    } children[] = {{L"STATIC", "lblPass", "Parola d'ordine"},
+                    {L"EDIT", "txtPass", "digitata"},
+                    {L"COMBOBOX", "cmbProfili", "digitata"},
+                    {L"BUTTON", "cmdSalva", "Salva"}};
     std::vector<NamedControl> named;
-    for (const auto& c : children) {
-        CreateWindowExW(0, c.cls, L"digitata", WS_CHILD | (c.id == 12 ? CBS_DROPDOWN : 0), 0, 0, 100, 20, form,
-                        reinterpret_cast<HMENU>(static_cast<INT_PTR>(c.id)), nullptr, nullptr);
-        named.push_back({c.id, c.name});
+    for (int id = 0; id < 4; ++id) {
+        HWND child = CreateWindowExW(0, children[id].cls, L"", WS_CHILD | (id == 2 ? CBS_DROPDOWN : 0), 0, 0, 100, 20,
+                                     form.get(), reinterpret_cast<HMENU>(static_cast<INT_PTR>(10 + id)), nullptr, nullptr);
+        SetWindowTextW(child, L"digitata");
+        named.push_back({10 + id, children[id].name});
     }
-    SetDlgItemTextW(form, 12, L"digitata");
-    std::vector<std::string> before;
-    for (const auto& c : children) before.push_back(windowText(GetDlgItem(form, c.id)));
-    {
-        DialogTranslation translation(form, "frmProva", named);
-        translation.apply(language);
-        EXPECT_EQ(windowText(form), "Prova");
-        for (std::size_t i = 0; i < std::size(children); ++i) {
-            const auto& c = children[i];
-            EXPECT_EQ(windowText(GetDlgItem(form, c.id)), c.expected ? c.expected : before[i]) << c.name;
-        }
-    }
-    DestroyWindow(form);
+    DialogTranslation(form.get(), "frmProva", named).apply(language);
+    EXPECT_EQ(windowText(form.get()), "Prova");
+    for (int id = 0; id < 4; ++id) EXPECT_EQ(windowText(GetDlgItem(form.get(), 10 + id)), children[id].expected) << id;
 }
 
 }  // namespace

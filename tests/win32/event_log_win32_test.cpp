@@ -33,14 +33,12 @@ TEST(EventLogWin32, EachReportIsACallWithItsTypeIdentifierUserAndStrings) {
     const std::unique_ptr<platform::EventLog> log = makeEventLog();
     for (const auto& c : cases) ASSERT_TRUE(log->report(c.level, c.id, c.strings));
     for (const auto& c : cases) {
-        // Wine doubles a backslash as it writes.
-        std::vector<std::string> traced;
+        std::vector<std::string> traced;  // Wine doubles a backslash as it writes
         for (const auto& s : c.strings) traced.push_back(replaceAll(s, "\\", "\\\\"));
         EXPECT_TRUE(test::waitFor([&] {
-            for (const auto& e : test::tracedEvents()) {
-                if (e.type == c.type && e.id == c.id && e.user && e.strings == traced) return true;
-            }
-            return false;
+            return std::ranges::any_of(test::tracedEvents(), [&](const test::TracedEvent& e) {
+                return e.type == c.type && e.id == c.id && e.user && e.strings == traced;
+            });
         })) << c.id << " not traced as written";
     }
 }
@@ -48,13 +46,12 @@ TEST(EventLogWin32, EachReportIsACallWithItsTypeIdentifierUserAndStrings) {
 // The source's message file is ombrix.exe: each event's text is there in
 // both languages, with the event's own strings and no other.
 TEST(EventLogWin32, OmbrixExeHoldsEveryEventsTextInBothLanguages) {
-    const std::wstring exe = toWide(test::builtProgram("ombrix.exe"));
-    HMODULE module = LoadLibraryExW(exe.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    HMODULE module = LoadLibraryExW(toWide(test::builtProgram("ombrix.exe")).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     ASSERT_NE(module, nullptr);
     const auto text = [&](std::uint32_t id, WORD language, std::vector<std::wstring> s) {
         s.resize(4);
-        DWORD_PTR args[] = {reinterpret_cast<DWORD_PTR>(s[0].c_str()), reinterpret_cast<DWORD_PTR>(s[1].c_str()),
-                            reinterpret_cast<DWORD_PTR>(s[2].c_str()), reinterpret_cast<DWORD_PTR>(s[3].c_str())};
+        DWORD_PTR args[4];
+        for (int i = 0; i < 4; ++i) args[i] = reinterpret_cast<DWORD_PTR>(s[i].c_str());
         wchar_t* buffer = nullptr;
         const DWORD n = FormatMessageW(
             FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, id,
@@ -69,8 +66,8 @@ TEST(EventLogWin32, OmbrixExeHoldsEveryEventsTextInBothLanguages) {
             const std::wstring shown = text(id, language, {L"<1>", L"<2>", L"<3>", L"<4>"});
             EXPECT_NE(shown, L"") << id << " " << language;
             for (std::size_t n = 1; n <= 4; ++n) {
-                const bool used = shown.find(L"<" + std::to_wstring(n) + L">") != std::wstring::npos;
-                EXPECT_EQ(used, n <= kind.strings) << id << " " << language << " %" << n;
+                EXPECT_EQ(shown.find(L"<" + std::to_wstring(n) + L">") != std::wstring::npos, n <= kind.strings)
+                    << id << " " << language << " %" << n;
             }
         }
     }

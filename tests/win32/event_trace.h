@@ -1,9 +1,8 @@
 #pragma once
-// The events programs reported, read from Wine's debug output: ctest runs
-// the Win32 and end-to-end tests with it copied to the file that
-// OMBRIX_EVENT_TRACE names (with_event_trace.sh). Wine writes each
-// ReportEventW call as a line with its arguments, then a line per string,
-// all on the calling thread.
+// The events programs reported, read from Wine's debug output, which ctest
+// copies to the file OMBRIX_EVENT_TRACE names (with_event_trace.sh). Wine
+// writes each ReportEventW call as a line with its arguments, then a line per
+// string, all on the calling thread.
 
 #include <cstdlib>
 #include <map>
@@ -38,8 +37,8 @@ inline std::vector<TracedEvent> tracedEvents() {
             lastOfThread[thread] = events.size();
             events.push_back({std::stoul(field[1], nullptr, 16), std::stoul(field[3], nullptr, 16),
                               field[4].find_first_not_of('0') != std::string::npos, {}});
-        } else if (const auto text = line.find(":eventlog:ReportEventW L\""); text != std::string::npos &&
-                                                                              lastOfThread.count(thread)) {
+        } else if (const auto text = line.find(":eventlog:ReportEventW L\"");
+                   text != std::string::npos && lastOfThread.count(thread)) {
             events[lastOfThread[thread]].strings.push_back(line.substr(text + 25, line.rfind('"') - text - 25));
         }
     }

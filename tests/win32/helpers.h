@@ -1,8 +1,7 @@
 #pragma once
 // What the Windows tests share: waiting, programs they start (the window
-// recorder in tests/win32/tools/window_recorder writes what happens to its
-// window into a log file the test reads while it runs), registry values set
-// for one test, the tray and a window of the test's own.
+// recorder, tests/win32/tools/window_recorder, logs what happens to its
+// window to a file read while it runs), registry values set for one test.
 
 #include <windows.h>
 
@@ -17,18 +16,17 @@
 #include <thread>
 #include <vector>
 
+#include "platform/files.h"
 #include "platform/system.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
-#include "platform/files.h"
 
 namespace ombrix::test {
 
 // Long enough for a cold Wine start; only a failing test waits this long.
 inline constexpr auto kPatience = std::chrono::seconds(15);
 
-// Polls until `done` holds, letting this thread's messages run; false when
-// patience runs out.
+// Polls until `done` holds, running this thread's messages; false when patience runs out.
 template <typename Condition>
 bool waitFor(Condition done, std::chrono::milliseconds patience = kPatience) {
     const auto until = std::chrono::steady_clock::now() + patience;
@@ -40,7 +38,6 @@ bool waitFor(Condition done, std::chrono::milliseconds patience = kPatience) {
     }
     return true;
 }
-// Lets this thread's messages run for a while.
 inline void pause(std::chrono::milliseconds spell) { waitFor([] { return false; }, spell); }
 
 inline std::string quoted(const std::string& s) { return "\"" + s + "\""; }
@@ -81,10 +78,9 @@ public:
     StartedProgram(StartedProgram&&) = default;
     StartedProgram& operator=(StartedProgram&&) = default;
     ~StartedProgram() {
-        if (running()) {
-            TerminateProcess(process_.get(), 1);
-            WaitForSingleObject(process_.get(), 5000);
-        }
+        if (!running()) return;
+        TerminateProcess(process_.get(), 1);
+        WaitForSingleObject(process_.get(), 5000);
     }
 
     [[nodiscard]] bool started() const { return static_cast<bool>(process_); }
@@ -114,9 +110,9 @@ private:
     DWORD id_ = 0;
 };
 
-// The whole screen as NAME.png in the folder OMBRIX_SCREENSHOTS names, when
-// it names one. The host's import outlives the process Wine hands back: its
-// file is waited for.
+// The whole screen as NAME.png in the folder OMBRIX_SCREENSHOTS names, if
+// any. The host's import outlives the process Wine hands back: its file is
+// waited for.
 inline void screenshot(const std::string& name) {
     const char* folder = std::getenv("OMBRIX_SCREENSHOTS");
     if (!folder || !*folder) return;
@@ -129,11 +125,9 @@ inline void screenshot(const std::string& name) {
     (void)waitFor([&] { return std::filesystem::exists(file, ignored) && std::filesystem::file_size(file, ignored) > 0; });
 }
 
-// A program built beside the tests.
+// A program built beside the tests, or a copy of it under another name.
 inline std::string builtProgram(const std::string& exe) { return platform::realSystem().programFolder() + "\\" + exe; }
 inline std::string recorderPath() { return builtProgram("window_recorder.exe"); }
-
-// A built program copied under another name, as a stand-in for another program.
 inline std::string copyProgram(const std::string& exe, const std::string& target) {
     std::filesystem::create_directories(pathFromUtf8(target).parent_path());
     std::filesystem::copy_file(pathFromUtf8(builtProgram(exe)), pathFromUtf8(target),
@@ -145,8 +139,8 @@ inline std::string copyRecorder(const std::string& target) { return copyProgram(
 // The recorder (or a copy of it) with a log and a window title.
 inline StartedProgram startRecorder(const std::string& exe, const std::string& log, const std::string& title,
                                     const std::string& extra = {}) {
-    return StartedProgram(test::quoted(exe) + " --log " + test::quoted(log) + " --title " +
-                          test::quoted(title) + (extra.empty() ? "" : " " + extra));
+    return StartedProgram(test::quoted(exe) + " --log " + test::quoted(log) + " --title " + test::quoted(title) +
+                          (extra.empty() ? "" : " " + extra));
 }
 
 // The text after "<prefix> " of the first log line that starts so.
@@ -154,10 +148,9 @@ inline std::optional<std::string> waitForLine(const std::string& log, const std:
     std::optional<std::string> found;
     waitFor([&] {
         for (const auto& line : logLines(log)) {
-            if (line.rfind(prefix + " ", 0) == 0 || line == prefix) {
-                found = line.size() > prefix.size() ? line.substr(prefix.size() + 1) : std::string();
-                return true;
-            }
+            if (line.rfind(prefix + " ", 0) != 0 && line != prefix) continue;
+            found = line.size() > prefix.size() ? line.substr(prefix.size() + 1) : std::string();
+            return true;
         }
         return false;
     });
@@ -178,11 +171,8 @@ public:
         ok_ = write(value);
     }
     ~MachineDefaultValue() {
-        if (previous_) {
-            write(*previous_);
-        } else {
-            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr);
-        }
+        if (previous_) write(*previous_);
+        else RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr);
     }
     MachineDefaultValue(const MachineDefaultValue&) = delete;
     MachineDefaultValue& operator=(const MachineDefaultValue&) = delete;
@@ -212,29 +202,10 @@ inline bool trayIconPresent(HWND owner) {
 
 inline bool topmost(HWND w) { return (GetWindowLongW(w, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0; }
 
-// A plain top-level window of this thread.
-class OwnWindow {
-public:
-    explicit OwnWindow(const wchar_t* title, DWORD style = WS_OVERLAPPEDWINDOW | WS_VISIBLE) {
-        static const ATOM atom = [] {
-            WNDCLASSW wc{};
-            wc.lpfnWndProc = DefWindowProcW;
-            wc.hInstance = GetModuleHandleW(nullptr);
-            wc.lpszClassName = L"OmbrixTestOwnWindow";
-            return RegisterClassW(&wc);
-        }();
-        hwnd_ = CreateWindowExW(0, MAKEINTATOM(atom), title, style, 300, 200, 320, 160, nullptr, nullptr,
-                                GetModuleHandleW(nullptr), nullptr);
-    }
-    ~OwnWindow() {
-        if (IsWindow(hwnd_)) DestroyWindow(hwnd_);
-    }
-    OwnWindow(const OwnWindow&) = delete;
-    OwnWindow& operator=(const OwnWindow&) = delete;
-    [[nodiscard]] HWND get() const { return hwnd_; }
-
-private:
-    HWND hwnd_ = nullptr;
-};
+// A plain visible top-level window of this thread, destroyed with the object.
+inline win32::UniqueWindow ownWindow(const wchar_t* title) {
+    return win32::UniqueWindow(CreateWindowExW(0, L"STATIC", title, WS_OVERLAPPEDWINDOW | WS_VISIBLE, 300, 200, 320,
+                                               160, nullptr, nullptr, nullptr, nullptr));
+}
 
 }  // namespace ombrix::test

@@ -4,44 +4,37 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
+#include "fakes/fixtures.h"
 #include "machine/firefox_prefs.h"
 #include "machine/machine_profile.h"
 #include "platform/durable.h"
 #include "platform/files.h"
+#include "platform/win32/handles.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::core {
 namespace {
 
-// Another program holds the file open, sharing nothing, while it lives.
-struct HeldOpen {
-    explicit HeldOpen(const std::string& path)
-        : handle(CreateFileW(win32::toWide(path).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)) {}
-    ~HeldOpen() { CloseHandle(handle); }
-    HANDLE handle;
-};
-
 TEST(Win32MachineProfile, ALockedFileIsLeftAsItWas) {
-    const std::string folder = pathToUtf8(std::filesystem::temp_directory_path()) + "\\ombrix-locked-" +
-                               std::to_string(GetCurrentProcessId());
-    std::filesystem::create_directories(pathFromUtf8(folder));
-    const std::string prefs = folder + "\\prefs.js";
-    const std::string journal = folder + "\\" + kJournalFileName;
+    test::TempDir dir;
+    const std::string folder = pathToUtf8(dir.path()), prefs = dir.file("prefs.js"), journal = dir.file(kJournalFileName);
     ASSERT_TRUE(writeWholeFile(prefs, "user_pref(\"browser.startup.homepage\", \"http://own/\");\n"));
     ASSERT_TRUE(platform::systemDurableWriter().replace(journal, "old"));
     {
-        const HeldOpen a(prefs), b(journal);
-        ASSERT_NE(a.handle, INVALID_HANDLE_VALUE);
+        // Another program holds both open, sharing nothing.
+        const auto hold = [](const std::string& path) {
+            return win32::adoptInvalidOnFailure(
+                CreateFileW(win32::toWide(path).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        };
+        const auto a = hold(prefs), b = hold(journal);
+        ASSERT_TRUE(a && b);
         EXPECT_FALSE(setFirefoxHomePage(folder, "http://foreign.example/"));
         EXPECT_FALSE(platform::systemDurableWriter().replace(journal, "new"));
     }
     EXPECT_EQ(HomePageFirefox(folder), "http://own/");
     EXPECT_EQ(readWholeFile(journal), "old") << "the old journal stays whole";
     EXPECT_FALSE(platform::realFileSystem().fileExists(journal + ".new"));
-    std::filesystem::remove_all(pathFromUtf8(folder));
 }
 
 TEST(Win32MachineProfile, TheDefaultDeviceIsWrittenAndGivenBack) {

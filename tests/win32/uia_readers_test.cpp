@@ -1,7 +1,6 @@
 // The UI Automation side of the readers. Wine cannot create the automation
-// object, so the code is driven here through our own declarations by a fake
-// automation object. Built with -DOMBRIX_UIA_REFERENCE=ON, the declarations
-// themselves are compared slot by slot with Wine's.
+// object, so a fake one drives the code through our own declarations. Built
+// with -DOMBRIX_UIA_REFERENCE=ON, those are compared slot by slot with Wine's.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -77,45 +76,39 @@ TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
 }
 #endif
 
-// A fake automation object behind our declarations: a window's elements in
-// tree order, and conditions on a text or a number property, or on both.
+// A fake automation object: a window's elements in tree order, and
+// conditions on properties that must all hold.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #define OMBRIX_NOT_USED(n) \
     HRESULT STDMETHODCALLTYPE notUsed##n() override { return E_NOTIMPL; }
 
 template <typename Interface>
-class Counted : public Interface {
-public:
+struct Counted : Interface {
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
         *out = this;
         AddRef();
         return S_OK;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
     ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG n = --refs_;
+        const ULONG n = --refs;
         if (n == 0) delete this;
         return n;
     }
     virtual ~Counted() = default;
-
-private:
-    ULONG refs_ = 1;
+    ULONG refs = 1;
 };
 
-struct FakeElement;
 using Properties = std::map<int, std::variant<int, std::wstring>>;
-
 struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
-    Properties wanted;  // every one must hold
+    Properties wanted;
 };
 
 struct FakeElement final : Counted<uia::IUIAutomationElement> {
     Properties properties;
-    bool focused = false;
-    bool gone = false;
-    std::vector<FakeElement*> descendants;  // tree order, held by the test
+    bool focused = false, gone = false;
+    std::vector<FakeElement*> descendants;  // held by the test
     int scope = -1;                         // of the last search
 
     OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(06) OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08)
@@ -123,17 +116,14 @@ struct FakeElement final : Counted<uia::IUIAutomationElement> {
     HRESULT STDMETHODCALLTYPE FindFirst(int searchScope, uia::IUIAutomationCondition* condition,
                                         uia::IUIAutomationElement** found) override {
         scope = searchScope;
-        *found = nullptr;
-        for (FakeElement* e : descendants) {
-            const auto& wanted = static_cast<FakeCondition*>(condition)->wanted;
-            if (std::all_of(wanted.begin(), wanted.end(), [&](const auto& w) {
-                    return e->properties.count(w.first) > 0 && e->properties.at(w.first) == w.second;
-                })) {
-                e->AddRef();
-                *found = e;
-                break;
-            }
-        }
+        const auto& wanted = static_cast<FakeCondition*>(condition)->wanted;
+        const auto it = std::ranges::find_if(descendants, [&](FakeElement* e) {
+            return std::ranges::all_of(wanted, [&](const auto& w) {
+                return e->properties.count(w.first) > 0 && e->properties.at(w.first) == w.second;
+            });
+        });
+        *found = it == descendants.end() ? nullptr : *it;
+        if (*found) (*found)->AddRef();
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetCurrentPropertyValue(int property, VARIANT* value) override {
@@ -167,7 +157,7 @@ struct FakeAutomation final : Counted<uia::IUIAutomation> {
     HRESULT STDMETHODCALLTYPE CreatePropertyCondition(int property, VARIANT value,
                                                       uia::IUIAutomationCondition** out) override {
         if (value.vt != VT_BSTR && value.vt != VT_I4) return E_INVALIDARG;
-        auto* c = keep(new FakeCondition);
+        auto* c = keep();
         if (value.vt == VT_I4) c->wanted[property] = static_cast<int>(value.lVal);
         if (value.vt == VT_BSTR) c->wanted[property] = std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
         *out = c;
@@ -175,18 +165,18 @@ struct FakeAutomation final : Counted<uia::IUIAutomation> {
     }
     HRESULT STDMETHODCALLTYPE CreateAndCondition(uia::IUIAutomationCondition* first, uia::IUIAutomationCondition* second,
                                                  uia::IUIAutomationCondition** out) override {
-        auto* c = keep(new FakeCondition);
+        auto* c = keep();
         c->wanted = static_cast<FakeCondition*>(first)->wanted;
         c->wanted.merge(Properties(static_cast<FakeCondition*>(second)->wanted));
         *out = c;
         return S_OK;
     }
-    FakeCondition* keep(FakeCondition* c) {
+    FakeCondition* keep() {  // one reference for the caller, one kept
+        auto* c = new FakeCondition;
         conditions.push_back(ComPtr<FakeCondition>::share(c));
         return c;
     }
 };
-
 #undef OMBRIX_NOT_USED
 #pragma GCC diagnostic pop
 
@@ -207,11 +197,10 @@ TEST(UiaSide, NameEditAndHelpConditionsValueFocusAndAnElementThatIsGone) {
     automation->windows[window] = root.get();
     const auto layer = makeUiAutomation(automation.get());
     ASSERT_TRUE(layer->isUiAutomation());
-    const auto find = [&](platform::AccessibleText property, const std::string& text, bool editOnly) {
+    using platform::AccessibleText;
+    const auto find = [&](AccessibleText property, const std::string& text, bool editOnly) {
         return layer->findFirst(reinterpret_cast<platform::WindowId>(window), {property, text, editOnly});
     };
-
-    using platform::AccessibleText;
     const struct {
         AccessibleText property;
         const char* text;

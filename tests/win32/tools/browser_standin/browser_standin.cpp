@@ -1,21 +1,14 @@
 // A stand-in for an external browser, copied and started as chrome.exe,
-// msedge.exe or firefox.exe: a hidden first window and a visible second one
-// of the browser's class, holding an address edit with the accessible name
-// the readers look for, the current address in it, and tabs Ctrl+W closes.
-//
+// msedge.exe or firefox.exe (any other name: Chromium, unless --class gecko):
+// a hidden first window and a visible one of the browser's class, with an
+// address edit under the accessible name the readers look for (--name, or
+// --help for its help text), the current address in it, and tabs.
 //   chrome.exe [--name TEXT] [--help TEXT] [--class chromium|gecko] [URL]
-//
-// Under any other name it is a Chromium browser unless --class says gecko;
-// with a --name no reader knows, it is a program built on Chromium whose
-// text field is no address bar.
-//
-// A URL is an address the browser is asked to open; a second start hands it
-// to the running one, as browsers do. Tests drive it with WM_COPYDATA
-// (dwData 1, UTF-8 lines): "show URL" (the current tab), "tab URL" (a new
-// one), "type TEXT" (typed into the edit, which keeps the focus), "blur",
-// "ctrlw ignore" (the next Ctrl+W does nothing; otherwise it closes the tab,
-// and the window with the last one), "activate", "quit". <exe>.record gets
-// one UTF-8 line per event: "open URL", "ctrl+w tab|ignore", "exit".
+// A second start hands its URL to the running one. WM_COPYDATA (dwData 1,
+// UTF-8 lines): "show URL" (current tab), "tab URL" (new tab), "type TEXT"
+// (into the edit, which keeps the focus), "blur", "ctrlw ignore" (the next
+// Ctrl+W does nothing; else it closes the tab, the window with the last),
+// "activate", "quit". <exe>.record: "open URL", "ctrl+w tab|ignore", "exit".
 #include <windows.h>
 #include <oleacc.h>
 #include <shellapi.h>
@@ -29,8 +22,6 @@
 namespace {
 
 constexpr ULONG_PTR kCommandData = 1;
-constexpr int kEditId = 101;
-constexpr int kPageButtonId = 102;
 constexpr const wchar_t* kKindProperty = L"OmbrixBrowserStandin";
 
 struct State {
@@ -41,24 +32,21 @@ struct State {
     std::wstring record;
     std::vector<std::wstring> tabs;  // the last one is shown
     std::deque<std::wstring> ctrlW;  // scripted Ctrl+W actions
-    HWND main = nullptr;
-    HWND edit = nullptr;
-    HWND page = nullptr;
+    HWND main = nullptr, edit = nullptr, page = nullptr, button = nullptr;
     WNDPROC editProc = nullptr;
 };
 State g;
 
 std::string utf8(const std::wstring& w) {
-    const int n = WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(static_cast<std::size_t>(n), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()), out.data(), n, nullptr, nullptr);
+    std::string out(w.size() * 3, '\0');
+    out.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()),
+                                                            out.data(), static_cast<int>(out.size()), nullptr, nullptr)));
     return out;
 }
-
 std::wstring wide(const std::string& s) {
-    const int n = MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), nullptr, 0);
-    std::wstring out(static_cast<std::size_t>(n), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), out.data(), n);
+    std::wstring out(s.size(), L'\0');
+    out.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()),
+                                                            out.data(), static_cast<int>(out.size()))));
     return out;
 }
 
@@ -81,13 +69,10 @@ void onCtrlW() {
     const std::wstring action = g.ctrlW.empty() ? L"tab" : g.ctrlW.front();
     if (!g.ctrlW.empty()) g.ctrlW.pop_front();
     record(L"ctrl+w " + action);
-    if (action != L"tab") return;
-    if (g.tabs.size() > 1) {
-        g.tabs.pop_back();
-        showCurrent();
-    } else {
-        DestroyWindow(g.main);
-    }
+    if (action == L"tab" && g.tabs.size() < 2) DestroyWindow(g.main);
+    if (action != L"tab" || g.tabs.size() < 2) return;
+    g.tabs.pop_back();
+    showCurrent();
 }
 
 bool runCommand(const std::wstring& line) {
@@ -103,7 +88,7 @@ bool runCommand(const std::wstring& line) {
         SetFocus(g.edit);
         SetWindowTextW(g.edit, arg.c_str());
     } else if (verb == L"blur") {
-        SetFocus(GetDlgItem(g.main, kPageButtonId));
+        SetFocus(g.button);
     } else if (verb == L"ctrlw") {
         g.ctrlW.push_back(arg);
     } else if (verb == L"activate") {
@@ -213,13 +198,6 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
         }
         return ok ? TRUE : FALSE;
     }
-    if (msg == WM_SIZE && hwnd == g.main) {
-        const int width = LOWORD(lp);
-        MoveWindow(g.edit, 10, 12, width - 20, 24, TRUE);
-        MoveWindow(g.page, 10, 50, width - 130, 24, TRUE);
-        MoveWindow(GetDlgItem(hwnd, kPageButtonId), width - 110, 46, 100, 28, TRUE);
-        return 0;
-    }
     if (msg == WM_DESTROY && hwnd == g.main) {
         RemovePropW(hwnd, kKindProperty);
         PostQuitMessage(0);
@@ -245,26 +223,20 @@ bool send(HWND target, const std::wstring& command) {
            result != 0;
 }
 
-bool alive(HWND window) {
-    DWORD pid = 0;
-    GetWindowThreadProcessId(window, &pid);
-    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, pid);
-    if (process == nullptr) return false;
-    const bool running = WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
-    CloseHandle(process);
-    return running;
-}
-
-// A twin slow to answer (a loaded machine) is asked again. A twin that was
-// just terminated may still have its window but takes nothing: then this
-// start is the browser.
+// A twin slow to answer (a loaded machine) is asked again. A twin just
+// terminated may still have its window but takes nothing: then this start is
+// the browser.
 bool handOver(HWND twin, const std::wstring& url) {
-    for (int attempt = 0; attempt < 20; ++attempt) {
-        if (url.empty() || send(twin, L"open " + url)) return true;
-        if (!alive(twin)) return false;
-        Sleep(500);
+    DWORD pid = 0;
+    GetWindowThreadProcessId(twin, &pid);
+    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, pid);
+    bool taken = url.empty();
+    for (int attempt = 0; !taken && attempt < 20; ++attempt) {
+        taken = send(twin, L"open " + url);
+        if (!process || WaitForSingleObject(process, taken ? 0 : 500) != WAIT_TIMEOUT) break;
     }
-    return false;
+    if (process) CloseHandle(process);
+    return taken;
 }
 
 }  // namespace
@@ -327,12 +299,12 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     SetPropW(g.main, kKindProperty, reinterpret_cast<HANDLE>(static_cast<ULONG_PTR>(kind)));
     // The edit's name is its accessible object's: a visible label before it
     // would be found by that name in the edit's place.
-    g.edit = CreateWindowExW(WS_EX_CLIENTEDGE, L"EDIT", L"", WS_CHILD | WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL, 0, 0,
-                             0, 0, g.main, reinterpret_cast<HMENU>(static_cast<INT_PTR>(kEditId)), instance, nullptr);
-    g.page = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 0, 0, g.main, nullptr, instance, nullptr);
-    const HWND button = CreateWindowExW(0, L"BUTTON", L"Pagina", WS_CHILD | WS_VISIBLE | WS_TABSTOP, 0, 0, 0, 0, g.main,
-                                        reinterpret_cast<HMENU>(static_cast<INT_PTR>(kPageButtonId)), instance, nullptr);
-    for (HWND w : {g.edit, g.page, button}) {
+    g.edit = CreateWindowExW(WS_EX_CLIENTEDGE, L"EDIT", L"", WS_CHILD | WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL, 10, 12,
+                             600, 24, g.main, reinterpret_cast<HMENU>(101), instance, nullptr);  // tests find it by 101
+    g.page = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 10, 50, 490, 24, g.main, nullptr, instance, nullptr);
+    g.button = CreateWindowExW(0, L"BUTTON", L"Pagina", WS_CHILD | WS_VISIBLE | WS_TABSTOP, 510, 46, 100, 28, g.main,
+                               reinterpret_cast<HMENU>(102), instance, nullptr);
+    for (HWND w : {g.edit, g.page, g.button}) {
         SendMessageW(w, WM_SETFONT, reinterpret_cast<WPARAM>(GetStockObject(DEFAULT_GUI_FONT)), TRUE);
     }
     g.editProc = reinterpret_cast<WNDPROC>(
@@ -341,7 +313,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     runCommand(url.empty() ? L"tab " : L"open " + url);  // without an address, an empty new tab
     ShowWindow(g.main, SW_SHOWNORMAL);
     SetForegroundWindow(g.main);
-    SetFocus(button);  // the page has the focus, not the address bar
+    SetFocus(g.button);  // the page has the focus, not the address bar
 
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
