@@ -4,7 +4,6 @@
 
 #include <map>
 
-
 namespace ombrix::lockdown {
 namespace {
 
@@ -20,9 +19,8 @@ TEST(OnScreenKeyboard, EachKeyShowsAndSendsItsCaptionInBothCases) {
         char32_t sentLower, sentUpper;
     };
     const Case cases[] = {
-        {"lbl1", "1", "!", U'1', U'!'},       {"lbl3", "3", "£", U'3', U'£'},      {"lbl6", "6", "&&", U'6', U'&'},
-        {"lblEAcc", "è", "é", U'è', U'é'},    {"lblOAcc", "ò", " @ ", U'ò', U'@'}, {"lblBarra", "\\", "|", U'\\', U'|'},
-        {"lblMagMin", "<", ">", U'<', U'>'},  {"lbl(21)", "c", "C", U'c', U'C'},  {"lbl(0)", "q", "Q", U'q', U'Q'},
+        {"lbl3", "3", "£", U'3', U'£'},   {"lbl6", "6", "&&", U'6', U'&'},   {"lblEAcc", "è", "é", U'è', U'é'},
+        {"lblOAcc", "ò", " @ ", U'ò', U'@'}, {"lbl(21)", "c", "C", U'c', U'C'},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -34,29 +32,20 @@ TEST(OnScreenKeyboard, EachKeyShowsAndSendsItsCaptionInBothCases) {
         EXPECT_EQ(state.press(key(c.name)), (KeyStroke{c.sentUpper, 0}));
     }
     EXPECT_EQ(onScreenKeys().size(), 26u + 22u + 1u + 3u) << "26 letters, the table, shift; space, Enter, Backspace";
-}
-
-TEST(OnScreenKeyboard, TheShiftKeyNamesTheCaseItSwitchesToAndSendsNothing) {
+    // Shift names the case it switches to and sends nothing.
     OnScreenCase state;
-    const OnScreenKey& shift = key("lblMaiuscolo");
-    EXPECT_EQ(state.caption(shift), "Maiu");
-    EXPECT_EQ(state.press(shift), std::nullopt);
-    EXPECT_TRUE(state.upper());
-    EXPECT_EQ(state.caption(shift), "Minu");
-    EXPECT_EQ(state.press(key("lblSpazio")), (KeyStroke{U' ', 0})) << "space is the same in both cases";
-    EXPECT_EQ(state.press(key("lblInvio")), (KeyStroke{0, kVkReturn}));
+    EXPECT_EQ(state.caption(key("lblMaiuscolo")), "Maiu");
+    EXPECT_EQ(state.press(key("lblMaiuscolo")), std::nullopt);
+    EXPECT_EQ(state.caption(key("lblMaiuscolo")), "Minu");
     EXPECT_EQ(state.press(key("lblCancella")), (KeyStroke{0, kVkBack}));
-    EXPECT_EQ(state.press(shift), std::nullopt);
-    EXPECT_FALSE(state.upper());
-    EXPECT_EQ(captionCharacter("ab"), std::nullopt);
     EXPECT_EQ(captionCharacter("\xE0"), std::nullopt) << "a Latin-1 byte is no UTF-8";
 }
 
 TEST(OnScreenKeyboard, TheCaptionAndTheWordsOnTheKeysComeFromTheLanguageFile) {
     const std::map<std::string, std::string> file = {
-        {"frmTastiera.Caption", "On-screen keyboard"}, {"lblInvio.Caption", "Enter"},
+        {"lblInvio.Caption", "Enter"},
         {"lblMaiuscolo.Caption", "Shift"},             {"lblMaiuscolo.Tag", "shift"},
-        {"lblSpazio.Caption", "Space"},                {"lbl1.Caption", "X"},
+        {"lbl1.Caption", "X"},
     };
     KeyboardTexts texts;
     EXPECT_EQ(texts.caption(key("lblInvio"), false), "Invio");
@@ -65,36 +54,27 @@ TEST(OnScreenKeyboard, TheCaptionAndTheWordsOnTheKeysComeFromTheLanguageFile) {
         const auto it = file.find(k);
         return it == file.end() ? std::string() : it->second;
     });
-    EXPECT_EQ(texts.title(), "On-screen keyboard");
-    for (const bool upper : {false, true}) {
-        EXPECT_EQ(texts.caption(key("lblInvio"), upper), "Enter");
-        EXPECT_EQ(texts.caption(key("lblSpazio"), upper), "Space");
-        EXPECT_EQ(texts.caption(key("lblCancella"), upper), "Cancella") << "left empty: its own word";
-    }
+    EXPECT_EQ(texts.caption(key("lblInvio"), true), "Enter");
+    EXPECT_EQ(texts.caption(key("lblCancella"), false), "Cancella") << "left empty: its own word";
     EXPECT_EQ(texts.caption(key("lblMaiuscolo"), false), "Shift");
     EXPECT_EQ(texts.caption(key("lblMaiuscolo"), true), "shift");
     EXPECT_EQ(texts.caption(key("lbl1"), false), "1") << "the layout's characters are never translated";
 }
 
-TEST(OnScreenKeyboard, EveryKeyIsHitOnItsOwnFaceAndNowhereElseAtBothScales) {
-    for (const auto& [w, h] : {std::pair{616, 186}, std::pair{931, 280}}) {
-        SCOPED_TRACE(w);
-        for (std::size_t i = 0; i < onScreenKeys().size(); ++i) {
-            const KeyBox b = keyBox(onScreenKeys()[i], w, h);
-            SCOPED_TRACE(onScreenKeys()[i].name);
-            EXPECT_GE(b.left, 0);
-            EXPECT_LE(b.left + b.width, w);
-            EXPECT_LE(b.top + b.height, h);
-            EXPECT_EQ(keyAt(b.left, b.top, w, h), i);
-            EXPECT_EQ(keyAt(b.left + b.width / 2, b.top + b.height / 2, w, h), i);
-            EXPECT_EQ(keyAt(b.left + b.width - 1, b.top + b.height - 1, w, h), i);
-            EXPECT_NE(keyAt(b.left - 1, b.top, w, h), i) << "the gap before a key is not the key";
-            EXPECT_NE(keyAt(b.left + b.width, b.top + b.height, w, h), i);
-        }
-        EXPECT_EQ(keyAt(-1, 5, w, h), std::nullopt);
-        EXPECT_EQ(keyAt(w - 2, h * 5 / 10, w, h), std::nullopt) << "beside the row of à and ù";
-        EXPECT_EQ(keyAt(5, h, w, h), std::nullopt);
+TEST(OnScreenKeyboard, EveryKeyIsHitOnItsOwnFaceAndNowhereElse) {
+    const int w = 931, h = 280;
+    for (std::size_t i = 0; i < onScreenKeys().size(); ++i) {
+        const KeyBox b = keyBox(onScreenKeys()[i], w, h);
+        SCOPED_TRACE(onScreenKeys()[i].name);
+        EXPECT_TRUE(b.left >= 0 && b.left + b.width <= w && b.top + b.height <= h);
+        EXPECT_EQ(keyAt(b.left, b.top, w, h), i);
+        EXPECT_EQ(keyAt(b.left + b.width - 1, b.top + b.height - 1, w, h), i);
+        EXPECT_NE(keyAt(b.left - 1, b.top, w, h), i) << "the gap before a key is not the key";
+        EXPECT_NE(keyAt(b.left + b.width, b.top + b.height, w, h), i);
     }
+    EXPECT_EQ(keyAt(-1, 5, w, h), std::nullopt);
+    EXPECT_EQ(keyAt(w - 2, h * 5 / 10, w, h), std::nullopt) << "beside the row of à and ù";
+    EXPECT_EQ(keyAt(5, h, w, h), std::nullopt);
 }
 
 TEST(OnScreenKeyboard, AStrokeGoesAsItsKeyWhenTheLayoutHasOneElseAsItself) {
@@ -104,23 +84,16 @@ TEST(OnScreenKeyboard, AStrokeGoesAsItsKeyWhenTheLayoutHasOneElseAsItself) {
         std::vector<KeyInput> inputs;
     };
     const Case cases[] = {
-        {{U'c', 0}, 0x0043, {{'C', 0, false}, {'C', 0, true}}},
         {{U'!', 0}, 0x0131, {{kVkShift, 0, false}, {'1', 0, false}, {'1', 0, true}, {kVkShift, 0, true}}},
         {{U'à', 0}, -1, {{0, u'à', false}, {0, u'à', true}}},
-        {{U'@', 0}, 0x06C0, {{0, u'@', false}, {0, u'@', true}}},  // Ctrl+Alt on the Italian layout
-        {{0, kVkReturn}, -1, {{kVkReturn, 0, false}, {kVkReturn, 0, true}}},
         {{U'\U0001F600', 0}, -1, {{0, 0xD83D, false}, {0, 0xD83D, true}, {0, 0xDE00, false}, {0, 0xDE00, true}}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(static_cast<unsigned>(c.stroke.character));
-        EXPECT_EQ(keyInputs(c.stroke, c.scan), c.inputs);
-    }
+    for (const Case& c : cases) EXPECT_EQ(keyInputs(c.stroke, c.scan), c.inputs) << static_cast<unsigned>(c.stroke.character);
 }
 
 TEST(OnScreenKeyboard, ItSitsCentredJustAboveTheTaskBar) {
     EXPECT_EQ(taskbarHeight(994, 1024), 26);
     EXPECT_EQ(taskbarHeight(1023, 1024), 0) << "a one-pixel bar gives no height";
-    EXPECT_EQ(keyboardPlacement(1280, 1024, 26, 96), (Placement{324, 785, 631, 213}));
     EXPECT_EQ(keyboardPlacement(1280, 1024, 40, 144), (Placement{166, 664, 947, 320}));
     EXPECT_EQ(keyboardPlacement(640, 200, 26, 96), (Placement{4, 0, 631, 213})) << "never off the top";
 }

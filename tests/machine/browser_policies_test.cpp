@@ -33,18 +33,14 @@ TEST(BrowserPolicies, EachEntryInEachBrowsersSyntax) {
         {"example.org/news", {".example.org/news", ".www.example.org/news"},
          {"*://example.org/news*", "*://www.example.org/news*"}},
         {"https://www.example.org", {".example.org", ".www.example.org"}, {"*://example.org/*", "*://www.example.org/*"}},
-        {".città.it", {"xn--citt-3na.it"}, {"*://*.xn--citt-3na.it/*"}},
         {"müller.de/shop", {".xn--mller-kva.de/shop", ".www.xn--mller-kva.de/shop"},
          {"*://xn--mller-kva.de/shop*", "*://www.xn--mller-kva.de/shop*"}},
         {".", {"ALL"}, {"ALL"}},    // every address has "//" in it
-        {"*", {"ALL"}, {"ALL"}},    // the empty keyword is found everywhere
         {"www.", {"ALL"}, {"ALL"}}, // nothing left: every address begins with it
         {"*casino", {}, {}},
         {".exa\"mple.org", {}, {}},  // the rule drops quotes from the address only
-        {".example.org:8080", {}, {}},
         {"ftp://example.org", {}, {}},
         {"example.org/search?q=x", {}, {}},
-        {"..example.org", {}, {}},
     };
     for (const auto& c : cases) {
         const EntryFilters e = entryFilters(c.entry);

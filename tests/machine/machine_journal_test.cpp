@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <tuple>
 
 #include "fakes/fake_machine.h"
 #include "fakes/fake_machine_profile.h"
@@ -69,19 +70,8 @@ TEST(MachineJournal, ATornOrHugeJournalIsNeverApplied) {
     EXPECT_TRUE(log.entries.empty()) << "no printer or desktop touched";
 }
 
-// A journal without created keys is the previous version's, byte for byte:
-// either program gives back what the other wrote. A key record belongs to
-// version 2 only, and holds a path alone.
-TEST(MachineJournal, TheVersionWithoutKeysIsReadAndWrittenAsBefore) {
-    const std::string previous =
-        "ombrix machine journal 1\n"
-        "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7\n"
-        "printer\tHKCU\t\t\ttext\tLaser,winspool,Ne01:\n"
-        "end\t2\tf33f82c235d44d69a4a12cbb3e9c6925186df68d2634f0ec601aab85bf975867\n";
-    const std::vector<SavedSetting> settings = {{K::Registry, RegRoot::CurrentUser, "Software\\X", "N", V::Dword, "7"},
-                                                kSettings[3]};
-    EXPECT_EQ(parseJournal(previous), settings);
-    EXPECT_EQ(serialiseJournal(settings), previous);
+// A key record belongs to version 2 only, and holds a path alone.
+TEST(MachineJournal, AKeyRecordIsAVersionTwoPathAlone) {
     EXPECT_EQ(serialiseJournal(kSettings).substr(0, 25), "ombrix machine journal 2\n");
     const auto sealed = [](const std::string& version, const std::string& record) {
         const std::string body = "ombrix machine journal " + version + "\n" + record + "\n";
@@ -99,20 +89,9 @@ TEST(MachineJournal, TheVersionWithoutKeysIsReadAndWrittenAsBefore) {
     EXPECT_FALSE(sealed("3", "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7"));
 }
 
-// The bound is above the largest journal the program can write: six browser
-// lists of a thousand values, each having replaced a 2 KB value. Nothing
-// larger is written, and a failed write leaves the old file, while the
-// first value of a run is kept for the orderly shutdown.
-TEST(MachineJournal, TheLargestJournalFitsAndAFailedWriteLeavesTheOldFile) {
-    std::vector<SavedSetting> largest = kSettings;
-    for (const char* list : {"A", "B", "C", "D", "E", "F"}) {
-        for (std::size_t n = 1; n <= kPolicyListLimit; ++n) {
-            largest.push_back({K::Registry, RegRoot::CurrentUser, std::string(kFirefoxPolicies) + "\\WebsiteFilter\\" + list,
-                               std::to_string(n), V::Text, std::string(2048, 'x')});
-        }
-    }
-    EXPECT_LT(serialiseJournal(largest).size(), kJournalLimit);
-
+// A failed write leaves the old file, while the first value of a run is
+// kept for the orderly shutdown.
+TEST(MachineJournal, AFailedWriteLeavesTheOldFile) {
     test::TempDir dir;
     test::SwitchableWriter writer;
     MachineJournal journal(writer, platform::realFileSystem());
@@ -136,29 +115,21 @@ TEST(MachineJournal, TheLargestJournalFitsAndAFailedWriteLeavesTheOldFile) {
 // The journal lives in the user's own folder; an old one beside the store
 // moves there once, and one that cannot leave is used where it is.
 TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
-    const std::string store = "C:\\Ombrix\\DataBase";
-    const std::string beside = store + "\\Ripristino.journal";
+    const std::string store = "C:\\Ombrix\\DataBase", beside = store + "\\Ripristino.journal";
     const std::string own = "C:\\Users\\alunno\\AppData\\Local\\Ombrix\\Ripristino.journal";
-    const struct {
-        const char* name;
-        bool localFolder, oldJournal, storeReadOnly;
-        std::string expected;
-        bool oldLeft;
-    } cases[] = {
-        {"no local folder: beside the store", false, false, false, beside, false},
-        {"the user's own folder", true, false, false, own, false},
-        {"an old journal moves", true, true, false, own, false},
-        {"an old one that cannot leave stays in use", true, true, true, beside, true},
-    };
-    for (const auto& c : cases) {
+    // local folder, old journal, store read-only; where, old one left
+    const std::tuple<bool, bool, bool, std::string, bool> cases[] = {
+        {false, false, false, beside, false}, {true, false, false, own, false},
+        {true, true, false, own, false},      {true, true, true, beside, true}};
+    for (const auto& [localFolder, oldJournal, readOnly, expected, oldLeft] : cases) {
         test::FakeMachine m;
         auto [registry, files, system, env] = m.parts();
-        if (c.localFolder) system.env["LOCALAPPDATA"] = "C:\\Users\\alunno\\AppData\\Local";
-        if (c.oldJournal) files.files[beside] = "journal";
-        if (c.storeReadOnly) files.readOnlyDirectories.insert(store);
-        EXPECT_EQ(journalLocation(env, store), c.expected) << c.name;
-        EXPECT_EQ(files.files.count(beside) > 0, c.oldLeft) << c.name;
-        EXPECT_EQ(files.files.count(own) > 0, c.oldJournal && !c.oldLeft) << c.name;
+        if (localFolder) system.env["LOCALAPPDATA"] = "C:\\Users\\alunno\\AppData\\Local";
+        if (oldJournal) files.files[beside] = "journal";
+        if (readOnly) files.readOnlyDirectories.insert(store);
+        EXPECT_EQ(journalLocation(env, store), expected) << localFolder << oldJournal << readOnly;
+        EXPECT_EQ(files.files.count(beside) > 0, oldLeft);
+        EXPECT_EQ(files.files.count(own) > 0, oldJournal && !oldLeft);
     }
 }
 

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <regex>
+#include <stdexcept>
 #include <string>
 
 #include "fakes/fixtures.h"
@@ -15,8 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Each test starts and ends with no trace folder, the program's bound and
-// the standard library's calls.
+// Each test starts and ends with no trace folder, the program's bound and the library's calls.
 class TraceFile : public ::testing::Test {
 protected:
     TraceFile() { setTraceFolder({}, {}); }
@@ -25,9 +26,7 @@ protected:
         setTraceBytesForTests(kTraceBytes);
         setTraceSystem(library);
     }
-    [[nodiscard]] std::string read(std::string_view name) const {
-        return readWholeFile(dir.file(name)).value_or("(missing)");
-    }
+    [[nodiscard]] std::string read(std::string_view name) const { return readWholeFile(dir.file(name)).value_or(""); }
     // The subjects of the "rotation" lines in a file, e.g. "n4n5".
     [[nodiscard]] std::string subjects(std::string_view name) const {
         const std::string text = read(name);
@@ -37,8 +36,6 @@ protected:
         }
         return found;
     }
-    // After the first line "rotation: n0": two such lines fit, a third does not.
-    void boundAtTwoLines() { setTraceBytesForTests(read("ombrix-trace.txt").size() * 5 / 2); }
     const TraceSystem library = traceSystem();
     test::TempDir dir;
 };
@@ -47,7 +44,6 @@ TEST_F(TraceFile, OneLinePerFailureWithTimePlaceAndTheSystemsTextOnlyOnceAFolder
     recordFailure("before any folder");
     setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
     EXPECT_EQ(traceFile(), dir.file("ombrix-trace.txt"));
-
     const int line = __LINE__ + 1;
     recordFailure("a test failure", "C:\\Dati\nriga\tdue\x1b[2J", SystemError{2});
     const std::string text = read("ombrix-trace.txt");
@@ -72,11 +68,10 @@ void afterAnotherRotation(void (*work)(void*), void* context) noexcept {
 TEST_F(TraceFile, RotatesAtTheBoundOnceAndNeverOutgrowsIt) {
     setTraceFolder(pathToUtf8(dir.path()), "ombrixtest");
     recordFailure("rotation", "n0");
-    boundAtTwoLines();
+    setTraceBytesForTests(read("ombrix-trace.txt").size() * 5 / 2);  // two such lines fit, a third does not
     for (int i = 1; i < 10; ++i) recordFailure("rotation", "n" + std::to_string(i));
     EXPECT_EQ(subjects("ombrix-trace.txt.2") + subjects("ombrix-trace.txt.1") + subjects("ombrix-trace.txt"), "n4n5n6n7n8n9");
     EXPECT_FALSE(fs::exists(dir.path() / "ombrix-trace.txt.3"));
-
     fs::remove(dir.path() / "ombrix-trace.txt.1");  // the other process's rename replaces nothing
     racedFile = dir.path() / "ombrix-trace.txt";
     TraceSystem racing = library;
@@ -85,7 +80,6 @@ TEST_F(TraceFile, RotatesAtTheBoundOnceAndNeverOutgrowsIt) {
     recordFailure("rotation", "m0");
     EXPECT_EQ(subjects("ombrix-trace.txt.2") + "|" + subjects("ombrix-trace.txt.1") + "|" + subjects("ombrix-trace.txt"),
               "n4n5|n8n9|m0");
-
     TraceSystem stuck = library;
     stuck.move = [](const fs::path&, const fs::path&) noexcept { return false; };
     setTraceSystem(stuck);
@@ -93,15 +87,42 @@ TEST_F(TraceFile, RotatesAtTheBoundOnceAndNeverOutgrowsIt) {
     EXPECT_EQ(subjects("ombrix-trace.txt"), "m0m1") << "a file that cannot be rotated takes no more lines";
 }
 
-TEST_F(TraceFile, AFolderThatCannotBeWrittenStopsNothing) {
-    test::writeFile(dir.file("a file"), "not a folder");
-    for (const std::string& folder : {dir.file("a file"), dir.file("missing")}) {
-        setTraceFolder(folder, "ombrixtest");
-        recordFailure("dropped");
-        EXPECT_EQ(recentFailures().back().what, "dropped") << "the ring has it";
-    }
-    EXPECT_FALSE(fs::exists(dir.path() / "missing")) << "the folder is not made";
-    EXPECT_EQ(read("a file"), "not a folder");
+int sinkCalls = 0;
+char sinkWhat[256] = {};  // the last failure the sink heard of
+
+void countingSink(const char*, const char* what) noexcept {
+    ++sinkCalls;
+    std::strncpy(sinkWhat, what, sizeof sinkWhat - 1);
+}
+
+TEST(Failures, AreKeptNewestLastInABoundedRingAndReachTheSink) {
+    setTraceFolder({}, {});  // the sink hears of failures only, never of the trace
+    setFailureSink(&countingSink);
+    // More than the ring keeps, then one that is no std::exception.
+    for (int i = 0; i < 70; ++i) guarded([&] { throw std::runtime_error("boom " + std::to_string(i)); });
+    const int line = __LINE__ + 1;
+    EXPECT_EQ(guarded([]() -> int { throw 42; }, -1), -1);
+    EXPECT_EQ(sinkCalls, 71);
+    EXPECT_STREQ(sinkWhat, "unknown");
+    const std::vector<Failure> kept = recentFailures();
+    ASSERT_EQ(kept.size(), kFailuresKept);
+    EXPECT_EQ(kept.back().where, "trace_file_test.cpp:" + std::to_string(line));
+    EXPECT_EQ(kept.front().what + "|" + kept[kept.size() - 2].what + "|" + kept.back().what, "boom 7|boom 69|unknown");
+
+    // Results: passed through when nothing fails, value-initialised when something does.
+    EXPECT_EQ(guarded([] { return std::string("read"); }) + guarded([]() -> std::string { throw std::bad_alloc(); }), "read");
+
+    // A long message is cut, never inside a character.
+    std::string accented;
+    for (int i = 0; i < 300; ++i) accented += "\xC3\xA8";  // è
+    guarded([&] { throw std::runtime_error(accented); });
+    const std::string cut = recentFailures().back().what;
+    EXPECT_TRUE(cut.size() > 100 && cut.size() < accented.size() && cut.size() % 2 == 0) << cut.size();
+    EXPECT_EQ(accented.compare(0, cut.size(), cut), 0);
+
+    setFailureSink(nullptr);
+    guarded([] { throw std::logic_error("unseen"); });
+    EXPECT_EQ(sinkCalls, 73);
 }
 
 }  // namespace
