@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "fakes/fake_enforcement.h"
 #include "fakes/fake_event_log.h"
@@ -17,11 +20,29 @@ namespace {
 
 using platform::RegRoot;
 
+// The file registry, with a look at every write before it lands.
+struct WatchedRegistry final : platform::Registry {
+    platform::FileRegistry inner;
+    std::function<void(std::string_view name)> beforeWrite = [](std::string_view) {};
+    std::optional<std::string> readValue(RegRoot r, std::string_view p, std::string_view n) override {
+        return inner.readValue(r, p, n);
+    }
+    bool writeString(RegRoot r, std::string_view p, std::string_view n, std::string_view v) override {
+        return beforeWrite(n), inner.writeString(r, p, n, v);
+    }
+    bool writeDword(RegRoot r, std::string_view p, std::string_view n, std::uint32_t v) override {
+        return beforeWrite(n), inner.writeDword(r, p, n, v);
+    }
+    bool deleteValue(RegRoot r, std::string_view p, std::string_view n) override { return inner.deleteValue(r, p, n); }
+    bool keyExists(RegRoot r, std::string_view p) override { return inner.keyExists(r, p); }
+    bool deleteEmptyKey(RegRoot r, std::string_view p) override { return inner.deleteEmptyKey(r, p); }
+};
+
 // One machine; each run of the program is a fresh journal and settings object on it.
 struct Rig {
     test::TempDir dir;
     test::Journal log;
-    platform::FileRegistry registry;
+    WatchedRegistry registry;
     test::FakeSystem system;
     test::FakePrinters printers{log};
     test::FakeProcesses processes{log};
@@ -91,6 +112,39 @@ TEST(MachineProfile, AnOrderlyEndGivesEverythingBack) {
 // A start after a crash gives the machine back before remembering it; a
 // start without its store keeps what the crashed run put on the machine,
 // and its journal, for the start that finds the store.
+// The journal is written ahead: a crash after any write still knows the value before it.
+TEST(MachineProfile, EveryPreviousValueIsOnDiskBeforeItsSettingChanges) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    int checked = 0;
+    rig.registry.beforeWrite = [&](std::string_view name) {
+        const auto disk = rig.journal->read().settings;
+        EXPECT_TRUE(std::any_of(disk.begin(), disk.end(), [&](const SavedSetting& s) { return s.name == name; })) << name;
+        ++checked;
+    };
+    rig.settings->applyToMachine(lockingProfile());
+    rig.settings->setBrowserEmulation();
+    EXPECT_EQ(checked, 3);
+}
+
+// Windows ending the session while the profile is being applied (a broadcast pumps messages).
+TEST(MachineProfile, ASessionEndedHalfwayThroughApplyingLeavesTheMachineGivenBack) {
+    Rig rig;
+    rig.settings->rememberSettings();
+    bool ended = false;
+    rig.printers.broadcast = [&] {
+        if (std::exchange(ended, true)) return;
+        rig.settings->applyToMachine({});  // the shutdown's profile 0
+        rig.settings->restoreSettings();
+    };
+    rig.settings->applyToMachine(lockingProfile());
+    rig.settings->siteListInForce(PolicySites{{"giochi.it"}, false});
+    rig.settings->setBrowserEmulation();
+    ASSERT_TRUE(ended);
+    rig.expectAsBefore();
+    EXPECT_EQ(rig.log.entries.back(), "restart shell") << "the shell is not locked again";
+}
+
 TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackOrKeepsItWithoutTheStore) {
     Rig rig;
     EXPECT_FALSE(rig.settings->keepLastRestrictions()) << "no journal: nothing was locked";
