@@ -135,19 +135,21 @@ TEST(Upgrade, RefusesAFileThatIsNotOurStore) {
 // Declarations written by hand or by a hostile tool: the width is read and
 // the column rebuilt without exceptions, deep recursion or lost rows.
 TEST(Upgrade, OddSiteDeclarationsAreWidened) {
-    const std::string blanks(40000, ' ');
+    const std::string blanks(40000, ' '), ids = "IDSito INTEGER PRIMARY KEY AUTOINCREMENT, IDProfilo INTEGER";
     const std::string declarations[] = {
         "Sito TEXT(99999999999)", "Sito TEXT(" + blanks + "100" + blanks + ")", "Sito" + blanks + "TEXT(100)",
         "[Sito] varchar(100)",    "\"Sito\" TEXT",                            "Sito",
         "Sito CHAR ( 80 ) NOT NULL DEFAULT ''",
         // Columns of four letters around it, as another tool might add.
         "Nota TEXT(255), Sito TEXT(100), Memo TEXT(255)",
+        // The first column, right after the parenthesis.
+        "Sito TEXT(100), " + ids,
     };
     for (const std::string& declaration : declarations) {
         SCOPED_TRACE(declaration.substr(0, 40));
         std::string sql(test::oldestSchemaSql());
-        const std::string old = "Sito TEXT(100) COLLATE NOCASE_LATIN";
-        sql.replace(sql.find(old), old.size(), declaration);
+        const std::string old = ids + ", Sito TEXT(100) COLLATE NOCASE_LATIN";
+        sql.replace(sql.find(old), old.size(), declaration.ends_with(ids) ? declaration : ids + ", " + declaration);
         Database db;
         ASSERT_TRUE(db.open(":memory:"));
         ASSERT_TRUE(db.exec(sql));
@@ -159,9 +161,8 @@ TEST(Upgrade, OddSiteDeclarationsAreWidened) {
     }
 }
 
-// An administrator opens the file with any SQLite tool: nothing of ours is
-// registered there. The delivered file, the oldest one upgraded and one
-// written by a build that still named its collation, quoted, in the schema.
+// Any SQLite tool opens the file: nothing of ours is registered there. The delivered file, the
+// oldest one upgraded and one written by a build that still named its collation, quoted.
 TEST(PlainSqlite, ChangesEveryTableOfDeliveredAndUpgradedFiles) {
     test::TempDir dir;
     std::string collated(deliveredSchemaSql());
