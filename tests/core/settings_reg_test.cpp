@@ -13,34 +13,28 @@ using platform::RegRoot;
 
 const std::string kMachineKey = "SOFTWARE\\Ombrix\\Opzioni";
 
-TEST(SettingsReg, SaveWritesTheMachineKeyAndMirrorsPerUser) {
+// Saved to the machine's key and mirrored per user; read from the machine,
+// falling back to the user's copy, which a machine value refreshes.
+TEST(SettingsReg, SaveMirrorsPerUserAndGetFallsBackToIt) {
     platform::FileRegistry reg;
-    EXPECT_TRUE(SaveSettingReg(reg, "Ombrix", "Opzioni", "DataBase", "C:\\Ombrix\\DataBase"));
-    EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, kMachineKey, "DataBase"), "C:\\Ombrix\\DataBase");
-    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, programSettingsKey("Ombrix", "Opzioni"), "DataBase"),
-              "C:\\Ombrix\\DataBase");
-
+    const std::string userKey = programSettingsKey("Ombrix", "Opzioni");
+    EXPECT_TRUE(SaveSettingReg(reg, "Ombrix", "Opzioni", "DataBase", "C:\\Ombrix"));
+    EXPECT_TRUE(reg.readValue(RegRoot::LocalMachine, kMachineKey, "DataBase") == "C:\\Ombrix" &&
+                reg.readValue(RegRoot::CurrentUser, userKey, "DataBase") == "C:\\Ombrix");
     // With no application the section is the key, and nothing is mirrored.
     const std::string run = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
-    EXPECT_TRUE(SaveSettingReg(reg, "", run, "Ombrix", "C:\\Programmi\\Ombrix\\ombrix.exe"));
-    EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, run, "Ombrix"), "C:\\Programmi\\Ombrix\\ombrix.exe");
+    EXPECT_TRUE(SaveSettingReg(reg, "", run, "Ombrix", "C:\\ombrix.exe"));
+    EXPECT_EQ(reg.readValue(RegRoot::LocalMachine, run, "Ombrix"), "C:\\ombrix.exe");
     EXPECT_FALSE(reg.keyExists(RegRoot::CurrentUser, programSettingsKey("", run)));
-}
 
-TEST(SettingsReg, GetFallsBackToThePerUserStoreAndCopiesMachineValues) {
-    platform::FileRegistry reg;
-    reg.writeString(RegRoot::CurrentUser, programSettingsKey("Ombrix", "Opzioni"), "DataBase", "D:\\Utente");
+    reg.writeString(RegRoot::CurrentUser, userKey, "DataBase", "D:\\Utente");
     reg.writeString(RegRoot::LocalMachine, kMachineKey, "DataBase", "");
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "DataBase"), "D:\\Utente") << "an empty machine value";
     reg.writeString(RegRoot::LocalMachine, kMachineKey, "DataBase", "E:\\Macchina");
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "DataBase"), "E:\\Macchina");
-    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, programSettingsKey("Ombrix", "Opzioni"), "DataBase"), "E:\\Macchina")
-        << "the machine value is copied to the per-user store";
+    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, userKey, "DataBase"), "E:\\Macchina") << "copied per user";
     EXPECT_EQ(GetSettingReg(reg, "Ombrix", "Opzioni", "Missing"), "");
-}
 
-TEST(SettingsReg, CurrentUserAndRootVariants) {
-    platform::FileRegistry reg;
     const std::string zone = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3";
     reg.writeDword(RegRoot::CurrentUser, zone, "1803", 3);
     reg.writeDword(RegRoot::LocalMachine, zone, "1803", 0);
@@ -71,41 +65,6 @@ TEST(FileRegistry, KeysIgnoreCaseValuesSurviveAReloadAndAFailedWriteKeepsNothing
     platform::FileRegistry blocked(dir.file("blocker/registry.txt"));
     EXPECT_FALSE(blocked.writeString(RegRoot::CurrentUser, "Software\\X", "A", "1"));
     EXPECT_EQ(blocked.readValue(RegRoot::CurrentUser, "Software\\X", "A"), std::nullopt);
-}
-
-// A key outlives its values, as in the real registry, and goes only empty.
-TEST(FileRegistry, OnlyAnEmptyKeyIsDeleted) {
-    test::TempDir dir;
-    {
-        platform::FileRegistry reg(dir.file("registry.txt"));
-        reg.writeString(RegRoot::CurrentUser, "A\\B\\C", "V", "1");
-        reg.writeString(RegRoot::CurrentUser, "A\\D", "V", "1");
-        reg.deleteValue(RegRoot::CurrentUser, "A\\D", "V");
-        reg.writeString(RegRoot::LocalMachine, "A\\E", "V", "1");
-    }
-    platform::FileRegistry reg(dir.file("registry.txt"));  // the empty key survives a reload
-    struct Case {
-        RegRoot root;
-        const char* key;
-        bool gone;
-    };
-    for (const auto& [root, key, gone] : {
-             Case{RegRoot::CurrentUser, "A\\B\\C", false},  // holds a value
-             Case{RegRoot::CurrentUser, "A\\B", false},       // holds a subkey
-             Case{RegRoot::CurrentUser, "a\\d\\", true},     // empty once its value went
-             Case{RegRoot::CurrentUser, "A\\E", true},        // never there: the other root's
-             Case{RegRoot::LocalMachine, "A", false},
-         }) {
-        EXPECT_EQ(reg.deleteEmptyKey(root, key), gone) << key;
-        EXPECT_EQ(reg.keyExists(root, key), !gone) << key;
-    }
-    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, "A\\B\\C", "V"), "1");
-
-    // A file of the previous format has value lines only: their keys exist.
-    test::writeFile(dir.file("old.txt"), "HKCU\tsoftware\\\\x\tn\tdword\t7\n");
-    platform::FileRegistry old(dir.file("old.txt"));
-    EXPECT_TRUE(old.keyExists(RegRoot::CurrentUser, "Software"));
-    EXPECT_FALSE(old.deleteEmptyKey(RegRoot::CurrentUser, "Software\\X"));
 }
 
 }  // namespace

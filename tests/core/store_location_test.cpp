@@ -18,12 +18,10 @@ namespace {
 
 using platform::RegRoot;
 
-// Where the store is looked for, and whether the delivered file moves to the
-// per-machine folder: each case starts from the delivered file in the program
-// folder.
+// Where the store is looked for, and whether the delivered file in the
+// program folder moves to the per-machine folder.
 TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
-    const std::string program = "C:\\Programmi\\Ombrix\\DataBase";
-    const std::string machine = "C:\\Ombrix\\DataBase";
+    const std::string program = "C:\\Programmi\\Ombrix\\DataBase", machine = "C:\\Ombrix\\DataBase";
     const struct {
         const char* name;
         int windowsMajor;
@@ -48,9 +46,7 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
         system.major = c.windowsMajor;
         system.folder = c.programFolder;
         if (!c.homeDrive) system.env.clear();
-        if (c.remembered) {
-            registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "D:\\Scuola");
-        }
+        if (c.remembered) registry.writeString(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase", "D:\\Scuola");
         files.files[program + "\\DataBase.db"] = "delivered";
         if (c.perMachineFile) files.files[machine + "\\DataBase.db"] = "in use";
         files.directories.insert("C:\\Ombrix");  // an existing folder is fine
@@ -84,19 +80,16 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     EXPECT_FALSE(openDatabase(env, store)) << "the choice cancelled";
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("stale")) << "nothing changed";
     dialogs.shown.clear();
-    dialogs.prompts.clear();
     dialogs.folderAnswer = dir.file("good");
     ASSERT_TRUE(openDatabase(env, store));
     ASSERT_EQ(dialogs.shown.size(), 1u);
-    EXPECT_EQ(dialogs.shown[0].messageId, msg::StoreNotFound);
-    EXPECT_EQ(dialogs.shown[0].text, "Manca");
-    EXPECT_EQ(dialogs.shown[0].title, "Titolo");
-    EXPECT_EQ(dialogs.shown[0].icon, platform::MessageIcon::Exclamation);
-    EXPECT_EQ(dialogs.prompts, (std::vector<std::string>{"Scegli"}));
+    const auto& box = dialogs.shown[0];
+    EXPECT_TRUE(box.messageId == msg::StoreNotFound && box.text == "Manca" && box.title == "Titolo" &&
+                box.icon == platform::MessageIcon::Exclamation);
+    EXPECT_EQ(dialogs.prompts, (std::vector<std::string>{"Scegli", "Scegli"}));
+    EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), store.folder);
     EXPECT_EQ(store.folder, dir.file("good"));
-    EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("good"));
-    EXPECT_TRUE(openDatabase(env, store)) << "already open: nothing to do";
-    EXPECT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_TRUE(openDatabase(env, store) && dialogs.shown.size() == 1u) << "already open: nothing to do";
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ protected:
     Database db = test::deliveredStore();
 };
 
-TEST_F(StoreTest, ReadFieldReadsTheFirstMatchingRowOrNothing) {
+TEST_F(StoreTest, ReadAndUpdateTheFirstMatchingRowOrNothing) {
     EXPECT_EQ(ReadField(db, "Opzioni", "IDProfiloInUso", kOptionsRow).toInteger(), 1);
     EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {1}}).toText(), "Nessuna restrizione");
     EXPECT_TRUE(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {99}}).isEmpty());
@@ -20,12 +20,9 @@ TEST_F(StoreTest, ReadFieldReadsTheFirstMatchingRowOrNothing) {
     EXPECT_TRUE(ReadField(db, "Nope", "Profilo").isEmpty());
     EXPECT_TRUE(ReadField(db, "Profili; DROP TABLE Profili", "Profilo").isEmpty());
     EXPECT_FALSE(Database().exec("CREATE TABLE t (x);")) << "a closed store writes nothing";
-}
-
-TEST_F(StoreTest, UpdateFieldUpdatesButNeverInserts) {
+    // Updates, but never inserts.
     EXPECT_TRUE(UpdateField(db, "Opzioni", "LogSiti", Value::boolean(true), kOptionsRow));
     EXPECT_EQ(ReadField(db, "Opzioni", "LogSiti", kOptionsRow).toInteger(), -1);
-
     ASSERT_TRUE(db.exec("DELETE FROM Opzioni;"));
     EXPECT_FALSE(UpdateField(db, "Opzioni", "IDProfiloInUso", Value(3), kOptionsRow));
     EXPECT_EQ(db.scalar("SELECT count(*) FROM Opzioni;").toInteger(), 0);
@@ -39,9 +36,9 @@ TEST_F(StoreTest, OurStatementsCompareTextWithoutCase) {
     EXPECT_EQ(ReadField(db, "Profili", "IDProfilo", named).toInteger(), 2);
     EXPECT_TRUE(ReadField(db, "Profili", "IDProfilo", Condition{"Profilo" OMBRIX_TEXT_EQUALS, {"citta"}}).isEmpty());
     EXPECT_TRUE(UpdateField(db, "Profili", "Profilo", Value("b"), named));
-    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {2}}).toText(), "b");
-    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {3}}).toText(), "città")
-        << "only the first of several rows";
+    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {2}}).toText() +
+                  ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {3}}).toText(),
+              "bcittà") << "only the first of several rows";
 }
 
 TEST_F(StoreTest, NextFreeIdPadsAndSkipsTakenValues) {
@@ -66,13 +63,13 @@ TEST_F(StoreTest, InsertsRefuseDuplicatesAndEmptyValues) {
     } cases[] = {
         {ListKind::Processes, "Notepad.exe", "NOTEPAD.EXE"},
         {ListKind::WindowTitles, "Proprietà - Data e ora", "PROPRIETÀ - DATA E ORA"},
-        {ListKind::Sites, "l'esempio.it", "L'ESEMPIO.IT"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(insertListEntry(db, c.kind, 1, c.first), InsertResult::Inserted) << c.first;
-        EXPECT_EQ(insertListEntry(db, c.kind, 1, c.again), InsertResult::Duplicate) << c.again;
-        EXPECT_EQ(insertListEntry(db, c.kind, 2, c.again), InsertResult::Inserted) << "other profile";
-        EXPECT_EQ(insertListEntry(db, c.kind, 1, ""), InsertResult::EmptyValue);
+        EXPECT_EQ((std::array{insertListEntry(db, c.kind, 1, c.first), insertListEntry(db, c.kind, 1, c.again),
+                              insertListEntry(db, c.kind, 2, c.again), insertListEntry(db, c.kind, 1, "")}),
+                  (std::array{InsertResult::Inserted, InsertResult::Duplicate, InsertResult::Inserted,
+                              InsertResult::EmptyValue}))
+            << c.first << ": the same value in another profile is inserted";
         const auto rows = loadListRows(db, c.kind, 1);
         ASSERT_EQ(rows.size(), 1u);
         EXPECT_EQ(rows[0].text, c.first) << "stored exactly as given, apostrophes included";

@@ -1,127 +1,164 @@
-// The schedule plugged into the controller: the check on the task-manager
-// timer's tick, start-up with the switch on, and the editor's close.
+// The slots and the policy key in the controller: what the policy sets wins,
+// what it cannot use lifts nothing, and its change needs no restart.
 #include <gtest/gtest.h>
 
+#include "core/password.h"
+#include "core/policy_names.h"
 #include "core/store.h"
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
 #include "schedule/daily_slots.h"
 #include "schedule/schedule_texts.h"
+#include "support/messages.h"
 
 namespace ombrix::schedule {
 namespace {
 
+namespace policy = core::policy;
+
 class ScheduledController : public ::testing::Test, protected test::ControllerRig {
 protected:
-    ScheduledController() : ControllerRig(test::scheduleTexts()) {
+    ScheduledController() : ControllerRig(test::scheduleTexts() + "0365=T0365\r\n0450=T0450\r\n") {
         sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Mattina'), (3, 'Pomeriggio');"
             "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 2,"
             " Fascia2Dalle = '12:00:00', Fascia2Alle = '16:00:00', Fascia2Profilo = 3, ProfiloFasceNonDefinite = 1;");
         controller.setProfileLists(&lists);
         controller.setTimeSlotSchedule(&schedule);
+        schedule.setPolicy(&controller.machinePolicy());
     }
-    long long storedProfile() {
-        core::Database db;
-        EXPECT_TRUE(db.open(dir.file("DataBase/DataBase.db")));
-        return core::ReadField(db, "Opzioni", "IDProfiloInUso", core::kOptionsRow).toInteger();
+    void set(std::string_view name, const std::string& value) {
+        ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, policy::kPolicyKey, name, value));
+    }
+    std::string stored(const char* column) {
+        return core::ReadField(store.connection, "Opzioni", column, core::kOptionsRow).toText();
     }
     void at(int h, int m, int s) { clock.time = {2026, 11, 23, h, m, s}; }
 
+    test::QuickPasswords quick;
     test::FakeClock clock;
     StoredSchedule schedule{store.connection, clock};
     core::Controller controller{machine(), store};
 };
 
+// Each boundary switches once; a clock set by hand, a machine waking or a
+// daylight-saving night: the slots follow the clock on the wall.
 TEST_F(ScheduledController, WithTheSwitchOnTheProgramStartsMinimisedAndEachBoundarySwitchesOnce) {
     sql("UPDATE Opzioni SET FasceOrarie = -1;");
     ASSERT_EQ(controller.startUp(), core::Controller::StartResult::Running);
-    EXPECT_TRUE(controller.timeSlotScheduleInForce());
     EXPECT_NE(journal.find("view minimise"), -1);
     EXPECT_EQ(journal.find("view topmost"), -1) << "never topmost with time slots";
-
-    struct Tick {
-        int day, h, m, s;
-        long long profile;
-    };
-    const Tick ticks[] = {{23, 7, 59, 59, 1}, {23, 8, 0, 0, 2},  {23, 8, 0, 0, 2},  {23, 11, 59, 59, 2},
-                 {23, 12, 0, 0, 3},  {23, 16, 0, 0, 3}, {23, 16, 0, 1, 1}};
-    for (const auto& t : ticks) {
-        clock.time = {2026, 11, t.day, t.h, t.m, t.s};
+    const std::array<int, 5> walk[] = {{23, 7, 59, 59, 1}, {23, 8, 0, 0, 2},  {23, 11, 59, 59, 2}, {23, 12, 0, 0, 3},
+                                       {23, 16, 0, 0, 3},  {23, 16, 0, 1, 1}, {23, 9, 30, 0, 2},   {22, 15, 0, 0, 3},
+                                       {24, 11, 59, 0, 2}, {23, 0, 0, 0, 1}};
+    for (std::size_t i = 0; i < std::size(walk); ++i) {
+        const auto [day, h, m, s, profile] = walk[i];
+        clock.time = {2026, 11, day, h, m, s};
         controller.tickTimeSlots();
         controller.tickTimeSlots();
-        EXPECT_EQ(controller.profileInUse(), t.profile) << t.h << ":" << t.m << ":" << t.s;
-        EXPECT_EQ(storedProfile(), t.profile) << t.h << ":" << t.m << ":" << t.s;
-    }
-    EXPECT_EQ(journal.count("lists profile 2"), 1) << "one switch per boundary";
-    EXPECT_EQ(journal.count("lists profile 3"), 1);
-    EXPECT_TRUE(journal.inOrder({"lists profile 3", "load sites 3", "load processes", "load windows"}));
-    ASSERT_EQ(view.profiles.size(), 3u);
-    EXPECT_EQ(view.selected, 0) << "the combo follows the profile the slots put in use";
-
-    // A clock set by hand, forward or back, a machine waking after the slot
-    // changed while it slept, or a daylight-saving night (an hour skipped
-    // across a slot's start, or repeated before its end): the slots follow
-    // the clock on the wall, and the next tick puts their profile in use.
-    const Tick jumps[] = {ticks[0], {23, 9, 0, 0, 2},  {23, 14, 0, 0, 3}, {23, 9, 30, 0, 2},
-                          {23, 20, 0, 0, 1}, {22, 15, 0, 0, 3}, {24, 11, 59, 0, 2}, {23, 0, 0, 0, 1}};
-    for (const Tick& t : jumps) {
-        clock.time = {2026, 11, t.day, t.h, t.m, t.s};
-        controller.tickTimeSlots();
-        EXPECT_EQ(controller.profileInUse(), t.profile) << t.day << " " << t.h << ":" << t.m;
+        EXPECT_EQ(controller.profileInUse(), profile) << day << " " << h << ":" << m << ":" << s;
+        EXPECT_EQ(stored("IDProfiloInUso"), std::to_string(profile));
+        if (i == 5) {
+            EXPECT_EQ(journal.count("lists profile 2") + journal.count("lists profile 3"), 2) << "once per boundary";
+            EXPECT_EQ(view.selected, 0) << "the combo follows the profile the slots put in use";
+        }
     }
 }
 
 TEST_F(ScheduledController, TheEditorsCloseReadsTheSlotsAndTheSwitchAgain) {
     controller.startUp();
-    EXPECT_EQ(view.timeSlotsOn, false) << "cmdPeriodi shows the switch from the start";
-    EXPECT_EQ(view.timeSlotsCaption, "T0358");
+    EXPECT_EQ(view.timeSlotsCaption, "T0358") << "cmdPeriodi shows the switch from the start";
     at(9, 0, 0);
     controller.tickTimeSlots();
     EXPECT_EQ(controller.profileInUse(), 1) << "switch off";
-
     sql("UPDATE Opzioni SET FasceOrarie = -1; UPDATE Fasce SET Fascia2Alle = 'sedici';");
     controller.afterTimeSlotEditor();
-    EXPECT_EQ(view.timeSlotsOn, true) << "cmdPeriodi follows the switch the editor left";
-    EXPECT_EQ(view.timeSlotsCaption, "T0357");
+    EXPECT_TRUE(view.timeSlotsOn && view.timeSlotsCaption == "T0357") << "cmdPeriodi follows the editor's switch";
     controller.tickTimeSlots();
     EXPECT_EQ(controller.profileInUse(), 1) << "a schedule that cannot be read is none";
-
-    // Every slot emptied, the fallback left on no profile.
+    // Every slot emptied, no fallback: read once the editor closes.
     sql("UPDATE Fasce SET Fascia1Dalle = NULL, Fascia1Alle = NULL, Fascia2Dalle = NULL, Fascia2Alle = NULL,"
         " ProfiloFasceNonDefinite = NULL;");
     controller.tickTimeSlots();
-    EXPECT_EQ(controller.profileInUse(), 1) << "nothing new is read until the editor closes";
+    EXPECT_EQ(controller.profileInUse(), 1);
     controller.afterTimeSlotEditor();
     controller.tickTimeSlots();
-    EXPECT_EQ(controller.profileInUse(), 0) << "a fallback of 0 is compared and put in use like any other";
-    EXPECT_EQ(storedProfile(), 0);
+    EXPECT_EQ(stored("IDProfiloInUso"), "0") << "a fallback of 0 is put in use like any other";
 }
 
-// Another process holds the store's write lock (an administrator's SQLite
-// shell, a backup) when a slot changes the profile: what is in force stays,
-// and the change is tried again every 300 ticks until the store reads.
+// Another process holds the store's write lock at a boundary: what is in
+// force stays, and the change is tried again every so many ticks.
 TEST_F(ScheduledController, AStoreLockedAtABoundaryLiftsNothingAndIsTriedAgain) {
     sql("UPDATE Opzioni SET FasceOrarie = -1; UPDATE Profili SET Kiosk = -1 WHERE IDProfilo = 2;");
     at(9, 0, 0);
-    ASSERT_EQ(controller.startUp(), core::Controller::StartResult::Running);
+    controller.startUp();
     controller.tickTimeSlots();
-    ASSERT_TRUE(controller.switches().kiosk);
-
     core::Database other;
-    ASSERT_TRUE(other.open(dir.file("DataBase/DataBase.db")));
-    ASSERT_TRUE(other.exec("BEGIN EXCLUSIVE;"));
+    ASSERT_TRUE(other.open(dir.file("DataBase/DataBase.db")) && other.exec("BEGIN EXCLUSIVE;"));
     store.connection.setBusyTimeout(20);
     at(12, 30, 0);
     controller.tickTimeSlots();
+    for (int i = 1; i < 2 * core::Controller::kProfileRetryTicks; ++i) {
+        EXPECT_TRUE(i != core::Controller::kProfileRetryTicks + 1 || other.exec("COMMIT;"));
+        controller.tickProfileRetry();
+    }
     EXPECT_TRUE(controller.switches().kiosk) << "a store that cannot be read lifts nothing";
-    for (int i = 0; i < core::Controller::kProfileRetryTicks; ++i) controller.tickProfileRetry();
-    EXPECT_TRUE(controller.switches().kiosk) << "still locked at the retry";
-    ASSERT_TRUE(other.exec("COMMIT;"));
-    for (int i = 1; i < core::Controller::kProfileRetryTicks; ++i) controller.tickProfileRetry();
-    EXPECT_TRUE(controller.switches().kiosk) << "not before its time";
     controller.tickProfileRetry();
-    EXPECT_FALSE(controller.switches().kiosk) << "the slot's profile, once the store reads";
-    EXPECT_EQ(storedProfile(), 3);
+    EXPECT_EQ(stored("IDProfiloInUso"), "3") << "read at the second retry, not before";
+}
+
+TEST_F(ScheduledController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWithoutARestart) {
+    // The policy's password is the only one, and chosen: a store with none
+    // does not leave a pupil's session waiting for an administrator.
+    sql("UPDATE Opzioni SET IDProfiloInUso = 2, PasswordAdmin = '';");
+    set(policy::kAdminPasswordHash, core::hashPassword("Preside").value());
+    set(policy::kProfileInUse, "pomeriggio");
+    set(policy::kVisitedSitesLog, "1");
+    set(policy::kOnScreenKeyboard, "on");  // unusable: the store's switch stays, and may change
+    controller.startUp();
+    EXPECT_EQ(view.policyLocked, (core::PolicyLockedControls{true, false, false}));
+    EXPECT_EQ(view.policyText, "T0450 ProfileInUse");
+    EXPECT_FALSE(controller.storeLost());
+    ASSERT_TRUE(controller.login("Preside"));
+    EXPECT_FALSE(controller.savePassword("Nuova", "Nuova"));
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::PasswordManaged);
+    EXPECT_EQ(stored("PasswordAdmin"), "") << "cannot be changed here";
+    controller.onProfileChosen("Mattina");
+    EXPECT_EQ(controller.profileInUse(), 3) << "the combo cannot change the policy's profile";
+    EXPECT_EQ(stored("IDProfiloInUso"), "2") << "the PC's own choice stays in the store";
+    // What another process commits is followed, except where the policy speaks.
+    sql("UPDATE Opzioni SET IDProfiloInUso = 1, LogSiti = 0, TastieraVirtuale = -1;");
+    controller.tickStoreChanges();
+    EXPECT_EQ(controller.profileInUse(), 3);
+    EXPECT_TRUE(controller.logSwitch() && view.keyboardChecked);
+    sql("UPDATE Opzioni SET IDProfiloInUso = 2;");
+
+    set(policy::kProfileInUse, "Sera");
+    controller.policyChanged();
+    EXPECT_NE(journal.find("load sites -1"), -1) << "unknown: every page blocked";
+    ASSERT_TRUE(registry.deleteValue(platform::RegRoot::LocalMachine, policy::kPolicyKey, policy::kProfileInUse));
+    set(policy::kAutostart, "0");
+    set(policy::kOnScreenKeyboard, "1");
+    journal.entries.clear();
+    controller.policyChanged();
+    EXPECT_EQ(view.policyText, "T0450 Autostart, OnScreenKeyboard");
+    EXPECT_EQ(controller.profileInUse(), 2) << "the store's profile again";
+    journal.entries.clear();
+    controller.policyChanged();
+    EXPECT_EQ(journal.find("load sites 2"), -1) << "an unchanged key changes nothing";
+
+    // The policy's slots choose, the store's switch off; an unknown slot profile blocks.
+    for (const auto& [name, value] : {std::pair{policy::kTimeSlots, "1"}, {policy::kSlot1From, "08:00"},
+                                      {policy::kSlot1To, "10:00"}, {policy::kSlot1Profile, "Pomeriggio"},
+                                      {policy::kSlot2From, "10:00:01"}, {policy::kSlot2To, "12:00"},
+                                      {policy::kSlot2Profile, "Sera"}, {policy::kFallbackProfile, "Mattina"}}) {
+        set(name, value);
+    }
+    controller.policyChanged();
+    for (const auto& [hour, profile] : {std::pair{9, 3LL}, {11, policy::kUnusableProfile}, {13, 2LL}}) {
+        clock.time.hour = hour;
+        controller.tickTimeSlots();
+        EXPECT_EQ(controller.profileInUse(), profile) << hour;
+    }
 }
 
 }  // namespace
