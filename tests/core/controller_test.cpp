@@ -303,6 +303,57 @@ TEST_F(ControllerTest, TheKeyboardAndAutostartBoxesWorkOnlyForTheAdministrator) 
     ASSERT_TRUE(controller().login("segreta"));
     controller().onAutostartClicked(true);
     EXPECT_FALSE(runEntry(RegRoot::CurrentUser));
+
+    // The guard service starts the program: a Run entry would race it.
+    freshStart();
+    system.major = 10;
+    registry.writeString(RegRoot::LocalMachine, kGuardServiceKey, "ImagePath", "ombrixguard.exe");
+    registry.writeString(RegRoot::CurrentUser, kRunKey, "Ombrix", dir.file("scuola.exe"));
+    controller().startUp();
+    EXPECT_FALSE(runEntry(RegRoot::CurrentUser));
+    ASSERT_TRUE(controller().login("segreta"));
+    controller().onAutostartClicked(false);
+    controller().showWaitingNotices();
+    EXPECT_TRUE(view.autostartChecked);
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::AutostartByGuardService);
+}
+
+// The administrator's exit asks the guard to stand down first; refused or
+// declined, the program stays.
+TEST_F(ControllerTest, TheExitStandsTheGuardDownFirstOrStays) {
+    struct Channel final : GuardChannel {
+        std::optional<std::string> refusal;
+        bool standDown(std::string& why) override { return refusal ? (why = *refusal, false) : true; }
+    } channel;
+    struct Consent final : ElevatedControl {
+        std::vector<std::string> lines;
+        bool given = false;
+        bool runControl(const std::vector<std::string>& arguments) override {
+            lines.push_back(arguments.at(0) + " " + arguments.at(1));
+            return given;
+        }
+    } consent;
+    controller().setGuardChannel(&channel);
+    controller().setElevatedControl(&consent);
+    system.isElevated = true;
+    controller().startUp();
+    controller().exitByAdministrator();
+    EXPECT_FALSE(controller().shuttingDown()) << "only after login";
+    ASSERT_TRUE(controller().login("segreta"));
+    registry.writeString(RegRoot::LocalMachine, kGuardServiceKey, "ImagePath", "ombrixguard.exe");
+    channel.refusal = "refused: session 3 is not guarded";
+    controller().exitByAdministrator();
+    controller().showWaitingNotices();
+    EXPECT_FALSE(controller().shuttingDown());
+    EXPECT_EQ(dialogs.shown.back().messageId, msg::GuardNotStoodDown);
+    EXPECT_NE(dialogs.shown.back().text.find("session 3"), std::string::npos);
+    system.isElevated = false;
+    controller().exitByAdministrator();
+    EXPECT_EQ(consent.lines, std::vector<std::string>{"service stand-down"});
+    EXPECT_FALSE(controller().shuttingDown()) << "consent declined";
+    consent.given = true;
+    controller().exitByAdministrator();
+    EXPECT_TRUE(controller().shuttingDown() && timers.isEnabled(TimerId::Exit));
 }
 
 // The task manager button toggles the lock; hiding or minimising the form
