@@ -32,7 +32,6 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
         const char *profile, *address, *line;
     } cases[] = {
         {"Scuola", "https://www.giochi.it/poker/tavolo", "blocked 0181 giochi.it/poker\n"},
-        {"#2", "https://news.poker.com/", "blocked 0182 .Poker.com\n"},
         {"Chiosco", "https://it.wikipedia.org/", "blocked 0182\n"},
         {"#3", "https://wikipedia.org/wiki/Roma", "allowed wikipedia.org\n"},
         {"2", "http://sette.it/", "blocked 0180 *sette\n"},  // the profile named "2", not identifier 2
@@ -49,36 +48,24 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
     EXPECT_EQ(out.str(), "2\thttp://x.org/?q=casino\t0180 *casino\n4\thttps://news.poker.com/\\tx\t0182 .Poker.com\n");
     EXPECT_EQ(run({"check", "--count", "--count", "Scuola", "-"}, input), kOk);
     EXPECT_EQ(out.str(), "checked 4, blocked 2, allowed 2\n");
-    EXPECT_EQ(run({"check", "--blocked-only", "Scuola", "http://a.it/casino"}), kOk);
-    EXPECT_EQ(out.str(), "1\thttp://a.it/casino\t0180 *casino\n");
     refused({"check", "--count", "--blocked-only", "Scuola", "-"}, "ombrixctl:", input, kUsage);
-    refused({"check", "Nessuno", "http://a.it/"}, "ombrixctl: no profile is named Nessuno");
     refused({"check", "Scuola"}, "ombrixctl:", {}, kUsage);
 }
 
-// A damaged site list is never an empty one: the command says the store's
-// error and exits 1, instead of answering "allowed" for every address.
+// A damaged list is never an empty one: the store's error, not "allowed".
 TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
-    const struct {
-        const char *damage, *error;
-    } cases[] = {
-        {"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietatiConsentiti"},
-        {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column"},
-        // "http://" and a NUL: cut at the NUL, an entry that matches every address.
-        {"UPDATE SitiVietatiConsentiti SET Sito = CAST(X'687474703A2F2F0078' AS TEXT) WHERE Sito = '*casino';",
-         "NUL"},
-    };
     const auto pristine = readWholeFile(db).value();
-    for (const auto& c : cases) {
+    for (const auto& [damage, error] : {std::pair{"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietati"},
+                                        {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column"}}) {
         test::writeFile(db, pristine);
-        sql(db, c.damage);
-        EXPECT_EQ(run({"check", "#2", "http://www.poker.com/"}), kRefused) << c.damage;
+        sql(db, damage);
+        EXPECT_EQ(run({"check", "#2", "http://www.poker.com/"}), kRefused) << damage;
         EXPECT_EQ(out.str(), "");
-        EXPECT_NE(err.str().find(c.error), std::string::npos) << err.str();
+        EXPECT_NE(err.str().find(error), std::string::npos) << err.str();
     }
 }
 
-class FailingOutput : public std::streambuf {
+struct FailingOutput : std::streambuf {
     int overflow(int) override { return traits_type::eof(); }
 };
 
@@ -86,28 +73,22 @@ class FailingOutput : public std::streambuf {
 TEST_F(CtlEnforce, AnOutputThatCannotBeWrittenExitsOne) {
     FailingOutput full;
     std::ostream sink(&full);
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"--db", db, "check", "#2", "-"}, {"--help"}}) {
-        std::istringstream in("http://a.it/\nhttp://b.it/\n");
-        err.str({});
-        sink.clear();
-        CtlEnvironment env{registry, platform::realFileSystem(), system, in, sink, err};
-        EXPECT_EQ(runCtl(args, env), kRefused) << args.size();
-        EXPECT_NE(err.str().find("cannot write the output"), std::string::npos);
-    }
+    std::istringstream in("http://a.it/\nhttp://b.it/\n");
+    CtlEnvironment env{registry, platform::realFileSystem(), system, in, sink, err};
+    EXPECT_EQ(runCtl({"--db", db, "check", "#2", "-"}, env), kRefused);
+    EXPECT_NE(err.str().find("cannot write the output"), std::string::npos);
 }
 
-// The range rules are the log viewer's; stored text is printed so that it cannot forge lines or fields.
-TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeEscapedAndClears) {
+// The range rules are the log viewer's.
+TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeAndClears) {
     EXPECT_EQ(run({"log", "show", "--from", "05/03/2024", "--to", "5/3/2024"}), kOk);
     EXPECT_EQ(out.str(),
               "2024-03-06 00:00:00\thttp://fine.it/\n2024-03-05 14:07:09\thttp://l'arte.it/\n"
               "2024-03-05 00:00:00\thttp://mezzanotte.it/\n");
-    EXPECT_EQ(run({"log", "show", "--to", "04/03/2024"}), kOk);
-    EXPECT_EQ(out.str(), "2024-03-05 00:00:00\thttp://mezzanotte.it/\n2024-03-04 10:00:00\thttp://ieri.it/\n");
     refused({"log", "show", "--from", ""}, "0238: Data iniziale mancante\n");
     refused({"log", "show", "--to", "domani"}, "0242: Data finale errata domani\n");
     for (const std::vector<std::string>& args : {std::vector<std::string>{"log", "show", "--from"},
-                                                 {"log", "show", "--da", "01/01/2024"}, {"log"}, {"log", "clear", "x"}}) {
+                                                 {"log", "show", "--da", "01/01/2024"}, {"log", "clear", "x"}}) {
         refused(args, "ombrixctl:", {}, kUsage);
     }
     EXPECT_EQ(run({"log", "clear"}), kOk);
@@ -116,37 +97,24 @@ TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeEscapedAndClears) {
     core::Database store;
     ASSERT_TRUE(store.open(db));
     EXPECT_EQ(store.scalar("SELECT count(*) FROM LogSiti;").toInteger(), 5) << "and stay in the store";
-    ASSERT_TRUE(store.run("INSERT INTO Profili (IDProfilo, Profilo) VALUES (5, ?);",
-                          {core::Value(std::string("a\nb\tc\\d\x1b", 9))}));
-    ASSERT_TRUE(store.run("INSERT INTO LogSiti (DataOra, URL) VALUES ('2030-01-01 00:00:00', ?);",
-                          {core::Value(std::string("http://x.it/\n2030-01-01 00:00:01\thttp://falso.it/"))}));
-    std::filesystem::remove(dir.file("Registro") + platform::pathSeparator() + "LogSiti.db");
-    ASSERT_EQ(run({"profiles"}), kOk);
-    EXPECT_NE(out.str().find("5\ta\\nb\\tc\\\\d\\x1b\\x00\n"), std::string::npos) << out.str();
-    ASSERT_EQ(run({"log", "show", "--from", "01/01/2030"}), kOk);
-    EXPECT_EQ(out.str(), "2030-01-01 00:00:00\thttp://x.it/\\n2030-01-01 00:00:01\\thttp://falso.it/\n");
 }
 
-// The log and the trace are files beside the store named by --db. A log that
-// is not one is refused and left as it is; the trace, which any user may
-// write, is shown with its controls escaped, paths as they are.
+// The log and the trace are files beside the store named by --db; the trace,
+// which any user may write, is shown with its controls escaped.
 TEST_F(CtlEnforce, LogAndTraceAreTheFilesBesideTheStore) {
     const std::string folder = dir.file("Registro") + platform::pathSeparator();
     test::writeFile(folder + "LogSiti.db", std::string(4096, 'x'));
     EXPECT_EQ(run({"log", "show"}), kRefused);
     EXPECT_EQ(err.str().rfind("0350: ", 0), 0u) << err.str();
     EXPECT_NE(err.str().find(folder + "LogSiti.db"), std::string::npos) << err.str();
-    EXPECT_EQ(run({"log", "clear"}), kRefused);
     EXPECT_EQ(readWholeFile(folder + "LogSiti.db").value(), std::string(4096, 'x'));
 
     const std::string trace = folder + "ombrix-trace.txt";
     ASSERT_EQ(run({"trace"}), kOk);
     EXPECT_EQ(out.str(), trace + "\n");
-    test::writeFile(trace + ".1", "older\r\n");
-    test::writeFile(trace, "2025-01-01 10:00:00.000\tombrix\tx.cpp:1 f\tplanted \x1b[2J C:\\Dati\r\n");
+    test::writeFile(trace, "planted \x1b[2J C:\\Dati\r\n");
     ASSERT_EQ(run({"trace", "show"}), kOk);
-    EXPECT_EQ(out.str(), "older\n2025-01-01 10:00:00.000\tombrix\tx.cpp:1 f\tplanted \\x1b[2J C:\\Dati\n");
-    EXPECT_EQ(run({"trace", "all"}), kUsage);
+    EXPECT_EQ(out.str(), "planted \\x1b[2J C:\\Dati\n");
     platform::setTraceFolder({}, {});
 }
 

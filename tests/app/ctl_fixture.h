@@ -30,7 +30,6 @@ protected:
         out.str({});
         err.str({});
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        env.desktop = desktop;
         env.elevator = elevator;
         env.folderAccess = folderAccess;
         env.guard = guard;
@@ -53,8 +52,7 @@ protected:
     // Statements run on a store file, as another tool would run them.
     static void sql(const std::string& path, const std::string& statements) {
         core::Database d;
-        ASSERT_TRUE(d.open(path));
-        ASSERT_TRUE(d.exec(statements)) << d.lastError();
+        ASSERT_TRUE(d.open(path) && d.exec(statements)) << d.lastError();
     }
 
     test::QuickPasswords quick;
@@ -62,7 +60,6 @@ protected:
     std::string db = dir.file("DataBase.db");
     platform::FileRegistry registry;
     test::FakeSystem system;
-    core::DesktopLock* desktop = nullptr;
     Elevator* elevator = nullptr;
     platform::FolderAccess* folderAccess = &platform::realFolderAccess();
     GuardControl* guard = nullptr;

@@ -1,16 +1,17 @@
-// ombrixctl install, protect and restore: what the machine is given and given back.
+// ombrixctl install, protect, restore, password, service, option and autostart: the machine's own.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 #include "app/ctl_fixture.h"
+#include "core/controller.h"
+#include "core/guard_service.h"
 #include "core/password.h"
+#include "core/policy_names.h"
 #include "core/schema.h"
 #include "core/settings_reg.h"
+#include "core/store.h"
 #include "core/store_location.h"
-#include "fakes/fake_enforcement.h"
-#include "fakes/fake_machine_profile.h"
-#include "fakes/fake_shell_windows.h"
 #include "machine/machine_profile.h"
 
 namespace ombrix::app {
@@ -37,19 +38,17 @@ protected:
 // store), with the hash; a later run without one keeps store and password.
 TEST_F(CtlInstall, MakesTheStoreInTheMachinesFolderThenKeepsItAndARefusedHashChangesNothing) {
     const std::string hash = core::hashPassword("Prova Uno1", "salt", 10).value();
-    for (const std::string& bad : {std::string("Prova Uno1"), std::string("pbkdf2-sha256$10$73616c74$00"), hash + "0"}) {
-        EXPECT_EQ(ctl({"install", "--password-hash", bad}), kRefused) << bad;
-        EXPECT_EQ(err.str(), "0395: Impronta non valida.\n");
-        EXPECT_FALSE(std::filesystem::exists(dir.path() / "C" / "Ombrix"));
-        EXPECT_EQ(machineValue(core::kStoreKey), std::nullopt);
-    }
+    EXPECT_EQ(ctl({"install", "--password-hash", hash + "0"}), kRefused);
+    EXPECT_EQ(err.str(), "0395: Impronta non valida.\n");
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "C" / "Ombrix"));
+    EXPECT_EQ(machineValue(core::kStoreKey), std::nullopt);
     EXPECT_EQ(ctl({"install", "--password", hash}), kUsage);
     ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, core::settingsKey(core::kProgramTitle, core::kStoreSection),
                                      core::kStoreKey, dir.file("altrove")));
     ASSERT_EQ(ctl({"install", "--password-hash", hash}), kOk) << err.str();
     EXPECT_EQ(out.str(), "made\t" + store + "\n");
-    EXPECT_EQ(machineValue(core::kStoreKey), folder);
-    EXPECT_EQ(machineValue(core::kPasswordChosenValue), "1");
+    EXPECT_EQ(machineValue(core::kStoreKey).value_or("") + machineValue(core::kPasswordChosenValue).value_or(""),
+              folder + "1");
     EXPECT_TRUE(std::filesystem::is_directory(folder + "/Registro"));
     sql(store, "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Classe');");
     ASSERT_EQ(ctl({"install", "--password-hash", ""}), kOk) << err.str();
@@ -69,25 +68,19 @@ TEST_F(CtlInstall, ProtectSetsTheFoldersAccessAndStopsAtTheFirstFailure) {
     const std::string own = pathToUtf8(dir.path()), logFolder = dir.file("Registro");
     test::FakeFolderAccess fake;
     folderAccess = &fake;
-    EXPECT_EQ(run({"protect"}), kRefused);
-    EXPECT_EQ(err.str(), "0090: Database non trovato " + db + "\n");
+    refused({"protect"}, "0090: Database non trovato " + db + "\n");
     ASSERT_TRUE(core::createDeliveredDatabase(db));
     for (int twice = 0; twice < 2; ++twice) {  // an existing log folder is fine
         ASSERT_EQ(run({"protect"}), kOk) << err.str();
         EXPECT_EQ(out.str(), "read-only for users\t" + own + "\nwritable for users\t" + logFolder + "\n");
     }
-    EXPECT_EQ(fake.set.back(), std::make_pair(logFolder, platform::FolderAccessKind::WritableForUsers));
     std::filesystem::remove(logFolder);
     fake.refused[own] = "Access is denied.";
     EXPECT_EQ(run({"protect"}), kRefused);
     EXPECT_EQ(err.str(), "0345: The access list of the folder could not be set: " + own + ": Access is denied.\n");
     EXPECT_FALSE(std::filesystem::exists(logFolder)) << "nothing after the store's folder";
-    fake.refused = {{logFolder, "Access is denied."}};
-    EXPECT_EQ(run({"protect"}), kRefused);
-    EXPECT_EQ(err.str(), "0345: The access list of the folder could not be set: " + logFolder + ": Access is denied.\n");
-    std::filesystem::remove(logFolder);
+    fake.refused.clear();
     test::writeFile(logFolder, "a file in the way");
-    EXPECT_EQ(run({"protect", "extra"}), kUsage);
     EXPECT_EQ(run({"protect"}), kRefused);
     EXPECT_EQ(err.str(), "0346: The log folder could not be created: " + logFolder + "\n");
 }
@@ -97,43 +90,204 @@ TEST_F(CtlInstall, RestoreGivesBackWhatTheJournalHoldsOneLineEach) {
     EXPECT_EQ(run({"restore"}), kOk);
     EXPECT_EQ(out.str(), "nothing to restore\n");
     registry.writeDword(RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, 3);
-    registry.writeDword(RegRoot::CurrentUser, "Software\\Held", "Theirs", 1);
-    const auto createdKey = [](const char* path) {
-        return SavedSetting{SavedSetting::Kind::CreatedKey, RegRoot::CurrentUser, path, "", SavedSetting::Value::Absent, ""};
-    };
     test::writeFile(journal, core::serialiseJournal({
-        createdKey("Software\\Held"), createdKey(core::kZone3),
         {SavedSetting::Kind::Registry, RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, SavedSetting::Value::Absent, ""},
         {SavedSetting::Kind::DefaultPrinter, RegRoot::CurrentUser, "", "", SavedSetting::Value::Text, "Old,drv,LPT1:"},
     }));
     EXPECT_EQ(run({"restore"}), kRefused) << "no printers here";
-    EXPECT_EQ(out.str(), "restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = (removed)\n"
-                         "restored key HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3 = (removed)\n"
-                         "restored key HKCU\\Software\\Held = (kept: another program's values are in it)\n");
-    EXPECT_FALSE(registry.keyExists(RegRoot::CurrentUser, core::kZone3));
+    EXPECT_EQ(out.str(), "restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = (removed)\n");
     EXPECT_EQ(err.str(), "ombrixctl: not restored, kept in the journal: default printer = \"Old,drv,LPT1:\"\n");
     EXPECT_EQ(core::parseJournal(*readWholeFile(journal))->size(), 1u);
     test::writeFile(journal, "ombrix machine journal 1\nregistry\tHKCU");
     EXPECT_EQ(run({"restore"}), kRefused);
     EXPECT_NE(err.str().find("is damaged and was not applied"), std::string::npos);
+}
 
-    // A shell left locked is freed by the shell's own lock.
-    test::Journal log;
-    test::FakeShellWindows shell(log);
-    test::FakeProcesses processes(log);
-    test::FakeClock clock;
-    test::FakePump pump;
-    test::FakeShell starter(log);
-    test::FakeTimers timers(log);
-    lockdown::ShellLock lock({shell, shell, processes, clock, pump, starter, system, timers}, {});
-    lock.lockDesktop(true, true);
-    ASSERT_FALSE(shell.w[2].enabled || shell.w[9].visible);
-    desktop = &lock;
-    test::writeFile(journal, core::serialiseJournal({{SavedSetting::Kind::Desktop, RegRoot::CurrentUser, {}, {}, {}, {}}}));
-    EXPECT_EQ(run({"restore"}), kOk) << err.str();
-    EXPECT_EQ(out.str(), "restored task bar, start button and desktop = shown\n");
-    for (const auto& [id, x] : shell.w) EXPECT_TRUE(x.enabled && x.visible) << x.cls;
-    EXPECT_FALSE(shell.keyboard || shell.mouse) << "the hooks went with the lock";
+using State = GuardControl::State;
+
+// The service as the control manager and its channel would answer; a
+// non-empty `failure` fails start, stop and ask with it.
+struct FakeGuard final : GuardControl {
+    std::optional<State> now = State::Running;
+    std::string failure, reply = "ok";
+    std::vector<std::string> calls;
+    std::optional<State> state(std::string& error) override { return error = "access denied", now; }
+    bool start(std::string& error) override { return act("start", error); }
+    bool stop(std::string& error) override { return act("stop", error); }
+    std::optional<std::string> ask(const std::string& request, std::string& error) override {
+        if (!act(request.c_str(), error)) return std::nullopt;
+        return request == "status" ? "session 1 running\n" : reply;
+    }
+    bool act(const char* what, std::string& error) { return calls.push_back(what), error = failure, failure.empty(); }
+};
+
+TEST_F(CtlFixture, ServiceStatusStartStopAndStandDown) {
+    const struct {
+        std::string word;
+        std::optional<State> state;
+        std::string failure, reply;
+        int status;
+        std::string out, errStart;
+        std::vector<std::string> calls;
+    } cases[] = {
+        {"status", State::Running, "", "", kOk, "service running\nsession 1 running\n", "", {"status"}},
+        // Without the channel it still says the service runs.
+        {"status", State::Running, "access denied", "", kOk, "service running\nsessions: unknown (access denied)\n",
+         "", {"status"}},
+        {"status", std::nullopt, "", "", kRefused, "", "0441:", {}},
+        {"start", State::Stopped, "access denied", "", kRefused, "", "0441:", {"start"}},
+        {"stop", State::NotInstalled, "", "", kRefused, "", "0441:", {}},
+        {"stand-down", State::Running, "", "ok", kOk, "", "", {"stand-down"}},
+        {"stand-down", State::Running, "", "refused: session 4 is not guarded", kRefused, "", "0441:", {"stand-down"}},
+        {"stand-down", State::Running, "not served by the guard", "", kRefused, "", "0441:", {"stand-down"}},
+        {"stand-down", State::Stopped, "", "", kOk, "", "", {}},  // nothing to do
+        {"pause", State::Running, "", "", kUsage, "", "ombrixctl:", {}},
+    };
+    for (const auto& c : cases) {
+        FakeGuard fake;
+        fake.now = c.state;
+        fake.failure = c.failure;
+        fake.reply = c.reply;
+        guard = &fake;
+        EXPECT_EQ(ctl({"service", c.word}), c.status) << c.word << ": " << err.str();
+        EXPECT_EQ(out.str(), c.out) << c.word;
+        EXPECT_EQ(err.str().substr(0, c.errStart.size()), c.errStart) << err.str();
+        EXPECT_EQ(fake.calls, c.calls) << c.word;
+    }
+    guard = nullptr;
+}
+
+TEST_F(CtlFixture, OptionsShowAndSetAndAStoreWithoutTheColumnIsSaid) {
+    ASSERT_TRUE(core::createDeliveredDatabase(db));
+    EXPECT_EQ(run({"option", "keyboard", "on"}), kOk);
+    EXPECT_EQ(run({"option", "noprint", "off"}), kOk);
+    ASSERT_EQ(run({"option"}), kOk);
+    EXPECT_EQ(out.str(), "keyboard on\nnopopup off\nnoprint off\n");
+    refused({"option", "colour", "on"}, "ombrixctl:", {}, kUsage);
+    refused({"option", "keyboard", "si"}, "ombrixctl:", {}, kUsage);
+    // A store of an older structure has no such column: said, and nothing written.
+    sql(db, "ALTER TABLE Opzioni DROP COLUMN NoPopup;");
+    refused({"option", "nopopup", "on"}, "0310:");
+    EXPECT_EQ(run({"option"}), kRefused);
+    EXPECT_EQ(out.str() + err.str().substr(0, 5), "keyboard on\n0313:");
+}
+
+// The Run entry names the program beside ombrixctl, only when it is there;
+// where the service starts the program, the Run entry is not the option.
+TEST_F(CtlFixture, AutostartIsTheRunEntryUnlessTheServiceStartsOmbrix) {
+    const std::string program = dir.file("ombrix.exe");
+    const auto said = [&](const std::vector<std::string>& args, int status) {
+        EXPECT_EQ(ctl(args), status) << err.str();
+        return out.str() + registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle)
+                               .value_or("-");
+    };
+    EXPECT_EQ(said({"autostart", "on"}, kRefused), "-") << "no program, no entry";
+    test::writeFile(program, "MZ");
+    EXPECT_EQ(said({"autostart", "on"}, kOk), program);
+    EXPECT_EQ(said({"autostart"}, kOk), "autostart on\n" + program);
+    EXPECT_EQ(said({"autostart", "off"}, kOk), "-");
+    EXPECT_EQ(said({"autostart"}, kOk), "autostart off\n-");
+    EXPECT_EQ(said({"autostart", "yes"}, kUsage), "-");
+    registry.writeString(platform::RegRoot::LocalMachine, core::kGuardServiceKey, "ImagePath", "ombrixguard.exe");
+    EXPECT_EQ(said({"autostart"}, kOk), "autostart service\n-");
+    EXPECT_EQ(said({"autostart", "on"}, kRefused), "-");
+    EXPECT_EQ(err.str().rfind("0440: ", 0), 0u) << err.str();
+}
+
+class CtlPassword : public CtlFixture {
+protected:
+    CtlPassword() : CtlFixture("0143=La password non pu\xF2 essere vuota.\r\n0365=Gestita.\r\n") {
+        EXPECT_TRUE(core::createDeliveredDatabase(db));
+    }
+    int password(const std::string& verb, const std::string& input) { return run({"password", verb}, input); }
+    std::string stored() {
+        core::Database d;
+        EXPECT_TRUE(d.open(db));
+        return core::valueOrDefault(core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
+    }
+};
+
+// One line, its break optional; UTF-16 as Notepad saves it. Refusals change nothing.
+TEST_F(CtlPassword, SetThenCheckAndRefusalsChangeNothing) {
+    EXPECT_EQ(password("check", "anything\n"), kRefused) << "no password set: nothing matches";
+    EXPECT_EQ(password("set", "Pass Word\r\n"), kOk) << err.str();
+    EXPECT_TRUE(core::isPasswordHash(stored()));
+    for (const auto& [typed, status] : {std::pair<std::string, int>{"Pass Word", kOk}, {"Pass Word\n\n", kRefused},
+                                        {"", kRefused}, {"due\nrighe\n", kRefused}, {std::string(1 << 20, 'a'), kRefused}}) {
+        EXPECT_EQ(password("check", typed), status) << typed.substr(0, 20);
+    }
+    refused({"password", "set"}, "0143: La password non può essere vuota.\n", "   \n");
+    refused({"password", "set"}, "", "due\nrighe\n");
+    refused({"password", "reset"}, "ombrixctl:", "x", kUsage);
+    ASSERT_EQ(password("set", std::string("\xFF\xFE" "C\0a\0f\0f\0\xE8\0 \0" "1\0\r\0\n\0", 20)), kOk) << err.str();
+    EXPECT_EQ(password("check", "\xEF\xBB\xBF" "Caff\xC3\xA8 1\n"), kOk);
+}
+
+// Set on the machine's own store, the password marks the machine: a later
+// store without one is a replaced store. A store named with --db does not.
+// An installer gives the password through a variable of its environment.
+TEST_F(CtlPassword, TheMachinesOwnStoreMarksTheMachineAndAnInstallerUsesAVariable) {
+    const auto marked = [&] {
+        return registry.readValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "PasswordScelta");
+    };
+    system.env["NUOVA"] = "Dal Setup";
+    EXPECT_EQ(run({"password", "set", "--from-environment", "NUOVA"}, "ignored\n"), kOk) << err.str();
+    EXPECT_EQ(password("check", "Dal Setup"), kOk);
+    EXPECT_EQ(marked(), std::nullopt);
+    refused({"password", "set", "--from-environment", "ASSENTE"}, "0143: ");
+    std::filesystem::create_directories(dir.path() / "DataBase");
+    ASSERT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
+    system.major = 5;  // the store beside the program
+    ASSERT_EQ(ctl({"password", "set"}, "Della Macchina\n"), kOk) << err.str();
+    EXPECT_EQ(marked(), "1");
+}
+
+struct FakeTerminal final : Terminal {
+    std::vector<bool> echo;
+    bool setEcho(bool on) override { return echo.push_back(on), true; }
+};
+
+// At a terminal: a prompt on standard error, no echo while typing, one line.
+TEST_F(CtlPassword, AtATerminalTheTypingIsNotEchoed) {
+    FakeTerminal terminal;
+    std::istringstream in("Segreta\nnon letta\n");
+    CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err, &terminal};
+    EXPECT_EQ(runCtl({"--db", db, "password", "set"}, env), kOk);
+    EXPECT_EQ(err.str(), "Password: \n");
+    EXPECT_EQ(terminal.echo, (std::vector<bool>{false, true}));
+    EXPECT_EQ(password("check", "Segreta\n"), kOk);
+}
+
+TEST_F(CtlPassword, AMatchingCheckRenewsAWeakerHashAndStoreErrorsAreSaid) {
+    const std::string weaker = core::hashPassword("Vecchia", "salt", core::passwordWork() - 1).value();
+    sql(db, "UPDATE Opzioni SET PasswordAdmin = '" + weaker + "';");
+    EXPECT_EQ(password("check", "vecchia\n"), kRefused);
+    EXPECT_EQ(stored(), weaker) << "a wrong password renews nothing";
+    EXPECT_EQ(password("check", "Vecchia\n"), kOk) << err.str();
+    EXPECT_FALSE(core::passwordNeedsRehash(stored()));
+    // A store the password cannot be read from or written to is not a wrong password.
+    sql(db, "DROP TABLE Opzioni;");
+    for (const char* verb : {"check", "set"}) {
+        EXPECT_EQ(password(verb, "x\n"), kRefused);
+        EXPECT_NE(err.str().find("no such table: Opzioni"), std::string::npos) << err.str();
+    }
+}
+
+// password hash prints what the policy takes; while the policy sets one, set is refused.
+TEST_F(CtlPassword, HashPrintsWhatThePolicyTakesAndSetIsRefusedWhileItIsSet) {
+    const std::pair<const char*, int> cases[] = {{"Preside\r\nPreside\r\n", kOk}, {"Preside", kOk},
+                                                 {"Preside\nPresidE\n", kRefused}, {"Preside\nPreside\nx", kRefused}};
+    for (const auto& [input, status] : cases) EXPECT_EQ(ctl({"password", "hash"}, input), status) << input;
+    EXPECT_EQ(ctl({"password", "hash", "x"}), kUsage);
+    ASSERT_EQ(ctl({"password", "hash"}, "Preside"), kOk);
+    const std::string hash = out.str().substr(0, out.str().size() - 1);
+    EXPECT_TRUE(core::passwordMatches(hash, "Preside")) << hash;
+
+    ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey,
+                                     core::policy::kAdminPasswordHash, hash));
+    refused({"password", "set"}, "0365: Gestita.\n", "Altra\n");
+    EXPECT_EQ(password("check", "Preside\n"), kOk);
+    EXPECT_EQ(password("check", "Altra\n"), kRefused);
 }
 
 }  // namespace

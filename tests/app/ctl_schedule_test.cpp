@@ -1,11 +1,17 @@
+// ombrixctl slots and policy show, and the commands refused while the policy sets their value.
 #include <gtest/gtest.h>
 
 #include "app/ctl_fixture.h"
+#include "core/controller.h"
+#include "core/policy_names.h"
 #include "core/schema.h"
+#include "core/settings_reg.h"
 #include "schedule/schedule_texts.h"
 
 namespace ombrix::app {
 namespace {
+
+namespace policy = core::policy;
 
 class CtlSlots : public CtlFixture {
 protected:
@@ -18,16 +24,25 @@ protected:
         args.insert(args.begin(), "slots");
         return run(args);
     }
+    void set(std::string_view name, const std::string& value) {
+        ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, policy::kPolicyKey, name, value));
+    }
+    // The line of one setting in policy show's output.
+    std::string line(std::string_view name) {
+        const std::string text = out.str();
+        const std::size_t at = text.find(std::string(name) + "\t");
+        return at == std::string::npos ? "" : text.substr(at, text.find('\n', at) - at);
+    }
 };
 
 // A profile may bear the name of the editor's empty entry: it is chosen as any other.
 TEST_F(CtlSlots, SetClearFallbackAndTheSwitch) {
     refused({"slots", "on"}, "0250: T0250\n");  // no slot 1 yet
-    EXPECT_EQ(slots({"set", "1", "8:00", "12:00", "scuola"}), kOk) << err.str();
-    EXPECT_EQ(slots({"set", "2", "12:00", "13:00:15", test::kEmpty}), kOk) << err.str();
-    EXPECT_EQ(slots({"set", "3", "13:30", "14:00", "#3"}), kOk) << err.str();
-    EXPECT_EQ(slots({"fallback", "Nessuna restrizione"}), kOk) << err.str();
-    EXPECT_EQ(slots({"on"}), kOk) << err.str();
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"set", "1", "8:00", "12:00", "scuola"}, {"set", "2", "12:00", "13:00:15", test::kEmpty},
+          {"set", "3", "13:30", "14:00", "#3"}, {"fallback", "Nessuna restrizione"}, {"on"}}) {
+        EXPECT_EQ(slots(args), kOk) << err.str();
+    }
     EXPECT_EQ(slots({"show"}), kOk);
     EXPECT_EQ(out.str(), std::string("FasceOrarie\ton\n1\t08:00\t12:00\tScuola\n2\t12:00\t13:00:15\t") + test::kEmpty +
                              "\n3\t13:30\t14:00\tChiosco\nProfiloFasceNonDefinite\tNessuna restrizione\n");
@@ -37,11 +52,9 @@ TEST_F(CtlSlots, SetClearFallbackAndTheSwitch) {
     refused({"slots", "clear", "2"}, "0276: ");  // slot 3 would stand without slot 2
     EXPECT_EQ(slots({"clear", "3"}), kOk) << err.str();
     EXPECT_EQ(slots({"clear", "2"}), kOk) << err.str();
-    refused({"slots", "clear", "1"}, "0250: T0250\n");  // the switch on needs slot 1
     EXPECT_EQ(slots({"off"}), kOk);
     EXPECT_EQ(slots({"show"}), kOk);
     EXPECT_EQ(out.str(), "FasceOrarie\toff\n1\t08:00\t12:00\tScuola\n2\t-\t-\t-\n3\t-\t-\t-\nProfiloFasceNonDefinite\t-\n");
-    EXPECT_EQ(slots({"clear", "1"}), kOk) << err.str();
 }
 
 TEST_F(CtlSlots, RefusalsNameTheEditorsMessagesAndStoreNothing) {
@@ -51,19 +64,60 @@ TEST_F(CtlSlots, RefusalsNameTheEditorsMessagesAndStoreNothing) {
         const char* said;
         int status = kRefused;
     } cases[] = {
-        {{"slots", "set", "1", "24:00", "08:00", "Scuola"}, "0252: T0252\n0253: T0253\n0254: T0254\n"},
-        {{"slots", "set", "2", "11:00", "13:00", "-"}, "0268: "},
-        {{"slots", "set", "2", "12:00", "12:30", "Nessuno"}, "ombrixctl: no profile is named Nessuno"},
         {{"slots", "set", "4", "12:00", "12:30", "-"}, "ombrixctl: the slot is 1, 2 or 3", kUsage},
         {{"slots", "clear", "0"}, "ombrixctl: the slot is 1, 2 or 3", kUsage},
         {{"slots", "set", "1", "12:00"}, "ombrixctl: slots set: wrong arguments", kUsage},
         {{"slots", "show", "1"}, "ombrixctl: slots show: wrong arguments", kUsage},
         {{"slots", "on", "1"}, "ombrixctl: slots on: wrong arguments", kUsage},
         {{"slots", "fallback"}, "ombrixctl: slots fallback: wrong arguments", kUsage},
-        {{"slots", "fallback", "Nessuno"}, "ombrixctl: no profile is named"},
+        {{"slots", "fallback", "Nessuno"}, "ombrixctl: no profile is named Nessuno"},
         {{"slots", "sometimes"}, "ombrixctl: slots sometimes", kUsage},
     };
     for (const auto& c : cases) refused(c.args, c.said, {}, c.status);
+}
+
+TEST_F(CtlSlots, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
+    sql(db, "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 2;");
+    ASSERT_EQ(run({"policy", "show"}), kOk) << err.str();
+    EXPECT_EQ(line(policy::kProfileInUse), "ProfileInUse\tstore\tNessuna restrizione #1");
+    EXPECT_EQ(line(policy::kSlot1Profile), "Slot1Profile\tstore\tScuola #2");
+    set(policy::kSlot1To, "11:30");
+    set(policy::kAdminPasswordHash, "segreta");
+    set(policy::kManagedProfilesPath, "\\\\server\\ombrix\\scuola.txt");
+    EXPECT_EQ(run({"policy", "show"}), kRefused);
+    EXPECT_EQ(line(policy::kSlot1To), "Slot1To\tpolicy\t11:30:00");
+    EXPECT_EQ(line(policy::kAdminPasswordHash), "AdminPasswordHash\tstore\tnot set");
+    // Backslashes escaped, as everything ombrixctl prints from outside.
+    EXPECT_EQ(line(policy::kManagedProfilesPath), "ManagedProfilesPath\tpolicy\t" R"(\\\\server\\ombrix\\scuola.txt)");
+    EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos)
+        << err.str();
+    EXPECT_EQ(err.str().find("segreta"), std::string::npos) << "what stands for a password is never shown";
+}
+
+// While the policy sets a value, a change of the store's is refused with
+// the value's name, and the store and the Run entry stay as they were.
+TEST_F(CtlSlots, ChangesToWhatThePolicySetsAreRefused) {
+    const struct {
+        std::string_view value;
+        const char* setting;
+        std::vector<std::string> command;
+    } cases[] = {
+        {policy::kAutostart, "1", {"autostart", "off"}},
+        {policy::kOnScreenKeyboard, "0", {"option", "keyboard", "on"}},
+        {policy::kProfileInUse, "Sconosciuto", {"use", "Scuola"}},
+        {policy::kSlot2Profile, "Scuola", {"slots", "clear", "2"}},
+        {policy::kFallbackProfile, "", {"slots", "fallback", "Scuola"}},
+    };
+    ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle, "x"));
+    for (const auto& c : cases) {
+        set(c.value, c.setting);
+        const auto entry = registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle);
+        refused(c.command, "0450: ");
+        EXPECT_NE(err.str().find(std::string(c.value)), std::string::npos) << err.str();
+        EXPECT_EQ(registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle), entry);
+        ASSERT_TRUE(registry.deleteValue(platform::RegRoot::LocalMachine, policy::kPolicyKey, c.value));
+        EXPECT_EQ(run(c.command), kOk) << c.value << ": " << err.str();
+    }
 }
 
 }  // namespace

