@@ -6,7 +6,6 @@
 
 #include "fakes/fake_controller.h"
 #include "fakes/fake_machine.h"
-#include "fakes/fake_machine_profile.h"
 #include "fakes/fake_shell_windows.h"
 #include "platform/text.h"
 

@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "fakes/fake_machine.h"
-#include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
 #include "machine/machine_profile.h"
 #include "platform/crypto.h"

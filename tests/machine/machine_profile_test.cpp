@@ -8,9 +8,7 @@
 #include <utility>
 
 #include "fakes/fake_enforcement.h"
-#include "fakes/fake_event_log.h"
 #include "fakes/fake_machine.h"
-#include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
 #include "machine/firefox_prefs.h"
 #include "platform/file_registry.h"

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include "fakes/fake_machine.h"
-#include "fakes/fake_machine_profile.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
 #include "platform/system.h"

@@ -1,2 +1,0 @@
-// The event log's fake lives with the machine's.
-#include "fakes/fake_machine.h"
