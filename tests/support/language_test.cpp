@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <regex>
+#include <set>
 #include <sstream>
 
 #include "fakes/fixtures.h"
@@ -70,6 +73,66 @@ TEST(Language, FollowsTheSettingsFileBetweenLookupsAndJoinsItsPath) {
     EXPECT_EQ(Language("C:\\Programmi\\Ombrix", '\\', kEnglishUs).languageFilePath(), "C:\\Programmi\\Ombrix\\english.lng");
     EXPECT_EQ(Language("/opt/ombrix/", '/').languageFilePath(), "/opt/ombrix/italian.lng");
 }
+
+#ifndef _WIN32  // reads the repository's own data folder
+// A shipped language file as "section/key" -> text, in CRLF lines; a key
+// twice in a section is a failure, since the reader never sees the second.
+std::map<std::string, std::string> entriesOf(const std::string& name) {
+    const auto bytes = readWholeFile(std::string(OMBRIX_SOURCE_DIR) + "/data/" + name);
+    EXPECT_TRUE(bytes && replaceAll(*bytes, "\r\n", "").find('\n') == std::string::npos) << name << ": lost or a bare LF";
+    std::map<std::string, std::string> entries;
+    std::string section;
+    std::istringstream lines(cp1252ToUtf8(bytes.value_or("")));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line.front() == ';') continue;
+        if (line.front() == '[') {
+            section = line.substr(1, line.find(']') - 1);
+            continue;
+        }
+        const std::size_t eq = line.find('=');
+        const std::string value = eq == std::string::npos ? "" : line.substr(eq + 1);
+        EXPECT_TRUE(eq != std::string::npos && entries.emplace(section + "/" + line.substr(0, eq), value).second)
+            << name << ": " << line;
+    }
+    return entries;
+}
+
+// What the program fills in or joins: placeholders, written line breaks,
+// access keys and blanks at either end.
+std::string carried(const std::string& text) {
+    static const std::regex marks(R"re(%[0-9]+|%[-+ #0]*[0-9]*(\.[0-9]+)?[a-zA-Z%]|\\[nrt]|&&|&)re");
+    std::multiset<std::string> found;
+    for (std::sregex_iterator it(text.begin(), text.end(), marks), end; it != end; ++it) found.insert(it->str());
+    if (text.starts_with(' ')) found.insert("blank first");
+    if (text.ends_with(' ')) found.insert("blank last");
+    std::string out;
+    for (const std::string& m : found) out += "[" + m + "]";
+    return out;
+}
+
+TEST(DeliveredLanguageFiles, EnglishAndItalianHoldTheSameKeysAndPlaceholders) {
+    const auto italian = entriesOf("italian.lng"), english = entriesOf("english.lng");
+    ASSERT_GT(italian.size(), 100u);
+    for (const auto& [key, text] : italian) {
+        const auto other = english.find(key);
+        if (other == english.end()) {
+            ADD_FAILURE() << "english.lng lacks " << key;
+        } else {
+            EXPECT_EQ(carried(text), carried(other->second)) << key << ": " << text << " / " << other->second;
+        }
+    }
+    for (const auto& entry : english) EXPECT_TRUE(italian.contains(entry.first)) << "italian.lng lacks " << entry.first;
+    // Every message the code names has its text.
+    const auto declared = readWholeFile(std::string(OMBRIX_SOURCE_DIR) + "/src/support/messages.h").value_or("");
+    static const std::regex number(R"re(\{"([0-9]{4})"\})re");
+    int named = 0;
+    for (std::sregex_iterator it(declared.begin(), declared.end(), number), end; it != end; ++it, ++named) {
+        EXPECT_TRUE(italian.contains("Strings/" + (*it)[1].str())) << "italian.lng lacks message " << (*it)[1];
+    }
+    EXPECT_GT(named, 100);
+}
+#endif
 
 }  // namespace
 }  // namespace ombrix
