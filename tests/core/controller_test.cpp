@@ -189,8 +189,13 @@ TEST_F(ControllerTest, ProfilesChangeByTheSlotsTheComboAndTheEditor) {
         "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
     controller().setTimeSlotSchedule(&slots);
     controller().startUp();
+    int loads = 0;  // no tick may read half-loaded lists
+    lists.onLoadSites = [&] {
+        loads += !timers.isEnabled(TimerId::SiteCheck) && !timers.isEnabled(TimerId::ForbiddenProcesses);
+    };
     controller().tickTimeSlots();
     EXPECT_EQ(controller().profileInUse(), 7);
+    EXPECT_EQ(loads, 1);
     EXPECT_FALSE(timers.isEnabled(TimerId::LaunchHomePage));
     controller().onProfileChosen("Nessuna restrizione");
     controller().onProfileChosen("LABORATORIO");  // names compare without case
