@@ -18,7 +18,9 @@ TEST(IniReaders, PlatformRulesAndTheLargeFileScan) {
         {"key compared exactly", "K=\"upper\"\r\nk=\"lower\"\r\n", "", "k", "lower"},
         {"beginning of line only", "xk=\"no\"\r\nk=\"yes\"\r\n", "", "k", "yes"},
         {"a longer key with the same start", "00010=\"ten\"\r\n0001=\"one\"\r\n", "", "0001", "\"ten"},
-        {"value too short", "k=x\r\n", "", "k", ""},         {"CR only line ends", "a=\"1\"\rk=\"2\"\r", "", "k", "2"},
+        {"value too short", "k=x\r\n", "", "k", ""},
+        {"no value", "k\r\n", "", "k", ""},
+        {"CR only line ends", "a=\"1\"\rk=\"2\"\r", "", "k", "2"},
     };
     for (const auto& c : cases) EXPECT_EQ(scanByKeyFromText(c.file, c.key), c.expected) << c.name;
 }
