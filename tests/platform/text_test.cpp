@@ -15,6 +15,8 @@ TEST(Cp1252, DecodesEveryByteRoundTripsAndMarksWhatItCannotHold) {
     EXPECT_EQ(utf8ToCp1252(cp1252ToUtf8(all)), all);
     EXPECT_EQ(cp1252ToUtf8("\x80 \xE8\xC8 \x93x\x94 \x8A\x9A plain"), "€ èÈ \u201Cx\u201D Šš plain");
     EXPECT_EQ(utf8ToCp1252("\u4E2D\u6587 ok \xFF"), "?? ok ?") << "outside the code page, and stray bytes";
+    // Overlong, surrogate, past U+10FFFF, stray: each byte is one mark.
+    EXPECT_EQ(utf8ToCp1252("\xC0\xAF|\xED\xBF\xBF|\xF4\x90\x80\x80|\xFF x|\xF4\x8F\xBF\xBF"), "??|???|????|? x|?");
 }
 
 TEST(LowerText, LowersAccentedLettersAsWindowsDoes) {
