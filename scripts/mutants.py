@@ -129,10 +129,13 @@ def replayed(candidates: list[Mutant], report: Path) -> list[Mutant]:
     """The killed mutants of an earlier report. Lines move as the code changes,
     so each is the same change in the same file on the nearest line."""
     found = []
+    lines: dict[Path, list[str]] = {}  # each source read once, not once per candidate
     for entry in re.finditer(r"\] killed +(\S+):(\d+) (.+?)(?: \([^()]*\))?$", report.read_text(encoding="utf-8"), re.M):
         path, line, what = (ROOT / entry.group(1)).resolve(), int(entry.group(2)), entry.group(3)
+        if path.exists() and path not in lines:
+            lines[path] = path.read_text(encoding="utf-8").split("\n")
         same = [m for m in candidates if m.path == path and m not in found and
-                m.describe(m.path.read_text(encoding="utf-8").split("\n")[m.line - 1]) == what]
+                m.describe(lines[path][m.line - 1]) == what]
         if same:
             found.append(min(same, key=lambda m: abs(m.line - line)))
         else:
