@@ -176,13 +176,6 @@ void bringToFront(HWND window) {
     waitFor([&] { return GetForegroundWindow() == window; }, std::chrono::seconds(2));
 }
 
-namespace {
-// Runs a program of the host (outside Wine) and waits for it.
-bool runHost(const std::string& commandLine) {
-    return StartedProgram(commandLine).waitForExit(std::chrono::seconds(10)) == 0u;
-}
-}  // namespace
-
 void injectClick(HWND control) {
     RECT r{};
     GetWindowRect(control, &r);
@@ -209,7 +202,8 @@ void click(HWND control) {
     // A real pointer through the X server, as a hand moves it: the virtual
     // desktop lies at the screen's origin, so its coordinates are the screen's.
     // Injected clicks are dropped now and then by modal dialogs under Wine.
-    if (!runHost("/usr/bin/xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1")) {
+    if (!test::runHost("/usr/bin/xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1",
+                       std::chrono::seconds(10))) {
         injectClick(control);
         return;
     }
@@ -230,7 +224,7 @@ void heldClick(HWND control) {
     RECT r{};
     GetWindowRect(control, &r);
     const std::string at = std::to_string((r.left + r.right) / 2) + " " + std::to_string((r.top + r.bottom) / 2);
-    (void)runHost("/usr/bin/xdotool mousemove " + at + " mousedown 1 sleep 0.15 mouseup 1");
+    (void)test::runHost("/usr/bin/xdotool mousemove " + at + " mousedown 1 sleep 0.15 mouseup 1");
     pause(std::chrono::milliseconds(300));
 }
 

@@ -98,7 +98,7 @@ struct FakeProcesses final : platform::Processes, Journaled {
 
 private:
     std::vector<Proc>::iterator at(std::uint32_t id) {
-        return std::find_if(running.begin(), running.end(), [&](const Proc& p) { return p.id == id; });
+        return std::find_if(running.begin(), running.end(), [&](const Proc& q) { return q.id == id; });
     }
 };
 

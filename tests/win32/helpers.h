@@ -61,8 +61,12 @@ public:
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
         PROCESS_INFORMATION info{};
+        // A program of the host (outside Wine) comes back with no process
+        // handle and a thread handle that is whatever was left there: closing
+        // it would close one of ours (once, the cached machine registry key).
         if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                           folder.empty() ? nullptr : folder.c_str(), &startup, &info)) {
+                           folder.empty() ? nullptr : folder.c_str(), &startup, &info) &&
+            info.hProcess) {
             process_.reset(info.hProcess);
             CloseHandle(info.hThread);
             id_ = info.dwProcessId;
@@ -110,19 +114,27 @@ private:
     DWORD id_ = 0;
 };
 
-// The whole screen as NAME.png in the folder OMBRIX_SCREENSHOTS names, if
-// any. The host's import outlives the process Wine hands back: its file is
-// waited for.
+// Runs a program of the host and waits for it; true when it ended with 0.
+// Wine gives no handle to wait on, so its shell writes the exit code to a
+// file, renamed into place when whole.
+inline bool runHost(const std::string& commandLine, std::chrono::milliseconds patience = kPatience) {
+    static int count = 0;
+    const std::string done = "/tmp/ombrix-host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count);
+    const std::filesystem::path seen = "Z:" + done;
+    (void)StartedProgram("/bin/sh -c \"" + commandLine + "; echo $? > " + done + ".part && mv " + done + ".part " + done + "\"");
+    std::string code;
+    const bool ended = waitFor([&] { return !(code = readWholeFile(pathToUtf8(seen)).value_or("")).empty(); }, patience);
+    std::error_code ignored;
+    std::filesystem::remove(seen, ignored);
+    return ended && code.rfind("0\n", 0) == 0;
+}
+
+// The whole screen as NAME.png in the folder OMBRIX_SCREENSHOTS names, if any.
 inline void screenshot(const std::string& name) {
     const char* folder = std::getenv("OMBRIX_SCREENSHOTS");
     if (!folder || !*folder) return;
-    const std::string shot = std::string(folder) + "/" + name + ".png";
-    const std::filesystem::path file = "Z:" + shot;
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
     pause(std::chrono::milliseconds(300));
-    (void)StartedProgram("/usr/bin/import -window root " + shot).waitForExit();
-    (void)waitFor([&] { return std::filesystem::exists(file, ignored) && std::filesystem::file_size(file, ignored) > 0; });
+    (void)runHost("/usr/bin/import -window root " + std::string(folder) + "/" + name + ".png");
 }
 
 // A program built beside the tests, or a copy of it under another name.
