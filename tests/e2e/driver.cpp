@@ -263,7 +263,10 @@ std::string windowInFront() {
     HWND front = GetForegroundWindow();
     wchar_t frontClass[64] = {};
     GetClassNameW(front, frontClass, 64);
-    return "in front: a " + win32::fromWide(frontClass) + " \"" + win32::fromWide(text(front)) + "\"";
+    // A message box's words are in its static text.
+    const std::wstring says = text(GetDlgItem(front, 0xFFFF));
+    return "in front: a " + win32::fromWide(frontClass) + " \"" + win32::fromWide(text(front)) + "\"" +
+           (says.empty() ? "" : " saying \"" + win32::fromWide(says) + "\"");
 }
 
 void typeText(const std::wstring& value) {
