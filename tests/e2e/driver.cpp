@@ -8,6 +8,7 @@
 #include <random>
 
 #include "app/win32/forms/resource.h"
+#include "profiles/win32/profile_form_ids.h"
 #include "core/database.h"
 #include "core/password.h"
 #include "core/schema.h"
@@ -16,6 +17,7 @@
 #include "machine/machine_journal.h"
 #include "platform/file_registry.h"
 #include "platform/filesystem.h"
+#include "platform/process_control.h"
 #include "platform/registry.h"
 #include "platform/files.h"
 #include "platform/text.h"
@@ -30,29 +32,18 @@ Registry& systemRegistry();
 namespace ombrix::e2e {
 
 // A program left running by an earlier test (or an interrupted run) would make
-// every start after it a second instance that ends at once, and every later
-// test fail; each test starts with none.
+// every start after it a second instance that ends at once: each test starts with none.
 class NoProgramLeftOver final : public ::testing::EmptyTestEventListener {
-public:
     void OnTestStart(const ::testing::TestInfo&) override {
         platform::Processes& processes = win32::machine().processes();
-        const auto endAll = [&] {
-            bool none = true;
-            for (const platform::ProcessEntry& p : processes.snapshot()) {
-                if (!equalsNoCase(p.imageName, "ombrix.exe")) continue;
-                (void)processes.terminate(p.id);
-                none = false;
-            }
-            return none;
-        };
-        // Ending is not immediate: the next start must not meet it still alive.
-        (void)waitFor(endAll, std::chrono::seconds(5));
+        (void)waitFor([&] {
+            (void)platform::KillProcess(processes, "ombrix.exe");
+            return !platform::IsProcessRunning(processes, "ombrix.exe");
+        }, 5s);
     }
 };
 [[maybe_unused]] const bool kNoProgramLeftOver =
     (::testing::UnitTest::GetInstance()->listeners().Append(new NoProgramLeftOver), true);
-
-// ------------------------------------------------------------ Installation
 
 Installation::Installation() {
     std::random_device rd;
@@ -62,12 +53,11 @@ Installation::Installation() {
     if (const char* language = std::getenv("OMBRIX_E2E_LANGUAGE"); language && *language) useLanguage(language);
     EXPECT_TRUE(core::createDeliveredDatabase(pathToUtf8(database())));
     // Where the program finds its store; nothing is moved elsewhere.
-    platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "DataBase",
-                                           pathToUtf8(folder_ / L"DataBase"));
-    // The program sees Windows 7 here. From 6.2 on its shutdown restarts
-    // the shell, which under Wine opens a file browser over the virtual
-    // desktop after every test (the desktop's own process is not listed, so
-    // nothing is ended); the restart is tested natively.
+    EXPECT_TRUE(platform::systemRegistry().writeString(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni",
+                                                       "DataBase", pathToUtf8(folder_ / L"DataBase")));
+    // The program sees Windows 7: from 6.2 on its shutdown restarts the shell,
+    // which under Wine opens a file browser over the virtual desktop after
+    // every test; the restart is tested natively.
     platform::systemRegistry().writeString(platform::RegRoot::CurrentUser, "Software\\Wine\\AppDefaults\\ombrix.exe",
                                            "Version", "win7");
     // A machine where no password was chosen yet (an earlier test may have chosen one).
@@ -77,19 +67,25 @@ Installation::Installation() {
 }
 
 Installation::~Installation() {
-    std::error_code ec;
     // It outlives the folder: the next test must not start from this one's.
     giveBackLeftoverJournal();
+    std::error_code ec;
     std::filesystem::remove_all(folder_, ec);
 }
 
 void Installation::giveBackLeftoverJournal() const {
-    if (!std::filesystem::exists(journal())) return;
-    (void)StartedProgram(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
-                         test::quoted(pathToUtf8(database())) + " restore")
-        .waitForExit();
+    if (!journalExists()) return;
+    (void)ctl("restore");
     std::error_code ec;
     std::filesystem::remove(journal(), ec);
+}
+
+std::string Installation::file(const std::string& name) const { return pathToUtf8(folder_ / pathFromUtf8(name)); }
+
+std::optional<DWORD> Installation::ctl(const std::string& arguments) const {
+    return StartedProgram(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
+                          test::quoted(pathToUtf8(database())) + " " + arguments)
+        .waitForExit(30s);
 }
 
 std::filesystem::path Installation::journal() {
@@ -150,6 +146,17 @@ HWND formWith(const StartedProgram& program, int id) {
     return nullptr;
 }
 
+HWND boxSaying(const StartedProgram& program, const std::wstring& words) {
+    HWND found = nullptr;
+    (void)waitFor([&] {
+        for (HWND w : program.windows()) {
+            if (IsWindowVisible(w) && text(GetDlgItem(w, 0xFFFF)).find(words) != std::wstring::npos) found = w;
+        }
+        return found != nullptr;
+    });
+    return found;
+}
+
 int secondsNow() {
     SYSTEMTIME t{};
     GetLocalTime(&t);
@@ -169,11 +176,9 @@ void login(HWND mainForm, const std::wstring& password) {
     pressKey(VK_RETURN);
 }
 
-// ------------------------------------------------------------------- input
-
 void bringToFront(HWND window) {
     SetForegroundWindow(window);
-    waitFor([&] { return GetForegroundWindow() == window; }, std::chrono::seconds(2));
+    waitFor([&] { return GetForegroundWindow() == window; }, 2s);
 }
 
 void injectClick(HWND control) {
@@ -192,7 +197,7 @@ void injectClick(HWND control) {
     in[2] = in[0];
     in[2].mi.dwFlags = MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
     SendInput(3, in, sizeof(INPUT));
-    pause(std::chrono::milliseconds(300));
+    pause(300ms);
 }
 
 void click(HWND control) {
@@ -203,11 +208,11 @@ void click(HWND control) {
     // desktop lies at the screen's origin, so its coordinates are the screen's.
     // Injected clicks are dropped now and then by modal dialogs under Wine.
     if (!test::runHost("/usr/bin/xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1",
-                       std::chrono::seconds(10))) {
+                       10s)) {
         injectClick(control);
         return;
     }
-    pause(std::chrono::milliseconds(300));
+    pause(300ms);
 }
 
 bool clickUntil(HWND control, const std::function<bool()>& done) {
@@ -215,9 +220,56 @@ bool clickUntil(HWND control, const std::function<bool()>& done) {
         // A click on a window behind another one lands on the one in front.
         if (attempt > 0) bringToFront(GetAncestor(control, GA_ROOT));
         click(control);
-        if (waitFor(done, std::chrono::seconds(3))) return true;
+        if (waitFor(done, 3s)) return true;
     }
     return false;
+}
+
+namespace {
+bool post(HWND form, int id, HWND from, const std::function<bool()>& done) {
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        PostMessageW(form, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(from));
+        if (waitFor(done, 5s)) return true;
+    }
+    return false;
+}
+}  // namespace
+
+bool command(HWND form, int id, const std::function<bool()>& done) { return post(form, id, GetDlgItem(form, id), done); }
+
+bool barCommand(HWND editor, int id, const std::function<bool()>& done) {
+    return post(editor, id, GetDlgItem(editor, IDC_BNRPROFILI), done);
+}
+
+bool tick(HWND box, const std::function<bool()>& done) {
+    for (int attempt = 0; attempt < 3 && !done(); ++attempt) {
+        heldClick(box);
+        (void)waitFor(done, 5s);
+    }
+    return done();
+}
+
+int comboIndexOf(HWND combo, const std::wstring& name) {
+    const int n = static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
+    for (int i = 0; i < n; ++i) {
+        wchar_t item[256] = {};
+        DWORD_PTR copied = 0;
+        SendMessageTimeoutW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(item),
+                            SMTO_ABORTIFHUNG, 2000, &copied);
+        if (name == item) return i;
+    }
+    return -1;
+}
+
+bool choose(HWND combo, const std::wstring& name) {
+    const int at = comboIndexOf(combo, name);
+    if (at < 0) return false;
+    const int current = static_cast<int>(SendMessageW(combo, CB_GETCURSEL, 0, 0));
+    bringToFront(GetAncestor(combo, GA_ROOT));
+    click(combo);
+    for (int i = current; i != at; i += at > current ? 1 : -1) pressKey(at > current ? VK_DOWN : VK_UP);
+    pressKey(VK_RETURN);
+    return true;
 }
 
 void heldClick(HWND control) {
@@ -225,7 +277,7 @@ void heldClick(HWND control) {
     GetWindowRect(control, &r);
     const std::string at = std::to_string((r.left + r.right) / 2) + " " + std::to_string((r.top + r.bottom) / 2);
     (void)test::runHost("/usr/bin/xdotool mousemove " + at + " mousedown 1 sleep 0.15 mouseup 1");
-    pause(std::chrono::milliseconds(300));
+    pause(300ms);
 }
 
 void fill(HWND edit, const std::wstring& value) {
@@ -237,24 +289,17 @@ void fill(HWND edit, const std::wstring& value) {
         // Keys sent before the click has given the box the focus are lost.
         // After a message box Wine may leave the focus on the dialog itself
         // whatever is clicked; the dialog manager moves it as Tab would.
-        if (!waitFor([&] { return focusOf(edit) == edit; }, std::chrono::seconds(2))) {
+        if (!waitFor([&] { return focusOf(edit) == edit; }, 2s)) {
             SendMessageW(GetParent(edit), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(edit), TRUE);
-            (void)waitFor([&] { return focusOf(edit) == edit; }, std::chrono::seconds(1));
+            (void)waitFor([&] { return focusOf(edit) == edit; }, 1s);
         }
         SendMessageW(edit, EM_SETSEL, 0, -1);
         typeText(value);
         // A busy program takes the keys late; typing again too soon doubles them.
-        (void)waitFor(holds, std::chrono::seconds(2));
+        (void)waitFor(holds, 2s);
     }
     if (holds()) return;
-    GUITHREADINFO info{};
-    info.cbSize = sizeof info;
-    GetGUIThreadInfo(GetWindowThreadProcessId(edit, nullptr), &info);
-    wchar_t active[64] = {}, focus[64] = {};
-    GetClassNameW(info.hwndActive, active, 64);
-    GetClassNameW(info.hwndFocus, focus, 64);
-    ADD_FAILURE() << windowInFront() << "; the program's active window is a " << win32::fromWide(active) << ", its focus a "
-                  << win32::fromWide(focus) << " (" << GetDlgCtrlID(info.hwndFocus) << "); the box holds \""
+    ADD_FAILURE() << windowInFront() << "; the focus is on control " << GetDlgCtrlID(focusOf(edit)) << "; the box holds \""
                   << win32::fromWide(boxText(edit)) << "\"";
     screenshot("fill-failed");
 }
@@ -279,7 +324,7 @@ void typeText(const std::wstring& value) {
         in[1].ki.dwFlags = KEYEVENTF_UNICODE | KEYEVENTF_KEYUP;
         SendInput(2, in, sizeof(INPUT));
     }
-    pause(std::chrono::milliseconds(200));
+    pause(200ms);
 }
 
 void pressKey(WORD vk) {
@@ -289,7 +334,7 @@ void pressKey(WORD vk) {
     in[1] = in[0];
     in[1].ki.dwFlags = KEYEVENTF_KEYUP;
     SendInput(2, in, sizeof(INPUT));
-    pause(std::chrono::milliseconds(300));
+    pause(300ms);
 }
 
 std::string registryValue(const std::string& key, const std::string& name) {
@@ -334,41 +379,101 @@ HWND focusOf(HWND window) {
 }
 
 HWND messageBox(const StartedProgram& program, int button) {
-    // A message box is a static text (0xFFFF) and its buttons.
+    // A message box is a static text (0xFFFF) and its buttons; a file dialog
+    // has such texts too, and its name box.
     for (HWND w : program.windows()) {
-        if (IsWindowVisible(w) && GetDlgItem(w, 0xFFFF) && GetDlgItem(w, button)) return w;
+        if (IsWindowVisible(w) && GetDlgItem(w, 0xFFFF) && GetDlgItem(w, button) && !GetDlgItem(w, 0x47c) &&
+            !GetDlgItem(w, 0x480)) {
+            return w;
+        }
     }
     return nullptr;
 }
 
-// -------------------------------------------------------------- fixture
-
-StartedProgram InstalledProgram::launch() const {
-    return StartedProgram(test::quoted(pathToUtf8(install.exe())), install.folder());
+std::wstring answer(const StartedProgram& program, int button) {
+    HWND box = nullptr;
+    if (!waitFor([&] { return (box = messageBox(program, button)) != nullptr; })) return L"<no message>";
+    const std::wstring said = text(GetDlgItem(box, 0xFFFF));
+    if (!clickUntil(GetDlgItem(box, button), [&] { return !IsWindow(box); })) {
+        PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button), 0);
+        (void)waitFor([&] { return !IsWindow(box); });
+    }
+    return said;
 }
 
-HWND InstalledProgram::start() {
-    program = std::make_unique<StartedProgram>(launch());
+void picture(HWND form, const std::string& name) {
+    const char* folder = std::getenv("OMBRIX_SCREENSHOTS");
+    if (!folder || !*folder) return;
+    // On a busy machine Wine paints a form over seconds, control by control.
+    RedrawWindow(form, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
+    pause(1s);
+    screenshot(name);
+}
+
+StartedProgram InstalledProgram::launch(const std::string& arguments) const {
+    return StartedProgram(test::quoted(pathToUtf8(install.exe())) + (arguments.empty() ? "" : " " + arguments),
+                          install.folder());
+}
+
+HWND InstalledProgram::start(bool shown) {
+    run();
     HWND main = nullptr;
     // A start on a loaded machine takes long: the splash, the store, the lists.
-    waitFor([&] { return (main = formWith(*program, IDC_TXTPASS)) != nullptr; }, std::chrono::seconds(45));
-    return main;
-}
-
-HWND InstalledProgram::startHidden() {
-    program = std::make_unique<StartedProgram>(launch());
-    HWND main = nullptr;
     waitFor(
         [&] {
             for (HWND w : program->windows()) {
-                if (GetDlgItem(w, IDC_TXTPASS)) main = w;
+                if (GetDlgItem(w, IDC_TXTPASS) && (!shown || IsWindowVisible(w))) main = w;
             }
             return main != nullptr;
         },
-        std::chrono::seconds(45));
+        45s);
     return main;
 }
 
 HWND InstalledProgram::notice() const { return formWith(*program, IDC_LBLMESSAGGIO); }
+
+std::wstring InstalledProgram::noticeText() const {
+    HWND n = notice();
+    return n ? text(GetDlgItem(n, IDC_LBLMESSAGGIO)) : std::wstring();
+}
+
+bool InstalledProgram::admin(HWND main) {
+    if (!IsWindowVisible(main) || IsIconic(main)) ShowWindow(main, SW_RESTORE);
+    HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
+    for (int attempt = 0; attempt < 3 && !visible(combo); ++attempt) {
+        SetWindowTextW(GetDlgItem(main, IDC_TXTPASS), L"");
+        login(main, L"Segreta1");
+        (void)waitFor([&] { return visible(combo); }, 10s);
+    }
+    return visible(combo);
+}
+
+HWND InstalledProgram::open(HWND main, int button, int control) {
+    HWND form = nullptr;
+    const bool opened = clickUntil(GetDlgItem(main, button), [&] { return (form = formWith(*program, control)) != nullptr; });
+    return opened ? form : nullptr;
+}
+
+void InstalledProgram::exitProgram(HWND main) {
+    ASSERT_TRUE(admin(main)) << windowInFront();
+    // The closing notice, or the end: the click was taken.
+    EXPECT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDESCI), [&] {
+        if (!program->running()) return true;
+        for (HWND w : program->windows()) {
+            if (GetDlgItem(w, IDC_LBLCHIUSURAINCORSO)) return true;
+        }
+        return false;
+    }));
+    EXPECT_EQ(program->waitForExit(30s), 0u);
+}
+
+StartedProgram InstalledProgram::startCopy(const std::string& image, const std::string& title) const {
+    return test::startRecorder(test::copyRecorder(install.file("giochi\\" + image)), install.file(image + ".log"), title);
+}
+
+bool InstalledProgram::ends(const std::string& image) const {
+    const StartedProgram p = startCopy(image);
+    return p.started() && p.waitForExit(30s).has_value();
+}
 
 }  // namespace ombrix::e2e

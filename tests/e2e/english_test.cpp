@@ -22,8 +22,6 @@
 namespace ombrix::e2e {
 namespace {
 
-using namespace std::chrono_literals;
-
 // The texts of a delivered language file.
 std::set<std::wstring> valuesOf(const std::string& file) {
     std::set<std::wstring> values;
@@ -64,9 +62,7 @@ protected:
     // texts only english.lng has, and none begins with one only italian.lng has.
     void expectEnglish(HWND form, const std::string& name) {
         ASSERT_TRUE(form) << name << " is not on screen";
-        RedrawWindow(form, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
-        pause(1s);
-        screenshot("english-" + name);
+        picture(form, "english-" + name);
         std::vector<std::wstring> texts{text(form)};
         EnumChildWindows(form, collectText, reinterpret_cast<LPARAM>(&texts));
         int fromEnglish = 0;
@@ -79,17 +75,6 @@ protected:
         EXPECT_GT(fromEnglish, 0) << name << " shows no text of english.lng";
     }
 
-    HWND open(HWND main, int button, int control) {
-        HWND form = nullptr;
-        const bool opened =
-            clickUntil(GetDlgItem(main, button), [&] { return (form = formWith(*program, control)) != nullptr; });
-        return opened ? form : nullptr;
-    }
-
-    void close(HWND form, int button) {
-        EXPECT_TRUE(clickUntil(GetDlgItem(form, button), [&] { return !visible(form); })) << windowInFront();
-    }
-
     std::set<std::wstring> english_ = valuesOf("english.lng");
     std::set<std::wstring> italianOnly_;
     std::set<std::wstring> englishOnly_;
@@ -98,8 +83,7 @@ protected:
 TEST_F(EnglishTest, TheMainFormAndTheAdministratorsFormsSpeakEnglish) {
     HWND main = start();
     expectEnglish(main, "frmOmbrix-locked");
-    login(main, L"Segreta1");
-    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDPROFILI)); }));
+    ASSERT_TRUE(admin(main));
     expectEnglish(main, "frmOmbrix-administrator");
 
     const struct {
@@ -121,16 +105,12 @@ TEST_F(EnglishTest, TheMainFormAndTheAdministratorsFormsSpeakEnglish) {
         if (!form) continue;
         if (f.control == IDC_LSTVSITI) {
             // A new profile: its default name and its mark until it is saved.
-            PostMessageW(form, WM_COMMAND, MAKEWPARAM(IDC_BNR_NEW, BN_CLICKED),
-                         reinterpret_cast<LPARAM>(GetDlgItem(form, IDC_BNRPROFILI)));
-            EXPECT_TRUE(waitFor([&] { return boxText(GetDlgItem(form, IDC_TXTSTATO)) == L"New"; }));
+            EXPECT_TRUE(barCommand(form, IDC_BNR_NEW, [&] { return boxText(GetDlgItem(form, IDC_TXTSTATO)) == L"New"; }));
             EXPECT_EQ(boxText(GetDlgItem(form, IDC_TXTPROFILO)), install.message(msg::NewProfileName));
             expectEnglish(form, "frmProfili-new");
-            PostMessageW(form, WM_COMMAND, MAKEWPARAM(IDC_BNR_CANCEL, BN_CLICKED),
-                         reinterpret_cast<LPARAM>(GetDlgItem(form, IDC_BNRPROFILI)));
-            EXPECT_TRUE(waitFor([&] { return boxText(GetDlgItem(form, IDC_TXTSTATO)).empty(); }));
+            EXPECT_TRUE(barCommand(form, IDC_BNR_CANCEL, [&] { return boxText(GetDlgItem(form, IDC_TXTSTATO)).empty(); }));
         }
-        close(form, f.closeButton);
+        EXPECT_TRUE(clickUntil(GetDlgItem(form, f.closeButton), [&] { return !visible(form); })) << windowInFront();
     }
 
     // The closing form lasts a moment: its text is read while it is there.
@@ -158,14 +138,9 @@ TEST_F(EnglishTest, TheNoticeAndTheKeyboardSpeakEnglish) {
     ASSERT_TRUE(waitFor([&] { return visible(keyboard = FindWindowW(L"OmbrixTastiera", nullptr)); }));
     expectEnglish(keyboard, "frmTastiera");
 
-    const std::string exe = test::copyRecorder(pathToUtf8(install.folder() / L"giochi" / L"gioco.exe"));
-    test::StartedProgram forbidden =
-        test::startRecorder(exe, pathToUtf8(install.folder() / L"gioco.log"), "Gioco");
-    ASSERT_TRUE(forbidden.started());
-    HWND box = nullptr;
-    ASSERT_TRUE(waitFor([&] { return (box = notice()) != nullptr; })) << "no notice";
-    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLMESSAGGIO)), install.message(msg::ForbiddenProgramClosed) + L" gioco.exe");
-    expectEnglish(box, "frmMessaggio");
+    EXPECT_TRUE(ends("gioco.exe"));
+    EXPECT_TRUE(waitFor([&] { return noticeText() == install.message(msg::ForbiddenProgramClosed) + L" gioco.exe"; }));
+    expectEnglish(notice(), "frmMessaggio");
 }
 
 }  // namespace

@@ -16,14 +16,11 @@
 #include "e2e/driver.h"
 #include "machine/machine_profile.h"
 #include "platform/file_registry.h"
-#include "platform/files.h"
 #include "platform/win32/guard_channel.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::e2e {
 namespace {
-
-using namespace std::chrono_literals;
 
 class GuardTest : public InstalledProgram {
 protected:
@@ -33,18 +30,15 @@ protected:
         install.sql("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'vietato.exe');"
                     "UPDATE Profili SET BloccaDownload = -1 WHERE IDProfilo = 1;");
         RegDeleteKeyValueW(HKEY_CURRENT_USER, win32::toWide(core::kZone3).c_str(), L"1803");
-        test::copyProgram("ombrixguard.exe", pathToUtf8(guardExe()));
-        forbidden_ = test::copyRecorder(pathToUtf8(install.folder() / L"giochi" / L"vietato.exe"));
+        test::copyProgram("ombrixguard.exe", install.file("ombrixguard.exe"));
     }
     void SetUp() override { ASSERT_EQ(guardCommand("install"), 0u); }
     // The program the service started last is ended with `program`.
     ~GuardTest() override { EXPECT_EQ(guardCommand("remove"), 0u); }
 
-    [[nodiscard]] std::filesystem::path guardExe() const { return install.folder() / L"ombrixguard.exe"; }
     std::optional<DWORD> guardCommand(const std::string& what) const {
-        return test::StartedProgram(test::quoted(pathToUtf8(guardExe())) + " " + what).waitForExit(30s);
+        return StartedProgram(test::quoted(install.file("ombrixguard.exe")) + " " + what).waitForExit(30s);
     }
-
     // The main form on screen of a program other than `other`: the one the service started.
     [[nodiscard]] static std::pair<HWND, DWORD> mainForm(DWORD other) {
         DWORD id = 0;
@@ -56,65 +50,50 @@ protected:
     HWND guarded(DWORD other = 0) {
         std::pair<HWND, DWORD> found;
         if (!waitFor([&] { return (found = mainForm(other)).first != nullptr; }, 45s)) return nullptr;
-        program = std::make_unique<test::StartedProgram>(test::StartedProgram::attach(found.second));
+        program = std::make_unique<StartedProgram>(StartedProgram::attach(found.second));
         return found.first;
     }
-
-    // A forbidden program started now is ended: the program enforces.
-    [[nodiscard]] bool enforcing() const {
-        const test::StartedProgram game =
-            test::startRecorder(forbidden_, pathToUtf8(install.folder() / L"vietato.log"), "Gioco");
-        return game.started() && game.waitForExit(30s).has_value();
+    // Ends the program as a pupil's own tool would; the next one started must enforce.
+    void endAndExpectBack(const std::function<void()>& end, const char* how) {
+        const DWORD before = program->id();
+        end();
+        ASSERT_TRUE(program->waitForExit()) << how;
+        ASSERT_TRUE(guarded(before)) << "not started again after " << how;
+        EXPECT_TRUE(ends("vietato.exe")) << "not enforcing after " << how;
+        EXPECT_TRUE(downloadsBlocked()) << "the forced end's journal was given back, and the profile not applied again";
     }
-
+    void terminate() const {
+        const win32::UniqueKernelHandle p(OpenProcess(PROCESS_TERMINATE, FALSE, program->id()));
+        ASSERT_TRUE(p && TerminateProcess(p.get(), 1));
+    }
     [[nodiscard]] static bool downloadsBlocked() {
         return waitFor([] { return registryValue(core::kZone3, core::kDownloadValue) == "dword 3"; });
     }
-
-    std::string forbidden_;
 };
 
 TEST_F(GuardTest, WhateverEndsTheProgramItComesBackAndEnforces) {
     ASSERT_TRUE(guarded());
-    ASSERT_TRUE(enforcing()) << "the first start";
-    const DWORD first = program->id();
-
-    ASSERT_TRUE(test::StartedProgram("taskkill.exe /f /im ombrix.exe").waitForExit());
-    ASSERT_TRUE(program->waitForExit());
-    ASSERT_TRUE(guarded(first)) << "not started again after taskkill";
-    EXPECT_TRUE(enforcing()) << "after taskkill";
-    EXPECT_TRUE(downloadsBlocked()) << "the forced end's journal was given back, and the profile not applied again";
-    const DWORD second = program->id();
-
-    // Any program of the pupil's that ends processes.
-    SetEnvironmentVariableW(L"OMBRIX_AS_STANDARD_USER", L"1");
-    const auto ender = test::StartedProgram(test::quoted(test::builtProgram("process_ender.exe")) + " ombrix.exe")
-                           .waitForExit();
-    SetEnvironmentVariableW(L"OMBRIX_AS_STANDARD_USER", nullptr);
-    ASSERT_EQ(ender, 0u) << "nothing was ended";
-    ASSERT_TRUE(program->waitForExit());
-    ASSERT_TRUE(guarded(second)) << "not started again after TerminateProcess";
-    EXPECT_TRUE(enforcing()) << "after TerminateProcess";
+    ASSERT_TRUE(ends("vietato.exe")) << "the first start";
+    endAndExpectBack([] { ASSERT_TRUE(StartedProgram("taskkill.exe /f /im ombrix.exe").waitForExit()); }, "taskkill");
+    endAndExpectBack(
+        [] {
+            const AsStandardUser pupil;
+            EXPECT_EQ(StartedProgram(test::quoted(test::builtProgram("process_ender.exe")) + " ombrix.exe").waitForExit(), 0u);
+        },
+        "a pupil's TerminateProcess");
 }
 
-// After a forced end and the guard's start, the exit gives the machine back
-// as it was before the first start: the restarted program took the blocked
-// downloads for the profile's, not for the machine's own.
 // The program started again acts as a pupil's does (the service gives it the
-// user's environment): the stand-down goes through ombrixctl's elevated run.
+// user's environment): the stand-down goes through ombrixctl's elevated run,
+// and the exit gives the machine back as it was before the first start.
 TEST_F(GuardTest, TheAdministratorsExitStandsTheGuardDown) {
-    test::copyProgram("ombrixctl.exe", pathToUtf8(install.folder() / L"ombrixctl.exe"));
+    test::copyProgram("ombrixctl.exe", install.file("ombrixctl.exe"));
     ASSERT_TRUE(guarded());
-    ASSERT_TRUE(downloadsBlocked());
     platform::systemRegistry().writeString(platform::RegRoot::CurrentUser, "Environment", "OMBRIX_AS_STANDARD_USER", "1");
-    const win32::UniqueKernelHandle first(OpenProcess(PROCESS_TERMINATE, FALSE, program->id()));
-    ASSERT_TRUE(first && TerminateProcess(first.get(), 1));
-    HWND main = guarded(program->id());
+    endAndExpectBack([&] { terminate(); }, "TerminateProcess");
     platform::systemRegistry().deleteValue(platform::RegRoot::CurrentUser, "Environment", "OMBRIX_AS_STANDARD_USER");
-    ASSERT_TRUE(main);
-    ASSERT_TRUE(downloadsBlocked());
-    login(main, L"Segreta1");
-    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDESCI)); })) << windowInFront();
+    HWND main = mainForm(0).first;
+    ASSERT_TRUE(main && admin(main)) << windowInFront();
     PostMessageW(main, WM_COMMAND, MAKEWPARAM(IDC_CMDESCI, BN_CLICKED), 0);
     ASSERT_EQ(program->waitForExit(30s), 0u);
     EXPECT_EQ(registryValue(core::kZone3, core::kDownloadValue), "-") << "not given back as it was";
@@ -127,27 +106,26 @@ TEST_F(GuardTest, TheAdministratorsExitStandsTheGuardDown) {
     EXPECT_FALSE(mainForm(0).first) << "started again after the administrator's exit";
 }
 
-// The request says nothing of the session (the system says whose it is),
-// the channel admits administrators and the system only, and a pipe of the
-// same name made by someone else is never taken for the service.
+// The channel admits administrators and the system only, believes no
+// request that names a session, and a pipe of the same name made by someone
+// else is never taken for the service.
 TEST_F(GuardTest, TheChannelIsTheServicesAlone) {
     ASSERT_TRUE(guarded());
     const win32::UniqueKernelHandle pipe = win32::adoptInvalidOnFailure(
         CreateFileW(win32::kGuardPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_TRUE(pipe) << GetLastError();
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ASSERT_EQ(GetSecurityInfo(pipe.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
-                              nullptr, &descriptor),
+    ASSERT_EQ(GetSecurityInfo(pipe.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
+                              &descriptor),
               static_cast<DWORD>(ERROR_SUCCESS));
     const win32::UniqueLocal owned(descriptor);
     wchar_t* sddl = nullptr;
-    ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
-                                                                     DACL_SECURITY_INFORMATION, &sddl, nullptr));
+    ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
+                                                                     &sddl, nullptr));
     const win32::UniqueLocal text(sddl);
     // Windows maps the generic rights to the pipe's own; Wine keeps them.
     const std::string dacl = win32::fromWide(sddl);
     EXPECT_TRUE(dacl == "D:P(A;;FA;;;SY)(A;;FA;;;BA)" || dacl == "D:P(A;;GA;;;SY)(A;;GA;;;BA)") << dacl;
-
     DWORD mode = PIPE_READMODE_MESSAGE;
     SetNamedPipeHandleState(pipe.get(), &mode, nullptr, nullptr);
     const std::string forged = "stand-down 0";
@@ -162,16 +140,14 @@ TEST_F(GuardTest, TheChannelIsTheServicesAlone) {
     std::string error;
     ASSERT_TRUE(win32::stopGuardService(error)) << error;
     const win32::UniqueKernelHandle impostor = win32::adoptInvalidOnFailure(CreateNamedPipeW(
-        win32::kGuardPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE, PIPE_TYPE_MESSAGE, 1, 512, 512, 0,
-        nullptr));
+        win32::kGuardPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE, PIPE_TYPE_MESSAGE, 1, 512, 512, 0, nullptr));
     ASSERT_TRUE(impostor) << GetLastError();
     ASSERT_TRUE(win32::startGuardService(error)) << error;
     EXPECT_FALSE(win32::askGuard("stand-down", error)) << "the impostor was believed";
     EXPECT_NE(error.find("not served by the Ombrix guard service"), std::string::npos) << error;
     // The guard guards on without its channel.
     const DWORD before = program->id();
-    const win32::UniqueKernelHandle p(OpenProcess(PROCESS_TERMINATE, FALSE, before));
-    ASSERT_TRUE(p && TerminateProcess(p.get(), 1));
+    terminate();
     EXPECT_TRUE(guarded(before)) << "not started again";
 }
 
@@ -187,9 +163,8 @@ TEST_F(GuardTest, DISABLED_KillToEnforcementTimes) {
         // cannot start are slowed down on purpose, and not measured here.
         pause(std::chrono::milliseconds(app::kGuardQuickRunMs));
         const auto killed = std::chrono::steady_clock::now();
-        const win32::UniqueKernelHandle p(OpenProcess(PROCESS_TERMINATE, FALSE, last));
-        ASSERT_TRUE(p && TerminateProcess(p.get(), 1));
-        ASSERT_TRUE(enforcing());
+        terminate();
+        ASSERT_TRUE(ends("vietato.exe"));
         times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - killed).count());
     }
     std::sort(times.begin(), times.end());

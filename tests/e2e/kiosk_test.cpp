@@ -1,8 +1,8 @@
-// The shell locked by a kiosk profile, in the virtual desktop's task bar:
-// the Start button, the task bar's parts of later shells and the desktop
-// icons, the keys that open Start or leave a program, and all of it given
-// back by unlocking, and after a forced end by the next start or by
-// ombrixctl restore.
+// The shell locked by a kiosk profile in the virtual desktop's task bar (the
+// Start button, the task bar's parts of later shells, the desktop icons, the
+// keys that open Start or leave a program), locked again for a shell that
+// starts again, given back by unlocking or after a forced end by ombrixctl
+// restore; and the application bar of a locked desktop with its browsers.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -11,13 +11,14 @@
 #include <vector>
 
 #include "app/win32/forms/resource.h"
+#include "browser/win32/browser_form_ids.h"
 #include "e2e/driver.h"
-#include "machine/machine_journal.h"
+#include "platform/process_control.h"
+#include "platform/win32/machine.h"
+#include "platform/win32/wide.h"
 
 namespace ombrix::e2e {
 namespace {
-
-using namespace std::chrono_literals;
 
 // Presses that reached the show-desktop button's stand-in.
 int g_desktopButtonPresses = 0;
@@ -36,13 +37,13 @@ public:
         RECT r{};
         GetWindowRect(tray_, &r);
         int left = (r.right - r.left) - 200;
+        WNDCLASSW wc{};
+        wc.hInstance = GetModuleHandleW(nullptr);
         for (const wchar_t* cls : {L"TrayNotifyWnd", L"TrayDummySearchControl", L"TrayButton", L"Progman",
                                    L"SHELLDLL_DefView"}) {
             const bool icons = windows_.size() == 4;
             HWND parent = windows_.size() < 3 ? tray_ : icons ? windows_.back() : nullptr;
-            WNDCLASSW wc{};
             wc.lpfnWndProc = DefWindowProcW;
-            wc.hInstance = GetModuleHandleW(nullptr);
             wc.lpszClassName = cls;
             RegisterClassW(&wc);
             windows_.push_back(CreateWindowExW(0, cls, parent || icons ? L"" : L"Program Manager",
@@ -51,9 +52,7 @@ public:
             left -= 66;
         }
         // Right of the notification area, and left as it is by locking.
-        WNDCLASSW wc{};
         wc.lpfnWndProc = desktopButtonProc;
-        wc.hInstance = GetModuleHandleW(nullptr);
         wc.lpszClassName = L"TrayShowDesktopButtonWClass";
         RegisterClassW(&wc);
         desktopButton_ = CreateWindowExW(0, wc.lpszClassName, L"", WS_CHILD | WS_VISIBLE, (r.right - r.left) - 130, 0,
@@ -94,22 +93,24 @@ class KioskTest : public InstalledProgram {
 protected:
     KioskTest() {
         install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti, Kiosk, TastoStartDisabilitato) "
-                    "VALUES (3, 'Chiosco', -1, -1, -1);");
+                    "VALUES (3, 'Chiosco', -1, -1, -1); UPDATE Opzioni SET IDProfiloInUso = 3;");
     }
     ~KioskTest() override {
         // A test that failed half-way leaves the next one a free task bar.
         program.reset();
-        ShowWindow(shell.start(), SW_SHOW);
-        EnableWindow(shell.start(), TRUE);
+        freeStart();
         EnableWindow(shell.tray(), TRUE);
     }
-    void inUse(int profile) const {
-        install.sql("UPDATE Opzioni SET IDProfiloInUso = " + std::to_string(profile) + ";");
+    void freeStart() const {
+        ShowWindow(shell.start(), SW_SHOW);
+        EnableWindow(shell.start(), TRUE);
     }
+    bool locked() const { return waitFor([&] { return shell.state() == kLocked; }); }
+    bool unlocked() const { return waitFor([&] { return shell.state() == kFree && IsWindowEnabled(shell.tray()); }); }
     // Presses each key in the recorder's window; the keys that reached it.
     std::vector<std::string> keysReaching(const std::vector<WORD>& keys) {
-        const std::string log = pathToUtf8(install.folder() / L"keys.log");
-        std::filesystem::remove(install.folder() / L"keys.log");
+        const std::string log = install.file("keys.log");
+        std::filesystem::remove(log);
         const StartedProgram recorder = test::startRecorder(test::recorderPath(), log, "Ombrix tasti");
         HWND window = nullptr;
         EXPECT_TRUE(waitFor([&] { return (window = FindWindowW(nullptr, L"Ombrix tasti")) != nullptr; }));
@@ -127,17 +128,16 @@ protected:
     ShellStandIns shell;
 };
 
-TEST_F(KioskTest, LockingClosesTheShellAndItsKeysUnlockingGivesEveryOneBack) {
+TEST_F(KioskTest, LockingClosesTheShellAndItsKeysARestartedShellIsLockedAgainUnlockingGivesEveryOneBack) {
     ASSERT_TRUE(shell.tray() && shell.start()) << "the virtual desktop has no task bar";
     ASSERT_EQ(shell.state(), kFree);
     g_desktopButtonPresses = 0;
     // Injected: the X server's own pointer lost its first press here now and then.
     injectClick(shell.desktopButton());
     ASSERT_TRUE(waitFor([] { return g_desktopButtonPresses == 1; })) << "a free task bar takes the press";
-    inUse(3);
     HWND main = start();
     ASSERT_TRUE(main);
-    EXPECT_TRUE(waitFor([&] { return shell.state() == kLocked; })) << ::testing::PrintToString(shell.state());
+    EXPECT_TRUE(locked()) << ::testing::PrintToString(shell.state());
     EXPECT_TRUE(IsWindowEnabled(shell.tray())) << "locking leaves the task bar itself enabled";
     // A press right of the notification area: the mouse guard switches the
     // task bar off before the press reaches it.
@@ -145,54 +145,133 @@ TEST_F(KioskTest, LockingClosesTheShellAndItsKeysUnlockingGivesEveryOneBack) {
     EXPECT_TRUE(waitFor([&] { return !IsWindowEnabled(shell.tray()); }));
     pause(500ms);
     EXPECT_EQ(g_desktopButtonPresses, 1) << "the press reached the locked task bar";
-    pause(1s);
-    screenshot("kiosk-locked-desktop");
+    picture(shell.tray(), "kiosk-locked-desktop");
+    EXPECT_EQ(keysReaching({VK_ESCAPE, VK_LWIN, VK_RWIN, VK_APPS, 'A', VK_F4}), (std::vector<std::string>{"key 65", "key 115"}))
+        << "Escape, the Windows keys and the menu key";
 
-    const std::vector<std::string> locked = keysReaching({VK_ESCAPE, VK_LWIN, VK_RWIN, VK_APPS, 'A', VK_F4});
-    EXPECT_EQ(locked, (std::vector<std::string>{"key 65", "key 115"})) << "Escape, the Windows keys and the menu key";
+    // A shell started again has a free task bar and says so to every window.
+    // Wine's virtual desktop cannot start its shell again in the same session:
+    // the new Start button is this one, freed, and the message is the real one.
+    freeStart();
+    DWORD_PTR result = 0;
+    SendMessageTimeoutW(HWND_BROADCAST, RegisterWindowMessageW(L"TaskbarCreated"), 0, 0, SMTO_ABORTIFHUNG, 10000, &result);
+    EXPECT_TRUE(waitFor([&] { return !IsWindowEnabled(shell.start()) && !IsWindowVisible(shell.start()); }))
+        << "the new Start button is not locked";
 
     // The administrator puts the profile without restrictions in use.
-    ShowWindow(main, SW_RESTORE);
-    login(main, L"Segreta1");
-    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }));
-    click(GetDlgItem(main, IDC_CMBPROFILI));
-    pressKey(VK_UP);
-    pressKey(VK_RETURN);
-    EXPECT_TRUE(waitFor([&] { return shell.state() == kFree; })) << ::testing::PrintToString(shell.state());
-    EXPECT_TRUE(IsWindowEnabled(shell.tray()));
+    ASSERT_TRUE(admin(main));
+    ASSERT_TRUE(choose(GetDlgItem(main, IDC_CMBPROFILI), L"Nessuna restrizione"));
+    EXPECT_TRUE(unlocked()) << ::testing::PrintToString(shell.state());
     EXPECT_EQ(keysReaching({VK_ESCAPE, 'A'}), (std::vector<std::string>{"key 27", "key 65"}));
 }
 
-TEST_F(KioskTest, AForcedEndWhileLockedIsGivenBackByTheNextStart) {
-    inUse(3);
+// A forced end gives nothing back by itself (Wine's task bar shows its Start
+// button again as soon as a window goes, disabled as it is).
+TEST_F(KioskTest, AForcedEndWhileLockedIsGivenBackByOmbrixctlRestore) {
     ASSERT_TRUE(start());
-    ASSERT_TRUE(waitFor([&] { return shell.state() == kLocked; })) << ::testing::PrintToString(shell.state());
+    ASSERT_TRUE(locked()) << ::testing::PrintToString(shell.state());
     program.reset();
     pause(500ms);
-    // A forced end gives nothing back by itself; Wine's task bar shows its
-    // Start button again as soon as a window goes, disabled as it is.
     const std::vector<std::string> after = shell.state();
-    EXPECT_EQ(std::vector<std::string>(after.begin() + 1, after.end()),
-              std::vector<std::string>(kLocked.begin() + 1, kLocked.end()));
+    EXPECT_EQ(std::vector<std::string>(after.begin() + 1, after.end()), std::vector<std::string>(kLocked.begin() + 1, kLocked.end()));
     EXPECT_FALSE(IsWindowEnabled(shell.start()));
-    EXPECT_TRUE(std::filesystem::exists(install.journal()));
-
-    inUse(1);
-    ASSERT_TRUE(start());
-    EXPECT_TRUE(waitFor([&] { return shell.state() == kFree; })) << ::testing::PrintToString(shell.state());
-    EXPECT_TRUE(IsWindowEnabled(shell.tray()));
+    EXPECT_TRUE(install.journalExists());
+    EXPECT_EQ(install.ctl("restore"), 0u);
+    EXPECT_TRUE(unlocked()) << ::testing::PrintToString(shell.state());
 }
 
-TEST_F(KioskTest, AForcedEndWhileLockedIsGivenBackByOmbrixctlRestore) {
-    inUse(3);
+class InternalBrowserTest : public InstalledProgram {
+protected:
+    InternalBrowserTest() {
+        install.sql(
+            "INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti, Kiosk, UtilizzaBrowserInterno) "
+            "VALUES (3, 'Browser', -1, -1, -1);"
+            "INSERT INTO SitiVietatiConsentiti (IDProfilo, Sito) VALUES (3, '.giochi.example');"
+            "UPDATE Opzioni SET IDProfiloInUso = 3, LogSiti = -1;");
+    }
+    ~InternalBrowserTest() override {
+        // Ended by force: the next test gets its Start button and task bar back.
+        program.reset();
+        const auto processes = win32::makeProcesses();
+        (void)waitFor([&] { return platform::KillProcess(*processes, "msedge.exe") == 0; }, 5s);
+        HWND tray = FindWindowW(L"Shell_TrayWnd", L"");
+        HWND startButton = FindWindowExW(tray, nullptr, L"Button", nullptr);
+        ShowWindow(startButton, SW_SHOW);
+        EnableWindow(startButton, TRUE);
+        EnableWindow(tray, TRUE);
+    }
+    [[nodiscard]] bool logged(const std::string& address) const {
+        const std::string n = install.logScalar("SELECT COUNT(*) FROM LogSiti WHERE URL = '" + address + "';");
+        return n != "0" && n != "<no log>";
+    }
+    void go(HWND browser, const std::wstring& address) {
+        HWND edit = FindWindowExW(GetDlgItem(browser, IDC_CMBINDIRIZZI), nullptr, L"Edit", nullptr);
+        fill(edit, address);
+        pressKey(VK_RETURN);
+    }
+};
+
+TEST_F(InternalBrowserTest, TheBarOpensTheBrowserWhichRefusesAForbiddenAddressAndGoesToAnAllowedOne) {
     ASSERT_TRUE(start());
-    ASSERT_TRUE(waitFor([&] { return shell.state() == kLocked; })) << ::testing::PrintToString(shell.state());
-    program.reset();
-    const StartedProgram restore(test::quoted(test::builtProgram("ombrixctl.exe")) + " --db " +
-                                 test::quoted(pathToUtf8(install.database())) + " restore");
-    EXPECT_EQ(restore.waitForExit(), 0u);
-    EXPECT_TRUE(waitFor([&] { return shell.state() == kFree; })) << ::testing::PrintToString(shell.state());
-    EXPECT_TRUE(IsWindowEnabled(shell.tray()));
+    HWND bar = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (bar = formWith(*program, IDC_PCTBROWSER)) != nullptr; }));
+    EXPECT_TRUE(topmost(bar));
+    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), install.message(msg::BarInternalBrowser));
+    picture(bar, "frmBarraApplicazioni");
+
+    HWND browser = nullptr;
+    ASSERT_TRUE(clickUntil(GetDlgItem(bar, IDC_PCTBROWSER),
+                           [&] { return (browser = formWith(*program, IDC_CMBINDIRIZZI)) != nullptr; }));
+    EXPECT_EQ(text(GetDlgItem(browser, IDC_LBLBROWSER)), install.message(msg::ProtectedBrowserTitle));
+    EXPECT_TRUE(waitFor([&] { return topmost(browser); })) << "the task-manager timer keeps it on top";
+
+    go(browser, L"www.giochi.example/x");
+    HWND box = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (box = notice()) != nullptr; })) << "no notice";
+    EXPECT_EQ(text(GetDlgItem(box, IDC_LBLMESSAGGIO)),
+              install.message(msg::SiteForbiddenInBrowser) + L" http://www.giochi.example/x");
+    picture(browser, "frmBrowser");
+
+    go(browser, L"www.scuola.example/compiti");
+    EXPECT_TRUE(waitFor([&] { return logged("http://www.scuola.example/compiti"); }))
+        << "the control was not asked for the allowed address";
+    EXPECT_FALSE(logged("http://www.giochi.example/x"));
+}
+
+TEST_F(InternalBrowserTest, WithoutTheInternalBrowserTheBarOpensTheDefaultBrowserAtTheHomePage) {
+    install.sql("UPDATE Profili SET UtilizzaBrowserInterno = 0, PaginaPredefinita = 'http://home.example/' "
+                "WHERE IDProfilo = 3;");
+    const std::string edge = test::copyProgram("browser_standin.exe", install.file("browser\\msedge.exe"));
+    const test::MachineDefaultValue handler(L"Software\\Classes\\http\\shell\\open\\command",
+                                            win32::toWide(test::quoted(edge)) + L" \"%1\"");
+    ASSERT_TRUE(handler.ok());
+    // With a home page to open the main form stays out of sight: the bar is what comes.
+    run();
+    HWND bar = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (bar = formWith(*program, IDC_PCTBROWSER)) != nullptr; }, 45s));
+    EXPECT_EQ(text(GetDlgItem(bar, IDC_LBLINTERNETEXPLORER)), install.message(msg::BarDefaultBrowser));
+    // The start may open the home page once by itself; the bar's is the one after.
+    pause(2s);
+    const std::size_t before = test::logLines(edge + ".record").size();
+    ASSERT_TRUE(clickUntil(GetDlgItem(bar, IDC_PCTINTERNETEXPLORER),
+                           [&] { return test::logLines(edge + ".record").size() > before; }));
+    EXPECT_EQ(test::logLines(edge + ".record").back(), "open http://home.example/");
+    EXPECT_EQ(formWith(*program, IDC_CMBINDIRIZZI), nullptr) << "no internal browser";
+}
+
+// Its options are the administrator's: reached from the main form after
+// login, kept in the store.
+TEST_F(InternalBrowserTest, TheAdministratorSwitchesPopUpsOffFromTheMainForm) {
+    install.sql("UPDATE Opzioni SET IDProfiloInUso = 1;");
+    HWND main = start();
+    ASSERT_TRUE(main);
+    EXPECT_FALSE(IsWindowVisible(GetDlgItem(main, IDC_CMDOPZIONIBROWSER))) << "hidden before login";
+    ASSERT_TRUE(admin(main));
+    HWND options = open(main, IDC_CMDOPZIONIBROWSER, IDC_CHKDISABILITAPOPUP);
+    ASSERT_TRUE(options);
+    EXPECT_TRUE(tick(GetDlgItem(options, IDC_CHKDISABILITAPOPUP),
+                     [&] { return install.scalar("SELECT NoPopup FROM Opzioni;") == "-1"; }));
+    EXPECT_TRUE(command(options, IDC_CMDESCIBROWSER, [&] { return !IsWindow(options); }));
 }
 
 }  // namespace

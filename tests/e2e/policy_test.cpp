@@ -1,14 +1,18 @@
-// A PC set up through the policy key alone, as Group Policy writes it: the
-// policy's profile is enforced, its password alone opens the administrator's
-// controls (and cannot be changed here), a change of the key is enforced
-// without a restart, and the forms show what it sets disabled.
+// A PC set up through Group Policy: the policy key alone (its profile and
+// password in force, a change followed without a restart, the forms showing
+// what it sets disabled), and a profile from an exchange file on a share
+// (enforced, refused to the editor, followed, kept when damaged), and what
+// another process commits to the store followed.
 #include <windows.h>
+
+#include <commctrl.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <string>
 
 #include "app/win32/forms/resource.h"
 #include "core/password.h"
@@ -16,12 +20,14 @@
 #include "e2e/driver.h"
 #include "fakes/fixtures.h"
 #include "platform/files.h"
+#include "profiles/profile_exchange.h"
+#include "profiles/win32/profile_form_ids.h"
 #include "schedule/win32/slot_form_ids.h"
+#include "win32/event_trace.h"
 
 namespace ombrix::e2e {
 namespace {
 
-using namespace std::chrono_literals;
 namespace policy = core::policy;
 
 class PolicyTest : public InstalledProgram {
@@ -38,9 +44,6 @@ protected:
                                  " /t REG_SZ /d " + test::quoted(value) + " /f";
         ASSERT_EQ(test::StartedProgram(line).waitForExit(), 0u) << line;
     }
-    [[nodiscard]] std::string folderFile(const std::string& name) const {
-        return pathToUtf8(install.folder() / pathFromUtf8(name));
-    }
     [[nodiscard]] static bool adminShown(HWND main) { return visible(GetDlgItem(main, IDC_CMBPROFILI)); }
 };
 
@@ -52,30 +55,24 @@ TEST_F(PolicyTest, ThePolicysProfileAndPasswordAreInForceAndFollowTheKey) {
     HWND main = start();
     ASSERT_TRUE(main);
 
-    test::StartedProgram game =
-        test::startRecorder(test::copyRecorder(folderFile("giochi.exe")), folderFile("giochi.log"), "Gioco");
-    ASSERT_TRUE(game.waitForExit()) << "the policy's profile does not forbid giochi.exe";
-    test::StartedProgram reader =
-        test::startRecorder(test::copyRecorder(folderFile("lettore.exe")), folderFile("lettore.log"), "Lettore");
+    ASSERT_TRUE(ends("giochi.exe")) << "the policy's profile does not forbid giochi.exe";
+    const StartedProgram reader = startCopy("lettore.exe", "Lettore");
     ASSERT_TRUE(reader.started());
     // Its window takes the focus when it shows: before the password is typed, not during.
     ASSERT_TRUE(waitFor([] { return FindWindowW(L"OmbrixWindowRecorder", L"Lettore") != nullptr; }));
 
     login(main, L"Segreta1");
     EXPECT_FALSE(waitFor([&] { return adminShown(main); }, 1500ms)) << "the PC's own password opened";
-    bringToFront(main);
-    click(GetDlgItem(main, IDC_TXTPASS));
-    pressKey(VK_END);
-    for (int i = 0; i < 10; ++i) pressKey(VK_BACK);
+    SetWindowTextW(GetDlgItem(main, IDC_TXTPASS), L"");
     login(main, L"Preside1");
     ASSERT_TRUE(waitFor([&] { return adminShown(main); })) << windowInFront();
 
-    ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDPASSWORD), [&] { return formWith(*program, IDC_OPZ_LBLGESTITA); }));
-    HWND options = formWith(*program, IDC_OPZ_LBLGESTITA);
+    HWND options = open(main, IDC_CMDPASSWORD, IDC_OPZ_LBLGESTITA);
+    ASSERT_TRUE(options);
     EXPECT_TRUE(visible(GetDlgItem(options, IDC_OPZ_LBLGESTITA)));
     EXPECT_NE(text(GetDlgItem(options, IDC_OPZ_LBLGESTITA)).find(L"gestita dai criteri di gruppo"), std::wstring::npos);
     EXPECT_FALSE(visible(GetDlgItem(options, IDC_OPZ_TXTPASS)));
-    screenshot("frmOpzioni-managed");
+    picture(options, "frmOpzioni-managed");
     ASSERT_TRUE(clickUntil(GetDlgItem(options, IDC_CMDANNULLA), [&] { return !IsWindow(options); }));
 
     // Still running: the reader is allowed until the key names its profile.
@@ -87,7 +84,7 @@ TEST_F(PolicyTest, ThePolicysProfileAndPasswordAreInForceAndFollowTheKey) {
     RecordProperty("ms_from_reg_add_to_enforcement", std::to_string(took.count()));
     std::printf("ProfileInUse changed with reg add: the new profile's forbidden program ended %lld ms later\n",
                 static_cast<long long>(took.count()));
-    EXPECT_EQ(install.scalar("SELECT IDProfiloInUso FROM Opzioni;"), "1") << "the store keeps the PC's own choice";
+    EXPECT_EQ(install.inUse(), "1") << "the store keeps the PC's own choice";
     EXPECT_TRUE(program->running());
 }
 
@@ -114,10 +111,9 @@ TEST_F(PolicyTest, TheFormsShowWhatThePolicySetsDisabled) {
     EXPECT_NE(text(GetDlgItem(main, IDC_LBLCRITERI)).find(L"pu\u00f2 cambiare su questo PC. Criterio in vigore: "
                                                           L"ProfileInUse, OnScreenKeyboard"),
               std::wstring::npos);
-    screenshot("frmOmbrix-policy");
-    HWND editor = nullptr;
-    ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDPERIODI),
-                           [&] { return (editor = formWith(*program, IDC_TXTFASCIA1DALLE)) != nullptr; }));
+    picture(main, "frmOmbrix-policy");
+    HWND editor = open(main, IDC_CMDPERIODI, IDC_TXTFASCIA1DALLE);
+    ASSERT_TRUE(editor);
     ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(editor, IDC_PER_LBLCRITERI)); })) << "shown once loaded";
     for (const int id : {IDC_TXTFASCIA1DALLE, IDC_CHKFASCEORARIE, IDC_TXTFASCIA2DALLE, IDC_TXTFASCIA2ALLE,
                          IDC_CMBPROFILOPERIODO2, IDC_CMBPROFILO}) {
@@ -125,8 +121,102 @@ TEST_F(PolicyTest, TheFormsShowWhatThePolicySetsDisabled) {
     }
     EXPECT_NE(text(GetDlgItem(editor, IDC_PER_LBLCRITERI)).find(L"Criterio in vigore: Slot2From, FallbackProfile"),
               std::wstring::npos);
-    screenshot("frmPeriodi-policy");
+    picture(editor, "frmPeriodi-policy");
     ASSERT_TRUE(clickUntil(GetDlgItem(editor, IDC_PER_CMDESCI), [&] { return !IsWindow(editor); }));
+}
+
+constexpr const char* kPolicyKey = "HKLM\\SOFTWARE\\Policies\\Ombrix";
+
+// A profile that forbids one program and hides the notices.
+std::string exchangeFile(const std::string& program) {
+    profiles::ExchangeProfile p;
+    p.record.name = "Aula";
+    p.record.hideMessages = true;
+    p.processes = {program};
+    return profiles::exchangeText(p).bytes;
+}
+
+bool reg(const std::string& arguments) {
+    return test::StartedProgram("reg.exe " + arguments).waitForExit(30s) == 0u;
+}
+
+class ManagedProfilesTest : public InstalledProgram {
+protected:
+    ManagedProfilesTest() {
+        test::writeFile(share, exchangeFile("giochi.exe"));
+        std::filesystem::create_directories(install.folder() / L"DataBase" / L"Registro");
+        EXPECT_TRUE(reg(std::string("add ") + kPolicyKey + " /v ManagedProfilesPath /t REG_SZ /d " +
+                        test::quoted(share) + " /f"));
+        // The profile in use names the managed one, which the file fills in.
+        install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti, Gestito) VALUES (2, 'Aula', -1, -1);"
+                    "UPDATE Opzioni SET IDProfiloInUso = 2;");
+    }
+    ~ManagedProfilesTest() override {
+        program.reset();
+        (void)reg(std::string("delete ") + kPolicyKey + " /v ManagedProfilesPath /f");
+    }
+    bool traced(const std::string& what) const {
+        const std::string trace = install.file("DataBase\\Registro\\ombrix-trace.txt");
+        return waitFor([&] { return readWholeFile(trace).value_or("").find(what) != std::string::npos; }, 30s);
+    }
+
+    std::string share = install.file("condivisa\\aula.ox");
+};
+
+TEST_F(ManagedProfilesTest, TheFileIsEnforcedRefusedToTheEditorFollowedAndKeptWhenDamaged) {
+    HWND main = start();
+    ASSERT_TRUE(main);
+    ASSERT_TRUE(ends("giochi.exe")) << "the managed profile's forbidden program still runs";
+
+    // The editor shows the profile, and will not change it.
+    ASSERT_TRUE(admin(main));
+    HWND editor = open(main, IDC_CMDPROFILI, IDC_LSTVSITI);
+    ASSERT_TRUE(editor);
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_LAST, [&] { return visible(GetDlgItem(editor, IDC_LBLGESTITO)); }));
+    EXPECT_EQ(boxText(GetDlgItem(editor, IDC_TXTPROFILO)), L"Aula");
+    EXPECT_EQ(text(GetDlgItem(editor, IDC_LBLGESTITO)).rfind(L"Questo profilo \u00e8 gestito dai Criteri di gruppo", 0), 0u);
+    EXPECT_FALSE(IsWindowEnabled(GetDlgItem(editor, IDC_TXTPROFILO)));
+    EXPECT_FALSE(IsWindowEnabled(GetDlgItem(editor, IDC_CMDAGGIUNGIPROCESSO)));
+    EXPECT_FALSE(SendMessageW(GetDlgItem(editor, IDC_BNRPROFILI), TB_ISBUTTONENABLED, IDC_BNR_DELETE, 0));
+    picture(editor, "frmProfili-managed");
+    // Even asked directly, as a disabled button never asks.
+    EXPECT_TRUE(barCommand(editor, IDC_BNR_DELETE, [&] { return messageBox(*program, IDOK) != nullptr; }));
+    EXPECT_NE(answer(*program, IDOK).find(win32::toWide(share)), std::wstring::npos);
+    PostMessageW(editor, WM_COMMAND, IDCANCEL, 0);
+    ASSERT_TRUE(waitFor([&] { return !IsWindow(editor); }));
+    EXPECT_EQ(install.scalar("SELECT Profilo FROM Profili WHERE IDProfilo = 2;"), "Aula");
+
+    // A new file: its program goes without a restart.
+    const StartedProgram chat = startCopy("chat.exe", "chat.exe");
+    ASSERT_TRUE(chat.started());
+    ASSERT_TRUE(waitFor([&] { return !chat.windows().empty(); }));
+    const auto changedAt = std::chrono::steady_clock::now();
+    test::writeFile(share, exchangeFile("chat.exe"));
+    ASSERT_TRUE(chat.waitForExit(60s)) << "the changed file is not enforced";
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - changedAt);
+    RecordProperty("ms_from_file_change_to_enforcement", std::to_string(ms.count()));
+    std::printf("a changed managed file was enforced %lld ms after it was written\n", static_cast<long long>(ms.count()));
+
+    // A damaged file is refused, traced, and the last good list stays.
+    test::writeFile(share, "<NOME>\r\nAula\r\n");
+    ASSERT_TRUE(traced("the managed file is damaged"));
+    EXPECT_TRUE(waitFor([] {
+        const auto events = test::tracedEvents();
+        return std::any_of(events.begin(), events.end(), [](const test::TracedEvent& e) { return e.id == 2101; });
+    })) << "no event for the refused file";
+    EXPECT_TRUE(ends("chat.exe")) << "the last good list is not in force";
+    EXPECT_TRUE(program->running());
+}
+
+// Another process commits to the store (in a pupil's session only an
+// elevated one can): the running program follows without a restart.
+TEST_F(ManagedProfilesTest, AProfilePutInUseByAnotherProcessIsEnforced) {
+    ASSERT_TRUE(start());
+    const StartedProgram chat = startCopy("chat.exe", "chat.exe");
+    ASSERT_TRUE(waitFor([&] { return !chat.windows().empty(); }));
+    ASSERT_EQ(install.ctl("process add #1 chat.exe"), 0u);
+    ASSERT_EQ(install.ctl("use #1"), 0u);
+    ASSERT_TRUE(chat.waitForExit(30s)) << "the profile another process put in use is not enforced";
 }
 
 }  // namespace

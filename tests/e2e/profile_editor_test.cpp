@@ -1,45 +1,30 @@
-// The profile editor in the running program, worked as an administrator
-// works it: a new profile with a site, a program and a window title, a
-// refused entry, a copy made with Ctrl held, the profile put in use from
-// the main form, then deleted.
+// The profile editor worked as an administrator works it: a new profile with
+// its lists, a refused entry, a copy made with Ctrl held, the profile put in
+// use; exported and imported through the file dialogs; and opened in an
+// elevated copy of the program when the program runs without administrator
+// rights (every process under Wine holds a full token, so the program is
+// told to act as a pupil's).
 #include <windows.h>
 
 #include <commctrl.h>
+
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 
 #include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
+#include "platform/files.h"
 #include "profiles/win32/profile_form_ids.h"
+#include "schedule/win32/slot_form_ids.h"
 
 namespace ombrix::e2e {
 namespace {
 
-using namespace std::chrono_literals;
+using ProfileEditorTest = InstalledProgram;
 
-std::wstring comboItem(HWND combo, int i) {
-    wchar_t buffer[256] = {};
-    DWORD_PTR copied = 0;
-    SendMessageTimeoutW(combo, CB_GETLBTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(buffer),
-                        SMTO_ABORTIFHUNG, 2000, &copied);
-    return buffer;
-}
-
-int comboIndexOf(HWND combo, const std::wstring& name) {
-    const int n = static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
-    for (int i = 0; i < n; ++i) {
-        if (comboItem(combo, i) == name) return i;
-    }
-    return -1;
-}
-
-// On a busy machine Wine paints a form over seconds, control by control:
-// the picture waits for a whole paint.
-void painted(HWND form) {
-    RedrawWindow(form, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN | RDW_UPDATENOW);
-    pause(1000ms);
-}
+int rows(HWND list) { return static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)); }
 
 // A key held down or let go, as the program's thread reads it.
 void keyState(WORD vk, bool down) {
@@ -51,129 +36,262 @@ void keyState(WORD vk, bool down) {
     pause(300ms);
 }
 
-int rows(HWND list) { return static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)); }
-
-class ProfileEditorTest : public InstalledProgram {
-protected:
-    HWND openEditor(HWND main) {
-        HWND editor = nullptr;
-        const bool opened = clickUntil(GetDlgItem(main, IDC_CMDPROFILI), [&] {
-            return (editor = formWith(*program, IDC_LSTVSITI)) != nullptr;
-        });
-        return opened ? editor : nullptr;
-    }
-    // A button of the navigation bar, until `done` holds. Its command is
-    // posted as the bar posts it: a pointer click on Wine's tool bar leaves,
-    // now and then, Wine's desktop in front, and the keys typed next are lost.
-    bool bar(HWND editor, int command, const std::function<bool()>& done) {
-        for (int attempt = 0; attempt < 3; ++attempt) {
-            PostMessageW(editor, WM_COMMAND, MAKEWPARAM(command, BN_CLICKED),
-                         reinterpret_cast<LPARAM>(GetDlgItem(editor, IDC_BNRPROFILI)));
-            if (waitFor(done, 3s)) return true;
-        }
-        return false;
-    }
-    // Waits for a message box with `button`; its text, after pressing that button.
-    std::wstring answer(int button) {
-        HWND box = nullptr;
-        if (!waitFor([&] { return (box = messageBox(*program, button)) != nullptr; })) return L"<no message>";
-        const std::wstring said = text(GetDlgItem(box, 0xFFFF));
-        if (!clickUntil(GetDlgItem(box, button), [&] { return !IsWindow(box); })) {
-            PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button), 0);
-        }
-        return said;
-    }
-    // Types an entry and asks for it to be added.
-    void add(HWND editor, int box, int button, const std::wstring& entry) {
-        fill(GetDlgItem(editor, box), entry);
-        click(GetDlgItem(editor, button));
-    }
-};
-
-TEST_F(ProfileEditorTest, ANewProfileGetsItsListsIsPutInUseAndIsDeleted) {
+TEST_F(ProfileEditorTest, ANewProfileGetsItsListsIsCopiedAndPutInUse) {
     HWND main = start();
-    ASSERT_TRUE(main);
-    login(main, L"Segreta1");
-    ASSERT_TRUE(waitFor([&] { return visible(GetDlgItem(main, IDC_CMDPROFILI)); }));
-    HWND editor = openEditor(main);
+    ASSERT_TRUE(main && admin(main));
+    HWND editor = open(main, IDC_CMDPROFILI, IDC_LSTVSITI);
     ASSERT_TRUE(editor) << "the profile editor did not open";
     const auto item = [&](int id) { return GetDlgItem(editor, id); };
-    painted(editor);
-    screenshot("frmProfili-first");
+    const auto stateIs = [&](const wchar_t* state) { return [=] { return boxText(item(IDC_TXTSTATO)) == state; }; };
+    picture(editor, "frmProfili-first");
 
-    // New: a default name and "Nuovo" until it is saved.
-    ASSERT_TRUE(bar(editor, IDC_BNR_NEW, [&] { return boxText(item(IDC_TXTSTATO)) == L"Nuovo"; }));
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_NEW, stateIs(L"Nuovo")));
     EXPECT_EQ(boxText(item(IDC_TXTPROFILO)), L"Nuovo profilo");
     fill(item(IDC_TXTPROFILO), L"Laboratorio");
-    ASSERT_TRUE(bar(editor, IDC_BNR_SAVE, [&] { return boxText(item(IDC_TXTSTATO)).empty(); }));
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_SAVE, stateIs(L"")));
     const std::string id = install.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = 'Laboratorio';");
     ASSERT_FALSE(id.empty()) << "not saved";
+    const auto add = [&](int box, int button, const std::wstring& entry) {
+        fill(item(box), entry);
+        click(item(button));
+    };
 
     // A site, after the question; stored with the prefix its rule gives.
-    add(editor, IDC_TXTSITO, IDC_CMDAGGIUNGISITO, L"www.esempio.it");
-    EXPECT_NE(answer(IDYES).find(L"http://www.esempio.it"), std::wstring::npos);
-    EXPECT_TRUE(waitFor([&] { return rows(item(IDC_LSTVSITI)) == 1; }));
-    EXPECT_EQ(install.scalar("SELECT group_concat(Sito) FROM SitiVietatiConsentiti WHERE IDProfilo = " + id + ";"),
-              "http://www.esempio.it");
-
-    // A program named with its path is refused and nothing is stored.
-    add(editor, IDC_TXTPROCESSO, IDC_CMDAGGIUNGIPROCESSO, L"C:\\giochi\\gioco.exe");
-    EXPECT_EQ(answer(IDOK).rfind(L"Indicare solo il nome del file", 0), 0u) << "not the refusal of a path";
-    EXPECT_EQ(boxText(item(IDC_TXTPROCESSO)), L"") << "the box is cleared";
+    add(IDC_TXTSITO, IDC_CMDAGGIUNGISITO, L"www.esempio.it");
+    EXPECT_NE(answer(*program, IDYES).find(L"http://www.esempio.it"), std::wstring::npos);
+    // A program named with its path is refused, the box cleared, nothing stored.
+    add(IDC_TXTPROCESSO, IDC_CMDAGGIUNGIPROCESSO, L"C:\\giochi\\gioco.exe");
+    EXPECT_EQ(answer(*program, IDOK).rfind(L"Indicare solo il nome del file", 0), 0u) << "not the refusal of a path";
+    EXPECT_EQ(boxText(item(IDC_TXTPROCESSO)), L"");
     EXPECT_EQ(install.scalar("SELECT count(*) FROM ProcessiVietati WHERE IDProfilo = " + id + ";"), "0");
-    add(editor, IDC_TXTPROCESSO, IDC_CMDAGGIUNGIPROCESSO, L"gioco.exe");
-    EXPECT_NE(answer(IDYES).find(L"gioco.exe"), std::wstring::npos);
-    EXPECT_TRUE(waitFor([&] { return rows(item(IDC_LSTVPROCESSIVIETATI)) == 1; }));
+    add(IDC_TXTPROCESSO, IDC_CMDAGGIUNGIPROCESSO, L"gioco.exe");
+    EXPECT_NE(answer(*program, IDYES).find(L"gioco.exe"), std::wstring::npos);
+    add(IDC_TXTFINESTRA, IDC_CMDAGGIUNGIFINESTRA, L"Pannello di controllo");
+    EXPECT_NE(answer(*program, IDYES).find(L"Pannello di controllo"), std::wstring::npos);
+    const auto listed = [&] {
+        return std::to_string(rows(item(IDC_LSTVSITI))) + std::to_string(rows(item(IDC_LSTVPROCESSIVIETATI))) +
+               std::to_string(rows(item(IDC_LSTVFINESTREVIETATE)));
+    };
+    EXPECT_TRUE(waitFor([&] { return listed() == "111"; })) << listed();
+    EXPECT_EQ(install.scalar("SELECT (SELECT group_concat(Sito) FROM SitiVietatiConsentiti WHERE IDProfilo = " + id +
+                             ") || '|' || (SELECT group_concat(Processo) FROM ProcessiVietati WHERE IDProfilo = " + id +
+                             ") || '|' || (SELECT group_concat(NomeFinestra) FROM NomiFinestreVietate WHERE IDProfilo = " +
+                             id + ");"),
+              "http://www.esempio.it|gioco.exe|Pannello di controllo");
+    picture(editor, "frmProfili-lists");
 
-    add(editor, IDC_TXTFINESTRA, IDC_CMDAGGIUNGIFINESTRA, L"Pannello di controllo");
-    EXPECT_NE(answer(IDYES).find(L"Pannello di controllo"), std::wstring::npos);
-    EXPECT_TRUE(waitFor([&] { return rows(item(IDC_LSTVFINESTREVIETATE)) == 1; }));
-    EXPECT_EQ(install.scalar("SELECT group_concat(Processo) || '|' || (SELECT group_concat(NomeFinestra) FROM "
-                             "NomiFinestreVietate WHERE IDProfilo = " + id + ") FROM ProcessiVietati WHERE IDProfilo = " +
-                             id + ";"),
-              "gioco.exe|Pannello di controllo");
-    bringToFront(editor);
-    painted(editor);
-    screenshot("frmProfili-lists");
-
-    // New with Ctrl held copies the profile shown, its lists with it.
+    // New with Ctrl held copies the profile shown, its lists with it; deleted, they go with it.
     keyState(VK_CONTROL, true);
-    const bool copying = bar(editor, IDC_BNR_NEW, [&] { return boxText(item(IDC_TXTSTATO)) == L"Nuovo"; });
+    const bool copying = barCommand(editor, IDC_BNR_NEW, stateIs(L"Nuovo"));
     keyState(VK_CONTROL, false);
     ASSERT_TRUE(copying);
     fill(item(IDC_TXTPROFILO), L"Copia");
-    ASSERT_TRUE(bar(editor, IDC_BNR_SAVE, [&] { return boxText(item(IDC_TXTSTATO)).empty(); }));
-    EXPECT_EQ(rows(item(IDC_LSTVSITI)) + rows(item(IDC_LSTVPROCESSIVIETATI)) + rows(item(IDC_LSTVFINESTREVIETATE)), 3);
-    ASSERT_TRUE(bar(editor, IDC_BNR_DELETE, [&] { return boxText(item(IDC_TXTPROFILO)) != L"Copia"; }));
-    EXPECT_EQ(install.scalar("SELECT count(*) FROM Profili WHERE Profilo = 'Copia';"), "0");
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_SAVE, stateIs(L"")));
+    EXPECT_EQ(listed(), "111");
+    const std::string copy = install.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = 'Copia';");
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_DELETE, [&] { return boxText(item(IDC_TXTPROFILO)) != L"Copia"; }));
+    EXPECT_EQ(install.scalar("SELECT (SELECT count(*) FROM Profili WHERE IDProfilo = " + copy +
+                             ") + (SELECT count(*) FROM SitiVietatiConsentiti WHERE IDProfilo = " + copy +
+                             ") + (SELECT count(*) FROM ProcessiVietati WHERE IDProfilo = " + copy +
+                             ") + (SELECT count(*) FROM NomiFinestreVietate WHERE IDProfilo = " + copy + ");"),
+              "0")
+        << "the lists go with the profile";
 
     // Closed, the main form offers the new profile; chosen, it is in use.
     ASSERT_TRUE(clickUntil(item(IDC_PRO_CMDESCI), [&] { return !IsWindow(editor); }));
     HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
-    int at = -1;
-    ASSERT_TRUE(waitFor([&] { return (at = comboIndexOf(combo, L"Laboratorio")) >= 0; }));
-    const int current = static_cast<int>(SendMessageW(combo, CB_GETCURSEL, 0, 0));
-    bringToFront(main);
-    click(combo);
-    for (int i = current; i < at; ++i) pressKey(VK_DOWN);
-    pressKey(VK_RETURN);
-    EXPECT_TRUE(waitFor([&] { return install.scalar("SELECT IDProfiloInUso FROM Opzioni;") == id; }));
+    ASSERT_TRUE(waitFor([&] { return comboIndexOf(combo, L"Laboratorio") >= 0 && comboIndexOf(combo, L"Copia") < 0; }));
+    ASSERT_TRUE(choose(combo, L"Laboratorio"));
+    EXPECT_TRUE(waitFor([&] { return install.inUse() == id; }));
+}
 
-    // Reopened on the first profile; the last is the new one, and it goes with its lists.
-    editor = openEditor(main);
-    ASSERT_TRUE(editor);
-    ASSERT_TRUE(bar(editor, IDC_BNR_LAST, [&] { return boxText(item(IDC_TXTPROFILO)) == L"Laboratorio"; }));
-    EXPECT_EQ(rows(item(IDC_LSTVSITI)), 1);
-    ASSERT_TRUE(bar(editor, IDC_BNR_DELETE, [&] { return boxText(item(IDC_TXTPROFILO)) != L"Laboratorio"; }));
-    EXPECT_EQ(install.scalar("SELECT count(*) FROM Profili WHERE IDProfilo = " + id + ";"), "0");
-    std::string left;
-    for (const char* table : {"SitiVietatiConsentiti", "ProcessiVietati", "NomiFinestreVietate"}) {
-        left += install.scalar(std::string("SELECT count(*) FROM ") + table + " WHERE IDProfilo = " + id + ";");
+constexpr int kFileNameCombo = 0x47c;  // cmb13
+constexpr int kFileNameEdit = 0x480;   // edt1
+
+class ExchangeTest : public InstalledProgram {
+protected:
+    // The common file dialog on screen, if any.
+    HWND fileDialog() const {
+        for (HWND w : program->windows()) {
+            wchar_t cls[16] = {};
+            GetClassNameW(w, cls, 16);
+            if (IsWindowVisible(w) && std::wstring(cls) == L"#32770" && GetDlgItem(w, IDOK) &&
+                (GetDlgItem(w, kFileNameCombo) || GetDlgItem(w, kFileNameEdit))) {
+                return w;
+            }
+        }
+        return nullptr;
     }
-    EXPECT_EQ(left, "000") << "the lists go with the profile";
-    ASSERT_TRUE(clickUntil(item(IDC_PRO_CMDESCI), [&] { return !IsWindow(editor); }));
-    EXPECT_TRUE(waitFor([&] { return comboIndexOf(combo, L"Laboratorio") < 0; }));
+    // Waits for the dialog and types the name as a person does: the name box
+    // has the focus with the proposed name selected, so typing replaces it;
+    // then Enter.
+    bool pickFile(const std::wstring& path, std::wstring* proposed = nullptr, const std::string& shot = {}) {
+        HWND dialog = nullptr;
+        if (!waitFor([&] { return (dialog = fileDialog()) != nullptr; })) return false;
+        HWND box = GetDlgItem(dialog, kFileNameCombo);
+        if (!box || !IsWindowVisible(box)) box = GetDlgItem(dialog, kFileNameEdit);
+        bringToFront(dialog);
+        (void)waitFor([&] {
+            wchar_t cls[16] = {};
+            GetClassNameW(focusOf(dialog), cls, 16);
+            return std::wstring(cls) == L"Edit";
+        }, 5s);
+        if (proposed) *proposed = boxText(box);
+        if (!shot.empty()) picture(dialog, shot);
+        // Keys sent while the dialog was still taking the focus are lost: type again over what is there.
+        for (int attempt = 0; attempt < 3 && boxText(box) != path; ++attempt) {
+            if (attempt > 0) {
+                bringToFront(dialog);
+                SendMessageW(dialog, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(box), TRUE);
+                // The name box is a combo box or an edit box: each takes its own message, ignores the other.
+                SendMessageW(box, CB_SETEDITSEL, 0, MAKELPARAM(0, -1));
+                SendMessageW(box, EM_SETSEL, 0, -1);
+            }
+            typeText(path);
+            (void)waitFor([&] { return boxText(box) == path; }, 3s);
+        }
+        EXPECT_EQ(boxText(box), path);
+        pressKey(VK_RETURN);
+        return waitFor([&] { return !IsWindow(dialog) || !IsWindowVisible(dialog); });
+    }
+};
+
+TEST_F(ExchangeTest, ExportedThroughTheSaveDialogAndImportedUnderAnotherName) {
+    install.sql(
+        "INSERT INTO Profili (IDProfilo, Profilo, StampantePredefinita, PaginaPredefinita, BloccaDownload, SitiProibiti, "
+        "Kiosk, TastoStartDisabilitato, UtilizzaBrowserInterno, NascondiMessaggiNotifica, ProtezioneMassima, "
+        "ApriPaginaInizialeATuttoSchermo) VALUES (2, 'Aula 1/B', '', 'http://scuola.it', -1, 0, 0, -1, 0, 0, 0, 0);"
+        "INSERT INTO SitiVietatiConsentiti (Sito, IDProfilo) VALUES ('http://scuola.it', 2), ('.wikipedia.org', 2);"
+        "INSERT INTO ProcessiVietati (Processo, IDProfilo) VALUES ('gioco.exe', 2);");
+    HWND main = start();
+    ASSERT_TRUE(main);
+    ASSERT_TRUE(admin(main));
+    HWND editor = open(main, IDC_CMDPROFILI, IDC_CMDESPORTA);
+    ASSERT_TRUE(editor);
+    const auto item = [&](int id) { return GetDlgItem(editor, id); };
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_LAST, [&] { return boxText(item(IDC_TXTPROFILO)) == L"Aula 1/B"; }));
+    EXPECT_TRUE(IsWindowEnabled(item(IDC_CMDESPORTA)) && IsWindowEnabled(item(IDC_CMDIMPORTA)));
+
+    const std::filesystem::path file = install.folder() / L"aula.OX";
+    std::wstring proposed;
+    ASSERT_TRUE(clickUntil(item(IDC_CMDESPORTA), [&] { return fileDialog() != nullptr; }));
+    ASSERT_TRUE(pickFile(file.wstring(), &proposed, "exchange-save-dialog"));
+    EXPECT_EQ(proposed, L"Aula 1-B");
+    EXPECT_NE(answer(*program, IDOK).find(L"esportato"), std::wstring::npos);
+    const std::string written = readWholeFile(pathToUtf8(file)).value_or("");
+    EXPECT_EQ(written.rfind("<NOME>\r\nAula 1/B\r\n</NOME>\r\n<MODO>\r\nNOSTART\r\n", 0), 0u) << written;
+
+    // The file is there now: No to the question shows the dialog again.
+    ASSERT_TRUE(clickUntil(item(IDC_CMDESPORTA), [&] { return fileDialog() != nullptr; }));
+    ASSERT_TRUE(pickFile(file.wstring()));
+    EXPECT_NE(answer(*program, IDNO).find(L"esiste"), std::wstring::npos);
+    ASSERT_TRUE(waitFor([&] { return fileDialog() != nullptr; })) << "No did not show the dialog again";
+    pressKey(VK_ESCAPE);
+    EXPECT_TRUE(waitFor([&] { return fileDialog() == nullptr; }));
+
+    // Its own name is taken; under another it comes in as a new profile.
+    ASSERT_TRUE(clickUntil(item(IDC_CMDIMPORTA), [&] { return fileDialog() != nullptr; }));
+    ASSERT_TRUE(pickFile(file.wstring(), nullptr, "exchange-open-dialog"));
+    EXPECT_NE(answer(*program, IDOK).find(L"Aula 1/B."), std::wstring::npos);
+    EXPECT_EQ(install.scalar("SELECT count(*) FROM Profili;"), "2");
+    {
+        std::string moved = written;
+        moved.replace(moved.find("Aula 1/B"), 8, "Aula 2");
+        std::ofstream(file, std::ios::binary | std::ios::trunc) << moved;
+    }
+    ASSERT_TRUE(clickUntil(item(IDC_CMDIMPORTA), [&] { return fileDialog() != nullptr; }));
+    ASSERT_TRUE(pickFile(file.wstring()));
+    ASSERT_TRUE(waitFor([&] { return boxText(item(IDC_TXTPROFILO)) == L"Aula 2"; })) << "the editor shows the import";
+    EXPECT_EQ(install.scalar("SELECT group_concat(Sito, ' ') FROM (SELECT Sito FROM SitiVietatiConsentiti "
+                             "WHERE IDProfilo = 3 ORDER BY rowid);"),
+              "http://scuola.it .wikipedia.org");
+    EXPECT_EQ(install.scalar("SELECT Processo FROM ProcessiVietati WHERE IDProfilo = 3;"), "gioco.exe");
+    EXPECT_EQ(install.scalar("SELECT TastoStartDisabilitato || BloccaDownload || SitiProibiti || PaginaPredefinita "
+                             "FROM Profili WHERE IDProfilo = 3;"),
+              "-1-10http://scuola.it");
+    picture(editor, "frmProfili-imported");
+    EXPECT_TRUE(command(editor, IDC_PRO_CMDESCI, [&] { return !IsWindow(editor); }));
     EXPECT_TRUE(program->running());
+}
+
+class ElevatedFormsTest : public InstalledProgram {
+protected:
+    AsStandardUser pupil;
+};
+
+// A visible top-level window holding the control `id`, of any process.
+HWND anyFormWith(int id, DWORD* pid) {
+    for (HWND w = GetTopWindow(nullptr); w != nullptr; w = GetWindow(w, GW_HWNDNEXT)) {
+        if (IsWindowVisible(w) && GetDlgItem(w, id)) {
+            GetWindowThreadProcessId(w, pid);
+            return w;
+        }
+    }
+    return nullptr;
+}
+
+TEST_F(ElevatedFormsTest, TheProfileEditorRunsInAnElevatedCopyAndTheProgramTakesTheNewProfile) {
+    HWND main = start();
+    ASSERT_TRUE(main && admin(main));
+    HWND editor = nullptr;
+    DWORD editorPid = 0;
+    ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDPROFILI), [&] { return (editor = anyFormWith(IDC_LSTVSITI, &editorPid)) != nullptr; }));
+    EXPECT_NE(editorPid, program->id()) << "the editor belongs to the running program";
+    EXPECT_FALSE(IsWindowEnabled(main)) << "the main form stays usable behind the editor";
+    SetWindowPos(main, nullptr, 600, 400, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    picture(editor, "elevated-profile-editor");
+
+    const auto item = [&](int id) { return GetDlgItem(editor, id); };
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_NEW, [&] { return boxText(item(IDC_TXTSTATO)) == L"Nuovo"; }));
+    fill(item(IDC_TXTPROFILO), L"Laboratorio");
+    ASSERT_TRUE(barCommand(editor, IDC_BNR_SAVE, [&] { return boxText(item(IDC_TXTSTATO)).empty(); }));
+    EXPECT_FALSE(install.scalar("SELECT IDProfilo FROM Profili WHERE Profilo = 'Laboratorio';").empty());
+    HWND combo = GetDlgItem(main, IDC_CMBPROFILI);
+    EXPECT_LT(comboIndexOf(combo, L"Laboratorio"), 0) << "taken before the editor closed";
+    ASSERT_TRUE(clickUntil(item(IDC_PRO_CMDESCI), [&] { return !IsWindow(editor); }));
+    EXPECT_TRUE(waitFor([&] { return IsWindowEnabled(main) != FALSE; })) << "the main form stays disabled";
+    EXPECT_TRUE(waitFor([&] { return comboIndexOf(combo, L"Laboratorio") >= 0; })) << "the new profile was not taken";
+    EXPECT_TRUE(program->running());
+}
+
+TEST_F(ElevatedFormsTest, TheProfileChosenAndTheKeyboardBoxAreSavedByAnElevatedOmbrixctl) {
+    test::copyProgram("ombrixctl.exe", install.file("ombrixctl.exe"));
+    install.sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (7, 'Laboratorio');");
+    HWND main = start();
+    ASSERT_TRUE(main && admin(main));
+    ASSERT_TRUE(choose(GetDlgItem(main, IDC_CMBPROFILI), L"Laboratorio"));
+    EXPECT_TRUE(waitFor([&] { return install.inUse() == "7"; }));
+    EXPECT_FALSE(waitFor([&] { return messageBox(*program, IDOK) != nullptr; }, 3s)) << "ombrixctl refused";
+    ASSERT_TRUE(waitFor([&] { return IsWindowEnabled(main) != FALSE; }));
+
+    HWND box = GetDlgItem(main, IDC_CHKTASTIERAVIRTUALE);
+    const auto saved = [&] { return install.scalar("SELECT TastieraVirtuale FROM Opzioni;") == "-1"; };
+    // Pressed again only when neither ombrixctl started nor the value came.
+    EXPECT_TRUE(tick(box, [&] { return saved() || !IsWindowEnabled(main); }));
+    EXPECT_TRUE(waitFor([&] { return IsWindowEnabled(main) != FALSE; }));
+    EXPECT_TRUE(saved());
+    EXPECT_TRUE(waitFor([&] { return SendMessageW(box, BM_GETCHECK, 0, 0) == BST_CHECKED; }));
+    EXPECT_TRUE(waitFor([&] { return visible(FindWindowW(L"OmbrixTastiera", nullptr)); }));
+}
+
+TEST_F(ElevatedFormsTest, TheAdministrationModeStartedByHandShowsOnlyItsFormOrRefuses) {
+    // An unknown form: told, nothing opened, a failure status.
+    const StartedProgram wrong = launch("/amministra giochi");
+    HWND box = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (box = messageBox(wrong, IDOK)) != nullptr; }));
+    EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"giochi"), std::wstring::npos);
+    EXPECT_EQ(formWith(wrong, IDC_TXTPASS), nullptr);
+    picture(box, "administration-unknown-form");
+    PostMessageW(box, WM_COMMAND, IDOK, 0);
+    EXPECT_EQ(wrong.waitForExit(), std::optional<DWORD>(1));
+
+    // The time-slot editor alone: no main form, no enforcement, beside nothing.
+    const StartedProgram slots = launch("/amministra periodi");
+    HWND form = nullptr;
+    ASSERT_TRUE(waitFor([&] { return (form = formWith(slots, IDC_PER_CMDESCI)) != nullptr; }));
+    EXPECT_EQ(formWith(slots, IDC_TXTPASS), nullptr) << "the main form came up";
+    PostMessageW(form, WM_COMMAND, IDC_PER_CMDESCI, 0);
+    EXPECT_EQ(slots.waitForExit(), std::optional<DWORD>(0));
 }
 
 }  // namespace

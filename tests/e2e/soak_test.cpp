@@ -1,12 +1,11 @@
 // A school week in a few minutes, for scripts/soak.sh: ombrix.exe with a
 // 100,000-entry profile and the log on, its time slots changing the profile,
 // while a browser walks through allowed and forbidden pages, a forbidden
-// program starts every few seconds and a forbidden window appears now and
-// then. Every forbidden page, program and window met must be ended. Once a
-// minute it prints a sample of the program's handles, GDI and USER objects,
-// threads, and the store's and the log's size; the script adds the memory
-// and judges the growth. Disabled in the ordinary run: the script runs it
-// for OMBRIX_SOAK_MINUTES minutes.
+// program starts every few seconds and a forbidden window now and then. Every
+// one met must be ended. Once a minute it prints a sample of the program's
+// handles, GDI and USER objects, threads, and the store's and the log's size;
+// the script adds the memory and judges the growth. Disabled in the ordinary
+// run: the script runs it for OMBRIX_SOAK_MINUTES minutes.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -21,7 +20,6 @@
 
 #include "e2e/driver.h"
 #include "enforce/address_readers.h"
-#include "platform/files.h"
 #include "platform/win32/handles.h"
 #include "platform/win32/wide.h"
 #include "win32/browser_standin.h"
@@ -29,14 +27,7 @@
 namespace ombrix::e2e {
 namespace {
 
-using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-int soakMinutes() {
-    const char* v = std::getenv("OMBRIX_SOAK_MINUTES");
-    const int m = v ? std::atoi(v) : 0;
-    return m > 0 ? m : 2;
-}
 
 long long fileBytes(const std::filesystem::path& file) {
     std::error_code ec;
@@ -50,14 +41,14 @@ int threadsOf(DWORD process) {
     entry.dwSize = sizeof entry;
     int count = 0;
     for (BOOL more = Thread32First(snapshot.get(), &entry); more; more = Thread32Next(snapshot.get(), &entry)) {
-        if (entry.th32OwnerProcessID == process) ++count;
+        count += entry.th32OwnerProcessID == process;
     }
     return count;
 }
 
 // The process's handles, from the system's list of every handle where the
-// process cannot be asked itself (Wine answers GetProcessHandleCount with
-// 0 for another process); -1 when neither tells.
+// process cannot be asked itself (Wine answers GetProcessHandleCount with 0
+// for another process); -1 when neither tells.
 long long handlesOf(HANDLE process, DWORD id) {
     DWORD count = 0;
     if (GetProcessHandleCount(process, &count) && count > 0) return count;
@@ -72,11 +63,10 @@ long long handlesOf(HANDLE process, DWORD id) {
     const auto query = reinterpret_cast<Query>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
     if (!query) return -1;
-    constexpr ULONG kSystemHandleInformation = 16;
     std::vector<BYTE> buffer(1 << 20);
     ULONG needed = 0;
     LONG status = 0;
-    while ((status = query(kSystemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &needed)) ==
+    while ((status = query(16 /* handles */, buffer.data(), static_cast<ULONG>(buffer.size()), &needed)) ==
                static_cast<LONG>(0xC0000004) &&
            buffer.size() < (64u << 20)) {
         buffer.resize(buffer.size() * 2);
@@ -84,60 +74,38 @@ long long handlesOf(HANDLE process, DWORD id) {
     if (status != 0) return -1;
     const ULONG entries = *reinterpret_cast<const ULONG*>(buffer.data());
     const auto* entry = reinterpret_cast<const Entry*>(buffer.data() + sizeof(ULONG_PTR));
-    long long owned = 0;
-    for (ULONG i = 0; i < entries; ++i) {
-        if (entry[i].owner == id) ++owned;
-    }
-    return owned;
+    return std::count_if(entry, entry + entries, [&](const Entry& e) { return e.owner == id; });
+}
+
+// A count of the program's objects of a kind; -1 where the system cannot tell.
+long long guiObjects(HANDLE process, DWORD kind) {
+    SetLastError(0);
+    const DWORD n = GetGuiResources(process, kind);
+    return n == 0 && GetLastError() != 0 ? -1 : static_cast<long long>(n);
 }
 
 // What was met and what of it was ended.
 struct Tally {
     int met = 0, ended = 0;
-    void add(bool wasEnded) {
-        ++met;
-        if (wasEnded) ++ended;
-    }
+    void add(bool wasEnded) { ++met, ended += wasEnded; }
     [[nodiscard]] std::string text() const { return std::to_string(ended) + "/" + std::to_string(met); }
 };
 
-class Soak : public InstalledProgram {
-protected:
-    // A count of the program's objects of a kind; -1 where the system cannot tell.
-    [[nodiscard]] static long long guiObjects(HANDLE process, DWORD kind) {
-        SetLastError(0);
-        const DWORD n = GetGuiResources(process, kind);
-        return n == 0 && GetLastError() != 0 ? -1 : static_cast<long long>(n);
-    }
-    void sample(int minute, HANDLE process, DWORD id) {
-        const long long handleCount = handlesOf(process, id);
-        std::printf("soak-sample minute=%d handles=%lld gdi=%lld user=%lld threads=%d store=%lld log=%lld "
-                    "pages=%s programs=%s windows=%s switches=%d\n",
-                    minute, handleCount, guiObjects(process, GR_GDIOBJECTS), guiObjects(process, GR_USEROBJECTS),
-                    threadsOf(id), fileBytes(install.database()), fileBytes(install.logFile()), pages.text().c_str(),
-                    programs.text().c_str(), windows.text().c_str(), switches);
-        std::fflush(stdout);
-    }
-    [[nodiscard]] std::string folderFile(const std::string& name) const {
-        return pathToUtf8(install.folder() / pathFromUtf8(name));
-    }
-
-    Tally pages, programs, windows;
-    int switches = 0;
-};
+using Soak = InstalledProgram;
 
 TEST_F(Soak, DISABLED_EveryForbiddenPageProgramAndWindowIsEndedAllWeek) {
-    const int minutes = soakMinutes();
+    const char* asked = std::getenv("OMBRIX_SOAK_MINUTES");
+    const int minutes = asked && std::atoi(asked) > 0 ? std::atoi(asked) : 2;
     const int now = secondsNow();
     // Three break slots between lessons, all over before the run ends.
     const int slot = (minutes * 60 - 30) / 7;
     if (now + minutes * 60 + 120 >= 24 * 3600) GTEST_SKIP() << "the run would cross midnight";
     std::string slots = "UPDATE Fasce SET ProfiloFasceNonDefinite = 2";
-    for (int i = 0; i < 3; ++i) {
-        const int from = now + 15 + (2 * i + 1) * slot;
-        slots += ", Fascia" + std::to_string(i + 1) + "Dalle = '" + storedTime(from) + "', Fascia" +
-                 std::to_string(i + 1) + "Alle = '" + storedTime(from + slot - 1) + "', Fascia" +
-                 std::to_string(i + 1) + "Profilo = 3";
+    for (int i = 1; i <= 3; ++i) {
+        const int from = now + 15 + (2 * i - 1) * slot;
+        const std::string n = std::to_string(i);
+        slots += ", Fascia" + n + "Dalle = '" + storedTime(from) + "', Fascia" + n + "Alle = '" +
+                 storedTime(from + slot - 1) + "', Fascia" + n + "Profilo = 3";
     }
     install.sql("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (2, 'Lezione', -1), (3, 'Intervallo', -1);"
                 "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 99999) "
@@ -150,38 +118,42 @@ TEST_F(Soak, DISABLED_EveryForbiddenPageProgramAndWindowIsEndedAllWeek) {
                 slots + ";");
     ASSERT_EQ(install.scalar("SELECT count(*) FROM SitiVietatiConsentiti WHERE IDProfilo = 2;"), "100000");
 
-    // The browser that reopens the last good page is a stand-in too, so no
-    // page ever leaves this machine.
-    const auto bar = enforce::localizedQuery(enforce::Browser::Chrome,
-                                             enforce::languageSettingFor(GetUserDefaultUILanguage()))
-                         .query;
+    // The browser that reopens the last good page is a stand-in too, so no page ever leaves this machine.
+    const auto bar =
+        enforce::localizedQuery(enforce::Browser::Chrome, enforce::languageSettingFor(GetUserDefaultUILanguage())).query;
     const std::string arguments =
         (bar.property == platform::AccessibleText::Help ? "--help " : "--name ") + test::quoted(bar.text);
-    const std::string opener = test::copyProgram("browser_standin.exe", folderFile("predefinito\\chrome.exe"));
+    const std::string opener = test::copyProgram("browser_standin.exe", install.file("predefinito\\chrome.exe"));
     test::MachineDefaultValue http(L"Software\\Classes\\http\\shell\\open\\command",
                                    win32::toWide(test::quoted(opener) + " " + arguments + " \"%1\""));
     ASSERT_TRUE(http.ok());
-
-    ASSERT_TRUE(startHidden());
+    ASSERT_TRUE(start(false));
     test::StandinBrowser browser("chrome.exe", arguments);
     ASSERT_TRUE(browser.started());
-    const std::string forbiddenExe = test::copyRecorder(folderFile("giochi\\vietato.exe"));
-    const std::string windowExe = test::copyRecorder(folderFile("lavoro\\finestra.exe"));
-
     const auto countClosed = [&] {
         const auto lines = browser.record();
         return std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return l.rfind("ctrl+w", 0) == 0; });
     };
-    std::string profile = install.scalar("SELECT IDProfiloInUso FROM Opzioni;");
-    const auto begun = Clock::now();
-    const auto end = begun + std::chrono::minutes(minutes);
-    auto nextProgram = begun + 5s, nextWindow = begun + 20s;
-    const win32::UniqueKernelHandle watched(
-        OpenProcess(PROCESS_QUERY_INFORMATION | SYNCHRONIZE, FALSE, program->id()));
+
+    Tally pages, programs, windows;
+    int switches = 0;
+    const win32::UniqueKernelHandle watched(OpenProcess(PROCESS_QUERY_INFORMATION | SYNCHRONIZE, FALSE, program->id()));
     ASSERT_TRUE(watched) << "the program cannot be looked at";
+    const auto sample = [&](int minute) {
+        std::printf("soak-sample minute=%d handles=%lld gdi=%lld user=%lld threads=%d store=%lld log=%lld "
+                    "pages=%s programs=%s windows=%s switches=%d\n",
+                    minute, handlesOf(watched.get(), program->id()), guiObjects(watched.get(), GR_GDIOBJECTS),
+                    guiObjects(watched.get(), GR_USEROBJECTS), threadsOf(program->id()), fileBytes(install.database()),
+                    fileBytes(install.logFile()), pages.text().c_str(), programs.text().c_str(), windows.text().c_str(),
+                    switches);
+        std::fflush(stdout);
+    };
+    std::string profile = install.inUse();
+    const auto begun = Clock::now();
+    auto nextProgram = begun + 5s, nextWindow = begun + 20s;
     int minute = 0;
-    sample(minute, watched.get(), program->id());
-    for (int step = 0; Clock::now() < end && program->running(); ++step) {
+    sample(minute);
+    for (int step = 0; Clock::now() < begun + std::chrono::minutes(minutes) && program->running(); ++step) {
         if (step % 4 == 3) {
             const auto before = countClosed();
             ASSERT_TRUE(browser.send("activate\ntab http://www.vietato.example/" + std::to_string(step)));
@@ -191,26 +163,23 @@ TEST_F(Soak, DISABLED_EveryForbiddenPageProgramAndWindowIsEndedAllWeek) {
         }
         if (Clock::now() >= nextProgram) {
             nextProgram += 5s;
-            test::StartedProgram p = test::startRecorder(forbiddenExe, folderFile("vietato.log"), "Gioco");
-            programs.add(p.started() && p.waitForExit(10s).has_value());
+            programs.add(ends("vietato.exe"));
         }
         if (Clock::now() >= nextWindow) {
             nextWindow += 20s;
-            test::StartedProgram w = test::startRecorder(windowExe, folderFile("finestra.log"), "Finestra vietata");
+            const StartedProgram w = startCopy("finestra.exe", "Finestra vietata");
             windows.add(w.started() && w.waitForExit(10s).has_value());
         }
-        const std::string inUse = install.scalar("SELECT IDProfiloInUso FROM Opzioni;");
-        if (inUse != profile) {
+        if (const std::string inUse = install.inUse(); inUse != profile) {
             profile = inUse;
             ++switches;
         }
-        if (Clock::now() >= begun + std::chrono::minutes(minute + 1)) sample(++minute, watched.get(), program->id());
+        if (Clock::now() >= begun + std::chrono::minutes(minute + 1)) sample(++minute);
         pause(200ms);
     }
     ASSERT_TRUE(program->running()) << "the program ended during the run";
-    sample(minute + 1, watched.get(), program->id());
-    // The script reads the program's memory when it sees a sample: the
-    // program stays for that long.
+    sample(minute + 1);
+    // The script reads the program's memory when it sees a sample: the program stays for that long.
     pause(3s);
     EXPECT_GT(pages.met, 0);
     EXPECT_EQ(pages.ended, pages.met) << "forbidden pages left open";
@@ -219,9 +188,8 @@ TEST_F(Soak, DISABLED_EveryForbiddenPageProgramAndWindowIsEndedAllWeek) {
     EXPECT_EQ(switches, 6) << "each slot's start and end changes the profile once";
     // The browsers' policies say once per change that a list this long is
     // left to the address readers: a limit of the policies, not a failure.
-    const auto trace = install.folder() / L"DataBase" / L"Registro" / L"ombrix-trace.txt";
     std::vector<std::string> traced;
-    for (const auto& line : test::logLines(pathToUtf8(trace))) {
+    for (const auto& line : test::logLines(install.file("DataBase\\Registro\\ombrix-trace.txt"))) {
         if (line.find("left to the readers") == std::string::npos) traced.push_back(line);
     }
     EXPECT_EQ(traced, std::vector<std::string>{}) << "failures were traced";
