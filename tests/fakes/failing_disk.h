@@ -1,9 +1,7 @@
 #pragma once
-// The disk under the database engine, made to fail on demand: while a
-// FailingDisk lives it is the engine's default file layer, passing every
-// call to the real one except, for files whose name holds `affects`, the
-// writes of a full disk (SQLITE_FULL) or the opening of a read-only file
-// (read-only, as the engine opens a file it may not write).
+// While it lives, the database engine's default file layer: the real one,
+// except that for files whose name holds `affects` writes fail as on a full
+// disk, or the file opens read-only as one the engine may not write.
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -25,10 +23,7 @@ public:
         vfs_.xOpen = &open;
         sqlite3_vfs_register(&vfs_, 1);
     }
-    ~FailingDisk() {
-        sqlite3_vfs_unregister(&vfs_);
-        sqlite3_vfs_register(real_, 1);
-    }
+    ~FailingDisk() { sqlite3_vfs_unregister(&vfs_), sqlite3_vfs_register(real_, 1); }
     FailingDisk(const FailingDisk&) = delete;
     FailingDisk& operator=(const FailingDisk&) = delete;
 
@@ -43,12 +38,8 @@ private:
         const int rc = d.real_->xOpen(d.real_, name, file, flags, outFlags);
         if (rc != SQLITE_OK || !ours || !file->pMethods) return rc;
         // The real file's methods (a journal's differ from its database's), with the writes through us.
-        auto& all = d.methods_;
-        auto kept = std::find_if(all.begin(), all.end(), [&](const auto& m) { return m.first == file->pMethods; });
-        if (kept == all.end()) {
-            kept = all.insert(kept, {file->pMethods, *file->pMethods});
-            kept->second.xWrite = &write;
-        }
+        auto kept = std::ranges::find_if(d.methods_, [&](const auto& m) { return m.first == file->pMethods; });
+        if (kept == d.methods_.end()) (kept = d.methods_.insert(kept, {file->pMethods, *file->pMethods}))->second.xWrite = &write;
         file->pMethods = &kept->second;
         current_ = &d;
         return rc;
@@ -65,8 +56,7 @@ private:
     std::string affects_;
     sqlite3_vfs* real_ = nullptr;
     sqlite3_vfs vfs_{};
-    // Each real set of methods and our copy of it; a list keeps them in place.
-    std::list<std::pair<const sqlite3_io_methods*, sqlite3_io_methods>> methods_;
+    std::list<std::pair<const sqlite3_io_methods*, sqlite3_io_methods>> methods_;  // real and ours; a list keeps them in place
 };
 
 }  // namespace ombrix::test

@@ -15,41 +15,33 @@ namespace ombrix::test {
 struct Journal {
     std::vector<std::string> entries;
     void add(std::string entry) { entries.push_back(std::move(entry)); }
-    [[nodiscard]] int count() const { return static_cast<int>(entries.size()); }
-    [[nodiscard]] int count(const std::string& entry) const {
-        return static_cast<int>(std::count(entries.begin(), entries.end(), entry));
-    }
+    [[nodiscard]] int count(const std::string& e) const { return static_cast<int>(std::ranges::count(entries, e)); }
     // Index of the first entry equal to `entry` at or after `from`; -1 when none.
     [[nodiscard]] int find(const std::string& entry, int from = 0) const {
-        const auto it = std::find(entries.begin() + std::min(from, count()), entries.end(), entry);
+        const auto it = std::find(entries.begin() + std::min<std::size_t>(from, entries.size()), entries.end(), entry);
         return it == entries.end() ? -1 : static_cast<int>(it - entries.begin());
     }
     // Whether `steps` were all recorded in this order, other entries between.
     [[nodiscard]] ::testing::AssertionResult inOrder(const std::vector<std::string>& steps) const {
         int at = 0;
         for (const auto& step : steps) {
-            at = find(step, at) + 1;
-            if (at == 0) return ::testing::AssertionFailure() << "missing or out of order: " << step;
+            if ((at = find(step, at) + 1) == 0) return ::testing::AssertionFailure() << "missing or out of order: " << step;
         }
         return ::testing::AssertionSuccess();
     }
 };
 
-// A fake that writes what it is asked into the shared journal.
+// A fake that writes what it is asked into the shared journal; note() is true, for calls that report success.
 struct Journaled {
     explicit Journaled(Journal& j) : journal_(j) {}
-    // Notes `entry`; true, for the calls that report success.
-    bool note(std::string entry) {
-        journal_.add(std::move(entry));
-        return true;
-    }
+    bool note(std::string entry) { return journal_.add(std::move(entry)), true; }
     Journal& journal_;
 };
 
 struct FakeTimers final : core::Timers, Journaled {
     using Journaled::Journaled;
-    void setEnabled(core::TimerId id, bool enabled) override {
-        note(std::string(core::timerEntry(id).name) + ((on_[id] = enabled) ? " on" : " off"));
+    void setEnabled(core::TimerId id, bool on) override {
+        note(std::string(core::timerEntry(id).name) + ((on_[id] = on) ? " on" : " off"));
     }
     bool isEnabled(core::TimerId id) const override { return on_.contains(id) && on_.at(id); }
 
@@ -80,34 +72,25 @@ struct FakeProcesses final : platform::Processes, Journaled {
         for (const auto& p : running) out.push_back({p.id, p.name, p.startTime});
         return out;
     }
-    std::vector<std::string> originalNames(const platform::ProcessEntry& entry) override {
+    std::vector<std::string> originalNames(const platform::ProcessEntry& e) override {
         ++nameReads;
-        for (const auto& p : running) {
-            if (p.id == entry.id && p.startTime == entry.startTime) return p.originalNames;
-        }
-        return {};
+        const auto p = std::ranges::find_if(running, [&](auto& q) { return q.id == e.id && q.startTime == e.startTime; });
+        return p == running.end() ? std::vector<std::string>{} : p->originalNames;
     }
     bool terminate(std::uint32_t id) override {
-        const auto p = at(id);
+        const auto p = std::ranges::find_if(running, [&](const Proc& q) { return q.id == id; });
         if (p == running.end()) return false;
         note("kill " + p->name);
         if (p->survivesKills == 0) running.erase(p);
         else if (p->survivesKills > 0) --p->survivesKills;
         return true;
     }
-
-private:
-    std::vector<Proc>::iterator at(std::uint32_t id) {
-        return std::find_if(running.begin(), running.end(), [&](const Proc& p) { return p.id == id; });
-    }
 };
 
 // Runs `during` (once per call) to play other timers ticking inside a handler.
 struct FakePump final : platform::EventPump {
     std::function<void()> during;
-    void doEvents() override {
-        if (during) during();
-    }
+    void doEvents() override { if (during) during(); }
 };
 
 struct FakeInstance final : platform::InstanceGuard {
@@ -132,8 +115,7 @@ struct FakeView final : core::MainView, Journaled {
     void keepNoticeOnTop() override { note("view notice on top"); }
     void closeSplashSoon() override { note("view splash closes"); }
     void fillProfiles(const std::vector<core::ProfileItem>& p, int s) override {
-        profiles = p;
-        selected = s;
+        std::tie(profiles, selected) = std::tie(p, s);
         note("view profiles");
     }
     void hideOwnerWindow() override { note("view hide owner"); }
@@ -145,13 +127,9 @@ struct FakeView final : core::MainView, Journaled {
     void setVirtualKeyboardChecked(bool c) override { keyboardChecked = c; }
     void setTaskManagerCaption(const std::string& c) override { taskManagerCaption = c; }
     void showPolicyLocks(const core::PolicyLockedControls& l, const std::string& t) override {
-        policyLocked = l;
-        policyText = t;
+        std::tie(policyLocked, policyText) = std::tie(l, t);
     }
-    void showTimeSlots(bool on, const std::string& caption) override {
-        timeSlotsOn = on;
-        timeSlotsCaption = caption;
-    }
+    void showTimeSlots(bool on, const std::string& c) override { std::tie(timeSlotsOn, timeSlotsCaption) = std::pair(on, c); }
     bool openOptions() override {
         note("view options");
         if (whileOptionsOpen) whileOptionsOpen();
@@ -170,9 +148,7 @@ struct FakeLists final : core::ProfileLists, Journaled {
     using Journaled::Journaled;
     std::function<void()> onLoadSites;  // runs inside the site loader, as one that finds the store unreadable
 
-    void setProfile(long long id, const core::ProfileSwitches&) override {
-        note("lists profile " + std::to_string(id));
-    }
+    void setProfile(long long id, const core::ProfileSwitches&) override { note("lists profile " + std::to_string(id)); }
     void loadSites(long long id) override {
         note("load sites " + std::to_string(id));
         if (onLoadSites) onLoadSites();

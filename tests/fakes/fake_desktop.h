@@ -1,9 +1,7 @@
 #pragma once
-// A fake desktop: top-level windows in z-order, each with a title, a class
-// and a flat list of accessible elements in tree order. It answers the window
-// seam (the enforcement finds, shows and closes windows by title; the address
-// readers find them by class) and the accessibility seam, counts searches and
-// reads, and writes what it is asked to do to windows into a journal.
+// A fake desktop: top-level windows in z-order, each with a title, a class and
+// a flat list of accessible elements in tree order. It answers the window and
+// accessibility seams, counts searches and reads, and journals what it is asked.
 #include "fakes/fake_controller.h"
 #include "platform/accessibility.h"
 #include "platform/text.h"
@@ -36,12 +34,10 @@ public:
     std::vector<FakeWindow> windows;  // z-order, front first
     std::uint16_t uiLanguage = 0x0410;
     int searches = 0, reads = 0, titleWalks = 0;  // findFirst calls; value and focus reads; findByTitles calls
-    // Runs inside findFirst, as the messages a cross-process call lets in.
-    std::function<void()> duringSearch;
+    std::function<void()> duringSearch;  // runs inside findFirst, as the messages a cross-process call lets in
     platform::WindowId nextId = 0x100;
 
-    // Adds a window behind the others (or in front) and returns its id; `reuse`
-    // gives it the handle of a window that has closed.
+    // Adds a window behind the others (or in front); `reuse` gives it the handle of a window that has closed.
     platform::WindowId addWindow(const std::string& className, bool visible = true, bool inFront = false,
                                  platform::WindowId reuse = 0) {
         const auto id = reuse != 0 ? reuse : nextId++;
@@ -51,8 +47,7 @@ public:
     // A window of another program with a title.
     platform::WindowId add(std::string title) {
         const auto id = addWindow("Finestra");
-        find(id)->title = std::move(title);
-        return id;
+        return find(id)->title = std::move(title), id;
     }
     std::shared_ptr<FakeNode> addNode(platform::WindowId window, FakeNode node) {
         return find(window)->nodes.emplace_back(std::make_shared<FakeNode>(std::move(node)));
@@ -69,8 +64,7 @@ public:
         ++titleWalks;
         std::vector<platform::WindowId> found;
         for (const std::string& t : titles) {
-            const auto same = [&](const FakeWindow& w) { return equalsNoCase(w.title, t); };
-            const auto w = std::find_if(windows.begin(), windows.end(), same);
+            const auto w = std::ranges::find_if(windows, [&](const FakeWindow& x) { return equalsNoCase(x.title, t); });
             found.push_back(t.empty() || w == windows.end() ? 0 : w->id);
         }
         return found;
@@ -89,9 +83,7 @@ public:
         return out;
     }
     std::string title(platform::WindowId id) override { return find(id) ? find(id)->title : std::string(); }
-    void show(platform::WindowId id, platform::ShowCommand c) override {
-        note("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
-    }
+    void show(platform::WindowId id, platform::ShowCommand c) override { note("show " + title(id) + " " + std::to_string(int(c))); }
     void postClose(platform::WindowId id) override { note("close " + title(id)); }
     std::uint32_t processId(platform::WindowId id) override { return find(id) ? find(id)->pid : 0; }
     void setTopmost(platform::WindowId id, bool on) override { note((on ? "topmost " : "not topmost ") + title(id)); }
@@ -103,8 +95,7 @@ public:
                                                            const platform::AccessibleQuery& query) override {
         ++searches;
         if (duringSearch) duringSearch();
-        if (!find(window)) return nullptr;
-        for (const auto& node : find(window)->nodes) {
+        for (const auto& node : find(window) ? find(window)->nodes : std::vector<std::shared_ptr<FakeNode>>{}) {
             const std::string& text = query.property == platform::AccessibleText::Name ? node->name
                                       : query.property == platform::AccessibleText::Help ? node->help
                                                                                          : node->automationId;
@@ -116,11 +107,9 @@ public:
 
 private:
     std::vector<FakeWindow>::iterator at(platform::WindowId id) {
-        return std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
+        return std::ranges::find_if(windows, [&](const FakeWindow& w) { return w.id == id; });
     }
-    void note(std::string entry) {
-        if (journal_ != nullptr) journal_->add(std::move(entry));
-    }
+    void note(std::string entry) { if (journal_ != nullptr) journal_->add(std::move(entry)); }
 
     // Reads count, and answer nothing once the element is gone.
     struct Element final : platform::AccessibleElement {
@@ -128,14 +117,10 @@ private:
         std::optional<std::string> value() override { return read(node_->value); }
         std::optional<bool> hasKeyboardFocus() override { return read(node_->focused); }
         template <class T>
-        std::optional<T> read(const T& v) {
-            ++reads_;
-            return node_->alive ? std::optional<T>(v) : std::nullopt;
-        }
+        std::optional<T> read(const T& v) { return ++reads_, node_->alive ? std::optional<T>(v) : std::nullopt; }
         std::shared_ptr<FakeNode> node_;
         int& reads_;
     };
-
     Journal* journal_;
 };
 

@@ -1,9 +1,7 @@
 #pragma once
 // A scripted machine for the enforcement: browsers whose address changes as
-// Ctrl+W is pressed (or not), processes that outlive their termination,
-// the fake desktop, a recording keyboard, shell windows, a clock, an event
-// pump that may run other code, and a host that records notices and pages.
-// Every call lands in one journal, so tests can check the order across fakes.
+// Ctrl+W is pressed (or not), the fake desktop, a recording keyboard, a clock,
+// and a host that records notices and pages, all writing into one journal.
 #include <deque>
 
 #include "core/store.h"
@@ -21,10 +19,8 @@ class FakeBrowsers final : public platform::BrowserAddresses, public platform::S
 public:
     struct Browser {
         std::string image;
-        std::string address;  // what its reader returns while it runs
-        // What each Ctrl+W leaves on screen, in turn; when none is left the
-        // page survives the close.
-        std::deque<std::string> afterClose;
+        std::string address;              // what its reader returns while it runs
+        std::deque<std::string> afterClose;  // what each Ctrl+W leaves, in turn; none left: the page survives
     };
     FakeBrowsers(FakeProcesses& processes, Journal& journal) : Journaled(journal), processes_(processes) {}
 
@@ -56,7 +52,7 @@ public:
         return out;
     }
     std::string readOtherAddress(std::string_view image) override {
-        const auto o = std::find_if(others_.begin(), others_.end(), [&](auto& x) { return x.first.image == image; });
+        const auto o = std::ranges::find_if(others_, [&](auto& x) { return x.first.image == image; });
         return o == others_.end() ? std::string() : read(o->second);
     }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
@@ -73,8 +69,7 @@ public:
 
 private:
     bool runs(const Browser& b) const {
-        const auto& all = processes_.running;
-        return std::any_of(all.begin(), all.end(), [&](const auto& p) { return p.name == b.image; });
+        return std::ranges::any_of(processes_.running, [&](const auto& p) { return p.name == b.image; });
     }
     std::string read(Browser& b) {
         note("read " + b.image);
@@ -116,16 +111,16 @@ struct FakeHost final : enforce::EnforcementHost, Journaled {
         int kind;
     };
     std::vector<Notice> notices;
-    [[nodiscard]] std::vector<std::string> noticeTexts() const {
-        std::vector<std::string> out;
-        for (const auto& n : notices) out.push_back(n.text);
-        return out;
-    }
     std::vector<std::string> opened, storeErrors, internalAddresses;
     bool schedule = false, log = false;
     long long profile = 0;
     int internalWindows = 0;
 
+    [[nodiscard]] std::vector<std::string> noticeTexts() const {
+        std::vector<std::string> out;
+        for (const auto& n : notices) out.push_back(n.text);
+        return out;
+    }
     void showMessage(const std::string& text, int kind) override {
         notices.push_back({text, kind});
         note("notice " + text);
@@ -142,12 +137,17 @@ struct FakeHost final : enforce::EnforcementHost, Journaled {
     void keepNoticeWindowsOnTop() override { note("notices on top"); }
     void storeUnreadable(const std::string& message) override { storeErrors.push_back(message); }
     int internalBrowserWindowCount() override { return internalWindows; }
-    void openInternalBrowser() override {
-        ++internalWindows;
-        note("internal browser");
-    }
+    void openInternalBrowser() override { note("internal browser"), ++internalWindows; }
     std::vector<std::string> internalBrowserAddresses() override { return internalAddresses; }
 };
+
+// Switches with one member set, as switches(&core::ProfileSwitches::kiosk, true).
+template <class T>
+core::ProfileSwitches switches(T core::ProfileSwitches::*member, T value) {
+    core::ProfileSwitches s;
+    s.*member = std::move(value);
+    return s;
+}
 
 // The machine, the store (the delivered schema in memory) and the enforcement;
 // the language is the numbered one, so that a notice reads "T<id> <detail>".
@@ -156,22 +156,19 @@ struct EnforcementRig {
 
     // A profile with its list mode and lists; returns its identifier.
     long long addProfile(long long id, bool forbiddenList, const std::vector<std::string>& sites,
-                         const std::vector<std::string>& processNames = {},
-                         const std::vector<std::string>& titles = {}) {
+                         const std::vector<std::string>& processNames = {}, const std::vector<std::string>& titles = {}) {
+        const core::Value key(std::int64_t{id});
         EXPECT_TRUE(db.run("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (?, ?, ?);",
-                           {core::Value(std::int64_t{id}), core::Value("Profilo " + std::to_string(id)),
-                            core::Value::boolean(forbiddenList)}));
-        core::Transaction tx(db);
-        const auto insert = [&](const std::string& into, const std::vector<std::string>& values) {
-            for (const auto& v : values) {
-                const std::string sql = "INSERT INTO " + into + " VALUES (?, ?);";
-                EXPECT_TRUE(db.run(sql, {core::Value(std::int64_t{id}), core::Value(v)}));
+                           {key, core::Value("Profilo " + std::to_string(id)), core::Value::boolean(forbiddenList)}));
+        const std::pair<const char*, const std::vector<std::string>*> lists[] = {
+            {"SitiVietatiConsentiti (IDProfilo, Sito)", &sites},
+            {"ProcessiVietati (IDProfilo, Processo)", &processNames},
+            {"NomiFinestreVietate (IDProfilo, NomeFinestra)", &titles}};
+        for (const auto& [into, values] : lists) {
+            for (const auto& v : *values) {
+                EXPECT_TRUE(db.run(std::string("INSERT INTO ") + into + " VALUES (?, ?);", {key, core::Value(v)}));
             }
-        };
-        insert("SitiVietatiConsentiti (IDProfilo, Sito)", sites);
-        insert("ProcessiVietati (IDProfilo, Processo)", processNames);
-        insert("NomiFinestreVietate (IDProfilo, NomeFinestra)", titles);
-        EXPECT_TRUE(tx.commit());
+        }
         return id;
     }
     // Puts a profile in use as the controller does: switches, then the three loaders.
@@ -184,20 +181,19 @@ struct EnforcementRig {
     }
     // The visited-sites log file, oldest first.
     [[nodiscard]] std::vector<std::string> loggedUrls() {
-        std::vector<std::string> urls;
         core::Database* file = log.connection();
         EXPECT_NE(file, nullptr) << log.opening().detail();
-        if (file == nullptr) return urls;
-        core::Statement q = file->prepare("SELECT URL FROM LogSiti ORDER BY rowid;");
-        while (q.step()) urls.push_back(q.column(0).toText());
+        if (file == nullptr) return {};
+        std::vector<std::string> urls;
+        for (core::Statement q = file->prepare("SELECT URL FROM LogSiti ORDER BY rowid;"); q.step();) {
+            urls.push_back(q.column(0).toText());
+        }
         return urls;
     }
     // Journal entries that begin with `prefix`, in order.
     [[nodiscard]] std::vector<std::string> entries(const std::string& prefix) const {
         std::vector<std::string> out;
-        for (const auto& e : journal.entries) {
-            if (e.starts_with(prefix)) out.push_back(e);
-        }
+        std::ranges::copy_if(journal.entries, std::back_inserter(out), [&](auto& e) { return e.starts_with(prefix); });
         return out;
     }
 

@@ -18,10 +18,7 @@ TempDir::TempDir() {
             ("ombrix-test-" + std::to_string(std::random_device{}()) + "-" + std::to_string(counter++));
     std::filesystem::create_directories(path_);
 }
-TempDir::~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-}
+TempDir::~TempDir() { std::error_code ec; std::filesystem::remove_all(path_, ec); }
 std::string TempDir::file(std::string_view name) const { return pathToUtf8(path_ / pathFromUtf8(name)); }
 
 std::string numberedTexts() {
