@@ -94,7 +94,7 @@ TEST(ProcessLoader, AddsBrowsersByInternalBrowserAndSiteTimer) {
     for (const auto& [internalBrowser, sites, rows, expected] : cases) {
         test::EnforcementRig rig;
         rig.addProfile(2, true, sites, rows);
-        rig.use(2, {.internalBrowser = internalBrowser});
+        rig.use(2, test::switches(&core::ProfileSwitches::internalBrowser, internalBrowser));
         EXPECT_EQ(rig.timers.isEnabled(TimerId::ForbiddenProcesses), !expected.empty());
         EXPECT_EQ(namesOf(rig.enforcement->processNames()), expected);
     }
@@ -111,7 +111,7 @@ TEST(WindowLoader, AppendsDownloadClockAndSilentPromptsAndIsAlwaysOn) {
     test::EnforcementRig rig;
     rig.addProfile(2, true, {}, {}, {"Prompt dei comandi"});
     rig.host.schedule = true;
-    rig.use(2, {.blockDownloads = true});
+    rig.use(2, test::switches(&core::ProfileSwitches::blockDownloads, true));
     EXPECT_TRUE(rig.timers.isEnabled(TimerId::CloseWindows));
     const Names titles = namesOf(rig.enforcement->windowTitles());
     ASSERT_EQ(titles.size(), 10u);
@@ -143,8 +143,8 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
             EXPECT_EQ(rig.enforcement->allowedList(), !loadedBefore);
             EXPECT_TRUE(rig.timers.isEnabled(TimerId::SiteCheck));
             EXPECT_TRUE(rig.timers.isEnabled(TimerId::ForbiddenProcesses));
-            if (loadedBefore) EXPECT_EQ(rig.enforcement->processNames().front(), "calc.exe");
-            if (loadedBefore) EXPECT_EQ(rig.enforcement->windowTitles().front(), "Prompt");
+            EXPECT_TRUE(!loadedBefore || (rig.enforcement->processNames().front() == "calc.exe" &&
+                                          rig.enforcement->windowTitles().front() == "Prompt"));
             ASSERT_EQ(rig.host.storeErrors.size(), 1u) << "once, not once a list or a load";
             EXPECT_FALSE(rig.host.storeErrors[0].empty());
         }
@@ -192,33 +192,22 @@ TEST(Loaders, AnEntryHoldingANulIsNeverEnforcedAsAShorterOne) {
     }
 }
 
-TEST(KillProcess, WholeImageNameWithoutCase) {
+TEST(KillProcess, WholeImageNameWithoutCaseOrByTheNamesInside) {
     test::Journal journal;
     test::FakeProcesses processes(journal);
     processes.start("notepad.exe");
-    processes.start("chrome.exe");
     processes.start(std::string("calc.exe\0garbage", 16));
-    EXPECT_EQ(platform::KillProcess(processes, "hrome.exe"), 0) << "never a part of the name";
+    processes.startRenamed("appunti.exe", "gioco.exe");
+    processes.startRenamed("testo.exe", "NOTEPAD.EXE.MUI");  // Windows' own programs name their language file
+    EXPECT_EQ(platform::KillProcess(processes, "otepad.exe"), 0) << "never a part of the name";
     EXPECT_FALSE(platform::IsProcessRunning(processes, "notepad"));
     EXPECT_EQ(platform::KillProcess(processes, "Notepad.EXE"), 1);
     EXPECT_TRUE(platform::IsProcessRunning(processes, "calc.exe")) << "the name ends at its first NUL";
-    EXPECT_EQ(journal.entries, (Names{"kill notepad.exe"}));
-}
-
-TEST(KillForbiddenProcess, AlsoByTheNamesTheProgramKeepsInsideWholeAndWithoutCase) {
-    const std::tuple<std::vector<std::string>, const char*, int> cases[] = {
-        {{"gioco.exe", "gioco"}, "Gioco", 1},  // the internal name
-        {{"NOTEPAD.EXE.MUI"}, "notepad.exe", 1},
-        {{"gioco.exe"}, "gioco", 0},
-        {{}, "gioco.exe", 0},  // no version resource: the image name alone
-    };
-    for (const auto& [inside, forbidden, ended] : cases) {
-        test::Journal journal;
-        test::FakeProcesses processes(journal);
-        processes.running.push_back({1, "appunti.exe", 0, inside});
-        EXPECT_EQ(platform::KillProcess(processes, forbidden), 0) << "KillProcess itself goes by the image name";
-        EXPECT_EQ(platform::KillForbiddenProcess(processes, forbidden), ended) << forbidden;
-    }
+    EXPECT_EQ(platform::KillProcess(processes, "gioco.exe"), 0) << "KillProcess itself goes by the image name";
+    EXPECT_EQ(platform::KillForbiddenProcess(processes, "gioco"), 0) << "whole names inside too";
+    EXPECT_EQ(platform::KillForbiddenProcess(processes, "Gioco.exe"), 1);
+    EXPECT_EQ(platform::KillForbiddenProcess(processes, "notepad.exe"), 1);
+    EXPECT_EQ(journal.entries, (Names{"kill notepad.exe", "kill appunti.exe", "kill testo.exe"}));
 }
 
 class ProcessTimer : public ::testing::Test {
@@ -261,7 +250,7 @@ TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
 }
 
 TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
-    useProfile({"chrome.exe", "firefox.exe"}, false, {.maxProtection = true});
+    useProfile({"chrome.exe", "firefox.exe"}, false, test::switches(&core::ProfileSwitches::maxProtection, true));
     rig.processes.start("chrome.exe", 1);
     rig.processes.start("firefox.exe", 1);
     rig.enforcement->tickForbiddenProcesses();
@@ -271,7 +260,7 @@ TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
 }
 
 TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
-    useProfile({}, false, {.internalBrowser = true});
+    useProfile({}, false, test::switches(&core::ProfileSwitches::internalBrowser, true));
     rig.host.internalWindows = 4;
     for (int i = 0; i < 2; ++i) {
         rig.processes.start("firefox.exe");
@@ -279,15 +268,6 @@ TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
     }
     EXPECT_EQ(rig.entries("internal browser").size(), 1u) << "five are open already";
     EXPECT_EQ(rig.host.notices.size(), 0u);
-}
-
-TEST_F(ProcessTimer, AProcessThatNeverDiesDoesNotHoldTheTick) {
-    useProfile({"chrome.exe"}, false);
-    rig.processes.start("chrome.exe", -1);
-    rig.enforcement->tickForbiddenProcesses();  // returning at all is the point
-    const auto kills = rig.entries("kill").size();
-    rig.enforcement->tickForbiddenProcesses();
-    EXPECT_GT(rig.entries("kill").size(), kills) << "the next tick tries again";
 }
 
 TEST(WindowTimer, ClosesForbiddenTitlesAndSilentPrompts) {

@@ -15,7 +15,9 @@ struct Sites {
     explicit Sites(bool forbiddenList, Entries list = {}, bool maxProtection = false) {
         if (list.empty()) list = forbiddenList ? Entries{"*casino", "giochi.it", ".poker.com"} : Entries{".scuola.it"};
         rig.addProfile(2, forbiddenList, list);
-        rig.use(2, {.homePage = "http://scuola.it/", .maxProtection = maxProtection});
+        auto s = test::switches(&core::ProfileSwitches::maxProtection, maxProtection);
+        s.homePage = "http://scuola.it/";
+        rig.use(2, s);
         rig.journal.entries.clear();
     }
     test::EnforcementRig rig;
