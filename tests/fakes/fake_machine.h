@@ -1,7 +1,6 @@
 #pragma once
-// Fakes of the machine: a scripted file system, system facts, dialogs, folder
-// access lists and the event log that record what they get, a store's
-// environment made of them, and what applying a profile reaches.
+// Fakes of the machine: a scripted file system, system facts, dialogs, folder access lists and the
+// event log that record what they get, a store's environment of them, and what a profile reaches.
 #include <set>
 #include <tuple>
 
@@ -30,12 +29,8 @@ public:
     std::map<std::string, std::uintmax_t> sizes;  // a size reported instead of the contents' (a file too large to hold)
     int calls = 0, copies = 0;  // calls of any kind
     std::uintmax_t bytesRead = 0;
-
     bool fileExists(std::string_view path) override { return files.contains(call(path)); }
-    bool createDirectory(std::string_view path) override {
-        if (blocked(path)) return directories.contains(call(path));
-        return directories.insert(call(path)), true;
-    }
+    bool createDirectory(std::string_view p) override { return blocked(p) ? directories.contains(call(p)) : (directories.insert(call(p)), true); }
     bool copyFile(std::string_view from, std::string_view to) override {
         const auto it = files.find(call(from));
         if (it == files.end() || blocked(to)) return false;
@@ -56,10 +51,9 @@ public:
         if (it == files.end()) return {};
         const bool tooLarge = sizeOf(it->first) > limit;
         bytesRead += tooLarge ? limit + 1 : it->second.size();
-        if (tooLarge) return {platform::BoundedRead::Outcome::TooLarge, {}};
-        return {platform::BoundedRead::Outcome::Read, it->second};
+        using enum platform::BoundedRead::Outcome;
+        return tooLarge ? platform::BoundedRead{TooLarge, {}} : platform::BoundedRead{Read, it->second};
     }
-
 private:
     std::string call(std::string_view path) { return ++calls, std::string(path); }
     std::uintmax_t sizeOf(const std::string& path) const { return sizes.contains(path) ? sizes.at(path) : files.at(path).size(); }
@@ -73,7 +67,6 @@ struct FakeSystem final : platform::System {
     std::map<std::string, std::string> env{{"HOMEDRIVE", "C:"}};
     std::string folder = "C:\\Programmi\\Ombrix", fileName = "ombrix.exe";
     bool isElevated = false;
-
     int windowsMajorVersion() override { return major; }
     int windowsMinorVersion() override { return minor; }
     std::string environment(std::string_view name) override { return env.contains(std::string(name)) ? env[std::string(name)] : ""; }
@@ -89,16 +82,12 @@ struct RecordingDialogs final : platform::Dialogs {
     std::optional<std::string> folderAnswer;
     std::optional<platform::MessageAnswer> answer;  // to Yes/No questions; unset, they get Ok, which is no Yes
     std::function<void(const platform::MessageBoxRequest&)> whileShown;  // runs while a box is open
-
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
         if (whileShown) whileShown(request);
         return answer && request.buttons == platform::MessageButtons::YesNo ? *answer : platform::MessageAnswer::Ok;
     }
-    std::optional<std::string> browseForFolder(const std::string& prompt) override {
-        prompts.push_back(prompt);
-        return folderAnswer;
-    }
+    std::optional<std::string> browseForFolder(const std::string& prompt) override { return prompts.push_back(prompt), folderAnswer; }
 };
 
 // The access lists set, in order; a folder in `refused` fails with its text.
@@ -107,8 +96,7 @@ struct FakeFolderAccess final : platform::FolderAccess {
     std::map<std::string, std::string> refused;
     std::optional<std::string> setAccess(std::string_view folder, platform::FolderAccessKind kind) override {
         if (refused.contains(std::string(folder))) return refused.at(std::string(folder));
-        set.emplace_back(folder, kind);
-        return std::nullopt;
+        return set.emplace_back(folder, kind), std::nullopt;
     }
 };
 
@@ -141,16 +129,12 @@ struct FakePrinters final : platform::Printers, Journaled {
     std::map<std::string, std::string> ports;  // PrinterPorts: name -> "driver,port,..."
     std::string device;                        // windows/Device
     std::function<void()> broadcast = [] {};   // after a write: the system's broadcast, which lets messages in
-
     std::string profileString(std::string_view section, std::string_view key) override {
         if (section == "windows" && key == "Device") return device;
         const auto it = ports.find(std::string(key));
         return section != "PrinterPorts" || it == ports.end() ? std::string() : it->second;
     }
-    bool writeDefaultDevice(std::string_view d) override {
-        note("printer device " + (device = d));
-        return broadcast(), true;
-    }
+    bool writeDefaultDevice(std::string_view d) override { return note("printer device " + (device = d)), broadcast(), true; }
     bool rewriteSettings(std::string_view printer) override {
         return note("printer rewrite " + std::string(printer)) && ports.contains(std::string(printer));
     }
@@ -171,8 +155,8 @@ struct FakeDesktopLock final : core::DesktopLock, Journaled {
 
 struct FakeShell final : platform::Shell, Journaled {
     using Journaled::Journaled;
-    bool open(const std::string& target, const std::string& folder, int style) override {
-        return note("open " + target + " in " + folder + " style " + std::to_string(style));
+    bool open(const std::string& to, const std::string& in, int style) override {
+        return note("open " + to + " in " + in + " style " + std::to_string(style));
     }
     bool run(const std::string& command, int style) override { return note("run " + command + " style " + std::to_string(style)); }
 };

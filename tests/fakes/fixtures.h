@@ -20,7 +20,6 @@ public:
     TempDir& operator=(const TempDir&) = delete;
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     [[nodiscard]] std::string file(std::string_view name) const;  // the UTF-8 path of a file inside
-
 private:
     std::filesystem::path path_;
 };
@@ -36,8 +35,7 @@ struct QuickPasswords {
 // The [Strings] lines of a language file whose every message reads "T<id>".
 std::string numberedTexts();
 void writeFile(const std::string& path, std::string_view bytes);  // creating folders as needed
-// Writes the language file with these [Strings] lines into `dir`; returns the folder.
-std::string writeLanguage(const TempDir& dir, const std::string& strings);
+std::string writeLanguage(const TempDir& dir, const std::string& strings);  // [Strings] lines; returns the folder
 // An in-memory store built from the delivered schema, or from the oldest one.
 core::Database deliveredStore();
 core::Database oldestStore();
