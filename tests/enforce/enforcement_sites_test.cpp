@@ -66,8 +66,7 @@ TEST(ForbiddenList, TheWalkGoesOnAgainstTheAddressReadAgain) {
     EXPECT_EQ(t.held.chromeAddress, "http://www.giochi.it/");
 }
 
-// Each browser keeps its own last accepted and last logged page.
-TEST(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
+TEST(ForbiddenList, APassingPageBecomesItsBrowsersLastAcceptedAndIsLoggedOnce) {
     Sites t(true);
     t.rig.host.log = true;
     t.rig.browsers.open(t.rig.browsers.edge, "https://scuola.it/");
@@ -77,8 +76,7 @@ TEST(ForbiddenList, APassingPageBecomesTheLastAcceptedAndIsLoggedOnce) {
     EXPECT_EQ(t.rig.loggedUrls(), (Entries{"http://scuola.it/compiti", "https://scuola.it/"}));
     EXPECT_EQ(t.rig.keyboard.events.size(), 0u);
     t.rig.host.log = false;
-    t.chrome.address = "http://scuola.it/orari";
-    t.e.tickSiteCheck();
+    t.chrome.address = "http://scuola.it/orari", t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.loggedUrls().size(), 2u) << "log switched off";
     EXPECT_EQ(t.held.chromeLastLogged, "http://scuola.it/orari") << "remembered, logged or not";
     t.rig.browsers.edge.address = "https://poker.com/";
@@ -139,8 +137,7 @@ TEST(InternetExplorer, TheListOfWindowsKillsAndOpensTheStartPage) {
 TEST(ForbiddenList, ATickIsNotEnteredAgainFromInsideItself) {
     Sites t(true);
     t.rig.browsers.open(t.chrome, "http://scuola.it/");
-    int nested = 0;
-    t.rig.pump.during = [&] { nested++ < 3 ? t.e.tickSiteCheck() : void(); };
+    t.rig.pump.during = [&] { t.e.tickSiteCheck(); };  // each nested tick would nest another
     t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.entries("read chrome.exe").size(), 1u);
 }
@@ -150,27 +147,21 @@ TEST(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
     t.rig.host.log = true;
     t.rig.browsers.open(t.chrome, "http://www.scuola.it/orari");
     t.e.tickSiteCheck();
-    t.chrome.address = "https://video.example/";
-    t.e.tickSiteCheck();
+    t.chrome.address = "https://video.example/", t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.keyboard.events.size(), 0u);
     EXPECT_EQ(t.rig.entries("kill"), Entries{"kill chrome.exe"});
     EXPECT_EQ(t.rig.host.noticeTexts(), Entries{"T0182 https://video.example/"});
     EXPECT_EQ(t.rig.host.opened, Entries{"http://www.scuola.it/orari"});
     EXPECT_EQ(t.rig.loggedUrls(), Entries{"http://www.scuola.it/orari"}) << "a refused page is not logged";
-    t.rig.browsers.open(t.chrome, "https://altro.example/");
-    t.e.tickSiteCheck();
+    t.rig.browsers.open(t.chrome, "https://altro.example/"), t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.host.opened.back(), "http://scuola.it/") << "nothing passed since: the start page";
 }
 
 TEST(AllowedList, BuiltInPagesAreExempt) {
     Sites t(false);
-    for (const char* page : {"about:blank", "\"About:NewTab\""}) {
-        t.rig.browsers.open(t.rig.browsers.firefox, page);
-        t.e.tickSiteCheck();
-    }
+    for (const char* page : {"about:blank", "\"About:NewTab\""}) t.rig.browsers.open(t.rig.browsers.firefox, page), t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.entries("kill"), Entries{});
-    t.rig.browsers.firefox.address = "about:config";
-    t.e.tickSiteCheck();
+    t.rig.browsers.firefox.address = "about:config", t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.entries("kill").size(), 2u) << "every Firefox";
 }
 
@@ -182,8 +173,7 @@ TEST(OtherBrowser, IsJudgedAsChromeLoggedOnceAndTheNoticeNamesTheProgram) {
     forbidden.rig.browsers.openOther({"pippo.exe", "pippo.exe (brave.exe)", false, true, false}, "http://x.org/?q=casino")
         .afterClose = {"http://scuola.it/"};
     forbidden.e.tickSiteCheck();
-    forbidden.e.tickSiteLog();
-    forbidden.e.tickSiteLog();
+    for (int i = 0; i < 2; ++i) forbidden.e.tickSiteLog();
     EXPECT_EQ(forbidden.rig.entries("ctrl+w"), Entries{"ctrl+w pippo.exe"});
     EXPECT_EQ(forbidden.rig.host.noticeTexts(), Entries{"T0180 http://x.org/?q=casino (pippo.exe (brave.exe))"});
     EXPECT_EQ(forbidden.rig.loggedUrls(), Entries{"http://scuola.it/"});
@@ -203,11 +193,9 @@ TEST(OtherBrowser, WhoseAddressCannotBeReadIsEndedAfterTheGraceWhereTheListNeeds
         t.e.tickSiteCheck();
         EXPECT_EQ(platform::recentFailures().back().what,
                   "a browser's address cannot be read, so its pages are not judged: vivaldi.exe");
-        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs - 1;
-        t.e.tickSiteCheck();
+        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs - 1, t.e.tickSiteCheck();
         EXPECT_EQ(t.rig.entries("kill"), Entries{}) << "within the grace";
-        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs;
-        t.e.tickSiteCheck();
+        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs, t.e.tickSiteCheck();
         EXPECT_EQ(t.rig.entries("kill"), ended ? Entries{"kill vivaldi.exe"} : Entries{}) << forbiddenList;
         EXPECT_EQ(t.rig.host.noticeTexts(), ended ? Entries{"T0410 vivaldi.exe"} : Entries{});
     }
