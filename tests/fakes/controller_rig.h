@@ -1,7 +1,6 @@
 #pragma once
-// The controller's machine on a program folder of its own: a language file,
-// the delivered store beside the program, and the fakes the controller talks
-// to, all writing into one journal.
+// The controller's machine on a program folder of its own: a language file, the delivered
+// store beside the program, and the fakes the controller talks to, all writing into one journal.
 #include <gtest/gtest.h>
 
 #include "core/controller.h"
@@ -13,14 +12,12 @@
 namespace ombrix::test {
 
 struct ControllerRig {
-    // `strings`: the [Strings] lines of the language file.
     explicit ControllerRig(const std::string& strings) {
         system.folder = writeLanguage(dir, strings);
         system.major = 5;  // the store stays beside the program
         std::filesystem::create_directories(dir.path() / "DataBase");
         EXPECT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
-        // Chosen by an administrator: the fake session has no rights, and
-        // there a store without a password blocks every page.
+        // The fake session has no rights, and there a store without a password blocks every page.
         sql("UPDATE Opzioni SET PasswordAdmin = 'scelta';");
     }
     // Writes to the database file directly, as another program would.
@@ -30,7 +27,6 @@ struct ControllerRig {
         ASSERT_TRUE(db.exec(statements)) << db.lastError();
     }
     core::Controller::Machine machine() { return {env, timers, view, processes, pump, instance}; }
-
     TempDir dir;
     Journal journal;
     platform::FileRegistry registry;

@@ -1,9 +1,6 @@
 #pragma once
-// A fake desktop: top-level windows in z-order, each with a title, a class
-// and a flat list of accessible elements in tree order. It answers the window
-// seam (the enforcement finds, shows and closes windows by title; the address
-// readers find them by class) and the accessibility seam, counts searches and
-// reads, and writes what it is asked to do to windows into a journal.
+// A fake desktop: top-level windows in z-order, each with a title, a class and accessible elements
+// in tree order. It answers the window and accessibility seams, counts searches and reads, and journals.
 #include "fakes/fake_controller.h"
 #include "platform/accessibility.h"
 #include "platform/text.h"
@@ -15,8 +12,7 @@ struct FakeNode {
     std::string name, help;
     bool edit = false;
     std::string value;
-    bool focused = false;
-    bool alive = true;  // false: the element no longer answers
+    bool focused = false, alive = true;  // alive false: the element no longer answers
     std::string automationId = {};
 };
 
@@ -32,16 +28,12 @@ struct FakeWindow {
 class FakeDesktop final : public platform::WindowSystem, public platform::Accessibility {
 public:
     explicit FakeDesktop(Journal* journal = nullptr) : journal_(journal) {}
-
     std::vector<FakeWindow> windows;  // z-order, front first
     std::uint16_t uiLanguage = 0x0410;
     int searches = 0, reads = 0, titleWalks = 0;  // findFirst calls; value and focus reads; findByTitles calls
-    // Runs inside findFirst, as the messages a cross-process call lets in.
-    std::function<void()> duringSearch;
+    std::function<void()> duringSearch;  // runs inside findFirst, as the messages a cross-process call lets in
     platform::WindowId nextId = 0x100;
-
-    // Adds a window behind the others (or in front) and returns its id; `reuse`
-    // gives it the handle of a window that has closed.
+    // Adds a window behind the others (or in front); `reuse` gives it the handle of a window that has closed.
     platform::WindowId addWindow(const std::string& className, bool visible = true, bool inFront = false,
                                  platform::WindowId reuse = 0) {
         const auto id = reuse != 0 ? reuse : nextId++;
@@ -49,28 +41,19 @@ public:
         return id;
     }
     // A window of another program with a title.
-    platform::WindowId add(std::string title) {
-        const auto id = addWindow("Finestra");
-        find(id)->title = std::move(title);
-        return id;
-    }
+    platform::WindowId add(std::string title) { return find(addWindow("Finestra"))->title = std::move(title), nextId - 1; }
     std::shared_ptr<FakeNode> addNode(platform::WindowId window, FakeNode node) {
         return find(window)->nodes.emplace_back(std::make_shared<FakeNode>(std::move(node)));
     }
     FakeWindow* find(platform::WindowId id) { return at(id) == windows.end() ? nullptr : &*at(id); }
-    void closeWindow(platform::WindowId id) {
-        for (auto& n : at(id)->nodes) n->alive = false;
-        windows.erase(at(id));
-    }
+    void closeWindow(platform::WindowId id) { for (auto& n : at(id)->nodes) n->alive = false; windows.erase(at(id)); }
     void bringToFront(platform::WindowId id) { std::rotate(windows.begin(), at(id), at(id) + 1); }
-
     // WindowSystem. A posted close is only noted: the window handles it later.
     std::vector<platform::WindowId> findByTitles(const std::vector<std::string>& titles) override {
         ++titleWalks;
         std::vector<platform::WindowId> found;
         for (const std::string& t : titles) {
-            const auto same = [&](const FakeWindow& w) { return equalsNoCase(w.title, t); };
-            const auto w = std::find_if(windows.begin(), windows.end(), same);
+            const auto w = std::ranges::find_if(windows, [&](const FakeWindow& x) { return equalsNoCase(x.title, t); });
             found.push_back(t.empty() || w == windows.end() ? 0 : w->id);
         }
         return found;
@@ -89,13 +72,10 @@ public:
         return out;
     }
     std::string title(platform::WindowId id) override { return find(id) ? find(id)->title : std::string(); }
-    void show(platform::WindowId id, platform::ShowCommand c) override {
-        note("show " + title(id) + " " + std::to_string(static_cast<int>(c)));
-    }
+    void show(platform::WindowId id, platform::ShowCommand c) override { note("show " + title(id) + " " + std::to_string(int(c))); }
     void postClose(platform::WindowId id) override { note("close " + title(id)); }
     std::uint32_t processId(platform::WindowId id) override { return find(id) ? find(id)->pid : 0; }
     void setTopmost(platform::WindowId id, bool on) override { note((on ? "topmost " : "not topmost ") + title(id)); }
-
     // Accessibility.
     std::vector<platform::WindowId> desktopWindows() override { return topLevelWindows(); }
     bool isVisible(platform::WindowId window) override { return find(window) && find(window)->visible; }
@@ -103,8 +83,7 @@ public:
                                                            const platform::AccessibleQuery& query) override {
         ++searches;
         if (duringSearch) duringSearch();
-        if (!find(window)) return nullptr;
-        for (const auto& node : find(window)->nodes) {
+        for (const auto& node : find(window) ? find(window)->nodes : std::vector<std::shared_ptr<FakeNode>>{}) {
             const std::string& text = query.property == platform::AccessibleText::Name ? node->name
                                       : query.property == platform::AccessibleText::Help ? node->help
                                                                                          : node->automationId;
@@ -113,29 +92,21 @@ public:
         return nullptr;
     }
     std::uint16_t userInterfaceLanguage() override { return uiLanguage; }
-
 private:
     std::vector<FakeWindow>::iterator at(platform::WindowId id) {
-        return std::find_if(windows.begin(), windows.end(), [&](const FakeWindow& w) { return w.id == id; });
+        return std::ranges::find_if(windows, [&](const FakeWindow& w) { return w.id == id; });
     }
-    void note(std::string entry) {
-        if (journal_ != nullptr) journal_->add(std::move(entry));
-    }
-
+    void note(std::string entry) { if (journal_ != nullptr) journal_->add(std::move(entry)); }
     // Reads count, and answer nothing once the element is gone.
     struct Element final : platform::AccessibleElement {
         Element(std::shared_ptr<FakeNode> node, int& reads) : node_(std::move(node)), reads_(reads) {}
         std::optional<std::string> value() override { return read(node_->value); }
         std::optional<bool> hasKeyboardFocus() override { return read(node_->focused); }
         template <class T>
-        std::optional<T> read(const T& v) {
-            ++reads_;
-            return node_->alive ? std::optional<T>(v) : std::nullopt;
-        }
+        std::optional<T> read(const T& v) { return ++reads_, node_->alive ? std::optional<T>(v) : std::nullopt; }
         std::shared_ptr<FakeNode> node_;
         int& reads_;
     };
-
     Journal* journal_;
 };
 

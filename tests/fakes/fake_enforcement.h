@@ -1,10 +1,8 @@
 #pragma once
-// A scripted machine for the enforcement: browsers whose address changes as
-// Ctrl+W is pressed (or not), processes that outlive their termination,
-// the fake desktop, a recording keyboard, shell windows, a clock, an event
-// pump that may run other code, and a host that records notices and pages.
-// Every call lands in one journal, so tests can check the order across fakes.
+// A scripted machine for the enforcement: browsers whose address changes as Ctrl+W is pressed (or not),
+// a recording keyboard, a clock, and a host that records notices and pages, all into one journal.
 #include <deque>
+#include <ranges>
 
 #include "core/store.h"
 #include "enforce/enforcement.h"
@@ -20,86 +18,60 @@ namespace ombrix::test {
 class FakeBrowsers final : public platform::BrowserAddresses, public platform::ShellBrowserWindows, Journaled {
 public:
     struct Browser {
-        std::string image;
-        std::string address;  // what its reader returns while it runs
-        // What each Ctrl+W leaves on screen, in turn; when none is left the
-        // page survives the close.
-        std::deque<std::string> afterClose;
+        std::string image, address;  // address: what its reader returns while it runs
+        std::deque<std::string> afterClose;  // what each Ctrl+W leaves, in turn; none left: the page survives
     };
     FakeBrowsers(FakeProcesses& processes, Journal& journal) : Journaled(journal), processes_(processes) {}
-
     Browser chrome{"chrome.exe", {}, {}}, edge{"msedge.exe", {}, {}}, firefox{"firefox.exe", {}, {}};
     std::string shellList;                            // shellWindowAddresses
     std::vector<platform::ShellBrowserWindow> shell;  // the ShellWindows collection
-
     // Starts a browser's process showing an address.
-    void open(Browser& b, std::string address, int survivesKills = 0) {
-        b.address = std::move(address);
-        processes_.start(b.image, survivesKills);
-    }
+    void open(Browser& b, std::string address, int survives = 0) { b.address = std::move(address), processes_.start(b.image, survives); }
     // A browser found by what it shows; reported while its process runs.
     Browser& openOther(platform::OtherBrowser found, std::string address) {
         others_.push_back({found, {found.image, {}, {}}});
         open(others_.back().second, std::move(address));
         return others_.back().second;
     }
-
     std::string readChromeAddress() override { return read(chrome); }
     std::string readEdgeAddress() override { return read(edge); }
     std::string readFirefoxAddress() override { return read(firefox); }
     std::string shellWindowAddresses() override { return shellList; }
     std::vector<platform::OtherBrowser> otherBrowsers() override {
         std::vector<platform::OtherBrowser> out;
-        for (auto& [found, browser] : others_) {
-            if (runs(browser)) out.push_back(found);
-        }
+        for (auto& [found, browser] : others_) if (runs(browser)) out.push_back(found);
         return out;
     }
     std::string readOtherAddress(std::string_view image) override {
-        const auto o = std::find_if(others_.begin(), others_.end(), [&](auto& x) { return x.first.image == image; });
+        const auto o = std::ranges::find_if(others_, [&](auto& x) { return x.first.image == image; });
         return o == others_.end() ? std::string() : read(o->second);
     }
     std::vector<platform::ShellBrowserWindow> windows() override { return shell; }
     void goBack(std::size_t index) override { note("back " + std::to_string(index)); }
-
     // Ctrl+W reaches the browser read last, as the one in front.
     void pressCtrlW() {
         if (foreground_ == nullptr) return;
         note("ctrl+w " + foreground_->image);
-        if (foreground_->afterClose.empty()) return;
-        foreground_->address = foreground_->afterClose.front();
-        foreground_->afterClose.pop_front();
+        if (auto& next = foreground_->afterClose; !next.empty()) foreground_->address = next.front(), next.pop_front();
     }
-
 private:
-    bool runs(const Browser& b) const {
-        const auto& all = processes_.running;
-        return std::any_of(all.begin(), all.end(), [&](const auto& p) { return p.name == b.image; });
-    }
-    std::string read(Browser& b) {
-        note("read " + b.image);
-        foreground_ = &b;
-        return runs(b) ? b.address : std::string();
-    }
-
+    bool runs(const Browser& b) const { return std::ranges::any_of(processes_.running, [&](auto& p) { return p.name == b.image; }); }
+    std::string read(Browser& b) { return note("read " + b.image), foreground_ = &b, runs(b) ? b.address : std::string(); }
     FakeProcesses& processes_;
     Browser* foreground_ = nullptr;
     std::deque<std::pair<platform::OtherBrowser, Browser>> others_;  // a deque keeps the returned references
 };
 
-class FakeKeyboard final : public platform::KeyboardInput {
-public:
+struct FakeKeyboard final : platform::KeyboardInput {
     std::vector<std::pair<int, std::uint32_t>> events;
     std::function<void()> onCtrlW;
+    bool control_ = false;
     void keyEvent(std::uint8_t vk, std::uint32_t flags) override {
         events.emplace_back(vk, flags);
         const bool up = (flags & platform::kKeyUp) != 0;
         if (vk == 17) control_ = !up;
         if (vk == 87 && !up && control_ && onCtrlW) onCtrlW();
     }
-
-private:
-    bool control_ = false;
 };
 
 struct FakeClock final : platform::Clock {
@@ -111,29 +83,19 @@ struct FakeClock final : platform::Clock {
 
 struct FakeHost final : enforce::EnforcementHost, Journaled {
     using Journaled::Journaled;
-    struct Notice {
-        std::string text;
-        int kind;
-    };
+    struct Notice { std::string text; int kind; };
     std::vector<Notice> notices;
+    std::vector<std::string> opened, storeErrors, internalAddresses;
+    bool schedule = false, log = false;
+    long long profile = 0;
+    int internalWindows = 0;
     [[nodiscard]] std::vector<std::string> noticeTexts() const {
         std::vector<std::string> out;
         for (const auto& n : notices) out.push_back(n.text);
         return out;
     }
-    std::vector<std::string> opened, storeErrors, internalAddresses;
-    bool schedule = false, log = false;
-    long long profile = 0;
-    int internalWindows = 0;
-
-    void showMessage(const std::string& text, int kind) override {
-        notices.push_back({text, kind});
-        note("notice " + text);
-    }
-    void openPage(const std::string& address) override {
-        opened.push_back(address);
-        note("open " + address);
-    }
+    void showMessage(const std::string& text, int kind) override { notices.push_back({text, kind}), note("notice " + text); }
+    void openPage(const std::string& address) override { opened.push_back(address), note("open " + address); }
     void launchStartPage() override { note("start page"); }
     void clearFirefoxSession() override { note("clear firefox session"); }
     bool timeSlotScheduleInForce() override { return schedule; }
@@ -142,36 +104,34 @@ struct FakeHost final : enforce::EnforcementHost, Journaled {
     void keepNoticeWindowsOnTop() override { note("notices on top"); }
     void storeUnreadable(const std::string& message) override { storeErrors.push_back(message); }
     int internalBrowserWindowCount() override { return internalWindows; }
-    void openInternalBrowser() override {
-        ++internalWindows;
-        note("internal browser");
-    }
+    void openInternalBrowser() override { note("internal browser"), ++internalWindows; }
     std::vector<std::string> internalBrowserAddresses() override { return internalAddresses; }
 };
+
+// Switches with one member set, as switches(&core::ProfileSwitches::kiosk, true).
+template <class T>
+core::ProfileSwitches switches(T core::ProfileSwitches::*member, T value) {
+    core::ProfileSwitches s;
+    s.*member = std::move(value);
+    return s;
+}
 
 // The machine, the store (the delivered schema in memory) and the enforcement;
 // the language is the numbered one, so that a notice reads "T<id> <detail>".
 struct EnforcementRig {
     EnforcementRig() { keyboard.onCtrlW = [this] { browsers.pressCtrlW(); }; }
-
     // A profile with its list mode and lists; returns its identifier.
     long long addProfile(long long id, bool forbiddenList, const std::vector<std::string>& sites,
-                         const std::vector<std::string>& processNames = {},
-                         const std::vector<std::string>& titles = {}) {
+                         const std::vector<std::string>& processNames = {}, const std::vector<std::string>& titles = {}) {
+        const core::Value key(std::int64_t{id});
         EXPECT_TRUE(db.run("INSERT INTO Profili (IDProfilo, Profilo, SitiProibiti) VALUES (?, ?, ?);",
-                           {core::Value(std::int64_t{id}), core::Value("Profilo " + std::to_string(id)),
-                            core::Value::boolean(forbiddenList)}));
-        core::Transaction tx(db);
-        const auto insert = [&](const std::string& into, const std::vector<std::string>& values) {
-            for (const auto& v : values) {
-                const std::string sql = "INSERT INTO " + into + " VALUES (?, ?);";
-                EXPECT_TRUE(db.run(sql, {core::Value(std::int64_t{id}), core::Value(v)}));
-            }
+                           {key, core::Value("Profilo " + std::to_string(id)), core::Value::boolean(forbiddenList)}));
+        const auto insert = [&](const char* into, const std::vector<std::string>& values) {
+            for (const auto& v : values) EXPECT_TRUE(db.run(std::string("INSERT INTO ") + into + " VALUES (?, ?);", {key, core::Value(v)}));
         };
         insert("SitiVietatiConsentiti (IDProfilo, Sito)", sites);
         insert("ProcessiVietati (IDProfilo, Processo)", processNames);
         insert("NomiFinestreVietate (IDProfilo, NomeFinestra)", titles);
-        EXPECT_TRUE(tx.commit());
         return id;
     }
     // Puts a profile in use as the controller does: switches, then the three loaders.
@@ -184,23 +144,20 @@ struct EnforcementRig {
     }
     // The visited-sites log file, oldest first.
     [[nodiscard]] std::vector<std::string> loggedUrls() {
-        std::vector<std::string> urls;
         core::Database* file = log.connection();
         EXPECT_NE(file, nullptr) << log.opening().detail();
-        if (file == nullptr) return urls;
-        core::Statement q = file->prepare("SELECT URL FROM LogSiti ORDER BY rowid;");
-        while (q.step()) urls.push_back(q.column(0).toText());
+        if (file == nullptr) return {};
+        std::vector<std::string> urls;
+        for (core::Statement q = file->prepare("SELECT URL FROM LogSiti ORDER BY rowid;"); q.step();) {
+            urls.push_back(q.column(0).toText());
+        }
         return urls;
     }
     // Journal entries that begin with `prefix`, in order.
     [[nodiscard]] std::vector<std::string> entries(const std::string& prefix) const {
-        std::vector<std::string> out;
-        for (const auto& e : journal.entries) {
-            if (e.starts_with(prefix)) out.push_back(e);
-        }
-        return out;
+        auto begins = journal.entries | std::views::filter([&](auto& e) { return e.starts_with(prefix); });
+        return {begins.begin(), begins.end()};
     }
-
     Journal journal;
     TempDir dir;
     Language language{writeLanguage(dir, numberedTexts()), platform::pathSeparator()};

@@ -1,9 +1,6 @@
 #pragma once
-// Fakes of the machine for the native tests: a scripted file system, system
-// facts, dialogs, folder access lists and the event log that record what they
-// get, a store's environment made of them, typed input, and what applying a
-// profile reaches (printers, the desktop lock, the shell, a durable writer).
-
+// Fakes of the machine: a scripted file system, system facts, dialogs, folder access lists and the
+// event log that record what they get, a store's environment of them, and what a profile reaches.
 #include <set>
 #include <tuple>
 
@@ -19,7 +16,6 @@
 #include "platform/folder_access.h"
 #include "platform/printers.h"
 #include "platform/shell.h"
-#include "platform/standard_input.h"
 #include "platform/system.h"
 #include "support/language.h"
 
@@ -30,17 +26,11 @@ public:
     std::map<std::string, std::string> files;  // path -> contents
     std::set<std::string> directories;
     std::set<std::string> readOnlyDirectories;  // files cannot be made or removed inside
-    // A size the file reports instead of its contents' (a file too large to hold here).
-    std::map<std::string, std::uintmax_t> sizes;
+    std::map<std::string, std::uintmax_t> sizes;  // a size reported instead of the contents' (a file too large to hold)
     int calls = 0, copies = 0;  // calls of any kind
     std::uintmax_t bytesRead = 0;
-
     bool fileExists(std::string_view path) override { return files.contains(call(path)); }
-    bool createDirectory(std::string_view path) override {
-        if (blocked(path)) return directories.contains(call(path));
-        directories.insert(call(path));
-        return true;
-    }
+    bool createDirectory(std::string_view p) override { return blocked(p) ? directories.contains(call(p)) : (directories.insert(call(p)), true); }
     bool copyFile(std::string_view from, std::string_view to) override {
         const auto it = files.find(call(from));
         if (it == files.end() || blocked(to)) return false;
@@ -61,22 +51,14 @@ public:
         if (it == files.end()) return {};
         const bool tooLarge = sizeOf(it->first) > limit;
         bytesRead += tooLarge ? limit + 1 : it->second.size();
-        if (tooLarge) return {platform::BoundedRead::Outcome::TooLarge, {}};
-        return {platform::BoundedRead::Outcome::Read, it->second};
+        using enum platform::BoundedRead::Outcome;
+        return tooLarge ? platform::BoundedRead{TooLarge, {}} : platform::BoundedRead{Read, it->second};
     }
-
 private:
-    // Counts the call; returns the path as a key.
-    std::string call(std::string_view path) {
-        ++calls;
-        return std::string(path);
-    }
-    std::uintmax_t sizeOf(const std::string& path) const {
-        return sizes.contains(path) ? sizes.at(path) : files.at(path).size();
-    }
+    std::string call(std::string_view path) { return ++calls, std::string(path); }
+    std::uintmax_t sizeOf(const std::string& path) const { return sizes.contains(path) ? sizes.at(path) : files.at(path).size(); }
     bool blocked(std::string_view path) const {
-        return std::any_of(readOnlyDirectories.begin(), readOnlyDirectories.end(),
-                           [&](const std::string& dir) { return path.starts_with(dir); });
+        return std::ranges::any_of(readOnlyDirectories, [&](const std::string& dir) { return path.starts_with(dir); });
     }
 };
 
@@ -85,50 +67,36 @@ struct FakeSystem final : platform::System {
     std::map<std::string, std::string> env{{"HOMEDRIVE", "C:"}};
     std::string folder = "C:\\Programmi\\Ombrix", fileName = "ombrix.exe";
     bool isElevated = false;
-    std::uint16_t displayLanguage = 0x0410;
-
     int windowsMajorVersion() override { return major; }
     int windowsMinorVersion() override { return minor; }
-    std::string environment(std::string_view name) override {
-        const auto it = env.find(std::string(name));
-        return it == env.end() ? std::string() : it->second;
-    }
+    std::string environment(std::string_view name) override { return env.contains(std::string(name)) ? env[std::string(name)] : ""; }
     std::string programFolder() override { return folder; }
     std::string programFileName() override { return fileName; }
     bool elevated() override { return isElevated; }
-    std::uint16_t userInterfaceLanguage() override { return displayLanguage; }
+    std::uint16_t userInterfaceLanguage() override { return 0x0410; }
 };
 
 struct RecordingDialogs final : platform::Dialogs {
     std::vector<platform::MessageBoxRequest> shown;
     std::vector<std::string> prompts;
     std::optional<std::string> folderAnswer;
-    // The answer to Yes/No questions; unset, they get Ok, which is no Yes.
-    std::optional<platform::MessageAnswer> answer;
-    // Runs while a box is open, as its modal loop would.
-    std::function<void(const platform::MessageBoxRequest&)> whileShown;
-
+    std::optional<platform::MessageAnswer> answer;  // to Yes/No questions; unset, they get Ok, which is no Yes
+    std::function<void(const platform::MessageBoxRequest&)> whileShown;  // runs while a box is open
     platform::MessageAnswer messageBox(const platform::MessageBoxRequest& request) override {
         shown.push_back(request);
         if (whileShown) whileShown(request);
-        const bool yesNo = answer && request.buttons == platform::MessageButtons::YesNo;
-        return yesNo ? *answer : platform::MessageAnswer::Ok;
+        return answer && request.buttons == platform::MessageButtons::YesNo ? *answer : platform::MessageAnswer::Ok;
     }
-    std::optional<std::string> browseForFolder(const std::string& prompt) override {
-        prompts.push_back(prompt);
-        return folderAnswer;
-    }
+    std::optional<std::string> browseForFolder(const std::string& prompt) override { return prompts.push_back(prompt), folderAnswer; }
 };
 
 // The access lists set, in order; a folder in `refused` fails with its text.
 struct FakeFolderAccess final : platform::FolderAccess {
     std::vector<std::pair<std::string, platform::FolderAccessKind>> set;
     std::map<std::string, std::string> refused;
-
     std::optional<std::string> setAccess(std::string_view folder, platform::FolderAccessKind kind) override {
         if (refused.contains(std::string(folder))) return refused.at(std::string(folder));
-        set.emplace_back(folder, kind);
-        return std::nullopt;
+        return set.emplace_back(folder, kind), std::nullopt;
     }
 };
 
@@ -152,59 +120,21 @@ struct FakeEventLog final : platform::EventLog {
     };
     std::vector<Written> written;
     bool report(platform::EventLevel level, std::uint32_t id, const std::vector<std::string>& strings) override {
-        written.push_back({level, id, strings});
-        return true;
+        return written.push_back({level, id, strings}), true;
     }
-};
-
-// Standard input as a script of chunks: each arrives whole, and a chunk
-// marked `late` is not there yet when the reader asks what is waiting (a
-// person still typing it). Each read notes what the output held by then.
-class FakeStandardInput final : public platform::StandardInput {
-public:
-    struct Chunk {
-        std::string bytes;
-        bool late = false;
-    };
-    FakeStandardInput(std::vector<Chunk> chunks, std::function<std::string()> output)
-        : chunks_(std::move(chunks)), output_(std::move(output)) {}
-    std::vector<std::string> shownBeforeRead;  // the output as each read began
-
-    std::size_t read(char* buffer, std::size_t size) override {
-        shownBeforeRead.push_back(output_());
-        if (next_ == chunks_.size()) return 0;
-        std::string& bytes = chunks_[next_].bytes;
-        const std::size_t n = bytes.copy(buffer, size);
-        bytes.erase(0, n);
-        if (bytes.empty()) ++next_;
-        return n;
-    }
-    bool waiting() override { return next_ == chunks_.size() || !chunks_[next_].late; }
-
-private:
-    std::vector<Chunk> chunks_;
-    std::size_t next_ = 0;
-    std::function<std::string()> output_;
 };
 
 struct FakePrinters final : platform::Printers, Journaled {
     using Journaled::Journaled;
     std::map<std::string, std::string> ports;  // PrinterPorts: name -> "driver,port,..."
     std::string device;                        // windows/Device
-    // After a write: the system's broadcast of the change, which lets
-    // messages sent to the program in.
-    std::function<void()> broadcast = [] {};
-
+    std::function<void()> broadcast = [] {};   // after a write: the system's broadcast, which lets messages in
     std::string profileString(std::string_view section, std::string_view key) override {
         if (section == "windows" && key == "Device") return device;
         const auto it = ports.find(std::string(key));
         return section != "PrinterPorts" || it == ports.end() ? std::string() : it->second;
     }
-    bool writeDefaultDevice(std::string_view d) override {
-        note("printer device " + (device = d));
-        broadcast();
-        return true;
-    }
+    bool writeDefaultDevice(std::string_view d) override { return note("printer device " + (device = d)), broadcast(), true; }
     bool rewriteSettings(std::string_view printer) override {
         return note("printer rewrite " + std::string(printer)) && ports.contains(std::string(printer));
     }
@@ -217,9 +147,7 @@ struct FakePrinters final : platform::Printers, Journaled {
 
 struct FakeDesktopLock final : core::DesktopLock, Journaled {
     using Journaled::Journaled;
-    void lockDesktop(bool icons, bool shell) override {
-        note(std::string("lock ") + (icons ? "1" : "0") + (shell ? "1" : "0"));
-    }
+    void lockDesktop(bool icons, bool shell) override { note(std::string("lock ") + (icons ? "1" : "0") + (shell ? "1" : "0")); }
     void fullScreen() override { note("full screen"); }
     void restartShell() override { note("restart shell"); }
     void releaseKeyboardHook() override { note("release hook"); }
@@ -227,20 +155,16 @@ struct FakeDesktopLock final : core::DesktopLock, Journaled {
 
 struct FakeShell final : platform::Shell, Journaled {
     using Journaled::Journaled;
-    bool open(const std::string& target, const std::string& folder, int style) override {
-        return note("open " + target + " in " + folder + " style " + std::to_string(style));
+    bool open(const std::string& to, const std::string& in, int style) override {
+        return note("open " + to + " in " + in + " style " + std::to_string(style));
     }
-    bool run(const std::string& command, int style) override {
-        return note("run " + command + " style " + std::to_string(style));
-    }
+    bool run(const std::string& command, int style) override { return note("run " + command + " style " + std::to_string(style)); }
 };
 
 // Writes for real, or refuses while `refuse` is set.
 struct SwitchableWriter final : platform::DurableWriter {
     bool refuse = false;
-    bool replace(std::string_view path, std::string_view bytes) override {
-        return !refuse && writeWholeFile(path, bytes);
-    }
+    bool replace(std::string_view path, std::string_view bytes) override { return !refuse && writeWholeFile(path, bytes); }
 };
 
 }  // namespace ombrix::test

@@ -9,15 +9,12 @@
 
 namespace ombrix::test {
 
-class ListVerdicts final : public core::SiteVerdicts {
-public:
+struct ListVerdicts final : core::SiteVerdicts {
     ListVerdicts(bool allowed, const std::vector<std::string>& entries)
         : allowed_(allowed), entries_(entries), list_(enforce::SiteList::from(entries)) {}
     bool allowedList() const override { return allowed_; }
     bool matches(std::string_view address) const override { return list_.firstMatch(address) != enforce::kNoMatch; }
     std::vector<std::string> entries() const override { return entries_; }
-
-private:
     bool allowed_;
     std::vector<std::string> entries_;
     enforce::SiteList list_;

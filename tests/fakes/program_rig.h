@@ -1,8 +1,6 @@
 #pragma once
-// The program's parts together on the controller's rig: the controller, the
-// enforcement reading the same store, the host between them, and the event
-// log they report to. A profile 2, "Classe", forbids gioco.exe, the window
-// "Chat" and .giochi.example; it is in use, and the password is "segreta".
+// The program's parts on the controller's rig, with their event log. Profile 2, "Classe", in use,
+// forbids gioco.exe, the window "Chat" and .giochi.example; the password is "segreta".
 #include "app/program_host.h"
 #include "fakes/controller_rig.h"
 #include "fakes/fake_enforcement.h"
@@ -21,7 +19,6 @@ struct ProgramRig : ControllerRig {
         enforcement.setEvents(&events);
         host.setEnforcement(&enforcement);
     }
-
     FakeDesktop windows{&journal};
     FakeKeyboard keyboard;
     FakeBrowsers browsers{processes, journal};
