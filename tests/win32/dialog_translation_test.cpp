@@ -9,8 +9,7 @@
 namespace ombrix::win32 {
 namespace {
 
-// A language file may name a Caption for any control; only the controls that
-// have one take it, so nothing is ever written into what the user types.
+// Only the controls that have a caption take one: nothing is written into what the user types.
 TEST(DialogTranslation, CaptionsReachLabelsAndButtonsNeverTextOrComboBoxes) {
     test::TempDir dir;
     test::writeFile(dir.file("italian.lng"),
@@ -23,14 +22,13 @@ TEST(DialogTranslation, CaptionsReachLabelsAndButtonsNeverTextOrComboBoxes) {
         const wchar_t* cls;
         const char* name;
         const char* expected;
-    } children[] = {{L"STATIC", "lblPass", "Parola d'ordine"},
-                    {L"EDIT", "txtPass", "digitata"},
-                    {L"COMBOBOX", "cmbProfili", "digitata"},
-                    {L"BUTTON", "cmdSalva", "Salva"}};
+    } children[] = {{L"STATIC", "lblPass", "Parola d'ordine"}, {L"EDIT", "txtPass", "digitata"},
+                    {L"COMBOBOX", "cmbProfili", "digitata"}, {L"BUTTON", "cmdSalva", "Salva"}};
     std::vector<NamedControl> named;
     for (int id = 0; id < 4; ++id) {
-        HWND child = CreateWindowExW(0, children[id].cls, L"", WS_CHILD | (id == 2 ? CBS_DROPDOWN : 0), 0, 0, 100, 20,
-                                     form.get(), reinterpret_cast<HMENU>(static_cast<INT_PTR>(10 + id)), nullptr, nullptr);
+        HWND child = CreateWindowExW(0, children[id].cls, L"digitata", WS_CHILD | (id == 2 ? CBS_DROPDOWN : 0), 0, 0,
+                                     100, 20, form.get(), reinterpret_cast<HMENU>(static_cast<INT_PTR>(10 + id)),
+                                     nullptr, nullptr);
         SetWindowTextW(child, L"digitata");
         named.push_back({10 + id, children[id].name});
     }

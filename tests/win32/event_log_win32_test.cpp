@@ -1,6 +1,5 @@
-// The events reach the system as ReportEventW calls with their type,
-// identifier, the user's SID and their strings (Wine writes each call to
-// the trace this program runs with), and ombrix.exe holds their texts.
+// Events reach the system as ReportEventW calls (Wine traces each one) and
+// ombrix.exe, the source's message file, holds their texts.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -25,11 +24,9 @@ TEST(EventLogWin32, EachReportIsACallWithItsTypeIdentifierUserAndStrings) {
         std::uint32_t id;
         std::vector<std::string> strings;
         unsigned long type;
-    } cases[] = {
-        {EventLevel::Information, 1002, {"http://" + mark + "/", "chrome.exe", "Classe"}, EVENTLOG_INFORMATION_TYPE},
-        {EventLevel::Warning, 2100, {mark, "Password"}, EVENTLOG_WARNING_TYPE},
-        {EventLevel::Error, 2000, {"C:\\DataBase.db", mark}, EVENTLOG_ERROR_TYPE},
-    };
+    } cases[] = {{EventLevel::Information, 1002, {"http://" + mark + "/", "chrome.exe", "Classe"}, EVENTLOG_INFORMATION_TYPE},
+                 {EventLevel::Warning, 2100, {mark, "Password"}, EVENTLOG_WARNING_TYPE},
+                 {EventLevel::Error, 2000, {"C:\\DataBase.db", mark}, EVENTLOG_ERROR_TYPE}};
     const std::unique_ptr<platform::EventLog> log = makeEventLog();
     for (const auto& c : cases) ASSERT_TRUE(log->report(c.level, c.id, c.strings));
     for (const auto& c : cases) {
@@ -39,12 +36,11 @@ TEST(EventLogWin32, EachReportIsACallWithItsTypeIdentifierUserAndStrings) {
             return std::ranges::any_of(test::tracedEvents(), [&](const test::TracedEvent& e) {
                 return e.type == c.type && e.id == c.id && e.user && e.strings == traced;
             });
-        })) << c.id << " not traced as written";
+        })) << c.id;
     }
 }
 
-// The source's message file is ombrix.exe: each event's text is there in
-// both languages, with the event's own strings and no other.
+// Each event's text in both languages, with the event's own strings and no other.
 TEST(EventLogWin32, OmbrixExeHoldsEveryEventsTextInBothLanguages) {
     HMODULE module = LoadLibraryExW(toWide(test::builtProgram("ombrix.exe")).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     ASSERT_NE(module, nullptr);

@@ -1,10 +1,8 @@
 #pragma once
 // What the Windows tests share: waiting, programs they start (the window
-// recorder, tests/win32/tools/window_recorder, logs what happens to its
-// window to a file read while it runs), registry values set for one test.
+// recorder logs what happens to its window), registry values set for one test.
 
 #include <windows.h>
-
 #include <shellapi.h>
 
 #include <algorithm>
@@ -82,9 +80,7 @@ public:
     StartedProgram(StartedProgram&&) = default;
     StartedProgram& operator=(StartedProgram&&) = default;
     ~StartedProgram() {
-        if (!running()) return;
-        TerminateProcess(process_.get(), 1);
-        WaitForSingleObject(process_.get(), 5000);
+        if (running() && TerminateProcess(process_.get(), 1)) WaitForSingleObject(process_.get(), 5000);
     }
 
     [[nodiscard]] bool started() const { return static_cast<bool>(process_); }
@@ -176,10 +172,7 @@ public:
     MachineDefaultValue(std::wstring key, const std::wstring& value) : key_(std::move(key)) {
         wchar_t buffer[1024] = {};
         DWORD size = sizeof buffer;
-        if (RegGetValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size) ==
-            ERROR_SUCCESS) {
-            previous_ = buffer;
-        }
+        if (!RegGetValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size)) previous_ = buffer;
         ok_ = write(value);
     }
     ~MachineDefaultValue() {

@@ -34,7 +34,6 @@ TEST(Win32FileSystem, WideNamesWork) {
     EXPECT_FALSE(fs.fileExists(file));
 }
 
-// The same files through the system's reader and the portable one.
 TEST(SystemProfileReader, AgreesWithThePortableReader) {
     test::TempDir dir;
     int n = 0;
@@ -45,10 +44,9 @@ TEST(SystemProfileReader, AgreesWithThePortableReader) {
         EXPECT_EQ(system, ini::portableProfileString(path, c.section, c.key)) << c.name;
         EXPECT_EQ(system, c.expected) << c.name;
     }
-    EXPECT_EQ(ini::systemProfileReader()(dir.file("none.ini"), "S", "k"), "");
 }
 
-TEST(TraceWin32, WritesTheSystemsTextAndRotatesWithTheSystemsCalls) {
+TEST(TraceWin32, WritesTheSystemsTextAndRotates) {
     test::TempDir dir;
     sendFailuresToDebugger();
     platform::setTraceFolder(pathToUtf8(dir.path()), "ombrix");
@@ -59,7 +57,7 @@ TEST(TraceWin32, WritesTheSystemsTextAndRotatesWithTheSystemsCalls) {
     platform::setTraceBytesForTests(first.size() + 1);
     platform::recordFailure("a test failure", "second");
     EXPECT_EQ(readWholeFile(dir.file("ombrix-trace.txt.1")).value_or("(missing)"), first);
-    EXPECT_NE(readWholeFile(dir.file("ombrix-trace.txt")).value_or("").find("a test failure: second\r\n"), std::string::npos);
+    EXPECT_TRUE(readWholeFile(dir.file("ombrix-trace.txt")).value_or("").ends_with("a test failure: second\r\n"));
     platform::setTraceFolder({}, {});
     platform::setTraceBytesForTests(platform::kTraceBytes);
     platform::setFailureSink(nullptr);
@@ -75,25 +73,23 @@ protected:
 };
 
 TEST_F(Win32Registry, ValuesRoundTripAsOtherProgramsReadThem) {
-    const std::string key = "Software\\OmbrixTest\\Registry";
+    const std::string key = "Software\\OmbrixTest\\Registry", none = "Software\\OmbrixTest\\NoSuchKey";
     for (const RegRoot root : {RegRoot::CurrentUser, RegRoot::LocalMachine}) {
         EXPECT_TRUE(reg.writeString(root, key, "Testo", "Città – €"));
         EXPECT_EQ(reg.readValue(root, "software\\ombrixtest\\REGISTRY", "testo"), "Città – €") << "case ignored";
-        EXPECT_TRUE(reg.writeString(root, key, "Vuoto", ""));
-        EXPECT_EQ(reg.readValue(root, key, "Vuoto"), "");
         EXPECT_TRUE(reg.writeDword(root, key, "1803", 3));
         EXPECT_EQ(reg.readValue(root, key, "1803"), "3");
-        const HKEY hive = root == RegRoot::CurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
         wchar_t buffer[64] = {};
         DWORD size = sizeof buffer;
-        EXPECT_EQ(RegGetValueW(hive, L"Software\\OmbrixTest\\Registry", L"Testo", RRF_RT_REG_SZ, nullptr, buffer, &size),
+        EXPECT_EQ(RegGetValueW(root == RegRoot::CurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE,
+                               L"Software\\OmbrixTest\\Registry", L"Testo", RRF_RT_REG_SZ, nullptr, buffer, &size),
                   ERROR_SUCCESS);
         EXPECT_EQ(fromWide(buffer), "Città – €") << "a REG_SZ value";
         EXPECT_TRUE(reg.deleteValue(root, key, "Testo"));
         EXPECT_EQ(reg.readValue(root, key, "Testo"), std::nullopt);
         EXPECT_TRUE(reg.deleteValue(root, key, "Testo")) << "already gone";
-        EXPECT_TRUE(reg.deleteValue(root, "Software\\OmbrixTest\\NoSuchKey", "X"));
-        EXPECT_EQ(reg.readValue(root, "Software\\OmbrixTest\\NoSuchKey", "X"), std::nullopt);
+        EXPECT_TRUE(reg.deleteValue(root, none, "X"));
+        EXPECT_EQ(reg.readValue(root, none, "X"), std::nullopt);
     }
 }
 
@@ -107,15 +103,13 @@ TEST_F(Win32Registry, OnlyAnEmptyKeyIsDeleted) {
     ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Keys\\Deep\\Sub", &sub), ERROR_SUCCESS);
     RegCloseKey(sub);
     const std::pair<const char*, bool> cases[] = {
-        {"Held", false},  // a default value
-        {"Deep", false},  // an empty subkey
+        {"Held", false}, {"Deep", false},  // a default value, an empty subkey
         {"deep\\SUB", true}, {"Deep", true}, {"EMPTY", true}, {"Missing", true},  // case ignored; empty now
     };
     for (const auto& [key, gone] : cases) {
         EXPECT_EQ(reg.deleteEmptyKey(RegRoot::CurrentUser, parent + key), gone) << key;
         EXPECT_EQ(reg.keyExists(RegRoot::CurrentUser, parent + key), !gone) << key;
     }
-    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, parent + "Held", ""), "x");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// The UI Automation side of the readers. Wine cannot create the automation
-// object, so a fake one drives the code through our own declarations. Built
-// with -DOMBRIX_UIA_REFERENCE=ON, those are compared slot by slot with Wine's.
+// The UI Automation side of the readers, through a fake automation object:
+// Wine cannot create the real one. With -DOMBRIX_UIA_REFERENCE=ON our
+// declarations are also compared slot by slot with Wine's.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -27,7 +27,7 @@ namespace ombrix::win32 {
 namespace {
 
 #ifdef OMBRIX_WINE_UIA_REFERENCE
-// Which vtable slot a call through a declaration goes to, ours against Wine's.
+// A probe whose vtable records which slot a call through a declaration reaches.
 int g_calledSlot = -1;
 using SlotFn = HRESULT(STDMETHODCALLTYPE*)(void*);
 template <int N>
@@ -40,7 +40,6 @@ constexpr std::array<SlotFn, sizeof...(N)> slotTable(std::integer_sequence<int, 
     return {&slot<N>...};
 }
 const auto kSlots = slotTable(std::make_integer_sequence<int, 64>{});
-
 template <typename Interface, typename Call>
 int slotOf(Call call) {
     struct {
@@ -67,17 +66,16 @@ TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
     EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationCondition, __uuidof(::IUIAutomationCondition)));
     EXPECT_TRUE(IsEqualGUID(uia::kClsidCUIAutomation, __uuidof(::CUIAutomation)));
     EXPECT_EQ(uia::kScopeDescendants, static_cast<int>(TreeScope_Descendants));
-    EXPECT_EQ(uia::kControlTypeProperty, UIA_ControlTypePropertyId);
-    EXPECT_EQ(uia::kHasKeyboardFocusProperty, UIA_HasKeyboardFocusPropertyId);
-    EXPECT_EQ(uia::kLegacyNameProperty, UIA_LegacyIAccessibleNamePropertyId);
-    EXPECT_EQ(uia::kLegacyValueProperty, UIA_LegacyIAccessibleValuePropertyId);
-    EXPECT_EQ(uia::kLegacyHelpProperty, UIA_LegacyIAccessibleHelpPropertyId);
-    EXPECT_EQ(uia::kEditControlType, UIA_EditControlTypeId);
+    const std::pair<int, int> ids[] = {{uia::kControlTypeProperty, UIA_ControlTypePropertyId},
+                                       {uia::kHasKeyboardFocusProperty, UIA_HasKeyboardFocusPropertyId},
+                                       {uia::kLegacyNameProperty, UIA_LegacyIAccessibleNamePropertyId},
+                                       {uia::kLegacyValueProperty, UIA_LegacyIAccessibleValuePropertyId},
+                                       {uia::kLegacyHelpProperty, UIA_LegacyIAccessibleHelpPropertyId},
+                                       {uia::kEditControlType, UIA_EditControlTypeId}};
+    for (const auto& [ours, wines] : ids) EXPECT_EQ(ours, wines);
 }
 #endif
 
-// A fake automation object: a window's elements in tree order, and
-// conditions on properties that must all hold.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #define OMBRIX_NOT_USED(n) \
@@ -85,11 +83,7 @@ TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
 
 template <typename Interface>
 struct Counted : Interface {
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
-        *out = this;
-        AddRef();
-        return S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override { return *out = this, AddRef(), S_OK; }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
     ULONG STDMETHODCALLTYPE Release() override {
         const ULONG n = --refs;
@@ -100,6 +94,7 @@ struct Counted : Interface {
     ULONG refs = 1;
 };
 
+// A condition: properties that must all hold.
 using Properties = std::map<int, std::variant<int, std::wstring>>;
 struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
     Properties wanted;
@@ -108,7 +103,7 @@ struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
 struct FakeElement final : Counted<uia::IUIAutomationElement> {
     Properties properties;
     bool focused = false, gone = false;
-    std::vector<FakeElement*> descendants;  // held by the test
+    std::vector<FakeElement*> descendants;  // in tree order, held by the test
     int scope = -1;                         // of the last search
 
     OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(06) OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08)
@@ -157,22 +152,20 @@ struct FakeAutomation final : Counted<uia::IUIAutomation> {
     HRESULT STDMETHODCALLTYPE CreatePropertyCondition(int property, VARIANT value,
                                                       uia::IUIAutomationCondition** out) override {
         if (value.vt != VT_BSTR && value.vt != VT_I4) return E_INVALIDARG;
-        auto* c = keep();
-        if (value.vt == VT_I4) c->wanted[property] = static_cast<int>(value.lVal);
-        if (value.vt == VT_BSTR) c->wanted[property] = std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
-        *out = c;
+        *out = keep({{property, value.vt == VT_I4 ? std::variant<int, std::wstring>(static_cast<int>(value.lVal))
+                                                  : std::wstring(value.bstrVal, SysStringLen(value.bstrVal))}});
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE CreateAndCondition(uia::IUIAutomationCondition* first, uia::IUIAutomationCondition* second,
                                                  uia::IUIAutomationCondition** out) override {
-        auto* c = keep();
-        c->wanted = static_cast<FakeCondition*>(first)->wanted;
-        c->wanted.merge(Properties(static_cast<FakeCondition*>(second)->wanted));
-        *out = c;
+        Properties both = static_cast<FakeCondition*>(first)->wanted;
+        both.merge(Properties(static_cast<FakeCondition*>(second)->wanted));
+        *out = keep(both);
         return S_OK;
     }
-    FakeCondition* keep() {  // one reference for the caller, one kept
+    FakeCondition* keep(Properties wanted) {  // one reference for the caller, one kept
         auto* c = new FakeCondition;
+        c->wanted = std::move(wanted);
         conditions.push_back(ComPtr<FakeCondition>::share(c));
         return c;
     }
