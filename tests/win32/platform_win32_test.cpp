@@ -102,10 +102,12 @@ TEST(FolderAccessWin32, EachKindGrantsWhatItMustAndIsSetOnAFolder) {
         for (const auto account : {WinLocalSystemSid, WinBuiltinAdministratorsSid}) {
             EXPECT_EQ(granted(descriptor.get(), account) & FILE_ALL_ACCESS, FILE_ALL_ACCESS) << account;
         }
-        const ACCESS_MASK users = granted(descriptor.get(), WinBuiltinUsersSid);
-        EXPECT_EQ(users & FILE_GENERIC_READ, FILE_GENERIC_READ);
-        EXPECT_EQ(users & kWrite, kind == FolderAccessKind::WritableForUsers ? kWrite : 0);
-        EXPECT_EQ(users & kNever, 0u);
+        for (const auto account : {WinBuiltinUsersSid, WinCreatorOwnerRightsSid}) {  // owners as any user
+            const ACCESS_MASK users = granted(descriptor.get(), account);
+            EXPECT_EQ(users & FILE_GENERIC_READ, FILE_GENERIC_READ) << account;
+            EXPECT_EQ(users & kWrite, kind == FolderAccessKind::WritableForUsers ? kWrite : 0) << account;
+            EXPECT_EQ(users & kNever, 0u) << account;
+        }
         // Wine reads back a list made from the Unix mode bits: the set is checked, not the list read back.
         test::TempDir dir;
         EXPECT_EQ(platform::realFolderAccess().setAccess(pathToUtf8(dir.path()), kind), std::nullopt);
