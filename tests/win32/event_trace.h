@@ -13,8 +13,7 @@
 namespace ombrix::test {
 
 struct TracedEvent {
-    unsigned long type = 0;  // EVENTLOG_ERROR_TYPE, _WARNING_TYPE, _INFORMATION_TYPE
-    unsigned long id = 0;
+    unsigned long type = 0, id = 0;    // type: EVENTLOG_ERROR_TYPE, _WARNING_TYPE, ...
     bool user = false;                 // a SID was given
     std::vector<std::string> strings;  // as Wine writes them: non-ASCII as \xxxx
 };

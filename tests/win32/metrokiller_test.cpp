@@ -1,5 +1,4 @@
-// metrokiller.exe against a stand-in Start surface known by its class: the
-// classic shell's Start menu host, which closes on Escape.
+// metrokiller.exe against a stand-in of the Start menu host, known by its class.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -10,9 +9,7 @@ namespace ombrix::win32 {
 namespace {
 
 TEST(MetroKiller, ClosesAnOpenStartMenuSilentlyAndTellsWhatItFound) {
-    WNDCLASSW wc{};
-    wc.lpfnWndProc = DefWindowProcW;
-    wc.lpszClassName = L"DV2ControlHost";
+    const WNDCLASSW wc{0, DefWindowProcW, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, L"DV2ControlHost"};
     RegisterClassW(&wc);
     const std::string killer = test::quoted(test::builtProgram("metrokiller.exe")) + " /s";
     EXPECT_EQ(test::StartedProgram(killer).waitForExit(), 1u) << "nothing open";

@@ -27,8 +27,7 @@ using platform::RegRoot;
 
 TEST(SystemProfileReader, AgreesWithThePortableReader) {
     test::TempDir dir;
-    int n = 0;
-    for (const auto& c : test::profileCases()) {
+    for (int n = 0; const auto& c : test::profileCases()) {
         const std::string path = dir.file("case" + std::to_string(n++) + ".ini");
         test::writeFile(path, c.file);
         const std::string system = ini::systemProfileReader()(path, c.section, c.key);

@@ -23,8 +23,7 @@ namespace {
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#define OMBRIX_NOT_USED(n) \
-    HRESULT STDMETHODCALLTYPE notUsed##n() override { return E_NOTIMPL; }
+#define OMBRIX_NOT_USED(n) HRESULT STDMETHODCALLTYPE notUsed##n() override { return E_NOTIMPL; }
 
 template <typename Interface>
 struct Counted : Interface {  // owned by the test: a release never deletes
@@ -142,7 +141,6 @@ TEST(UiaSide, NameEditAndHelpConditionsValueFocusAndAnElementThatIsGone) {
         EXPECT_EQ(root.scope, uia::kScopeDescendants);
         EXPECT_EQ(element ? element->value() : std::nullopt, value) << text << " " << editOnly;
     }
-
     auto element = find(AccessibleText::Name, "Barra degli indirizzi e di ricerca", true);
     ASSERT_NE(element, nullptr);
     EXPECT_EQ(element->hasKeyboardFocus(), false);

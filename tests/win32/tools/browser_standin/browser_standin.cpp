@@ -98,7 +98,6 @@ class NamedAccessible final : public IAccessible {
 public:
     explicit NamedAccessible(IAccessible* inner) : inner_(inner) {}
     ~NamedAccessible() { inner_->Release(); }
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
         if (out == nullptr) return E_POINTER;
         *out = riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IAccessible ? this : nullptr;
@@ -228,7 +227,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
              : g.stem == L"msedge" ? L"Indirizzo e barra di ricerca"
                                    : L"Barra degli indirizzi e di ricerca";
     g.record = exe + L".record";
-
     std::wstring url;
     int argc = 0;
     wchar_t** argv = CommandLineToArgvW(GetCommandLineW(), &argc);
@@ -242,18 +240,15 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     }
     LocalFree(argv);
     const bool firefox = g.className == L"MozillaWindowClass";
-
     // One stand-in per browser name: a second start hands its address over.
     const ATOM kind = GlobalAddAtomW((L"OmbrixStandin." + g.stem).c_str());
     if (HWND twin = runningTwin(kind); twin != nullptr && handOver(twin, url)) {
         GlobalDeleteAtom(kind);
         return 0;
     }
-
     const WNDCLASSW wc{0, windowProc, 0, 0, instance, nullptr, LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW)),
                        reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1), nullptr, g.className.c_str()};
     RegisterClassW(&wc);
-
     // The browser's first window of its class is a hidden helper, top-most so that it stays first.
     const HWND hidden = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, g.className.c_str(), L"", WS_POPUP, 0, 0, 10,
                                         10, nullptr, nullptr, instance, nullptr);
@@ -272,12 +267,10 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     for (HWND w : {g.edit, g.page, g.button}) SendMessageW(w, WM_SETFONT, WPARAM(GetStockObject(DEFAULT_GUI_FONT)), TRUE);
     g.editProc = reinterpret_cast<WNDPROC>(
         SetWindowLongPtrW(g.edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(editProc)));
-
     runCommand(url.empty() ? L"tab " : L"open " + url);  // without an address, an empty new tab
     ShowWindow(g.main, SW_SHOWNORMAL);
     SetForegroundWindow(g.main);
     SetFocus(g.button);  // the page has the focus, not the address bar
-
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
         // Ctrl+W wherever the focus is, as a browser's accelerator.

@@ -1,9 +1,8 @@
 // window_recorder --log FILE [--title T] [ARG...]
 // Log lines (UTF-8, the file reopened per line so a test reads it as it runs):
 //   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
-//   creating TICK (GetTickCount64 as its window is made) | close
-//   key VK (a key pressed while it has the focus, in decimal)
-//   char UNIT (a character typed, its UTF-16 unit in decimal) | focus lost
+//   creating TICK (GetTickCount64 as its window is made) | close | focus lost
+//   key VK (pressed while it has the focus) | char UNIT (typed, a UTF-16 unit), in decimal
 #include <windows.h>
 #include <shellapi.h>
 
@@ -65,7 +64,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
         else record("arg ", a);
     }
     LocalFree(argv);
-
     const WNDCLASSW wc{0, windowProc, 0, 0, instance, nullptr, LoadCursorW(nullptr, IDC_ARROW),
                        HBRUSH(COLOR_WINDOW + 1), nullptr, L"OmbrixWindowRecorder"};
     if (!RegisterClassW(&wc)) return 1;
