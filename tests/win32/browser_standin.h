@@ -1,8 +1,6 @@
 #pragma once
-// tests/win32/tools/browser_standin driven from a test: a copy named like the
-// browser (chrome.exe, msedge.exe, firefox.exe) in a folder of its own,
-// commands by WM_COPYDATA, and its record of the addresses it was asked to
-// open and the Ctrl+W presses.
+// tools/browser_standin driven from a test: a copy named like the browser in a
+// folder of its own, commands by WM_COPYDATA, and its record.
 
 #include <windows.h>
 
@@ -20,8 +18,7 @@ namespace ombrix::test {
 
 class StandinBrowser {
 public:
-    // Copies `program` (brave_standin.exe has a version resource) as `image`
-    // into a fresh folder and starts it with `arguments`, already quoted;
+    // `program` copied as `image` and started with `arguments`, already quoted;
     // started() is false when it showed no window.
     explicit StandinBrowser(const std::string& image, const std::string& arguments = {},
                             const std::string& program = "browser_standin.exe") {
@@ -31,9 +28,7 @@ public:
         exe_ = copyProgram(program, pathToUtf8(folder_ / pathFromUtf8(image)));
         process_ = std::make_unique<StartedProgram>(test::quoted(exe_) + (arguments.empty() ? "" : " " + arguments), folder_);
         waitFor([&] {
-            for (HWND w : process_->windows()) {
-                if (window_ == nullptr && IsWindowVisible(w)) window_ = w;
-            }
+            for (HWND w : process_->windows()) window_ = window_ ? window_ : IsWindowVisible(w) ? w : nullptr;
             return window_ != nullptr;
         });
     }
@@ -44,18 +39,13 @@ public:
         std::filesystem::remove_all(folder_, ignored);
     }
     StandinBrowser(const StandinBrowser&) = delete;
-    StandinBrowser& operator=(const StandinBrowser&) = delete;
-
     [[nodiscard]] bool started() const { return window_ != nullptr; }
     [[nodiscard]] HWND window() const { return window_; }
     // Runs command lines in the stand-in, carried out on return; true when it knew them all.
-    bool send(const std::string& commands) const {
-        std::string bytes = commands;
-        COPYDATASTRUCT data{1, static_cast<DWORD>(bytes.size()), bytes.data()};
+    bool send(std::string commands) const {
+        COPYDATASTRUCT data{1, static_cast<DWORD>(commands.size()), commands.data()};
         DWORD_PTR result = 0;
-        return window_ != nullptr &&
-               SendMessageTimeoutW(window_, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data), SMTO_ABORTIFHUNG, 5000,
-                                   &result) != 0 &&
+        return window_ && SendMessageTimeoutW(window_, WM_COPYDATA, 0, LPARAM(&data), SMTO_ABORTIFHUNG, 5000, &result) &&
                result != 0;
     }
     [[nodiscard]] std::vector<std::string> record() const { return logLines(exe_ + ".record"); }

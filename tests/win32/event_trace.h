@@ -1,8 +1,7 @@
 #pragma once
-// The events programs reported, read from Wine's debug output, which ctest
-// copies to the file OMBRIX_EVENT_TRACE names (with_event_trace.sh). Wine
-// writes each ReportEventW call as a line with its arguments, then a line per
-// string, all on the calling thread.
+// The events programs reported, read from Wine's debug output in the file
+// OMBRIX_EVENT_TRACE names (with_event_trace.sh): each ReportEventW call is a
+// line with its arguments, then a line per string, on the calling thread.
 
 #include <cstdlib>
 #include <map>
@@ -14,8 +13,7 @@
 namespace ombrix::test {
 
 struct TracedEvent {
-    unsigned long type = 0;  // EVENTLOG_ERROR_TYPE, _WARNING_TYPE, _INFORMATION_TYPE
-    unsigned long id = 0;
+    unsigned long type = 0, id = 0;    // type: EVENTLOG_ERROR_TYPE, _WARNING_TYPE, ...
     bool user = false;                 // a SID was given
     std::vector<std::string> strings;  // as Wine writes them: non-ASCII as \xxxx
 };
@@ -23,16 +21,15 @@ struct TracedEvent {
 inline std::vector<TracedEvent> tracedEvents() {
     const char* path = std::getenv("OMBRIX_EVENT_TRACE");
     std::string trace = path ? readWholeFile(path).value_or("") : "";
-    trace.erase(trace.rfind('\n') == std::string::npos ? 0 : trace.rfind('\n') + 1);  // a line still being written
+    trace.erase(trace.rfind('\n') + 1);  // a line still being written (npos + 1: none whole)
     std::vector<TracedEvent> events;
     std::map<std::string, std::size_t> lastOfThread;
     for (const std::string& line : splitLines(trace)) {
         const std::string thread = line.substr(0, line.find(':'));
         if (const auto at = line.find(":advapi:ReportEventW ("); at != std::string::npos) {
             std::vector<std::string> field;  // handle, type, category, identifier, SID, ...
-            for (std::size_t from = at + 22, end; (end = line.find(',', from)) != std::string::npos; from = end + 1) {
+            for (std::size_t from = at + 22, end; (end = line.find(',', from)) != std::string::npos; from = end + 1)
                 field.push_back(line.substr(from, end - from));
-            }
             if (field.size() < 5) continue;
             lastOfThread[thread] = events.size();
             events.push_back({std::stoul(field[1], nullptr, 16), std::stoul(field[3], nullptr, 16),

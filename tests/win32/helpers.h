@@ -1,10 +1,8 @@
 #pragma once
 // What the Windows tests share: waiting, programs they start (the window
-// recorder, tests/win32/tools/window_recorder, logs what happens to its
-// window to a file read while it runs), registry values set for one test.
+// recorder logs what happens to its window), registry values set for one test.
 
 #include <windows.h>
-
 #include <shellapi.h>
 
 #include <algorithm>
@@ -16,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/file_registry.h"
 #include "platform/files.h"
 #include "platform/system.h"
 #include "platform/win32/handles.h"
@@ -44,10 +43,8 @@ inline std::string quoted(const std::string& s) { return "\"" + s + "\""; }
 
 inline std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> lines;
-    for (std::size_t start = 0; start < text.size();) {
-        const auto end = std::min(text.find('\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
+    for (std::size_t start = 0, end = 0; start < text.size(); start = end + 1) {
+        lines.push_back(text.substr(start, (end = std::min(text.find('\n', start), text.size())) - start));
     }
     return lines;
 }
@@ -82,9 +79,7 @@ public:
     StartedProgram(StartedProgram&&) = default;
     StartedProgram& operator=(StartedProgram&&) = default;
     ~StartedProgram() {
-        if (!running()) return;
-        TerminateProcess(process_.get(), 1);
-        WaitForSingleObject(process_.get(), 5000);
+        if (running() && TerminateProcess(process_.get(), 1)) WaitForSingleObject(process_.get(), 5000);
     }
 
     [[nodiscard]] bool started() const { return static_cast<bool>(process_); }
@@ -92,18 +87,16 @@ public:
     [[nodiscard]] bool running() const { return process_ && WaitForSingleObject(process_.get(), 0) == WAIT_TIMEOUT; }
     // The exit code once it has ended; nullopt while it still runs.
     [[nodiscard]] std::optional<DWORD> waitForExit(std::chrono::milliseconds patience = kPatience) const {
-        if (!process_ || !waitFor([&] { return !running(); }, patience)) return std::nullopt;
         DWORD code = 0;
-        GetExitCodeProcess(process_.get(), &code);
-        return code;
+        if (!process_ || !waitFor([&] { return !running(); }, patience)) return std::nullopt;
+        return GetExitCodeProcess(process_.get(), &code), code;
     }
     // Its top-level windows, shown or not.
     [[nodiscard]] std::vector<HWND> windows() const {
         std::vector<HWND> found;
+        DWORD pid = 0;
         for (HWND w = GetTopWindow(nullptr); w != nullptr; w = GetWindow(w, GW_HWNDNEXT)) {
-            DWORD pid = 0;
-            GetWindowThreadProcessId(w, &pid);
-            if (pid == id_) found.push_back(w);
+            if (GetWindowThreadProcessId(w, &pid) && pid == id_) found.push_back(w);
         }
         return found;
     }
@@ -160,8 +153,8 @@ inline std::optional<std::string> waitForLine(const std::string& log, const std:
     std::optional<std::string> found;
     waitFor([&] {
         for (const auto& line : logLines(log)) {
-            if (line.rfind(prefix + " ", 0) != 0 && line != prefix) continue;
-            found = line.size() > prefix.size() ? line.substr(prefix.size() + 1) : std::string();
+            if (line != prefix && !line.starts_with(prefix + " ")) continue;
+            found = line.substr(std::min(line.size(), prefix.size() + 1));
             return true;
         }
         return false;
@@ -173,35 +166,25 @@ inline std::optional<std::string> waitForLine(const std::string& log, const std:
 // given back afterwards (removed when there was none).
 class MachineDefaultValue {
 public:
-    MachineDefaultValue(std::wstring key, const std::wstring& value) : key_(std::move(key)) {
-        wchar_t buffer[1024] = {};
-        DWORD size = sizeof buffer;
-        if (RegGetValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, buffer, &size) ==
-            ERROR_SUCCESS) {
-            previous_ = buffer;
-        }
-        ok_ = write(value);
-    }
+    MachineDefaultValue(const std::wstring& key, const std::wstring& value)
+        : key_(win32::fromWide(key)), previous_(registry().readValue(kMachine, key_, "")),
+          ok_(registry().writeString(kMachine, key_, "", win32::fromWide(value))) {}
     ~MachineDefaultValue() {
-        if (previous_) write(*previous_);
-        else RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr);
+        if (previous_) registry().writeString(kMachine, key_, "", *previous_);
+        else registry().deleteValue(kMachine, key_, "");
     }
     MachineDefaultValue(const MachineDefaultValue&) = delete;
-    MachineDefaultValue& operator=(const MachineDefaultValue&) = delete;
     [[nodiscard]] bool ok() const { return ok_; }
 
 private:
-    bool write(const std::wstring& value) const {
-        return RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, REG_SZ, value.c_str(),
-                               static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
-    }
-    std::wstring key_;
-    std::optional<std::wstring> previous_;
-    bool ok_ = false;
+    static constexpr auto kMachine = platform::RegRoot::LocalMachine;
+    static platform::Registry& registry() { return platform::systemRegistry(); }
+    std::string key_;
+    std::optional<std::string> previous_;
+    bool ok_;
 };
 
-// Whether the shell holds the tray icon of `owner`: it accepts a change (to
-// the program's own tip) only then.
+// Whether the shell holds the tray icon of `owner`: only then it takes a change of tip.
 inline bool trayIconPresent(HWND owner) {
     NOTIFYICONDATAW data{};
     data.cbSize = NOTIFYICONDATAW_V2_SIZE;

@@ -1,5 +1,4 @@
-// metrokiller.exe against a stand-in of a Start surface it knows by its
-// class: the classic shell's Start menu host, which closes on Escape.
+// metrokiller.exe against a stand-in of the Start menu host, known by its class.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -9,21 +8,16 @@
 namespace ombrix::win32 {
 namespace {
 
-LRESULT CALLBACK closesOnEscape(HWND w, UINT msg, WPARAM wp, LPARAM lp) {
-    if (msg != WM_KEYDOWN || wp != VK_ESCAPE) return DefWindowProcW(w, msg, wp, lp);
-    ShowWindow(w, SW_HIDE);
-    return 0;
-}
-
 TEST(MetroKiller, ClosesAnOpenStartMenuSilentlyAndTellsWhatItFound) {
-    WNDCLASSW wc{};
-    wc.lpfnWndProc = DefWindowProcW;
-    wc.lpszClassName = L"DV2ControlHost";
+    const WNDCLASSW wc{0, DefWindowProcW, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, L"DV2ControlHost"};
     RegisterClassW(&wc);
     const std::string killer = test::quoted(test::builtProgram("metrokiller.exe")) + " /s";
     EXPECT_EQ(test::StartedProgram(killer).waitForExit(), 1u) << "nothing open";
-    const std::pair<WNDPROC, DWORD> cases[] = {{closesOnEscape, 0}, {DefWindowProcW, 2}};
-    for (const auto& [procedure, status] : cases) {
+    const WNDPROC closesOnEscape = [](HWND w, UINT msg, WPARAM wp, LPARAM lp) -> LRESULT {
+        if (msg == WM_KEYDOWN && wp == VK_ESCAPE) return ShowWindow(w, SW_HIDE), 0;
+        return DefWindowProcW(w, msg, wp, lp);
+    };
+    for (const auto& [procedure, status] : {std::pair{closesOnEscape, 0UL}, std::pair{WNDPROC(DefWindowProcW), 2UL}}) {
         const UniqueWindow menu(CreateWindowExW(WS_EX_TOOLWINDOW, wc.lpszClassName, L"Start menu", WS_POPUP | WS_VISIBLE,
                                                 0, 400, 200, 300, nullptr, nullptr, nullptr, nullptr));
         SetWindowLongPtrW(menu.get(), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(procedure));

@@ -1,121 +1,180 @@
-// The system's files, INI reader, trace and registry under the portable seams.
+// The system under the portable seams: INI reader, registry, folder access,
+// locked files, printers, and the owners of its handles.
 #include <windows.h>
 
+#include <aclapi.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "fakes/fixtures.h"
-#include "platform/failures.h"
+#include "machine/firefox_prefs.h"
+#include "machine/machine_profile.h"
+#include "platform/durable.h"
 #include "platform/file_registry.h"
 #include "platform/files.h"
 #include "platform/filesystem.h"
 #include "platform/ini.h"
 #include "platform/ini_cases.h"
-#include "platform/trace_file.h"
-#include "platform/win32/debugger_output.h"
+#include "platform/win32/folder_access_win32.h"
+#include "platform/win32/handles.h"
+#include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
 
 namespace ombrix::win32 {
 namespace {
 
+using platform::FolderAccessKind;
 using platform::RegRoot;
 
-TEST(Win32FileSystem, WideNamesWork) {
-    test::TempDir dir;
-    const std::string base = dir.file("città"), file = base + "\\è.txt", copy = base + "\\ù.txt";
-    platform::FileSystem& fs = platform::realFileSystem();
-    ASSERT_TRUE(fs.createDirectory(base));
-    EXPECT_TRUE(fs.createDirectory(base)) << "an existing folder is fine";
-    ASSERT_TRUE(writeWholeFile(file, "x"));
-    EXPECT_TRUE(fs.copyFile(file, copy));
-    EXPECT_EQ(readWholeFile(copy), "x");
-    EXPECT_TRUE(fs.removeFile(file));
-    EXPECT_FALSE(fs.fileExists(file));
-}
-
-// The same files through the system's reader and the portable one.
 TEST(SystemProfileReader, AgreesWithThePortableReader) {
     test::TempDir dir;
-    int n = 0;
-    for (const auto& c : test::profileCases()) {
+    for (int n = 0; const auto& c : test::profileCases()) {
         const std::string path = dir.file("case" + std::to_string(n++) + ".ini");
         test::writeFile(path, c.file);
         const std::string system = ini::systemProfileReader()(path, c.section, c.key);
         EXPECT_EQ(system, ini::portableProfileString(path, c.section, c.key)) << c.name;
         EXPECT_EQ(system, c.expected) << c.name;
     }
-    EXPECT_EQ(ini::systemProfileReader()(dir.file("none.ini"), "S", "k"), "");
 }
 
-TEST(TraceWin32, WritesTheSystemsTextAndRotatesWithTheSystemsCalls) {
-    test::TempDir dir;
-    sendFailuresToDebugger();
-    platform::setTraceFolder(pathToUtf8(dir.path()), "ombrix");
-    platform::recordFailure("a test failure", "first", {ERROR_ACCESS_DENIED});
-    const std::string first = readWholeFile(dir.file("ombrix-trace.txt")).value_or("(missing)");
-    EXPECT_TRUE(first.ends_with("\ta test failure: first (error 5: " + systemMessage(ERROR_ACCESS_DENIED) + ")\r\n"))
-        << first;
-    platform::setTraceBytesForTests(first.size() + 1);
-    platform::recordFailure("a test failure", "second");
-    EXPECT_EQ(readWholeFile(dir.file("ombrix-trace.txt.1")).value_or("(missing)"), first);
-    EXPECT_NE(readWholeFile(dir.file("ombrix-trace.txt")).value_or("").find("a test failure: second\r\n"), std::string::npos);
-    platform::setTraceFolder({}, {});
-    platform::setTraceBytesForTests(platform::kTraceBytes);
-    platform::setFailureSink(nullptr);
-}
-
-class Win32Registry : public ::testing::Test {
-protected:
-    ~Win32Registry() override {
-        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\OmbrixTest");
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\OmbrixTest");
-    }
+// Values as other programs read them; only a key with nothing in it is deleted.
+TEST(Win32Registry, ValuesRoundTripAndOnlyAnEmptyKeyIsDeleted) {
     platform::Registry& reg = platform::systemRegistry();
-};
-
-TEST_F(Win32Registry, ValuesRoundTripAsOtherProgramsReadThem) {
-    const std::string key = "Software\\OmbrixTest\\Registry";
+    const std::string parent = "Software\\OmbrixTest\\", key = parent + "Held";
     for (const RegRoot root : {RegRoot::CurrentUser, RegRoot::LocalMachine}) {
         EXPECT_TRUE(reg.writeString(root, key, "Testo", "Città – €"));
-        EXPECT_EQ(reg.readValue(root, "software\\ombrixtest\\REGISTRY", "testo"), "Città – €") << "case ignored";
-        EXPECT_TRUE(reg.writeString(root, key, "Vuoto", ""));
-        EXPECT_EQ(reg.readValue(root, key, "Vuoto"), "");
+        EXPECT_EQ(reg.readValue(root, "software\\ombrixtest\\HELD", "testo"), "Città – €") << "case ignored";
         EXPECT_TRUE(reg.writeDword(root, key, "1803", 3));
         EXPECT_EQ(reg.readValue(root, key, "1803"), "3");
-        const HKEY hive = root == RegRoot::CurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
         wchar_t buffer[64] = {};
         DWORD size = sizeof buffer;
-        EXPECT_EQ(RegGetValueW(hive, L"Software\\OmbrixTest\\Registry", L"Testo", RRF_RT_REG_SZ, nullptr, buffer, &size),
+        EXPECT_EQ(RegGetValueW(root == RegRoot::CurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE,
+                               L"Software\\OmbrixTest\\Held", L"Testo", RRF_RT_REG_SZ, nullptr, buffer, &size),
                   ERROR_SUCCESS);
         EXPECT_EQ(fromWide(buffer), "Città – €") << "a REG_SZ value";
         EXPECT_TRUE(reg.deleteValue(root, key, "Testo"));
-        EXPECT_EQ(reg.readValue(root, key, "Testo"), std::nullopt);
         EXPECT_TRUE(reg.deleteValue(root, key, "Testo")) << "already gone";
-        EXPECT_TRUE(reg.deleteValue(root, "Software\\OmbrixTest\\NoSuchKey", "X"));
-        EXPECT_EQ(reg.readValue(root, "Software\\OmbrixTest\\NoSuchKey", "X"), std::nullopt);
+        EXPECT_EQ(reg.readValue(root, key, "Testo"), std::nullopt);
     }
+    HKEY sub = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Deep\\Sub", &sub), ERROR_SUCCESS);
+    RegCloseKey(sub);
+    // Kept for a value or an empty subkey; then case ignored, and empty now.
+    const std::pair<const char*, bool> cases[] = {
+        {"Held", false}, {"Deep", false}, {"deep\\SUB", true}, {"Deep", true}, {"Missing", true}};
+    for (const auto& [name, gone] : cases) {
+        EXPECT_EQ(reg.deleteEmptyKey(RegRoot::CurrentUser, parent + name), gone) << name;
+        EXPECT_EQ(reg.keyExists(RegRoot::CurrentUser, parent + name), !gone) << name;
+    }
+    EXPECT_TRUE(reg.deleteValue(RegRoot::CurrentUser, key, "1803"));
+    EXPECT_TRUE(reg.deleteEmptyKey(RegRoot::CurrentUser, parent + "HELD"));
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\OmbrixTest");
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\OmbrixTest");
 }
 
-// Only a key with nothing in it goes; another program's value or subkey keeps it.
-TEST_F(Win32Registry, OnlyAnEmptyKeyIsDeleted) {
-    const std::string parent = "Software\\OmbrixTest\\Keys\\";
-    ASSERT_TRUE(reg.writeString(RegRoot::CurrentUser, parent + "Empty", "V", "1"));
-    ASSERT_TRUE(reg.deleteValue(RegRoot::CurrentUser, parent + "Empty", "V"));
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Keys\\Held", L"", REG_SZ, L"x", 4), ERROR_SUCCESS);
-    HKEY sub = nullptr;
-    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\OmbrixTest\\Keys\\Deep\\Sub", &sub), ERROR_SUCCESS);
-    RegCloseKey(sub);
-    const std::pair<const char*, bool> cases[] = {
-        {"Held", false},  // a default value
-        {"Deep", false},  // an empty subkey
-        {"deep\\SUB", true}, {"Deep", true}, {"EMPTY", true}, {"Missing", true},  // case ignored; empty now
-    };
-    for (const auto& [key, gone] : cases) {
-        EXPECT_EQ(reg.deleteEmptyKey(RegRoot::CurrentUser, parent + key), gone) << key;
-        EXPECT_EQ(reg.keyExists(RegRoot::CurrentUser, parent + key), !gone) << key;
+// What a descriptor's list allows the account, on the folder and everything in it.
+ACCESS_MASK granted(PSECURITY_DESCRIPTOR descriptor, WELL_KNOWN_SID_TYPE account) {
+    BOOL present = FALSE, defaulted = FALSE;
+    PACL dacl = nullptr;
+    if (!GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted) || !present || !dacl) return 0;
+    ACCESS_MASK mask = 0;
+    for (DWORD i = 0; i < dacl->AceCount; ++i) {
+        ACCESS_ALLOWED_ACE* ace = nullptr;
+        if (!GetAce(dacl, i, reinterpret_cast<void**>(&ace)) || ace->Header.AceType != ACCESS_ALLOWED_ACE_TYPE) continue;
+        const BYTE inherit = ace->Header.AceFlags & (OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE | INHERIT_ONLY_ACE);
+        if (IsWellKnownSid(&ace->SidStart, account) && inherit == (OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE)) {
+            mask |= ace->Mask;
+        }
     }
-    EXPECT_EQ(reg.readValue(RegRoot::CurrentUser, parent + "Held", ""), "x");
+    return mask;
+}
+
+TEST(FolderAccessWin32, EachKindGrantsWhatItMustAndIsSetOnAFolder) {
+    constexpr ACCESS_MASK kWrite = FILE_WRITE_DATA | FILE_APPEND_DATA | DELETE;
+    constexpr ACCESS_MASK kNever = WRITE_DAC | WRITE_OWNER | FILE_DELETE_CHILD | GENERIC_WRITE | GENERIC_ALL;
+    for (const auto kind : {FolderAccessKind::ReadOnlyForUsers, FolderAccessKind::WritableForUsers}) {
+        const auto descriptor = folderSecurityDescriptor(kind);
+        ASSERT_TRUE(descriptor) << GetLastError();
+        SECURITY_DESCRIPTOR_CONTROL control = 0;
+        DWORD revision = 0;
+        ASSERT_TRUE(GetSecurityDescriptorControl(descriptor.get(), &control, &revision));
+        EXPECT_TRUE(control & SE_DACL_PROTECTED) << "the parent's entries would apply";
+        for (const auto account : {WinLocalSystemSid, WinBuiltinAdministratorsSid}) {
+            EXPECT_EQ(granted(descriptor.get(), account) & FILE_ALL_ACCESS, FILE_ALL_ACCESS) << account;
+        }
+        for (const auto account : {WinBuiltinUsersSid, WinCreatorOwnerRightsSid}) {  // owners as any user
+            const ACCESS_MASK users = granted(descriptor.get(), account);
+            EXPECT_EQ(users & FILE_GENERIC_READ, FILE_GENERIC_READ) << account;
+            EXPECT_EQ(users & kWrite, kind == FolderAccessKind::WritableForUsers ? kWrite : 0) << account;
+            EXPECT_EQ(users & kNever, 0u) << account;
+        }
+        // Wine reads back a list made from the Unix mode bits: the set is checked, not the list read back.
+        test::TempDir dir;
+        EXPECT_EQ(platform::realFolderAccess().setAccess(pathToUtf8(dir.path()), kind), std::nullopt);
+    }
+    const auto error = platform::realFolderAccess().setAccess("C:\\ombrix-assente", FolderAccessKind::ReadOnlyForUsers);
+    EXPECT_TRUE(error && !error->empty()) << "a missing folder gives the system's message";
+}
+
+TEST(Win32MachineProfile, ALockedFileIsLeftAsItWas) {
+    test::TempDir dir;
+    const std::string folder = pathToUtf8(dir.path()), prefs = dir.file("prefs.js");
+    const std::string journal = dir.file(core::kJournalFileName);
+    ASSERT_TRUE(writeWholeFile(prefs, "user_pref(\"browser.startup.homepage\", \"http://own/\");\n"));
+    ASSERT_TRUE(platform::systemDurableWriter().replace(journal, "old"));
+    {
+        const auto hold = [](const std::string& path) {  // another program, sharing nothing
+            return adoptInvalidOnFailure(
+                CreateFileW(toWide(path).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        };
+        const auto a = hold(prefs), b = hold(journal);
+        ASSERT_TRUE(a && b);
+        EXPECT_FALSE(core::setFirefoxHomePage(folder, "http://foreign.example/"));
+        EXPECT_FALSE(platform::systemDurableWriter().replace(journal, "new"));
+    }
+    EXPECT_EQ(core::HomePageFirefox(folder), "http://own/");
+    EXPECT_EQ(readWholeFile(journal), "old") << "the old journal stays whole";
+    EXPECT_FALSE(platform::realFileSystem().fileExists(journal + ".new"));
+}
+
+TEST(Win32MachineProfile, TheDefaultDeviceIsWrittenAndGivenBack) {
+    platform::Printers& printers = machine().printers();
+    const std::string before = printers.profileString("windows", "Device");
+    ASSERT_TRUE(printers.writeDefaultDevice("Stand-in,winspool,FILE:"));
+    EXPECT_EQ(core::defaultPrinterName(printers), "Stand-in");
+    EXPECT_FALSE(printers.rewriteSettings("No printer of this name"));
+    ASSERT_TRUE(printers.writeDefaultDevice(before));
+    EXPECT_EQ(printers.profileString("windows", "Device"), before);
+}
+
+const UniqueWindow* g_owner = nullptr;
+int g_destroyed = 0;
+bool g_ownedWhileDestroyed = false;
+
+TEST(Owners, MoveLeaveEmptyAndLetGoBeforeClosing) {
+    // The window being destroyed (which may call back into its form) is no longer owned.
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = [](HWND w, UINT msg, WPARAM wp, LPARAM lp) {
+        if (msg == WM_DESTROY) ++g_destroyed, g_ownedWhileDestroyed = g_owner->get() == w;
+        return DefWindowProcW(w, msg, wp, lp);
+    };
+    wc.lpszClassName = L"OmbrixTestDestroyProbe";
+    RegisterClassW(&wc);
+    UniqueWindow first(CreateWindowExW(0, wc.lpszClassName, L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(first);
+    UniqueWindow second(std::move(first));
+    g_owner = &second;
+    EXPECT_TRUE(!first && g_destroyed == 0) << "a move destroyed the window";
+    second.reset();
+    EXPECT_EQ(g_destroyed, 1);
+    EXPECT_FALSE(g_ownedWhileDestroyed);
+
+    // A hook is removed once, by its last owner.
+    UniqueHook hook(SetWindowsHookExW(
+        WH_MOUSE_LL, [](int c, WPARAM w, LPARAM l) { return CallNextHookEx(nullptr, c, w, l); }, GetModuleHandleW(nullptr), 0));
+    const HHOOK raw = hook.get();
+    ASSERT_TRUE(raw);
+    UniqueHook(std::move(hook)).reset();
+    EXPECT_FALSE(UnhookWindowsHookEx(raw)) << "the hook outlived its owner";
 }
 
 }  // namespace

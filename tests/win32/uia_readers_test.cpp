@@ -1,17 +1,16 @@
-// The UI Automation side of the readers. Wine cannot create the automation
-// object, so a fake one drives the code through our own declarations. Built
-// with -DOMBRIX_UIA_REFERENCE=ON, those are compared slot by slot with Wine's.
+// The UI Automation side of the readers, through a fake automation object:
+// Wine cannot create the real one.
 #include <gtest/gtest.h>
 
 #include <windows.h>
 #include <ole2.h>
 
 #include <algorithm>
-#include <array>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <variant>
 #include <vector>
 
@@ -19,87 +18,21 @@
 #include "enforce/win32/uia.h"
 #include "platform/win32/handles.h"
 
-#ifdef OMBRIX_WINE_UIA_REFERENCE
-#include <wine-uia/uiautomationclient.h>
-#endif
-
 namespace ombrix::win32 {
 namespace {
 
-#ifdef OMBRIX_WINE_UIA_REFERENCE
-// Which vtable slot a call through a declaration goes to, ours against Wine's.
-int g_calledSlot = -1;
-using SlotFn = HRESULT(STDMETHODCALLTYPE*)(void*);
-template <int N>
-HRESULT STDMETHODCALLTYPE slot(void*) {
-    g_calledSlot = N;
-    return E_NOTIMPL;
-}
-template <int... N>
-constexpr std::array<SlotFn, sizeof...(N)> slotTable(std::integer_sequence<int, N...>) {
-    return {&slot<N>...};
-}
-const auto kSlots = slotTable(std::make_integer_sequence<int, 64>{});
-
-template <typename Interface, typename Call>
-int slotOf(Call call) {
-    struct {
-        const SlotFn* vtable = kSlots.data();
-    } probe;
-    g_calledSlot = -1;
-    call(reinterpret_cast<Interface*>(&probe));
-    return g_calledSlot;
-}
-
-TEST(UiaDeclarations, SlotsAndIdentifiersMatchWinesHeader) {
-    VARIANT v;
-    VariantInit(&v);
-#define OMBRIX_SAME_SLOT(I, call) \
-    EXPECT_EQ(slotOf<uia::I>([&](auto* p) { p->call; }), slotOf<::I>([&](auto* p) { p->call; })) << #call
-    OMBRIX_SAME_SLOT(IUIAutomation, ElementFromHandle(nullptr, nullptr));
-    OMBRIX_SAME_SLOT(IUIAutomation, CreatePropertyCondition(0, v, nullptr));
-    OMBRIX_SAME_SLOT(IUIAutomation, CreateAndCondition(nullptr, nullptr, nullptr));
-    OMBRIX_SAME_SLOT(IUIAutomationElement, FindFirst(TreeScope_Descendants, nullptr, nullptr));
-    OMBRIX_SAME_SLOT(IUIAutomationElement, GetCurrentPropertyValue(0, nullptr));
-#undef OMBRIX_SAME_SLOT
-    EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomation, __uuidof(::IUIAutomation)));
-    EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationElement, __uuidof(::IUIAutomationElement)));
-    EXPECT_TRUE(IsEqualGUID(uia::kIidIUIAutomationCondition, __uuidof(::IUIAutomationCondition)));
-    EXPECT_TRUE(IsEqualGUID(uia::kClsidCUIAutomation, __uuidof(::CUIAutomation)));
-    EXPECT_EQ(uia::kScopeDescendants, static_cast<int>(TreeScope_Descendants));
-    EXPECT_EQ(uia::kControlTypeProperty, UIA_ControlTypePropertyId);
-    EXPECT_EQ(uia::kHasKeyboardFocusProperty, UIA_HasKeyboardFocusPropertyId);
-    EXPECT_EQ(uia::kLegacyNameProperty, UIA_LegacyIAccessibleNamePropertyId);
-    EXPECT_EQ(uia::kLegacyValueProperty, UIA_LegacyIAccessibleValuePropertyId);
-    EXPECT_EQ(uia::kLegacyHelpProperty, UIA_LegacyIAccessibleHelpPropertyId);
-    EXPECT_EQ(uia::kEditControlType, UIA_EditControlTypeId);
-}
-#endif
-
-// A fake automation object: a window's elements in tree order, and
-// conditions on properties that must all hold.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#define OMBRIX_NOT_USED(n) \
-    HRESULT STDMETHODCALLTYPE notUsed##n() override { return E_NOTIMPL; }
+#define OMBRIX_NOT_USED(n) HRESULT STDMETHODCALLTYPE notUsed##n() override { return E_NOTIMPL; }
 
 template <typename Interface>
-struct Counted : Interface {
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
-        *out = this;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG n = --refs;
-        if (n == 0) delete this;
-        return n;
-    }
-    virtual ~Counted() = default;
-    ULONG refs = 1;
+struct Counted : Interface {  // owned by the test: a release never deletes
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override { return *out = this, S_OK; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
 };
 
+// A condition: properties that must all hold.
 using Properties = std::map<int, std::variant<int, std::wstring>>;
 struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
     Properties wanted;
@@ -108,7 +41,7 @@ struct FakeCondition final : Counted<uia::IUIAutomationCondition> {
 struct FakeElement final : Counted<uia::IUIAutomationElement> {
     Properties properties;
     bool focused = false, gone = false;
-    std::vector<FakeElement*> descendants;  // held by the test
+    std::vector<FakeElement*> descendants;  // in tree order, held by the test
     int scope = -1;                         // of the last search
 
     OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(06) OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08)
@@ -123,7 +56,6 @@ struct FakeElement final : Counted<uia::IUIAutomationElement> {
             });
         });
         *found = it == descendants.end() ? nullptr : *it;
-        if (*found) (*found)->AddRef();
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetCurrentPropertyValue(int property, VARIANT* value) override {
@@ -142,7 +74,7 @@ struct FakeElement final : Counted<uia::IUIAutomationElement> {
 
 struct FakeAutomation final : Counted<uia::IUIAutomation> {
     std::map<HWND, FakeElement*> windows;
-    std::vector<ComPtr<FakeCondition>> conditions;
+    std::vector<std::unique_ptr<FakeCondition>> conditions;
 
     OMBRIX_NOT_USED(03) OMBRIX_NOT_USED(04) OMBRIX_NOT_USED(05) OMBRIX_NOT_USED(07) OMBRIX_NOT_USED(08)
     OMBRIX_NOT_USED(09) OMBRIX_NOT_USED(10) OMBRIX_NOT_USED(11) OMBRIX_NOT_USED(12) OMBRIX_NOT_USED(13)
@@ -150,31 +82,26 @@ struct FakeAutomation final : Counted<uia::IUIAutomation> {
     OMBRIX_NOT_USED(19) OMBRIX_NOT_USED(20) OMBRIX_NOT_USED(21) OMBRIX_NOT_USED(22) OMBRIX_NOT_USED(24)
     HRESULT STDMETHODCALLTYPE ElementFromHandle(HWND window, uia::IUIAutomationElement** element) override {
         *element = windows.count(window) > 0 ? windows.at(window) : nullptr;
-        if (*element == nullptr) return E_FAIL;
-        (*element)->AddRef();
-        return S_OK;
+        return *element ? S_OK : E_FAIL;
     }
     HRESULT STDMETHODCALLTYPE CreatePropertyCondition(int property, VARIANT value,
                                                       uia::IUIAutomationCondition** out) override {
         if (value.vt != VT_BSTR && value.vt != VT_I4) return E_INVALIDARG;
-        auto* c = keep();
-        if (value.vt == VT_I4) c->wanted[property] = static_cast<int>(value.lVal);
-        if (value.vt == VT_BSTR) c->wanted[property] = std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
-        *out = c;
+        *out = keep({{property, value.vt == VT_I4 ? std::variant<int, std::wstring>(static_cast<int>(value.lVal))
+                                                  : std::wstring(value.bstrVal, SysStringLen(value.bstrVal))}});
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE CreateAndCondition(uia::IUIAutomationCondition* first, uia::IUIAutomationCondition* second,
                                                  uia::IUIAutomationCondition** out) override {
-        auto* c = keep();
-        c->wanted = static_cast<FakeCondition*>(first)->wanted;
-        c->wanted.merge(Properties(static_cast<FakeCondition*>(second)->wanted));
-        *out = c;
+        Properties both = static_cast<FakeCondition*>(first)->wanted;
+        both.merge(Properties(static_cast<FakeCondition*>(second)->wanted));
+        *out = keep(both);
         return S_OK;
     }
-    FakeCondition* keep() {  // one reference for the caller, one kept
-        auto* c = new FakeCondition;
-        conditions.push_back(ComPtr<FakeCondition>::share(c));
-        return c;
+    FakeCondition* keep(Properties wanted) {
+        conditions.push_back(std::make_unique<FakeCondition>());
+        conditions.back()->wanted = std::move(wanted);
+        return conditions.back().get();
     }
 };
 #undef OMBRIX_NOT_USED
@@ -184,52 +111,47 @@ struct FakeAutomation final : Counted<uia::IUIAutomation> {
 TEST(UiaSide, NameEditAndHelpConditionsValueFocusAndAnElementThatIsGone) {
     HWND window = CreateWindowExW(0, L"STATIC", L"browser", 0, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(window, nullptr);
-    ComPtr<FakeAutomation> automation{new FakeAutomation};
-    ComPtr<FakeElement> root{new FakeElement}, button{new FakeElement}, bar{new FakeElement};
+    FakeAutomation automation;
+    FakeElement root, button, bar;
     const std::wstring name = L"Barra degli indirizzi e di ricerca";
-    button->properties = {{uia::kLegacyNameProperty, name}, {uia::kLegacyValueProperty, L"button"},
-                          {uia::kControlTypeProperty, 50000}};
-    bar->properties = {{uia::kLegacyNameProperty, name},
-                       {uia::kLegacyHelpProperty, L"Cerca o immetti l'indirizzo Web"},
-                       {uia::kLegacyValueProperty, L"citt\u00e0.example"},
-                       {uia::kControlTypeProperty, uia::kEditControlType}};
-    root->descendants = {button.get(), bar.get()};
-    automation->windows[window] = root.get();
-    const auto layer = makeUiAutomation(automation.get());
+    button.properties = {{uia::kLegacyNameProperty, name}, {uia::kLegacyValueProperty, L"button"},
+                         {uia::kControlTypeProperty, 50000}};
+    bar.properties = {{uia::kLegacyNameProperty, name},
+                      {uia::kLegacyHelpProperty, L"Cerca o immetti l'indirizzo Web"},
+                      {uia::kLegacyValueProperty, L"citt\u00e0.example"},
+                      {uia::kControlTypeProperty, uia::kEditControlType}};
+    root.descendants = {&button, &bar};
+    automation.windows[window] = &root;
+    const auto layer = makeUiAutomation(&automation);
     ASSERT_TRUE(layer->isUiAutomation());
     using platform::AccessibleText;
     const auto find = [&](AccessibleText property, const std::string& text, bool editOnly) {
         return layer->findFirst(reinterpret_cast<platform::WindowId>(window), {property, text, editOnly});
     };
-    const struct {
-        AccessibleText property;
-        const char* text;
-        bool editOnly;
-        std::optional<std::string> value;  // of the element found; nullopt: none found
-    } cases[] = {
+    // What is looked for, and the value of the element found (nullopt: none).
+    const std::tuple<AccessibleText, std::string, bool, std::optional<std::string>> cases[] = {
         {AccessibleText::Name, "Barra degli indirizzi e di ricerca", false, "button"},
         {AccessibleText::Name, "Barra degli indirizzi e di ricerca", true, "citt\xC3\xA0.example"},
         {AccessibleText::Help, "Cerca o immetti l'indirizzo Web", true, "citt\xC3\xA0.example"},
         {AccessibleText::Name, "Cerca o immetti l'indirizzo Web", false, std::nullopt},
         {AccessibleText::Name, "barra degli indirizzi e di ricerca", false, std::nullopt},
     };
-    for (const auto& c : cases) {
-        auto element = find(c.property, c.text, c.editOnly);
-        EXPECT_EQ(root->scope, uia::kScopeDescendants);
-        EXPECT_EQ(element ? element->value() : std::nullopt, c.value) << c.text << " " << c.editOnly;
+    for (const auto& [property, text, editOnly, value] : cases) {
+        auto element = find(property, text, editOnly);
+        EXPECT_EQ(root.scope, uia::kScopeDescendants);
+        EXPECT_EQ(element ? element->value() : std::nullopt, value) << text << " " << editOnly;
     }
-
     auto element = find(AccessibleText::Name, "Barra degli indirizzi e di ricerca", true);
     ASSERT_NE(element, nullptr);
     EXPECT_EQ(element->hasKeyboardFocus(), false);
-    bar->focused = true;
+    bar.focused = true;
     EXPECT_EQ(element->hasKeyboardFocus(), true);
-    bar->properties.erase(uia::kLegacyValueProperty);
+    bar.properties.erase(uia::kLegacyValueProperty);
     EXPECT_EQ(element->value(), "") << "no value is an empty one";
-    bar->gone = true;
+    bar.gone = true;
     EXPECT_EQ(element->value(), std::nullopt);
     EXPECT_EQ(element->hasKeyboardFocus(), std::nullopt);
-    bar->gone = false;
+    bar.gone = false;
     DestroyWindow(window);
     EXPECT_EQ(element->value(), std::nullopt) << "its window closed";
     EXPECT_EQ(find(AccessibleText::Name, "x", false), nullptr);

@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# Runs a Windows test program through scripts/wine-run with Wine's event log
-# traced: Wine's ReportEventW writes each event (its type, identifier and
-# strings) to the debug output, which this copies to TRACE as it comes. The
-# program, and every program it starts, finds TRACE in OMBRIX_EVENT_TRACE.
+# Runs a Windows program through scripts/wine-run with Wine's debug output
+# (each ReportEventW call) copied to TRACE, named in OMBRIX_EVENT_TRACE.
 #   tests/win32/with_event_trace.sh TRACE PROGRAM.exe [ARGS...]
 set -uo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)

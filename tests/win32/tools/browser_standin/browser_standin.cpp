@@ -1,19 +1,17 @@
-// A stand-in for an external browser, copied and started as chrome.exe,
-// msedge.exe or firefox.exe (any other name: Chromium, unless --class gecko):
-// a hidden first window and a visible one of the browser's class, with an
-// address edit under the accessible name the readers look for (--name, or
-// --help for its help text), the current address in it, and tabs.
+// A stand-in for an external browser, started as chrome.exe, msedge.exe or
+// firefox.exe (any other name: Chromium, unless --class gecko): a hidden first
+// window and a visible one of the browser's class, with tabs and an address
+// edit under the accessible name the readers look for (--name, or --help).
 //   chrome.exe [--name TEXT] [--help TEXT] [--class chromium|gecko] [URL]
 // A second start hands its URL to the running one. WM_COPYDATA (dwData 1,
-// UTF-8 lines): "show URL" (current tab), "tab URL" (new tab), "type TEXT"
-// (into the edit, which keeps the focus), "blur", "ctrlw ignore" (the next
-// Ctrl+W does nothing; else it closes the tab, the window with the last),
-// "activate", "quit". <exe>.record: "open URL", "ctrl+w tab|ignore", "exit".
+// UTF-8 lines): "show URL" (current tab), "tab URL", "type TEXT", "blur",
+// "ctrlw ignore" (the next Ctrl+W does nothing; else it closes the tab, the
+// window with the last), "activate", "quit".
+// <exe>.record: "open URL", "ctrl+w tab|ignore", "exit".
 #include <windows.h>
 #include <oleacc.h>
 #include <shellapi.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <deque>
 #include <string>
@@ -25,13 +23,10 @@ constexpr ULONG_PTR kCommandData = 1;
 constexpr const wchar_t* kKindProperty = L"OmbrixBrowserStandin";
 
 struct State {
-    std::wstring stem;  // chrome, msedge, firefox
-    std::wstring className;
-    std::wstring name;  // the edit's accessible name
-    std::wstring help;  // empty: the edit's own help
-    std::wstring record;
-    std::vector<std::wstring> tabs;  // the last one is shown
-    std::deque<std::wstring> ctrlW;  // scripted Ctrl+W actions
+    std::wstring stem, className, record;  // stem: chrome, msedge, firefox
+    std::wstring name, help;                // the edit's accessible ones; empty: its own
+    std::vector<std::wstring> tabs;         // the last one is shown
+    std::deque<std::wstring> ctrlW;         // scripted Ctrl+W actions
     HWND main = nullptr, edit = nullptr, page = nullptr, button = nullptr;
     WNDPROC editProc = nullptr;
 };
@@ -69,42 +64,32 @@ void onCtrlW() {
     const std::wstring action = g.ctrlW.empty() ? L"tab" : g.ctrlW.front();
     if (!g.ctrlW.empty()) g.ctrlW.pop_front();
     record(L"ctrl+w " + action);
-    if (action == L"tab" && g.tabs.size() < 2) DestroyWindow(g.main);
-    if (action != L"tab" || g.tabs.size() < 2) return;
-    g.tabs.pop_back();
-    showCurrent();
+    if (action != L"tab") return;
+    if (g.tabs.size() < 2) DestroyWindow(g.main);
+    else g.tabs.pop_back(), showCurrent();
 }
 
 bool runCommand(const std::wstring& line) {
     const auto space = line.find(L' ');
     const std::wstring verb = line.substr(0, space);
     const std::wstring arg = space == std::wstring::npos ? std::wstring() : line.substr(space + 1);
-    if (verb == L"show" || verb == L"tab" || verb == L"open") {
+    if (verb == L"type") SetFocus(g.edit), SetWindowTextW(g.edit, arg.c_str());
+    else if (verb == L"blur") SetFocus(g.button);
+    else if (verb == L"ctrlw") g.ctrlW.push_back(arg);
+    else if (verb == L"activate") SetForegroundWindow(g.main);
+    else if (verb == L"quit") DestroyWindow(g.main);
+    else if (verb != L"show" && verb != L"tab" && verb != L"open") return false;
+    else {
         if (verb == L"open") record(L"open " + arg);
         if (verb != L"show" || g.tabs.empty()) g.tabs.emplace_back();
         g.tabs.back() = arg;
         showCurrent();
-    } else if (verb == L"type") {
-        SetFocus(g.edit);
-        SetWindowTextW(g.edit, arg.c_str());
-    } else if (verb == L"blur") {
-        SetFocus(g.button);
-    } else if (verb == L"ctrlw") {
-        g.ctrlW.push_back(arg);
-    } else if (verb == L"activate") {
-        SetForegroundWindow(g.main);
-    } else if (verb == L"quit") {
-        DestroyWindow(g.main);
-    } else {
-        return false;
     }
     return true;
 }
 
-// The edit's accessible object with the name (and help text) of our
-// choosing, as a browser gives its address bar; everything else is the
-// system's own object for the edit. Released, never deleted from outside,
-// like every COM object.
+// The edit's accessible object with the name and help of our choosing, as a
+// browser gives its address bar; all else is the system's object for the edit.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #define OMBRIX_FORWARD(method, parameters, arguments) \
@@ -113,13 +98,10 @@ class NamedAccessible final : public IAccessible {
 public:
     explicit NamedAccessible(IAccessible* inner) : inner_(inner) {}
     ~NamedAccessible() { inner_->Release(); }
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
         if (out == nullptr) return E_POINTER;
         *out = riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IAccessible ? this : nullptr;
-        if (*out == nullptr) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
+        return *out == nullptr ? E_NOINTERFACE : (AddRef(), S_OK);
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&refs_)); }
     ULONG STDMETHODCALLTYPE Release() override {
@@ -127,12 +109,8 @@ public:
         if (n == 0) delete this;
         return static_cast<ULONG>(n);
     }
-    HRESULT STDMETHODCALLTYPE get_accName(VARIANT c, BSTR* s) override {
-        return own(c, s, g.name, &IAccessible::get_accName);
-    }
-    HRESULT STDMETHODCALLTYPE get_accHelp(VARIANT c, BSTR* s) override {
-        return own(c, s, g.help, &IAccessible::get_accHelp);
-    }
+    HRESULT STDMETHODCALLTYPE get_accName(VARIANT c, BSTR* s) override { return own(c, s, g.name, &IAccessible::get_accName); }
+    HRESULT STDMETHODCALLTYPE get_accHelp(VARIANT c, BSTR* s) override { return own(c, s, g.help, &IAccessible::get_accHelp); }
     OMBRIX_FORWARD(GetTypeInfoCount, (UINT * n), (n))
     OMBRIX_FORWARD(GetTypeInfo, (UINT i, LCID l, ITypeInfo** t), (i, l, t))
     OMBRIX_FORWARD(GetIDsOfNames, (REFIID r, LPOLESTR* n, UINT c, LCID l, DISPID* d), (r, n, c, l, d))
@@ -198,20 +176,17 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
         }
         return ok ? TRUE : FALSE;
     }
-    if (msg == WM_DESTROY && hwnd == g.main) {
-        RemovePropW(hwnd, kKindProperty);
-        PostQuitMessage(0);
-    }
+    if (msg == WM_DESTROY && hwnd == g.main) RemovePropW(hwnd, kKindProperty), PostQuitMessage(0);
     return DefWindowProcW(hwnd, msg, wp, lp);
 }
 
 // A running stand-in of the same name, to hand the address to.
 HWND runningTwin(ATOM kind) {
     HWND w = nullptr;
-    while ((w = FindWindowExW(nullptr, w, g.className.c_str(), nullptr)) != nullptr) {
-        if (reinterpret_cast<ULONG_PTR>(GetPropW(w, kKindProperty)) == kind) return w;
+    while ((w = FindWindowExW(nullptr, w, g.className.c_str(), nullptr)) != nullptr &&
+           reinterpret_cast<ULONG_PTR>(GetPropW(w, kKindProperty)) != kind) {
     }
-    return nullptr;
+    return w;
 }
 
 bool send(HWND target, const std::wstring& command) {
@@ -223,9 +198,8 @@ bool send(HWND target, const std::wstring& command) {
            result != 0;
 }
 
-// A twin slow to answer (a loaded machine) is asked again. A twin just
-// terminated may still have its window but takes nothing: then this start is
-// the browser.
+// A twin slow to answer is asked again; one just terminated may still have
+// its window but takes nothing: then this start is the browser.
 bool handOver(HWND twin, const std::wstring& url) {
     DWORD pid = 0;
     GetWindowThreadProcessId(twin, &pid);
@@ -253,42 +227,29 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
              : g.stem == L"msedge" ? L"Indirizzo e barra di ricerca"
                                    : L"Barra degli indirizzi e di ricerca";
     g.record = exe + L".record";
-
     std::wstring url;
     int argc = 0;
     wchar_t** argv = CommandLineToArgvW(GetCommandLineW(), &argc);
     for (int i = 1; argv != nullptr && i < argc; ++i) {
         const std::wstring a = argv[i];
-        if (a == L"--name" && i + 1 < argc) {
-            g.name = argv[++i];
-        } else if (a == L"--help" && i + 1 < argc) {
-            g.help = argv[++i];
-        } else if (a == L"--class" && i + 1 < argc) {
+        if (a == L"--name" && i + 1 < argc) g.name = argv[++i];
+        else if (a == L"--help" && i + 1 < argc) g.help = argv[++i];
+        else if (a == L"--class" && i + 1 < argc)
             g.className = std::wstring(argv[++i]) == L"gecko" ? L"MozillaWindowClass" : L"Chrome_WidgetWin_1";
-        } else {
-            url = a;
-        }
+        else url = a;
     }
     LocalFree(argv);
     const bool firefox = g.className == L"MozillaWindowClass";
-
     // One stand-in per browser name: a second start hands its address over.
     const ATOM kind = GlobalAddAtomW((L"OmbrixStandin." + g.stem).c_str());
     if (HWND twin = runningTwin(kind); twin != nullptr && handOver(twin, url)) {
         GlobalDeleteAtom(kind);
         return 0;
     }
-
-    WNDCLASSW wc{};
-    wc.lpfnWndProc = windowProc;
-    wc.hInstance = instance;
-    wc.hCursor = LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW));
-    wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
-    wc.lpszClassName = g.className.c_str();
+    const WNDCLASSW wc{0, windowProc, 0, 0, instance, nullptr, LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW)),
+                       reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1), nullptr, g.className.c_str()};
     RegisterClassW(&wc);
-
-    // The browser's first window of its class is a hidden helper. Top-most,
-    // it stays first in z-order whichever window is active.
+    // The browser's first window of its class is a hidden helper, top-most so that it stays first.
     const HWND hidden = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, g.className.c_str(), L"", WS_POPUP, 0, 0, 10,
                                         10, nullptr, nullptr, instance, nullptr);
     // Each browser in its own place, so that a screenshot shows them all.
@@ -297,33 +258,24 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
                              640, 120, nullptr, nullptr, instance, nullptr);
     if (g.main == nullptr) return 1;
     SetPropW(g.main, kKindProperty, reinterpret_cast<HANDLE>(static_cast<ULONG_PTR>(kind)));
-    // The edit's name is its accessible object's: a visible label before it
-    // would be found by that name in the edit's place.
+    // No label before the edit: the readers would find it by the edit's name.
     g.edit = CreateWindowExW(WS_EX_CLIENTEDGE, L"EDIT", L"", WS_CHILD | WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL, 10, 12,
                              600, 24, g.main, reinterpret_cast<HMENU>(101), instance, nullptr);  // tests find it by 101
     g.page = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 10, 50, 490, 24, g.main, nullptr, instance, nullptr);
     g.button = CreateWindowExW(0, L"BUTTON", L"Pagina", WS_CHILD | WS_VISIBLE | WS_TABSTOP, 510, 46, 100, 28, g.main,
                                reinterpret_cast<HMENU>(102), instance, nullptr);
-    for (HWND w : {g.edit, g.page, g.button}) {
-        SendMessageW(w, WM_SETFONT, reinterpret_cast<WPARAM>(GetStockObject(DEFAULT_GUI_FONT)), TRUE);
-    }
+    for (HWND w : {g.edit, g.page, g.button}) SendMessageW(w, WM_SETFONT, WPARAM(GetStockObject(DEFAULT_GUI_FONT)), TRUE);
     g.editProc = reinterpret_cast<WNDPROC>(
         SetWindowLongPtrW(g.edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(editProc)));
-
     runCommand(url.empty() ? L"tab " : L"open " + url);  // without an address, an empty new tab
     ShowWindow(g.main, SW_SHOWNORMAL);
     SetForegroundWindow(g.main);
     SetFocus(g.button);  // the page has the focus, not the address bar
-
     MSG msg;
     while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
         // Ctrl+W wherever the focus is, as a browser's accelerator.
-        if (msg.message == WM_KEYDOWN && msg.wParam == 'W' && (GetKeyState(VK_CONTROL) & 0x8000) != 0) {
-            onCtrlW();
-            continue;
-        }
-        TranslateMessage(&msg);
-        DispatchMessageW(&msg);
+        if (msg.message == WM_KEYDOWN && msg.wParam == 'W' && (GetKeyState(VK_CONTROL) & 0x8000) != 0) onCtrlW();
+        else TranslateMessage(&msg), DispatchMessageW(&msg);
     }
     DestroyWindow(hidden);
     record(L"exit");

@@ -1,11 +1,8 @@
 // window_recorder --log FILE [--title T] [ARG...]
-//
-// Log lines (UTF-8, one event each, the file reopened per line so a test can
-// read it while the program runs):
+// Log lines (UTF-8, the file reopened per line so a test reads it as it runs):
 //   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
-//   creating TICK (GetTickCount64 as its window is made) | close
-//   key VK (a key pressed while it has the focus, in decimal)
-//   char UNIT (a character typed, its UTF-16 unit in decimal) | focus lost
+//   creating TICK (GetTickCount64 as its window is made) | close | focus lost
+//   key VK (pressed while it has the focus) | char UNIT (typed, a UTF-16 unit), in decimal
 #include <windows.h>
 #include <shellapi.h>
 
@@ -16,17 +13,14 @@ namespace {
 
 std::wstring g_log;
 
-void record(const std::string& line) {
-    if (FILE* f = g_log.empty() ? nullptr : _wfopen(g_log.c_str(), L"ab")) {
-        std::fputs((line + "\n").c_str(), f);
-        std::fclose(f);
-    }
-}
-void record(const std::string& prefix, const std::wstring& text) {
+void record(const std::string& prefix, const std::wstring& text = {}) {
     std::string out(text.size() * 3, '\0');
     out.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
                                                             out.data(), static_cast<int>(out.size()), nullptr, nullptr)));
-    record(prefix + out);
+    if (FILE* f = g_log.empty() ? nullptr : _wfopen(g_log.c_str(), L"ab")) {
+        std::fputs((prefix + out + "\n").c_str(), f);
+        std::fclose(f);
+    }
 }
 
 LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
@@ -38,18 +32,10 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
             DestroyWindow(hwnd);
             return 0;
         case WM_KEYDOWN:
-        case WM_SYSKEYDOWN:
-            record("key " + std::to_string(wp));
-            break;
-        case WM_CHAR:
-            record("char " + std::to_string(wp));
-            return 0;
-        case WM_KILLFOCUS:
-            record("focus lost");
-            break;
-        case WM_DESTROY:
-            PostQuitMessage(0);
-            return 0;
+        case WM_SYSKEYDOWN: record("key " + std::to_string(wp)); break;
+        case WM_CHAR: record("char " + std::to_string(wp)); return 0;
+        case WM_KILLFOCUS: record("focus lost"); break;
+        case WM_DESTROY: PostQuitMessage(0); return 0;
     }
     return DefWindowProcW(hwnd, msg, wp, lp);
 }
@@ -66,7 +52,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     }
     record("start " + std::to_string(GetCurrentProcessId()));
     STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
     GetStartupInfoW(&startup);
     const bool useShow = startup.dwFlags & STARTF_USESHOWWINDOW;
     record("show " + std::string(useShow ? "1" : "0") + " " + std::to_string(startup.wShowWindow));
@@ -79,13 +64,8 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
         else record("arg ", a);
     }
     LocalFree(argv);
-
-    WNDCLASSW wc{};
-    wc.lpfnWndProc = windowProc;
-    wc.hInstance = instance;
-    wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
-    wc.lpszClassName = L"OmbrixWindowRecorder";
+    const WNDCLASSW wc{0, windowProc, 0, 0, instance, nullptr, LoadCursorW(nullptr, IDC_ARROW),
+                       HBRUSH(COLOR_WINDOW + 1), nullptr, L"OmbrixWindowRecorder"};
     if (!RegisterClassW(&wc)) return 1;
     record("creating " + std::to_string(GetTickCount64()));
     HWND hwnd = CreateWindowExW(0, wc.lpszClassName, title.c_str(), WS_OVERLAPPEDWINDOW, 80, 80, 420, 180, nullptr,
@@ -97,9 +77,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     if (cmdShow == SW_SHOWNORMAL || cmdShow == SW_SHOWMAXIMIZED || cmdShow == SW_SHOW) SetForegroundWindow(hwnd);
     SetTimer(hwnd, 1, 60000, nullptr);
     MSG msg;
-    while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
-        TranslateMessage(&msg);
-        DispatchMessageW(&msg);
-    }
+    while (GetMessageW(&msg, nullptr, 0, 0) > 0) TranslateMessage(&msg), DispatchMessageW(&msg);
     return 0;
 }
