@@ -2,8 +2,8 @@
 // The few UI Automation client interfaces the address readers call, declared
 // here because MinGW's headers lack them. The order of the virtual functions
 // is the interfaces' documented vtable order; the methods we never call are
-// placeholders that only hold their slot. A test compares the slots we call
-// with a reference declaration.
+// placeholders that only hold their slot. The Win32 tests call each slot we
+// use against Wine's own implementation.
 
 #include <windows.h>
 #include <oaidl.h>
