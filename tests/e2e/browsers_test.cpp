@@ -9,7 +9,6 @@
 #include "app/win32/forms/resource.h"
 #include "e2e/driver.h"
 #include "enforce/address_readers.h"
-#include "enforce/site_timer.h"
 #include "platform/process_control.h"
 #include "platform/win32/machine.h"
 #include "platform/win32/wide.h"
@@ -196,43 +195,6 @@ TEST_F(BrowserSites, AHalfTypedAddressIsNeverJudged) {
     EXPECT_TRUE(b.recorded("ctrl+w tab"));
     EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example"));
     EXPECT_TRUE(b.running());
-}
-
-// Three browsers at once each keep their own last address, and addresses
-// outside ASCII come back whole; pages left open are not written again.
-TEST_F(BrowserSites, TheLogHoldsEachVisitedAddressOnce) {
-    startProgram();
-    StandinBrowser edge("msedge.exe", standinArguments(Browser::Edge));
-    StandinBrowser firefox("firefox.exe", standinArguments(Browser::Firefox));
-    StandinBrowser chrome("chrome.exe", standinArguments(Browser::Chrome));
-    ASSERT_TRUE(edge.started() && firefox.started() && chrome.started());
-    const std::vector<std::string> expected{"http://scuola.example/l'albero", "http://scuola.example/storia",
-                                            "https://biblioteca.example/", "https://www.museo.example/S\u00e0la"};
-    ASSERT_TRUE(chrome.send("show " + expected[1]));
-    ASSERT_TRUE(edge.send("show " + expected[2]));
-    ASSERT_TRUE(firefox.send("show " + expected[3]));
-    for (std::size_t i = 1; i < expected.size(); ++i) EXPECT_TRUE(waitLogged(expected[i])) << expected[i];
-    ASSERT_TRUE(chrome.send("show " + expected[0]));
-    EXPECT_TRUE(waitLogged(expected[0]));
-    pause(1500ms);
-    std::vector<std::string> rows = logged();
-    std::sort(rows.begin(), rows.end());
-    EXPECT_EQ(rows, expected);
-    EXPECT_EQ(install.logScalar("SELECT COUNT(*) FROM LogSiti WHERE DataOra IS NULL OR DataOra NOT LIKE '____-__-__ __:__:__';"),
-              "0")
-        << "every row has its date and time";
-}
-
-// A program built on Chromium whose text field is no address bar: under an
-// allowed list, past the grace of a browser whose address cannot be read.
-TEST_F(BrowserSites, AChromiumWindowWithoutAnAddressBarIsLeftAlone) {
-    startProgram("UPDATE Profili SET SitiProibiti = 0 WHERE IDProfilo = 1;");
-    StandinBrowser editor("editor.exe", standinArguments(Browser::Chrome, "chromium", "Cerca nei file"));
-    ASSERT_TRUE(editor.started());
-    ASSERT_TRUE(editor.send("show http://altro.example/"));
-    EXPECT_FALSE(waitFor([&] { return !editor.running() || notice() != nullptr || !editor.record().empty(); },
-                         std::chrono::milliseconds(enforce::SiteTimer::kUnreadableGraceMs) + 3s))
-        << "the editor was judged";
 }
 
 // "No profile" in use is an allowed list with nothing in it: a page in any

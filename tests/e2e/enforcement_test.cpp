@@ -147,23 +147,5 @@ TEST_F(LogViewerTest, ShowsTodayThenARangeAndRefusesABadDate) {
     EXPECT_TRUE(command(viewer, IDC_LOG_CMDESCI, [&] { return !IsWindow(viewer); }));
 }
 
-// Any user may put a file of their own in the log's place: the viewer says
-// so, shows nothing, and the program goes on with the file untouched.
-TEST_F(LogViewerTest, SaysWhenTheLogIsNotALog) {
-    std::filesystem::create_directories(install.logFile().parent_path());
-    test::writeFile(pathToUtf8(install.logFile()), std::string(4096, 'x'));
-    HWND main = start();
-    ASSERT_TRUE(main && admin(main));
-    ASSERT_TRUE(clickUntil(GetDlgItem(main, IDC_CMDLOGSITI), [&] { return messageBox(*program, IDOK) != nullptr; }));
-    EXPECT_EQ(answer(*program, IDOK).rfind(L"Il registro dei siti visitati non \u00e8 un registro di Ombrix", 0), 0u);
-    HWND viewer = nullptr;
-    ASSERT_TRUE(waitFor([&] { return (viewer = formWith(*program, IDC_LISTEXPORTSITIVISITATI)) != nullptr; }));
-    EXPECT_EQ(rows(viewer), 0);
-    PostMessageW(viewer, WM_COMMAND, IDCANCEL, 0);
-    EXPECT_TRUE(waitFor([&] { return !IsWindow(viewer); }));
-    EXPECT_TRUE(program->running());
-    EXPECT_EQ(readWholeFile(pathToUtf8(install.logFile())).value(), std::string(4096, 'x'));
-}
-
 }  // namespace
 }  // namespace ombrix::e2e

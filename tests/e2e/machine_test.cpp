@@ -74,33 +74,7 @@ protected:
             RegDeleteTreeW(HKEY_CURRENT_USER, win32::toWide(key).c_str());
         }
     }
-    void lockThenForceEnd() {
-        install.inUse(2);
-        // A home page pending: the form starts minimised.
-        run();
-        ASSERT_TRUE(waitFor([] { return machine() == kLocked; })) << machine();
-        program.reset();
-        EXPECT_EQ(machine(), kLocked) << "a forced end gives nothing back by itself";
-        EXPECT_TRUE(install.journalExists());
-    }
 };
-
-TEST_F(MachineTest, AForcedEndIsGivenBackByTheNextStartOrByOmbrixctlRestore) {
-    ASSERT_EQ(machine(), kBefore);
-    lockThenForceEnd();
-    install.inUse(1);
-    HWND main = start();
-    ASSERT_TRUE(main);
-    exitProgram(main);
-    EXPECT_EQ(machine(), kBefore);
-    EXPECT_FALSE(install.journalExists());
-
-    lockThenForceEnd();
-    EXPECT_EQ(install.ctl("restore"), 0u);
-    EXPECT_EQ(machine(), kBefore);
-    EXPECT_FALSE(install.journalExists());
-    EXPECT_EQ(install.ctl("restore"), 0u) << "nothing to do is no error";
-}
 
 TEST_F(MachineTest, TwentyForcedEndsAtRandomMomentsLeaveNothingBehind) {
     install.inUse(2);
@@ -120,6 +94,7 @@ TEST_F(MachineTest, TwentyForcedEndsAtRandomMomentsLeaveNothingBehind) {
     ASSERT_TRUE(main);
     exitProgram(main);
     EXPECT_EQ(machine(), kBefore);
+    EXPECT_EQ(install.ctl("restore"), 0u) << "nothing to do is no error";
 }
 
 // Put in use by the administrator, the profile opens its home page once in
