@@ -14,7 +14,6 @@ struct FakeStarter final : ElevatedStarter {
     std::vector<std::string> started;
     std::function<void()> meanwhile;
     ElevatedOutcome outcome{ElevatedOutcome::Outcome::Ended, 0, {}};
-
     ElevatedOutcome runForm(AdminForm form) override {
         started.push_back(std::string(adminFormName(form)));
         if (meanwhile) meanwhile();
@@ -46,10 +45,8 @@ protected:
                                [this](AdminForm f) { return here.emplace_back(adminFormName(f)), true; }}};
 };
 
-// Without rights a form opens in an elevated copy while the main form waits
-// off, and the program takes what it changed; a declined or failed start is
-// told and changes nothing. The profile editor's path and the choice of a
-// profile saved through an elevated ombrixctl run end to end.
+// Without rights a form opens in an elevated copy while the main form waits off, and the program
+// takes what it changed; a declined or failed start is told and changes nothing.
 TEST_F(AdministrationTest, WithoutRightsFormsOpenElevatedAndTheProgramTakesWhatChanged) {
     starter.meanwhile = [&] {
         EXPECT_EQ(mainForm.size() % 2, 1u) << "the main form is off while the form is open";
@@ -73,7 +70,6 @@ TEST_F(AdministrationTest, WithoutRightsFormsOpenElevatedAndTheProgramTakesWhatC
     EXPECT_EQ(dialogs.shown[0].text + "|" + dialogs.shown[1].text,
               "serve un amministratore|Impossibile trovare il file specificato.");
     EXPECT_TRUE(journal.inOrder({"view profiles", "load processes"})) << "the editor's timers are back on";
-
     // Elevated, the forms open here, unless the tests act as a pupil.
     starter.started.clear();
     starter.outcome = {ElevatedOutcome::Outcome::Ended, 0, {}};

@@ -26,29 +26,25 @@ protected:
         std::filesystem::create_directory(dir.path() / "C");
         system.env = {{"SYSTEMDRIVE", dir.file("C")}};
     }
-    std::optional<std::string> machineValue(std::string_view name) {
-        return registry.readValue(RegRoot::LocalMachine, core::settingsKey(core::kProgramTitle, core::kStoreSection),
-                                  name);
+    std::string machineValue(std::string_view name) {
+        return registry.readValue(RegRoot::LocalMachine, machineKey, name).value_or("-");
     }
+    const std::string machineKey = core::settingsKey(core::kProgramTitle, core::kStoreSection);
     std::string folder = pathToUtf8(dir.path() / "C" / "Ombrix" / "DataBase");
     std::string store = pathToUtf8(dir.path() / "C" / "Ombrix" / "DataBase" / "DataBase.db");
 };
 
-// The store is made where the machine's key names none (its folder holds no
-// store), with the hash; a later run without one keeps store and password.
+// Made where the machine's key names no store, with the hash; a later run without one keeps both.
 TEST_F(CtlInstall, MakesTheStoreInTheMachinesFolderThenKeepsItAndARefusedHashChangesNothing) {
     const std::string hash = core::hashPassword("Prova Uno1", "salt", 10).value();
     EXPECT_EQ(ctl({"install", "--password-hash", hash + "0"}), kRefused);
     EXPECT_EQ(err.str(), "0395: Impronta non valida.\n");
-    EXPECT_FALSE(std::filesystem::exists(dir.path() / "C" / "Ombrix"));
-    EXPECT_EQ(machineValue(core::kStoreKey), std::nullopt);
+    EXPECT_TRUE(!std::filesystem::exists(dir.path() / "C" / "Ombrix") && machineValue(core::kStoreKey) == "-");
     EXPECT_EQ(ctl({"install", "--password", hash}), kUsage);
-    ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, core::settingsKey(core::kProgramTitle, core::kStoreSection),
-                                     core::kStoreKey, dir.file("altrove")));
+    ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, machineKey, core::kStoreKey, dir.file("altrove")));
     ASSERT_EQ(ctl({"install", "--password-hash", hash}), kOk) << err.str();
     EXPECT_EQ(out.str(), "made\t" + store + "\n");
-    EXPECT_EQ(machineValue(core::kStoreKey).value_or("") + machineValue(core::kPasswordChosenValue).value_or(""),
-              folder + "1");
+    EXPECT_EQ(machineValue(core::kStoreKey) + machineValue(core::kPasswordChosenValue), folder + "1");
     EXPECT_TRUE(std::filesystem::is_directory(folder + "/Registro"));
     sql(store, "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Classe');");
     ASSERT_EQ(ctl({"install", "--password-hash", ""}), kOk) << err.str();
@@ -92,10 +88,10 @@ TEST_F(CtlInstall, RestoreGivesBackWhatTheJournalHoldsOneLineEach) {
     EXPECT_EQ(run({"restore"}), kOk);
     EXPECT_EQ(out.str(), "nothing to restore\n");
     registry.writeDword(RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, 3);
-    test::writeFile(journal, core::serialiseJournal({
-        {SavedSetting::Kind::Registry, RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, SavedSetting::Value::Absent, ""},
-        {SavedSetting::Kind::DefaultPrinter, RegRoot::CurrentUser, "", "", SavedSetting::Value::Text, "Old,drv,LPT1:"},
-    }));
+    using enum SavedSetting::Kind;
+    test::writeFile(journal, core::serialiseJournal(
+        {{Registry, RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, SavedSetting::Value::Absent, ""},
+         {DefaultPrinter, RegRoot::CurrentUser, "", "", SavedSetting::Value::Text, "Old,drv,LPT1:"}}));
     EXPECT_EQ(run({"restore"}), kRefused) << "no printers here";
     EXPECT_EQ(out.str(), "restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = (removed)\n");
     EXPECT_EQ(err.str(), "ombrixctl: not restored, kept in the journal: default printer = \"Old,drv,LPT1:\"\n");
@@ -105,22 +101,21 @@ TEST_F(CtlInstall, RestoreGivesBackWhatTheJournalHoldsOneLineEach) {
     EXPECT_NE(err.str().find("is damaged and was not applied"), std::string::npos);
 }
 
+
 using State = GuardControl::State;
 
-// The service as the control manager and its channel would answer; a
-// non-empty `failure` fails start, stop and ask with it.
+// The service as the control manager and its channel would answer; a non-empty `failure` fails start, stop and ask.
 struct FakeGuard final : GuardControl {
-    std::optional<State> now = State::Running;
-    std::string failure, reply = "ok";
-    std::vector<std::string> calls;
+    std::optional<State> now;
+    std::string failure, reply, calls;
     std::optional<State> state(std::string& error) override { return error = "access denied", now; }
     bool start(std::string& error) override { return act("start", error); }
     bool stop(std::string& error) override { return act("stop", error); }
     std::optional<std::string> ask(const std::string& request, std::string& error) override {
-        if (!act(request.c_str(), error)) return std::nullopt;
+        if (!act(request, error)) return std::nullopt;
         return request == "status" ? "session 1 running\n" : reply;
     }
-    bool act(const char* what, std::string& error) { return calls.push_back(what), error = failure, failure.empty(); }
+    bool act(const std::string& what, std::string& error) { return calls += what, error = failure, failure.empty(); }
 };
 
 TEST_F(CtlFixture, ServiceStatusStartStopAndStandDown) {
@@ -129,31 +124,25 @@ TEST_F(CtlFixture, ServiceStatusStartStopAndStandDown) {
         std::optional<State> state;
         std::string failure, reply;
         int status;
-        std::string out, errStart;
-        std::vector<std::string> calls;
+        std::string said, calls;  // standard output, then the start of standard error
     } cases[] = {
-        {"status", State::Running, "", "", kOk, "service running\nsession 1 running\n", "", {"status"}},
+        {"status", State::Running, "", "", kOk, "service running\nsession 1 running\n", "status"},
         // Without the channel it still says the service runs.
-        {"status", State::Running, "access denied", "", kOk, "service running\nsessions: unknown (access denied)\n",
-         "", {"status"}},
-        {"status", std::nullopt, "", "", kRefused, "", "0441:", {}},
-        {"start", State::Stopped, "access denied", "", kRefused, "", "0441:", {"start"}},
-        {"stop", State::NotInstalled, "", "", kRefused, "", "0441:", {}},
-        {"stand-down", State::Running, "", "ok", kOk, "", "", {"stand-down"}},
-        {"stand-down", State::Running, "", "refused: session 4 is not guarded", kRefused, "", "0441:", {"stand-down"}},
-        {"stand-down", State::Running, "not served by the guard", "", kRefused, "", "0441:", {"stand-down"}},
-        {"stand-down", State::Stopped, "", "", kOk, "", "", {}},  // nothing to do
-        {"pause", State::Running, "", "", kUsage, "", "ombrixctl:", {}},
+        {"status", State::Running, "access denied", "", kOk, "service running\nsessions: unknown (access denied)\n", "status"},
+        {"status", std::nullopt, "", "", kRefused, "0441:", ""},
+        {"start", State::Stopped, "access denied", "", kRefused, "0441:", "start"},
+        {"stop", State::NotInstalled, "", "", kRefused, "0441:", ""},
+        {"stand-down", State::Running, "", "ok", kOk, "", "stand-down"},
+        {"stand-down", State::Running, "", "refused: session 4 is not guarded", kRefused, "0441:", "stand-down"},
+        {"stand-down", State::Running, "not served by the guard", "", kRefused, "0441:", "stand-down"},
+        {"stand-down", State::Stopped, "", "", kOk, "", ""},  // nothing to do
+        {"pause", State::Running, "", "", kUsage, "ombrixctl:", ""},
     };
     for (const auto& c : cases) {
         FakeGuard fake;
-        fake.now = c.state;
-        fake.failure = c.failure;
-        fake.reply = c.reply;
-        guard = &fake;
+        fake.now = c.state, fake.failure = c.failure, fake.reply = c.reply, guard = &fake;
         EXPECT_EQ(ctl({"service", c.word}), c.status) << c.word << ": " << err.str();
-        EXPECT_EQ(out.str(), c.out) << c.word;
-        EXPECT_EQ(err.str().substr(0, c.errStart.size()), c.errStart) << err.str();
+        EXPECT_EQ(out.str() + err.str().substr(0, c.said.size() - out.str().size()), c.said) << c.word;
         EXPECT_EQ(fake.calls, c.calls) << c.word;
     }
     guard = nullptr;
@@ -161,8 +150,7 @@ TEST_F(CtlFixture, ServiceStatusStartStopAndStandDown) {
 
 TEST_F(CtlFixture, OptionsShowAndSetAndAStoreWithoutTheColumnIsSaid) {
     ASSERT_TRUE(core::createDeliveredDatabase(db));
-    EXPECT_EQ(run({"option", "keyboard", "on"}), kOk);
-    EXPECT_EQ(run({"option", "noprint", "off"}), kOk);
+    EXPECT_TRUE(run({"option", "keyboard", "on"}) == kOk && run({"option", "noprint", "off"}) == kOk);
     ASSERT_EQ(run({"option"}), kOk);
     EXPECT_EQ(out.str(), "keyboard on\nnopopup off\nnoprint off\n");
     refused({"option", "colour", "on"}, "ombrixctl:", {}, kUsage);
@@ -174,14 +162,12 @@ TEST_F(CtlFixture, OptionsShowAndSetAndAStoreWithoutTheColumnIsSaid) {
     EXPECT_EQ(out.str() + err.str().substr(0, 5), "keyboard on\n0313:");
 }
 
-// The Run entry names the program beside ombrixctl, only when it is there;
-// where the service starts the program, the Run entry is not the option.
+// The Run entry names the program beside ombrixctl, only when it is there; not where the service starts it.
 TEST_F(CtlFixture, AutostartIsTheRunEntryUnlessTheServiceStartsOmbrix) {
     const std::string program = dir.file("ombrix.exe");
     const auto said = [&](const std::vector<std::string>& args, int status) {
         EXPECT_EQ(ctl(args), status) << err.str();
-        return out.str() + registry.readValue(platform::RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle)
-                               .value_or("-");
+        return out.str() + registry.readValue(RegRoot::LocalMachine, core::kRunKey, core::kProgramTitle).value_or("-");
     };
     EXPECT_EQ(said({"autostart", "on"}, kRefused), "-") << "no program, no entry";
     test::writeFile(program, "MZ");
@@ -190,22 +176,20 @@ TEST_F(CtlFixture, AutostartIsTheRunEntryUnlessTheServiceStartsOmbrix) {
     EXPECT_EQ(said({"autostart", "off"}, kOk), "-");
     EXPECT_EQ(said({"autostart"}, kOk), "autostart off\n-");
     EXPECT_EQ(said({"autostart", "yes"}, kUsage), "-");
-    registry.writeString(platform::RegRoot::LocalMachine, core::kGuardServiceKey, "ImagePath", "ombrixguard.exe");
+    registry.writeString(RegRoot::LocalMachine, core::kGuardServiceKey, "ImagePath", "ombrixguard.exe");
     EXPECT_EQ(said({"autostart"}, kOk), "autostart service\n-");
     EXPECT_EQ(said({"autostart", "on"}, kRefused), "-");
     EXPECT_EQ(err.str().rfind("0440: ", 0), 0u) << err.str();
 }
 
-class CtlPassword : public CtlFixture {
-protected:
+struct CtlPassword : CtlFixture {
     CtlPassword() : CtlFixture("0143=La password non pu\xF2 essere vuota.\r\n0365=Gestita.\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
     }
     int password(const std::string& verb, const std::string& input) { return run({"password", verb}, input); }
     std::string stored() {
         core::Database d;
-        EXPECT_TRUE(d.open(db));
-        return core::valueOrDefault(core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow)).toText();
+        return d.open(db) ? core::ReadField(d, "Opzioni", "PasswordAdmin", core::kOptionsRow).toText() : "";
     }
 };
 
@@ -225,17 +209,13 @@ TEST_F(CtlPassword, SetThenCheckAndRefusalsChangeNothing) {
     EXPECT_EQ(password("check", "\xEF\xBB\xBF" "Caff\xC3\xA8 1\n"), kOk);
 }
 
-// Set on the machine's own store, the password marks the machine: a later
-// store without one is a replaced store. A store named with --db does not.
-// An installer gives the password through a variable of its environment.
+// Set on the machine's own store, the password marks the machine (a later store without one was
+// replaced); a store named with --db does not. An installer names a variable of its environment.
 TEST_F(CtlPassword, TheMachinesOwnStoreMarksTheMachineAndAnInstallerUsesAVariable) {
-    const auto marked = [&] {
-        return registry.readValue(platform::RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "PasswordScelta");
-    };
+    const auto marked = [&] { return registry.readValue(RegRoot::LocalMachine, "SOFTWARE\\Ombrix\\Opzioni", "PasswordScelta"); };
     system.env["NUOVA"] = "Dal Setup";
     EXPECT_EQ(run({"password", "set", "--from-environment", "NUOVA"}, "ignored\n"), kOk) << err.str();
-    EXPECT_EQ(password("check", "Dal Setup"), kOk);
-    EXPECT_EQ(marked(), std::nullopt);
+    EXPECT_TRUE(password("check", "Dal Setup") == kOk && !marked());
     refused({"password", "set", "--from-environment", "ASSENTE"}, "0143: ");
     std::filesystem::create_directories(dir.path() / "DataBase");
     ASSERT_TRUE(core::createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
@@ -244,14 +224,12 @@ TEST_F(CtlPassword, TheMachinesOwnStoreMarksTheMachineAndAnInstallerUsesAVariabl
     EXPECT_EQ(marked(), "1");
 }
 
-struct FakeTerminal final : Terminal {
-    std::vector<bool> echo;
-    bool setEcho(bool on) override { return echo.push_back(on), true; }
-};
-
 // At a terminal: a prompt on standard error, no echo while typing, one line.
 TEST_F(CtlPassword, AtATerminalTheTypingIsNotEchoed) {
-    FakeTerminal terminal;
+    struct : Terminal {
+        std::vector<bool> echo;
+        bool setEcho(bool on) override { return echo.push_back(on), true; }
+    } terminal;
     std::istringstream in("Segreta\nnon letta\n");
     CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err, &terminal};
     EXPECT_EQ(runCtl({"--db", db, "password", "set"}, env), kOk);
@@ -267,8 +245,7 @@ TEST_F(CtlPassword, AMatchingCheckRenewsAWeakerHashAndStoreErrorsAreSaid) {
     EXPECT_EQ(stored(), weaker) << "a wrong password renews nothing";
     EXPECT_EQ(password("check", "Vecchia\n"), kOk) << err.str();
     EXPECT_FALSE(core::passwordNeedsRehash(stored()));
-    // A store the password cannot be read from or written to is not a wrong password.
-    sql(db, "DROP TABLE Opzioni;");
+    sql(db, "DROP TABLE Opzioni;");  // an unreadable store is not a wrong password
     for (const char* verb : {"check", "set"}) {
         EXPECT_EQ(password(verb, "x\n"), kRefused);
         EXPECT_NE(err.str().find("no such table: Opzioni"), std::string::npos) << err.str();
@@ -284,12 +261,9 @@ TEST_F(CtlPassword, HashPrintsWhatThePolicyTakesAndSetIsRefusedWhileItIsSet) {
     ASSERT_EQ(ctl({"password", "hash"}, "Preside"), kOk);
     const std::string hash = out.str().substr(0, out.str().size() - 1);
     EXPECT_TRUE(core::passwordMatches(hash, "Preside")) << hash;
-
-    ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey,
-                                     core::policy::kAdminPasswordHash, hash));
+    ASSERT_TRUE(registry.writeString(RegRoot::LocalMachine, core::policy::kPolicyKey, core::policy::kAdminPasswordHash, hash));
     refused({"password", "set"}, "0365: Gestita.\n", "Altra\n");
-    EXPECT_EQ(password("check", "Preside\n"), kOk);
-    EXPECT_EQ(password("check", "Altra\n"), kRefused);
+    EXPECT_TRUE(password("check", "Preside\n") == kOk && password("check", "Altra\n") == kRefused);
 }
 
 }  // namespace

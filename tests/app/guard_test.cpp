@@ -7,54 +7,40 @@ namespace {
 
 using Ids = std::vector<SessionId>;
 
-// One step of a session's life and what the guard starts right after it.
+// One step of a session's life, what takeDue starts right after it and, for an end, the wait it announces.
 struct Step {
     enum Kind { In, Out, Ended, StandDown, Tick } kind;
     SessionId session;
     std::uint64_t at;
-    Ids started;                          // takeDue(at) after the step
-    std::optional<std::uint64_t> wait{};  // for Ended: the wait it announces
-};
-
-struct Case {
-    const char* name;
-    std::vector<Step> steps;
+    Ids started;
+    std::optional<std::uint64_t> wait{};
 };
 
 TEST(Guard, StartsRestartsAndStandsDownBySession) {
-    const std::vector<Case> cases = {
-        {"a sign-in starts at once, an end starts again at once",
-         {{Step::In, 1, 0, {1}}, {Step::Ended, 1, 500, {1}, 0}, {Step::Tick, 1, 600, {}}}},
-        {"sessions are apart",
-         {{Step::In, 1, 0, {1}}, {Step::In, 2, 10, {2}}, {Step::Ended, 2, 20, {2}, 0}, {Step::Tick, 0, 30, {}}}},
+    using enum Step::Kind;
+    const std::pair<const char*, std::vector<Step>> cases[] = {
+        {"an end starts again at once", {{In, 1, 0, {1}}, {Ended, 1, 500, {1}, 0}, {Tick, 1, 600, {}}}},
+        {"sessions are apart", {{In, 1, 0, {1}}, {In, 2, 10, {2}}, {Ended, 2, 20, {2}, 0}, {Tick, 0, 30, {}}}},
         {"a stand-down holds until the next sign-in",
-         {{Step::In, 1, 0, {1}},
-          {Step::StandDown, 1, 5, {}},
-          {Step::Ended, 1, 10, {}, std::nullopt},
-          {Step::Tick, 0, 100'000, {}},
-          {Step::In, 1, 100'001, {1}},
-          {Step::Ended, 1, 100'002, {1}, 0}}},
-        {"a stand-down in one session leaves the other guarded",
-         {{Step::In, 1, 0, {1}}, {Step::In, 2, 0, {2}}, {Step::StandDown, 1, 1, {}},
-          {Step::Ended, 1, 2, {}, std::nullopt}, {Step::Ended, 2, 3, {2}, 0}}},
-        {"a session signed out is forgotten: its end starts nothing",
-         {{Step::In, 1, 0, {1}}, {Step::Out, 1, 5, {}}, {Step::Ended, 1, 6, {}, std::nullopt},
-          {Step::StandDown, 1, 7, {}}}},
-        {"a sign-out ends a stand-down too",
-         {{Step::In, 3, 0, {3}}, {Step::StandDown, 3, 1, {}}, {Step::Out, 3, 2, {}}, {Step::In, 3, 3, {3}}}},
-        {"a second sign-in notice while it runs starts no second program",
-         {{Step::In, 1, 0, {1}}, {Step::In, 1, 5, {}}}},
+         {{In, 1, 0, {1}}, {StandDown, 1, 5, {}}, {Ended, 1, 10, {}, std::nullopt}, {Tick, 0, 100'000, {}},
+          {In, 1, 100'001, {1}}, {Ended, 1, 100'002, {1}, 0}}},
+        {"a stand-down leaves the other session guarded",
+         {{In, 1, 0, {1}}, {In, 2, 0, {2}}, {StandDown, 1, 1, {}}, {Ended, 1, 2, {}, std::nullopt}, {Ended, 2, 3, {2}, 0}}},
+        {"a session signed out is forgotten",
+         {{In, 1, 0, {1}}, {Out, 1, 5, {}}, {Ended, 1, 6, {}, std::nullopt}, {StandDown, 1, 7, {}}}},
+        {"a sign-out ends a stand-down too", {{In, 3, 0, {3}}, {StandDown, 3, 1, {}}, {Out, 3, 2, {}}, {In, 3, 3, {3}}}},
+        {"a second sign-in notice starts no second program", {{In, 1, 0, {1}}, {In, 1, 5, {}}}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, steps] : cases) {
+        SCOPED_TRACE(name);
         Guard guard;
-        for (const Step& step : c.steps) {
+        for (const Step& step : steps) {
             switch (step.kind) {
-                case Step::In: guard.signedIn(step.session, step.at); break;
-                case Step::Out: guard.signedOut(step.session); break;
-                case Step::Ended: EXPECT_EQ(guard.programEnded(step.session, step.at), step.wait); break;
-                case Step::StandDown: guard.standDown(step.session); break;
-                case Step::Tick: break;
+                case In: guard.signedIn(step.session, step.at); break;
+                case Out: guard.signedOut(step.session); break;
+                case Ended: EXPECT_EQ(guard.programEnded(step.session, step.at), step.wait); break;
+                case StandDown: guard.standDown(step.session); break;
+                case Tick: break;
             }
             EXPECT_EQ(guard.takeDue(step.at), step.started) << "at " << step.at;
         }
@@ -79,11 +65,8 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
         now += *wait;
         EXPECT_EQ(guard.takeDue(now), Ids{7});
     }
-    const std::vector<std::uint64_t> expected = {0, 0, 0, 0, 0, 1'000, 2'000, 4'000, 8'000, 8'000, 8'000};
-    EXPECT_EQ(waits, expected);
-
-    // A run that got going was enforcing: its end is followed at once, and
-    // the quick ends before it no longer count.
+    EXPECT_EQ(waits, (std::vector<std::uint64_t>{0, 0, 0, 0, 0, 1'000, 2'000, 4'000, 8'000, 8'000, 8'000}));
+    // A run that got going was enforcing: its end is followed at once, and the quick ends before it no longer count.
     for (const std::uint64_t ran : {kGuardQuickRunMs, std::uint64_t{100}, std::uint64_t{100}}) {
         now += ran;
         EXPECT_EQ(guard.programEnded(7, now), 0u) << ran;
@@ -91,8 +74,7 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
     }
 }
 
-// The session comes from the system, never from the request: the exit of
-// one session's administrator leaves the others guarded.
+// The session comes from the system, never from the request.
 TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
     Guard guard;
     guard.signedIn(1, 0);
