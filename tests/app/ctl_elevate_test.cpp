@@ -1,6 +1,4 @@
-// Writes from a process without administrator rights go through the consent
-// prompt: which lines ask, and what comes back from the elevated run. The
-// fake elevator's "elevated run" is runCtl itself, in this process.
+// Writes without administrator rights go through the consent prompt; the fake's elevated run is runCtl here.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,8 +10,7 @@
 namespace ombrix::app {
 namespace {
 
-class FakeElevator final : public Elevator {
-public:
+struct FakeElevator final : Elevator {
     std::optional<std::string> privateFolder(std::string& error) override {
         error = folderError;
         const auto folder = root / ("relay" + std::to_string(runs.size()));
@@ -29,7 +26,6 @@ public:
         CtlEnvironment env{registry, platform::realFileSystem(), system, none, ignored, ignored};
         return {outcome, runCtl(args, env), {}};
     }
-
     std::filesystem::path root;
     Run::Outcome outcome = Run::Outcome::Refused;
     std::string folderError;
@@ -39,8 +35,7 @@ public:
     test::FakeSystem system;
 };
 
-class CtlElevate : public CtlFixture {
-protected:
+struct CtlElevate : CtlFixture {
     CtlElevate() : CtlFixture("") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
         fake.root = dir.path() / "elevations";
@@ -52,23 +47,19 @@ protected:
 };
 
 TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
-    // '-' runs here; 'r' asks and relays; 'i' hands standard input over too;
-    // 'c' asks for typing in the elevated run's own console.
+    // '-' runs here; 'r' asks and relays; 'i' hands standard input over too; 'c' types in the run's own console.
     const std::pair<std::vector<std::string>, char> cases[] = {
-        {{"profiles"}, '-'},          {{"profile", "show", "#1"}, '-'}, {{"check", "#1", "-"}, '-'},
-        {{"password", "check"}, '-'}, {{"slots", "show"}, '-'},          {{"export", "#1", dir.file("o.ox")}, '-'},
-        {{"restore"}, '-'},           {{"option", "nopopup"}, '-'},     {{"autostart"}, '-'},
-        {{"log", "show"}, '-'},       {{"profile", "frobnicate"}, '-'}, {{"upgrade"}, 'r'},
-        {{"profile", "add", "N"}, 'r'}, {{"use", "#1"}, 'r'},            {{"site", "add", "#1", "a.org"}, 'r'},
-        {{"window", "add", "#1", "-"}, 'i'}, {{"password", "set"}, 'c'}, {{"slots", "off"}, 'r'},
-        {{"import", dir.file("p.ox")}, 'r'}, {{"log", "clear"}, 'r'},    {{"protect"}, 'r'},
-        {{"option", "keyboard", "on"}, 'r'}, {{"autostart", "off"}, 'r'},
+        {{"profiles"}, '-'},           {{"profile", "show", "#1"}, '-'},     {{"password", "check"}, '-'},
+        {{"slots", "show"}, '-'},      {{"option", "nopopup"}, '-'},         {{"autostart"}, '-'},
+        {{"log", "show"}, '-'},        {{"profile", "add", "N"}, 'r'},       {{"use", "#1"}, 'r'},
+        {{"site", "add", "#1", "a.org"}, 'r'}, {{"window", "add", "#1", "-"}, 'i'}, {{"password", "set"}, 'c'},
+        {{"slots", "off"}, 'r'},       {{"log", "clear"}, 'r'},              {{"option", "keyboard", "on"}, 'r'},
+        {{"autostart", "off"}, 'r'},
     };
     const auto before = readWholeFile(db);
     for (const auto& [line, how] : cases) {
         SCOPED_TRACE(line[0] + " " + (line.size() > 1 ? line[1] : ""));
-        fake.runs.clear();
-        fake.consoles.clear();
+        fake.runs.clear(), fake.consoles.clear();
         const int status = run(line, "Segreta1\n");
         ASSERT_EQ(fake.runs.size(), how == '-' ? 0u : 1u);
         if (how == '-') continue;
@@ -92,10 +83,8 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
 }
 
 TEST_F(CtlElevate, TheElevatedRunsOutputAndStatusComeBackOrWhyItDidNotRun) {
-    fake.outcome = Elevator::Run::Outcome::Ended;
-    fake.system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // the elevated run never asks again
-    EXPECT_EQ(run({"site", "add", "#1", "-"}, "a.org\nb.org\na.org\n"), kOk) << err.str();
-    EXPECT_EQ(out.str(), "added 2, duplicates skipped 1\n");
+    fake.outcome = Elevator::Run::Outcome::Ended, fake.system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // it never asks again
+    EXPECT_EQ(said({"site", "add", "#1", "-"}, "a.org\nb.org\na.org\n"), "0 added 2, duplicates skipped 1\n");
     EXPECT_EQ(run({"profile", "add", "nessuna restrizione"}), kRefused);
     EXPECT_EQ(err.str().rfind("0021: ", 0), 0u) << err.str();
     EXPECT_TRUE(std::filesystem::is_empty(fake.root)) << "the relay's folders are removed";

@@ -1,6 +1,7 @@
 // ombrixctl check, log and trace, on a store file as an administrator's script uses them.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <sstream>
 
@@ -12,8 +13,7 @@
 namespace ombrix::app {
 namespace {
 
-class CtlEnforce : public CtlFixture {
-protected:
+struct CtlEnforce : CtlFixture {
     CtlEnforce() : CtlFixture("0238=Data iniziale mancante\r\n0242=Data finale errata\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
         sql(db,
@@ -28,26 +28,21 @@ protected:
 };
 
 TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
-    const struct {
-        const char *profile, *address, *line;
-    } cases[] = {
+    const std::array<const char*, 3> cases[] = {
         {"Scuola", "https://www.giochi.it/poker/tavolo", "blocked 0181 giochi.it/poker\n"},
-        {"Chiosco", "https://it.wikipedia.org/", "blocked 0182\n"},
         {"#3", "https://wikipedia.org/wiki/Roma", "allowed wikipedia.org\n"},
         {"2", "http://sette.it/", "blocked 0180 *sette\n"},  // the profile named "2", not identifier 2
         {"#1", "http://sette.it/", "allowed\n"},             // the delivered profile enforces nothing
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(run({"check", c.profile, c.address}), kOk) << err.str();
-        EXPECT_EQ(out.str(), c.line) << c.profile << " " << c.address;
+    for (const auto& [profile, address, line] : cases) {
+        EXPECT_EQ(said({"check", profile, address}), "0 " + std::string(line)) << profile << " " << address;
     }
-    EXPECT_EQ(run({"check", "Chiosco", "-"}, "https://scuola.it/\r\nhttps://video.example/\n\nabout:blank\nlast"), kOk);
-    EXPECT_EQ(out.str(), "allowed .scuola.it\nblocked 0182\nallowed\nallowed\nblocked 0182\n");
+    EXPECT_EQ(said({"check", "Chiosco", "-"}, "https://scuola.it/\r\nhttps://video.example/\n\nabout:blank\nlast"),
+              "0 allowed .scuola.it\nblocked 0182\nallowed\nallowed\nblocked 0182\n");
     const std::string input = "https://giochi.it/\nhttp://x.org/?q=casino\n\nhttps://news.poker.com/\tx\n";
-    EXPECT_EQ(run({"check", "--blocked-only", "Scuola", "-"}, input), kOk);
-    EXPECT_EQ(out.str(), "2\thttp://x.org/?q=casino\t0180 *casino\n4\thttps://news.poker.com/\\tx\t0182 .Poker.com\n");
-    EXPECT_EQ(run({"check", "--count", "--count", "Scuola", "-"}, input), kOk);
-    EXPECT_EQ(out.str(), "checked 4, blocked 2, allowed 2\n");
+    EXPECT_EQ(said({"check", "--blocked-only", "Scuola", "-"}, input),
+              "0 2\thttp://x.org/?q=casino\t0180 *casino\n4\thttps://news.poker.com/\\tx\t0182 .Poker.com\n");
+    EXPECT_EQ(said({"check", "--count", "--count", "Scuola", "-"}, input), "0 checked 4, blocked 2, allowed 2\n");
     refused({"check", "--count", "--blocked-only", "Scuola", "-"}, "ombrixctl:", input, kUsage);
     refused({"check", "Scuola"}, "ombrixctl:", {}, kUsage);
 }
@@ -55,23 +50,19 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
 // A damaged list is never an empty one: the store's error, not "allowed".
 TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
     const auto pristine = readWholeFile(db).value();
-    for (const auto& [damage, error] : {std::pair{"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietati"},
-                                        {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column"}}) {
+    for (const auto& [damage, error] : {std::pair{"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietatiConsentiti\n"},
+                                        {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column: SitiProibiti\n"}}) {
         test::writeFile(db, pristine);
         sql(db, damage);
-        EXPECT_EQ(run({"check", "#2", "http://www.poker.com/"}), kRefused) << damage;
-        EXPECT_EQ(out.str(), "");
-        EXPECT_NE(err.str().find(error), std::string::npos) << err.str();
+        EXPECT_EQ(said({"check", "#2", "http://www.poker.com/"}), "1 ombrixctl: cannot read the database: " + std::string(error));
     }
 }
 
-struct FailingOutput : std::streambuf {
-    int overflow(int) override { return traits_type::eof(); }
-};
-
 // Results that cannot be written are reported: a script learns they were lost.
 TEST_F(CtlEnforce, AnOutputThatCannotBeWrittenExitsOne) {
-    FailingOutput full;
+    struct : std::streambuf {
+        int overflow(int) override { return traits_type::eof(); }
+    } full;
     std::ostream sink(&full);
     std::istringstream in("http://a.it/\nhttp://b.it/\n");
     CtlEnvironment env{registry, platform::realFileSystem(), system, in, sink, err};
@@ -91,16 +82,14 @@ TEST_F(CtlEnforce, LogShowsNewestFirstWithinTheRangeAndClears) {
                                                  {"log", "show", "--da", "01/01/2024"}, {"log", "clear", "x"}}) {
         refused(args, "ombrixctl:", {}, kUsage);
     }
-    EXPECT_EQ(run({"log", "clear"}), kOk);
-    EXPECT_EQ(run({"log", "show"}), kOk);
+    EXPECT_TRUE(run({"log", "clear"}) == kOk && run({"log", "show"}) == kOk);
     EXPECT_EQ(out.str(), "") << "the store's old rows were copied once";
     core::Database store;
     ASSERT_TRUE(store.open(db));
     EXPECT_EQ(store.scalar("SELECT count(*) FROM LogSiti;").toInteger(), 5) << "and stay in the store";
 }
 
-// The log and the trace are files beside the store named by --db; the trace,
-// which any user may write, is shown with its controls escaped.
+// The log and the trace are files beside the store named by --db; the trace, which any user may write, is escaped.
 TEST_F(CtlEnforce, LogAndTraceAreTheFilesBesideTheStore) {
     const std::string folder = dir.file("Registro") + platform::pathSeparator();
     test::writeFile(folder + "LogSiti.db", std::string(4096, 'x'));
@@ -108,13 +97,10 @@ TEST_F(CtlEnforce, LogAndTraceAreTheFilesBesideTheStore) {
     EXPECT_EQ(err.str().rfind("0350: ", 0), 0u) << err.str();
     EXPECT_NE(err.str().find(folder + "LogSiti.db"), std::string::npos) << err.str();
     EXPECT_EQ(readWholeFile(folder + "LogSiti.db").value(), std::string(4096, 'x'));
-
     const std::string trace = folder + "ombrix-trace.txt";
-    ASSERT_EQ(run({"trace"}), kOk);
-    EXPECT_EQ(out.str(), trace + "\n");
+    EXPECT_EQ(said({"trace"}), "0 " + trace + "\n");
     test::writeFile(trace, "planted \x1b[2J C:\\Dati\r\n");
-    ASSERT_EQ(run({"trace", "show"}), kOk);
-    EXPECT_EQ(out.str(), "planted \\x1b[2J C:\\Dati\n");
+    EXPECT_EQ(said({"trace", "show"}), "0 planted \\x1b[2J C:\\Dati\n");
     platform::setTraceFolder({}, {});
 }
 

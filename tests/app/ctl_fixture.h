@@ -1,6 +1,5 @@
 #pragma once
-// ombrixctl run in-process on files in a fresh folder: the folder stands for
-// the program's own, with a language file holding the texts a test gives.
+// ombrixctl run in-process in a fresh folder, the program's own, with a language file of the texts a test gives.
 
 #include <gtest/gtest.h>
 
@@ -27,18 +26,20 @@ protected:
     // Exit status; what was printed is in out and err.
     int ctl(const std::vector<std::string>& args, const std::string& input = {}) {
         std::istringstream in(input);
-        out.str({});
-        err.str({});
+        out.str({}), err.str({});
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        env.elevator = elevator;
-        env.folderAccess = folderAccess;
-        env.guard = guard;
+        env.elevator = elevator, env.folderAccess = folderAccess, env.guard = guard;
         return runCtl(args, env);
     }
     // ombrixctl --db db ARGS...
     int run(std::vector<std::string> args, const std::string& input = {}) {
         args.insert(args.begin(), {"--db", db});
         return ctl(args, input);
+    }
+    // The exit status, a space, then standard output and error.
+    std::string said(const std::vector<std::string>& args, const std::string& input = {}) {
+        const int status = run(args, input);
+        return std::to_string(status) + " " + out.str() + err.str();
     }
     // A refusal: its status, what standard error starts with, and the store's file as it was.
     void refused(const std::vector<std::string>& args, const std::string& said, const std::string& input = {},
@@ -49,7 +50,7 @@ protected:
         EXPECT_EQ(out.str(), "");
         EXPECT_TRUE(readWholeFile(db) == before) << args[0] << ": the store changed";
     }
-    // Statements run on a store file, as another tool would run them.
+    // Statements run on a store file as another tool would.
     static void sql(const std::string& path, const std::string& statements) {
         core::Database d;
         ASSERT_TRUE(d.open(path) && d.exec(statements)) << d.lastError();

@@ -69,32 +69,27 @@ TEST_F(CtlInstall, ProtectSetsTheFoldersAccessAndStopsAtTheFirstFailure) {
     refused({"protect"}, "0090: Database non trovato " + db + "\n");
     ASSERT_TRUE(core::createDeliveredDatabase(db));
     for (int twice = 0; twice < 2; ++twice) {  // an existing log folder is fine
-        ASSERT_EQ(run({"protect"}), kOk) << err.str();
-        EXPECT_EQ(out.str(), "read-only for users\t" + own + "\nwritable for users\t" + logFolder + "\n");
+        EXPECT_EQ(said({"protect"}), "0 read-only for users\t" + own + "\nwritable for users\t" + logFolder + "\n");
     }
     std::filesystem::remove(logFolder);
     fake.refused[own] = "Access is denied.";
-    EXPECT_EQ(run({"protect"}), kRefused);
-    EXPECT_EQ(err.str(), "0345: The access list of the folder could not be set: " + own + ": Access is denied.\n");
+    EXPECT_EQ(said({"protect"}), "1 0345: The access list of the folder could not be set: " + own + ": Access is denied.\n");
     EXPECT_FALSE(std::filesystem::exists(logFolder)) << "nothing after the store's folder";
     fake.refused.clear();
     test::writeFile(logFolder, "a file in the way");
-    EXPECT_EQ(run({"protect"}), kRefused);
-    EXPECT_EQ(err.str(), "0346: The log folder could not be created: " + logFolder + "\n");
+    EXPECT_EQ(said({"protect"}), "1 0346: The log folder could not be created: " + logFolder + "\n");
 }
 
 TEST_F(CtlInstall, RestoreGivesBackWhatTheJournalHoldsOneLineEach) {
     const std::string journal = dir.file(core::kJournalFileName);
-    EXPECT_EQ(run({"restore"}), kOk);
-    EXPECT_EQ(out.str(), "nothing to restore\n");
+    EXPECT_EQ(said({"restore"}), "0 nothing to restore\n");
     registry.writeDword(RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, 3);
     using enum SavedSetting::Kind;
     test::writeFile(journal, core::serialiseJournal(
         {{Registry, RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, SavedSetting::Value::Absent, ""},
          {DefaultPrinter, RegRoot::CurrentUser, "", "", SavedSetting::Value::Text, "Old,drv,LPT1:"}}));
-    EXPECT_EQ(run({"restore"}), kRefused) << "no printers here";
-    EXPECT_EQ(out.str(), "restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = (removed)\n");
-    EXPECT_EQ(err.str(), "ombrixctl: not restored, kept in the journal: default printer = \"Old,drv,LPT1:\"\n");
+    EXPECT_EQ(said({"restore"}), "1 restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = "
+                                 "(removed)\nombrixctl: not restored, kept in the journal: default printer = \"Old,drv,LPT1:\"\n");
     EXPECT_EQ(core::parseJournal(*readWholeFile(journal))->size(), 1u);
     test::writeFile(journal, "ombrix machine journal 1\nregistry\tHKCU");
     EXPECT_EQ(run({"restore"}), kRefused);
@@ -151,8 +146,7 @@ TEST_F(CtlFixture, ServiceStatusStartStopAndStandDown) {
 TEST_F(CtlFixture, OptionsShowAndSetAndAStoreWithoutTheColumnIsSaid) {
     ASSERT_TRUE(core::createDeliveredDatabase(db));
     EXPECT_TRUE(run({"option", "keyboard", "on"}) == kOk && run({"option", "noprint", "off"}) == kOk);
-    ASSERT_EQ(run({"option"}), kOk);
-    EXPECT_EQ(out.str(), "keyboard on\nnopopup off\nnoprint off\n");
+    EXPECT_EQ(said({"option"}), "0 keyboard on\nnopopup off\nnoprint off\n");
     refused({"option", "colour", "on"}, "ombrixctl:", {}, kUsage);
     refused({"option", "keyboard", "si"}, "ombrixctl:", {}, kUsage);
     // A store of an older structure has no such column: said, and nothing written.

@@ -13,8 +13,7 @@ namespace {
 
 namespace policy = core::policy;
 
-class CtlSlots : public CtlFixture {
-protected:
+struct CtlSlots : CtlFixture {
     CtlSlots() : CtlFixture(test::scheduleTexts()) {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
         sql(db, "INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'Chiosco'), (4, '" +
@@ -47,12 +46,9 @@ TEST_F(CtlSlots, SetClearFallbackAndTheSwitch) {
     EXPECT_EQ(out.str(), std::string("FasceOrarie\ton\n1\t08:00\t12:00\tScuola\n2\t12:00\t13:00:15\t") + test::kEmpty +
                              "\n3\t13:30\t14:00\tChiosco\nProfiloFasceNonDefinite\tNessuna restrizione\n");
     // Switched on, no fallback profile is said to block every page outside the slots.
-    EXPECT_EQ(slots({"fallback", "-"}), kOk);
-    EXPECT_EQ(err.str(), "0356: T0356\n");
+    EXPECT_TRUE(slots({"fallback", "-"}) == kOk && err.str() == "0356: T0356\n");
     refused({"slots", "clear", "2"}, "0276: ");  // slot 3 would stand without slot 2
-    EXPECT_EQ(slots({"clear", "3"}), kOk) << err.str();
-    EXPECT_EQ(slots({"clear", "2"}), kOk) << err.str();
-    EXPECT_EQ(slots({"off"}), kOk);
+    EXPECT_TRUE(slots({"clear", "3"}) == kOk && slots({"clear", "2"}) == kOk && slots({"off"}) == kOk) << err.str();
     EXPECT_EQ(slots({"show"}), kOk);
     EXPECT_EQ(out.str(), "FasceOrarie\toff\n1\t08:00\t12:00\tScuola\n2\t-\t-\t-\n3\t-\t-\t-\nProfiloFasceNonDefinite\t-\n");
 }
@@ -64,16 +60,16 @@ TEST_F(CtlSlots, RefusalsNameTheEditorsMessagesAndStoreNothing) {
         const char* said;
         int status = kRefused;
     } cases[] = {
-        {{"slots", "set", "4", "12:00", "12:30", "-"}, "ombrixctl: the slot is 1, 2 or 3", kUsage},
-        {{"slots", "clear", "0"}, "ombrixctl: the slot is 1, 2 or 3", kUsage},
-        {{"slots", "set", "1", "12:00"}, "ombrixctl: slots set: wrong arguments", kUsage},
-        {{"slots", "show", "1"}, "ombrixctl: slots show: wrong arguments", kUsage},
-        {{"slots", "on", "1"}, "ombrixctl: slots on: wrong arguments", kUsage},
-        {{"slots", "fallback"}, "ombrixctl: slots fallback: wrong arguments", kUsage},
-        {{"slots", "fallback", "Nessuno"}, "ombrixctl: no profile is named Nessuno"},
-        {{"slots", "sometimes"}, "ombrixctl: slots sometimes", kUsage},
+        {{"set", "4", "12:00", "12:30", "-"}, "the slot is 1, 2 or 3", kUsage},
+        {{"clear", "0"}, "the slot is 1, 2 or 3", kUsage},
+        {{"set", "1", "12:00"}, "slots set: wrong arguments", kUsage},
+        {{"show", "1"}, "slots show: wrong arguments", kUsage},
+        {{"on", "1"}, "slots on: wrong arguments", kUsage},
+        {{"fallback"}, "slots fallback: wrong arguments", kUsage},
+        {{"fallback", "Nessuno"}, "no profile is named Nessuno"},
+        {{"sometimes"}, "slots sometimes", kUsage},
     };
-    for (const auto& c : cases) refused(c.args, c.said, {}, c.status);
+    for (auto c : cases) c.args.insert(c.args.begin(), "slots"), refused(c.args, "ombrixctl: " + std::string(c.said), {}, c.status);
 }
 
 TEST_F(CtlSlots, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
@@ -89,13 +85,11 @@ TEST_F(CtlSlots, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
     EXPECT_EQ(line(policy::kAdminPasswordHash), "AdminPasswordHash\tstore\tnot set");
     // Backslashes escaped, as everything ombrixctl prints from outside.
     EXPECT_EQ(line(policy::kManagedProfilesPath), "ManagedProfilesPath\tpolicy\t" R"(\\\\server\\ombrix\\scuola.txt)");
-    EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos)
-        << err.str();
+    EXPECT_NE(err.str().find("AdminPasswordHash (\"...\") is not used: not a password hash"), std::string::npos) << err.str();
     EXPECT_EQ(err.str().find("segreta"), std::string::npos) << "what stands for a password is never shown";
 }
 
-// While the policy sets a value, a change of the store's is refused with
-// the value's name, and the store and the Run entry stay as they were.
+// While the policy sets a value, a change is refused with its name; the store and the Run entry stay as they were.
 TEST_F(CtlSlots, ChangesToWhatThePolicySetsAreRefused) {
     const struct {
         std::string_view value;

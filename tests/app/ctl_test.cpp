@@ -16,26 +16,20 @@ namespace {
 struct Ctl : CtlFixture {
     Ctl() : CtlFixture("0090=Database non trovato\r\n") {}
 };
-
 TEST_F(Ctl, UsageInitAndTheCopyEachWriteKeeps) {
     for (const std::vector<std::string>& wrong : {std::vector<std::string>{"frobnicate"}, {"--db"}, {"init", ""},
                                                   {"--colour", "upgrade"}, {"--db", db, "upgrade", "x"}}) {
         EXPECT_EQ(ctl(wrong), kUsage) << wrong.size();
     }
-    EXPECT_EQ(ctl({"--version"}), kOk);
-    EXPECT_EQ(out.str(), "ombrixctl " OMBRIX_VERSION "\n");
+    EXPECT_TRUE(ctl({"--version"}) == kOk && out.str() == "ombrixctl " OMBRIX_VERSION "\n");
     test::writeFile(db + ".new", "di qualcun altro");
     EXPECT_EQ(ctl({"init", db}), kRefused) << "another's file is never deleted";
     std::filesystem::rename(db + ".new", db + ".x");
     ASSERT_EQ(ctl({"init", db}), kOk);
     EXPECT_EQ(ctl({"init", db}), kRefused) << "an existing file is never overwritten";
-
-    // A write that went through is copied beside the store (what a lost store
-    // falls back on); a read makes no copy.
+    // A write that went through is copied beside the store (what a lost store falls back on); a read is not.
     const std::string copy = dir.file("DataBase.copia.db");
-    EXPECT_EQ(run({"profiles"}), kOk);
-    EXPECT_EQ(out.str(), "1\tNessuna restrizione\n");
-    EXPECT_FALSE(std::filesystem::exists(copy));
+    EXPECT_TRUE(run({"profiles"}) == kOk && out.str() == "1\tNessuna restrizione\n" && !std::filesystem::exists(copy));
     test::writeFile(copy, "no database");  // a damaged copy is made anew
     EXPECT_EQ(run({"process", "add", "#1", "gioco.exe"}), kOk);
     core::Database d;
@@ -43,20 +37,15 @@ TEST_F(Ctl, UsageInitAndTheCopyEachWriteKeeps) {
     EXPECT_EQ(d.scalar("SELECT group_concat(Processo) FROM ProcessiVietati;").toText(), "gioco.exe");
 }
 
-// The upgrade's own rules are the store's: here, what the command says, and
-// that a refusal writes nothing.
+// The upgrade's own rules are the store's: here, what the command says, and that a refusal writes nothing.
 TEST_F(Ctl, UpgradeSaysWhatItDidOrWhyNotAndChangesNothingWhenItFails) {
     test::writeFile(db, "");
     sql(db, "CREATE TABLE Ricette (Nome TEXT);");
     refused({"upgrade"}, "0315: The file is not an Ombrix database: ");
     test::writeFile(db, "");
     sql(db, std::string(test::oldestSchemaSql()));
-    for (const char* said : {"upgraded\n", "up to date\n"}) {
-        EXPECT_EQ(run({"upgrade"}), kOk);
-        EXPECT_EQ(out.str(), said);
-    }
-    EXPECT_EQ(run({"profiles"}), kOk);
-    EXPECT_EQ(out.str(), "1\tScuola\n2\tChiosco\n");
+    for (const char* said : {"upgraded\n", "up to date\n"}) EXPECT_TRUE(run({"upgrade"}) == kOk && out.str() == said);
+    EXPECT_TRUE(run({"profiles"}) == kOk && out.str() == "1\tScuola\n2\tChiosco\n");
     // A store another writer holds is refused after the wait, not "up to date".
     test::writeFile(db, "");
     sql(db, std::string(test::oldestSchemaSql()));
@@ -80,8 +69,7 @@ TEST_F(Ctl, MessagesAreTheLanguagesAndAMissingOrForeignStoreIsRefused) {
     EXPECT_NE(err.str().find("cannot open"), std::string::npos);
 }
 
-// Text from the store or the input, printed, can neither forge a line or a
-// field nor turn the rest of the line around or be read as a terminal's command.
+// Printed text can neither forge a line or a field nor turn the rest around or command a terminal.
 TEST(Printable, EscapesWhatCouldForgeOrHideWhatFollows) {
     const std::pair<std::string, std::string> cases[] = {
         {"Scuola 3\xC2\xAA caff\xC3\xA8 \xE2\x82\xAC", "Scuola 3\xC2\xAA caff\xC3\xA8 \xE2\x82\xAC"},
@@ -96,20 +84,15 @@ TEST(Printable, EscapesWhatCouldForgeOrHideWhatFollows) {
     for (const auto& [text, shown] : cases) EXPECT_EQ(printable(text), shown) << shown;
 }
 
-// Keeps each write apart; takes at most `room` bytes in all.
-struct Writes final : std::streambuf {
-    std::vector<std::string> writes;
-    std::size_t room = std::string::npos;
-    std::streamsize xsputn(const char* s, std::streamsize n) override {
-        const auto taken = std::min<std::size_t>(static_cast<std::size_t>(n), room);
-        room -= taken;
-        writes.emplace_back(s, taken);
-        return static_cast<std::streamsize>(taken);
-    }
-};
-
 TEST(BlockOutput, WritesWholeLinesInBlocksAndTheRestOnAFlushAndATargetThatTakesLessFailsTheStream) {
-    Writes target;
+    struct : std::streambuf {  // each write apart; at most `room` bytes in all
+        std::vector<std::string> writes;
+        std::size_t room = std::string::npos;
+        std::streamsize xsputn(const char* s, std::streamsize n) override {
+            const auto taken = std::min<std::size_t>(static_cast<std::size_t>(n), room);
+            return room -= taken, writes.emplace_back(s, taken), static_cast<std::streamsize>(taken);
+        }
+    } target;
     BlockOutput block(target, 8);
     std::ostream out(&block);
     out << "ab\ncd\nefg";
@@ -117,8 +100,7 @@ TEST(BlockOutput, WritesWholeLinesInBlocksAndTheRestOnAFlushAndATargetThatTakesL
     out << "hijklmnopq" << "\n" << std::flush;  // no line end within a block: it goes out as it comes
     EXPECT_EQ(target.writes, (std::vector<std::string>{"ab\ncd\n", "efghijkl", "mnopq\n"}));
     target.room = 3;
-    out << "ab\ncd\n";
-    EXPECT_TRUE(out);
+    EXPECT_TRUE(out << "ab\ncd\n");
     out.flush();
     EXPECT_FALSE(out);
 }

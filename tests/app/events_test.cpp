@@ -14,10 +14,7 @@ using platform::EventLevel;
 using Written = test::FakeEventLog::Written;
 
 struct Started : test::ProgramRig {
-    Started() {
-        EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running);
-        eventLog.written.clear();
-    }
+    Started() { EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running); eventLog.written.clear(); }
     void show(test::FakeBrowsers::Browser& browser, const std::string& address) {
         browsers.open(browser, address);
         host.onTimer(TimerId::SiteCheck);
@@ -34,10 +31,8 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
     } cases[] = {
         {"a forbidden program ended, a forbidden window closed",
          [](Started& r) {
-             r.processes.start("gioco.exe");
-             r.windows.add("Chat");
-             r.host.onTimer(TimerId::ForbiddenProcesses);
-             r.host.onTimer(TimerId::CloseWindows);
+             r.processes.start("gioco.exe"), r.windows.add("Chat");
+             r.host.onTimer(TimerId::ForbiddenProcesses), r.host.onTimer(TimerId::CloseWindows);
          },
          {{EventLevel::Information, 1000, {"gioco.exe", "Classe"}}, {EventLevel::Information, 1001, {"Chat", "Classe"}}}},
         // Cut as the log cuts it; "%%" and digits the event viewer would read as a parameter reference.
@@ -50,8 +45,7 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
          {{EventLevel::Warning, 3001, {}}, {EventLevel::Information, 3000, {}}}},
         {"a policy value the program cannot use",
          [](Started& r) {
-             r.registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey,
-                                    core::policy::kProfileInUse, "Nessuno");
+             r.registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey, core::policy::kProfileInUse, "Nessuno");
              r.controller.policyChanged();
          },
          {{EventLevel::Warning, 2100, {"ProfileInUse", "no profile has this name"}}}},
