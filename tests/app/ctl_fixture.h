@@ -37,10 +37,9 @@ protected:
         return ctl(args, input);
     }
     // The exit status, a space, then standard output and error.
-    std::string said(const std::vector<std::string>& args, const std::string& input = {}) {
-        const int status = run(args, input);
-        return std::to_string(status) + " " + out.str() + err.str();
-    }
+    std::string shown(int status) { return std::to_string(status) + " " + out.str() + err.str(); }
+    std::string said(const std::vector<std::string>& args, const std::string& input = {}) { return shown(run(args, input)); }
+    bool begins(const std::vector<std::string>& args, const std::string& start) { return said(args).rfind(start, 0) == 0; }
     // A refusal: its status, what standard error starts with, and the store's file as it was.
     void refused(const std::vector<std::string>& args, const std::string& said, const std::string& input = {},
                  int status = kRefused) {

@@ -84,14 +84,10 @@ TEST_F(CtlProfiles, AProfileMovesToAnotherStoreAndRefusalsStoreNothing) {
     const std::string other = dir.file("b.db"), file = dir.file("scuola.OX");
     ASSERT_TRUE(ctl({"init", other}) == kOk && run({"profile", "add", "Scuola"}) == kOk);
     ASSERT_EQ(run({"site", "add", "Scuola", "scuola.it", ".wiki.org"}), kOk);
-    ASSERT_EQ(run({"export", "scuola", file}), kOk) << err.str();
-    EXPECT_EQ(err.str(), "0053: T0053ScuolaT0054\n");
-    ASSERT_EQ(ctl({"--db", other, "import", file}), kOk) << err.str();
-    EXPECT_EQ(out.str(), "2\tScuola\n");
-    ASSERT_EQ(run({"profile", "show", "Scuola"}), kOk);
-    const std::string shown = out.str();
-    ASSERT_EQ(ctl({"--db", other, "profile", "show", "Scuola"}), kOk);
-    EXPECT_EQ(out.str(), shown);
+    EXPECT_EQ(said({"export", "scuola", file}), "0 0053: T0053ScuolaT0054\n");
+    EXPECT_EQ(shown(ctl({"--db", other, "import", file})), "0 2\tScuola\n");
+    const std::string here = said({"profile", "show", "Scuola"});
+    EXPECT_EQ(shown(ctl({"--db", other, "profile", "show", "Scuola"})), here);
     refused({"import", file}, "0050: T0050Scuola.\n");
     refused({"export", "Scuola", dir.file("no") + "/x.ox"}, "0");
 }
