@@ -22,18 +22,12 @@ struct FakeStarter final : ElevatedStarter {
     ElevatedOutcome runControl(const std::vector<std::string>&) override { return outcome; }
 };
 
-class AdministrationTest : public ::testing::Test, protected test::ControllerRig {
-protected:
+struct AdministrationTest : ::testing::Test, test::ControllerRig {
     AdministrationTest() : ControllerRig("0343=serve un amministratore\r\n0344=non fatto:\r\n") {
         sql("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Laboratorio');");
         controller.setProfileLists(&lists);
         EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running);
         journal.entries.clear();
-    }
-    std::vector<MessageId> shownIds() const {
-        std::vector<MessageId> ids;
-        for (const auto& m : dialogs.shown) ids.push_back(m.messageId);
-        return ids;
     }
     bool copyKept() const { return std::filesystem::exists(dir.path() / "DataBase" / "DataBase.copia.db"); }
 
@@ -57,29 +51,22 @@ TEST_F(AdministrationTest, WithoutRightsFormsOpenElevatedAndTheProgramTakesWhatC
     EXPECT_EQ(mainForm, (std::vector<bool>{false, true, false, true}));
     EXPECT_TRUE(here.empty() && dialogs.shown.empty());
     EXPECT_FALSE(copyKept()) << "the store's copy is the elevated form's to keep";
-    starter.meanwhile = nullptr;
-    starter.outcome.exitCode = kAdminUnsaved;  // the options form closed without a new password
+    starter.meanwhile = nullptr, starter.outcome.exitCode = kAdminUnsaved;  // options closed without a new password
     EXPECT_FALSE(forms.open(AdminForm::Options));
-
     starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, "cancelled"};
     EXPECT_FALSE(forms.open(AdminForm::Log));
     EXPECT_TRUE(controller.logSwitch()) << "the switch stays as it was";
     starter.outcome = {ElevatedOutcome::Outcome::Failed, 1, "Impossibile trovare il file specificato."};
     EXPECT_FALSE(forms.open(AdminForm::Profiles));
-    ASSERT_EQ(shownIds(), (std::vector{msg::NeedsWindowsAdministrator, MessageId{}}));
-    EXPECT_EQ(dialogs.shown[0].text + "|" + dialogs.shown[1].text,
-              "serve un amministratore|Impossibile trovare il file specificato.");
+    ASSERT_EQ(dialogs.shown.size(), 2u);
+    EXPECT_EQ(dialogs.shown[0].messageId, msg::NeedsWindowsAdministrator);
+    EXPECT_EQ(dialogs.shown[0].text + "|" + dialogs.shown[1].text, "serve un amministratore|Impossibile trovare il file specificato.");
     EXPECT_TRUE(journal.inOrder({"view profiles", "load processes"})) << "the editor's timers are back on";
     // Elevated, the forms open here, unless the tests act as a pupil.
-    starter.started.clear();
-    starter.outcome = {ElevatedOutcome::Outcome::Ended, 0, {}};
-    system.isElevated = true;
-    EXPECT_TRUE(forms.open(AdminForm::Profiles));
-    EXPECT_TRUE(copyKept());
-    EXPECT_EQ(here, std::vector<std::string>{"profili"});
+    starter.started.clear(), starter.outcome = {ElevatedOutcome::Outcome::Ended, 0, {}}, system.isElevated = true;
+    EXPECT_TRUE(forms.open(AdminForm::Profiles) && copyKept() && here == std::vector<std::string>{"profili"});
     system.env["OMBRIX_AS_STANDARD_USER"] = "1";
-    EXPECT_TRUE(forms.open(AdminForm::TimeSlots));
-    EXPECT_EQ(starter.started, std::vector<std::string>{"periodi"});
+    EXPECT_TRUE(forms.open(AdminForm::TimeSlots) && starter.started == std::vector<std::string>{"periodi"});
 }
 
 TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
@@ -94,11 +81,9 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
     };
     for (const auto& [arguments, elevated, expected] : cases) {
         test::FakeSystem system;
-        system.isElevated = elevated;
-        system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // it asks for the prompt, never stands for rights
+        system.isElevated = elevated, system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // asks for the prompt, no rights
         const auto request = administrationRequest(arguments, system);
-        EXPECT_EQ(request ? Request(std::pair(request->form, request->refusal)) : std::nullopt, expected)
-            << arguments.size();
+        EXPECT_EQ(request ? Request(std::pair(request->form, request->refusal)) : std::nullopt, expected) << arguments.size();
     }
 }
 
