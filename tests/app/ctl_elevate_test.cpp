@@ -1,7 +1,6 @@
 // Writes without administrator rights go through the consent prompt; the fake's elevated run is runCtl here.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 
 #include "app/ctl_fixture.h"
@@ -12,14 +11,13 @@ namespace {
 
 struct FakeElevator final : Elevator {
     std::optional<std::string> privateFolder(std::string& error) override {
-        error = folderError;
-        const auto folder = root / ("relay" + std::to_string(runs.size()));
-        if (!error.empty() || !std::filesystem::create_directory(folder)) return std::nullopt;
+        const auto folder = root / ("relay" + std::to_string(runs));
+        if (!(error = folderError).empty() || !std::filesystem::create_directory(folder)) return std::nullopt;
         return pathToUtf8(folder);
     }
     Run run(const std::vector<std::string>& args, bool ownConsole) override {
-        runs.push_back(args);
-        consoles.push_back(ownConsole);
+        ++runs, last = ownConsole ? "console" : "";
+        for (const auto& a : args) last += " " + a;
         if (outcome != Run::Outcome::Ended) return {outcome, 1, "Accesso negato."};
         std::istringstream none;
         std::ostringstream ignored;
@@ -28,9 +26,8 @@ struct FakeElevator final : Elevator {
     }
     std::filesystem::path root;
     Run::Outcome outcome = Run::Outcome::Refused;
-    std::string folderError;
-    std::vector<std::vector<std::string>> runs;
-    std::vector<bool> consoles;
+    std::string folderError, last;  // the last run's line, after "console" when it has its own
+    int runs = 0;
     platform::FileRegistry registry;
     test::FakeSystem system;
 };
@@ -59,27 +56,23 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
     const auto before = readWholeFile(db);
     for (const auto& [line, how] : cases) {
         SCOPED_TRACE(line[0] + " " + (line.size() > 1 ? line[1] : ""));
-        fake.runs.clear(), fake.consoles.clear();
-        const int status = run(line, "Segreta1\n");
-        ASSERT_EQ(fake.runs.size(), how == '-' ? 0u : 1u);
+        const int runs = fake.runs, status = run(line, "Segreta1\n");
+        ASSERT_EQ(fake.runs - runs, how == '-' ? 0 : 1);
         if (how == '-') continue;
-        EXPECT_EQ(status, kRefused);
-        EXPECT_EQ(err.str(), "0340: The administrator's consent was not given: nothing was changed.\n");
-        EXPECT_EQ(std::pair(bool{fake.consoles[0]}, std::count(fake.runs[0].begin(), fake.runs[0].end(), "--input")),
-                  std::pair(how == 'c', std::ptrdiff_t{how == 'i'}));
+        EXPECT_EQ(shown(status), "1 0340: The administrator's consent was not given: nothing was changed.\n");
+        EXPECT_EQ(std::pair(fake.last.starts_with("console"), fake.last.find(" --input ") != std::string::npos),
+                  std::pair(how == 'c', how == 'i')) << fake.last;
     }
     EXPECT_EQ(readWholeFile(db), before) << "a declined consent changes nothing";
     EXPECT_TRUE(std::filesystem::is_empty(fake.root));
-    fake.runs.clear();
+    fake.runs = 0;
     EXPECT_EQ(ctl({"init", dir.file("nuovo.db")}), kOk) << "a new file of the caller's own";
     EXPECT_EQ(ctl({"--elevated", "--db", db, "profile", "add", "Senza"}), kOk) << "came through the prompt";
-    system.isElevated = true;
-    EXPECT_EQ(run({"profile", "add", "Elevato"}), kOk);
-    system.env["OMBRIX_AS_STANDARD_USER"] = "1";
-    EXPECT_EQ(run({"profile", "add", "Standard"}), kRefused) << "the variable only adds a prompt";
+    EXPECT_EQ((system.isElevated = true, run({"profile", "add", "Elevato"})), kOk);
+    EXPECT_EQ((system.env["OMBRIX_AS_STANDARD_USER"] = "1", run({"profile", "add", "Standard"})), kRefused) << "it only adds a prompt";
     elevator = nullptr;
     EXPECT_EQ(run({"profile", "add", "Diretto"}), kOk) << "no elevator: run here, let the system refuse";
-    EXPECT_EQ(fake.runs.size(), 1u) << "only the standard user's";
+    EXPECT_EQ(fake.runs, 1) << "only the standard user's";
 }
 
 TEST_F(CtlElevate, TheElevatedRunsOutputAndStatusComeBackOrWhyItDidNotRun) {
@@ -94,7 +87,7 @@ TEST_F(CtlElevate, TheElevatedRunsOutputAndStatusComeBackOrWhyItDidNotRun) {
         fake.folderError = why == std::string("Disco pieno.") ? why : "";
         EXPECT_EQ(said({"use", "#1"}), "1 0341: The command could not be run with administrator rights: " + std::string(why) + "\n");
     }
-    EXPECT_EQ(fake.runs.size(), 3u);
+    EXPECT_EQ(fake.runs, 3);
 }
 
 }  // namespace

@@ -25,13 +25,12 @@ TEST_F(CtlProfiles, AProfileFromAddToDelete) {
         ASSERT_EQ(run(args), kOk) << args[1] << ": " << err.str();
     }
     ASSERT_TRUE(run({"profile", "copy", "Scuola", "Scuola 2"}) == kOk && run({"profile", "rename", "Scuola 2", "Medie"}) == kOk);
-    ASSERT_EQ(run({"profile", "show", "medie"}), kOk);
-    EXPECT_EQ(out.str(),
-              "id\t3\nname\tMedie\nmode\tnostart\nlist\tallowed\nblock-downloads\ton\nhide-messages\toff\n"
+    EXPECT_EQ(said({"profile", "show", "medie"}),
+              "0 id\t3\nname\tMedie\nmode\tnostart\nlist\tallowed\nblock-downloads\ton\nhide-messages\toff\n"
               "internal-browser\toff\nmax-protection\toff\nfull-screen\ton\nprinter\tPDF\n"
               "homepage\thttp://example.org/start\nsite\thttp://example.org\nsite\t.wiki.org\nsite\t*Giochi\n"
               "process\tgioco.exe\nwindow\tSolitario\n");
-    EXPECT_TRUE(run({"site", "remove", "Medie", "HTTP://EXAMPLE.ORG", "*giochi"}) == kOk && out.str() == "removed 2\n");
+    EXPECT_EQ(said({"site", "remove", "Medie", "HTTP://EXAMPLE.ORG", "*giochi"}), "0 removed 2\n");
     ASSERT_EQ(run({"profile", "delete", "Medie"}), kOk);
     refused({"profile", "show", "Medie"}, "ombrixctl: no profile is named Medie\n");
 }
@@ -45,8 +44,7 @@ TEST_F(CtlProfiles, RefusalsSayTheEditorsMessageAndChangeNothing) {
         std::string input, error;
         int status = kRefused;
     } cases[] = {
-        {{"profile", "add", "SCUOLA"}, "", "0021: T0021\n"},
-        {{"profile", "copy", "Casa", "Scuola"}, "", "0021: T0021\n"},
+        {{"profile", "copy", "Casa", "SCUOLA"}, "", "0021: T0021\n"},
         {{"profile", "set", "Casa", "mode", "chiosco"}, "", "ombrixctl:", kUsage},
         {{"process", "add", "Casa", "ok.exe", "C:\\x.exe", "Y.EXE"}, "",
          "entry 2: 0027: T0027 (C:\\\\x.exe)\nentry 3: 0028: T0028 T0029 T0030 (Y.EXE)\n"},
@@ -75,9 +73,7 @@ TEST_F(CtlProfiles, EveryCommandTakesAProfileTheSameWay) {
     refused({"profile", "show", "4"}, "ombrixctl: no profile is named 4 (an identifier is written #4)\n");
     ASSERT_TRUE(run({"use", "2"}) == kOk && run({"window", "add", "#3", "Sonda"}) == kOk);  // the same elsewhere
     core::Database d;
-    ASSERT_TRUE(d.open(db));
-    EXPECT_EQ(d.scalar("SELECT IDProfiloInUso || (SELECT IDProfilo FROM NomiFinestreVietate) FROM Opzioni;").toText(),
-              "33");
+    EXPECT_EQ(d.open(db) ? d.scalar("SELECT IDProfiloInUso || (SELECT IDProfilo FROM NomiFinestreVietate) FROM Opzioni;").toText() : "", "33");
 }
 
 TEST_F(CtlProfiles, AProfileMovesToAnotherStoreAndRefusalsStoreNothing) {
@@ -103,8 +99,7 @@ TEST_F(CtlProfiles, AManagedProfileRefusesEveryChange) {
     refused({"site", "add", "Aula", "scuola.it"}, "0380: T0380 " + file + "\n");
     refused({"profile", "set", "Aula", "mode", "kiosk"}, "0380: T0380 " + file + "\n");
     test::writeFile(file, "<NOME>\r\nAula\r\n");
-    refused({"managed", "sync"}, "ombrixctl: managed profiles refused, the last good set stays: the managed file is "
-                                 "damaged");
+    refused({"managed", "sync"}, "ombrixctl: managed profiles refused, the last good set stays: the managed file is damaged");
 }
 
 }  // namespace
