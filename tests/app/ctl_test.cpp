@@ -33,25 +33,22 @@ TEST_F(Ctl, UsageInitAndTheCopyEachWriteKeeps) {
     test::writeFile(copy, "no database");  // a damaged copy is made anew
     EXPECT_EQ(run({"process", "add", "#1", "gioco.exe"}), kOk);
     core::Database d;
-    ASSERT_TRUE(d.open(copy, core::Database::Mode::ReadOnly));
-    EXPECT_EQ(d.scalar("SELECT group_concat(Processo) FROM ProcessiVietati;").toText(), "gioco.exe");
+    EXPECT_TRUE(d.open(copy, core::Database::Mode::ReadOnly) &&
+                d.scalar("SELECT group_concat(Processo) FROM ProcessiVietati;").toText() == "gioco.exe");
 }
 
 // The upgrade's own rules are the store's: here, what the command says, and that a refusal writes nothing.
 TEST_F(Ctl, UpgradeSaysWhatItDidOrWhyNotAndChangesNothingWhenItFails) {
-    test::writeFile(db, "");
-    sql(db, "CREATE TABLE Ricette (Nome TEXT);");
+    const auto anew = [&](const std::string& statements) { test::writeFile(db, ""), sql(db, statements); };
+    anew("CREATE TABLE Ricette (Nome TEXT);");
     refused({"upgrade"}, "0315: The file is not an Ombrix database: ");
-    test::writeFile(db, "");
-    sql(db, std::string(test::oldestSchemaSql()));
+    anew(std::string(test::oldestSchemaSql()));
     for (const char* said : {"upgraded\n", "up to date\n"}) EXPECT_TRUE(run({"upgrade"}) == kOk && out.str() == said);
     EXPECT_TRUE(run({"profiles"}) == kOk && out.str() == "1\tScuola\n2\tChiosco\n");
     // A store another writer holds is refused after the wait, not "up to date".
-    test::writeFile(db, "");
-    sql(db, std::string(test::oldestSchemaSql()));
+    anew(std::string(test::oldestSchemaSql()));
     core::Database holder;
-    ASSERT_TRUE(holder.open(db));
-    ASSERT_TRUE(holder.exec("BEGIN IMMEDIATE;"));
+    ASSERT_TRUE(holder.open(db) && holder.exec("BEGIN IMMEDIATE;"));
     EXPECT_TRUE(run({"upgrade"}) == kRefused && err.str().find("locked") != std::string::npos) << err.str();
 }
 
@@ -59,8 +56,7 @@ TEST_F(Ctl, UpgradeSaysWhatItDidOrWhyNotAndChangesNothingWhenItFails) {
 TEST_F(Ctl, MessagesAreTheLanguagesAndAMissingOrForeignStoreIsRefused) {
     EXPECT_EQ(said({"log", "show", "--from", "31/02/2024"}), "1 0240: Correct the start date and try again. 31/02/2024\n");
     EXPECT_TRUE(begins({"profiles"}, "1 0090: Database non trovato"));
-    EXPECT_EQ(run({"upgrade"}), kRefused);
-    EXPECT_FALSE(std::filesystem::exists(db)) << "nothing is created";
+    EXPECT_TRUE(run({"upgrade"}) == kRefused && !std::filesystem::exists(db)) << "nothing is created";
     test::writeFile(db, std::string(4096, 'j'));
     EXPECT_TRUE(run({"profiles"}) == kRefused && err.str().find("cannot open") != std::string::npos);
 }
