@@ -1,14 +1,10 @@
 #include "app/administration.h"
-
 #include <gtest/gtest.h>
-
 #include <filesystem>
-
 #include "fakes/controller_rig.h"
 
 namespace ombrix::app {
 namespace {
-
 // The consent prompt: what was started, what it did meanwhile, how it ended.
 struct FakeStarter final : ElevatedStarter {
     std::vector<std::string> started;
@@ -86,6 +82,5 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
         EXPECT_EQ(request ? Request(std::pair(request->form, request->refusal)) : std::nullopt, expected) << arguments.size();
     }
 }
-
 }  // namespace
 }  // namespace ombrix::app

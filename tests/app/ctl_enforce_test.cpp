@@ -1,10 +1,8 @@
 // ombrixctl check, log and trace, on a store file as an administrator's script uses them.
 #include <gtest/gtest.h>
-
 #include <array>
 #include <filesystem>
 #include <sstream>
-
 #include "app/ctl_fixture.h"
 #include "core/schema.h"
 #include "platform/system.h"
@@ -12,7 +10,6 @@
 
 namespace ombrix::app {
 namespace {
-
 struct CtlEnforce : CtlFixture {
     CtlEnforce() : CtlFixture("0238=Data iniziale mancante\r\n0242=Data finale errata\r\n") {
         EXPECT_TRUE(core::createDeliveredDatabase(db));
@@ -98,6 +95,5 @@ TEST_F(CtlEnforce, LogAndTraceAreTheFilesBesideTheStore) {
     EXPECT_EQ(said({"trace", "show"}), "0 planted \\x1b[2J C:\\Dati\n");
     platform::setTraceFolder({}, {});
 }
-
 }  // namespace
 }  // namespace ombrix::app

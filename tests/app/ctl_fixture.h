@@ -2,11 +2,9 @@
 // ombrixctl run in-process in a fresh folder, the program's own, with a language file of the texts a test gives.
 
 #include <gtest/gtest.h>
-
 #include <sstream>
 #include <string>
 #include <vector>
-
 #include "app/ctl.h"
 #include "core/database.h"
 #include "fakes/fake_machine.h"

@@ -1,8 +1,6 @@
 // ombrixctl install, protect, restore, password, service, option and autostart: the machine's own.
 #include <gtest/gtest.h>
-
 #include <filesystem>
-
 #include "app/ctl_fixture.h"
 #include "core/controller.h"
 #include "core/guard_service.h"
@@ -16,7 +14,6 @@
 
 namespace ombrix::app {
 namespace {
-
 using core::SavedSetting;
 using platform::RegRoot;
 
@@ -241,6 +238,5 @@ TEST_F(CtlPassword, HashPrintsWhatThePolicyTakesAndSetIsRefusedWhileItIsSet) {
     refused({"password", "set"}, "0365: Gestita.\n", "Altra\n");
     EXPECT_TRUE(password("check", "Preside\n") == kOk && password("check", "Altra\n") == kRefused);
 }
-
 }  // namespace
 }  // namespace ombrix::app

@@ -1,14 +1,12 @@
 // ombrixctl's profile commands, export, import and managed sync. The editors' own rules are their tests:
 // here, that each command path says the editor's message and writes nothing.
 #include <gtest/gtest.h>
-
 #include "app/ctl_fixture.h"
 #include "core/policy_names.h"
 #include "profiles/profile_exchange.h"
 
 namespace ombrix::app {
 namespace {
-
 struct CtlProfiles : CtlFixture {
     CtlProfiles() { EXPECT_EQ(ctl({"init", db}), kOk); }
 };
@@ -101,6 +99,5 @@ TEST_F(CtlProfiles, AManagedProfileRefusesEveryChange) {
     test::writeFile(file, "<NOME>\r\nAula\r\n");
     refused({"managed", "sync"}, "ombrixctl: managed profiles refused, the last good set stays: the managed file is damaged");
 }
-
 }  // namespace
 }  // namespace ombrix::app

@@ -1,6 +1,5 @@
 // ombrixctl slots and policy show, and the commands refused while the policy sets their value.
 #include <gtest/gtest.h>
-
 #include "app/ctl_fixture.h"
 #include "core/controller.h"
 #include "core/policy_names.h"
@@ -10,7 +9,6 @@
 
 namespace ombrix::app {
 namespace {
-
 namespace policy = core::policy;
 
 struct CtlSlots : CtlFixture {
@@ -98,6 +96,5 @@ TEST_F(CtlSlots, ChangesToWhatThePolicySetsAreRefused) {
         EXPECT_EQ(run(command), kOk) << value << ": " << err.str();
     }
 }
-
 }  // namespace
 }  // namespace ombrix::app

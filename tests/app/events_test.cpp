@@ -1,14 +1,11 @@
 // What the program tells the system's event log: identifier, level and data.
 #include <gtest/gtest.h>
-
 #include <functional>
-
 #include "core/policy_names.h"
 #include "fakes/program_rig.h"
 
 namespace ombrix::app {
 namespace {
-
 using core::TimerId;
 using platform::EventLevel;
 using Written = test::FakeEventLog::Written;
@@ -69,6 +66,5 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
         EXPECT_EQ(rig.eventLog.written, expected) << c.what;
     }
 }
-
 }  // namespace
 }  // namespace ombrix::app

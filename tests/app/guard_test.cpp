@@ -1,10 +1,8 @@
 #include "app/guard.h"
-
 #include <gtest/gtest.h>
 
 namespace ombrix::app {
 namespace {
-
 using Ids = std::vector<SessionId>;
 
 // One step of a session's life, what takeDue starts right after it and, for an end, the wait it announces.
@@ -90,6 +88,5 @@ TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
     EXPECT_EQ(guard.programEnded(2, 5), std::nullopt);
     EXPECT_EQ(answerGuardRequest(guard, "status", 0), "session 1 waiting\nsession 2 stood-down\n");
 }
-
 }  // namespace
 }  // namespace ombrix::app

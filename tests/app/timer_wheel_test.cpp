@@ -1,15 +1,11 @@
 // The program's timers on one system timer, and the notice form's life.
 #include "app/timer_wheel.h"
-
 #include <gtest/gtest.h>
-
 #include <map>
-
 #include "app/notices.h"
 
 namespace ombrix::core {
 namespace {
-
 using Ids = std::vector<TimerId>;
 constexpr TimerId kSites = TimerId::SiteCheck, kTaskManager = TimerId::KillTaskManager;  // 50, 100 ms
 constexpr TimerId kLog = TimerId::SiteLog, kProcesses = TimerId::ForbiddenProcesses;     // 250, 500 ms
@@ -68,6 +64,5 @@ TEST(NoticeLife, AStreamOfNoticesDoesNotKeepItOpen) {
     life.closed();  // OK pressed
     EXPECT_TRUE(life.show(12000));
 }
-
 }  // namespace
 }  // namespace ombrix::core
