@@ -70,7 +70,6 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
     const std::tuple<std::vector<std::string>, bool, Request> cases[] = {
         {{"/altro"}, true, std::nullopt},
         {{"/AMMINISTRA", "Periodi"}, true, std::pair(AdminForm::TimeSlots, MessageId{})},
-        {{"/amministra", "browser"}, true, std::pair(AdminForm::BrowserOptions, MessageId{})},
         {{"/amministra", "profili"}, false, std::pair(std::nullopt, msg::NeedsWindowsAdministrator)},
         {{"/amministra", "giochi"}, true, std::pair(std::nullopt, msg::ChangeNotCompleted)},
         {{"/amministra", "log", "log"}, true, std::pair(std::nullopt, msg::ChangeNotCompleted)},

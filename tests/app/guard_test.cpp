@@ -56,10 +56,7 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
         const auto wait = guard.programEnded(7, now);
         ASSERT_TRUE(wait.has_value());
         waits.push_back(*wait);
-        if (*wait > 0) {
-            EXPECT_EQ(guard.takeDue(now + *wait - 1), Ids{}) << "not before the wait";
-            EXPECT_EQ(guard.nextDueIn(now), *wait);
-        }
+        EXPECT_TRUE(*wait == 0 || (guard.takeDue(now + *wait - 1).empty() && guard.nextDueIn(now) == *wait)) << "not before";
         now += *wait;
         EXPECT_EQ(guard.takeDue(now), Ids{7});
     }

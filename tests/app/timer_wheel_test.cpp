@@ -14,10 +14,8 @@ constexpr TimerId kLog = TimerId::SiteLog, kProcesses = TimerId::ForbiddenProces
 TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
     TimerWheel wheel;
     EXPECT_EQ(wheel.period(), std::nullopt);
-    for (const auto& [id, at] : {std::pair{kTaskManager, 1017}, {kProcesses, 1042}, {kSites, 1003}, {kLog, 1029},
-                                 {TimerId::CloseWindows, 1041}}) {
-        wheel.enable(id, static_cast<std::uint64_t>(at));
-    }
+    for (const auto& [id, at] : {std::pair<TimerId, std::uint64_t>{kTaskManager, 1017}, {kProcesses, 1042}, {kSites, 1003},
+                                 {kLog, 1029}, {TimerId::CloseWindows, 1041}}) wheel.enable(id, at);
     ASSERT_EQ(wheel.period(), 50u);
     int idle = 0;
     std::map<TimerId, int> ticks;
@@ -58,9 +56,7 @@ TEST(NoticeLife, AStreamOfNoticesDoesNotKeepItOpen) {
         if (life.tick(t)) closedAt = t;
     }
     EXPECT_EQ(closedAt, 10500u) << "more than 10 whole seconds, rounded";
-    EXPECT_FALSE(life.loaded());
-    EXPECT_TRUE(life.show(11200));
-    EXPECT_EQ(life.caption(11200), "OK (11)");
+    EXPECT_TRUE(!life.loaded() && life.show(11200) && life.caption(11200) == "OK (11)");
     life.closed();  // OK pressed
     EXPECT_TRUE(life.show(12000));
 }
