@@ -121,7 +121,6 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
         {"Scuola", "https://www.giochi.it/poker/tavolo", "blocked 0181 giochi.it/poker\n"},
         {"#3", "https://wikipedia.org/wiki/Roma", "allowed wikipedia.org\n"},
         {"2", "http://sette.it/", "blocked 0180 *sette\n"},  // the profile named "2", not identifier 2
-        {"#1", "http://sette.it/", "allowed\n"},             // the delivered profile enforces nothing
     };
     for (const auto& [profile, address, line] : cases) {
         EXPECT_EQ(said({"check", profile, address}), "0 " + std::string(line)) << profile << " " << address;

@@ -29,7 +29,6 @@ TEST(Guard, StartsRestartsAndStandsDownBySession) {
          {{In, 1, 0, {1}}, {In, 2, 0, {2}}, {StandDown, 1, 1, {}}, {Ended, 1, 2, {}, std::nullopt}, {Ended, 2, 3, {2}, 0}}},
         {"a session signed out is forgotten",
          {{In, 1, 0, {1}}, {Out, 1, 5, {}}, {Ended, 1, 6, {}, std::nullopt}, {StandDown, 1, 7, {}}}},
-        {"a sign-out ends a stand-down too", {{In, 3, 0, {3}}, {StandDown, 3, 1, {}}, {Out, 3, 2, {}}, {In, 3, 3, {3}}}},
         {"a second sign-in notice starts no second program", {{In, 1, 0, {1}}, {In, 1, 5, {}}}},
     };
     for (const auto& [name, steps] : cases) {
