@@ -1,7 +1,5 @@
 #include "core/browser_switches.h"
-
 #include <gtest/gtest.h>
-
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "fakes/fixtures.h"
@@ -9,7 +7,6 @@
 
 namespace ombrix::core {
 namespace {
-
 using platform::RegRoot;
 
 // Where the user's own settings kept the switches, which a pupil's "reg add" reaches.
@@ -58,6 +55,5 @@ TEST(BrowserSwitches, TheUpgradeThatAddsThemCarriesTheUsersOldValuesOver) {
         EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup) << "read once, when the column came";
     }
 }
-
 }  // namespace
 }  // namespace ombrix::core

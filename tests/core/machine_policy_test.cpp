@@ -1,8 +1,6 @@
 // The policy key as Group Policy leaves it, read against a store's profiles.
 #include "core/machine_policy.h"
-
 #include <gtest/gtest.h>
-
 #include "core/password.h"
 #include "core/policy_names.h"
 #include "core/schema.h"
@@ -12,7 +10,6 @@
 
 namespace ombrix::core::policy {
 namespace {
-
 class MachinePolicyTest : public ::testing::Test {
 protected:
     MachinePolicyTest() {
@@ -91,6 +88,5 @@ TEST_F(MachinePolicyTest, AnUnusableProfileInUseOrHashIsMarked) {
     setPasswordWorkForTests(kPasswordIterations);
     EXPECT_FALSE(readMachinePolicy(registry, db).passwordHash) << "made with less work than the program's";
 }
-
 }  // namespace
 }  // namespace ombrix::core::policy

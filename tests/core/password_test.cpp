@@ -1,17 +1,13 @@
 #include "core/password.h"
-
 #include <gtest/gtest.h>
-
 #include <array>
 #include <vector>
-
 #include "fakes/fixtures.h"
 #include "platform/crypto.h"
 #include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
-
 // The known answers below run the system's PBKDF2 (OpenSSL natively, CNG
 // under Wine); these are the refusals and the comparison they cannot reach.
 TEST(SystemCrypto, RefusalsRandomBytesAndComparison) {
@@ -112,6 +108,5 @@ TEST(Password, NewPasswordChecks) {
     // Nor is one that is not UTF-8 ever typed: a plain old value so written opens nothing.
     EXPECT_FALSE(passwordMatches("caff\xE8", "caff\xE8"));
 }
-
 }  // namespace
 }  // namespace ombrix::core

@@ -1,10 +1,8 @@
 #include "core/value.h"
-
 #include <gtest/gtest.h>
 
 namespace ombrix::core {
 namespace {
-
 TEST(Value, ConversionsAsTheClassicVariantMakesThem) {
     EXPECT_NE(Value(), Value::null()) << "Empty (no row) is not Null";
     for (const Value& v : {Value(), Value::null()}) EXPECT_TRUE(v.toText().empty() && v.toInteger() == 0 && !v.toBool());
@@ -19,6 +17,5 @@ TEST(Value, ConversionsAsTheClassicVariantMakesThem) {
     EXPECT_EQ(valueOrDefault(Value("x"), Value("y")), Value("x"));
     EXPECT_TRUE(valueOrDefault(Value()).isEmpty());
 }
-
 }  // namespace
 }  // namespace ombrix::core
