@@ -154,26 +154,21 @@ TEST_F(ControllerTest, WhatTheStartTellsComesOnceTheListsAreInForce) {
     EXPECT_EQ(told, std::vector<std::string>{"0313"});
 }
 
-// A time slot's change puts its profile in use but opens no home page (the
-// pupils' browsers would be ended mid-lesson): only the combo's choice does.
+// A time slot's change puts its profile in use but opens no home page (the pupils' browsers would be ended
+// mid-lesson): only the combo's choice does.
 TEST_F(ControllerTest, ProfilesChangeByTheSlotsTheComboAndTheEditor) {
     struct Slots final : TimeSlotSchedule {
         bool load() override { return true; }
         long long profileForNow() override { return 7; }
     } slots;
-    sql("UPDATE Opzioni SET FasceOrarie = -1;"
-        "INSERT INTO Profili (IDProfilo, Profilo, PaginaPredefinita, SitiProibiti) "
+    sql("UPDATE Opzioni SET FasceOrarie = -1; INSERT INTO Profili (IDProfilo, Profilo, PaginaPredefinita, SitiProibiti) "
         "VALUES (7, 'Laboratorio', 'http://lab.example', 0);");
     controller().setTimeSlotSchedule(&slots);
     controller().startUp();
     int loads = 0;  // no tick may read half-loaded lists
-    lists.onLoadSites = [&] {
-        loads += !timers.isEnabled(TimerId::SiteCheck) && !timers.isEnabled(TimerId::ForbiddenProcesses);
-    };
+    lists.onLoadSites = [&] { loads += !timers.isEnabled(TimerId::SiteCheck) && !timers.isEnabled(TimerId::ForbiddenProcesses); };
     controller().tickTimeSlots();
-    EXPECT_EQ(controller().profileInUse(), 7);
-    EXPECT_EQ(loads, 1);
-    EXPECT_FALSE(timers.isEnabled(TimerId::LaunchHomePage));
+    EXPECT_TRUE(controller().profileInUse() == 7 && loads == 1 && !timers.isEnabled(TimerId::LaunchHomePage));
     controller().onProfileChosen("Nessuna restrizione");
     controller().onProfileChosen("LABORATORIO");  // names compare without case
     EXPECT_TRUE(timers.isEnabled(TimerId::LaunchHomePage) && enforcing());
@@ -181,7 +176,6 @@ TEST_F(ControllerTest, ProfilesChangeByTheSlotsTheComboAndTheEditor) {
     EXPECT_EQ(ReadField(store.connection, "Opzioni", "IDProfiloInUso", kOptionsRow).toInteger(), 7);
     sql("UPDATE Opzioni SET FasceOrarie = 0;");
     controller().tickStoreChanges();
-
     // The editor pauses the lists; its close reads the renamed profiles again.
     controller().beforeProfileEditor();
     EXPECT_FALSE(timers.isEnabled(TimerId::ForbiddenProcesses) || timers.isEnabled(TimerId::SiteCheck) ||
@@ -189,24 +183,20 @@ TEST_F(ControllerTest, ProfilesChangeByTheSlotsTheComboAndTheEditor) {
     sql("UPDATE Profili SET Profilo = 'Rinominato' WHERE IDProfilo = 7;");
     controller().afterProfileEditor();
     ASSERT_EQ(view.profiles.size(), 2u);
-    EXPECT_EQ(view.profiles[view.selected].name, "Rinominato");
-    EXPECT_TRUE(enforcing());
+    EXPECT_TRUE(view.profiles[view.selected].name == "Rinominato" && enforcing());
 }
 
 TEST_F(ControllerTest, LoginComparesExactlyAndRenewsAPlainOrWeakerValue) {
     controller().startUp();
     EXPECT_FALSE(controller().login("Segreta") || view.admin);
-    EXPECT_TRUE(controller().login("segreta") && view.admin);
-    EXPECT_NE(journal.find("view clear password"), -1);
+    EXPECT_TRUE(controller().login("segreta") && view.admin && journal.find("view clear password") != -1);
     controller().lock();
     EXPECT_FALSE(view.admin);
-
     const std::string current = hashPassword("vecchia", "salt", passwordWork()).value();
     for (const std::string& before :
          {std::string("vecchia"), hashPassword("vecchia", "salt", passwordWork() - 1).value(), current}) {
         storeValue(before);
-        EXPECT_FALSE(controller().login("Vecchia"));
-        EXPECT_EQ(storedValue(), before) << "a refused login writes nothing";
+        EXPECT_TRUE(!controller().login("Vecchia") && storedValue() == before) << "a refused login writes nothing";
         EXPECT_TRUE(controller().login("vecchia")) << before;
         const std::string after = storedValue();
         EXPECT_EQ(after == before, before == current) << "only a hash of today's work is kept";
@@ -222,17 +212,13 @@ TEST_F(ControllerTest, SavingAPasswordChecksItFirstAndSaysWhyTheStoreRefused) {
     EXPECT_TRUE(controller().login("segreta")) << "a refused change leaves the old password";
     EXPECT_TRUE(controller().savePassword("Nuova Password", "Nuova Password"));
     EXPECT_TRUE(!controller().login("segreta") && controller().login("Nuova Password"));
-
     sql("CREATE TRIGGER rifiuta BEFORE UPDATE ON Opzioni BEGIN SELECT RAISE(ABORT, 'disco protetto'); END;");
-    EXPECT_FALSE(controller().savePassword("Terza", "Terza"));
-    EXPECT_EQ(dialogs.shown.back().messageId, msg::StoreWriteFailed);
+    EXPECT_TRUE(!controller().savePassword("Terza", "Terza") && dialogs.shown.back().messageId == msg::StoreWriteFailed);
     EXPECT_NE(dialogs.shown.back().text.find("disco protetto"), std::string::npos) << dialogs.shown.back().text;
     EXPECT_TRUE(controller().login("Nuova Password"));
-
     // The box says what is stored: a click the store refused is put back, and shows no keyboard.
     RecordedKeyboard keyboard;
-    controller().setOnScreenKeyboard(&keyboard);
-    dialogs.shown.clear();
+    controller().setOnScreenKeyboard(&keyboard), dialogs.shown.clear();
     view.keyboardChecked = true;  // as the click left it
     controller().onVirtualKeyboardClicked(true);
     EXPECT_FALSE(view.keyboardChecked || dialogs.shown.empty() || keyboard.calls.find("show") != std::string::npos);

@@ -106,8 +106,7 @@ TEST(Upgrade, AFailedStepIsNamedAndUndoesEveryStep) {
     EXPECT_NE(failed.error.find("LogSiti"), std::string::npos) << failed.error;
     EXPECT_FALSE(columnExists(db, "Kiosk", "Profili")) << "the steps before it are undone";
     EXPECT_EQ(declaredTextWidth(db, "SitiVietatiConsentiti", "Sito"), 100);
-    ASSERT_TRUE(db.exec("DROP INDEX LogSiti;"));
-    EXPECT_TRUE(upgradeToCurrentStructure(db).changed() && tableExists(db, "LogSiti"));
+    EXPECT_TRUE(db.exec("DROP INDEX LogSiti;") && upgradeToCurrentStructure(db).changed() && tableExists(db, "LogSiti"));
 }
 
 // Declarations written by hand or by a hostile tool: the width is read and
@@ -129,8 +128,7 @@ TEST(Upgrade, OddSiteDeclarationsAreWidened) {
         const std::string old = ids + ", Sito TEXT(100) COLLATE NOCASE_LATIN";
         sql.replace(sql.find(old), old.size(), declaration.ends_with(ids) ? declaration : ids + ", " + declaration);
         Database db;
-        ASSERT_TRUE(db.open(":memory:"));
-        ASSERT_TRUE(db.exec(sql));
+        ASSERT_TRUE(db.open(":memory:") && db.exec(sql));
         ASSERT_TRUE(db.exec("ALTER TABLE Profili ADD Kiosk Bit;")) << "the widening is its own check";
         const UpgradeResult r = upgradeToCurrentStructure(db);
         ASSERT_EQ(r.outcome, UpgradeResult::Outcome::Upgraded) << r.step << ": " << r.error;

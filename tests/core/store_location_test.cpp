@@ -57,8 +57,7 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
 TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     test::TempDir dir;
     test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0090=Manca\r\n0091=Titolo\r\n0092=Scegli\r\n");
-    std::filesystem::create_directories(dir.path() / "good");
-    ASSERT_TRUE(createDeliveredDatabase(dir.file("good/DataBase.db")));
+    ASSERT_TRUE(std::filesystem::create_directories(dir.path() / "good") && createDeliveredDatabase(dir.file("good/DataBase.db")));
     platform::FileRegistry registry;
     test::FakeSystem system;
     test::RecordingDialogs dialogs;
@@ -70,8 +69,7 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     EXPECT_FALSE(openDatabase(env, store)) << "the choice cancelled";
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("stale")) << "nothing changed";
     dialogs.shown.clear(), dialogs.folderAnswer = dir.file("good");
-    ASSERT_TRUE(openDatabase(env, store));
-    ASSERT_EQ(dialogs.shown.size(), 1u);
+    ASSERT_TRUE(openDatabase(env, store) && dialogs.shown.size() == 1u);
     const auto& box = dialogs.shown[0];
     EXPECT_TRUE(box.messageId == msg::StoreNotFound && box.text == "Manca" && box.title == "Titolo" &&
                 box.icon == platform::MessageIcon::Exclamation);
