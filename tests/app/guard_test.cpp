@@ -1,60 +1,46 @@
+// The guard service's decisions, the program's timers on one system timer, and the notice form's life.
 #include "app/guard.h"
-
 #include <gtest/gtest.h>
+#include <map>
+#include "app/notices.h"
+#include "app/timer_wheel.h"
 
 namespace ombrix::app {
 namespace {
-
 using Ids = std::vector<SessionId>;
 
-// One step of a session's life and what the guard starts right after it.
+// One step of a session's life, what takeDue starts right after it and, for an end, the wait it announces.
 struct Step {
     enum Kind { In, Out, Ended, StandDown, Tick } kind;
     SessionId session;
     std::uint64_t at;
-    Ids started;                          // takeDue(at) after the step
-    std::optional<std::uint64_t> wait{};  // for Ended: the wait it announces
-};
-
-struct Case {
-    const char* name;
-    std::vector<Step> steps;
+    Ids started;
+    std::optional<std::uint64_t> wait{};
 };
 
 TEST(Guard, StartsRestartsAndStandsDownBySession) {
-    const std::vector<Case> cases = {
-        {"a sign-in starts at once, an end starts again at once",
-         {{Step::In, 1, 0, {1}}, {Step::Ended, 1, 500, {1}, 0}, {Step::Tick, 1, 600, {}}}},
-        {"sessions are apart",
-         {{Step::In, 1, 0, {1}}, {Step::In, 2, 10, {2}}, {Step::Ended, 2, 20, {2}, 0}, {Step::Tick, 0, 30, {}}}},
+    using enum Step::Kind;
+    const std::pair<const char*, std::vector<Step>> cases[] = {
+        {"an end starts again at once", {{In, 1, 0, {1}}, {Ended, 1, 500, {1}, 0}, {Tick, 1, 600, {}}}},
         {"a stand-down holds until the next sign-in",
-         {{Step::In, 1, 0, {1}},
-          {Step::StandDown, 1, 5, {}},
-          {Step::Ended, 1, 10, {}, std::nullopt},
-          {Step::Tick, 0, 100'000, {}},
-          {Step::In, 1, 100'001, {1}},
-          {Step::Ended, 1, 100'002, {1}, 0}}},
-        {"a stand-down in one session leaves the other guarded",
-         {{Step::In, 1, 0, {1}}, {Step::In, 2, 0, {2}}, {Step::StandDown, 1, 1, {}},
-          {Step::Ended, 1, 2, {}, std::nullopt}, {Step::Ended, 2, 3, {2}, 0}}},
-        {"a session signed out is forgotten: its end starts nothing",
-         {{Step::In, 1, 0, {1}}, {Step::Out, 1, 5, {}}, {Step::Ended, 1, 6, {}, std::nullopt},
-          {Step::StandDown, 1, 7, {}}}},
-        {"a sign-out ends a stand-down too",
-         {{Step::In, 3, 0, {3}}, {Step::StandDown, 3, 1, {}}, {Step::Out, 3, 2, {}}, {Step::In, 3, 3, {3}}}},
-        {"a second sign-in notice while it runs starts no second program",
-         {{Step::In, 1, 0, {1}}, {Step::In, 1, 5, {}}}},
+         {{In, 1, 0, {1}}, {StandDown, 1, 5, {}}, {Ended, 1, 10, {}, std::nullopt}, {Tick, 0, 100'000, {}},
+          {In, 1, 100'001, {1}}, {Ended, 1, 100'002, {1}, 0}}},
+        {"a stand-down leaves the other session guarded",
+         {{In, 1, 0, {1}}, {In, 2, 0, {2}}, {StandDown, 1, 1, {}}, {Ended, 1, 2, {}, std::nullopt}, {Ended, 2, 3, {2}, 0}}},
+        {"a session signed out is forgotten",
+         {{In, 1, 0, {1}}, {Out, 1, 5, {}}, {Ended, 1, 6, {}, std::nullopt}, {StandDown, 1, 7, {}}}},
+        {"a second sign-in notice starts no second program", {{In, 1, 0, {1}}, {In, 1, 5, {}}}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, steps] : cases) {
+        SCOPED_TRACE(name);
         Guard guard;
-        for (const Step& step : c.steps) {
+        for (const Step& step : steps) {
             switch (step.kind) {
-                case Step::In: guard.signedIn(step.session, step.at); break;
-                case Step::Out: guard.signedOut(step.session); break;
-                case Step::Ended: EXPECT_EQ(guard.programEnded(step.session, step.at), step.wait); break;
-                case Step::StandDown: guard.standDown(step.session); break;
-                case Step::Tick: break;
+                case In: guard.signedIn(step.session, step.at); break;
+                case Out: guard.signedOut(step.session); break;
+                case Ended: EXPECT_EQ(guard.programEnded(step.session, step.at), step.wait); break;
+                case StandDown: guard.standDown(step.session); break;
+                case Tick: break;
             }
             EXPECT_EQ(guard.takeDue(step.at), step.started) << "at " << step.at;
         }
@@ -72,18 +58,12 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
         const auto wait = guard.programEnded(7, now);
         ASSERT_TRUE(wait.has_value());
         waits.push_back(*wait);
-        if (*wait > 0) {
-            EXPECT_EQ(guard.takeDue(now + *wait - 1), Ids{}) << "not before the wait";
-            EXPECT_EQ(guard.nextDueIn(now), *wait);
-        }
+        EXPECT_TRUE(*wait == 0 || (guard.takeDue(now + *wait - 1).empty() && guard.nextDueIn(now) == *wait)) << "not before";
         now += *wait;
         EXPECT_EQ(guard.takeDue(now), Ids{7});
     }
-    const std::vector<std::uint64_t> expected = {0, 0, 0, 0, 0, 1'000, 2'000, 4'000, 8'000, 8'000, 8'000};
-    EXPECT_EQ(waits, expected);
-
-    // A run that got going was enforcing: its end is followed at once, and
-    // the quick ends before it no longer count.
+    EXPECT_EQ(waits, (std::vector<std::uint64_t>{0, 0, 0, 0, 0, 1'000, 2'000, 4'000, 8'000, 8'000, 8'000}));
+    // A run that got going was enforcing: its end is followed at once, and the quick ends before it no longer count.
     for (const std::uint64_t ran : {kGuardQuickRunMs, std::uint64_t{100}, std::uint64_t{100}}) {
         now += ran;
         EXPECT_EQ(guard.programEnded(7, now), 0u) << ran;
@@ -91,8 +71,7 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
     }
 }
 
-// The session comes from the system, never from the request: the exit of
-// one session's administrator leaves the others guarded.
+// The session comes from the system, never from the request.
 TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
     Guard guard;
     guard.signedIn(1, 0);
@@ -109,5 +88,60 @@ TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
     EXPECT_EQ(answerGuardRequest(guard, "status", 0), "session 1 waiting\nsession 2 stood-down\n");
 }
 
+using core::NoticeLife, core::TimerId, core::TimerWheel, core::timerEntry;
+using TimerIds = std::vector<TimerId>;
+constexpr TimerId kSites = TimerId::SiteCheck, kTaskManager = TimerId::KillTaskManager;  // 50, 100 ms
+constexpr TimerId kLog = TimerId::SiteLog, kProcesses = TimerId::ForbiddenProcesses;     // 250, 500 ms
+
+// Timers enabled at odd moments share one periodic wake-up, and every wake-up serves at least one.
+TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
+    TimerWheel wheel;
+    EXPECT_EQ(wheel.period(), std::nullopt);
+    for (const auto& [id, at] : {std::pair<TimerId, std::uint64_t>{kTaskManager, 1017}, {kProcesses, 1042}, {kSites, 1003},
+                                 {kLog, 1029}, {TimerId::CloseWindows, 1041}}) wheel.enable(id, at);
+    ASSERT_EQ(wheel.period(), 50u);
+    int idle = 0;
+    std::map<TimerId, int> ticks;
+    for (std::uint64_t now = 1042 + 50; now <= 11042; now += 50) {  // the system timer, set at 1042
+        const TimerIds due = wheel.takeDue(now);
+        if (due.empty()) ++idle;
+        for (const TimerId id : due) ++ticks[id];
+    }
+    EXPECT_LE(idle, 1) << "only the first, before anything is due";
+    for (const TimerId id : {kSites, kTaskManager, kLog, TimerId::CloseWindows, kProcesses}) {
+        EXPECT_NEAR(ticks[id], 10000.0 / timerEntry(id).intervalMs, 1.0) << timerEntry(id).name;
+    }
+    wheel.disable(kSites), wheel.disable(kLog);
+    EXPECT_EQ(wheel.period(), 100u) << "the 100, 300 and 500 ms timers";
+}
+
+TEST(TimerWheel, DueInIdOrderOnceEvenWhenLateAndNeverWhenOff) {
+    TimerWheel wheel;
+    wheel.enable(kProcesses, 0), wheel.enable(kSites, 0);
+    EXPECT_EQ(wheel.takeDue(49), TimerIds{});
+    EXPECT_EQ(wheel.takeDue(500), (TimerIds{kSites, kProcesses})) << "ten missed ticks give one";
+    EXPECT_EQ(wheel.takeDue(549), TimerIds{});
+    EXPECT_EQ(wheel.takeDue(550), TimerIds{kSites});
+    wheel.enable(kSites, 560);  // enabling again starts the interval again
+    EXPECT_EQ(wheel.takeDue(600), TimerIds{});
+    wheel.disable(kSites);
+    EXPECT_FALSE(wheel.enabled(kSites));
+    EXPECT_EQ(wheel.takeDue(1000), TimerIds{kProcesses});
+}
+
+// A notice every second still lets the form close about 10 s after it was loaded.
+TEST(NoticeLife, AStreamOfNoticesDoesNotKeepItOpen) {
+    NoticeLife life;
+    EXPECT_TRUE(life.show(0));
+    std::uint64_t closedAt = 0;
+    for (std::uint64_t t = 500; t <= 30000 && !closedAt; t += 500) {
+        EXPECT_TRUE(t % 1000 != 0 || !life.show(t)) << t;
+        if (life.tick(t)) closedAt = t;
+    }
+    EXPECT_EQ(closedAt, 10500u) << "more than 10 whole seconds, rounded";
+    EXPECT_TRUE(!life.loaded() && life.show(11200) && life.caption(11200) == "OK (11)");
+    life.closed();  // OK pressed
+    EXPECT_TRUE(life.show(12000));
+}
 }  // namespace
 }  // namespace ombrix::app

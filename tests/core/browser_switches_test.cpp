@@ -1,7 +1,5 @@
 #include "core/browser_switches.h"
-
 #include <gtest/gtest.h>
-
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "fakes/fixtures.h"
@@ -9,7 +7,6 @@
 
 namespace ombrix::core {
 namespace {
-
 using platform::RegRoot;
 
 // Where the user's own settings kept the switches, which a pupil's "reg add" reaches.
@@ -23,41 +20,31 @@ TEST(BrowserSwitches, TheStoreHoldsThemAndAPupilsOwnSettingLiftsNone) {
     registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", "False");
     EXPECT_TRUE(browserSwitchOn(store, kNoPopup) && !browserSwitchOn(store, kNoPrint));
     EXPECT_EQ(store.scalar("SELECT NoPopup FROM Opzioni;"), Value(kTrue));
-
-    // A switch that cannot be read stays on.
-    ASSERT_TRUE(store.exec("ALTER TABLE Opzioni DROP COLUMN NoStampa;"));
-    EXPECT_TRUE(browserSwitchOn(store, kNoPrint));
-    EXPECT_FALSE(setBrowserSwitch(store, kNoPrint, false));
+    ASSERT_TRUE(store.exec("ALTER TABLE Opzioni DROP COLUMN NoStampa;"));  // a switch that cannot be read stays on
+    EXPECT_TRUE(browserSwitchOn(store, kNoPrint) && !setBrowserSwitch(store, kNoPrint, false));
     store.close();
     EXPECT_TRUE(browserSwitchOn(store, kNoPopup));
 }
 
 // The user's old values come over with the columns, and only then.
 TEST(BrowserSwitches, TheUpgradeThatAddsThemCarriesTheUsersOldValuesOver) {
-    struct Case {
-        std::optional<std::string> popup, print;  // in the user's settings
-        Value storedPopup, storedPrint;
-    };
-    const Case cases[] = {
-        {"True", "False", Value(kTrue), Value(0)},
-        {"true", std::nullopt, Value(0), Value::null()},
+    const std::tuple<std::optional<std::string>, std::optional<std::string>, Value, Value> cases[] = {  // set, then stored
+        {"True", "False", Value(kTrue), Value(0)}, {"true", std::nullopt, Value(0), Value::null()},
         {std::nullopt, std::nullopt, Value::null(), Value::null()},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.popup.value_or("-") + " " + c.print.value_or("-"));
+    for (const auto& [popup, print, storedPopup, storedPrint] : cases) {
+        SCOPED_TRACE(popup.value_or("-") + " " + print.value_or("-"));
         platform::FileRegistry registry;
-        if (c.popup) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", *c.popup);
-        if (c.print) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoStampa", *c.print);
+        if (popup) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", *popup);
+        if (print) registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoStampa", *print);
         Database db = test::oldestStore();
         ASSERT_TRUE(upgradeToCurrentStructure(db, browserSwitchesFromUserSettings(registry)).changed());
-        EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup);
-        EXPECT_EQ(db.scalar("SELECT NoStampa FROM Opzioni;"), c.storedPrint);
-
+        EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), storedPopup);
+        EXPECT_EQ(db.scalar("SELECT NoStampa FROM Opzioni;"), storedPrint);
         registry.writeString(RegRoot::CurrentUser, kUserSettings, "NoPopup", "True");
         EXPECT_FALSE(upgradeToCurrentStructure(db, browserSwitchesFromUserSettings(registry)).changed());
-        EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), c.storedPopup) << "read once, when the column came";
+        EXPECT_EQ(db.scalar("SELECT NoPopup FROM Opzioni;"), storedPopup) << "read once, when the column came";
     }
 }
-
 }  // namespace
 }  // namespace ombrix::core

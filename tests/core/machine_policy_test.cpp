@@ -1,8 +1,6 @@
 // The policy key as Group Policy leaves it, read against a store's profiles.
 #include "core/machine_policy.h"
-
 #include <gtest/gtest.h>
-
 #include "core/password.h"
 #include "core/policy_names.h"
 #include "core/schema.h"
@@ -12,19 +10,14 @@
 
 namespace ombrix::core::policy {
 namespace {
-
-class MachinePolicyTest : public ::testing::Test {
-protected:
+struct MachinePolicyTest : ::testing::Test {
     MachinePolicyTest() {
-        EXPECT_TRUE(createDeliveredDatabase(path));
-        EXPECT_TRUE(db.open(path));
-        EXPECT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'Città'), (4, 'doppio'),"
-                            " (5, 'DOPPIO');"));
+        EXPECT_TRUE(createDeliveredDatabase(path) && db.open(path) &&
+                    db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'Scuola'), (3, 'Città'), (4, 'doppio'), (5, 'DOPPIO');"));
     }
     void set(std::string_view name, const std::string& value) {
         ASSERT_TRUE(registry.writeString(platform::RegRoot::LocalMachine, kPolicyKey, name, value));
     }
-
     test::QuickPasswords quick;
     test::TempDir dir;
     std::string path = dir.file("DataBase.db");
@@ -42,15 +35,12 @@ TEST_F(MachinePolicyTest, EachValueIsUsedOrRefusedOnItsOwn) {
              {kAutostart, "0"}, {kOnScreenKeyboard, "yes"}, {kManagedProfilesSha256, std::string(63, 'a') + "g"}}) {
         set(name, value);
     }
-
     const MachinePolicy p = readMachinePolicy(registry, db);
     EXPECT_TRUE(p.passwordHash == hash && p.timeSlots == true);
     EXPECT_EQ(p.profileInUse, 3) << "names compare as the store compares them";
     // Empty: not used; missing or malformed: the store's; an unusable profile blocks.
-    const std::array<Slot, 3> slots{{{8 * 3600, 12 * 3600 + 30 * 60 + 15, 2},
-                                     {0, std::nullopt, 0},
-                                     {std::nullopt, std::nullopt, kUnusableProfile}}};
-    EXPECT_EQ(p.slots, slots);
+    EXPECT_EQ(p.slots, (std::array<Slot, 3>{{{8 * 3600, 12 * 3600 + 30 * 60 + 15, 2}, {0, std::nullopt, 0},
+                                             {std::nullopt, std::nullopt, kUnusableProfile}}}));
     EXPECT_TRUE(p.fallbackProfile == kUnusableProfile && p.autostart == false && !p.onScreenKeyboard);
     std::vector<std::string_view> refused;
     for (const Refusal& r : p.refusals) refused.push_back(r.value);
@@ -91,6 +81,5 @@ TEST_F(MachinePolicyTest, AnUnusableProfileInUseOrHashIsMarked) {
     setPasswordWorkForTests(kPasswordIterations);
     EXPECT_FALSE(readMachinePolicy(registry, db).passwordHash) << "made with less work than the program's";
 }
-
 }  // namespace
 }  // namespace ombrix::core::policy

@@ -1,25 +1,19 @@
 #include "core/password.h"
-
 #include <gtest/gtest.h>
-
 #include <array>
 #include <vector>
-
 #include "fakes/fixtures.h"
 #include "platform/crypto.h"
 #include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
-
-// The known answers below run the system's PBKDF2 (OpenSSL natively, CNG
-// under Wine); these are the refusals and the comparison they cannot reach.
+// The known answers below run the system's PBKDF2; these are the refusals and the comparison they cannot reach.
 TEST(SystemCrypto, RefusalsRandomBytesAndComparison) {
     std::array<std::uint8_t, 16> a{}, b{};
     EXPECT_FALSE(platform::pbkdf2HmacSha256("x", "salt", 0, a)) << "no rounds";
     EXPECT_FALSE(platform::pbkdf2HmacSha256("x", "salt", 1, std::span<std::uint8_t>())) << "no key";
-    ASSERT_TRUE(platform::randomBytes(a) && platform::randomBytes(b));
-    EXPECT_NE(a, b);
+    EXPECT_TRUE(platform::randomBytes(a) && platform::randomBytes(b) && a != b);
     const std::vector<std::uint8_t> base = {1, 2, 3, 4}, first = {0, 2, 3, 4}, last = {1, 2, 3, 0};
     EXPECT_TRUE(platform::sameBytes(base, std::vector<std::uint8_t>(base)) && platform::sameBytes({}, {}));
     EXPECT_FALSE(platform::sameBytes(base, first) || platform::sameBytes(base, last) ||
@@ -28,8 +22,7 @@ TEST(SystemCrypto, RefusalsRandomBytesAndComparison) {
 
 TEST(Password, HashMatchesExactlyWhatWasTyped) {
     const std::string stored = hashPassword("Segreta 1", "fixed-salt", 1000).value();
-    EXPECT_EQ(stored.find("Segreta"), std::string::npos) << "the password is not in the store as typed";
-    EXPECT_TRUE(passwordMatches(stored, "Segreta 1"));
+    EXPECT_TRUE(stored.find("Segreta") == std::string::npos && passwordMatches(stored, "Segreta 1"));
     // HMAC pads its key with NULs: trailing NULs typed after the password must not open it.
     for (const std::string& wrong : {std::string("segreta 1"), std::string("Segreta 1 "), std::string("Segreta1"),
                                      std::string(), std::string("Segreta 1\0", 10), std::string("Segreta 1\t")}) {
@@ -45,25 +38,20 @@ TEST(Password, StoredFormatStaysReadable) {
               "pbkdf2-sha256$2$73616c74$2c1357648009149f57e4d5544c3435bbca87a6b231300fa3abb2a89b50f56ec3");
     // Written by the earlier version, at its 60,000 rounds: still opens, and asks to be renewed.
     const std::string earlier =
-        "pbkdf2-sha256$60000$0123456789abcdef0123456789abcdef$"
-        "88f2259a1cf44c5db2b606124bd31604700edfa2cf6484bd829710f0cf8b6077";
-    EXPECT_TRUE(passwordMatches(earlier, "Vecchia 60k") && passwordNeedsRehash(earlier));
-    EXPECT_FALSE(passwordMatches(earlier, "vecchia 60k"));
+        "pbkdf2-sha256$60000$0123456789abcdef0123456789abcdef$88f2259a1cf44c5db2b606124bd31604700edfa2cf6484bd829710f0cf8b6077";
+    EXPECT_TRUE(passwordMatches(earlier, "Vecchia 60k") && passwordNeedsRehash(earlier) && !passwordMatches(earlier, "vecchia 60k"));
 }
 
 TEST(Password, OldPlainValuesAndDamagedHashes) {
     EXPECT_TRUE(passwordMatches("segreta", "segreta")) << "a plain value from an old store";
-    EXPECT_FALSE(passwordMatches("segreta", "segret") || isPasswordHash("segreta"));
-    EXPECT_FALSE(passwordMatches("", "")) << "no password set: nothing opens";
+    EXPECT_FALSE(passwordMatches("segreta", "segret") || isPasswordHash("segreta") || passwordMatches("", ""));
     EXPECT_TRUE(passwordNeedsRehash("segreta")) << "plain";
-    const std::string good = hashPassword("x", "salt", 10).value();
-    const std::string hash64(64, '0');
+    const std::string good = hashPassword("x", "salt", 10).value(), hash64(64, '0');
     for (const std::string& damaged :
          {"pbkdf2-sha256$0$73616c74$" + hash64, std::string("pbkdf2-sha256$10$zz$00"), good.substr(0, good.size() - 2),
           good + "$extra", "pbkdf2-sha256$99999999999$00$" + hash64, "pbkdf2-sha256$10000001$00$" + hash64,
           "pbkdf2-sha256$10$" + std::string(130, 'a') + "$" + hash64, "pbkdf2-sha256$10$$" + hash64}) {
-        EXPECT_FALSE(isPasswordHash(damaged)) << damaged;
-        EXPECT_FALSE(passwordMatches(damaged, "x")) << damaged;
+        EXPECT_FALSE(isPasswordHash(damaged) || passwordMatches(damaged, "x")) << damaged;
     }
 }
 
@@ -80,38 +68,21 @@ TEST(Password, NewPasswordChecks) {
     const std::string longest(kPasswordMaxCharacters, 'a');
     std::string accented;  // as many characters, twice the bytes
     for (std::size_t i = 0; i < kPasswordMaxCharacters; ++i) accented += "\xC3\xA8";
-    struct Case {
-        std::string password, confirmation;
-        MessageId problem;
+    EXPECT_EQ(newPasswordProblem("abc", "ABC"), msg::PasswordsDiffer);
+    const std::pair<std::string, MessageId> cases[] = {  // typed twice the same
+        {"", msg::PasswordBlank}, {"\xC2\xA0", msg::PasswordBlank}, {"\xE3\x80\x80 ", msg::PasswordBlank},  // no-break, ideographic
+        {" a ", {}}, {"a\tb", msg::PasswordControlCharacter}, {"a\xC2\x85", msg::PasswordControlCharacter},  // a C1 control
+        {longest, {}}, {accented, {}}, {longest + "a", msg::PasswordTooLong}, {std::string("a\0b", 3), msg::PasswordControlCharacter},
+        // Bytes that are not UTF-8 (a code page's "caffè", a lone surrogate): no key types them.
+        {"caff\xE8", msg::PasswordNotUtf8}, {"a\xED\xA0\x80", msg::PasswordNotUtf8}, {"caff\xC3\xA8", {}},
     };
-    const Case cases[] = {
-        {"", "", msg::PasswordBlank},
-        {"\xC2\xA0", "\xC2\xA0", msg::PasswordBlank},            // no-break space
-        {"\xE3\x80\x80 ", "\xE3\x80\x80 ", msg::PasswordBlank},  // ideographic space
-        {"abc", "ABC", msg::PasswordsDiffer},
-        {" a ", " a ", {}},
-        {"a\tb", "a\tb", msg::PasswordControlCharacter},
-        {"a\xC2\x85", "a\xC2\x85", msg::PasswordControlCharacter},  // a C1 control
-        {longest, longest, {}},
-        {accented, accented, {}},
-        {longest + "a", longest + "a", msg::PasswordTooLong},
-        {std::string("a\0b", 3), std::string("a\0b", 3), msg::PasswordControlCharacter},
-        // Bytes that are not UTF-8 (a code page's "caffè", a cut character): no key types them.
-        {"caff\xE8", "caff\xE8", msg::PasswordNotUtf8},
-        {"a\xED\xA0\x80", "a\xED\xA0\x80", msg::PasswordNotUtf8},  // a lone surrogate
-        {"caff\xC3\xA8", "caff\xC3\xA8", {}},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(newPasswordProblem(c.password, c.confirmation), c.problem) << c.password.substr(0, 20);
-    }
+    for (const auto& [typed, problem] : cases) EXPECT_EQ(newPasswordProblem(typed, typed), problem) << typed.substr(0, 20);
     // Longer than any password: refused without hashing a megabyte.
     const std::string stored = hashPassword(longest, "salt", 10).value();
     EXPECT_TRUE(passwordMatches(stored, longest));
-    EXPECT_FALSE(passwordMatches(stored, longest + "a"));
-    EXPECT_FALSE(passwordMatches(stored, std::string(1 << 20, 'a')));
+    EXPECT_FALSE(passwordMatches(stored, longest + "a") || passwordMatches(stored, std::string(1 << 20, 'a')));
     // Nor is one that is not UTF-8 ever typed: a plain old value so written opens nothing.
     EXPECT_FALSE(passwordMatches("caff\xE8", "caff\xE8"));
 }
-
 }  // namespace
 }  // namespace ombrix::core

@@ -1,12 +1,9 @@
 #include "core/profile_switches.h"
-
 #include <gtest/gtest.h>
-
 #include "fakes/fixtures.h"
 
 namespace ombrix::core {
 namespace {
-
 TEST(ProfileSwitches, ReadsEverySwitchAndNullsAsOff) {
     Database db = test::deliveredStore();
     ASSERT_TRUE(db.exec(
@@ -27,6 +24,5 @@ TEST(ProfileSwitches, ReadsEverySwitchAndNullsAsOff) {
         EXPECT_FALSE(none.switches.kiosk || none.switches.blockDownloads || none.homePagePending) << id;
     }
 }
-
 }  // namespace
 }  // namespace ombrix::core

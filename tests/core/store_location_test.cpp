@@ -1,9 +1,6 @@
 #include "core/store_location.h"
-
 #include <gtest/gtest.h>
-
 #include <filesystem>
-
 #include "core/schema.h"
 #include "core/settings_reg.h"
 #include "fakes/fake_machine.h"
@@ -15,11 +12,9 @@
 
 namespace ombrix::core {
 namespace {
-
 using platform::RegRoot;
 
-// Where the store is looked for, and whether the delivered file in the
-// program folder moves to the per-machine folder.
+// Where the store is looked for, and whether the delivered file in the program folder moves to the per-machine folder.
 TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
     const std::string program = "C:\\Programmi\\Ombrix\\DataBase", machine = "C:\\Ombrix\\DataBase";
     const struct {
@@ -51,24 +46,18 @@ TEST(FolderChoice, RememberedFolderThenPerMachineThenProgramFolder) {
         if (c.perMachineFile) files.files[machine + "\\DataBase.db"] = "in use";
         files.directories.insert("C:\\Ombrix");  // an existing folder is fine
         if (*c.readOnly) files.readOnlyDirectories.insert(c.readOnly);
-
         EXPECT_EQ(chooseDatabaseFolder(env), c.chosen) << c.name;
-        const auto in = [&](const std::string& folder) {
-            const auto it = files.files.find(folder + "\\DataBase.db");
-            return it == files.files.end() ? std::string() : it->second;
-        };
-        EXPECT_EQ(in(machine), c.moved ? "delivered" : c.perMachineFile ? "in use" : "") << c.name;
+        const auto it = files.files.find(machine + "\\DataBase.db");
+        EXPECT_EQ(it == files.files.end() ? "" : it->second, c.moved ? "delivered" : c.perMachineFile ? "in use" : "") << c.name;
         EXPECT_TRUE(!c.remembered || files.calls == 0) << "a remembered folder: nothing is looked at or moved";
     }
 }
 
-// Opening for real, in a temporary folder: a remembered folder that lost the
-// file asks for another; a cancelled choice changes nothing.
+// Opening for real: a remembered folder that lost the file asks for another; a cancelled choice changes nothing.
 TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     test::TempDir dir;
     test::writeFile(dir.file("italian.lng"), "[Strings]\r\n0090=Manca\r\n0091=Titolo\r\n0092=Scegli\r\n");
-    std::filesystem::create_directories(dir.path() / "good");
-    ASSERT_TRUE(createDeliveredDatabase(dir.file("good/DataBase.db")));
+    ASSERT_TRUE(std::filesystem::create_directories(dir.path() / "good") && createDeliveredDatabase(dir.file("good/DataBase.db")));
     platform::FileRegistry registry;
     test::FakeSystem system;
     test::RecordingDialogs dialogs;
@@ -79,18 +68,14 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     store.folder = chooseDatabaseFolder(env);
     EXPECT_FALSE(openDatabase(env, store)) << "the choice cancelled";
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("stale")) << "nothing changed";
-    dialogs.shown.clear();
-    dialogs.folderAnswer = dir.file("good");
-    ASSERT_TRUE(openDatabase(env, store));
-    ASSERT_EQ(dialogs.shown.size(), 1u);
+    dialogs.shown.clear(), dialogs.folderAnswer = dir.file("good");
+    ASSERT_TRUE(openDatabase(env, store) && dialogs.shown.size() == 1u);
     const auto& box = dialogs.shown[0];
     EXPECT_TRUE(box.messageId == msg::StoreNotFound && box.text == "Manca" && box.title == "Titolo" &&
                 box.icon == platform::MessageIcon::Exclamation);
     EXPECT_EQ(dialogs.prompts, (std::vector<std::string>{"Scegli", "Scegli"}));
-    EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), store.folder);
-    EXPECT_EQ(store.folder, dir.file("good"));
+    EXPECT_TRUE(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase") == store.folder && store.folder == dir.file("good"));
     EXPECT_TRUE(openDatabase(env, store) && dialogs.shown.size() == 1u) << "already open: nothing to do";
 }
-
 }  // namespace
 }  // namespace ombrix::core

@@ -1,12 +1,9 @@
 #include "core/store.h"
-
 #include <gtest/gtest.h>
-
 #include "fakes/fixtures.h"
 
 namespace ombrix::core {
 namespace {
-
 class StoreTest : public ::testing::Test {
 protected:
     Database db = test::deliveredStore();
@@ -26,19 +23,6 @@ TEST_F(StoreTest, ReadAndUpdateTheFirstMatchingRowOrNothing) {
     ASSERT_TRUE(db.exec("DELETE FROM Opzioni;"));
     EXPECT_FALSE(UpdateField(db, "Opzioni", "IDProfiloInUso", Value(3), kOptionsRow));
     EXPECT_EQ(db.scalar("SELECT count(*) FROM Opzioni;").toInteger(), 0);
-}
-
-// The schema names no collation: the program's own statements compare text
-// without case, accented letters too.
-TEST_F(StoreTest, OurStatementsCompareTextWithoutCase) {
-    ASSERT_TRUE(db.exec("INSERT INTO Profili (IDProfilo, Profilo) VALUES (2, 'CITTÀ'), (3, 'città');"));
-    const Condition named{"Profilo" OMBRIX_TEXT_EQUALS, {"città"}};
-    EXPECT_EQ(ReadField(db, "Profili", "IDProfilo", named).toInteger(), 2);
-    EXPECT_TRUE(ReadField(db, "Profili", "IDProfilo", Condition{"Profilo" OMBRIX_TEXT_EQUALS, {"citta"}}).isEmpty());
-    EXPECT_TRUE(UpdateField(db, "Profili", "Profilo", Value("b"), named));
-    EXPECT_EQ(ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {2}}).toText() +
-                  ReadField(db, "Profili", "Profilo", Condition{"IDProfilo = ?", {3}}).toText(),
-              "bcittà") << "only the first of several rows";
 }
 
 TEST_F(StoreTest, NextFreeIdPadsAndSkipsTakenValues) {
@@ -75,6 +59,5 @@ TEST_F(StoreTest, InsertsRefuseDuplicatesAndEmptyValues) {
         EXPECT_EQ(rows[0].text, c.first) << "stored exactly as given, apostrophes included";
     }
 }
-
 }  // namespace
 }  // namespace ombrix::core
