@@ -274,17 +274,7 @@ TEST_F(ElevatedFormsTest, TheProfileChosenAndTheKeyboardBoxAreSavedByAnElevatedO
     EXPECT_TRUE(waitFor([&] { return visible(FindWindowW(L"OmbrixTastiera", nullptr)); }));
 }
 
-TEST_F(ElevatedFormsTest, TheAdministrationModeStartedByHandShowsOnlyItsFormOrRefuses) {
-    // An unknown form: told, nothing opened, a failure status.
-    const StartedProgram wrong = launch("/amministra giochi");
-    HWND box = nullptr;
-    ASSERT_TRUE(waitFor([&] { return (box = messageBox(wrong, IDOK)) != nullptr; }));
-    EXPECT_NE(text(GetDlgItem(box, 0xFFFF)).find(L"giochi"), std::wstring::npos);
-    EXPECT_EQ(formWith(wrong, IDC_TXTPASS), nullptr);
-    picture(box, "administration-unknown-form");
-    PostMessageW(box, WM_COMMAND, IDOK, 0);
-    EXPECT_EQ(wrong.waitForExit(), std::optional<DWORD>(1));
-
+TEST_F(ElevatedFormsTest, TheAdministrationModeStartedByHandShowsOnlyItsForm) {
     // The time-slot editor alone: no main form, no enforcement, beside nothing.
     const StartedProgram slots = launch("/amministra periodi");
     HWND form = nullptr;
