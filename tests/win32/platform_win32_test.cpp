@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "fakes/fixtures.h"
-#include "machine/firefox_prefs.h"
 #include "machine/machine_profile.h"
 #include "platform/durable.h"
 #include "platform/file_registry.h"
@@ -106,23 +105,17 @@ TEST(FolderAccessWin32, EachKindGrantsWhatItMustAndIsSetOnAFolder) {
     EXPECT_TRUE(error && !error->empty()) << "a missing folder gives the system's message";
 }
 
-TEST(Win32MachineProfile, ALockedFileIsLeftAsItWas) {
+TEST(Win32MachineProfile, ALockedJournalIsLeftAsItWas) {
     test::TempDir dir;
-    const std::string folder = pathToUtf8(dir.path()), prefs = dir.file("prefs.js");
     const std::string journal = dir.file(core::kJournalFileName);
-    ASSERT_TRUE(writeWholeFile(prefs, "user_pref(\"browser.startup.homepage\", \"http://own/\");\n"));
     ASSERT_TRUE(platform::systemDurableWriter().replace(journal, "old"));
     {
-        const auto hold = [](const std::string& path) {  // another program, sharing nothing
-            return adoptInvalidOnFailure(
-                CreateFileW(toWide(path).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-        };
-        const auto a = hold(prefs), b = hold(journal);
-        ASSERT_TRUE(a && b);
-        EXPECT_FALSE(core::setFirefoxHomePage(folder, "http://foreign.example/"));
+        // Another program holding it, sharing nothing.
+        const auto held = adoptInvalidOnFailure(
+            CreateFileW(toWide(journal).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(held);
         EXPECT_FALSE(platform::systemDurableWriter().replace(journal, "new"));
     }
-    EXPECT_EQ(core::HomePageFirefox(folder), "http://own/");
     EXPECT_EQ(readWholeFile(journal), "old") << "the old journal stays whole";
     EXPECT_FALSE(platform::realFileSystem().fileExists(journal + ".new"));
 }
