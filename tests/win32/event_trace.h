@@ -13,8 +13,7 @@
 namespace ombrix::test {
 
 struct TracedEvent {
-    unsigned long type = 0, id = 0;    // type: EVENTLOG_ERROR_TYPE, _WARNING_TYPE, ...
-    bool user = false;                 // a SID was given
+    unsigned long id = 0;
     std::vector<std::string> strings;  // as Wine writes them: non-ASCII as \xxxx
 };
 
@@ -32,8 +31,7 @@ inline std::vector<TracedEvent> tracedEvents() {
                 field.push_back(line.substr(from, end - from));
             if (field.size() < 5) continue;
             lastOfThread[thread] = events.size();
-            events.push_back({std::stoul(field[1], nullptr, 16), std::stoul(field[3], nullptr, 16),
-                              field[4].find_first_not_of('0') != std::string::npos, {}});
+            events.push_back({std::stoul(field[3], nullptr, 16), {}});
         } else if (const auto text = line.find(":eventlog:ReportEventW L\"");
                    text != std::string::npos && lastOfThread.count(thread)) {
             events[lastOfThread[thread]].strings.push_back(line.substr(text + 25, line.rfind('"') - text - 25));

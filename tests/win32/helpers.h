@@ -197,10 +197,4 @@ inline bool trayIconPresent(HWND owner) {
 
 inline bool topmost(HWND w) { return (GetWindowLongW(w, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0; }
 
-// A plain visible top-level window of this thread, destroyed with the object.
-inline win32::UniqueWindow ownWindow(const wchar_t* title) {
-    return win32::UniqueWindow(CreateWindowExW(0, L"STATIC", title, WS_OVERLAPPEDWINDOW | WS_VISIBLE, 300, 200, 320,
-                                               160, nullptr, nullptr, nullptr, nullptr));
-}
-
 }  // namespace ombrix::test

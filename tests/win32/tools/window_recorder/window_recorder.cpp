@@ -1,6 +1,6 @@
 // window_recorder --log FILE [--title T] [ARG...]
 // Log lines (UTF-8, the file reopened per line so a test reads it as it runs):
-//   start PID | show USESHOWWINDOW WSHOWWINDOW | cwd FOLDER | arg TEXT
+//   start PID | show USESHOWWINDOW WSHOWWINDOW | arg TEXT
 //   creating TICK (GetTickCount64 as its window is made) | close | focus lost
 //   key VK (pressed while it has the focus) | char UNIT (typed, a UTF-16 unit), in decimal
 #include <windows.h>
@@ -55,9 +55,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
     GetStartupInfoW(&startup);
     const bool useShow = startup.dwFlags & STARTF_USESHOWWINDOW;
     record("show " + std::string(useShow ? "1" : "0") + " " + std::to_string(startup.wShowWindow));
-    wchar_t cwd[MAX_PATH] = {};
-    GetCurrentDirectoryW(MAX_PATH, cwd);
-    record("cwd ", cwd);
     for (int i = 1; argv && i < argc; ++i) {
         const std::wstring a = argv[i];
         if ((a == L"--log" || a == L"--title") && i + 1 < argc) ++i;
