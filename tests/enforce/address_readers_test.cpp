@@ -40,18 +40,6 @@ TEST(ShellWindowList, FormatAndReaders) {
     }
 }
 
-TEST(SchemeCompletion, HiddenSchemesGetHttp) {
-    const std::tuple<Browser, const char*, const char*> cases[] = {
-        {Browser::Chrome, "example.org/path", "http://example.org/path"}, {Browser::Chrome, "about:blank", "about:blank"},
-        {Browser::Chrome, "httpbin.org", "httpbin.org"},  // begins with "http": left alone
-        {Browser::Chrome, "chrome://settings", "chrome://settings"},
-        {Browser::Chrome, "edge://settings", "http://edge://settings"},
-        {Browser::Edge, "edge://settings", "edge://settings"},
-        {Browser::Edge, "chrome://settings", "http://chrome://settings"},
-    };
-    for (const auto& [browser, lowered, expected] : cases) EXPECT_EQ(completeScheme(lowered, browser), expected);
-}
-
 class Readers : public ::testing::Test {
 protected:
     test::Journal journal;
@@ -129,20 +117,6 @@ TEST_F(Readers, FirefoxSearchesTheDesktopFrontFirst) {
     EXPECT_EQ(readers.readFirefoxAddress(), "front.org");
     desktop.find(front)->nodes[0]->focused = true;
     EXPECT_EQ(readers.readFirefoxAddress(), "");
-}
-
-TEST_F(Readers, KeptElementMakesASteadyReadCheapAndOneThatStopsAnsweringIsSearchedAgain) {
-    processes.start("chrome.exe");
-    const auto w = chromeWindow(bar(kChromeBar, "x.org"));
-    auto readers = make();
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(readers.readChromeAddress(), "http://x.org");
-    EXPECT_EQ(desktop.searches, 1) << "no search while the window lives";
-    EXPECT_EQ(desktop.reads, 20) << "a value and a focus read per tick";
-    auto& node = desktop.find(w)->nodes[1];
-    node->alive = false;  // the tool bar was rebuilt
-    node = std::make_shared<FakeNode>(bar(kChromeBar, "rebuilt.org"));
-    EXPECT_EQ(readers.readChromeAddress(), "http://rebuilt.org") << "in the same read";
-    EXPECT_EQ(desktop.searches, 2);
 }
 
 // The kept elements never change an answer: random desktops where windows open

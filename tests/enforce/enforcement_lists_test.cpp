@@ -141,28 +141,6 @@ TEST(Loaders, AnUnreadableStoreFailsClosedAndSaysSo) {
     }
 }
 
-// Another process holds the store's write lock while the lists load: the
-// lists stay in force, told once, and the next load reads anew.
-TEST(Loaders, AStoreLockedElsewhereLeavesTheListsInForce) {
-    test::EnforcementRig rig;
-    rig.addProfile(2, true, {".vietato.it"}, {"calc.exe"});
-    rig.addProfile(3, true, {".altro.it"}, {"notepad.exe"});
-    const std::string file = rig.dir.file("DataBase.db");
-    core::Database other;
-    ASSERT_TRUE(other.open(file, core::Database::Mode::CreateIfMissing) && rig.db.copyTo(other));
-    ASSERT_TRUE(rig.db.open(file));
-    rig.use(2);
-    const auto inForce = [&] { return rig.enforcement->entries().front() + " " + rig.enforcement->processNames().front(); };
-    ASSERT_TRUE(other.exec("BEGIN EXCLUSIVE;"));
-    rig.db.setBusyTimeout(50);  // the wait's length is the engine's; only its end matters here
-    rig.use(3);
-    EXPECT_EQ(inForce(), ".vietato.it calc.exe");
-    EXPECT_EQ(rig.host.storeErrors.size(), 1u);
-    ASSERT_TRUE(other.exec("COMMIT;"));
-    rig.use(3);
-    EXPECT_EQ(inForce(), ".altro.it notepad.exe") << "the next load reads anew";
-}
-
 // A NUL in a stored entry would end a C string early: "http://\0a\0.\0i\0t"
 // read so is "http://", which matches every address. Such a list reads as
 // damaged: the lists loaded last stay and the administrator is told.

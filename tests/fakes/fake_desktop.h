@@ -1,6 +1,6 @@
 #pragma once
 // A fake desktop: top-level windows in z-order, each with a title, a class and accessible elements
-// in tree order. It answers the window and accessibility seams, counts searches and reads, and journals.
+// in tree order. It answers the window and accessibility seams, counts searches, and journals.
 #include "fakes/fake_controller.h"
 #include "platform/accessibility.h"
 #include "platform/text.h"
@@ -30,8 +30,7 @@ public:
     explicit FakeDesktop(Journal* journal = nullptr) : journal_(journal) {}
     std::vector<FakeWindow> windows;  // z-order, front first
     std::uint16_t uiLanguage = 0x0410;
-    int searches = 0, reads = 0, titleWalks = 0;  // findFirst calls; value and focus reads; findByTitles calls
-    std::function<void()> duringSearch;  // runs inside findFirst, as the messages a cross-process call lets in
+    int searches = 0, titleWalks = 0;  // findFirst calls; findByTitles calls
     platform::WindowId nextId = 0x100;
     // Adds a window behind the others (or in front); `reuse` gives it the handle of a window that has closed.
     platform::WindowId addWindow(const std::string& className, bool visible = true, bool inFront = false,
@@ -82,12 +81,11 @@ public:
     std::unique_ptr<platform::AccessibleElement> findFirst(platform::WindowId window,
                                                            const platform::AccessibleQuery& query) override {
         ++searches;
-        if (duringSearch) duringSearch();
         for (const auto& node : find(window) ? find(window)->nodes : std::vector<std::shared_ptr<FakeNode>>{}) {
             const std::string& text = query.property == platform::AccessibleText::Name ? node->name
                                       : query.property == platform::AccessibleText::Help ? node->help
                                                                                          : node->automationId;
-            if (text == query.text && (!query.editOnly || node->edit)) return std::make_unique<Element>(node, reads);
+            if (text == query.text && (!query.editOnly || node->edit)) return std::make_unique<Element>(node);
         }
         return nullptr;
     }
@@ -97,15 +95,14 @@ private:
         return std::ranges::find_if(windows, [&](const FakeWindow& w) { return w.id == id; });
     }
     void note(std::string entry) { if (journal_ != nullptr) journal_->add(std::move(entry)); }
-    // Reads count, and answer nothing once the element is gone.
+    // Answers nothing once the element is gone.
     struct Element final : platform::AccessibleElement {
-        Element(std::shared_ptr<FakeNode> node, int& reads) : node_(std::move(node)), reads_(reads) {}
+        explicit Element(std::shared_ptr<FakeNode> node) : node_(std::move(node)) {}
         std::optional<std::string> value() override { return read(node_->value); }
         std::optional<bool> hasKeyboardFocus() override { return read(node_->focused); }
         template <class T>
-        std::optional<T> read(const T& v) { return ++reads_, node_->alive ? std::optional<T>(v) : std::nullopt; }
+        std::optional<T> read(const T& v) { return node_->alive ? std::optional<T>(v) : std::nullopt; }
         std::shared_ptr<FakeNode> node_;
-        int& reads_;
     };
     Journal* journal_;
 };

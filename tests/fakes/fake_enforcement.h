@@ -63,11 +63,9 @@ private:
 };
 
 struct FakeKeyboard final : platform::KeyboardInput {
-    std::vector<std::pair<int, std::uint32_t>> events;
     std::function<void()> onCtrlW;
     bool control_ = false;
     void keyEvent(std::uint8_t vk, std::uint32_t flags) override {
-        events.emplace_back(vk, flags);
         const bool up = (flags & platform::kKeyUp) != 0;
         if (vk == 17) control_ = !up;
         if (vk == 87 && !up && control_ && onCtrlW) onCtrlW();

@@ -10,11 +10,6 @@
 namespace ombrix::core {
 namespace {
 
-TEST(FirefoxPrefs, LinesAreJoinedWithCrLf) {
-    const std::string set = std::string(kFirefoxHomePagePref) + "\"http://new/\");";
-    EXPECT_EQ(commentOutAndAppend("a\r\nb\rc", {kFirefoxHomePagePref}, {set}), "a\r\nb\r\nc\r\n" + set);
-}
-
 // profiles.ini's first Path line names the folder; without prefs.js Firefox is not set up and nothing is made.
 TEST(FirefoxPrefs, EachApplicationAddsOneLineAndAMissingFileIsNeverMade) {
     test::TempDir dir;

@@ -69,13 +69,11 @@ TEST_F(ManagedTest, AnythingWrongKeepsTheLastGoodSet) {
     ASSERT_EQ(managed.check({file, ""}).outcome, Outcome::Imported);
     const std::string before = test::profileRows(db);
     std::filesystem::create_directories(pathFromUtf8(dir.file("vuota")));
-    test::writeFile(dir.file("danno.ox"), ox("Aula", {"altro.exe"}).substr(0, 40));
     test::writeFile(dir.file("locale.ox"), ox("Nessuna restrizione", {"altro.exe"}));
     test::writeFile(dir.file("pagina.ox"), ox("Aula", {}, false, "scuola.it"));
     test::writeFile(dir.file("doppi/a.ox"), ox("Aula", {"altro.exe"}));
     test::writeFile(dir.file("doppi/b.OX"), ox("AULA", {"altro.exe"}));
     const std::pair<ManagedSource, const char*> cases[] = {
-        {{dir.file("danno.ox"), ""}, "the managed file is damaged"},
         {{file, std::string(64, '0')}, "the managed file does not match its pinned SHA-256"},
         {{pathToUtf8(dir.path()), std::string(64, '0')}, "a pinned SHA-256 names one file, not a folder"},
         {{dir.file("vuota"), ""}, "the folder holds no exchange file"},

@@ -60,8 +60,7 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
         {L::Processes, "gioco\x7f.exe", V::Refuse, "0359"}, {L::WindowTitles, "Solitario\x1b[2J", V::Refuse, "0359"},
         {L::Sites, " Example.ORG/News ", V::Accept, "http://Example.ORG/News"}, {L::Sites, "HTTP://example.org", V::Accept, "http://HTTP://example.org"},
         {L::Sites, "outlook:inbox", V::Accept, "outlook:inbox"}, {L::Sites, "ftp.example.org", V::Accept, "ftp.example.org"},
-        {L::Sites, ".Example.org", V::Accept, ".Example.org"}, {L::Processes, "bin/notepad.exe", V::Refuse, "0027"},
-        {L::Processes, "NOTEPAD.EXE", V::Refuse, "0028"}, {L::Processes, " notepad.exe ", V::Accept, "notepad.exe"},
+        {L::Sites, ".Example.org", V::Accept, ".Example.org"}, {L::Processes, " notepad.exe ", V::Accept, "notepad.exe"},
     };
     for (const auto& [kind, typed, verdict, stored] : cases) {
         const EntryVerdict v = entryVerdict(kind, typed);
@@ -70,7 +69,6 @@ TEST(EntryRules, SitesProcessesAndHomePages) {
     }
     const std::pair<const char*, const char*> pages[] = {
         {"file://c/x.htm", "http://file://c/x.htm"}, {"file:///c:/x.htm", "file:///c:/x.htm"},
-        {" Giochi.Exe ", "Giochi.Exe"},              {"x.bat.htm", "http://x.bat.htm"},
         {" ftp.x.org ", "ftp.x.org"},                {"", ""},
     };
     for (const auto& [typed, saved] : pages) EXPECT_EQ(normalisedHomePage(typed), saved) << typed;
@@ -175,17 +173,11 @@ TEST_F(ProfileEditorTest, ADeleteTakesTheListsAwayUnlessTheProfileIsAssigned) {
     const std::int64_t kept = saved("Assegnato");
     ASSERT_TRUE(db.run("INSERT INTO Clienti (IDProfilo) VALUES (?);", {kept}));
     const std::int64_t source = saved("Scuola");
-    const std::int64_t copy = saved("Scuola 2");
-    ASSERT_EQ(add(L::Processes, "gioco.exe"), Outcome::Done);
-
     ASSERT_EQ(editor.moveTo(kept), Outcome::Done);
     const std::string before = test::profileRows(db);
     EXPECT_TRUE(editor.deleteCurrent() == Outcome::Refused && lastId() == msg::ProfileStillAssigned);
     EXPECT_EQ(test::profileRows(db), before);
-    ASSERT_EQ(editor.moveTo(copy), Outcome::Done);
-    EXPECT_EQ(editor.deleteCurrent(), Outcome::Done);
-    EXPECT_EQ(db.scalar("SELECT count(*) FROM ProcessiVietati WHERE IDProfilo = ?;", {copy}).toInteger(), 0);
-    EXPECT_EQ(editor.record().id, source) << "lands on the neighbour";
+    ASSERT_EQ(editor.moveTo(source), Outcome::Done);
     // Store failures are shown, not thrown; the delete stops at the missing table.
     ASSERT_TRUE(db.exec("DROP TABLE ProcessiVietati;"));
     EXPECT_TRUE(add(L::Processes, "altro.exe") == Outcome::Failed && lastId() == msg::StoreWriteFailed &&
