@@ -168,35 +168,6 @@ INSTANTIATE_TEST_SUITE_P(
         return image.substr(0, image.find('.'));
     });
 
-TEST_F(BrowserSites, APageThatSurvivesTwoClosesEndsTheBrowserAndTheLastGoodPageReopens) {
-    startProgram();
-    StandinBrowser& b = startBrowser("chrome.exe", standinArguments(Browser::Chrome));
-    ASSERT_TRUE(b.started());
-    showAccepted(b, kGoodPage);
-    ASSERT_TRUE(b.send("ctrlw ignore\nctrlw ignore\ntab http://www.vietato.example/"));
-    EXPECT_TRUE(b.waitForExit()) << "the browser was not ended";
-    EXPECT_TRUE(b.recorded("ctrl+w ignore")) << ::testing::PrintToString(b.record());
-    EXPECT_FALSE(contains(b.record(), "exit")) << "terminated, not closed";
-    EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example/"));
-    EXPECT_TRUE(waitFor([&] { return contains(test::logLines(defaultExe + ".record"), std::string("open ") + kGoodPage); }))
-        << "the browser did not start again with the last good page";
-}
-
-TEST_F(BrowserSites, AHalfTypedAddressIsNeverJudged) {
-    startProgram();
-    StandinBrowser& b = startBrowser("chrome.exe", standinArguments(Browser::Chrome));
-    ASSERT_TRUE(b.started());
-    ASSERT_TRUE(b.send(std::string("tab ") + kGoodPage + "\ntype www.vietato.example"));
-    // Long enough for many ticks of every enforcement timer.
-    EXPECT_FALSE(waitFor([&] { return !b.record().empty() || notice() != nullptr || !b.running(); }, 1500ms))
-        << "a half-typed address was judged";
-    // The focus leaves the bar with the text in it: now it is the address.
-    ASSERT_TRUE(b.send("blur"));
-    EXPECT_TRUE(b.recorded("ctrl+w tab"));
-    EXPECT_TRUE(noticeShows(L"Sito non consentito: http://www.vietato.example"));
-    EXPECT_TRUE(b.running());
-}
-
 // "No profile" in use is an allowed list with nothing in it: a page in any
 // browser ends it, and so do the browsers whose address is not read. It is in
 // use outside every time slot when the fallback is left on no profile, and
