@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <filesystem>
 #include "app/ctl_fixture.h"
-#include "core/controller.h"
 #include "core/guard_service.h"
 #include "core/password.h"
 #include "core/policy_names.h"
@@ -10,12 +9,10 @@
 #include "core/settings_reg.h"
 #include "core/store.h"
 #include "core/store_location.h"
-#include "machine/machine_profile.h"
 #include "schedule/schedule_texts.h"
 
 namespace ombrix::app {
 namespace {
-using core::SavedSetting;
 using platform::RegRoot;
 
 struct CtlInstall : CtlFixture {
@@ -61,20 +58,6 @@ TEST_F(CtlInstall, ProtectMakesTheStoresFolderReadOnlyAndItsLogFolderWritableFor
     fake.refused[own] = "Access is denied.";
     EXPECT_EQ(said({"protect"}), "1 0345: The access list of the folder could not be set: " + own + ": Access is denied.\n");
     EXPECT_FALSE(std::filesystem::exists(logFolder)) << "nothing after the store's folder";
-}
-
-TEST_F(CtlInstall, RestoreGivesBackWhatTheJournalHoldsOneLineEach) {
-    const std::string journal = dir.file(core::kJournalFileName);
-    EXPECT_EQ(said({"restore"}), "0 nothing to restore\n");
-    registry.writeDword(RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, 3);
-    using enum SavedSetting::Kind;
-    test::writeFile(journal, core::serialiseJournal(
-        {{Registry, RegRoot::CurrentUser, core::kZone3, core::kDownloadValue, SavedSetting::Value::Absent, ""},
-         {DefaultPrinter, RegRoot::CurrentUser, "", "", SavedSetting::Value::Text, "Old,drv,LPT1:"}}));
-    EXPECT_EQ(said({"restore"}), "1 restored HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings\\Zones\\3\\1803 = "
-                                 "(removed)\nombrixctl: not restored, kept in the journal: default printer = \"Old,drv,LPT1:\"\n");
-    test::writeFile(journal, "ombrix machine journal 1\nregistry\tHKCU");
-    EXPECT_TRUE(run({"restore"}) == kRefused && err.str().find("is damaged and was not applied") != std::string::npos);
 }
 
 using State = GuardControl::State;

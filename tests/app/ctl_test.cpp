@@ -43,13 +43,6 @@ TEST_F(Ctl, UpgradeSaysWhatItDidOrWhyNotAndChangesNothingWhenItFails) {
     for (const char* said : {"upgraded\n", "up to date\n"}) EXPECT_TRUE(run({"upgrade"}) == kOk && out.str() == said);
 }
 
-// The language file's text, else English, never a bare identifier.
-TEST_F(Ctl, MessagesAreTheLanguagesAndAMissingOrForeignStoreIsRefused) {
-    EXPECT_EQ(said({"log", "show", "--from", "31/02/2024"}), "1 0240: Correct the start date and try again. 31/02/2024\n");
-    EXPECT_TRUE(begins({"profiles"}, "1 0090: Database non trovato"));
-    EXPECT_TRUE(run({"upgrade"}) == kRefused && !std::filesystem::exists(db)) << "nothing is created";
-}
-
 // Printed text can neither forge a line or a field nor turn the rest around or command a terminal.
 TEST(Printable, EscapesWhatCouldForgeOrHideWhatFollows) {
     const std::pair<std::string, std::string> cases[] = {

@@ -71,23 +71,6 @@ TEST(Guard, QuickEndsBackOffGrowingAndCappedButNeverStop) {
     }
 }
 
-// The session comes from the system, never from the request.
-TEST(Guard, ChannelStandsDownOnlyTheAskingSession) {
-    Guard guard;
-    guard.signedIn(1, 0);
-    guard.signedIn(2, 0);
-    (void)guard.takeDue(0);
-    EXPECT_EQ(answerGuardRequest(guard, "stand-down", 2), "ok");
-    EXPECT_EQ(answerGuardRequest(guard, "status", 0), "session 1 running\nsession 2 stood-down\n");
-    EXPECT_EQ(answerGuardRequest(guard, "stand-down", 5), "refused: session 5 is not guarded");
-    for (const char* forged : {"stand-down 1", "STAND-DOWN"}) {
-        EXPECT_EQ(answerGuardRequest(guard, forged, 1), "refused: unknown request") << forged;
-    }
-    EXPECT_EQ(guard.programEnded(1, 5), 0u) << "session 1 is still guarded";
-    EXPECT_EQ(guard.programEnded(2, 5), std::nullopt);
-    EXPECT_EQ(answerGuardRequest(guard, "status", 0), "session 1 waiting\nsession 2 stood-down\n");
-}
-
 using core::NoticeLife, core::TimerId, core::TimerWheel, core::timerEntry;
 using TimerIds = std::vector<TimerId>;
 constexpr TimerId kSites = TimerId::SiteCheck, kTaskManager = TimerId::KillTaskManager;  // 50, 100 ms

@@ -67,19 +67,5 @@ TEST_F(MachinePolicyTest, ASlotTheEditorWouldRefuseIsRefusedWhole) {
         EXPECT_TRUE(slot == 0 || p.slots[slot - 1] == (Slot{std::nullopt, std::nullopt, kUnusableProfile})) << times[2];
     }
 }
-
-TEST_F(MachinePolicyTest, AnUnusableProfileInUseOrHashIsMarked) {
-    EXPECT_EQ(readMachinePolicy(registry, db), MachinePolicy{}) << "nothing set: the store's everywhere";
-    set(kProfileInUse, "Sconosciuto");
-    const std::string good = hashPassword("Preside").value();
-    for (const std::string& hash : {std::string("pbkdf2-sha256$10$00$zz"), good}) {
-        set(kAdminPasswordHash, hash);
-        const MachinePolicy p = readMachinePolicy(registry, db);
-        EXPECT_TRUE(p.passwordManaged && passwordManaged(registry) && p.profileInUseUnusable && !p.profileInUse);
-        EXPECT_EQ(p.passwordHash.has_value() + passwordHashInForce(registry).has_value(), 2 * (hash == good)) << hash;
-    }
-    setPasswordWorkForTests(kPasswordIterations);
-    EXPECT_FALSE(readMachinePolicy(registry, db).passwordHash) << "made with less work than the program's";
-}
 }  // namespace
 }  // namespace ombrix::core::policy

@@ -1,25 +1,11 @@
 #include "core/password.h"
 #include <gtest/gtest.h>
-#include <array>
 #include <vector>
 #include "fakes/fixtures.h"
-#include "platform/crypto.h"
 #include "support/messages.h"
 
 namespace ombrix::core {
 namespace {
-// The known answers below run the system's PBKDF2; these are the refusals and the comparison they cannot reach.
-TEST(SystemCrypto, RefusalsRandomBytesAndComparison) {
-    std::array<std::uint8_t, 16> a{}, b{};
-    EXPECT_FALSE(platform::pbkdf2HmacSha256("x", "salt", 0, a)) << "no rounds";
-    EXPECT_FALSE(platform::pbkdf2HmacSha256("x", "salt", 1, std::span<std::uint8_t>())) << "no key";
-    EXPECT_TRUE(platform::randomBytes(a) && platform::randomBytes(b) && a != b);
-    const std::vector<std::uint8_t> base = {1, 2, 3, 4}, first = {0, 2, 3, 4}, last = {1, 2, 3, 0};
-    EXPECT_TRUE(platform::sameBytes(base, std::vector<std::uint8_t>(base)) && platform::sameBytes({}, {}));
-    EXPECT_FALSE(platform::sameBytes(base, first) || platform::sameBytes(base, last) ||
-                 platform::sameBytes(base, std::span(base).first(3)));
-}
-
 TEST(Password, HashMatchesExactlyWhatWasTyped) {
     const std::string stored = hashPassword("Segreta 1", "fixed-salt", 1000).value();
     EXPECT_TRUE(stored.find("Segreta") == std::string::npos && passwordMatches(stored, "Segreta 1"));
