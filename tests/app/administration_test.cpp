@@ -68,6 +68,22 @@ TEST_F(AdministrationTest, WithoutRightsFormsOpenElevatedAndTheProgramTakesWhatC
     EXPECT_TRUE(forms.open(AdminForm::TimeSlots) && starter.started == std::vector<std::string>{"periodi"});
 }
 
+TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
+    using Request = std::optional<std::pair<std::optional<AdminForm>, MessageId>>;  // none: not the mode
+    const std::tuple<std::vector<std::string>, bool, Request> cases[] = {
+        {{"/altro"}, true, std::nullopt},
+        {{"/AMMINISTRA", "Periodi"}, true, std::pair(AdminForm::TimeSlots, MessageId{})},
+        {{"/amministra", "profili"}, false, std::pair(std::nullopt, msg::NeedsWindowsAdministrator)},
+        {{"/amministra", "giochi"}, true, std::pair(std::nullopt, msg::ChangeNotCompleted)},
+    };
+    for (const auto& [arguments, elevated, expected] : cases) {
+        test::FakeSystem system;
+        system.isElevated = elevated, system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // asks for the prompt, no rights
+        const auto request = administrationRequest(arguments, system);
+        EXPECT_EQ(request ? Request(std::pair(request->form, request->refusal)) : std::nullopt, expected) << arguments.size();
+    }
+}
+
 using core::TimerId;
 using platform::EventLevel;
 using Written = test::FakeEventLog::Written;
