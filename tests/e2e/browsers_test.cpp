@@ -1,7 +1,5 @@
-// The site list enforced on the browsers by the running program: the browser
-// stand-in copied under a browser's name, with a stand-in of the same
-// browser registered as the machine's default browser, so that the pages the
-// program reopens arrive where a pupil would see them.
+// The site list enforced on browser stand-ins under browsers' names; another
+// stand-in, the default browser, receives the pages the program reopens.
 #include <gtest/gtest.h>
 
 #include <algorithm>

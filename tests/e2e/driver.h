@@ -1,7 +1,5 @@
 #pragma once
-// Drives ombrix.exe as a person would, for the end-to-end tests under Wine:
-// starts it in a folder of its own, finds its windows, clicks and types
-// with injected input, and looks at what it left in the registry and store.
+// Drives ombrix.exe as a person would, for the end-to-end tests under Wine.
 
 #include <windows.h>
 

@@ -1,7 +1,4 @@
-// The profile in use enforced by the running program: a forbidden program is
-// terminated (under another file name too), a forbidden window closed, and
-// the notice that says so counts down and closes itself. The visited-sites
-// log can be read and checked.
+// Forbidden programs and windows ended with a notice; the visited-sites log viewer.
 #include <windows.h>
 
 #include <gtest/gtest.h>

@@ -129,19 +129,5 @@ TEST_F(EnglishTest, TheMainFormAndTheAdministratorsFormsSpeakEnglish) {
     EXPECT_EQ(program->waitForExit(), 0u);
 }
 
-// What a pupil meets: the notice of a program ended, and the on-screen keyboard.
-TEST_F(EnglishTest, TheNoticeAndTheKeyboardSpeakEnglish) {
-    install.sql("INSERT INTO ProcessiVietati (IDProfilo, Processo) VALUES (1, 'gioco.exe');"
-                "UPDATE Opzioni SET TastieraVirtuale = -1, IDProfiloInUso = 1;");
-    ASSERT_TRUE(start());
-    HWND keyboard = nullptr;
-    ASSERT_TRUE(waitFor([&] { return visible(keyboard = FindWindowW(L"OmbrixTastiera", nullptr)); }));
-    expectEnglish(keyboard, "frmTastiera");
-
-    EXPECT_TRUE(ends("gioco.exe"));
-    EXPECT_TRUE(waitFor([&] { return noticeText() == install.message(msg::ForbiddenProgramClosed) + L" gioco.exe"; }));
-    expectEnglish(notice(), "frmMessaggio");
-}
-
 }  // namespace
 }  // namespace ombrix::e2e

@@ -1,6 +1,4 @@
-// The guard service under Wine's service control manager: it starts the
-// program, starts it again whenever something ends it, stands down for the
-// administrator's exit, and its channel believes no one but itself.
+// The guard service under Wine's service control manager.
 #include <windows.h>
 
 #include <aclapi.h>

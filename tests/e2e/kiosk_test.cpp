@@ -1,8 +1,5 @@
-// The shell locked by a kiosk profile in the virtual desktop's task bar (the
-// Start button, the task bar's parts of later shells, the desktop icons, the
-// keys that open Start or leave a program), locked again for a shell that
-// starts again, given back by unlocking or after a forced end by ombrixctl
-// restore; and the application bar of a locked desktop with its browsers.
+// The shell locked by a kiosk profile in the virtual desktop's task bar, and
+// the application bar of a locked desktop with its browsers.
 #include <windows.h>
 
 #include <gtest/gtest.h>

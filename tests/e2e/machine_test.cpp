@@ -1,6 +1,4 @@
-// What ombrix.exe changes on the machine (the browsers' own policies among
-// it), and the machine given back: after the exit command, after a forced
-// end and the next start, and by ombrixctl restore.
+// What ombrix.exe changes on the machine, and the machine given back.
 #include <gtest/gtest.h>
 
 #include <random>

@@ -1,8 +1,5 @@
-// A PC set up through Group Policy: the policy key alone (its profile and
-// password in force, a change followed without a restart, the forms showing
-// what it sets disabled), and a profile from an exchange file on a share
-// (enforced, refused to the editor, followed, kept when damaged), and what
-// another process commits to the store followed.
+// A PC set up through Group Policy: the policy key, and a profile from an
+// exchange file on a share.
 #include <windows.h>
 
 #include <commctrl.h>

@@ -1,9 +1,5 @@
-// The profile editor worked as an administrator works it: a new profile with
-// its lists, a refused entry, a copy made with Ctrl held, the profile put in
-// use; exported and imported through the file dialogs; and opened in an
-// elevated copy of the program when the program runs without administrator
-// rights (every process under Wine holds a full token, so the program is
-// told to act as a pupil's).
+// The profile editor as an administrator works it, the exchange file through
+// the file dialogs, and the editor in an elevated copy for a pupil's program.
 #include <windows.h>
 
 #include <commctrl.h>

@@ -1,7 +1,5 @@
-// ombrix.exe as its administrator meets it: start-up, login, the profile
-// combo, the first start's password, the boxes told at start for a damaged
-// or lost store (left open, the profile is enforced all the same), the tray,
-// the exit command, and the on-screen keyboard its option shows.
+// ombrix.exe from start to exit as its administrator meets it, and the
+// on-screen keyboard its option shows.
 #include <gtest/gtest.h>
 
 #include "app/win32/forms/resource.h"

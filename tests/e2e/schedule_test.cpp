@@ -1,7 +1,4 @@
-// The daily time slots in the running program: the administrator fills the
-// editor, and at the boundary the slots' profile is put in use by itself,
-// also after a machine slept past a slot's start or while another process
-// held the store locked across it.
+// The daily time slots in the running program, also across a sleep or a locked store.
 #include <windows.h>
 
 #include <gtest/gtest.h>

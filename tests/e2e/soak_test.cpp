@@ -1,11 +1,7 @@
-// A school week in a few minutes, for scripts/soak.sh: ombrix.exe with a
-// 100,000-entry profile and the log on, its time slots changing the profile,
-// while a browser walks through allowed and forbidden pages, a forbidden
-// program starts every few seconds and a forbidden window now and then. Every
-// one met must be ended. Once a minute it prints a sample of the program's
-// handles, GDI and USER objects, threads, and the store's and the log's size;
-// the script adds the memory and judges the growth. Disabled in the ordinary
-// run: the script runs it for OMBRIX_SOAK_MINUTES minutes.
+// A school week in a few minutes, run by scripts/soak.sh for
+// OMBRIX_SOAK_MINUTES: every forbidden page, program and window met must be
+// ended. Once a minute it prints the program's handles, objects and threads
+// and the store's and log's size; the script judges the growth.
 #include <windows.h>
 
 #include <gtest/gtest.h>

@@ -4,16 +4,14 @@
 // edit under the accessible name the readers look for (--name, or --help).
 //   chrome.exe [--name TEXT] [--help TEXT] [--class chromium|gecko] [URL]
 // A second start hands its URL to the running one. WM_COPYDATA (dwData 1,
-// UTF-8 lines): "show URL" (current tab), "tab URL", "type TEXT", "blur",
-// "ctrlw ignore" (the next Ctrl+W does nothing; else it closes the tab, the
-// window with the last), "activate", "quit".
-// <exe>.record: "open URL", "ctrl+w tab|ignore", "exit".
+// UTF-8 lines): "show URL" (current tab), "tab URL", "activate", "quit".
+// Ctrl+W closes the tab, the window with the last.
+// <exe>.record: "open URL", "ctrl+w tab", "exit".
 #include <windows.h>
 #include <oleacc.h>
 #include <shellapi.h>
 
 #include <cstdio>
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -26,7 +24,6 @@ struct State {
     std::wstring stem, className, record;  // stem: chrome, msedge, firefox
     std::wstring name, help;                // the edit's accessible ones; empty: its own
     std::vector<std::wstring> tabs;         // the last one is shown
-    std::deque<std::wstring> ctrlW;         // scripted Ctrl+W actions
     HWND main = nullptr, edit = nullptr, page = nullptr, button = nullptr;
     WNDPROC editProc = nullptr;
 };
@@ -61,10 +58,7 @@ void showCurrent() {
 }
 
 void onCtrlW() {
-    const std::wstring action = g.ctrlW.empty() ? L"tab" : g.ctrlW.front();
-    if (!g.ctrlW.empty()) g.ctrlW.pop_front();
-    record(L"ctrl+w " + action);
-    if (action != L"tab") return;
+    record(L"ctrl+w tab");
     if (g.tabs.size() < 2) DestroyWindow(g.main);
     else g.tabs.pop_back(), showCurrent();
 }
@@ -73,10 +67,7 @@ bool runCommand(const std::wstring& line) {
     const auto space = line.find(L' ');
     const std::wstring verb = line.substr(0, space);
     const std::wstring arg = space == std::wstring::npos ? std::wstring() : line.substr(space + 1);
-    if (verb == L"type") SetFocus(g.edit), SetWindowTextW(g.edit, arg.c_str());
-    else if (verb == L"blur") SetFocus(g.button);
-    else if (verb == L"ctrlw") g.ctrlW.push_back(arg);
-    else if (verb == L"activate") SetForegroundWindow(g.main);
+    if (verb == L"activate") SetForegroundWindow(g.main);
     else if (verb == L"quit") DestroyWindow(g.main);
     else if (verb != L"show" && verb != L"tab" && verb != L"open") return false;
     else {
