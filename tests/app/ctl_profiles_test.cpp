@@ -137,9 +137,13 @@ TEST_F(CtlEnforce, CheckJudgesAsTheChromeBlockers) {
 
 // A damaged list is never an empty one: the store's error, not "allowed".
 TEST_F(CtlEnforce, CheckSaysWhenTheStoreCannotBeRead) {
-    sql(db, "DROP TABLE SitiVietatiConsentiti;");
-    EXPECT_EQ(said({"check", "#2", "http://www.poker.com/"}),
-              "1 ombrixctl: cannot read the database: no such table: SitiVietatiConsentiti\n");
+    const auto pristine = readWholeFile(db).value();
+    for (const auto& [damage, error] : {std::pair{"DROP TABLE SitiVietatiConsentiti;", "no such table: SitiVietatiConsentiti\n"},
+                                        {"ALTER TABLE Profili RENAME SitiProibiti TO X;", "no such column: SitiProibiti\n"}}) {
+        test::writeFile(db, pristine);
+        sql(db, damage);
+        EXPECT_EQ(said({"check", "#2", "http://www.poker.com/"}), "1 ombrixctl: cannot read the database: " + std::string(error));
+    }
 }
 
 // Results that cannot be written are reported: a script learns they were lost.
