@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -111,8 +112,10 @@ private:
 // Wine gives no handle to wait on, so its shell writes the exit code to a
 // file, renamed into place when whole.
 inline bool runHost(const std::string& commandLine, std::chrono::milliseconds patience = kPatience) {
+    // Wine's process ids repeat across prefixes: another build's tests may run beside these.
+    static const unsigned run = std::random_device{}();
     static int count = 0;
-    const std::string done = "/tmp/ombrix-host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count);
+    const std::string done = "/tmp/ombrix-host-" + std::to_string(run) + "-" + std::to_string(++count);
     const std::filesystem::path seen = "Z:" + done;
     (void)StartedProgram("/bin/sh -c \"" + commandLine + "; echo $? > " + done + ".part && mv " + done + ".part " + done + "\"");
     std::string code;
