@@ -58,7 +58,9 @@ TEST_P(SlotEditor, TheChecksBeforeSavingInTheirOrder) {
         {{"08:00", "24:00"}, msg::FirstSlotEndInvalid, SlotBox::To1},
         {{"12:00", "12:00"}, msg::FirstSlotStartNotBeforeEnd, SlotBox::From1},
         {{"", "", P}, msg::FirstSlotProfileWithoutTimes, SlotBox::Profile1},
-        {{"", "", "", "", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"", "", "", "13:00"}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"", "", "", "", "", "", "14:00"}, msg::FillFirstSlotFirst, SlotBox::From1},
+        {{"", "", "", "", "", P}, msg::FillFirstSlotFirst, SlotBox::From1},
         {{"08:00", "12:00", "", "1300", "14:00"}, msg::SecondSlotStartInvalid, SlotBox::From2},
         {{"08:00", "12:00", "", "11:00", "13:00"}, msg::SecondSlotStartsBeforeFirstEnds, SlotBox::From2},
         // Compared as times, not as texts: "09:30" is "9:30".
