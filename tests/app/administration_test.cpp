@@ -51,7 +51,7 @@ TEST_F(AdministrationTest, WithoutRightsFormsOpenElevatedAndTheProgramTakesWhatC
     EXPECT_EQ(mainForm, (std::vector<bool>{false, true, false, true}));
     EXPECT_TRUE(here.empty() && dialogs.shown.empty());
     EXPECT_FALSE(copyKept()) << "the store's copy is the elevated form's to keep";
-    starter.meanwhile = nullptr, starter.outcome.exitCode = kAdminUnsaved;  // options closed without a new password
+    starter.meanwhile = nullptr; starter.outcome.exitCode = kAdminUnsaved;  // options closed without a new password
     EXPECT_FALSE(forms.open(AdminForm::Options));
     starter.outcome = {ElevatedOutcome::Outcome::Refused, 1, "cancelled"};
     EXPECT_FALSE(forms.open(AdminForm::Log));
@@ -62,7 +62,7 @@ TEST_F(AdministrationTest, WithoutRightsFormsOpenElevatedAndTheProgramTakesWhatC
     EXPECT_EQ(dialogs.shown[0].messageId, msg::NeedsWindowsAdministrator);
     EXPECT_EQ(dialogs.shown[0].text + "|" + dialogs.shown[1].text, "serve un amministratore|Impossibile trovare il file specificato.");
     // Elevated, the forms open here, unless the tests act as a pupil.
-    starter.started.clear(), starter.outcome = {ElevatedOutcome::Outcome::Ended, 0, {}}, system.isElevated = true;
+    starter.started.clear(); starter.outcome = {ElevatedOutcome::Outcome::Ended, 0, {}}; system.isElevated = true;
     EXPECT_TRUE(forms.open(AdminForm::Profiles) && copyKept() && here == std::vector<std::string>{"profili"});
     system.env["OMBRIX_AS_STANDARD_USER"] = "1";
     EXPECT_TRUE(forms.open(AdminForm::TimeSlots) && starter.started == std::vector<std::string>{"periodi"});
@@ -78,7 +78,7 @@ TEST(AdministrationRequest, RunsOnlyWithTheRealTokenAndAKnownForm) {
     };
     for (const auto& [arguments, elevated, expected] : cases) {
         test::FakeSystem system;
-        system.isElevated = elevated, system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // asks for the prompt, no rights
+        system.isElevated = elevated; system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // asks for the prompt, no rights
         const auto request = administrationRequest(arguments, system);
         EXPECT_EQ(request ? Request(std::pair(request->form, request->refusal)) : std::nullopt, expected) << arguments.size();
     }
@@ -91,7 +91,7 @@ using Written = test::FakeEventLog::Written;
 struct Started : test::ProgramRig {
     Started() { EXPECT_EQ(controller.startUp(), core::Controller::StartResult::Running); eventLog.written.clear(); }
     void show(test::FakeBrowsers::Browser& browser, const std::string& address) {
-        browsers.open(browser, address), host.onTimer(TimerId::SiteCheck);
+        browsers.open(browser, address); host.onTimer(TimerId::SiteCheck);
     }
     test::QuickPasswords quick;
 };
@@ -102,8 +102,8 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
     const std::tuple<const char*, std::function<void(Started&)>, std::vector<Written>> cases[] = {
         {"a forbidden program ended, a forbidden window closed",
          [](Started& r) {
-             r.processes.start("gioco.exe"), r.windows.add("Chat");
-             r.host.onTimer(TimerId::ForbiddenProcesses), r.host.onTimer(TimerId::CloseWindows);
+             r.processes.start("gioco.exe"); r.windows.add("Chat");
+             r.host.onTimer(TimerId::ForbiddenProcesses); r.host.onTimer(TimerId::CloseWindows);
          },
          {{info, 1000, {"gioco.exe", "Classe"}}, {info, 1001, {"Chat", "Classe"}}}},
         // Cut as the log cuts it; "%%" and digits the event viewer would read as a parameter reference.
@@ -121,7 +121,7 @@ TEST(Events, EachIsReportedWithItsIdentifierLevelAndData) {
         {"the same page again, then in another browser, then a minute later",
          [&](Started& r) {
              for (auto* b : {&r.browsers.chrome, &r.browsers.chrome, &r.browsers.edge}) r.show(*b, page);
-             r.clock.ms += core::kEventRepeatQuietMs, r.show(r.browsers.chrome, page);
+             r.clock.ms += core::kEventRepeatQuietMs; r.show(r.browsers.chrome, page);
          },
          {{info, 1002, {page, "chrome.exe", "Classe"}}, {info, 1002, {page, "msedge.exe", "Classe"}},
           {info, 1002, {page, "chrome.exe", "Classe"}}}},

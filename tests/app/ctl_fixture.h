@@ -23,9 +23,9 @@ struct CtlFixture : ::testing::Test {
     // Exit status; what was printed is in out and err.
     int ctl(const std::vector<std::string>& args, const std::string& input = {}) {
         std::istringstream in(input);
-        out.str({}), err.str({});
+        out.str({}); err.str({});
         CtlEnvironment env{registry, platform::realFileSystem(), system, in, out, err};
-        env.elevator = elevator, env.folderAccess = folderAccess, env.guard = guard;
+        env.elevator = elevator; env.folderAccess = folderAccess; env.guard = guard;
         return runCtl(args, env);
     }
     // ombrixctl --db db ARGS...

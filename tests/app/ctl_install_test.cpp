@@ -42,7 +42,7 @@ TEST_F(CtlInstall, MakesTheStoreInTheMachinesFolderThenKeepsItAndARefusedHashCha
         EXPECT_TRUE(d.open(store) && d.scalar("SELECT PasswordAdmin || Profilo FROM Opzioni, Profili WHERE IDProfilo = 2;")
                                              .toText() == hash + "Classe");
     }
-    system.env.clear(), std::filesystem::remove_all(dir.path() / "C" / "Ombrix");
+    system.env.clear(); std::filesystem::remove_all(dir.path() / "C" / "Ombrix");
     EXPECT_TRUE(ctl({"install"}) == kRefused && err.str().find("HOMEDRIVE") != std::string::npos) << err.str();
 }
 
@@ -91,7 +91,7 @@ TEST_F(CtlFixture, ServiceStatusStartStopAndStandDown) {
     };
     for (const auto& [word, state, failure, reply, said, calls] : cases) {  // said: a message by its number
         FakeGuard fake;
-        fake.now = state, fake.failure = failure, fake.reply = reply, guard = &fake;
+        fake.now = state; fake.failure = failure; fake.reply = reply; guard = &fake;
         const std::string all = shown(ctl({"service", word}));
         EXPECT_EQ(said.ends_with(':') ? all.substr(0, said.size()) : all, said) << word;
         EXPECT_EQ(fake.calls, calls) << word;
@@ -255,14 +255,14 @@ TEST_F(CtlSlots, RefusalsNameTheEditorsMessagesAndStoreNothing) {
         {{"on", "1"}, "slots on: wrong arguments", kUsage}, {{"fallback"}, "slots fallback: wrong arguments", kUsage},
         {{"fallback", "Nessuno"}, "no profile is named Nessuno"}, {{"sometimes"}, "slots sometimes", kUsage},
     };
-    for (auto c : cases) c.args.insert(c.args.begin(), "slots"), refused(c.args, "ombrixctl: " + std::string(c.said), {}, c.status);
+    for (auto c : cases) { c.args.insert(c.args.begin(), "slots"); refused(c.args, "ombrixctl: " + std::string(c.said), {}, c.status); }
 }
 
 TEST_F(CtlSlots, ShowGivesEachSettingWithItsSourceAndFailsOnAnUnusableValue) {
     sql(db, "UPDATE Fasce SET Fascia1Dalle = '08:00:00', Fascia1Alle = '12:00:00', Fascia1Profilo = 2;");
     ASSERT_EQ(run({"policy", "show"}), kOk) << err.str();
     EXPECT_EQ(line(policy::kSlot1Profile), "Slot1Profile\tstore\tScuola #2");
-    set(policy::kSlot1To, "11:30"), set(policy::kAdminPasswordHash, "segreta");
+    set(policy::kSlot1To, "11:30"); set(policy::kAdminPasswordHash, "segreta");
     set(policy::kManagedProfilesPath, "\\\\server\\ombrix\\scuola.txt");
     EXPECT_EQ(run({"policy", "show"}), kRefused);
     EXPECT_EQ(line(policy::kSlot1To), "Slot1To\tpolicy\t11:30:00");

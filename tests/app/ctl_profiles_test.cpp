@@ -94,7 +94,7 @@ TEST_F(CtlProfiles, AManagedProfileRefusesEveryChange) {
     const std::string file = dir.file("aula.ox");
     registry.writeString(platform::RegRoot::LocalMachine, core::policy::kPolicyKey, core::policy::kManagedProfilesPath, file);
     profiles::ExchangeProfile aula;
-    aula.record.name = "Aula", aula.processes = {"gioco.exe"};
+    aula.record.name = "Aula"; aula.processes = {"gioco.exe"};
     test::writeFile(file, profiles::exchangeText(aula).bytes);
     EXPECT_EQ(said({"managed", "sync"}), "0 imported, 1 profiles written or removed\n");
     refused({"site", "add", "Aula", "scuola.it"}, "0380: T0380 " + file + "\n");

@@ -87,7 +87,7 @@ struct FakeElevator final : Elevator {
         return pathToUtf8(folder);
     }
     Run run(const std::vector<std::string>& args, bool ownConsole) override {
-        ++runs, last = ownConsole ? "console" : "";
+        ++runs; last = ownConsole ? "console" : "";
         for (const auto& a : args) last += " " + a;
         if (outcome != Run::Outcome::Ended) return {outcome, 1, "Accesso negato."};
         std::istringstream none;
@@ -147,7 +147,7 @@ TEST_F(CtlElevate, WritesAskForConsentReadsNever) {
 }
 
 TEST_F(CtlElevate, TheElevatedRunsOutputAndStatusComeBackOrWhyItDidNotRun) {
-    fake.outcome = Elevator::Run::Outcome::Ended, fake.system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // it never asks again
+    fake.outcome = Elevator::Run::Outcome::Ended; fake.system.env["OMBRIX_AS_STANDARD_USER"] = "1";  // it never asks again
     EXPECT_EQ(said({"site", "add", "#1", "-"}, "a.org\nb.org\na.org\n"), "0 added 2, duplicates skipped 1\n");
     EXPECT_TRUE(begins({"profile", "add", "nessuna restrizione"}, "1 0021: ")) << err.str();
     EXPECT_TRUE(std::filesystem::is_empty(fake.root)) << "the relay's folders are removed";

@@ -94,13 +94,13 @@ TEST(TimerWheel, TimersEnabledApartShareOnePeriodicWakeUp) {
     for (const TimerId id : {kSites, kTaskManager, kLog, TimerId::CloseWindows, kProcesses}) {
         EXPECT_NEAR(ticks[id], 10000.0 / timerEntry(id).intervalMs, 1.0) << timerEntry(id).name;
     }
-    wheel.disable(kSites), wheel.disable(kLog);
+    wheel.disable(kSites); wheel.disable(kLog);
     EXPECT_EQ(wheel.period(), 100u) << "the 100, 300 and 500 ms timers";
 }
 
 TEST(TimerWheel, DueInIdOrderOnceEvenWhenLateAndNeverWhenOff) {
     TimerWheel wheel;
-    wheel.enable(kProcesses, 0), wheel.enable(kSites, 0);
+    wheel.enable(kProcesses, 0); wheel.enable(kSites, 0);
     EXPECT_EQ(wheel.takeDue(49), TimerIds{});
     EXPECT_EQ(wheel.takeDue(500), (TimerIds{kSites, kProcesses})) << "ten missed ticks give one";
     EXPECT_EQ(wheel.takeDue(549), TimerIds{});

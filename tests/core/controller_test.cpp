@@ -45,7 +45,7 @@ struct ControllerTest : ::testing::Test, test::ControllerRig {
         std::filesystem::remove(dir.path() / "DataBase" / "DataBase.db");
         ASSERT_TRUE(createDeliveredDatabase(dir.file("DataBase/DataBase.db")));
         storeValue(hashPassword("segreta", "salt", 10).value());
-        journal.entries.clear(), dialogs.shown.clear(), lists.onLoadSites = nullptr, system.isElevated = false;
+        journal.entries.clear(); dialogs.shown.clear(); lists.onLoadSites = nullptr; system.isElevated = false;
         registry.deleteValue(RegRoot::LocalMachine, settingsKey(kProgramTitle, kStoreSection), kPasswordChosenValue);
     }
     const std::string userStoreKey = programSettingsKey(kProgramTitle, kStoreSection);
@@ -128,8 +128,8 @@ TEST_F(ControllerTest, WhatTheStartTellsComesOnceTheListsAreInForce) {
     // A switch of profile that finds the store unreadable tells it once, after the switch.
     freshStart();
     controller().startUp();
-    unreadable(), told.clear();
-    controller().onProfileChosen("Nessuna restrizione"), controller().onProfileChosen("Nessuna restrizione");
+    unreadable(); told.clear();
+    controller().onProfileChosen("Nessuna restrizione"); controller().onProfileChosen("Nessuna restrizione");
     controller().showWaitingNotices();
     EXPECT_EQ(told, std::vector<std::string>{"0313"});
 }
@@ -184,7 +184,7 @@ TEST_F(ControllerTest, SavingAPasswordChecksItFirstAndSaysWhyTheStoreRefused) {
     EXPECT_TRUE(controller().login("Nuova Password"));
     // The box says what is stored: a click the store refused is put back, and shows no keyboard.
     RecordedKeyboard keyboard;
-    controller().setOnScreenKeyboard(&keyboard), dialogs.shown.clear();
+    controller().setOnScreenKeyboard(&keyboard); dialogs.shown.clear();
     view.keyboardChecked = true;  // as the click left it
     controller().onVirtualKeyboardClicked(true);
     EXPECT_FALSE(view.keyboardChecked || dialogs.shown.empty() || keyboard.calls.find("show") != std::string::npos);
@@ -204,7 +204,7 @@ TEST_F(ControllerTest, TheKeyboardAndAutostartBoxesWorkOnlyForTheAdministrator) 
     EXPECT_FALSE(!keyboard.calls.empty() || runEntry(RegRoot::LocalMachine)) << "before the login the boxes do nothing";
 
     ASSERT_TRUE(controller().login("segreta"));
-    controller().onVirtualKeyboardClicked(true), controller().onVirtualKeyboardClicked(false);
+    controller().onVirtualKeyboardClicked(true); controller().onVirtualKeyboardClicked(false);
     EXPECT_EQ(keyboard.calls, "show hide ");
     std::filesystem::remove(path);
     controller().onAutostartClicked(true);
@@ -241,7 +241,7 @@ TEST_F(ControllerTest, TheExitStandsTheGuardDownFirstOrStays) {
         bool given = false;
         bool runControl(const std::vector<std::string>& arguments) override { return lines += arguments.at(0) + " " + arguments.at(1), given; }
     } consent;
-    controller().setGuardChannel(&channel), controller().setElevatedControl(&consent), system.isElevated = true;
+    controller().setGuardChannel(&channel); controller().setElevatedControl(&consent); system.isElevated = true;
     controller().startUp();
     controller().exitByAdministrator();
     EXPECT_FALSE(controller().shuttingDown()) << "only after login";

@@ -68,7 +68,7 @@ TEST(Connection, AMissingFileAsksForAFolderAndRemembersTheNewOne) {
     store.folder = chooseDatabaseFolder(env);
     EXPECT_FALSE(openDatabase(env, store)) << "the choice cancelled";
     EXPECT_EQ(GetSettingReg(registry, "Ombrix", "Opzioni", "DataBase"), dir.file("stale")) << "nothing changed";
-    dialogs.shown.clear(), dialogs.folderAnswer = dir.file("good");
+    dialogs.shown.clear(); dialogs.folderAnswer = dir.file("good");
     ASSERT_TRUE(openDatabase(env, store) && dialogs.shown.size() == 1u);
     const auto& box = dialogs.shown[0];
     EXPECT_TRUE(box.messageId == msg::StoreNotFound && box.text == "Manca" && box.title == "Titolo" &&

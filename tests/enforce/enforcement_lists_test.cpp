@@ -71,7 +71,7 @@ TEST(Loaders, NoProfileBlocksEveryPageButAtTheShutdown) {
     EXPECT_TRUE(policies.told[0]->allowedList && policies.told[0]->entries.empty());
     rig.browsers.open(rig.browsers.chrome, "http://scuola.it/");
     rig.processes.start("opera.exe");
-    rig.enforcement->tickSiteCheck(), rig.enforcement->tickForbiddenProcesses();
+    rig.enforcement->tickSiteCheck(); rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), (Names{"kill chrome.exe", "kill opera.exe"}));
     rig.enforcement->liftForShutdown();
     rig.use(0);
@@ -210,7 +210,7 @@ TEST_F(ProcessTimer, OnlyTheFirstBrowserOfATickIsHandedOver) {
         << "chrome terminated until gone; opera only once in the same tick";
     EXPECT_EQ(rig.entries("start page"), Names{"start page"}) << "the site list is enforced";
     EXPECT_EQ(rig.host.noticeTexts(), Names{"T0170"});
-    rig.journal.entries.clear(), rig.host.notices.clear();
+    rig.journal.entries.clear(); rig.host.notices.clear();
     rig.enforcement->tickForbiddenProcesses();
     EXPECT_EQ(rig.entries("kill"), (Names{"kill opera.exe", "kill opera.exe"}));
     EXPECT_EQ(rig.host.noticeTexts(), Names{"T0168"}) << "the next tick hands opera over";
@@ -229,7 +229,7 @@ TEST_F(ProcessTimer, MaximumProtectionSkipsTheHandOverOfChrome) {
 TEST_F(ProcessTimer, InternalBrowserTakesOverUpToFiveWindows) {
     useProfile({}, false, test::switches(&core::ProfileSwitches::internalBrowser, true));
     rig.host.internalWindows = 4;
-    for (int i = 0; i < 2; ++i) rig.processes.start("firefox.exe"), rig.enforcement->tickForbiddenProcesses();
+    for (int i = 0; i < 2; ++i) { rig.processes.start("firefox.exe"); rig.enforcement->tickForbiddenProcesses(); }
     EXPECT_EQ(rig.entries("internal browser").size(), 1u) << "five are open already";
     EXPECT_EQ(rig.host.notices.size(), 0u);
 }

@@ -62,7 +62,7 @@ TEST(ForbiddenList, APassingPageBecomesItsBrowsersLastAcceptedAndIsLoggedOnce) {
     EXPECT_EQ(t.rig.loggedUrls(), (Entries{"http://scuola.it/compiti", "https://scuola.it/"}));
     EXPECT_EQ(t.rig.entries("ctrl+w"), Entries{});
     t.rig.host.log = false;
-    t.chrome.address = "http://scuola.it/orari", t.e.tickSiteCheck();
+    t.chrome.address = "http://scuola.it/orari"; t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.loggedUrls().size(), 2u) << "log switched off";
     EXPECT_EQ(t.held.chromeLastLogged, "http://scuola.it/orari") << "remembered, logged or not";
     t.rig.browsers.edge.address = "https://poker.com/";
@@ -133,13 +133,13 @@ TEST(AllowedList, AnAddressOutsideTheListKillsTheBrowserWithoutCtrlW) {
     t.rig.host.log = true;
     t.rig.browsers.open(t.chrome, "http://www.scuola.it/orari");
     t.e.tickSiteCheck();
-    t.chrome.address = "https://video.example/", t.e.tickSiteCheck();
+    t.chrome.address = "https://video.example/"; t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.entries("ctrl+w"), Entries{});
     EXPECT_EQ(t.rig.entries("kill"), Entries{"kill chrome.exe"});
     EXPECT_EQ(t.rig.host.noticeTexts(), Entries{"T0182 https://video.example/"});
     EXPECT_EQ(t.rig.host.opened, Entries{"http://www.scuola.it/orari"});
     EXPECT_EQ(t.rig.loggedUrls(), Entries{"http://www.scuola.it/orari"}) << "a refused page is not logged";
-    t.rig.browsers.open(t.chrome, "https://altro.example/"), t.e.tickSiteCheck();
+    t.rig.browsers.open(t.chrome, "https://altro.example/"); t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.host.opened.back(), "http://scuola.it/") << "nothing passed since: the start page";
 }
 
@@ -147,7 +147,7 @@ TEST(AllowedList, BuiltInPagesAreExempt) {
     Sites t(false);
     for (const char* page : {"about:blank", "\"About:NewTab\""}) t.rig.browsers.open(t.rig.browsers.firefox, page), t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.entries("kill"), Entries{});
-    t.rig.browsers.firefox.address = "about:config", t.e.tickSiteCheck();
+    t.rig.browsers.firefox.address = "about:config"; t.e.tickSiteCheck();
     EXPECT_EQ(t.rig.entries("kill").size(), 2u) << "every Firefox";
 }
 
@@ -179,9 +179,9 @@ TEST(OtherBrowser, WhoseAddressCannotBeReadIsEndedAfterTheGraceWhereTheListNeeds
         t.e.tickSiteCheck();
         EXPECT_EQ(platform::recentFailures().back().what,
                   "a browser's address cannot be read, so its pages are not judged: vivaldi.exe");
-        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs - 1, t.e.tickSiteCheck();
+        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs - 1; t.e.tickSiteCheck();
         EXPECT_EQ(t.rig.entries("kill"), Entries{}) << "within the grace";
-        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs, t.e.tickSiteCheck();
+        t.rig.clock.ms = start + SiteTimer::kUnreadableGraceMs; t.e.tickSiteCheck();
         EXPECT_EQ(t.rig.entries("kill"), ended ? Entries{"kill vivaldi.exe"} : Entries{}) << forbiddenList;
         EXPECT_EQ(t.rig.host.noticeTexts(), ended ? Entries{"T0410 vivaldi.exe"} : Entries{});
     }

@@ -111,7 +111,7 @@ TEST(LogTimer, LogsEachBrowsersChangesOnce) {
     EXPECT_EQ(rig.loggedUrls(), (Entries{"http://d.it/", "http://e.it/", "http://b.it/", "http://c.it/", "http://a.it/"}))
         << "Internet Explorer, Edge, Firefox (quotes removed), Chrome; the internal browser only when in use";
     // A closed browser reads "": nothing is written, and its page counts again later.
-    rig.processes.running.clear(), rig.enforcement->tickSiteLog();
+    rig.processes.running.clear(); rig.enforcement->tickSiteLog();
     rig.browsers.open(chrome, "http://a.it/");
     rig.browsers.shellList = "1§http://e.it/|";  // an Internet Explorer address is logged once a session
     rig.enforcement->tickSiteLog();
@@ -137,7 +137,7 @@ TEST(LogReentry, EachTimerInsideTheOther) {
         bool done = false;  // the other timer ticks once, inside the write of a row
         rig.pump.during = [&] {
             if (done || rig.journal.find(logInsideSite ? "read chrome.exe" : "read msedge.exe") < 0) return;
-            done = true, logInsideSite ? e.tickSiteLog() : e.tickSiteCheck();
+            done = true; logInsideSite ? e.tickSiteLog() : e.tickSiteCheck();
         };
         for (int i = 0; i < 2; ++i) logInsideSite ? e.tickSiteCheck() : e.tickSiteLog();
         ASSERT_TRUE(done) << "the other timer never ticked inside";
@@ -234,15 +234,15 @@ TEST(LogFaults, VisitsMetWhileTheLogFailsAreWrittenLaterAndTheEnforcementGoesOn)
             test::writeFile(rig.dir.file("Registro"), "x");  // a file where the folder goes
         }
         auto& chrome = rig.browsers.chrome;
-        rig.browsers.open(chrome, "http://a.it/"), rig.enforcement->tickSiteCheck();
-        chrome.address = "http://www.giochi.it/", chrome.afterClose = {"http://a.it/"};
+        rig.browsers.open(chrome, "http://a.it/"); rig.enforcement->tickSiteCheck();
+        chrome.address = "http://www.giochi.it/"; chrome.afterClose = {"http://a.it/"};
         rig.enforcement->tickSiteCheck();
         EXPECT_EQ(rig.entries("ctrl+w"), Entries{"ctrl+w chrome.exe"}) << "a forbidden page is closed all the same";
-        chrome.address = "http://b.it/", rig.clock.ms += 1000, rig.enforcement->tickSiteCheck();
+        chrome.address = "http://b.it/"; rig.clock.ms += 1000; rig.enforcement->tickSiteCheck();
         ASSERT_TRUE(fault != Fault::Busy || other.exec("COMMIT;"));
         if (fault == Fault::NoFolder) std::filesystem::remove(rig.dir.path() / "Registro");
         chrome.address = "http://c.it/";
-        rig.clock.ms += VisitedSitesLog::kRetryMilliseconds - 1000, rig.enforcement->tickSiteCheck();  // to the pause's end
+        rig.clock.ms += VisitedSitesLog::kRetryMilliseconds - 1000; rig.enforcement->tickSiteCheck();  // to the pause's end
         if (fault == Fault::None) withoutFault = rig.loggedUrls();
         EXPECT_EQ(rig.loggedUrls(), withoutFault) << "every visit, in the order met";
     }

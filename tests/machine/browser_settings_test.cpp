@@ -102,7 +102,7 @@ TEST(FirefoxProfile, TheSavedSessionIsDeleted) {
     files.files["C:\\p\\sessionstore.js"] = "{}";
     EXPECT_TRUE(clearFirefoxSession(files, "C:\\p", '\\') && files.files.count("C:\\p\\sessionstore.js") == 0);
     EXPECT_TRUE(clearFirefoxSession(files, "", '\\')) << "no Firefox: nothing to do";
-    files.files["C:\\locked\\sessionstore.js"] = "{}", files.readOnlyDirectories.insert("C:\\locked");
+    files.files["C:\\locked\\sessionstore.js"] = "{}"; files.readOnlyDirectories.insert("C:\\locked");
     EXPECT_FALSE(clearFirefoxSession(files, "C:\\locked", '\\'));
 }
 

@@ -54,7 +54,7 @@ TEST(MachineJournal, ATornOrHugeJournalIsNeverApplied) {
         journal.setPath("C:\\U\\Ripristino.journal");
         files.files = {{journal.path(), whole.substr(0, n)}};
         files.sizes[journal.path()] = n == whole.size() ? std::uintmax_t{1} << 30 : n;
-        files.copies = 0, files.bytesRead = 0;
+        files.copies = 0; files.bytesRead = 0;
         EXPECT_EQ(giveBackJournal(journal, {registry, printers, desktop}).state, MachineJournal::State::Damaged) << n;
         EXPECT_EQ(files.files[journal.path() + ".damaged"], whole.substr(0, n)) << "kept aside for a person";
         EXPECT_EQ(journal.read().state, MachineJournal::State::None) << "and out of the way";
@@ -89,7 +89,7 @@ TEST(MachineJournal, AFailedWriteLeavesTheOldFile) {
     EXPECT_TRUE(journal.remember(kSettings[1]));
     EXPECT_EQ(journal.read().settings, std::vector<SavedSetting>{kSettings[1]});
     SavedSetting huge = kSettings[0];
-    huge.name = "Enorme", huge.value.assign(kJournalLimit, 'x');
+    huge.name = "Enorme"; huge.value.assign(kJournalLimit, 'x');
     EXPECT_FALSE(journal.remember(huge));
     writer.refuse = true;
     EXPECT_FALSE(journal.remember(kSettings[0]));

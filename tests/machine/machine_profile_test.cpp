@@ -75,7 +75,7 @@ struct Rig {
 
 ProfileSwitches lockingProfile(const char* page = "http://foreign/") {
     ProfileSwitches p;
-    p.printer = " New ", p.homePage = page, p.blockDownloads = p.kiosk = true;
+    p.printer = " New "; p.homePage = page; p.blockDownloads = p.kiosk = true;
     return p;
 }
 
@@ -153,7 +153,7 @@ TEST(MachineProfile, AStartAfterACrashGivesTheMachineBackOrKeepsItWithoutTheStor
 TEST(MachineProfile, ProgramsAreNeverHomePagesAndUnlistedPrintersChangeNothing) {
     Rig rig;
     ProfileSwitches p;
-    p.homePage = "C:\\giochi\\avvia.BAT", p.printer = "Missing", p.startDisabled = true;
+    p.homePage = "C:\\giochi\\avvia.BAT"; p.printer = "Missing"; p.startDisabled = true;
     rig.settings->rememberSettings();
     rig.settings->applyToMachine(p);
     EXPECT_EQ(rig.value(kInternetExplorerMain, kStartPage).value_or("") + HomePageFirefox(rig.profileFolder) + rig.printers.device,

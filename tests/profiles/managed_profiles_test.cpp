@@ -18,7 +18,7 @@ using Outcome = ManagedCheck::Outcome;
 // An exchange file, as the export writes it.
 std::string ox(const std::string& name, std::vector<std::string> processes, bool forbiddenList = true, const std::string& homePage = "") {
     ExchangeProfile p;
-    p.record.name = name, p.record.forbiddenList = forbiddenList, p.record.homePage = homePage, p.processes = std::move(processes);
+    p.record.name = name; p.record.forbiddenList = forbiddenList; p.record.homePage = homePage; p.processes = std::move(processes);
     return exchangeText(p).bytes;
 }
 

@@ -138,7 +138,7 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
     for (const auto& [name, forbidden, homePage, shown, focus] : cases) {
         ASSERT_EQ(editor.moveTo(id), Outcome::Done);
         const std::string before = test::profileRows(db);
-        editor.record().name = name, editor.record().homePage = homePage;
+        editor.record().name = name; editor.record().homePage = homePage;
         editor.setForbiddenList(forbidden);
         EXPECT_EQ(editor.save(), Outcome::Refused) << name;
         EXPECT_TRUE(lastShown() == shown && editor.focus() == focus) << lastShown();
@@ -146,7 +146,7 @@ TEST_F(ProfileEditorTest, EverySaveRefusalLeavesTheStoreAsItWas) {
     }
     // The profile's own name in another case is no clash; the list makes the page allowed.
     EXPECT_EQ(add(L::Sites, ".example.org"), Outcome::Done);
-    editor.record().name = "CASA", editor.record().homePage = "example.org/index.htm";
+    editor.record().name = "CASA"; editor.record().homePage = "example.org/index.htm";
     EXPECT_EQ(editor.save(), Outcome::Done);
     EXPECT_EQ(db.scalar("SELECT PaginaPredefinita || '|' || Profilo FROM Profili WHERE IDProfilo = ?;", {id}).toText(),
               "http://example.org/index.htm|CASA");

@@ -35,9 +35,9 @@ struct QueuedFileDialogs final : platform::FileDialogs {
 
 ExchangeProfile sample() {
     ExchangeProfile p;
-    p.record.name = "Classe 3ª \"B\"", p.record.homePage = "http://scuola.it";
-    p.record.kiosk = p.record.startDisabled = p.record.blockDownloads = true, p.record.forbiddenList = false;
-    p.sites = {"http://scuola.it", ".wikipedia.org"}, p.processes = {"notepad.exe"};
+    p.record.name = "Classe 3ª \"B\""; p.record.homePage = "http://scuola.it";
+    p.record.kiosk = p.record.startDisabled = p.record.blockDownloads = true; p.record.forbiddenList = false;
+    p.sites = {"http://scuola.it", ".wikipedia.org"}; p.processes = {"notepad.exe"};
     return p;
 }
 
@@ -67,7 +67,7 @@ TEST(ExchangeText, SectionsInOrderInTheCodePageWithCrLfAndUncarriedValuesNamed) 
         {"Caf\xC3\xA9 \xE2\x82\xAC", "x", nullptr}, {"\xCE\xA9mega", "x", "\xCE\xA9mega"}, {"ok", "  </SITI> ", "  </SITI> "}};
     for (const auto& [name, window, uncarried] : cases) {
         ExchangeProfile p;
-        p.record.name = name, p.windows = {window};
+        p.record.name = name; p.windows = {window};
         const ExchangeText u = exchangeText(p);
         EXPECT_EQ(u.uncarried.value_or("(written)"), uncarried ? uncarried : "(written)") << name;
         EXPECT_EQ(u.bytes.empty(), uncarried != nullptr);
@@ -203,7 +203,7 @@ TEST_F(ExchangeStoreTest, MessagesWaitWithTheStoreFreeAndPrintersAreLookedUp) {
 TEST_F(ExchangeStoreTest, FilesThroughTheDialogs) {
     QueuedFileDialogs files;
     ExchangeProfile p = sample();
-    p.record.name = "a\\b/c:d*e\"f<g>h|i?", p.record.startDisabled = false;  // kiosk wins: the file cannot say both
+    p.record.name = "a\\b/c:d*e\"f<g>h|i?"; p.record.startDisabled = false;  // kiosk wins: the file cannot say both
     const std::string path = dir.file("out.ox");
     files.answers = {path, dir.file("out.txt"), path};
     EXPECT_EQ(exchange.exportWithDialog(files, p), Result::Done);

@@ -26,9 +26,9 @@ struct Slots { std::array<DailySlots::Slot, 3> slots; std::int32_t fallback; };
 
 DailySlots slotsOf(const Slots& s) {
     DailySlots p;
-    p.setSlot1From(s.slots[0].from), p.setSlot1To(s.slots[0].to), p.setSlot1Profile(s.slots[0].profile);
-    p.setSlot2From(s.slots[1].from), p.setSlot2To(s.slots[1].to), p.setSlot2Profile(s.slots[1].profile);
-    p.setSlot3From(s.slots[2].from), p.setSlot3To(s.slots[2].to), p.setSlot3Profile(s.slots[2].profile);
+    p.setSlot1From(s.slots[0].from); p.setSlot1To(s.slots[0].to); p.setSlot1Profile(s.slots[0].profile);
+    p.setSlot2From(s.slots[1].from); p.setSlot2To(s.slots[1].to); p.setSlot2Profile(s.slots[1].profile);
+    p.setSlot3From(s.slots[2].from); p.setSlot3To(s.slots[2].to); p.setSlot3Profile(s.slots[2].profile);
     p.setFallbackProfile(s.fallback);
     return p;
 }

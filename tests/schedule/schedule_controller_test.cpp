@@ -48,7 +48,7 @@ TEST_F(ScheduledController, WithTheSwitchOnTheProgramStartsMinimisedAndEachBound
     for (std::size_t i = 0; i < std::size(walk); ++i) {
         const auto [day, h, m, s, profile] = walk[i];
         clock.time = {2026, 11, day, h, m, s};
-        controller.tickTimeSlots(), controller.tickTimeSlots();
+        controller.tickTimeSlots(); controller.tickTimeSlots();
         EXPECT_EQ(std::pair(controller.profileInUse(), stored("IDProfiloInUso")), std::pair(static_cast<long long>(profile), std::to_string(profile)))
             << day << " " << h << ":" << m << ":" << s;
         EXPECT_TRUE(i != 5 || (journal.count("lists profile 2") + journal.count("lists profile 3") == 2 && view.selected == 0))
@@ -116,10 +116,10 @@ TEST_F(ScheduledController, ThePolicysProfileWinsAndAChangeOfTheKeyIsInForceWith
     EXPECT_NE(journal.find("load sites -1"), -1) << "unknown: every page blocked";
     ASSERT_TRUE(registry.deleteValue(platform::RegRoot::LocalMachine, policy::kPolicyKey, policy::kProfileInUse));
     set({{policy::kAutostart, "0"}, {policy::kOnScreenKeyboard, "1"}});
-    journal.entries.clear(), controller.policyChanged();
+    journal.entries.clear(); controller.policyChanged();
     EXPECT_EQ(view.policyText, "T0450 Autostart, OnScreenKeyboard");
     EXPECT_EQ(controller.profileInUse(), 2) << "the store's profile again";
-    journal.entries.clear(), controller.policyChanged();
+    journal.entries.clear(); controller.policyChanged();
     EXPECT_EQ(journal.find("load sites 2"), -1) << "an unchanged key changes nothing";
     // The policy's slots choose, the store's switch off; an unknown slot profile blocks.
     set({{policy::kTimeSlots, "1"}, {policy::kSlot1From, "08:00"}, {policy::kSlot1To, "10:00"}, {policy::kSlot1Profile, "Pomeriggio"},

@@ -26,7 +26,7 @@ protected:
     SlotBoxes boxes(std::array<std::string, 9> v) const {
         SlotBoxes b;
         for (std::size_t i = 0; i < 3; ++i) {
-            b.from[i] = with(sep(), v[i * 3]), b.to[i] = with(sep(), v[i * 3 + 1]);
+            b.from[i] = with(sep(), v[i * 3]); b.to[i] = with(sep(), v[i * 3 + 1]);
             b.profile[i] = v[i * 3 + 2].empty() ? 0 : std::stoll(v[i * 3 + 2]);
         }
         return b;
