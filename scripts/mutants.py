@@ -223,7 +223,9 @@ def main() -> int:
     else:
         sample = random.Random(options.seed).sample(candidates, min(options.count, len(candidates)))
     sample.sort(key=lambda m: (str(m.path), m.line, m.start))
-    print(f"{len(candidates)} possible mutants; sample of {len(sample)} with seed {options.seed}")
+    # A seed chooses only a sample; --at and --replay name their mutants.
+    chosen = "--replay" if options.replay else "--at" if options.at else f"seed {options.seed}"
+    print(f"{len(candidates)} possible mutants; {len(sample)} chosen by {chosen}")
     if options.list:
         for m in sample:
             text = m.path.read_text(encoding="utf-8").split("\n")[m.line - 1]
@@ -248,7 +250,7 @@ def main() -> int:
             report.write(text + "\n")
             report.flush()
 
-    say(f"seed {options.seed}, {len(sample)} of {len(candidates)} possible mutants")
+    say(f"{chosen}, {len(sample)} of {len(candidates)} possible mutants")
     started = time.monotonic()
     for number, m in enumerate(sample, 1):
         original = m.path.read_text(encoding="utf-8")
@@ -275,7 +277,7 @@ def main() -> int:
     score = 100.0 * killed / tried if tried else 0.0
     say("")
     say(f"killed {killed}, survived {survived}, not compiled {len(results['not compiled'])}; "
-        f"score {score:.1f}% of {tried} compiled, seed {options.seed}, {time.monotonic() - started:.0f} s")
+        f"score {score:.1f}% of {tried} compiled, {chosen}, {time.monotonic() - started:.0f} s")
     for where, what in results["survived"]:
         say(f"survived: {where} {what}")
     # Leave the build matching the restored sources.
